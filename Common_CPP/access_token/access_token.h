@@ -1,0 +1,58 @@
+// On whose behalf a question is asked.
+//
+// A token is the caller's `void*`, null meaning the caller's own. On Windows it is the system's token handle; elsewhere,
+// and for recorded facts on every platform, it is a `CkxAccessToken` made here. The two cannot be mixed up: a handle has its
+// two low bits clear, and the pointer that `CkxAccessToken::Handle` gives out has its lowest bit set.
+#pragma once
+
+#include <vector>
+
+#include "Common_CPP/security/sid.h"
+
+/// A token made from facts: a recorded user, or (where the system has no tokens) the user of a process. The handle
+/// lives as long as the object.
+class CkxAccessToken {
+ public:
+  CkxAccessToken(CkxSid user, std::vector<CkxSid> groups, bool administrator)
+      : _user(user), _groups(std::move(groups)), _administrator(administrator) {}
+  CkxAccessToken(const CkxAccessToken&) = delete;
+  CkxAccessToken& operator=(const CkxAccessToken&) = delete;
+
+  void* Handle() { return reinterpret_cast<unsigned char*>(this) + 1; }
+
+  /// The object behind a handle that `Handle` gave out; null for any other token.
+  static const CkxAccessToken* FromHandle(void* token);
+
+  const CkxSid& User() const { return _user; }
+  const std::vector<CkxSid>& Groups() const { return _groups; }
+  bool IsAdministrator() const { return _administrator; }
+
+ private:
+  const CkxSid _user;
+  const std::vector<CkxSid> _groups;
+  const bool _administrator;
+};
+
+/// The user of `token`; with null the thread's token, or the process's when the thread has none. Nothing on failure.
+std::optional<CkxSid> KxToken_User(void* token);
+
+/// Whether the user or an enabled group of `token` is `sid`.
+bool KxToken_IsMember(void* token, const CkxSid& sid);
+
+/// An administrator: enabled membership of S-1-5-32-544, or a limited token whose linked token has it. False when the
+/// token cannot be opened; `opened`, when given, tells that apart.
+bool KxToken_IsAdministrator(void* token, bool* opened = nullptr);
+
+/// Runs the calling thread as `token` for the scope's life and then as it was before, on every way out. A null token, a
+/// token made from facts and one that cannot be impersonated leave the thread as it is.
+class CkxImpersonationScope {
+ public:
+  explicit CkxImpersonationScope(void* token);
+  ~CkxImpersonationScope();
+  CkxImpersonationScope(const CkxImpersonationScope&) = delete;
+  CkxImpersonationScope& operator=(const CkxImpersonationScope&) = delete;
+
+ private:
+  void* _previous = nullptr;  // the thread's own token before, where it had one
+  bool _active = false;
+};

@@ -1,0 +1,56 @@
+// Files as descriptions look at them: bounded random reads, size, time, identity and owner. Paths are UTF-16 on every
+// platform; where the system's names are bytes they are taken as UTF-8.
+#pragma once
+
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "Common_CPP/security/sid.h"
+#include "Common_CPP/util/text_view.h"
+
+/// Which file it is, whatever its name: two paths with the same identity are one file.
+struct SkxFileIdentity {
+  uint64_t volume = 0;
+  uint64_t file = 0;
+  bool operator==(const SkxFileIdentity&) const = default;
+};
+
+struct SkxFileStatus {
+  uint64_t size = 0;            ///< bytes
+  int64_t modificationTime = 0; ///< file time: 100 ns since 1601 UTC
+  SkxFileIdentity identity;
+};
+
+/// A regular file open for reading. Reads are by position; a file that shrinks gives short reads, never a fault.
+class CkxFileReader {
+ public:
+  CkxFileReader() = default;
+  CkxFileReader(CkxFileReader&& other) noexcept;
+  CkxFileReader& operator=(CkxFileReader&& other) noexcept;
+  ~CkxFileReader();
+
+  /// False, with the thread's last error set, when there is no such file, it may not be read, or it is no regular file.
+  bool Open(CkxTextView path);
+  bool Status(SkxFileStatus& status) const;
+
+  /// Bytes read from `offset`, fewer than asked only at the end of the file; nothing on an error.
+  std::optional<size_t> ReadAt(uint64_t offset, std::span<unsigned char> bytes) const;
+
+ private:
+  void Close();
+  intptr_t _handle = -1;
+};
+
+std::optional<SkxFileStatus> KxFile_Status(CkxTextView path);
+std::optional<CkxSid> KxFile_Owner(CkxTextView path);
+
+/// The whole of a file of at most `limit` bytes; nothing when it cannot be read or is larger.
+std::optional<std::vector<unsigned char>> KxFile_ReadAll(CkxTextView path, uint64_t limit);
+
+/// Writes beside `path` and renames into place, so that a reader sees the old file or the new one, and a failure leaves
+/// the old one. False with the thread's last error set.
+bool KxFile_ReplaceAll(CkxTextView path, std::span<const unsigned char> bytes);
+
+/// "DOMAIN\\name" of an account, or the SID's text where the system knows no name.
+KxWString KxSid_AccountName(const CkxSid& sid);

@@ -1,0 +1,40 @@
+// What the machine says of itself: drives, mapped drives, its name. Asked through one interface, so that a description made
+// from recorded facts is judged by the recorded machine and never by this one.
+//
+//   CkxMachineFactsScope scope(recorded);   // this thread, until the scope ends; scopes nest
+#pragma once
+
+#include <optional>
+
+#include "Common_CPP/util/text_view.h"
+
+/// The system's drive types, by its own numbers.
+enum class EkxDriveType : unsigned { Unknown = 0, NoRoot = 1, Removable = 2, Fixed = 3, Remote = 4, Cdrom = 5, RamDisk = 6 };
+
+class IkxMachineFacts {
+ public:
+  virtual ~IkxMachineFacts() = default;
+
+  /// The type of the drive `letter` (upper case) as the calling thread's user sees it.
+  virtual EkxDriveType DriveType(WCHAR letter) const = 0;
+
+  /// "\\server\share" that the drive `letter` stands for; nothing when it is no mapped drive.
+  virtual std::optional<KxWString> MappedShare(WCHAR letter) const = 0;
+};
+
+/// The facts in force on this thread: the innermost scope's, else the system's own.
+const IkxMachineFacts& KxMachine_Facts();
+
+/// The system's own; one file a platform.
+const IkxMachineFacts& KxMachine_SystemFacts();
+
+class CkxMachineFactsScope {
+ public:
+  explicit CkxMachineFactsScope(const IkxMachineFacts& facts);
+  ~CkxMachineFactsScope();
+  CkxMachineFactsScope(const CkxMachineFactsScope&) = delete;
+  CkxMachineFactsScope& operator=(const CkxMachineFactsScope&) = delete;
+
+ private:
+  const IkxMachineFacts* const _previous;
+};

@@ -1,0 +1,55 @@
+// Named read-only memory sections, by which the agent's service hands records to every process.
+//
+// Windows: file mappings in the session's or the global name space. Elsewhere: a file in a runtime folder (KX_RUNTIME_DIR, else
+// /run/kx for root, else $XDG_RUNTIME_DIR/kx), written beside its place and renamed into it, never truncated, mode 0444,
+// so that a reader's mapping stays whole when the section is replaced. A reader refuses a file that anyone but root or
+// itself owns or could write.
+//
+// A view is the reader's own: it holds no lock, and it keeps its bytes alive after the name is gone.
+#pragma once
+
+#include <memory>
+#include <span>
+
+#include "Common_CPP/util/text_view.h"
+
+/// One mapped section, unmapped and closed when it goes. Movable, not copyable.
+class CkxSharedMemoryView {
+ public:
+  CkxSharedMemoryView() = default;
+  CkxSharedMemoryView(CkxSharedMemoryView&& other) noexcept;
+  CkxSharedMemoryView& operator=(CkxSharedMemoryView&& other) noexcept;
+  ~CkxSharedMemoryView();
+
+  /// Maps the section `name` whole, for reading. False with the thread's last error set: 2 when there is no such section.
+  bool Open(CkxTextView name);
+  void Close();
+
+  /// The usable bytes: the size of the mapped region as the system reports it (whole pages on Windows).
+  std::span<const unsigned char> Bytes() const { return _bytes; }
+
+ private:
+  std::span<const unsigned char> _bytes;
+  void* _mapping = nullptr;  // the system's handle, where it has one besides the address
+};
+
+/// The publisher's side: a section that exists under its name for as long as this object lives (Windows) or until it is
+/// removed (elsewhere). Publishing under a name that exists replaces the section as a whole; on Windows the bytes of an
+/// open section of the same size are rewritten in place, which only the index section needs.
+class CkxSharedMemoryPublication {
+ public:
+  CkxSharedMemoryPublication();
+  CkxSharedMemoryPublication(CkxSharedMemoryPublication&&) noexcept;
+  CkxSharedMemoryPublication& operator=(CkxSharedMemoryPublication&&) noexcept;
+  ~CkxSharedMemoryPublication();
+
+  /// False with the thread's last error set.
+  bool Publish(CkxTextView name, std::span<const unsigned char> bytes);
+
+  /// Takes the name away; views that are open stay whole.
+  void Remove();
+
+ private:
+  struct Section;
+  std::unique_ptr<Section> _section;
+};

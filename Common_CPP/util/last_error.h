@@ -1,0 +1,30 @@
+// The thread's last error. Windows has one; elsewhere the library keeps one per thread, with the same numbers.
+#pragma once
+
+#include <cstdint>
+
+#include "Common_CPP/util/base.h"
+
+inline constexpr uint32_t kKxErrorSuccess = 0;
+inline constexpr uint32_t kKxErrorFileNotFound = 2;
+inline constexpr uint32_t kKxErrorAccessDenied = 5;
+inline constexpr uint32_t kKxErrorGenFailure = 31;
+inline constexpr uint32_t kKxErrorNoToken = 1008;
+
+KX_UTIL_API uint32_t KxLastError_Get();
+KX_UTIL_API void KxLastError_Set(uint32_t error);
+
+/// Sets the last error from `errno` where that is what the system reports by; elsewhere the system has set it already.
+void KxLastError_SetFromSystem();
+
+/// Leaves the thread's last error as it was found, whatever happens in between.
+class CkxLastErrorGuard {
+ public:
+  CkxLastErrorGuard() : _error(KxLastError_Get()) {}
+  ~CkxLastErrorGuard() { KxLastError_Set(_error); }
+  CkxLastErrorGuard(const CkxLastErrorGuard&) = delete;
+  CkxLastErrorGuard& operator=(const CkxLastErrorGuard&) = delete;
+
+ private:
+  const uint32_t _error;
+};
