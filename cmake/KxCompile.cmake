@@ -1,0 +1,40 @@
+# How every file of ours is compiled: the language, the warnings, the sanitizers.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
+
+find_program(CCACHE ccache)
+if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE}")
+endif()
+
+add_library(kx_warnings INTERFACE)
+if(MSVC)
+  target_compile_options(kx_warnings INTERFACE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus)
+else()
+  target_compile_options(
+    kx_warnings INTERFACE -Werror -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
+                          -Wnon-virtual-dtor -Woverloaded-virtual)
+endif()
+
+# Settings that are not warnings, but hold for all of our targets as well.
+add_library(kx_settings INTERFACE)
+if(WIN32)
+  target_compile_definitions(kx_settings INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00)
+endif()
+if(MINGW)
+  # An executable runs alone, without the compiler's DLLs beside it.
+  target_link_options(kx_settings INTERFACE -static)
+endif()
+if(KX_SANITIZE)
+  set(sanitize "-fsanitize=${KX_SANITIZE}")
+  target_compile_options(kx_settings INTERFACE ${sanitize} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(kx_settings INTERFACE ${sanitize})
+endif()
+if(KX_BUILD_FUZZ)
+  target_compile_options(kx_settings INTERFACE -fsanitize=fuzzer-no-link)
+endif()

@@ -1,0 +1,94 @@
+# The kinds of targets that the tree is made of. Each takes its sources from a folder; a file named `*_win.cpp` or
+# `*_win_test.cpp` belongs to Windows alone, `*_posix.cpp` or `*_posix_test.cpp` to every other platform.
+# A folder that has no sources for this platform is no error: its library is empty, its executable is left out.
+
+# kx_sources(<variable> <folder>): the .cpp files in `folder` and below that this platform builds.
+function(kx_sources result folder)
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/${folder}/*.cpp")
+  if(WIN32)
+    list(FILTER sources EXCLUDE REGEX "_posix(_test)?\\.cpp$")
+  else()
+    list(FILTER sources EXCLUDE REGEX "_win(_test)?\\.cpp$")
+  endif()
+  set(${result} "${sources}" PARENT_SCOPE)
+endfunction()
+
+# kx_library(<name> <folder> [EXCLUDE <regex>]): a static library.
+function(kx_library name folder)
+  cmake_parse_arguments(PARSE_ARGV 2 arg "" "EXCLUDE" "")
+  kx_sources(sources "${folder}")
+  if(arg_EXCLUDE)
+    list(FILTER sources EXCLUDE REGEX "${arg_EXCLUDE}")
+  endif()
+  if(NOT sources)
+    set(sources "${PROJECT_BINARY_DIR}/${name}_empty.cpp")
+    file(TOUCH "${sources}")
+  endif()
+  add_library(${name} STATIC ${sources})
+  target_link_libraries(${name} PRIVATE "$<BUILD_INTERFACE:kx_warnings>" "$<BUILD_INTERFACE:kx_settings>")
+  add_library(kx_util::${name} ALIAS ${name})
+endfunction()
+
+# kx_executable(<name> SOURCES <file>... LINK <library>...): a program in build/<preset>/bin.
+function(kx_executable name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
+  list(TRANSFORM arg_SOURCES PREPEND "${PROJECT_SOURCE_DIR}/" REGEX "^[^/]")
+  foreach(source IN LISTS arg_SOURCES)
+    if(NOT EXISTS "${source}")
+      list(REMOVE_ITEM arg_SOURCES "${source}")
+    endif()
+  endforeach()
+  if(NOT arg_SOURCES)
+    message(STATUS "${name}: no sources")
+    return()
+  endif()
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE kx_warnings kx_settings ${arg_LINK})
+endfunction()
+
+# kx_test(<name> <folder> LINK <library>...): all of `folder` as one GoogleTest program, run at the root of the sources.
+# One CTest entry a program, since starting Wine once a case takes too long. The cases' results, by name, go to
+# <build>/test-results/<name>.json.
+function(kx_test name folder)
+  cmake_parse_arguments(PARSE_ARGV 2 arg "" "" "LINK")
+  kx_sources(sources "${folder}")
+  kx_executable(${name} SOURCES ${sources} LINK ${arg_LINK} GTest::gmock GTest::gtest_main)
+  if(TARGET ${name})
+    # Relative, because a Windows program under Wine reads an absolute one as a path on the current drive.
+    file(RELATIVE_PATH results "${PROJECT_SOURCE_DIR}" "${PROJECT_BINARY_DIR}/test-results/${name}.json")
+    add_test(NAME ${name} COMMAND ${name} "--gtest_output=json:${results}" WORKING_DIRECTORY "${PROJECT_SOURCE_DIR}")
+    set_tests_properties(${name} PROPERTIES TIMEOUT 600)
+  endif()
+endfunction()
+
+# kx_fuzz_targets(<folder> LINK <library>...): every NAME_fuzz.cpp is a libFuzzer program; what else lies there helps all.
+function(kx_fuzz_targets folder)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LINK")
+  kx_sources(sources "${folder}")
+  set(helpers "${sources}")
+  list(FILTER helpers EXCLUDE REGEX "_fuzz\\.cpp$")
+  list(FILTER sources INCLUDE REGEX "_fuzz\\.cpp$")
+  foreach(source IN LISTS sources)
+    cmake_path(GET source STEM name)
+    kx_executable(${name} SOURCES "${source}" ${helpers} LINK ${arg_LINK})
+    target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  endforeach()
+endfunction()
+
+# Stops the configure step when a target of ours escapes the warnings, or the warnings are no errors any more.
+function(kx_require_warnings)
+  get_target_property(flags kx_warnings INTERFACE_COMPILE_OPTIONS)
+  if(NOT "-Werror" IN_LIST flags AND NOT "/WX" IN_LIST flags)
+    message(FATAL_ERROR "kx_warnings: warnings must be errors")
+  endif()
+  get_directory_property(targets DIRECTORY "${PROJECT_SOURCE_DIR}" BUILDSYSTEM_TARGETS)
+  foreach(target IN LISTS targets)
+    get_target_property(type ${target} TYPE)
+    if(type MATCHES "EXECUTABLE|_LIBRARY" AND NOT type STREQUAL "INTERFACE_LIBRARY")
+      get_target_property(links ${target} LINK_LIBRARIES)
+      if(NOT links MATCHES "kx_warnings")
+        message(FATAL_ERROR "${target}: does not link kx_warnings")
+      endif()
+    endif()
+  endforeach()
+endfunction()

@@ -1,0 +1,59 @@
+// Watching an evaluation: which policies were looked at, what became of each, and for a target that did not match, the
+// check that ended it with what the policy expected and what was there.
+//
+// One observer a thread. Without one a check costs a branch; the texts are put together only when someone watches.
+//
+//   Explainer explainer;
+//   CkxEvaluationObserverScope scope(explainer);
+//   CkxSharedPoliciesData::GetTargetPolicyAction(target, info);
+#pragma once
+
+#include <kx_util/policy_codes.h>
+
+#include "Common_CPP/util/owned_str.h"
+
+enum class EkxPolicyOutcome : unsigned char {
+  Applies,
+  NoTargetMatched,
+  PassedOver,         ///< an exclusion of another kind, or a record that does not parse
+  NotApplicableToUser,
+  FilteredOut,        ///< inactive, or of an action that does not take part
+};
+
+/// "applies", "no target matched", "passed over", "not applicable to the user", "filtered out".
+KX_UTIL_API const char* KxUtil_PolicyOutcomeText(EkxPolicyOutcome outcome);
+
+struct SkxObservedPolicy {
+  uint32_t id;
+  EkxPolicyAction action;
+  CkxTextView name;  ///< lives for the call only; no value when the record does not parse
+};
+
+struct SkxObservedTarget {
+  GUID id;
+  EkxPolicyTarget type;
+};
+
+/// Called in the order of the evaluation: the targets of a policy come before its outcome, the targets of a linked group
+/// before the link, and a failed check before the target that it ended.
+class IkxEvaluationObserver {
+ public:
+  virtual ~IkxEvaluationObserver() = default;
+  virtual void OnCheckFailed(const char* property, CkxTextView expected, CkxTextView actual) = 0;
+  virtual void OnTarget(const SkxObservedTarget& target, bool matched) = 0;
+  virtual void OnPolicy(const SkxObservedPolicy& policy, EkxPolicyOutcome outcome) = 0;
+
+  /// The walk ended in a fault; `line` is the trace line that says so.
+  virtual void OnFault(std::string_view line) = 0;
+};
+
+class KX_UTIL_API CkxEvaluationObserverScope {
+ public:
+  explicit CkxEvaluationObserverScope(IkxEvaluationObserver& observer);
+  ~CkxEvaluationObserverScope();
+  CkxEvaluationObserverScope(const CkxEvaluationObserverScope&) = delete;
+  CkxEvaluationObserverScope& operator=(const CkxEvaluationObserverScope&) = delete;
+
+ private:
+  IkxEvaluationObserver* const _previous;
+};

@@ -1,0 +1,36 @@
+// Recorded facts of a target: what a description made elsewhere, or written by hand, says of the thing. A fact that is not
+// given does not exist for that target: a description over recorded facts reads nothing from this machine.
+#pragma once
+
+#include <kx_util/target_providers.h>
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <vector>
+
+struct SkxSignerFact {
+  KxWString name;  ///< empty: no name
+  EkxPublisherStatus status = EkxPublisherStatus::Unknown;
+};
+
+struct SkxFileFacts {
+  KxWString path;
+  std::optional<uint32_t> targetType;  ///< by the path's extension when not given
+  std::optional<int64_t> size;
+  std::optional<int64_t> modificationTime;
+  std::map<KxWString, KxWString> hashes;  ///< algorithm in upper case -> hexadecimal
+  std::vector<SkxSignerFact> signers;     ///< signer 0, then signer 1
+  std::optional<CkxSid> owner;
+  std::optional<KxWString> ownerName;
+  std::optional<KxWString> fileVersion;          ///< "1.2.3.4"
+  std::map<KxWString, KxWString> versionInfo;    ///< field -> text; found without regard to case
+  std::map<KxWString, KxWString> msiProperties;  ///< installer property -> text
+  std::optional<KxWString> origin;               ///< the origin record, XML
+};
+
+struct SkxProcessFacts {
+  uint32_t pid = 0;
+  KxWString commandLine;
+  KxWString services;  ///< names separated by "/"
+};

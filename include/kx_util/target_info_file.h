@@ -1,0 +1,68 @@
+// The description of a file, and the base of the description of a process.
+#pragma once
+
+#include <kx_util/target_facts.h>
+#include <kx_util/target_info.h>
+#include <kx_util/version.h>
+
+/// Where a file description takes its facts from: the file itself, or a record. Each answer is asked for at most once.
+class IkxFileFacts;
+
+class KX_UTIL_API CkxTargetInfoFile : public CkxTargetInfo,
+                                      public IkxHashProvider,
+                                      public IkxPublisherProvider,
+                                      public IkxOwnerProvider,
+                                      public IkxVersionInfoProvider {
+ public:
+  /// The path that stands for the kernel; compared exactly.
+  static const WCHAR* const kSystemPseudoFile;
+
+  /// A live file: looked at when a matcher asks, under `userToken`.
+  CkxTargetInfoFile(const WCHAR* path, void* userToken, bool flag = false);
+
+  /// A file as recorded; the facts are copied.
+  CkxTargetInfoFile(SkxFileFacts facts, void* userToken, bool flag = false);
+  ~CkxTargetInfoFile() override;
+
+  bool IsTargetInfoFile() const override { return true; }
+  const IkxPathProvider* QueryPathProvider() const override { return this; }
+  const IkxHashProvider* QueryHashProvider() const override { return this; }
+  const IkxPublisherProvider* QueryPublisherProvider() const override { return this; }
+  const IkxOwnerProvider* QueryOwnerProvider() const override { return this; }
+  const IkxVersionInfoProvider* QueryVersionInfoProvider() const override { return this; }
+  EkxPolicyTarget TargetType() const override { return _type; }
+
+  virtual bool IsSystemProcess() const;
+  virtual SkxVersion GetVersion() const;      ///< of the fixed version block; empty when there is none
+  virtual const WCHAR* GetVersionStr() const;  ///< the same as "1.2.3.4", null when there is none
+
+  const WCHAR* GetPath() const override { return _path.String(); }
+  int64_t GetFileSize() const override;
+  int64_t GetModificationTime() const override;
+  void* GetAccessToken() const override { return UserToken(); }
+  const WCHAR* GetHashStringUsing(const WCHAR* algorithm) const override;
+  bool GetHash(CkxUtilStr& algorithm, CkxUtilStr& hash) const override;
+  const WCHAR* GetPublisher(bool secondSigner, EkxPublisherStatus& status) const override;
+  const CkxSid* GetOwner() const override;
+  const WCHAR* GetOwnerDomainUserName() const override;
+  const WCHAR* GetVersionInfo(const WCHAR* field) const override;
+
+  const WCHAR* GetProductVersionStr() const;  ///< the version field "ProductVersion"
+  const WCHAR* GetProductName() const;
+  const WCHAR* GetMsiProperty(const WCHAR* property) const;  ///< of an installer package
+  const WCHAR* GetEmbeddedDescription() const;               ///< "FileDescription", else "ProductName"
+
+  /// The kind of target that a path names by its extension: 3 for programs, 21 for libraries, 5 and 6 for packages,
+  /// 4 for scripts, 0 for anything else.
+  static EkxPolicyTarget TypeOfPath(CkxTextView path);
+
+ protected:
+  void _GetDescriptionForAlert(CkxUtilStr& text) const override;
+  void _GetDescriptionForEvent(CkxUtilStr& text) const override;
+
+ private:
+  CkxUtilStr _path;
+  EkxPolicyTarget _type;
+  std::unique_ptr<IkxFileFacts> _facts;
+  mutable std::optional<CkxSid> _owner;  // the SID behind the text that the cache keeps
+};

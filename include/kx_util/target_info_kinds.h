@@ -1,0 +1,62 @@
+// The smaller kinds of target descriptions: an elevation request, an ActiveX control, a COM object behind an elevation prompt.
+#pragma once
+
+#include <kx_util/target_info_file.h>
+
+/// A request to elevate something that is no file yet, such as a download. Has no provider at all.
+class KX_UTIL_API CkxTargetInfoElevator : public CkxTargetInfo {
+ public:
+  static constexpr uint32_t kUrlRequest = 2;
+
+  CkxTargetInfoElevator(uint32_t requestKind, CkxUtilStr url, void* userToken, bool flag = false);
+  bool IsTargetInfoElevator() const override { return true; }
+  EkxPolicyTarget TargetType() const override;
+  uint32_t RequestKind() const { return _requestKind; }
+  const WCHAR* Url() const { return _url.String(); }
+
+ protected:
+  void _GetDescriptionForAlert(CkxUtilStr& text) const override;
+  void _GetDescriptionForEvent(CkxUtilStr& text) const override;
+
+ private:
+  const uint32_t _requestKind;
+  const CkxUtilStr _url;
+};
+
+/// What the kinds share that stand for a file without being one: the providers of that file.
+class KX_UTIL_API CkxTargetInfoServer : public CkxTargetInfo {
+ public:
+  CkxTargetInfoServer(SkxFileFacts facts, EkxPolicyTarget type, void* userToken, bool flag);
+  CkxTargetInfoServer(const WCHAR* path, EkxPolicyTarget type, void* userToken, bool flag);
+  const IkxPathProvider* QueryPathProvider() const override { return &_file; }
+  const IkxHashProvider* QueryHashProvider() const override { return &_file; }
+  const IkxPublisherProvider* QueryPublisherProvider() const override { return &_file; }
+  EkxPolicyTarget TargetType() const override { return _type; }
+
+ protected:
+  const CkxTargetInfoFile& File() const { return _file; }
+  void _GetDescriptionForAlert(CkxUtilStr& text) const override;
+  void _GetDescriptionForEvent(CkxUtilStr& text) const override;
+
+ private:
+  const CkxTargetInfoFile _file;
+  const EkxPolicyTarget _type;
+};
+
+class KX_UTIL_API CkxTargetInfoActiveX : public CkxTargetInfoServer {
+ public:
+  template <class Source>
+  CkxTargetInfoActiveX(Source source, void* userToken, bool flag = false)
+      : CkxTargetInfoServer(std::move(source), EkxPolicyTarget::ActiveX, userToken, flag) {}
+  bool IsTargetInfoActiveX() const override { return true; }
+};
+
+class KX_UTIL_API CkxTargetInfoUacCOM : public CkxTargetInfoServer {
+ public:
+  template <class Source>
+  CkxTargetInfoUacCOM(Source source, void* userToken, bool flag = false)
+      : CkxTargetInfoServer(std::move(source), EkxPolicyTarget::Com, userToken, flag) {}
+  bool IsTargetInfoUacCOM() const override { return true; }
+  const IkxOwnerProvider* QueryOwnerProvider() const override { return &File(); }
+  const IkxVersionInfoProvider* QueryVersionInfoProvider() const override { return &File(); }
+};

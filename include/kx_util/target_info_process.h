@@ -1,0 +1,36 @@
+// The description of a process: a program file with a command line, the services it hosts, its parent, and what it was
+// started for (the package of an installer, the script of a script host).
+#pragma once
+
+#include <kx_util/target_info_file.h>
+
+class KX_UTIL_API CkxTargetInfoProcess : public CkxTargetInfoFile {
+ public:
+  CkxTargetInfoProcess(const WCHAR* path, SkxProcessFacts process, void* userToken, bool flag = false);
+  CkxTargetInfoProcess(SkxFileFacts file, SkxProcessFacts process, void* userToken, bool flag = false);
+  ~CkxTargetInfoProcess() override;
+
+  bool IsTargetInfoProcess() const override { return true; }
+
+  /// The first thing that the process was started for, else the process itself.
+  const CkxTargetInfo& GetEffectiveTarget() const override;
+
+  uint32_t Pid() const { return _process.pid; }
+  const WCHAR* CommandLine() const { return _process.commandLine.c_str(); }
+  const WCHAR* ServiceNames() const { return _process.services.c_str(); }  ///< separated by "/"
+
+  /// Null when unknown. Owned.
+  const CkxTargetInfo* Parent() const { return _parent.get(); }
+  void SetParent(CkxTargetInfoPtr parent) { _parent = std::move(parent); }
+
+  /// What the process carries besides itself, in the order in which it was added. Owned.
+  void AddLinked(CkxTargetInfoPtr target) { _linked.push_back(std::move(target)); }
+
+  /// The first linked file or process of that type, or null.
+  const CkxTargetInfoFile* LinkedOfType(EkxPolicyTarget type) const;
+
+ private:
+  const SkxProcessFacts _process;
+  CkxTargetInfoPtr _parent;
+  std::vector<CkxTargetInfoPtr> _linked;
+};

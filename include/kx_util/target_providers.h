@@ -1,0 +1,77 @@
+// The five small interfaces through which matchers look at a target description. Whatever the thing is, they ask for one of
+// these and match against its answers. Texts are owned by the provider and live as long as it does; null is "unknown".
+#pragma once
+
+#include "Common_CPP/security/sid.h"
+#include "Common_CPP/util/owned_str.h"
+
+/// What is known of a file's signature.
+enum class EkxPublisherStatus : unsigned {
+  Unknown = 0,
+  SystemPseudoFile = 1,     ///< the path "System", which stands for the kernel
+  ValidByWeakDigest = 2,    ///< MD5 or SHA-1: a second signer must confirm
+  Invalid = 3,
+  Valid = 4,
+  Unsigned = 5,
+  UntrustedRoot = 6,        ///< a valid chain that ends at a root nobody trusts
+  Expired = 7,              ///< without a timestamp from before
+  Revoked = 8,
+};
+
+class KX_UTIL_API IkxPathProvider {
+ public:
+  static constexpr int64_t kUnknownSize = -1;
+
+  virtual ~IkxPathProvider() = default;
+  virtual const WCHAR* GetPath() const = 0;             ///< full path
+  virtual int64_t GetFileSize() const = 0;              ///< bytes, -1 when unknown
+  virtual int64_t GetModificationTime() const = 0;      ///< 100 ns since 1601 UTC, 0 when unknown
+  virtual void* GetAccessToken() const = 0;             ///< under which the file is to be examined; null: the caller's own
+};
+
+class KX_UTIL_API IkxHashProvider : public IkxPathProvider {
+ public:
+  /// "ALGORITHM##HEX" for that algorithm.
+  virtual const WCHAR* GetHashStringUsing(const WCHAR* algorithm) const = 0;
+
+  /// The provider's own choice of algorithm and its hash ("SHA256" where there is one).
+  virtual bool GetHash(CkxUtilStr& algorithm, CkxUtilStr& hash) const = 0;
+
+  /// Of that choice: "ALGORITHM##HEX".
+  bool GetAlgorithmAndHashString(CkxUtilStr& out) const;
+};
+
+class KX_UTIL_API IkxPublisherProvider {
+ public:
+  virtual ~IkxPublisherProvider() = default;
+  /// The name of the first or the second signer; `status` is set whether or not there is one.
+  virtual const WCHAR* GetPublisher(bool secondSigner, EkxPublisherStatus& status) const = 0;
+};
+
+class KX_UTIL_API IkxOwnerProvider {
+ public:
+  virtual ~IkxOwnerProvider() = default;
+  virtual const CkxSid* GetOwner() const = 0;
+  virtual const WCHAR* GetOwnerDomainUserName() const = 0;  ///< "DOMAIN\name"
+};
+
+class KX_UTIL_API IkxVersionInfoProvider {
+ public:
+  virtual ~IkxVersionInfoProvider() = default;
+  /// The text of a named field of the file's version resource, for instance "CompanyName".
+  virtual const WCHAR* GetVersionInfo(const WCHAR* field) const = 0;
+};
+
+/// A path and nothing more: what free functions use that have only that. Owns neither.
+class KX_UTIL_API CkxSimplePathProvider : public IkxPathProvider {
+ public:
+  explicit CkxSimplePathProvider(const WCHAR* path, void* token = nullptr) : _path(path), _token(token) {}
+  const WCHAR* GetPath() const override { return _path; }
+  int64_t GetFileSize() const override { return kUnknownSize; }
+  int64_t GetModificationTime() const override { return 0; }
+  void* GetAccessToken() const override { return _token; }
+
+ private:
+  const WCHAR* const _path;
+  void* const _token;
+};

@@ -1,0 +1,54 @@
+// The policy decision as it is stamped on the access token of a process: 30 packed bytes, a format of its own since tokens
+// outlive releases.
+//
+//   0 version  1 action  2 original action  3 target type  4 u16 flags  6 u32 pid  10 u32 policy id  14 target GUID
+#pragma once
+
+#include <kx_util/policy_codes.h>
+
+struct SkxTriggerPolicyShortInfo;
+
+#pragma pack(push, 1)
+struct KX_UTIL_API SkxTokenPolicyData {
+  static constexpr uint16_t kCreatedByUacElevator = 0x1;
+  static constexpr uint16_t kInheritable = 0x2;
+  static constexpr uint16_t kProtectInstalledFiles = 0x4;
+  static constexpr uint16_t kRestrictFileDlg = 0x8;
+
+  /// All zero, which is the empty record.
+  SkxTokenPolicyData() = default;
+
+  /// Version 1, the decision of `info`, and the process that asked for it.
+  SkxTokenPolicyData(bool createdByUacElevator, uint32_t pid, const SkxTriggerPolicyShortInfo& info);
+
+  bool IsEmpty() const;
+  unsigned char GetVersion() const { return Version; }
+  EkxPolicyAction GetPolicyAction() const { return static_cast<EkxPolicyAction>(PolicyAction); }
+  bool IsPolicyAction(EkxPolicyAction action) const { return GetPolicyAction() == action; }
+  EkxPolicyAction GetOriginalPolicyAction() const { return static_cast<EkxPolicyAction>(OriginalPolicyAction); }
+  EkxPolicyTarget GetTargetType() const { return static_cast<EkxPolicyTarget>(TargetType); }
+  uint16_t GetFlags() const { return Flags; }
+  bool HasFlags(uint16_t mask) const { return (Flags & mask) == mask; }
+  bool CreatedByUacElevator() const { return HasFlags(kCreatedByUacElevator); }
+  bool GetInheritable() const { return HasFlags(kInheritable); }
+  bool GetProtectInstalledFiles() const { return HasFlags(kProtectInstalledFiles); }
+  bool GetRestrictFileDlg() const { return HasFlags(kRestrictFileDlg); }
+  uint32_t GetPid() const { return Pid; }
+
+  /// The pid, when the UAC elevator made the record; else 0.
+  uint32_t GetClientPid() const { return CreatedByUacElevator() ? GetPid() : 0; }
+  uint32_t GetPolicyId() const { return PolicyId; }
+  GUID GetPolicyTargetId() const { return PolicyTargetId; }
+
+  unsigned char Version = 0;
+  unsigned char PolicyAction = 0;
+  unsigned char OriginalPolicyAction = 0;
+  unsigned char TargetType = 0;
+  uint16_t Flags = 0;
+  uint32_t Pid = 0;
+  uint32_t PolicyId = 0;
+  GUID PolicyTargetId = {};
+};
+#pragma pack(pop)
+
+static_assert(sizeof(SkxTokenPolicyData) == 30);
