@@ -1,0 +1,31 @@
+# What `cmake --install` puts down: the command, the library with its headers, and the two ways to find it,
+# find_package(kx_util) and pkg-config. The headers have a folder of their own: <prefix>/include/kx.
+
+include(CMakePackageConfigHelpers)
+
+set(KX_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/kx_util")
+set(KX_HEADER_DIR "${CMAKE_INSTALL_INCLUDEDIR}/kx")
+
+install(TARGETS kx_common kx_util EXPORT kx_util ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+install(EXPORT kx_util NAMESPACE kx_util:: FILE kx_util-targets.cmake DESTINATION "${KX_CMAKE_DIR}")
+if(TARGET kxpolicy)
+  install(TARGETS kxpolicy RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+endif()
+
+configure_package_config_file(cmake/kx_util-config.cmake.in kx_util-config.cmake INSTALL_DESTINATION "${KX_CMAKE_DIR}")
+write_basic_package_version_file(kx_util-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/kx_util-config.cmake" "${PROJECT_BINARY_DIR}/kx_util-config-version.cmake"
+        DESTINATION "${KX_CMAKE_DIR}")
+
+# A static library: whoever links it needs what it links.
+if(WIN32)
+  list(TRANSFORM KX_WINDOWS_LIBRARIES PREPEND "-l" OUTPUT_VARIABLE libraries)
+  list(JOIN libraries " " KX_PC_LIBRARIES)
+else()
+  set(KX_PC_REQUIRES "libcrypto")
+endif()
+configure_file(cmake/kx_util.pc.in kx_util.pc @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/kx_util.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+
+install(CODE "set(KX_SOURCE_DIR \"${PROJECT_SOURCE_DIR}\")\nset(KX_HEADER_DIR \"${KX_HEADER_DIR}\")")
+install(SCRIPT cmake/InstallHeaders.cmake)

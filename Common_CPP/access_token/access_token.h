@@ -1,8 +1,9 @@
 // On whose behalf a question is asked.
 //
-// A token is the caller's `void*`, null meaning the caller's own. On Windows it is the system's token handle; elsewhere,
-// and for recorded facts on every platform, it is a `CkxAccessToken` made here. The two cannot be mixed up: a handle has its
-// two low bits clear, and the pointer that `CkxAccessToken::Handle` gives out has its lowest bit set.
+// A token is the caller's `void*`, null meaning the caller's own. On Windows it is the system's token handle, or a process
+// handle that stands for the token of that process; elsewhere, and for recorded facts on every platform, it is a
+// `CkxAccessToken` made here. The two cannot be mixed up: a handle has its two low bits clear or is negative (the system's
+// pseudo handles), and the pointer that `CkxAccessToken::Handle` gives out is positive and has its lowest bit set.
 #pragma once
 
 #include <vector>
@@ -53,6 +54,6 @@ class CkxImpersonationScope {
   CkxImpersonationScope& operator=(const CkxImpersonationScope&) = delete;
 
  private:
-  void* _previous = nullptr;  // the thread's own token before, where it had one
-  bool _active = false;
+  [[maybe_unused]] void* _previous = nullptr;  // the thread's own token before, where it had one
+  [[maybe_unused]] bool _active = false;
 };

@@ -42,6 +42,7 @@ class CkxFileReader {
   intptr_t _handle = -1;
 };
 
+/// Of a regular file, which need not be readable.
 std::optional<SkxFileStatus> KxFile_Status(CkxTextView path);
 std::optional<CkxSid> KxFile_Owner(CkxTextView path);
 

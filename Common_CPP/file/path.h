@@ -31,5 +31,10 @@ inline bool KxPath_IsUnc(CkxTextView path) {
 }
 
 /// Whether the folder `folder` (of a file) is `container`, or with `withSubfolders` lies below it. Case is folded, kinds of
-/// separators and a separator at the end of either do not matter.
+/// separators, runs of them and a separator at the end of either do not matter.
+///
+/// Whole components count: "C:\Tools2" is not inside "C:\Tools". "." and ".." are resolved first, so that
+/// "C:\Safe\..\Evil" is inside "C:\" and not inside "C:\Safe"; they never leave a drive or a share, and a relative path that
+/// climbs above where it begins is inside nothing. "C:" is the drive's root, "C:dir" a path relative to the drive's current
+/// folder, which is not known here and so differs from "C:\dir". An empty folder or container: false.
 bool KxPath_IsFolderInside(CkxTextView folder, CkxTextView container, bool withSubfolders);

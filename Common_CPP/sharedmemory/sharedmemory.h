@@ -2,8 +2,8 @@
 //
 // Windows: file mappings in the session's or the global name space. Elsewhere: a file in a runtime folder (KX_RUNTIME_DIR, else
 // /run/kx for root, else $XDG_RUNTIME_DIR/kx), written beside its place and renamed into it, never truncated, mode 0444,
-// so that a reader's mapping stays whole when the section is replaced. A reader refuses a file that anyone but root or
-// itself owns or could write.
+// so that a reader's mapping stays whole when the section is replaced. Reader and publisher refuse a file or a folder that
+// someone other than root or themselves owns or could write (in a sticky folder, each name is its owner's).
 //
 // A view is the reader's own: it holds no lock, and it keeps its bytes alive after the name is gone.
 #pragma once
@@ -12,6 +12,9 @@
 #include <span>
 
 #include "Common_CPP/util/text_view.h"
+
+/// Whether `name` can name a section: not empty, and without a NUL at which the system would end it.
+bool KxSharedMemory_IsName(CkxTextView name);
 
 /// One mapped section, unmapped and closed when it goes. Movable, not copyable.
 class CkxSharedMemoryView {
@@ -35,7 +38,9 @@ class CkxSharedMemoryView {
 
 /// The publisher's side: a section that exists under its name for as long as this object lives (Windows) or until it is
 /// removed (elsewhere). Publishing under a name that exists replaces the section as a whole; on Windows the bytes of an
-/// open section of the same size are rewritten in place, which only the index section needs.
+/// open section of the same count of pages are rewritten in place, which only the index section needs, and another size
+/// is refused with error 183 (a data section gets a new name each time). Publishing under another name takes the
+/// earlier one away.
 class CkxSharedMemoryPublication {
  public:
   CkxSharedMemoryPublication();

@@ -1,10 +1,12 @@
 // Appending formatted text, with the formats that the records' debug texts use and no others:
-// %d %u %hu %I64d %I64u, %X with `0`, width and precision (%.8X, %I64X), %s, %c and %%.
+// %d %u %hu %I64d %I64u, %X and %x with `0`, width and precision (%.8X, %I64X, %4hx), %s, %c and %%.
+// The letter decides what is shown: %d, %u, %X and %x the low 32 bits of the number, with `h` the low 16, with `I64` all.
 //
 //   KxText_AppendFormat(out, KXW("Policy id:\t%d\r\nName:\t%s\r\n"), Id(), name);
 //
 // Arguments are typed, so that a wrong one cannot be read as another: an integer for a number format, a text for %s.
 // A mismatch, a missing argument or an unknown format writes "%!" in its place; it is our own fault and never an input's.
+// A text without a value writes nothing.
 #pragma once
 
 #include <concepts>

@@ -8,8 +8,16 @@
 
 #include "Common_CPP/util/text_view.h"
 
+namespace kx_text_detail {
+KX_UTIL_API WCHAR FoldBeyondAscii(WCHAR unit);
+}
+
 /// The upper-case form of one unit; itself when it has none.
-KX_UTIL_API WCHAR KxText_Fold(WCHAR unit);
+inline WCHAR KxText_Fold(WCHAR unit) {
+  if (unit >= 0x80) [[unlikely]]
+    return kx_text_detail::FoldBeyondAscii(unit);
+  return static_cast<WCHAR>(unit >= KXW('a') && unit <= KXW('z') ? unit - 0x20 : unit);
+}
 
 /// Same units in the same order; `caseSensitive` false compares folded units. A view without a value equals an empty one.
 KX_UTIL_API bool KxText_Equals(CkxTextView a, CkxTextView b, bool caseSensitive);

@@ -1,0 +1,56 @@
+#include <grp.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "Common_CPP/access_token/account_posix.h"
+#include "Common_CPP/access_token/native_token.h"
+#include "Common_CPP/util/last_error.h"
+
+// The system has no tokens: the caller's own is made from the process's effective user, and any other is refused.
+
+namespace {
+
+std::vector<gid_t> ProcessGroups() {
+  std::vector<gid_t> groups(static_cast<size_t>(std::max(getgroups(0, nullptr), 0)));
+  const int count = getgroups(static_cast<int>(groups.size()), groups.data());
+  groups.resize(static_cast<size_t>(std::max(count, 0)));
+  groups.push_back(getegid());
+  return groups;
+}
+
+CkxAccessToken ProcessToken() {
+  const uid_t user = geteuid();
+  std::vector<CkxSid> groups;
+  for (const gid_t group : ProcessGroups()) groups.push_back(KxPosixAccount_GroupSid(group));
+  groups.push_back(*CkxSid::FromUtf8("S-1-1-0"));       // everyone
+  groups.push_back(*CkxSid::FromUtf8("S-1-5-32-545"));  // users
+  if (user == 0) groups.push_back(*CkxSid::FromUtf8("S-1-5-32-544"));
+  return CkxAccessToken(KxPosixAccount_UserSid(user), std::move(groups), user == 0);
+}
+
+bool IsOwnToken(void* token) {
+  if (token != nullptr) KxLastError_Set(kKxErrorNoToken);
+  return token == nullptr;
+}
+
+}  // namespace
+
+std::optional<CkxSid> KxNativeToken_User(void* token) {
+  if (!IsOwnToken(token)) return std::nullopt;
+  return KxPosixAccount_UserSid(geteuid());
+}
+
+bool KxNativeToken_IsMember(void* token, const CkxSid& sid) {
+  if (!IsOwnToken(token)) return false;
+  CkxAccessToken own = ProcessToken();
+  return KxToken_IsMember(own.Handle(), sid);
+}
+
+bool KxNativeToken_IsAdministrator(void* token, bool& opened) {
+  opened = IsOwnToken(token);
+  return opened && geteuid() == 0;
+}
+
+CkxImpersonationScope::CkxImpersonationScope(void*) {}
+CkxImpersonationScope::~CkxImpersonationScope() = default;

@@ -1,0 +1,146 @@
+#include "Common_CPP/access_token/native_token.h"
+#include "Common_CPP/util/handle_win.h"
+#include "Common_CPP/util/last_error.h"
+#include "Common_CPP/util/trace.h"
+
+namespace {
+
+/// The token that the caller's `void*` stands for, open with at least TOKEN_QUERY.
+class CkxOpenToken {
+ public:
+  explicit CkxOpenToken(void* token, DWORD access = TOKEN_QUERY) {
+    if (token == nullptr) {
+      OpenOwn(access);
+    } else if (IsToken(token)) {
+      _token = token;
+    } else if (OpenProcessToken(token, access, _owned.Receive())) {
+      _token = _owned.Get();
+    }
+  }
+
+  explicit operator bool() const { return _token != nullptr; }
+  HANDLE Get() const { return _token; }
+
+ private:
+  /// Opened as the process: the user that the thread runs as need not be allowed to look at its own token.
+  void OpenOwn(DWORD access) {
+    if (OpenThreadToken(GetCurrentThread(), access, TRUE, _owned.Receive()) ||
+        (GetLastError() == ERROR_NO_TOKEN && OpenProcessToken(GetCurrentProcess(), access, _owned.Receive()))) {
+      _token = _owned.Get();
+    }
+  }
+
+  static bool IsToken(HANDLE token) {
+    TOKEN_TYPE type{};
+    DWORD size = 0;
+    return GetTokenInformation(token, TokenType, &type, sizeof(type), &size) != 0;
+  }
+
+  CkxHandle _owned;
+  HANDLE _token = nullptr;
+};
+
+/// A record of the token whose length varies. Empty on failure.
+std::vector<unsigned char> Information(HANDLE token, TOKEN_INFORMATION_CLASS kind) {
+  DWORD size = 0;
+  GetTokenInformation(token, kind, nullptr, 0, &size);
+  std::vector<unsigned char> bytes(size);
+  if (size == 0 || !GetTokenInformation(token, kind, bytes.data(), size, &size)) return {};
+  return bytes;
+}
+
+CkxSid ToSid(PSID sid) {
+  return sid != nullptr && IsValidSid(sid) ? CkxSid::FromBytes(sid, GetLengthSid(sid)) : CkxSid();
+}
+
+/// The user, or nothing; `denyOnly` tells that the user counts only where access is denied.
+std::optional<CkxSid> User(HANDLE token, bool& denyOnly) {
+  const std::vector<unsigned char> bytes = Information(token, TokenUser);
+  if (bytes.size() < sizeof(TOKEN_USER)) return std::nullopt;
+  const auto* user = reinterpret_cast<const TOKEN_USER*>(bytes.data());
+  denyOnly = (user->User.Attributes & SE_GROUP_USE_FOR_DENY_ONLY) != 0;
+  const CkxSid sid = ToSid(user->User.Sid);
+  if (!sid.IsValid()) return std::nullopt;
+  return sid;
+}
+
+bool HasEnabledGroup(HANDLE token, const CkxSid& sid) {
+  const std::vector<unsigned char> bytes = Information(token, TokenGroups);
+  if (bytes.size() < sizeof(TOKEN_GROUPS)) return false;
+  const auto* groups = reinterpret_cast<const TOKEN_GROUPS*>(bytes.data());
+  for (DWORD i = 0; i < groups->GroupCount; ++i) {
+    const SID_AND_ATTRIBUTES& group = groups->Groups[i];
+    const DWORD state = group.Attributes & (SE_GROUP_ENABLED | SE_GROUP_USE_FOR_DENY_ONLY);
+    if (state == SE_GROUP_ENABLED && sid.Equals(ToSid(group.Sid))) return true;
+  }
+  return false;
+}
+
+/// The full token behind a limited one; none for any other token.
+CkxHandle LinkedToken(HANDLE token) {
+  TOKEN_ELEVATION_TYPE type{};
+  TOKEN_LINKED_TOKEN linked{};
+  DWORD size = 0;
+  if (!GetTokenInformation(token, TokenElevationType, &type, sizeof(type), &size) || type != TokenElevationTypeLimited ||
+      !GetTokenInformation(token, TokenLinkedToken, &linked, sizeof(linked), &size)) {
+    return CkxHandle();
+  }
+  return CkxHandle(linked.LinkedToken);
+}
+
+}  // namespace
+
+std::optional<CkxSid> KxNativeToken_User(void* token) {
+  const CkxOpenToken open(token);
+  bool denyOnly = false;
+  return open ? User(open.Get(), denyOnly) : std::nullopt;
+}
+
+bool KxNativeToken_IsMember(void* token, const CkxSid& sid) {
+  const CkxOpenToken open(token);
+  if (!open) return false;
+  bool denyOnly = false;
+  const std::optional<CkxSid> user = User(open.Get(), denyOnly);
+  return (user && !denyOnly && user->Equals(sid)) || HasEnabledGroup(open.Get(), sid);
+}
+
+bool KxNativeToken_IsAdministrator(void* token, bool& opened) {
+  const std::optional<CkxSid> administrators = CkxSid::FromUtf8("S-1-5-32-544");
+  const CkxOpenToken open(token);
+  opened = static_cast<bool>(open);
+  if (!opened || !administrators) return false;
+  if (HasEnabledGroup(open.Get(), *administrators)) return true;
+  const CkxHandle linked = LinkedToken(open.Get());
+  return linked && HasEnabledGroup(linked.Get(), *administrators);
+}
+
+CkxImpersonationScope::CkxImpersonationScope(void* token) {
+  if (token == nullptr || CkxAccessToken::FromHandle(token) != nullptr) return;
+  const CkxLastErrorGuard guard;
+  const CkxOpenToken open(token, TOKEN_QUERY | TOKEN_DUPLICATE);
+  CkxHandle previous;
+  CkxHandle copy;
+  // A token of the thread that cannot be opened could not be put back: then nothing changes.
+  const bool restorable = OpenThreadToken(GetCurrentThread(), TOKEN_IMPERSONATE, TRUE, previous.Receive()) ||
+                          GetLastError() == ERROR_NO_TOKEN;
+  _active = restorable && open &&
+            DuplicateTokenEx(open.Get(), TOKEN_QUERY | TOKEN_IMPERSONATE, nullptr, SecurityImpersonation,
+                             TokenImpersonation, copy.Receive()) &&
+            SetThreadToken(nullptr, copy.Get());
+  if (_active) {
+    _previous = previous.Release();
+  } else {
+    KxTrace(EkxTraceLevel::Warning, "CkxImpersonationScope", "The token cannot be impersonated. LastError=",
+            KxLastError_Get());
+  }
+}
+
+CkxImpersonationScope::~CkxImpersonationScope() {
+  if (!_active) return;
+  const CkxLastErrorGuard guard;
+  const CkxHandle previous(_previous);
+  if (!SetThreadToken(nullptr, previous.Get())) {
+    KxTrace(EkxTraceLevel::Error, "CkxImpersonationScope", "ERROR: The thread's token was not put back. LastError=",
+            KxLastError_Get());
+  }
+}

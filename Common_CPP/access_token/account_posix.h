@@ -1,0 +1,14 @@
+// Local accounts as SIDs, where the system has numbers: S-1-22-1-uid and S-1-22-2-gid. Root is the system's own account.
+#pragma once
+
+#include <sys/types.h>
+
+#include "Common_CPP/security/sid.h"
+
+inline CkxSid KxPosixAccount_UserSid(uid_t user) {
+  return CkxSid::FromUtf8(user == 0 ? "S-1-5-18" : "S-1-22-1-" + std::to_string(user)).value_or(CkxSid());
+}
+
+inline CkxSid KxPosixAccount_GroupSid(gid_t group) {
+  return CkxSid::FromUtf8("S-1-22-2-" + std::to_string(group)).value_or(CkxSid());
+}

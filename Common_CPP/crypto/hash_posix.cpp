@@ -1,0 +1,33 @@
+#include <openssl/evp.h>
+
+#include "Common_CPP/crypto/hash.h"
+#include "Common_CPP/util/text.h"
+
+struct CkxHasher::State {
+  struct Free {
+    void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
+  };
+  std::unique_ptr<EVP_MD_CTX, Free> context;  // none when the library has no such algorithm, and after the end
+};
+
+CkxHasher::CkxHasher(EkxHashAlgorithm algorithm) : _state(std::make_unique<State>()) {
+  const EVP_MD* method = EVP_get_digestbyname(KxText_ToUtf8(KxHash_Name(algorithm)).c_str());
+  _state->context.reset(EVP_MD_CTX_new());
+  if (method == nullptr || EVP_DigestInit_ex(_state->context.get(), method, nullptr) != 1) _state->context.reset();
+}
+
+CkxHasher::~CkxHasher() = default;
+
+bool CkxHasher::Update(std::span<const unsigned char> bytes) {
+  return _state->context != nullptr && EVP_DigestUpdate(_state->context.get(), bytes.data(), bytes.size()) == 1;
+}
+
+bool CkxHasher::Finish(std::vector<unsigned char>& digest) {
+  if (_state->context == nullptr) return false;
+  unsigned char bytes[EVP_MAX_MD_SIZE];
+  unsigned size = 0;
+  const bool done = EVP_DigestFinal_ex(_state->context.get(), bytes, &size) == 1;
+  _state->context.reset();
+  if (done) digest.assign(bytes, bytes + size);
+  return done;
+}

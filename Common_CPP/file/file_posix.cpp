@@ -1,0 +1,155 @@
+#include "Common_CPP/file/file.h"
+
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/stat.h>
+
+#include <charconv>
+#include <limits>
+
+#include "Common_CPP/access_token/account_posix.h"
+#include "Common_CPP/file/replace_posix.h"
+#include "Common_CPP/util/descriptor_posix.h"
+#include "Common_CPP/util/file_time.h"
+#include "Common_CPP/util/last_error.h"
+#include "Common_CPP/util/text.h"
+
+namespace {
+
+bool Fail() {
+  KxLastError_SetFromSystem();
+  return false;
+}
+
+/// The system's name; a NUL in it, at which the system would end it, makes it name no file.
+bool NativePath(CkxTextView path, std::string& native) {
+  native = KxText_ToUtf8(path);
+  errno = ENOENT;
+  return !native.empty() && native.find('\0') == std::string::npos;
+}
+
+bool ToStatus(const struct stat& native, SkxFileStatus& status) {
+  errno = EACCES;
+  if (!S_ISREG(native.st_mode)) return false;
+  status.size = static_cast<uint64_t>(native.st_size);
+  status.modificationTime = KxFileTime_FromUnix(native.st_mtim.tv_sec, native.st_mtim.tv_nsec);
+  status.identity = {native.st_dev, native.st_ino};
+  return true;
+}
+
+std::optional<struct stat> NativeStatus(CkxTextView path) {
+  std::string native;
+  struct stat status {};
+  if (NativePath(path, native) && stat(native.c_str(), &status) == 0) return status;
+  Fail();
+  return std::nullopt;
+}
+
+std::optional<std::string> UserName(uid_t user) {
+  std::vector<char> buffer(1024);
+  passwd entry{};
+  passwd* found = nullptr;
+  while (getpwuid_r(user, &entry, buffer.data(), buffer.size(), &found) == ERANGE && buffer.size() < 1024 * 1024) {
+    buffer.resize(buffer.size() * 2);
+  }
+  if (found == nullptr) return std::nullopt;
+  return found->pw_name;
+}
+
+/// The user of S-1-22-1-uid.
+std::optional<uid_t> UserOf(std::string_view sid) {
+  constexpr std::string_view kUsers = "S-1-22-1-";
+  if (!sid.starts_with(kUsers)) return std::nullopt;
+  uid_t user = 0;
+  const char* end = sid.data() + sid.size();
+  const auto parsed = std::from_chars(sid.data() + kUsers.size(), end, user);
+  if (parsed.ec != std::errc() || parsed.ptr != end) return std::nullopt;
+  return user;
+}
+
+struct SkxWellKnown {
+  std::string_view sid;
+  const WCHAR* name;
+};
+
+constexpr SkxWellKnown kWellKnown[] = {
+    {"S-1-1-0", KXW("Everyone")},
+    {"S-1-5-18", KXW("NT AUTHORITY\\SYSTEM")},
+    {"S-1-22-1-0", KXW("NT AUTHORITY\\SYSTEM")},
+    {"S-1-5-32-544", KXW("BUILTIN\\Administrators")},
+    {"S-1-5-32-545", KXW("BUILTIN\\Users")},
+};
+
+}  // namespace
+
+bool CkxFileReader::Open(CkxTextView path) {
+  Close();
+  std::string native;
+  if (!NativePath(path, native)) return Fail();
+  // Not blocking: the name may be a pipe's that nobody writes to.
+  CkxDescriptor file(open(native.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!file) return Fail();
+  _handle = file.Release();
+  SkxFileStatus status;
+  if (Status(status)) return true;
+  Close();
+  return false;
+}
+
+bool CkxFileReader::Status(SkxFileStatus& status) const {
+  struct stat native {};
+  return (fstat(static_cast<int>(_handle), &native) == 0 && ToStatus(native, status)) || Fail();
+}
+
+std::optional<size_t> CkxFileReader::ReadAt(uint64_t offset, std::span<unsigned char> bytes) const {
+  size_t done = 0;
+  while (done < bytes.size()) {
+    if (offset + done > static_cast<uint64_t>(std::numeric_limits<off_t>::max())) break;  // no file is so long
+    const ssize_t count =
+        pread(static_cast<int>(_handle), bytes.data() + done, bytes.size() - done, static_cast<off_t>(offset + done));
+    if (count == 0) break;
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) {
+      KxLastError_SetFromSystem();
+      return std::nullopt;
+    }
+    done += static_cast<size_t>(count);
+  }
+  return done;
+}
+
+void CkxFileReader::Close() {
+  CkxDescriptor(static_cast<int>(_handle)).Close();
+  _handle = -1;
+}
+
+std::optional<SkxFileStatus> KxFile_Status(CkxTextView path) {
+  const std::optional<struct stat> native = NativeStatus(path);
+  SkxFileStatus status;
+  if (!native) return std::nullopt;
+  if (ToStatus(*native, status)) return status;
+  Fail();
+  return std::nullopt;
+}
+
+std::optional<CkxSid> KxFile_Owner(CkxTextView path) {
+  const std::optional<struct stat> native = NativeStatus(path);
+  if (!native) return std::nullopt;
+  return KxPosixAccount_UserSid(native->st_uid);
+}
+
+bool KxFile_ReplaceAll(CkxTextView path, std::span<const unsigned char> bytes) {
+  std::string native;
+  return (NativePath(path, native) && KxPosixFile_Replace(AT_FDCWD, native, bytes, std::nullopt)) || Fail();
+}
+
+KxWString KxSid_AccountName(const CkxSid& sid) {
+  const std::string text = sid.ToUtf8();
+  for (const SkxWellKnown& known : kWellKnown) {
+    if (known.sid == text) return known.name;
+  }
+  const std::optional<uid_t> user = UserOf(text);
+  const std::optional<std::string> name = user ? UserName(*user) : std::nullopt;
+  const std::optional<KxWString> wide = name ? KxText_FromUtf8(*name) : std::nullopt;
+  return wide ? KXW("Unix User\\") + *wide : sid.ToText();
+}

@@ -1,0 +1,57 @@
+#include "Common_CPP/file/replace_posix.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include "Common_CPP/util/descriptor_posix.h"
+
+namespace {
+
+/// The name does not grow out of the file's own, which may be as long as the system allows.
+CkxDescriptor CreateBeside(int folder, const std::string& path, mode_t mode, std::string& temporary) {
+  const std::string stem = path.substr(0, path.rfind('/') + 1) + ".kx-" + std::to_string(getpid()) + "-";
+  CkxDescriptor file;
+  for (int attempt = 0; attempt < 1000 && !file; ++attempt) {
+    temporary = stem + std::to_string(attempt) + ".tmp";
+    file = CkxDescriptor(openat(folder, temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+    if (!file && errno != EEXIST) break;
+  }
+  return file;
+}
+
+bool WriteAll(int file, std::span<const unsigned char> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(file, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return false;
+    bytes = bytes.subspan(static_cast<size_t>(written));
+  }
+  return true;
+}
+
+std::optional<mode_t> ModeOf(int folder, const std::string& path) {
+  struct stat status {};
+  if (fstatat(folder, path.c_str(), &status, 0) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+  return status.st_mode & 0777;
+}
+
+}  // namespace
+
+bool KxPosixFile_Replace(int folder, const std::string& path, std::span<const unsigned char> bytes,
+                         std::optional<mode_t> mode) {
+  if (!mode) mode = ModeOf(folder, path);
+  std::string temporary;
+  CkxDescriptor file = CreateBeside(folder, path, mode.value_or(0666), temporary);
+  if (!file) return false;
+
+  bool done = (!mode || fchmod(file.Get(), *mode) == 0) && WriteAll(file.Get(), bytes);
+  // A full disk may be told only at the close.
+  done = close(file.Release()) == 0 && done;
+  done = done && renameat(folder, temporary.c_str(), folder, path.c_str()) == 0;
+  if (!done) {
+    const int error = errno;
+    unlinkat(folder, temporary.c_str(), 0);
+    errno = error;
+  }
+  return done;
+}

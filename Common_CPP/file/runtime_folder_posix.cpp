@@ -1,0 +1,50 @@
+#include "Common_CPP/file/runtime_folder_posix.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+
+#include "Common_CPP/util/trace.h"
+
+namespace {
+
+std::string Environment(const char* name) {
+  const char* value = secure_getenv(name);
+  return value == nullptr ? "" : value;
+}
+
+/// In a sticky folder nobody replaces the files of others, so that the owner of a file is all that counts.
+bool IsTrustedFolder(const struct stat& status) {
+  return KxPosix_IsTrustedOwner(status.st_uid) &&
+         ((status.st_mode & (S_IWGRP | S_IWOTH)) == 0 || (status.st_mode & S_ISVTX) != 0);
+}
+
+}  // namespace
+
+bool KxPosix_IsTrustedOwner(unsigned owner) { return owner == 0 || owner == geteuid(); }
+
+std::string KxPosix_RuntimeFolder() {
+  std::string folder = Environment("KX_RUNTIME_DIR");
+  if (folder.empty() && geteuid() == 0) return "/run/kx";
+  if (folder.empty()) {
+    folder = Environment("XDG_RUNTIME_DIR");
+    if (!folder.empty()) folder += "/kx";
+  }
+  while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
+  return folder;
+}
+
+CkxDescriptor KxPosix_OpenRuntimeFolder(bool create) {
+  const std::string path = KxPosix_RuntimeFolder();
+  if (create && mkdir(path.c_str(), 0755) == 0) chmod(path.c_str(), 0755);  // whatever the umask is
+  CkxDescriptor folder(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  struct stat status {};
+  if (!folder || fstat(folder.Get(), &status) != 0) return CkxDescriptor();
+  if (!IsTrustedFolder(status)) {
+    KxTrace(EkxTraceLevel::Warning, "KxPosix_OpenRuntimeFolder", "Others could replace files in [", path, "]. Refused");
+    errno = EACCES;
+    return CkxDescriptor();
+  }
+  return folder;
+}

@@ -1,0 +1,210 @@
+// Comparing and searching run through records for every policy, so they go four units at a time: one 8-byte load, and
+// for ASCII (nearly all that policies and paths hold) the folding of all four at once. Anything else goes unit by unit.
+#include "Common_CPP/util/text.h"
+
+#include <bit>
+
+#include "Common_CPP/util/byte_cursor.h"
+
+namespace {
+
+constexpr size_t kFour = 4;
+constexpr uint64_t kEach = 0x0001'0001'0001'0001;  // times a unit: that unit in all four places
+
+WCHAR UnitAt(const unsigned char* text, size_t index) { return KxBytes_Load<WCHAR>(text + index * sizeof(WCHAR)); }
+uint64_t FourAt(const unsigned char* text, size_t index) {
+  return KxBytes_Load<uint64_t>(text + index * sizeof(WCHAR));
+}
+
+/// Index of the first of four units that is 0; `kFour` when none is. A borrow disturbs only places after the first 0.
+size_t FirstZero(uint64_t four) {
+  const uint64_t marks = (four - kEach) & ~four & (kEach * 0x8000);
+  return static_cast<size_t>(std::countr_zero(marks)) / 16;  // of no marks: 64
+}
+
+/// How units are compared: as they are, or folded. `Four` may be used where `IsPlain` allows it.
+struct Exact {
+  static WCHAR One(WCHAR unit) { return unit; }
+  static bool IsPlain(uint64_t) { return true; }
+  static uint64_t Four(uint64_t four) { return four; }
+};
+
+struct Folded {
+  static WCHAR One(WCHAR unit) { return KxText_Fold(unit); }
+  static bool IsPlain(uint64_t four) { return (four & (kEach * 0xFF80)) == 0; }
+  static uint64_t Four(uint64_t ascii) {
+    const uint64_t atLeastA = ascii + kEach * (0x80 - 'a');
+    const uint64_t beyondZ = ascii + kEach * (0x80 - 'z' - 1);
+    const uint64_t lower = atLeastA & ~beyondZ & (kEach * 0x80);
+    return ascii - (lower >> 2);  // 0x80 becomes the 0x20 between the cases
+  }
+};
+
+template <class Case>
+bool Same(const unsigned char* a, const unsigned char* b, size_t count) {
+  for (size_t at = 0; at < count;) {
+    if (count - at >= kFour) {
+      const uint64_t fourA = FourAt(a, at);
+      const uint64_t fourB = FourAt(b, at);
+      const bool same = fourA == fourB;
+      if (same || Case::IsPlain(fourA | fourB)) {
+        if (!same && Case::Four(fourA) != Case::Four(fourB)) return false;
+        at += kFour;
+        continue;
+      }
+    }
+    if (Case::One(UnitAt(a, at)) != Case::One(UnitAt(b, at))) return false;
+    ++at;
+  }
+  return true;
+}
+
+/// Position in [from, end) of the first unit that is `wanted` after `Case::One`.
+template <class Case>
+size_t FindUnit(const unsigned char* text, size_t from, size_t end, WCHAR wanted) {
+  while (from < end) {
+    if (end - from >= kFour) {
+      const uint64_t four = FourAt(text, from);
+      if (Case::IsPlain(four)) {
+        const size_t at = FirstZero(Case::Four(four) ^ (kEach * wanted));
+        if (at != kFour) return from + at;
+        from += kFour;
+        continue;
+      }
+    }
+    if (Case::One(UnitAt(text, from)) == wanted) return from;
+    ++from;
+  }
+  return CkxTextView::npos;
+}
+
+template <class Case>
+size_t Find(CkxTextView text, CkxTextView part) {
+  const size_t end = text.Size() - part.Size() + 1;  // of the positions at which `part` can begin
+  const WCHAR first = Case::One(part.Front());
+  for (size_t at = 0;; ++at) {
+    at = FindUnit<Case>(text.Bytes(), at, end, first);
+    if (at == CkxTextView::npos) return at;
+    if (Same<Case>(text.Bytes() + at * sizeof(WCHAR), part.Bytes(), part.Size())) return at;
+  }
+}
+
+bool IsSurrogate(uint32_t point) { return point >= 0xD800 && point <= 0xDFFF; }
+bool IsHighSurrogate(uint32_t point) { return point >= 0xD800 && point <= 0xDBFF; }
+bool IsLowSurrogate(uint32_t point) { return point >= 0xDC00 && point <= 0xDFFF; }
+
+/// The code point at `at`, which moves past it; U+FFFD for a surrogate that stands alone.
+uint32_t NextPoint(CkxTextView text, size_t& at) {
+  const uint32_t unit = text[at++];
+  if (!IsSurrogate(unit)) return unit;
+  if (!IsHighSurrogate(unit) || at == text.Size() || !IsLowSurrogate(text[at])) return 0xFFFD;
+  return 0x10000 + ((unit - 0xD800) << 10) + (text[at++] - 0xDC00u);
+}
+
+/// The same for UTF-8; false when the bytes at `at` are not well-formed.
+bool NextPoint(std::string_view utf8, size_t& at, uint32_t& point) {
+  const auto lead = static_cast<unsigned char>(utf8[at++]);
+  point = lead;
+  if (lead < 0x80) return true;
+
+  const size_t trail = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : 1;
+  if (lead < 0xC2 || lead > 0xF4 || utf8.size() - at < trail) return false;
+  point = lead & (0x3Fu >> trail);
+  for (size_t i = 0; i < trail; ++i) {
+    const auto byte = static_cast<unsigned char>(utf8[at++]);
+    if ((byte & 0xC0) != 0x80) return false;
+    point = point << 6 | (byte & 0x3Fu);
+  }
+  constexpr uint32_t kSmallest[] = {0, 0x80, 0x800, 0x10000};  // less would be an overlong form
+  return point >= kSmallest[trail] && point <= 0x10FFFF && !IsSurrogate(point);
+}
+
+void AppendUtf8(std::string& utf8, uint32_t point) {
+  const auto append = [&utf8](uint32_t byte) { utf8 += static_cast<char>(byte); };
+  if (point < 0x80) return append(point);
+  if (point < 0x800) {
+    append(0xC0 | point >> 6);
+  } else {
+    if (point < 0x10000) {
+      append(0xE0 | point >> 12);
+    } else {
+      append(0xF0 | point >> 18);
+      append(0x80 | (point >> 12 & 0x3F));
+    }
+    append(0x80 | (point >> 6 & 0x3F));
+  }
+  append(0x80 | (point & 0x3F));
+}
+
+}  // namespace
+
+bool KxText_Equals(CkxTextView a, CkxTextView b, bool caseSensitive) {
+  if (a.Size() != b.Size()) return false;
+  return a.IsEmpty() || KxText_StartsWith(a, b, caseSensitive);
+}
+
+bool KxText_StartsWith(CkxTextView text, CkxTextView prefix, bool caseSensitive) {
+  if (prefix.IsEmpty()) return true;
+  if (text.Size() < prefix.Size()) return false;
+  if (caseSensitive) return std::memcmp(text.Bytes(), prefix.Bytes(), prefix.Size() * sizeof(WCHAR)) == 0;
+  return Same<Folded>(text.Bytes(), prefix.Bytes(), prefix.Size());
+}
+
+size_t KxText_Find(CkxTextView text, CkxTextView part, bool caseSensitive) {
+  if (part.IsEmpty() || part.Size() > text.Size()) return CkxTextView::npos;
+  return caseSensitive ? Find<Exact>(text, part) : Find<Folded>(text, part);
+}
+
+size_t KxText_FindUnit(CkxTextView text, WCHAR unit) { return FindUnit<Exact>(text.Bytes(), 0, text.Size(), unit); }
+
+size_t KxText_FindLastUnit(CkxTextView text, WCHAR unit) {
+  for (size_t at = text.Size(); at != 0; --at) {
+    if (text[at - 1] == unit) return at - 1;
+  }
+  return CkxTextView::npos;
+}
+
+bool KxText_IsSpace(WCHAR unit) {
+  if (unit < 0x80) return unit == 0x20 || (unit >= 0x09 && unit <= 0x0D);
+  switch (unit) {
+    case 0x0085:  // next line
+    case 0x00A0:  // no-break space
+    case 0x1680:  // Ogham space mark
+    case 0x2028:  // line separator
+    case 0x2029:  // paragraph separator
+    case 0x202F:  // narrow no-break space
+    case 0x205F:  // medium mathematical space
+    case 0x3000:  // ideographic space
+      return true;
+    default:
+      return unit >= 0x2000 && unit <= 0x200A;  // en quad to hair space
+  }
+}
+
+CkxTextView KxText_Trim(CkxTextView text) {
+  while (!text.IsEmpty() && KxText_IsSpace(text.Back())) text = text.Part(0, text.Size() - 1);
+  while (!text.IsEmpty() && KxText_IsSpace(text.Front())) text = text.Part(1);
+  return text;
+}
+
+std::string KxText_ToUtf8(CkxTextView text) {
+  std::string utf8;
+  utf8.reserve(text.Size());
+  for (size_t at = 0; at < text.Size();) AppendUtf8(utf8, NextPoint(text, at));
+  return utf8;
+}
+
+std::optional<KxWString> KxText_FromUtf8(std::string_view utf8) {
+  KxWString text;
+  text.reserve(utf8.size());
+  uint32_t point = 0;
+  for (size_t at = 0; at < utf8.size();) {
+    if (!NextPoint(utf8, at, point)) return std::nullopt;
+    if (point >= 0x10000) {
+      text += static_cast<WCHAR>(0xD800 + ((point - 0x10000) >> 10));
+      point = 0xDC00 + (point & 0x3FF);
+    }
+    text += static_cast<WCHAR>(point);
+  }
+  return text;
+}

@@ -1,0 +1,66 @@
+// Where policies are read from. The store asks the source in force on the calling thread: the live sections and the agent by
+// default, an image on disk or in memory for the length of a scope.
+//
+//   CkxPolicySourceScope scope(image);
+//   CkxSharedPoliciesData::GetTargetPolicyAction(target, info);    // judged by the image
+#pragma once
+
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "Common_CPP/util/base.h"
+
+enum class EkxPolicySection : unsigned char { Policies, AppGroups, Alerts };
+
+/// The bytes of one section for the length of a call, and whatever keeps them alive.
+class IkxSectionHolder {
+ public:
+  virtual ~IkxSectionHolder() = default;
+};
+struct SkxSectionBytes {
+  std::span<const unsigned char> bytes;
+  std::unique_ptr<IkxSectionHolder> holder;  ///< null when the source itself keeps the bytes
+};
+
+/// The policies that apply to one user.
+class KX_UTIL_API CkxApplicablePolicies {
+ public:
+  static CkxApplicablePolicies All();
+  explicit CkxApplicablePolicies(std::vector<uint32_t> ids);
+
+  bool IsAll() const { return _all; }
+  bool Contains(uint32_t id) const;
+  const std::vector<uint32_t>& Ids() const { return _ids; }  ///< as they were given
+
+ private:
+  CkxApplicablePolicies() = default;
+  bool _all = false;
+  std::vector<uint32_t> _ids;
+  std::vector<uint32_t> _sorted;
+};
+
+class IkxPolicySource {
+ public:
+  virtual ~IkxPolicySource() = default;
+
+  /// False when the section is not published or cannot be opened; the source has traced what is worth a line.
+  virtual bool OpenSection(EkxPolicySection which, SkxSectionBytes& section) const = 0;
+
+  /// The policies that apply to the user of `token`; null when that cannot be told, which the source has traced.
+  virtual std::shared_ptr<const CkxApplicablePolicies> ApplicablePolicies(void* token) const = 0;
+};
+
+class KX_UTIL_API CkxPolicySourceScope {
+ public:
+  explicit CkxPolicySourceScope(const IkxPolicySource& source);
+  ~CkxPolicySourceScope();
+  CkxPolicySourceScope(const CkxPolicySourceScope&) = delete;
+  CkxPolicySourceScope& operator=(const CkxPolicySourceScope&) = delete;
+
+ private:
+  const IkxPolicySource* const _previous;
+};
+
+/// The source in force on this thread.
+KX_UTIL_API const IkxPolicySource& KxPolicySource_Current();

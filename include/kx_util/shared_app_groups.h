@@ -1,0 +1,68 @@
+// Application groups: named sets of targets that several policies share.
+//
+//   offset 0: u32 magic 0x22232426
+//          4: u32 size of the record in bytes, header included
+//          8: GUID of the group
+//         24: list of targets
+#pragma once
+
+#include <kx_util/shared_policy_target.h>
+
+#pragma pack(push, 1)
+struct SkxAppGroupBufHeader {
+  static constexpr uint32_t kMagic = 0x22232426;
+  uint32_t magic;
+  uint32_t size;
+  GUID id;
+};
+#pragma pack(pop)
+static_assert(sizeof(SkxAppGroupBufHeader) == 24);
+
+class KX_UTIL_API CkxShBufAppGroup {
+ public:
+  struct SkxMatchContext {
+    bool found;  ///< out
+    const CkxTargetInfo& target;
+    SkxTriggerPolicyShortInfo& info;
+  };
+  struct SkxEnumContext {
+    KxTargetCallback callback;
+    void* context;
+    bool completed;  ///< out
+  };
+
+  /// Null when the record is malformed. With `copy` the group owns a copy of its record, else it points into it. The
+  /// record's own size field says how many bytes may be read.
+  static CkxShBufAppGroup* AppGroupFromBuffer(const SkxAppGroupBufHeader* record, bool copy);
+  ~CkxShBufAppGroup();
+  CkxShBufAppGroup(const CkxShBufAppGroup&) = delete;
+  CkxShBufAppGroup& operator=(const CkxShBufAppGroup&) = delete;
+  void Release();
+
+  bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining);
+
+  GUID Id() const { return _header->id; }
+  uint32_t BufferSize() const { return _header->size; }
+  const CkxShBufList& Targets() const { return _targets; }
+
+  /// The first target that matches fills `info`.
+  bool MatchTarget(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info) const;
+  bool EnumTargets(KxTargetCallback callback, void* context) const;
+
+  /// The two above in the shape in which the store calls a member of a group that it looked up.
+  void DoMatchTarget(void* matchContext);
+  void DoEnumTargets(void* enumContext);
+
+ private:
+  CkxShBufAppGroup() = default;
+  bool _CopyBuffer(const SkxAppGroupBufHeader*& record);
+
+  unsigned char* _copy = nullptr;
+  const SkxAppGroupBufHeader* _header = nullptr;
+  CkxShBufList _targets;
+};
+
+struct SkxAppGroupRelease {
+  void operator()(CkxShBufAppGroup* group) const { group->Release(); }
+};
+using CkxShBufAppGroupPtr = std::unique_ptr<CkxShBufAppGroup, SkxAppGroupRelease>;
