@@ -1,4 +1,5 @@
 #include "Common_CPP/access_token/native_token.h"
+#include "Common_CPP/access_token/owner_win.h"
 #include "Common_CPP/util/handle_win.h"
 #include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/trace.h"
@@ -112,6 +113,15 @@ bool KxNativeToken_IsAdministrator(void* token, bool& opened) {
   if (HasEnabledGroup(open.Get(), *administrators)) return true;
   const CkxHandle linked = LinkedToken(open.Get());
   return linked && HasEnabledGroup(linked.Get(), *administrators);
+}
+
+std::optional<CkxSid> KxToken_OwnerOfNewObjects() {
+  const CkxOpenToken open(nullptr);
+  const std::vector<unsigned char> bytes = open ? Information(open.Get(), TokenOwner) : std::vector<unsigned char>();
+  if (bytes.size() < sizeof(TOKEN_OWNER)) return std::nullopt;
+  const CkxSid owner = ToSid(reinterpret_cast<const TOKEN_OWNER*>(bytes.data())->Owner);
+  if (!owner.IsValid()) return std::nullopt;
+  return owner;
 }
 
 CkxImpersonationScope::CkxImpersonationScope(void* token) {

@@ -5,7 +5,7 @@
 
 struct CkxHasher::State {
   struct Free {
-    void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
+    void operator()(EVP_MD_CTX* finished) const { EVP_MD_CTX_free(finished); }
   };
   std::unique_ptr<EVP_MD_CTX, Free> context;  // none when the library has no such algorithm, and after the end
 };

@@ -4,6 +4,7 @@
 #include <pwd.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <charconv>
 #include <limits>
 
@@ -102,9 +103,10 @@ bool CkxFileReader::Status(SkxFileStatus& status) const {
 }
 
 std::optional<size_t> CkxFileReader::ReadAt(uint64_t offset, std::span<unsigned char> bytes) const {
+  constexpr uint64_t kLargest = std::numeric_limits<off_t>::max();  // no file is so long
+  bytes = bytes.first(static_cast<size_t>(std::min<uint64_t>(bytes.size(), kLargest - std::min(offset, kLargest))));
   size_t done = 0;
   while (done < bytes.size()) {
-    if (offset + done > static_cast<uint64_t>(std::numeric_limits<off_t>::max())) break;  // no file is so long
     const ssize_t count =
         pread(static_cast<int>(_handle), bytes.data() + done, bytes.size() - done, static_cast<off_t>(offset + done));
     if (count == 0) break;

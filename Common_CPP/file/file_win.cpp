@@ -89,10 +89,11 @@ bool CkxFileReader::Open(CkxTextView path) {
 bool CkxFileReader::Status(SkxFileStatus& status) const { return StatusOf(ToHandle(_handle), status); }
 
 std::optional<size_t> CkxFileReader::ReadAt(uint64_t offset, std::span<unsigned char> bytes) const {
+  constexpr uint64_t kLargest = std::numeric_limits<int64_t>::max();  // no file is so long
+  bytes = bytes.first(static_cast<size_t>(std::min<uint64_t>(bytes.size(), kLargest - std::min(offset, kLargest))));
   size_t done = 0;
   while (done < bytes.size()) {
     const uint64_t position = offset + done;
-    if (position > static_cast<uint64_t>(std::numeric_limits<int64_t>::max())) break;  // no file is so long
     OVERLAPPED where{};
     where.Offset = static_cast<DWORD>(position & 0xFFFFFFFF);
     where.OffsetHigh = static_cast<DWORD>(position >> 32);

@@ -1,5 +1,5 @@
-// Taking paths apart, by text alone: the same on every platform, for Windows paths ("C:\dir\name", "\\server\share\dir")
-// and for the slashes of others. Nothing here touches a disk. Backslash and slash both separate.
+// Taking paths apart, by text alone: the same on every platform, for Windows paths ("C:\dir\name",
+// "\\server\share\dir") and for the slashes of others. Nothing here touches a disk. Backslash and slash both separate.
 #pragma once
 
 #include "Common_CPP/util/text_view.h"
@@ -18,8 +18,8 @@ CkxTextView KxPath_Folder(CkxTextView path);
 /// The drive letter of "C:..." in upper case, 0 when the path has none.
 WCHAR KxPath_DriveLetter(CkxTextView path);
 
-/// "\\server\share" and the rest of "\\server\share\dir\name". Two backslashes, a server name that does not begin with a
-/// separator, a backslash, a share name that does not begin with a separator.
+/// "\\server\share" and the rest of "\\server\share\dir\name". Two backslashes, a server name that does not begin with
+/// a separator, a backslash, a share name that does not begin with a separator.
 struct SkxUncPath {
   CkxTextView prefix;
   CkxTextView rest;
@@ -30,11 +30,11 @@ inline bool KxPath_IsUnc(CkxTextView path) {
   return KxPath_SplitUnc(path, parts);
 }
 
-/// Whether the folder `folder` (of a file) is `container`, or with `withSubfolders` lies below it. Case is folded, kinds of
-/// separators, runs of them and a separator at the end of either do not matter.
+/// Whether the folder `folder` (of a file) is `container`, or with `withSubfolders` lies below it. Case is folded,
+/// kinds of separators, runs of them and a separator at the end of either do not matter.
 ///
 /// Whole components count: "C:\Tools2" is not inside "C:\Tools". "." and ".." are resolved first, so that
-/// "C:\Safe\..\Evil" is inside "C:\" and not inside "C:\Safe"; they never leave a drive or a share, and a relative path that
-/// climbs above where it begins is inside nothing. "C:" is the drive's root, "C:dir" a path relative to the drive's current
-/// folder, which is not known here and so differs from "C:\dir". An empty folder or container: false.
+/// "C:\Safe\..\Evil" is inside "C:\" and not inside "C:\Safe"; they never leave a drive or a share, and a relative path
+/// that climbs above where it begins is inside nothing. "C:" is the drive's root, "C:dir" a path relative to the
+/// drive's current folder, which is not known here and so differs from "C:\dir". An empty folder or container: false.
 bool KxPath_IsFolderInside(CkxTextView folder, CkxTextView container, bool withSubfolders);

@@ -22,7 +22,7 @@ bool IsTrustedFolder(const struct stat& status) {
 
 }  // namespace
 
-bool KxPosix_IsTrustedOwner(unsigned owner) { return owner == 0 || owner == geteuid(); }
+bool KxPosix_IsTrustedOwner(uid_t owner) { return owner == 0 || owner == geteuid(); }
 
 std::string KxPosix_RuntimeFolder() {
   std::string folder = Environment("KX_RUNTIME_DIR");

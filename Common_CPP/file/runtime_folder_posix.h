@@ -10,7 +10,7 @@
 std::string KxPosix_RuntimeFolder();
 
 /// Root and the effective user, who decide what this process sees anyway.
-bool KxPosix_IsTrustedOwner(unsigned owner);
+bool KxPosix_IsTrustedOwner(uid_t owner);
 
 /// The folder, to open names in. None, with `errno` set (EACCES), when someone other than root or the effective user owns it
 /// or could put another file in a name's place. `create` makes the folder, with mode 0755, when it is not there.

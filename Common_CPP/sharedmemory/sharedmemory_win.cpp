@@ -1,3 +1,4 @@
+#include "Common_CPP/access_token/owner_win.h"
 #include "Common_CPP/sharedmemory/sharedmemory.h"
 #include "Common_CPP/util/handle_win.h"
 #include "Common_CPP/util/last_error.h"
@@ -6,9 +7,6 @@
 #include <sddl.h>
 
 namespace {
-
-/// Everyone, sandboxed app containers included, may read; the system and the publisher may do all.
-constexpr const WCHAR* kSectionAccess = L"D:P(A;;GR;;;WD)(A;;GR;;;S-1-15-2-1)(A;;GA;;;SY)(A;;GA;;;OW)";
 
 constexpr size_t kPageBytes = 4096;
 
@@ -35,11 +33,20 @@ class CkxMappedSection {
   size_t _size = 0;
 };
 
-HANDLE CreateSection(CkxTextView name, size_t byteCount) {
+/// Everyone, sandboxed app containers included, may read; the system and the publisher may do all.
+PSECURITY_DESCRIPTOR SectionAccess() {
+  const std::optional<CkxSid> owner = KxToken_OwnerOfNewObjects();
+  if (!owner) return nullptr;
+  const KxWString text =
+      L"D:P(A;;GR;;;WD)(A;;GR;;;S-1-15-2-1)(A;;GA;;;SY)(A;;GA;;;" + owner->ToText() + L")";
   PSECURITY_DESCRIPTOR descriptor = nullptr;
-  if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(kSectionAccess, SDDL_REVISION_1, &descriptor, nullptr)) {
-    return nullptr;
-  }
+  ConvertStringSecurityDescriptorToSecurityDescriptorW(text.c_str(), SDDL_REVISION_1, &descriptor, nullptr);
+  return descriptor;
+}
+
+HANDLE CreateSection(CkxTextView name, size_t byteCount) {
+  PSECURITY_DESCRIPTOR descriptor = SectionAccess();
+  if (descriptor == nullptr) return nullptr;
   SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor, FALSE};
   const uint64_t size = byteCount == 0 ? 1 : byteCount;  // the system knows no empty section
   const HANDLE section = CreateFileMappingW(INVALID_HANDLE_VALUE, &attributes, PAGE_READWRITE,

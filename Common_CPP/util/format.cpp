@@ -71,11 +71,9 @@ KxWString Digits(uint64_t number, int base, bool upper) {
 
 KxWString Number(const SkxConversion& conversion, const CkxFormatArg& arg) {
   const bool isHex = conversion.letter == KXW('X') || conversion.letter == KXW('x');
-  const int64_t asSigned = conversion.letter == KXW('d') ? SignedBits(arg, conversion.bits) : 0;
-  const KxWString sign(asSigned < 0 ? 1 : 0, KXW('-'));
-  const uint64_t magnitude = asSigned < 0                    ? 0 - static_cast<uint64_t>(asSigned)
-                             : conversion.letter == KXW('d') ? static_cast<uint64_t>(asSigned)
-                                                             : UnsignedBits(arg, conversion.bits);
+  const int64_t number = conversion.letter == KXW('d') ? SignedBits(arg, conversion.bits) : 0;
+  const uint64_t magnitude = number < 0 ? 0 - static_cast<uint64_t>(number) : UnsignedBits(arg, conversion.bits);
+  const KxWString sign(number < 0 ? 1 : 0, KXW('-'));
   const KxWString digits = Digits(magnitude, isHex ? 16 : 10, conversion.letter == KXW('X'));
 
   // A precision counts digits; the zeros of `0` fill the width, sign included.

@@ -19,7 +19,7 @@ inline WCHAR KxText_Fold(WCHAR unit) {
   return static_cast<WCHAR>(unit >= KXW('a') && unit <= KXW('z') ? unit - 0x20 : unit);
 }
 
-/// Same units in the same order; `caseSensitive` false compares folded units. A view without a value equals an empty one.
+/// Same units in the same order, folded unless `caseSensitive`. A view without a value equals an empty one.
 KX_UTIL_API bool KxText_Equals(CkxTextView a, CkxTextView b, bool caseSensitive);
 
 /// Position of the first occurrence of `part` in `text`, `CkxTextView::npos` when there is none. As with the system's
