@@ -37,6 +37,11 @@ elseif(KX_BUILD_TESTS)
   find_package(GTest REQUIRED)
 endif()
 
+# A second opinion for the tests of our expressions, on the platform where a package brings it.
+if(KX_BUILD_TESTS AND NOT WIN32)
+  find_library(KX_PCRE2_16 pcre2-16 REQUIRED)
+endif()
+
 if(KX_BUILD_BENCH)
   find_package(benchmark REQUIRED)
 endif()

@@ -1,9 +1,10 @@
 // On whose behalf a question is asked.
 //
-// A token is the caller's `void*`, null meaning the caller's own. On Windows it is the system's token handle, or a process
-// handle that stands for the token of that process; elsewhere, and for recorded facts on every platform, it is a
-// `CkxAccessToken` made here. The two cannot be mixed up: a handle has its two low bits clear or is negative (the system's
-// pseudo handles), and the pointer that `CkxAccessToken::Handle` gives out is positive and has its lowest bit set.
+// A token is the caller's `void*`, null meaning the caller's own. On Windows it is the system's token handle, or a
+// process handle that stands for the token of that process; elsewhere, and for recorded facts on every platform, it is
+// a `CkxAccessToken` made here. The two cannot be mixed up: a handle has its two low bits clear or is negative (the
+// system's pseudo handles), and the pointer that `CkxAccessToken::Handle` gives out is positive and has its lowest bit
+// set.
 #pragma once
 
 #include <vector>

@@ -82,7 +82,8 @@ CkxHandle LinkedToken(HANDLE token) {
   TOKEN_ELEVATION_TYPE type{};
   TOKEN_LINKED_TOKEN linked{};
   DWORD size = 0;
-  if (!GetTokenInformation(token, TokenElevationType, &type, sizeof(type), &size) || type != TokenElevationTypeLimited ||
+  if (!GetTokenInformation(token, TokenElevationType, &type, sizeof(type), &size) ||
+      type != TokenElevationTypeLimited ||
       !GetTokenInformation(token, TokenLinkedToken, &linked, sizeof(linked), &size)) {
     return CkxHandle();
   }
@@ -140,8 +141,8 @@ CkxImpersonationScope::CkxImpersonationScope(void* token) {
   if (_active) {
     _previous = previous.Release();
   } else {
-    KxTrace(EkxTraceLevel::Warning, "CkxImpersonationScope", "The token cannot be impersonated. LastError=",
-            KxLastError_Get());
+    KxTrace(EkxTraceLevel::Warning, "CkxImpersonationScope",
+            "The token cannot be impersonated. LastError=", KxLastError_Get());
   }
 }
 
@@ -150,7 +151,7 @@ CkxImpersonationScope::~CkxImpersonationScope() {
   const CkxLastErrorGuard guard;
   const CkxHandle previous(_previous);
   if (!SetThreadToken(nullptr, previous.Get())) {
-    KxTrace(EkxTraceLevel::Error, "CkxImpersonationScope", "ERROR: The thread's token was not put back. LastError=",
-            KxLastError_Get());
+    KxTrace(EkxTraceLevel::Error, "CkxImpersonationScope",
+            "ERROR: The thread's token was not put back. LastError=", KxLastError_Get());
   }
 }

@@ -1,4 +1,5 @@
-// Local accounts as SIDs, where the system has numbers: S-1-22-1-uid and S-1-22-2-gid. Root is the system's own account.
+// Local accounts as SIDs, where the system has numbers: S-1-22-1-uid and S-1-22-2-gid. Root is the system's own
+// account.
 #pragma once
 
 #include <sys/types.h>

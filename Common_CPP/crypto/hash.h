@@ -32,4 +32,5 @@ class CkxHasher {
 
 /// Upper-case hexadecimal text of the hash of the file at `path`; nothing when it cannot be read.
 std::optional<KxWString> KxHash_OfFile(CkxTextView path, EkxHashAlgorithm algorithm);
-std::optional<std::vector<unsigned char>> KxHash_OfBytes(std::span<const unsigned char> bytes, EkxHashAlgorithm algorithm);
+std::optional<std::vector<unsigned char>> KxHash_OfBytes(std::span<const unsigned char> bytes,
+                                                         EkxHashAlgorithm algorithm);

@@ -53,8 +53,8 @@ bool CkxHasher::Finish(std::vector<unsigned char>& digest) {
   DWORD size = 0;
   ULONG read = 0;
   std::vector<unsigned char> bytes;
-  bool done = Succeeded(BCryptGetProperty(_state->provider, BCRYPT_HASH_LENGTH, reinterpret_cast<UCHAR*>(&size),
-                                          sizeof(size), &read, 0));
+  bool done = Succeeded(
+      BCryptGetProperty(_state->provider, BCRYPT_HASH_LENGTH, reinterpret_cast<UCHAR*>(&size), sizeof(size), &read, 0));
   bytes.resize(size);
   done = done && Succeeded(BCryptFinishHash(_state->hash, bytes.data(), size, 0));
   _state->CloseHash();

@@ -22,8 +22,8 @@ std::optional<std::vector<unsigned char>> KxFile_ReadAll(CkxTextView path, uint6
   SkxFileStatus status;
   if (!file.Open(path) || !file.Status(status)) return std::nullopt;
 
-  // The size is only a hint (it may change meanwhile, and some files report 0): the end is where a read comes short. Each
-  // read asks for one byte more than may come, so that one that is not short is a file beyond the limit.
+  // The size is only a hint (it may change meanwhile, and some files report 0): the end is where a read comes short.
+  // Each read asks for one byte more than may come, so that one that is not short is a file beyond the limit.
   std::vector<unsigned char> bytes;
   uint64_t expected = std::min({status.size, limit, kBlockBytes});
   while (bytes.size() <= limit) {

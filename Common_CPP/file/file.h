@@ -17,8 +17,8 @@ struct SkxFileIdentity {
 };
 
 struct SkxFileStatus {
-  uint64_t size = 0;            ///< bytes
-  int64_t modificationTime = 0; ///< file time: 100 ns since 1601 UTC
+  uint64_t size = 0;             ///< bytes
+  int64_t modificationTime = 0;  ///< file time: 100 ns since 1601 UTC
   SkxFileIdentity identity;
 };
 
@@ -45,6 +45,10 @@ class CkxFileReader {
 /// Of a regular file, which need not be readable.
 std::optional<SkxFileStatus> KxFile_Status(CkxTextView path);
 std::optional<CkxSid> KxFile_Owner(CkxTextView path);
+
+/// The absolute path that `path` stands for from the current folder, with "." and ".." resolved by text alone. Nothing needs to
+/// exist there. Nothing for an empty path, and for one that has no form on this system.
+std::optional<KxWString> KxFile_FullPath(CkxTextView path);
 
 /// The whole of a file of at most `limit` bytes; nothing when it cannot be read or is larger.
 std::optional<std::vector<unsigned char>> KxFile_ReadAll(CkxTextView path, uint64_t limit);

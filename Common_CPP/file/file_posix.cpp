@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <filesystem>
 #include <limits>
 
 #include "Common_CPP/access_token/account_posix.h"
@@ -138,6 +139,15 @@ std::optional<CkxSid> KxFile_Owner(CkxTextView path) {
   const std::optional<struct stat> native = NativeStatus(path);
   if (!native) return std::nullopt;
   return KxPosixAccount_UserSid(native->st_uid);
+}
+
+std::optional<KxWString> KxFile_FullPath(CkxTextView path) {
+  std::string native;
+  std::error_code error;
+  if (!NativePath(path, native)) return std::nullopt;
+  const std::filesystem::path full = std::filesystem::absolute(native, error);
+  if (error) return std::nullopt;
+  return KxText_FromUtf8(full.lexically_normal().native());
 }
 
 bool KxFile_ReplaceAll(CkxTextView path, std::span<const unsigned char> bytes) {

@@ -26,7 +26,8 @@ bool NativePath(CkxTextView path, KxWString& native) {
   return true;
 }
 
-/// A file that exists. A folder is refused with error 5. The name may be a pipe's: its server does not get to act for us.
+/// A file that exists. A folder is refused with error 5. The name may be a pipe's: its server does not get to act for
+/// us.
 CkxHandle OpenExisting(CkxTextView path, DWORD access) {
   KxWString native;
   if (!NativePath(path, native)) return CkxHandle();
@@ -136,6 +137,20 @@ std::optional<CkxSid> KxFile_Owner(CkxTextView path) {
   LocalFree(descriptor);
   if (!sid.IsValid()) return std::nullopt;
   return sid;
+}
+
+std::optional<KxWString> KxFile_FullPath(CkxTextView path) {
+  KxWString native;
+  if (!NativePath(path, native)) return std::nullopt;
+  // The size that is asked for counts the terminator; the current folder may change between the calls.
+  KxWString full;
+  for (DWORD size = MAX_PATH; size > full.size();) {
+    full.resize(size);
+    size = GetFullPathNameW(native.c_str(), size, full.data(), nullptr);
+    if (size == 0) return std::nullopt;
+    if (size < full.size()) full.resize(size);
+  }
+  return full;
 }
 
 bool KxFile_ReplaceAll(CkxTextView path, std::span<const unsigned char> bytes) {

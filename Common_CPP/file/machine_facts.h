@@ -1,5 +1,5 @@
-// What the machine says of itself: drives, mapped drives, its name. Asked through one interface, so that a description made
-// from recorded facts is judged by the recorded machine and never by this one.
+// What the machine says of itself: drives, mapped drives, its name. Asked through one interface, so that a description
+// made from recorded facts is judged by the recorded machine and never by this one.
 //
 //   CkxMachineFactsScope scope(recorded);   // this thread, until the scope ends; scopes nest
 #pragma once
@@ -9,7 +9,15 @@
 #include "Common_CPP/util/text_view.h"
 
 /// The system's drive types, by its own numbers.
-enum class EkxDriveType : unsigned { Unknown = 0, NoRoot = 1, Removable = 2, Fixed = 3, Remote = 4, Cdrom = 5, RamDisk = 6 };
+enum class EkxDriveType : unsigned {
+  Unknown = 0,
+  NoRoot = 1,
+  Removable = 2,
+  Fixed = 3,
+  Remote = 4,
+  Cdrom = 5,
+  RamDisk = 6
+};
 
 class IkxMachineFacts {
  public:

@@ -7,8 +7,8 @@
 #include <span>
 #include <string>
 
-/// `path` is relative to the open folder `folder` (or AT_FDCWD). `mode` is the file's exact mode; without it the file keeps
-/// the mode of the one that it replaces, and a new one has what the umask leaves of 0666. False with `errno` set; the old
-/// file is then as it was and nothing is left beside it.
+/// `path` is relative to the open folder `folder` (or AT_FDCWD). `mode` is the file's exact mode; without it the file
+/// keeps the mode of the one that it replaces, and a new one has what the umask leaves of 0666. False with `errno` set;
+/// the old file is then as it was and nothing is left beside it.
 bool KxPosixFile_Replace(int folder, const std::string& path, std::span<const unsigned char> bytes,
                          std::optional<mode_t> mode);

@@ -1,9 +1,10 @@
 // Named read-only memory sections, by which the agent's service hands records to every process.
 //
-// Windows: file mappings in the session's or the global name space. Elsewhere: a file in a runtime folder (KX_RUNTIME_DIR, else
-// /run/kx for root, else $XDG_RUNTIME_DIR/kx), written beside its place and renamed into it, never truncated, mode 0444,
-// so that a reader's mapping stays whole when the section is replaced. Reader and publisher refuse a file or a folder that
-// someone other than root or themselves owns or could write (in a sticky folder, each name is its owner's).
+// Windows: file mappings in the session's or the global name space. Elsewhere: a file in a runtime folder
+// (KX_RUNTIME_DIR, else /run/kx for root, else $XDG_RUNTIME_DIR/kx), written beside its place and renamed into it,
+// never truncated, mode 0444, so that a reader's mapping stays whole when the section is replaced. Reader and publisher
+// refuse a file or a folder that someone other than root or themselves owns or could write (in a sticky folder, each
+// name is its owner's).
 //
 // A view is the reader's own: it holds no lock, and it keeps its bytes alive after the name is gone.
 #pragma once
@@ -24,7 +25,8 @@ class CkxSharedMemoryView {
   CkxSharedMemoryView& operator=(CkxSharedMemoryView&& other) noexcept;
   ~CkxSharedMemoryView();
 
-  /// Maps the section `name` whole, for reading. False with the thread's last error set: 2 when there is no such section.
+  /// Maps the section `name` whole, for reading. False with the thread's last error set: 2 when there is no such
+  /// section.
   bool Open(CkxTextView name);
   void Close();
 

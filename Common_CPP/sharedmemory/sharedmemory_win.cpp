@@ -37,8 +37,7 @@ class CkxMappedSection {
 PSECURITY_DESCRIPTOR SectionAccess() {
   const std::optional<CkxSid> owner = KxToken_OwnerOfNewObjects();
   if (!owner) return nullptr;
-  const KxWString text =
-      L"D:P(A;;GR;;;WD)(A;;GR;;;S-1-15-2-1)(A;;GA;;;SY)(A;;GA;;;" + owner->ToText() + L")";
+  const KxWString text = L"D:P(A;;GR;;;WD)(A;;GR;;;S-1-15-2-1)(A;;GA;;;SY)(A;;GA;;;" + owner->ToText() + L")";
   PSECURITY_DESCRIPTOR descriptor = nullptr;
   ConvertStringSecurityDescriptorToSecurityDescriptorW(text.c_str(), SDDL_REVISION_1, &descriptor, nullptr);
   return descriptor;
@@ -49,9 +48,10 @@ HANDLE CreateSection(CkxTextView name, size_t byteCount) {
   if (descriptor == nullptr) return nullptr;
   SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor, FALSE};
   const uint64_t size = byteCount == 0 ? 1 : byteCount;  // the system knows no empty section
-  const HANDLE section = CreateFileMappingW(INVALID_HANDLE_VALUE, &attributes, PAGE_READWRITE,
-                                            static_cast<DWORD>(size >> 32), static_cast<DWORD>(size & 0xFFFFFFFF),
-                                            name.ToString().c_str());
+  const KxWString terminated = name.ToString();
+  const HANDLE section =
+      CreateFileMappingW(INVALID_HANDLE_VALUE, &attributes, PAGE_READWRITE, static_cast<DWORD>(size >> 32),
+                         static_cast<DWORD>(size & 0xFFFFFFFF), terminated.c_str());
   const CkxLastErrorGuard guard;
   LocalFree(descriptor);
   return section;

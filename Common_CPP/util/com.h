@@ -1,4 +1,5 @@
-// COM for the calling thread, in the multithreaded model. Where the system has no COM both calls do nothing and succeed.
+// COM for the calling thread, in the multithreaded model. Where the system has no COM both calls do nothing and
+// succeed.
 #pragma once
 
 #include <cstdint>

@@ -12,12 +12,14 @@
 
 #include "Common_CPP/util/owned_str.h"
 
+class CkxShBufPolicy;
+
 enum class EkxPolicyOutcome : unsigned char {
   Applies,
   NoTargetMatched,
-  PassedOver,         ///< an exclusion of another kind, or a record that does not parse
+  PassedOver,  ///< an exclusion of another kind, or a record that does not parse
   NotApplicableToUser,
-  FilteredOut,        ///< inactive, or of an action that does not take part
+  FilteredOut,  ///< inactive, or of an action that does not take part
 };
 
 /// "applies", "no target matched", "passed over", "not applicable to the user", "filtered out".
@@ -26,7 +28,8 @@ KX_UTIL_API const char* KxUtil_PolicyOutcomeText(EkxPolicyOutcome outcome);
 struct SkxObservedPolicy {
   uint32_t id;
   EkxPolicyAction action;
-  CkxTextView name;  ///< lives for the call only; no value when the record does not parse
+  CkxTextView name;              ///< lives for the call only; no value when the record does not parse
+  const CkxShBufPolicy* policy;  ///< lives for the call only; null when the record does not parse
 };
 
 struct SkxObservedTarget {
@@ -34,11 +37,15 @@ struct SkxObservedTarget {
   EkxPolicyTarget type;
 };
 
-/// Called in the order of the evaluation: the targets of a policy come before its outcome, the targets of a linked group
-/// before the link, and a failed check before the target that it ended.
+/// Called in the order of the evaluation: the targets of a policy come before its outcome, the targets of a linked
+/// group before the link, and a failed check before the target that it ended.
 class IkxEvaluationObserver {
  public:
   virtual ~IkxEvaluationObserver() = default;
+
+  /// False: only the policy that applies, and a fault, are worth a call; the evaluation then runs at its full speed.
+  virtual bool WantsSteps() const { return true; }
+
   virtual void OnCheckFailed(const char* property, CkxTextView expected, CkxTextView actual) = 0;
   virtual void OnTarget(const SkxObservedTarget& target, bool matched) = 0;
   virtual void OnPolicy(const SkxObservedPolicy& policy, EkxPolicyOutcome outcome) = 0;

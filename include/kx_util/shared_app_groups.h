@@ -55,7 +55,7 @@ class KX_UTIL_API CkxShBufAppGroup {
 
  private:
   CkxShBufAppGroup() = default;
-  bool _CopyBuffer(const SkxAppGroupBufHeader*& record);
+  bool _CopyBuffer(const SkxAppGroupBufHeader*& record, uint32_t size);
 
   unsigned char* _copy = nullptr;
   const SkxAppGroupBufHeader* _header = nullptr;

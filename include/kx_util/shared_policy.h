@@ -12,7 +12,8 @@
 //             with targets: u8 PolicyAutomation, list of targets
 //             the kind's own fields
 //
-// A policy is made by `PolicyFromBuffer`, never changes, and goes by `Release`. Without `copy` it points into the record.
+// A policy is made by `PolicyFromBuffer`, never changes, and goes by `Release`. Without `copy` it points into the
+// record.
 #pragma once
 
 #include <kx_util/policy_result.h>
@@ -83,7 +84,8 @@ class KX_UTIL_API CkxShBufPolicyAlerts {
 
 class KX_UTIL_API CkxShBufPolicy {
  public:
-  /// Null when the record is malformed or its action has no kind. `record` must have as many bytes as its size field says.
+  /// Null when the record is malformed or its action has no kind. `record` must have as many bytes as its size field
+  /// says.
   static CkxShBufPolicy* PolicyFromBuffer(const SkxPolicyBufHeader* record, bool copy);
 
   CkxShBufPolicy();
@@ -124,7 +126,7 @@ class KX_UTIL_API CkxShBufPolicy {
   bool _ReadCommon(const unsigned char*& cursor, unsigned long& remaining);
 
  private:
-  bool _CopyBuffer(const SkxPolicyBufHeader*& record);
+  bool _CopyBuffer(const SkxPolicyBufHeader*& record, uint32_t size);
 
   unsigned char* _copy = nullptr;
   const SkxPolicyBufHeader* _header = nullptr;

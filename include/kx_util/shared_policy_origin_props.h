@@ -47,7 +47,9 @@ class KX_UTIL_API CkxShBufPropPackage : public CkxShBufPropBase {
   bool Flag() const { return _flag; }
   CkxTextView Name() const { return _name.View(); }
   const CkxShBufPropVersionRange& Versions() const { return _versions; }
-  CkxNodes<CkxPropNode<CkxShBufPropPublisher>> Publishers() const { return CkxNodes<CkxPropNode<CkxShBufPropPublisher>>(_publishers); }
+  CkxNodes<CkxPropNode<CkxShBufPropPublisher>> Publishers() const {
+    return CkxNodes<CkxPropNode<CkxShBufPropPublisher>>(_publishers);
+  }
 
  private:
   bool _flag = false;

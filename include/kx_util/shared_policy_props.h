@@ -3,10 +3,10 @@
 //   u8 initialized      0: nothing else follows, and the property asks for nothing
 //   fields              in the order in which the classes below name them
 //
-// A "text" below is an obfuscated string, a "blob" a plain one (both counted in bytes, terminator included). A list property
-// is a property like any other: its own flag, the count, then elements that each begin with a flag of their own.
-// A property that is not initialized matches everything, except the publisher, version-field and installer-property
-// elements, which match nothing. What the target does not know is never a match.
+// A "text" below is an obfuscated string, a "blob" a plain one (both counted in bytes, terminator included). A list
+// property is a property like any other: its own flag, the count, then elements that each begin with a flag of their
+// own. A property that is not initialized matches everything, except the publisher, version-field and
+// installer-property elements, which match nothing. What the target does not know is never a match.
 #pragma once
 
 #include <kx_util/kx_util.h>
@@ -213,7 +213,8 @@ class KX_UTIL_API CkxShBufPropPublishers : public CkxShBufPropList<CkxShBufPropP
  public:
   static CkxShBufList::CkxNode* PublisherNodeFromBuffer(const unsigned char*& cursor, unsigned long& remaining);
 
-  /// Any element matches. `allowed` false: this kind of target may not be matched by publishers, which is a warning and no match.
+  /// Any element matches. `allowed` false: this kind of target may not be matched by publishers, which is a warning and
+  /// no match.
   bool Match(const IkxPublisherProvider& file, bool allowed) const;
 };
 
@@ -239,8 +240,8 @@ class KX_UTIL_API CkxShBufPropFileMsiInfos : public CkxShBufPropList<CkxShBufPro
   bool Match(const CkxTargetInfoFile& file) const;  ///< every element
 };
 
-/// GUID of the group that the parent must belong to; u8 any ancestor; GUID of the group that it must not belong to; u8 any ancestor.
-/// A null GUID is no group; a zero flag looks at the direct parent only.
+/// GUID of the group that the parent must belong to; u8 any ancestor; GUID of the group that it must not belong to; u8
+/// any ancestor. A null GUID is no group; a zero flag looks at the direct parent only.
 class KX_UTIL_API CkxShBufPropParentProcess : public CkxShBufPropBase {
  public:
   bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining) override;

@@ -6,7 +6,8 @@
 //         24: u32 type (EkxPolicyTarget)
 //         28: the kind's body, packed
 //
-// A list of targets is walked by what each body's reader consumes; the size field is only checked to fit in what remains.
+// A list of targets is walked by what each body's reader consumes; the size field is only checked to fit in what
+// remains.
 #pragma once
 
 #include <kx_util/policy_result.h>
@@ -45,7 +46,10 @@ class KX_UTIL_API CkxShBufTarget : public CkxShBufList::CkxNode {
   GUID TargetId() const { return _header->targetId; }
 
   /// `MatchTarget`, watched: what callers outside the kinds use.
-  bool Matches(const CkxTargetInfo& target) const;
+  bool Matches(const CkxTargetInfo& target) const { return Observed(MatchTarget(target)); }
+
+  /// Hands on `matched`, having told whoever watches what became of this target.
+  bool Observed(bool matched) const;
 
  private:
   const SkxTargetBufHeader* _header = nullptr;  // into the buffer
@@ -63,16 +67,17 @@ class KX_UTIL_API CkxShBufTargetAppGroupLink : public CkxShBufTarget {
   /// `info` is filled from the target of the group that matched.
   bool MatchTarget(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info) const;
 
-  /// Every target of the group, in order, until a call returns false, which is then the answer. A group that is not there
-  /// has none.
+  /// Every target of the group, in order, until a call returns false, which is then the answer. A group that is not
+  /// there has none.
   bool EnumTargets(KxTargetCallback callback, void* context) const;
 
  private:
   const SkxGuidBlock* _groupId = nullptr;
 };
 
-/// A program: u8 inheritable; file version range; product version range; location; file name and hash; arguments; owners;
-/// publishers; version fields; service name; parent process; users (plain string); origin; distributor name (text).
+/// A program: u8 inheritable; file version range; product version range; location; file name and hash; arguments;
+/// owners; publishers; version fields; service name; parent process; users (plain string); origin; distributor name
+/// (text).
 class KX_UTIL_API CkxShBufTargetExe : public CkxShBufTarget {
  public:
   bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining) override;

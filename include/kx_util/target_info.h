@@ -59,11 +59,11 @@ class KX_UTIL_API CkxTargetInfo {
   void SetLocalCopySource(bool is) { _localCopySource = is; }
   bool IsTargetType(EkxPolicyTarget type) const { return TargetType() == type; }
 
-  /// Null until set; the setter keeps a copy of its own.
+  /// What descriptions call the thing instead of what its file says. Null until set; the setter keeps a copy of its own.
   const WCHAR* GetDescriptionBase() const { return _descriptionBase; }
   void SetDescriptionBase(const WCHAR* text);
 
-  /// The texts for alerts and events, made once.
+  /// The texts for alerts and events, made once: one line each.
   const WCHAR* GetDescriptionForAlert() const;
   const WCHAR* GetDescriptionForEvent() const;
 
@@ -99,6 +99,8 @@ class KX_UTIL_API CkxTargetInfo {
  private:
   struct ValueCache;
   struct MissingValues;
+
+  const WCHAR* _Description(const WCHAR* key, void (CkxTargetInfo::*describe)(CkxUtilStr&) const) const;
 
   void* const _userToken;
   const bool _flag;

@@ -52,6 +52,9 @@ class KX_UTIL_API CkxTargetInfoFile : public CkxTargetInfo,
   const WCHAR* GetMsiProperty(const WCHAR* property) const;  ///< of an installer package
   const WCHAR* GetEmbeddedDescription() const;               ///< "FileDescription", else "ProductName"
 
+  /// "TITLE (PATH)"; with a null `title` the embedded description, else the file name, stands for it.
+  void AppendDescription(const WCHAR* title, CkxUtilStr& text) const;
+
   /// The kind of target that a path names by its extension: 3 for programs, 21 for libraries, 5 and 6 for packages,
   /// 4 for scripts, 0 for anything else.
   static EkxPolicyTarget TypeOfPath(CkxTextView path);
@@ -64,5 +67,6 @@ class KX_UTIL_API CkxTargetInfoFile : public CkxTargetInfo,
   CkxUtilStr _path;
   EkxPolicyTarget _type;
   std::unique_ptr<IkxFileFacts> _facts;
-  mutable std::optional<CkxSid> _owner;  // the SID behind the text that the cache keeps
+  mutable std::optional<CkxSid> _owner;              // the SID behind the text that the cache keeps
+  mutable std::optional<SkxSignerFact> _signers[2];  // a status that the cache, which holds texts, has no place for
 };

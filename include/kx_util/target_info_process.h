@@ -29,6 +29,9 @@ class KX_UTIL_API CkxTargetInfoProcess : public CkxTargetInfoFile {
   /// The first linked file or process of that type, or null.
   const CkxTargetInfoFile* LinkedOfType(EkxPolicyTarget type) const;
 
+ protected:
+  void _GetDescriptionForEvent(CkxUtilStr& text) const override;
+
  private:
   const SkxProcessFacts _process;
   CkxTargetInfoPtr _parent;

@@ -6,6 +6,8 @@
 
 #include <kx_util/policy_codes.h>
 
+#include "Common_CPP/util/owned_str.h"
+
 struct SkxTriggerPolicyShortInfo;
 
 #pragma pack(push, 1)
@@ -39,6 +41,9 @@ struct KX_UTIL_API SkxTokenPolicyData {
   uint32_t GetClientPid() const { return CreatedByUacElevator() ? GetPid() : 0; }
   uint32_t GetPolicyId() const { return PolicyId; }
   GUID GetPolicyTargetId() const { return PolicyTargetId; }
+
+  /// One line for traces.
+  void GetDebugString(CkxUtilStr& text) const;
 
   unsigned char Version = 0;
   unsigned char PolicyAction = 0;

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -25,6 +26,9 @@ class CkxDocumentFault : public std::runtime_error {
   CkxDocumentFault(std::string pointer, const std::string& what) : std::runtime_error(what), _pointer(std::move(pointer)) {}
   const std::string& Pointer() const { return _pointer; }
 
+  /// "/policies/0/id: must be ...": the place, where it is not the whole document, and what is wrong there.
+  std::string Line() const { return _pointer.empty() ? what() : _pointer + ": " + what(); }
+
  private:
   std::string _pointer;
 };
@@ -33,10 +37,13 @@ class CkxDocumentFault : public std::runtime_error {
 std::string KxJson_Pointer(const std::string& pointer, std::string_view key);
 std::string KxJson_Pointer(const std::string& pointer, size_t index);
 
-/// JSON text, comments allowed or not; a syntax fault is a `CkxDocumentFault` that names line and column.
+/// JSON text, comments allowed or not; a syntax fault is a `CkxDocumentFault` that names line and column. A key that an
+/// object has twice is a fault, since either value could be the one that was meant, and so is nesting beyond 64 levels,
+/// so that what walks the document may recurse.
 nlohmann::json KxJson_Parse(std::string_view text, bool commentsAllowed);
 
-/// One value as `Value`, or a fault at `pointer`: bool, integers of their range, std::string, KxWString.
+/// One value as `Value`, or a fault at `pointer`: bool, integers of their range, std::string, KxWString. A text that has a
+/// NUL inside is a fault: records and the system would end it there.
 template <class Value>
 Value KxJson_As(const nlohmann::json& json, const std::string& pointer);
 
@@ -63,7 +70,7 @@ class CkxJsonObject {
   bool Optional(const char* key, Value& out) {
     const nlohmann::json* const value = Find(key);
     if (value == nullptr) return false;
-    out = KxJson_As<Value>(*value, PointerTo(key));
+    out = KxJson_As<typename Plain<Value>::Type>(*value, PointerTo(key));
     return true;
   }
 
@@ -71,6 +78,15 @@ class CkxJsonObject {
   void Finish() const;
 
  private:
+  template <class Value>
+  struct Plain {
+    using Type = Value;
+  };
+  template <class Value>
+  struct Plain<std::optional<Value>> {
+    using Type = Value;
+  };
+
   const nlohmann::json& _json;
   const std::string _pointer;
   std::set<std::string, std::less<>> _known;

@@ -1,7 +1,9 @@
-// The byte cursor, extended by the fields that only records have, so that a record reader reads as the table of its fields:
+// The byte cursor, extended by the fields that only records have, so that a record reader reads as the table of its
+// fields:
 //
 //   CkxBufReader in(cursor, remaining);
-//   return in.ObfuscatedText(_name) && in.Text(_gpId) && in.U32(_guiType) && in.List(_targets, CkxShBufTarget::TargetFromBuffer);
+//   return in.ObfuscatedText(_name) && in.Text(_gpId) && in.U32(_guiType) && in.List(_targets,
+//   CkxShBufTarget::TargetFromBuffer);
 #pragma once
 
 #include <kx_util/shared_buffer.h>
@@ -34,5 +36,12 @@ class CkxBufReader : public CkxByteCursor {
     if (!Bytes(sizeof(Block), bytes)) return false;
     block = reinterpret_cast<const Block*>(bytes);
     return true;
+  }
+
+  /// A record's fixed header in place: with its kind's magic, and a size that fits in what remains from the header on.
+  template <class Record>
+  bool Header(const Record*& header) {
+    const unsigned long left = _remaining;
+    return InPlace(header) && header->magic == Record::kMagic && header->size <= left;
   }
 };

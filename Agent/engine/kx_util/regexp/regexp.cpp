@@ -1,5 +1,7 @@
 #include "Agent/engine/kx_util/regexp/regexp.h"
 
+#include <utility>
+
 #include "Agent/engine/kx_util/regexp/regexp_program.h"
 #include "Common_CPP/util/trace.h"
 

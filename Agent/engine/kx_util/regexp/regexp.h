@@ -27,13 +27,13 @@
 
 #include "Common_CPP/util/text_view.h"
 
-inline constexpr size_t kxRegExpMaxPattern = 32768;                ///< units
-inline constexpr size_t kxRegExpMaxProgram = 16384;                ///< instructions, about one for each pattern unit
-inline constexpr size_t kxRegExpMaxGroups = 64;                    ///< match groups
-inline constexpr size_t kxRegExpMaxDepth = 200;                    ///< groups and `!` inside each other
-inline constexpr size_t kxRegExpMaxSubject = size_t{1} << 20;      ///< units
-inline constexpr uint64_t kxRegExpMaxWork = uint64_t{1} << 29;     ///< subject units times instructions
-inline constexpr uint32_t kxRegExpMaxSteps = 1'000'000;            ///< of backtracking, per call
+inline constexpr size_t kxRegExpMaxPattern = 32768;             ///< units
+inline constexpr size_t kxRegExpMaxProgram = 16384;             ///< instructions, about one for each pattern unit
+inline constexpr size_t kxRegExpMaxGroups = 64;                 ///< match groups
+inline constexpr size_t kxRegExpMaxDepth = 200;                 ///< groups and `!` inside each other
+inline constexpr size_t kxRegExpMaxSubject = size_t{1} << 20;   ///< units
+inline constexpr uint64_t kxRegExpMaxWork = uint64_t{1} << 29;  ///< subject units times instructions
+inline constexpr uint32_t kxRegExpMaxSteps = 1'000'000;         ///< of backtracking, per call
 
 /// Why an expression did not parse. The numbers are what traces show as REParseError.
 enum class EkxRegExpError : uint32_t {
@@ -71,7 +71,8 @@ struct SkxRegExpMatch {
 
 struct SkxRegExpProgram;
 
-/// A compiled expression. Matching changes nothing in it: threads may share one. Until a Parse succeeds nothing matches.
+/// A compiled expression. Matching changes nothing in it: threads may share one. Until a Parse succeeds nothing
+/// matches.
 ///
 /// Of the matches from one start there is one *preferred*: the one that a backtracking engine meets first, by taking
 /// the first alternative before the second and more repeats before fewer (with a further `?`: fewer before more).

@@ -1,8 +1,8 @@
 // Whether what `!` forbids lies ahead, for all positions in one pass over the subject, from its end to its start.
 //
 // "The program from this instruction on matches at position p" depends on the same question for other instructions at
-// p, which `aheadOrder` puts before it, and at p + 1, which is the row before. Programs inside programs take part in the
-// same pass, so that a nested `!` costs no more than its size.
+// p, which `aheadOrder` puts before it, and at p + 1, which is the row before. Programs inside programs take part in
+// the same pass, so that a nested `!` costs no more than its size.
 #include <utility>
 
 #include "Agent/engine/kx_util/regexp/regexp_program.h"

@@ -88,7 +88,7 @@ class CkxBacktracker {
           if (position != _size) return false;
           break;
         case EkxRegExpOp::NotAhead:
-          if (Ahead(pc, position) || _gaveUp) return false;
+          if (Ahead(pc, position)) return false;
           pc = inst.other;
           break;
         case EkxRegExpOp::BackReference:
@@ -104,7 +104,8 @@ class CkxBacktracker {
     return false;
   }
 
-  /// Moves `position` over the text of the group; a group without text, or with one still to be closed, has none.
+  /// Moves `position` over a copy of the group's text; fails when the group took no part so far. The parser lets no
+  /// group refer to itself, so that both slots are of the same time round.
   bool TakeGroup(uint32_t group, uint32_t& position) {
     const uint32_t from = _slots[1 + 2 * group];
     const uint32_t to = _slots[2 + 2 * group];

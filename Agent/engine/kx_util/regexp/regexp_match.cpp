@@ -118,8 +118,8 @@ class CkxSimulation {
     }
   }
 
-  /// One way as far as it goes; the second ways and the slots to restore are left on the stack. An instruction is passed
-  /// once a position and leaves at most one entry, which bounds the stack by the program's size.
+  /// One way as far as it goes; the second ways and the slots to restore are left on the stack. An instruction is
+  /// passed once a position and leaves at most one entry, which bounds the stack by the program's size.
   void FollowOne(SkxThreads& threads, uint32_t pc, uint32_t position, uint32_t* slots) {
     while (_listedAt[pc] != position) {
       _listedAt[pc] = position;

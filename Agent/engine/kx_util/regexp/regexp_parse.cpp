@@ -156,7 +156,10 @@ class CkxRegExpParser {
   }
 
   bool Enter(size_t start) {
-    if (_depth == kxRegExpMaxDepth) return Fail(EkxRegExpError::OutOfMemory, start) != none;
+    if (_depth == kxRegExpMaxDepth) {
+      Fail(EkxRegExpError::OutOfMemory, start);
+      return false;
+    }
     ++_depth;
     return true;
   }

@@ -1,6 +1,7 @@
 // What the compiler hands to the matchers: a program of small instructions, and the two machines that run it.
 //
-// An instruction goes on to the one after it, unless it says otherwise; Split names the preferred way first. `(ab|c)*` is
+// An instruction goes on to the one after it, unless it says otherwise; Split names the preferred way first. `(ab|c)*`
+// is
 //
 //   0 Split 1, 7     2 Unit a     4 Jump 6     6 Jump 0
 //   1 Split 2, 5     3 Unit b     5 Unit c     7 Match

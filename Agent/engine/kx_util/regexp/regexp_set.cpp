@@ -25,7 +25,8 @@ const std::vector<SkxFold>& FoldingUnits() {
 }
 
 /// Adds what the members of `range` fold to, when that is not themselves. A wide range goes through the list of all
-/// folding units, so that a pattern full of wide ranges costs no more than its size; a narrow one does without the list.
+/// folding units, so that a pattern full of wide ranges costs no more than its size; a narrow one does without the
+/// list.
 void AddFolds(SkxRegExpRange range, std::vector<SkxRegExpRange>& ranges) {
   constexpr int narrow = 512;
   if (range.last - range.first < narrow) {
@@ -46,7 +47,7 @@ void SortAndJoin(std::vector<SkxRegExpRange>& ranges) {
             [](const SkxRegExpRange& a, const SkxRegExpRange& b) { return a.first < b.first; });
   size_t kept = 0;
   for (const SkxRegExpRange range : ranges) {
-    if (kept != 0 && range.first <= ranges[kept - 1].last + 1) {
+    if (kept != 0 && range.first <= ranges[kept - 1].last) {
       ranges[kept - 1].last = std::max(ranges[kept - 1].last, range.last);
     } else {
       ranges[kept++] = range;

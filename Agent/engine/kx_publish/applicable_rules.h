@@ -1,0 +1,38 @@
+// Which policies apply to which user, as an image says it: {"S-1-5-32-545": [1, 2], "*": [1, 2, 3]}.
+#pragma once
+
+#include <kx_util/policy_source.h>
+
+#include <nlohmann/json.hpp>
+
+#include "Agent/engine/kx_publish/policy_model.h"
+
+/// Throws a `CkxDocumentFault` for a key that is neither a SID nor "*", and for an id that is no u32. Keys come out in
+/// the SID's canonical text; two that are the same SID are a fault.
+SkxApplicableRows KxApplicable_Read(const nlohmann::json& json, const std::string& pointer);
+SkxApplicableRows KxApplicable_Parse(const std::string& text);
+std::string KxApplicable_Write(const SkxApplicableRows& rows);
+
+/// The rows, made ready to be asked on every evaluation: one search by the SID's bytes, nothing is built.
+class CkxApplicableRules {
+ public:
+  /// From the text of an applicable.json, where there is one. One that is malformed has no row for anybody.
+  explicit CkxApplicableRules(const std::optional<std::string>& text);
+
+  /// The answer for the user of `token` (null: "*"). Null, with a line in the trace, when there is no row for it, when
+  /// its row is empty, and when the token's user cannot be told.
+  std::shared_ptr<const CkxApplicablePolicies> For(void* token) const;
+
+ private:
+  using Answer = std::shared_ptr<const CkxApplicablePolicies>;
+  struct Row {
+    CkxSid sid;
+    Answer answer;
+  };
+
+  void Fill(const SkxApplicableRows& rows);
+  const Answer& ForUser(const CkxSid& user) const;
+
+  std::vector<Row> _rows;  // in the order of `Before`
+  Answer _everybody;       // "*"
+};

@@ -1,0 +1,15 @@
+// From the model to the bytes that agents read: records, sections (u32 count, then the records back to back), the image
+// of a whole publication. The same model always gives the same bytes.
+#pragma once
+
+#include "Agent/engine/kx_publish/policy_image.h"
+#include "Agent/engine/kx_publish/policy_model.h"
+
+std::vector<unsigned char> KxEncode_Policy(const SkxPolicyModel& policy);
+std::vector<unsigned char> KxEncode_AppGroup(const SkxAppGroupModel& group);
+
+std::vector<unsigned char> KxEncode_Policies(const std::vector<SkxPolicyModel>& policies);
+std::vector<unsigned char> KxEncode_AppGroups(const std::vector<SkxAppGroupModel>& groups);
+
+/// All three sections, an empty one for what the publication has none of, and the applicable rules when it has some.
+SkxPolicyImage KxEncode_Image(const SkxPublication& publication);

@@ -1,0 +1,33 @@
+// One publication on disk: a folder with the exact bytes of the shared sections, no header of its own.
+//
+//   policies.sec, appgroups.sec, alerts.sec   a missing file is a section that is not published
+//   applicable.json                           policy ids per SID; a missing file: every policy applies to everybody
+#pragma once
+
+#include <kx_util/policy_source.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Common_CPP/util/text_view.h"
+
+struct SkxPolicyImage {
+  using Bytes = std::vector<unsigned char>;
+
+  std::optional<Bytes> policies;
+  std::optional<Bytes> appGroups;
+  std::optional<Bytes> alerts;
+  std::optional<std::string> applicable;  ///< the text of applicable.json
+
+  const std::optional<Bytes>& Section(EkxPolicySection which) const;
+};
+
+/// Everything that the folder has. False with one line in `error` that names the file, for rules also the place in it.
+/// What is in the sections is not looked at: a damaged record is for the walk to meet.
+bool KxPolicyImage_Load(CkxTextView folder, SkxPolicyImage& image, std::string& error);
+
+/// Makes `folder` hold the image and nothing else. It is written beside its place and renamed into it, so that a
+/// failure leaves what was there before, and nothing else. A folder that holds other things than an image is refused:
+/// they would be lost.
+bool KxPolicyImage_Write(CkxTextView folder, const SkxPolicyImage& image, std::string& error);

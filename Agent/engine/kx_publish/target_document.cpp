@@ -1,0 +1,279 @@
+#include "Agent/engine/kx_publish/target_document.h"
+
+#include <kx_util/target_info_kinds.h>
+#include <kx_util/target_info_process.h>
+
+#include <array>
+
+#include "Agent/engine/kx_publish/json_reader.h"
+#include "Common_CPP/crypto/hash.h"
+#include "Common_CPP/file/path.h"
+
+namespace {
+
+using nlohmann::json;
+
+/// Parents of parents, and what is linked to what is linked: more than this is no real launch.
+constexpr unsigned kMaxNesting = 64;
+
+struct DriveTypeName {
+  std::string_view name;
+  EkxDriveType type;
+};
+constexpr std::array<DriveTypeName, 6> kDriveTypes = {{
+    {"UNKNOWN", EkxDriveType::Unknown},
+    {"REMOVABLE", EkxDriveType::Removable},
+    {"FIXED", EkxDriveType::Fixed},
+    {"REMOTE", EkxDriveType::Remote},
+    {"CDROM", EkxDriveType::Cdrom},
+    {"RAMDISK", EkxDriveType::RamDisk},
+}};
+
+class RecordedMachine : public IkxMachineFacts {
+ public:
+  std::map<WCHAR, EkxDriveType> drives;
+  std::map<WCHAR, KxWString> shares;
+
+  EkxDriveType DriveType(WCHAR letter) const override {
+    const auto drive = drives.find(letter);
+    return drive != drives.end() ? drive->second : EkxDriveType::Unknown;
+  }
+  std::optional<KxWString> MappedShare(WCHAR letter) const override {
+    const auto share = shares.find(letter);
+    if (share == shares.end()) return std::nullopt;
+    return share->second;
+  }
+};
+
+CkxSid SidAt(const std::string& text, const std::string& pointer) {
+  const std::optional<CkxSid> sid = CkxSid::FromUtf8(text);
+  if (!sid) throw CkxDocumentFault(pointer, "\"" + text + "\" is no SID");
+  return *sid;
+}
+
+/// Each member of the object `key`, if there is one: `each(name, value, pointer)`.
+template <class Each>
+void ForEachMember(CkxJsonObject& object, const char* key, Each each) {
+  const json* const members = object.Find(key);
+  if (members == nullptr) return;
+  const std::string pointer = object.PointerTo(key);
+  if (!members->is_object()) throw CkxDocumentFault(pointer, "must be an object");
+  for (const auto& [name, value] : members->items()) each(name, value, KxJson_Pointer(pointer, name));
+}
+
+template <class Each>
+void ForEachElement(CkxJsonObject& object, const char* key, Each each) {
+  const json* const elements = object.Find(key);
+  if (elements == nullptr) return;
+  const std::string pointer = object.PointerTo(key);
+  if (!elements->is_array()) throw CkxDocumentFault(pointer, "must be an array");
+  for (size_t i = 0; i < elements->size(); ++i) each((*elements)[i], KxJson_Pointer(pointer, i));
+}
+
+std::map<KxWString, KxWString> TextsOf(CkxJsonObject& object, const char* key) {
+  std::map<KxWString, KxWString> texts;
+  ForEachMember(object, key, [&](const std::string& name, const json& value, const std::string& pointer) {
+    texts[KxJson_As<KxWString>(json(name), pointer)] = KxJson_As<KxWString>(value, pointer);
+  });
+  return texts;
+}
+
+WCHAR DriveLetterAt(const std::string& name, const std::string& pointer) {
+  const WCHAR letter = name.size() == 1 ? KxPath_DriveLetter(KxWString{static_cast<WCHAR>(name[0]), KXW(':')}) : WCHAR{};
+  if (letter == 0) throw CkxDocumentFault(pointer, "\"" + name + "\" is no drive letter");
+  return letter;
+}
+
+EkxDriveType DriveTypeAt(const std::string& name, const std::string& pointer) {
+  for (const DriveTypeName& row : kDriveTypes) {
+    if (row.name == name) return row.type;
+  }
+  throw CkxDocumentFault(pointer, "\"" + name + "\" is no drive type");
+}
+
+KxWString HashAt(const json& value, const std::string& pointer) {
+  const auto hex = KxJson_As<std::string>(value, pointer);
+  if (hex.empty() || hex.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
+    throw CkxDocumentFault(pointer, "is not hexadecimal");
+  }
+  return KxJson_As<KxWString>(value, pointer);
+}
+
+SkxSignerFact SignerOf(const json& value, const std::string& pointer) {
+  CkxJsonObject object(value, pointer);
+  SkxSignerFact signer;
+  object.Optional("name", signer.name);
+  uint32_t status = 0;
+  object.Optional("status", status);
+  if (status > static_cast<uint32_t>(EkxPublisherStatus::Revoked)) {
+    throw CkxDocumentFault(object.PointerTo("status"), "must be 0 to 8");
+  }
+  signer.status = static_cast<EkxPublisherStatus>(status);
+  object.Finish();
+  return signer;
+}
+
+SkxFileFacts FileFactsOf(CkxJsonObject& object) {
+  SkxFileFacts facts;
+  object.Optional("path", facts.path);
+  object.Optional("targetType", facts.targetType);
+  object.Optional("size", facts.size);
+  if (facts.size && *facts.size < 0) throw CkxDocumentFault(object.PointerTo("size"), "must not be negative");
+  object.Optional("modified", facts.modificationTime);
+  ForEachMember(object, "hashes", [&](const std::string& name, const json& value, const std::string& pointer) {
+    const auto text = KxJson_As<KxWString>(json(name), pointer);
+    const std::optional<EkxHashAlgorithm> algorithm = KxHash_FromName(text);
+    if (!algorithm) throw CkxDocumentFault(pointer, "\"" + name + "\" is no hash algorithm");
+    facts.hashes[KxHash_Name(*algorithm)] = HashAt(value, pointer);
+  });
+  ForEachElement(object, "signers", [&](const json& value, const std::string& pointer) {
+    if (facts.signers.size() == 2) throw CkxDocumentFault(pointer, "a file has at most two signers");
+    facts.signers.push_back(SignerOf(value, pointer));
+  });
+  std::string owner;
+  if (object.Optional("owner", owner)) facts.owner = SidAt(owner, object.PointerTo("owner"));
+  object.Optional("ownerName", facts.ownerName);
+  object.Optional("fileVersion", facts.fileVersion);
+  facts.versionInfo = TextsOf(object, "versionInfo");
+  facts.msiProperties = TextsOf(object, "msi");
+  object.Optional("origin", facts.origin);
+  return facts;
+}
+
+struct RequestFacts {
+  uint32_t kind = 0;
+  KxWString url;
+};
+
+RequestFacts RequestOf(CkxJsonObject& object) {
+  RequestFacts request;
+  if (const json* const value = object.Find("request")) {
+    CkxJsonObject fields(*value, object.PointerTo("request"));
+    fields.Optional("kind", request.kind);
+    fields.Optional("url", request.url);
+    fields.Finish();
+  }
+  return request;
+}
+
+SkxProcessFacts ProcessFactsOf(CkxJsonObject& object) {
+  SkxProcessFacts facts;
+  object.Optional("pid", facts.pid);
+  object.Optional("commandLine", facts.commandLine);
+  object.Optional("services", facts.services);
+  return facts;
+}
+
+}  // namespace
+
+/// Builds the description of a document and, inside out, those of its parent and of what is linked to it.
+class CkxTargetBuilder {
+ public:
+  explicit CkxTargetBuilder(std::vector<std::unique_ptr<CkxAccessToken>>& tokens) : _tokens(tokens) {}
+
+  /// Every key of every kind is checked, whatever the kind: a recorder may write more than the kind has use for.
+  CkxTargetInfoPtr Target(CkxJsonObject& object, void* token, unsigned nesting = 0) {
+    const auto kind = object.Required<std::string>("kind");
+    SkxFileFacts file = FileFactsOf(object);
+    SkxProcessFacts process = ProcessFactsOf(object);
+    RequestFacts request = RequestOf(object);
+    CkxTargetInfoPtr parent = Parent(object, token, nesting);
+    std::vector<CkxTargetInfoPtr> linked = Linked(object, token, nesting);
+
+    if (kind == "file") return Made(std::make_unique<CkxTargetInfoFile>(std::move(file), token));
+    if (kind == "activex") return Made(std::make_unique<CkxTargetInfoActiveX>(std::move(file), token));
+    if (kind == "uaccom") return Made(std::make_unique<CkxTargetInfoUacCOM>(std::move(file), token));
+    if (kind == "elevator") {
+      return Made(std::make_unique<CkxTargetInfoElevator>(request.kind, std::move(request.url), token));
+    }
+    if (kind == "process") {
+      auto made = std::make_unique<CkxTargetInfoProcess>(std::move(file), std::move(process), token);
+      made->SetParent(std::move(parent));
+      for (CkxTargetInfoPtr& target : linked) made->AddLinked(std::move(target));
+      return Made(std::move(made));
+    }
+    throw CkxDocumentFault(object.PointerTo("kind"),
+                           "\"" + kind + "\" is not \"file\", \"process\", \"activex\", \"elevator\" or \"uaccom\"");
+  }
+
+  /// The token of the object's own user, or `otherwise`.
+  void* Token(CkxJsonObject& object, void* otherwise) {
+    const json* const user = object.Find("user");
+    return user != nullptr ? Keep(KxTargetDocument_User(*user, object.PointerTo("user"))) : otherwise;
+  }
+
+  void* Keep(std::unique_ptr<CkxAccessToken> token) {
+    _tokens.push_back(std::move(token));
+    return _tokens.back()->Handle();
+  }
+
+ private:
+  static CkxTargetInfoPtr Made(std::unique_ptr<CkxTargetInfo> target) { return CkxTargetInfoPtr(target.release()); }
+
+  CkxTargetInfoPtr Nested(const json& value, const std::string& pointer, void* token, unsigned nesting) {
+    if (nesting == kMaxNesting) throw CkxDocumentFault(pointer, "targets nest too deep");
+    CkxJsonObject object(value, pointer);
+    object.Find("id");
+    CkxTargetInfoPtr target = Target(object, Token(object, token), nesting + 1);
+    object.Finish();
+    return target;
+  }
+
+  CkxTargetInfoPtr Parent(CkxJsonObject& object, void* token, unsigned nesting) {
+    const json* const parent = object.Find("parent");
+    return parent != nullptr ? Nested(*parent, object.PointerTo("parent"), token, nesting) : nullptr;
+  }
+
+  std::vector<CkxTargetInfoPtr> Linked(CkxJsonObject& object, void* token, unsigned nesting) {
+    std::vector<CkxTargetInfoPtr> linked;
+    ForEachElement(object, "linked", [&](const json& value, const std::string& pointer) {
+      linked.push_back(Nested(value, pointer, token, nesting));
+    });
+    return linked;
+  }
+
+  std::vector<std::unique_ptr<CkxAccessToken>>& _tokens;
+};
+
+std::unique_ptr<IkxMachineFacts> KxTargetDocument_Machine(CkxJsonObject& object) {
+  auto machine = std::make_unique<RecordedMachine>();
+  ForEachMember(object, "drives", [&](const std::string& name, const json& value, const std::string& pointer) {
+    machine->drives[DriveLetterAt(name, pointer)] = DriveTypeAt(KxJson_As<std::string>(value, pointer), pointer);
+  });
+  ForEachMember(object, "mappedDrives", [&](const std::string& name, const json& value, const std::string& pointer) {
+    auto share = KxJson_As<KxWString>(value, pointer);
+    if (!KxPath_IsUnc(share)) throw CkxDocumentFault(pointer, "must be a \\\\server\\share");
+    machine->shares[DriveLetterAt(name, pointer)] = std::move(share);
+  });
+  return machine;
+}
+
+std::unique_ptr<CkxAccessToken> KxTargetDocument_User(const json& value, const std::string& pointer) {
+  CkxJsonObject object(value, pointer);
+  const CkxSid user = SidAt(object.Required<std::string>("sid"), object.PointerTo("sid"));
+  std::vector<CkxSid> groups;
+  ForEachElement(object, "groups", [&](const json& group, const std::string& place) {
+    groups.push_back(SidAt(KxJson_As<std::string>(group, place), place));
+  });
+  bool administrator = false;
+  object.Optional("admin", administrator);
+  object.Finish();
+  return std::make_unique<CkxAccessToken>(user, std::move(groups), administrator);
+}
+
+CkxTargetDocument CkxTargetDocument::Parse(std::string_view text, const std::optional<CkxSid>& user) {
+  return FromJson(KxJson_Parse(text, false), user);
+}
+
+CkxTargetDocument CkxTargetDocument::FromJson(const json& value, const std::optional<CkxSid>& user) {
+  CkxTargetDocument document;
+  CkxTargetBuilder builder(document._tokens);
+  CkxJsonObject object(value, "");
+  if (const json* const id = object.Find("id")) document._idJson = id->dump();
+  document._machine = KxTargetDocument_Machine(object);
+  void* token = builder.Token(object, nullptr);
+  if (user) token = builder.Keep(std::make_unique<CkxAccessToken>(*user, std::vector<CkxSid>{}, false));
+  document._target = builder.Target(object, token);
+  object.Finish();
+  return document;
+}

@@ -1,0 +1,88 @@
+// Calling a member of a group by the group's id, which is how links, policies and parent-process conditions reach the
+// targets of a group.
+//
+// Groups may link to groups, and bytes from outside may make them link to themselves. So a call nests at most eight deep, past
+// which a group matches nothing. Two things keep the work of one question proportional to the number of groups instead of
+// exponential: a group that was found not to match a description at one depth is not tried again there, and a group whose
+// targets were handed out already is not handed out again.
+#include <kx_util/shared_policies_data.h>
+
+#include <algorithm>
+
+#include "Agent/engine/kx_util/policy_lookup.h"
+#include "Common_CPP/util/guid.h"
+#include "Common_CPP/util/trace.h"
+
+namespace {
+
+constexpr unsigned kMaxDepth = 8;
+
+struct FailedMatch {
+  GUID group;
+  const CkxTargetInfo* target;
+  unsigned depth;
+
+  bool operator==(const FailedMatch& other) const {
+    return depth == other.depth && target == other.target && KxGuid_Equal(group, other.group);
+  }
+};
+
+/// The calls under way on this thread; gone, with what they learned, when the outermost returns.
+thread_local unsigned depth = 0;
+thread_local std::vector<FailedMatch> failedMatches;
+thread_local std::vector<GUID> enumeratedGroups;
+
+class Nesting {
+ public:
+  Nesting() { ++depth; }
+  ~Nesting() {
+    if (--depth != 0) return;
+    failedMatches.clear();
+    enumeratedGroups.clear();
+  }
+  Nesting(const Nesting&) = delete;
+  Nesting& operator=(const Nesting&) = delete;
+};
+
+bool Call(const GUID& id, KxAppGroupMember member, void* context) {
+  CkxShBufAppGroup* group = nullptr;
+  if (!CkxSharedPoliciesData::GetAppGroupById(id, group)) return false;
+  const CkxShBufAppGroupPtr owned(group);
+  (owned.get()->*member)(context);
+  return true;
+}
+
+bool CallToMatch(const GUID& id, CkxShBufAppGroup::SkxMatchContext& match) {
+  const FailedMatch question = {id, &match.target, depth};
+  if (std::find(failedMatches.begin(), failedMatches.end(), question) != failedMatches.end()) return false;
+  const bool called = Call(id, &CkxShBufAppGroup::DoMatchTarget, &match);
+  if (depth > 1 && !(called && match.found)) failedMatches.push_back(question);
+  return called;
+}
+
+bool CallToEnumerate(const GUID& id, void* enumeration) {
+  const auto same = [&](const GUID& done) { return KxGuid_Equal(done, id); };
+  if (std::any_of(enumeratedGroups.begin(), enumeratedGroups.end(), same)) return true;
+  enumeratedGroups.push_back(id);
+  return Call(id, &CkxShBufAppGroup::DoEnumTargets, enumeration);
+}
+
+}  // namespace
+
+bool CkxSharedPoliciesData::CallAppGroup(const GUID& id, KxAppGroupMember member, void* context) {
+  if (depth == kMaxDepth) {
+    KxTrace(EkxTraceLevel::Error, "CkxSharedPoliciesData", "ERROR: Application groups nest too deep at ",
+            KxGuid_ToUtf8(id));
+    return false;
+  }
+  const Nesting nesting;
+  if (member == &CkxShBufAppGroup::DoMatchTarget) {
+    return CallToMatch(id, *static_cast<CkxShBufAppGroup::SkxMatchContext*>(context));
+  }
+  if (member == &CkxShBufAppGroup::DoEnumTargets) return CallToEnumerate(id, context);
+  return Call(id, member, context);
+}
+
+bool KxPolicyLookup_CallAppGroup(const GUID& id, KxAppGroupMember member, void* context) {
+  return CkxSharedPoliciesData::CallAppGroup(id, member, context);
+}

@@ -1,0 +1,46 @@
+#include <kx_util/kx_util.h>
+
+#include "Agent/engine/kx_util/regexp/regexp.h"
+#include "Agent/engine/kx_util/wildcard.h"
+#include "Common_CPP/util/trace.h"
+
+namespace {
+
+constexpr std::string_view kScope = "KxUtil_MatchStr";
+
+bool MatchesRegExp(CkxTextView pattern, CkxTextView subject, bool caseSensitive) {
+  CkxRegExp expression;
+  if (const SkxRegExpError error = expression.Parse(pattern, caseSensitive); !error.IsOk()) {
+    KxTrace(EkxTraceLevel::Error, kScope, "ERROR: Failed to parse regular expression [", pattern,
+            "], CaseSensitive=", caseSensitive, ". REParseError=", static_cast<uint32_t>(error.code));
+    return false;
+  }
+  return expression.MatchWhole(subject);
+}
+
+}  // namespace
+
+bool KxUtil_MatchStr(CkxTextView pattern, CkxTextView subject, bool caseSensitive, EkxStrCompareAs compareAs) {
+  if (pattern.IsNull()) return subject.IsNull();
+  if (subject.IsNull()) return false;
+  const CkxTextView text = KxText_Trim(subject);
+  switch (compareAs) {
+    case EkxStrCompareAs::StrEquals:
+      return KxText_Equals(pattern, text, caseSensitive);
+    case EkxStrCompareAs::StrStartsWith:
+      // As a search would find it at the start: the empty text is found nowhere.
+      return !pattern.IsEmpty() && KxText_StartsWith(text, pattern, caseSensitive);
+    case EkxStrCompareAs::StrContains:
+      return KxText_Find(text, pattern, caseSensitive) != CkxTextView::npos;
+    case EkxStrCompareAs::StrWildcard:
+      return KxWildcard_Matches(pattern, text, caseSensitive);
+    case EkxStrCompareAs::StrRegExp:
+      return MatchesRegExp(pattern, text, caseSensitive);
+  }
+  KxTrace(EkxTraceLevel::Error, kScope, "ERROR: Unexpected compareAs value ", static_cast<uint16_t>(compareAs));
+  return false;
+}
+
+bool KxUtil_IsValidRegExp(CkxTextView pattern, bool caseSensitive) {
+  return CkxRegExp().Parse(pattern, caseSensitive).IsOk();
+}

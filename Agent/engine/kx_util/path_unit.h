@@ -1,0 +1,10 @@
+// How two units of a path compare: case is folded and the two separators are one, so that a path spelled with slashes
+// or in capitals is the same path to a policy.
+#pragma once
+
+#include "Common_CPP/file/path.h"
+#include "Common_CPP/util/text.h"
+
+inline WCHAR KxPathUnit_Fold(WCHAR unit) { return unit == KXW('/') ? KXW('\\') : KxText_Fold(unit); }
+
+inline bool KxPathUnit_AreSame(WCHAR a, WCHAR b) { return a == b || KxPathUnit_Fold(a) == KxPathUnit_Fold(b); }

@@ -1,0 +1,21 @@
+// The private copy of a record that an object may own.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <string_view>
+
+#include "Common_CPP/util/trace.h"
+
+/// A copy of the `size` bytes at `record`, freed with delete[]; null, with an error line, when there is no memory for
+/// it.
+inline unsigned char* KxRecord_Copy(const void* record, uint32_t size, std::string_view scope) {
+  auto* const copy = new (std::nothrow) unsigned char[size];
+  if (copy == nullptr) {
+    KxTrace(EkxTraceLevel::Error, scope, "ERROR: Failed to alloc ", size, " bytes");
+    return nullptr;
+  }
+  std::memcpy(copy, record, size);
+  return copy;
+}

@@ -1,0 +1,58 @@
+#include <kx_util/shared_app_groups.h>
+
+#include "Agent/engine/kx_util/buffer_reader.h"
+#include "Agent/engine/kx_util/record_copy.h"
+
+CkxShBufAppGroup* CkxShBufAppGroup::AppGroupFromBuffer(const SkxAppGroupBufHeader* record, bool copy) {
+  if (record == nullptr || record->magic != SkxAppGroupBufHeader::kMagic) return nullptr;
+  const uint32_t size = record->size;
+  if (size < sizeof(SkxAppGroupBufHeader)) return nullptr;
+
+  CkxShBufAppGroupPtr group(new CkxShBufAppGroup);
+  if (copy && !group->_CopyBuffer(record, size)) return nullptr;
+  const auto* cursor = reinterpret_cast<const unsigned char*>(record);
+  unsigned long remaining = size;
+  return group->FromBuffer(cursor, remaining) ? group.release() : nullptr;
+}
+
+CkxShBufAppGroup::~CkxShBufAppGroup() { delete[] _copy; }
+
+void CkxShBufAppGroup::Release() { delete this; }
+
+bool CkxShBufAppGroup::_CopyBuffer(const SkxAppGroupBufHeader*& record, uint32_t size) {
+  _copy = KxRecord_Copy(record, size, "CkxShBufAppGroup");
+  if (_copy == nullptr) return false;
+  record = reinterpret_cast<const SkxAppGroupBufHeader*>(_copy);
+  return true;
+}
+
+bool CkxShBufAppGroup::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
+  CkxBufReader in(cursor, remaining);
+  return in.Header(_header) && in.List(_targets, CkxShBufTarget::TargetFromBuffer);
+}
+
+bool CkxShBufAppGroup::MatchTarget(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info) const {
+  for (const CkxShBufTarget& candidate : CkxNodes<CkxShBufTarget>(_targets)) {
+    if (!candidate.Matches(target)) continue;
+    candidate.FillTargetInfo(info);
+    return true;
+  }
+  return false;
+}
+
+bool CkxShBufAppGroup::EnumTargets(KxTargetCallback callback, void* context) const {
+  for (const CkxShBufTarget& target : CkxNodes<CkxShBufTarget>(_targets)) {
+    if (!callback(target, context)) return false;
+  }
+  return true;
+}
+
+void CkxShBufAppGroup::DoMatchTarget(void* matchContext) {
+  auto& context = *static_cast<SkxMatchContext*>(matchContext);
+  context.found = MatchTarget(context.target, context.info);
+}
+
+void CkxShBufAppGroup::DoEnumTargets(void* enumContext) {
+  auto& context = *static_cast<SkxEnumContext*>(enumContext);
+  context.completed = EnumTargets(context.callback, context.context);
+}

@@ -1,0 +1,131 @@
+#include "Agent/engine/kx_util/target_checks.h"
+
+#include "Agent/engine/kx_util/prop_text.h"
+#include "Common_CPP/file/path.h"
+#include "Common_CPP/util/format.h"
+
+namespace {
+
+/// Calls `actual(text)` for what was there.
+template <class Prop, class Actual>
+bool Check(const char* name, const Prop& prop, bool matched, Actual actual) {
+  return KxObserve_Check(name, matched, [&](CkxUtilStr& expectedText, CkxUtilStr& actualText) {
+    KxPropText_Append(expectedText, prop);
+    actual(actualText);
+  });
+}
+
+CkxTextView Or(CkxTextView text, const WCHAR* otherwise) { return text.IsEmpty() ? CkxTextView(otherwise) : text; }
+
+CkxTextView FileNameOf(const IkxPathProvider& file) { return Or(KxPath_FileName(file.GetPath()), KXW("no path")); }
+
+/// The first thing in the order of the matching that is not as expected.
+void AppendNameSizeOrHash(CkxUtilStr& text, const CkxShBufPropFileName& expected, const IkxHashProvider& file) {
+  if (!KxUtil_MatchFilename(file, expected.Pattern(), expected.CompareAs())) return text.Append(FileNameOf(file));
+  if (expected.FileSize() != IkxPathProvider::kUnknownSize && expected.FileSize() != file.GetFileSize()) {
+    return KxText_AppendFormat(text, KXW("%I64d bytes"), file.GetFileSize());
+  }
+  text.Append(Or(file.GetHashStringUsing(expected.HashAlgorithm().ToString().c_str()), KXW("no such hash")));
+}
+
+void AppendSigner(CkxUtilStr& text, const IkxPublisherProvider& file) {
+  constexpr const WCHAR* kWords[] = {KXW("unknown"),        KXW("the system's"), KXW("valid by a weak digest"),
+                                     KXW("invalid"),        KXW("valid"),        KXW("unsigned"),
+                                     KXW("untrusted root"), KXW("expired"),      KXW("revoked")};
+  EkxPublisherStatus status = EkxPublisherStatus::Unknown;
+  const CkxTextView name = file.GetPublisher(false, status);
+  const auto index = static_cast<size_t>(status);
+  KxText_AppendFormat(text, KXW("%s (%s)"), Or(name, KXW("no signer")),
+                      index < std::size(kWords) ? kWords[index] : kWords[0]);
+}
+
+const WCHAR* ProductVersionText(const CkxTargetInfoFile& file) {
+  return file.IsTargetType(EkxPolicyTarget::Msi) ? file.GetMsiProperty(KXW("ProductVersion"))
+                                                 : file.GetProductVersionStr();
+}
+
+}  // namespace
+
+bool KxCheck_Kind(bool matched, const WCHAR* expected, const CkxTargetInfo& target) {
+  return KxObserve_Check("kind", matched, [&](CkxUtilStr& expectedText, CkxUtilStr& actualText) {
+    expectedText.Append(expected);
+    actualText.Append(KxUtil_PolicyTargetTypeStr(target.TargetType()));
+    if (target.IsTargetInfoProcess()) return actualText.Append(KXW(" process"));
+    if (target.IsTargetInfoFile()) actualText.Append(KXW(" file"));
+  });
+}
+
+bool KxCheck_Arguments(const CkxShBufPropArguments& arguments, const CkxTargetInfoProcess& process) {
+  return Check("arguments", arguments, arguments.Match(process.CommandLine(), process.GetPath()),
+               [&](CkxUtilStr& text) { text.Append(Or(process.CommandLine(), KXW("no command line"))); });
+}
+
+bool KxCheck_FileName(const CkxShBufPropFileName& fileName, const IkxPathProvider& file) {
+  return Check("fileName", fileName, fileName.MatchFileName(file),
+               [&](CkxUtilStr& text) { text.Append(FileNameOf(file)); });
+}
+
+bool KxCheck_FileNameAndHash(const CkxShBufPropFileName& fileName, const IkxHashProvider& file) {
+  return Check("fileName", fileName, fileName.MatchFileNameAndHash(file),
+               [&](CkxUtilStr& text) { AppendNameSizeOrHash(text, fileName, file); });
+}
+
+bool KxCheck_Location(const CkxShBufPropFileLocation& location, const IkxPathProvider& file) {
+  return Check("location", location, location.Match(file), [&](CkxUtilStr& text) {
+    KxText_AppendFormat(text, KXW("%s, on %s"), Or(file.GetPath(), KXW("no path")), KxUtil_GetFileLocationType(file));
+  });
+}
+
+bool KxCheck_Origin(const CkxShBufPropFileOrigin& origin, const CkxTargetInfoFile& file) {
+  return Check("origin", origin, origin.Match(file), [](CkxUtilStr& text) { text.Append(KXW("no origin record")); });
+}
+
+bool KxCheck_ServiceName(const CkxShBufPropSvcName& serviceName, const CkxTargetInfoProcess& process) {
+  return Check("serviceName", serviceName, serviceName.Match(process),
+               [&](CkxUtilStr& text) { text.Append(Or(process.ServiceNames(), KXW("no services"))); });
+}
+
+bool KxCheck_Owners(const CkxShBufPropFileOwners& owners, const IkxOwnerProvider& file) {
+  return Check("owners", owners, owners.Match(file), [&](CkxUtilStr& text) {
+    const CkxSid* const owner = file.GetOwner();
+    text.Append(owner != nullptr ? CkxTextView(owner->ToText()) : CkxTextView(KXW("no owner")));
+  });
+}
+
+bool KxCheck_FileVersion(const CkxShBufPropVersionRange& range, const CkxTargetInfoFile& file) {
+  return Check("fileVersion", range, !range.Initialized() || range.Match(file.GetVersion()),
+               [&](CkxUtilStr& text) { text.Append(Or(file.GetVersionStr(), KXW("no version"))); });
+}
+
+bool KxCheck_ProductVersion(const CkxShBufPropVersionRange& range, const CkxTargetInfoFile& file) {
+  return Check("productVersion", range, !range.Initialized() || range.Range().Contains(ProductVersionText(file)),
+               [&](CkxUtilStr& text) { text.Append(Or(ProductVersionText(file), KXW("no version"))); });
+}
+
+bool KxCheck_VersionFields(const CkxShBufPropFileVerInfos& fields, const IkxVersionInfoProvider& file) {
+  return Check("versionFields", fields, fields.Match(file), [&](CkxUtilStr& text) {
+    for (const CkxPropNode<CkxShBufPropFileVerInfo>& node : fields.Elements()) {
+      if (node.prop.Match(file)) continue;
+      const KxWString field = node.prop.Field().ToString();
+      return KxText_AppendFormat(text, KXW("%s is %s"), field, Or(file.GetVersionInfo(field.c_str()), KXW("missing")));
+    }
+  });
+}
+
+bool KxCheck_Publishers(const CkxShBufPropPublishers& publishers, const IkxPublisherProvider& file) {
+  return Check("publishers", publishers, publishers.Match(file, true),
+               [&](CkxUtilStr& text) { AppendSigner(text, file); });
+}
+
+bool KxCheck_ParentProcess(const CkxShBufPropParentProcess& parent, const CkxTargetInfoProcess& process) {
+  return Check("parentProcess", parent, parent.Match(process, false), [&](CkxUtilStr& text) {
+    const CkxTargetInfo* const actual = process.Parent();
+    const IkxPathProvider* const path = actual != nullptr ? actual->QueryPathProvider() : nullptr;
+    text.Append(path != nullptr ? Or(path->GetPath(), KXW("no path")) : CkxTextView(KXW("unknown")));
+  });
+}
+
+bool KxCheck_Url(const CkxShBufPropStr& url, CkxTextView requested) {
+  return Check("url", url, url.Pattern().IsEmpty() || url.Match(requested),
+               [&](CkxUtilStr& text) { text.Append(Or(requested, KXW("no address"))); });
+}

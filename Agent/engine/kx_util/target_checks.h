@@ -1,0 +1,33 @@
+// The checks that kinds of targets are put together from: each asks one property about a description, and tells whoever
+// watches what was expected and what was there when it fails. A property that is not set asks for nothing and costs
+// nothing: the fact behind it is not fetched.
+#pragma once
+
+#include <kx_util/shared_policy_origin_props.h>
+
+#include "Agent/engine/kx_util/observe.h"
+
+/// `matched`, by which what is about to run is of the kind that the target is about.
+bool KxCheck_Kind(bool matched, const WCHAR* expected, const CkxTargetInfo& target);
+
+bool KxCheck_Arguments(const CkxShBufPropArguments& arguments, const CkxTargetInfoProcess& process);
+
+/// By name alone, or by name and hash.
+bool KxCheck_FileName(const CkxShBufPropFileName& fileName, const IkxPathProvider& file);
+bool KxCheck_FileNameAndHash(const CkxShBufPropFileName& fileName, const IkxHashProvider& file);
+
+bool KxCheck_Location(const CkxShBufPropFileLocation& location, const IkxPathProvider& file);
+bool KxCheck_Origin(const CkxShBufPropFileOrigin& origin, const CkxTargetInfoFile& file);
+bool KxCheck_ServiceName(const CkxShBufPropSvcName& serviceName, const CkxTargetInfoProcess& process);
+bool KxCheck_Owners(const CkxShBufPropFileOwners& owners, const IkxOwnerProvider& file);
+bool KxCheck_FileVersion(const CkxShBufPropVersionRange& range, const CkxTargetInfoFile& file);
+
+/// The version text of the package for an installer package, else of the file's version resource.
+bool KxCheck_ProductVersion(const CkxShBufPropVersionRange& range, const CkxTargetInfoFile& file);
+
+bool KxCheck_VersionFields(const CkxShBufPropFileVerInfos& fields, const IkxVersionInfoProvider& file);
+bool KxCheck_Publishers(const CkxShBufPropPublishers& publishers, const IkxPublisherProvider& file);
+bool KxCheck_ParentProcess(const CkxShBufPropParentProcess& parent, const CkxTargetInfoProcess& process);
+
+/// An empty pattern takes every address.
+bool KxCheck_Url(const CkxShBufPropStr& url, CkxTextView requested);

@@ -1,0 +1,187 @@
+#include <kx_util/target_info.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <list>
+
+#include <kx_util/target_info_kinds.h>
+#include <kx_util/target_info_process.h>
+
+#include "Common_CPP/access_token/access_token.h"
+#include "Common_CPP/file/machine_facts.h"
+#include "Common_CPP/file/path.h"
+#include "Common_CPP/util/text.h"
+#include "Common_CPP/util/trace.h"
+
+// A list, so that a text that was handed out stays where it is when others are added.
+struct CkxTargetInfo::ValueCache {
+  struct Entry {
+    KxWString key;
+    CkxUtilStr value;
+  };
+  std::list<Entry> entries;
+
+  auto Find(CkxTextView key) {
+    return std::find_if(entries.begin(), entries.end(),
+                        [key](const Entry& entry) { return KxText_Equals(entry.key, key, true); });
+  }
+};
+
+struct CkxTargetInfo::MissingValues {
+  std::vector<KxWString> keys;
+
+  bool Has(CkxTextView key) const {
+    return std::any_of(keys.begin(), keys.end(),
+                       [key](const KxWString& known) { return KxText_Equals(known, key, true); });
+  }
+};
+
+CkxTargetInfo::CkxTargetInfo(void* userToken, bool flag) : _userToken(userToken), _flag(flag) {}
+
+CkxTargetInfo::~CkxTargetInfo() { _Clean(); }
+
+void CkxTargetInfo::_Clean() {
+  delete _cache;
+  _cache = nullptr;
+  delete _missing;
+  _missing = nullptr;
+  _Free(_descriptionBase);
+}
+
+const WCHAR* CkxTargetInfo::_GetFromCache(const WCHAR* key) const {
+  if (_cache == nullptr) return nullptr;
+  const auto entry = _cache->Find(key);
+  return entry != _cache->entries.end() ? entry->value.String() : nullptr;
+}
+
+void CkxTargetInfo::_SaveToCache(const WCHAR* key, const CkxUtilStr& value) const {
+  if (_cache == nullptr) _cache = new ValueCache;
+  ValueCache::Entry entry{key, value};  // before the old one goes, which `value` may come from
+  CkxTargetInfo::_RemoveFromCache(key);
+  _cache->entries.push_back(std::move(entry));
+}
+
+void CkxTargetInfo::_RemoveFromCache(const WCHAR* key) const {
+  if (_cache == nullptr) return;
+  const auto entry = _cache->Find(key);
+  if (entry != _cache->entries.end()) _cache->entries.erase(entry);
+}
+
+bool CkxTargetInfo::_IsMissingValue(const WCHAR* key) const { return _missing != nullptr && _missing->Has(key); }
+
+void CkxTargetInfo::_SetMissingValue(const WCHAR* key) const {
+  if (_missing == nullptr) _missing = new MissingValues;
+  if (!_missing->Has(key)) _missing->keys.emplace_back(key);
+}
+
+void CkxTargetInfo::SetDescriptionBase(const WCHAR* text) {
+  const WCHAR* const copy = _StrDup(text);
+  _Free(_descriptionBase);
+  _descriptionBase = copy;
+}
+
+const WCHAR* CkxTargetInfo::GetDescriptionForAlert() const {
+  return _Description(KXW("KxAlertDesc"), &CkxTargetInfo::_GetDescriptionForAlert);
+}
+
+const WCHAR* CkxTargetInfo::GetDescriptionForEvent() const {
+  return _Description(KXW("KxEventDesc"), &CkxTargetInfo::_GetDescriptionForEvent);
+}
+
+const WCHAR* CkxTargetInfo::_Description(const WCHAR* key, void (CkxTargetInfo::*describe)(CkxUtilStr&) const) const {
+  if (const WCHAR* known = _GetFromCache(key)) return known;
+  CkxUtilStr described;
+  (this->*describe)(described);
+  if (described.IsEmpty()) {
+    KxTrace(EkxTraceLevel::Error, "CkxTargetInfo", "ERROR: Failed to retrieve ", key,
+            ". TargetType=", static_cast<uint32_t>(TargetType()));
+  }
+
+  // Names and command lines come from outside: whatever they hold, a description stays one line.
+  KxWString line = described.View().ToString();
+  std::replace_if(
+      line.begin(), line.end(), [](WCHAR unit) { return unit < KXW(' '); }, KXW(' '));
+  _SaveToCache(key, std::move(line));
+  return _GetFromCache(key);
+}
+
+CkxTargetInfo* CkxTargetInfo::CreateFromConsentData(const CkxConsentData& consent, unsigned long pid) {
+  switch (consent.kind) {
+    case CkxConsentData::Kind::Com:
+      return new CkxTargetInfoUacCOM(consent.path, consent.userToken);
+    case CkxConsentData::Kind::ActiveX: {
+      CkxTargetInfo* const control = new CkxTargetInfoActiveX(consent.path, consent.userToken);
+      control->SetDescriptionBase(consent.url);
+      return control;
+    }
+    case CkxConsentData::Kind::Executable:
+    case CkxConsentData::Kind::Msi:
+    case CkxConsentData::Kind::PackagedApp: {
+      SkxProcessFacts process;
+      process.pid = static_cast<uint32_t>(pid);
+      process.commandLine = CkxTextView(consent.commandLine).ToString();
+      return new CkxTargetInfoProcess(consent.path, std::move(process), consent.userToken);
+    }
+  }
+  KxTrace(EkxTraceLevel::Error, "CkxTargetInfo", "ERROR: Unexpected type: ", static_cast<uint32_t>(consent.kind));
+  return nullptr;
+}
+
+void CkxTargetInfo::Delete(CkxTargetInfo* target) { delete target; }
+
+const WCHAR* CkxTargetInfo::_StrDup(const WCHAR* text) {
+  if (text == nullptr) return nullptr;
+  const size_t bytes = (KxWStringView(text).size() + 1) * sizeof(WCHAR);
+  void* const copy = std::malloc(bytes);
+  return copy != nullptr ? static_cast<const WCHAR*>(std::memcpy(copy, text, bytes)) : nullptr;
+}
+
+void CkxTargetInfo::_Free(const WCHAR*& text) {
+  std::free(const_cast<WCHAR*>(text));
+  text = nullptr;
+}
+
+const WCHAR* CkxTargetInfo::_MappedPathToUncStrDup(void* token, const WCHAR* path) {
+  const WCHAR letter = KxPath_DriveLetter(path);
+  if (letter == 0) return _StrDup(path);
+
+  const CkxTextView rest = CkxTextView(path).Part(2);
+  const bool fromRoot = rest.IsEmpty() || KxPath_IsSeparator(rest.Front());  // "H:name" is below a folder unknown to us
+  const CkxImpersonationScope asUser(token);                                 // drives are mapped per user
+  const std::optional<KxWString> share = fromRoot ? KxMachine_Facts().MappedShare(letter) : std::nullopt;
+  return share ? _StrDup((*share + rest.ToString()).c_str()) : _StrDup(path);
+}
+
+namespace {
+
+/// The target itself when it is of that type, else what it was started for and is.
+const CkxTargetInfoFile* OfType(const CkxTargetInfoProcess& process, EkxPolicyTarget type) {
+  return process.IsTargetType(type) ? &process : process.LinkedOfType(type);
+}
+
+const CkxTargetInfoProcess* AsProcess(const CkxTargetInfo* target) {
+  return target != nullptr && target->IsTargetInfoProcess() ? static_cast<const CkxTargetInfoProcess*>(target)
+                                                            : nullptr;
+}
+
+}  // namespace
+
+bool KxUtil_GetProcTargetOfType(const CkxTargetInfo& target, EkxPolicyTarget type, const CkxTargetInfoProcess*& out) {
+  out = nullptr;
+  if (const CkxTargetInfoProcess* const process = AsProcess(&target)) out = AsProcess(OfType(*process, type));
+  return out != nullptr;
+}
+
+bool KxUtil_GetFileProcTargetsOfType(const CkxTargetInfo& target, EkxPolicyTarget type, const CkxTargetInfoFile*& file,
+                                     const CkxTargetInfoProcess*& process) {
+  file = nullptr;
+  process = nullptr;
+  if (!target.IsTargetInfoFile()) return false;
+  if (const CkxTargetInfoProcess* const carrier = AsProcess(&target)) {
+    file = OfType(*carrier, type);
+    process = AsProcess(file);
+  } else if (target.IsTargetType(type)) {
+    file = static_cast<const CkxTargetInfoFile*>(&target);
+  }
+  return file != nullptr;
+}

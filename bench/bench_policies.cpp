@@ -1,0 +1,81 @@
+#include "bench/bench_policies.h"
+
+#include <kx_util/kx_util.h>
+
+#include <stdexcept>
+
+#include "Agent/engine/kx_publish/encode.h"
+#include "Common_CPP/util/text.h"
+
+namespace {
+
+constexpr auto kEquals = static_cast<uint16_t>(EkxStrCompareAs::StrEquals);
+constexpr auto kContains = static_cast<uint16_t>(EkxStrCompareAs::StrContains);
+
+KxWString ToolName(uint32_t id) { return *KxText_FromUtf8("tool" + std::to_string(id) + ".exe"); }
+
+SkxFileNameTest Name(uint32_t id) {
+  SkxFileNameTest name;
+  name.pattern = ToolName(id);
+  name.compareAs = kEquals;
+  return name;
+}
+
+SkxTargetModel Target(uint32_t id, SkxExeTarget exe) {
+  SkxTargetModel target;
+  target.id.Data1 = id;
+  target.body = std::move(exe);
+  return target;
+}
+
+SkxPolicyModel Policy(uint32_t id, SkxTargetModel target) {
+  SkxPolicyModel policy;
+  policy.action = EkxPolicyAction::Block;
+  policy.id = id;
+  policy.name = *KxText_FromUtf8("Policy number " + std::to_string(id));
+  policy.targets.push_back(std::move(target));
+  return policy;
+}
+
+std::unique_ptr<CkxTargetInfoProcess> Process(const KxWString& name) {
+  SkxFileFacts file;
+  file.path = KXW("C:\\Program Files\\Vendor\\") + name;
+  file.fileVersion = KXW("1.2.3.4");
+  file.signers = {{KXW("Vendor Inc."), EkxPublisherStatus::Valid}};
+  SkxProcessFacts process;
+  process.commandLine = KXW("\"") + file.path + KXW("\" /quiet");
+  return std::make_unique<CkxTargetInfoProcess>(std::move(file), std::move(process), nullptr);
+}
+
+}  // namespace
+
+BenchPolicies::BenchPolicies(uint32_t count, SkxTargetModel (*target)(uint32_t id)) {
+  SkxPublication publication;
+  for (uint32_t id = 1; id <= count; ++id) publication.policies.push_back(Policy(id, target(id)));
+  _source = std::make_unique<CkxImageSource>(KxEncode_Image(publication));
+  if (!_source->OpenSection(EkxPolicySection::Policies, _section)) throw std::runtime_error("no policies to measure");
+}
+
+SkxTargetModel BenchPolicies::NameTarget(uint32_t id) {
+  SkxExeTarget exe;
+  exe.fileName = Name(id);
+  return Target(id, std::move(exe));
+}
+
+SkxTargetModel BenchPolicies::ConjunctionTarget(uint32_t id) {
+  SkxExeTarget exe;
+  exe.fileName = Name(id);
+  exe.location = SkxLocationTest{KXW("C:\\Program Files\\*"), true, KXW("FIXED")};
+  exe.fileVersion = SkxVersionBounds{uint64_t{1} << 48, uint64_t{9} << 48};
+  SkxPublisherTest publisher;
+  publisher.pattern = KXW("Vendor Inc.");
+  exe.publishers = KxElements<SkxPublisherTest>{publisher};
+  SkxTextTest arguments;
+  arguments.pattern = KXW("/quiet");
+  arguments.compareAs = kContains;
+  exe.arguments = arguments;
+  return Target(id, std::move(exe));
+}
+
+std::unique_ptr<CkxTargetInfoProcess> BenchPolicies::UnmatchedTarget() const { return Process(KXW("app.exe")); }
+std::unique_ptr<CkxTargetInfoProcess> BenchPolicies::TargetOfPolicy(uint32_t id) const { return Process(ToolName(id)); }

@@ -1,0 +1,33 @@
+// Policies for the benchmarks: any number of them, each with one program as its target.
+#pragma once
+
+#include <kx_util/target_info_process.h>
+
+#include <memory>
+#include <span>
+
+#include "Agent/engine/kx_publish/image_source.h"
+#include "Agent/engine/kx_publish/policy_model.h"
+
+class BenchPolicies {
+ public:
+  /// Policies 1 to `count`, each about `target(id)`.
+  BenchPolicies(uint32_t count, SkxTargetModel (*target)(uint32_t id));
+
+  /// "tool<id>.exe".
+  static SkxTargetModel NameTarget(uint32_t id);
+
+  /// Name, folder wildcard, publisher, version range and arguments, as a careful author would write them.
+  static SkxTargetModel ConjunctionTarget(uint32_t id);
+
+  const IkxPolicySource& Source() const { return *_source; }
+  std::span<const unsigned char> PolicySection() const { return _section.bytes; }
+
+  /// A process that no policy is about, and one that policy `id` is the first to be about.
+  std::unique_ptr<CkxTargetInfoProcess> UnmatchedTarget() const;
+  std::unique_ptr<CkxTargetInfoProcess> TargetOfPolicy(uint32_t id) const;
+
+ private:
+  std::unique_ptr<CkxImageSource> _source;
+  SkxSectionBytes _section;
+};

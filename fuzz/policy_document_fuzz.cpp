@@ -1,0 +1,23 @@
+// Any text as a policy document. What reads as one must write as one that means the same.
+#include <cstdlib>
+
+#include "Agent/engine/kx_publish/encode.h"
+#include "Agent/engine/kx_publish/policy_document.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  SkxDocumentText document{"fuzz.jsonc", std::string(reinterpret_cast<const char*>(data), size)};
+  SkxPublication publication;
+  SkxDocumentError error;
+  if (!KxPolicyDocument_Read({&document, 1}, publication, error)) {
+    if (error.message.empty()) std::abort();
+    return 0;
+  }
+  document.text = KxPolicyDocument_Write(publication).dump();
+  SkxPublication again;
+  if (!KxPolicyDocument_Read({&document, 1}, again, error)) std::abort();
+  const SkxPolicyImage first = KxEncode_Image(publication);
+  const SkxPolicyImage second = KxEncode_Image(again);
+  if (first.policies != second.policies || first.appGroups != second.appGroups || first.applicable != second.applicable)
+    std::abort();
+  return 0;
+}

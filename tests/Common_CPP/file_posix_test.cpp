@@ -1,0 +1,56 @@
+// What only POSIX files have: modes, pipes and names of users.
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <sys/stat.h>
+
+#include "Common_CPP/file/file.h"
+#include "Common_CPP/util/last_error.h"
+#include "Common_CPP/util/text.h"
+#include "tests/Common_CPP/temp_folder.h"
+
+namespace {
+
+mode_t ModeOf(const std::filesystem::path& path) {
+  struct stat status {};
+  EXPECT_EQ(stat(path.c_str(), &status), 0);
+  return status.st_mode & 07777;
+}
+
+TEST(FilePosix, AReplacedFileKeepsItsMode) {
+  const CkxTempFolder folder;
+  const std::vector<unsigned char> bytes(3);
+  const mode_t before = umask(027);
+  EXPECT_TRUE(KxFile_ReplaceAll(folder.Text("new"), bytes));
+  umask(before);
+  EXPECT_EQ(ModeOf(folder.Path() / "new"), 0640u);
+
+  for (const mode_t mode : {0600u, 0444u, 0666u}) {
+    ASSERT_EQ(chmod((folder.Path() / "new").c_str(), mode), 0);
+    EXPECT_TRUE(KxFile_ReplaceAll(folder.Text("new"), bytes));
+    EXPECT_EQ(ModeOf(folder.Path() / "new"), mode);
+  }
+}
+
+TEST(FilePosix, APipeIsRefusedWithoutWaitingForItsWriter) {
+  const CkxTempFolder folder;
+  ASSERT_EQ(mkfifo((folder.Path() / "pipe").c_str(), 0600), 0);
+  CkxFileReader reader;
+  EXPECT_FALSE(reader.Open(folder.Text("pipe")));
+  EXPECT_EQ(KxLastError_Get(), kKxErrorAccessDenied);
+}
+
+TEST(FilePosix, AFileWithoutASizeIsReadToItsEnd) {
+  const std::optional<std::vector<unsigned char>> bytes = KxFile_ReadAll(KXW("/proc/self/status"), 1024 * 1024);
+  ASSERT_TRUE(bytes);
+  EXPECT_EQ(std::string(bytes->begin(), bytes->end()).substr(0, 5), "Name:");
+}
+
+TEST(FilePosix, UsersHaveNames) {
+  EXPECT_EQ(KxText_ToUtf8(KxSid_AccountName(*CkxSid::FromUtf8("S-1-22-1-0"))), "NT AUTHORITY\\SYSTEM");
+  const passwd* user = getpwnam("daemon");
+  ASSERT_NE(user, nullptr);
+  const std::string sid = "S-1-22-1-" + std::to_string(user->pw_uid);
+  EXPECT_EQ(KxText_ToUtf8(KxSid_AccountName(*CkxSid::FromUtf8(sid))), "Unix User\\daemon");
+}
+
+}  // namespace

@@ -1,0 +1,185 @@
+#include "Common_CPP/file/file.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "Common_CPP/access_token/access_token.h"
+#include "Common_CPP/util/last_error.h"
+#include "Common_CPP/util/text.h"
+#include "tests/Common_CPP/temp_folder.h"
+
+namespace {
+
+std::span<const unsigned char> AsBytes(const std::string& text) {
+  return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
+}
+
+std::string AsText(const std::optional<std::vector<unsigned char>>& bytes) {
+  return bytes ? std::string(bytes->begin(), bytes->end()) : "nothing";
+}
+
+TEST(File, ReadsByPosition) {
+  const CkxTempFolder folder;
+  CkxFileReader opened;
+  ASSERT_TRUE(opened.Open(folder.Write("digits", "0123456789")));
+  CkxFileReader reader = std::move(opened);
+
+  const struct {
+    const char* name;
+    uint64_t offset;
+    size_t wanted;
+    const char* expected;
+  } kCases[] = {
+      {"whole", 0, 10, "0123456789"},
+      {"backwards after forwards", 3, 4, "3456"},
+      {"across the end", 8, 10, "89"},
+      {"at the end", 10, 5, ""},
+      {"beyond the end", 1000, 5, ""},
+      {"beyond 32 bits", uint64_t{1} << 32, 5, ""},
+      {"the largest offset that a signed number holds", uint64_t{0x7FFFFFFFFFFFFFFF}, 5, ""},
+      {"an offset that the system would take for the current position", 0xFFFFFFFFFFFFFFFE, 5, ""},
+      {"the largest offset", std::numeric_limits<uint64_t>::max(), 5, ""},
+      {"nothing wanted", 2, 0, ""},
+  };
+  for (const auto& test : kCases) {
+    SCOPED_TRACE(test.name);
+    std::vector<unsigned char> bytes(test.wanted);
+    const std::optional<size_t> count = reader.ReadAt(test.offset, bytes);
+    ASSERT_TRUE(count);
+    bytes.resize(*count);
+    EXPECT_EQ(AsText(bytes), test.expected);
+  }
+
+  std::vector<unsigned char> one(1);
+  EXPECT_FALSE(opened.ReadAt(0, one)) << "the reader that was moved from";
+}
+
+TEST(File, OpensOnlyRegularFiles) {
+  const CkxTempFolder folder;
+  const KxWString file = folder.Write("file", "x");
+  const struct {
+    const char* name;
+    KxWString path;
+    uint32_t error;
+  } kCases[] = {
+      {"missing", folder.Text("missing"), kKxErrorFileNotFound},
+      {"folder", folder.Path().string<WCHAR>(), kKxErrorAccessDenied},
+      {"a NUL does not cut the name", file + WCHAR{0} + KXW(".txt"), kKxErrorFileNotFound},
+      {"empty", KxWString(), kKxErrorFileNotFound},
+  };
+  for (const auto& test : kCases) {
+    SCOPED_TRACE(test.name);
+    KxLastError_Set(kKxErrorSuccess);
+    CkxFileReader reader;
+    EXPECT_FALSE(reader.Open(test.path));
+    EXPECT_EQ(KxLastError_Get(), test.error);
+    KxLastError_Set(kKxErrorSuccess);
+    EXPECT_FALSE(KxFile_Status(test.path));
+    EXPECT_EQ(KxLastError_Get(), test.error);
+  }
+}
+
+TEST(File, StatusTellsSizeTimeAndIdentity) {
+  const CkxTempFolder folder;
+  const KxWString path = folder.Write("file", "12345");
+  folder.Write("other", "12345");
+  std::filesystem::create_hard_link(folder.Path() / "file", folder.Path() / "link");
+  const std::chrono::sys_seconds time(std::chrono::seconds(1000000000));  // 2001-09-09 01:46:40 UTC
+  std::filesystem::last_write_time(folder.Path() / "file", std::chrono::file_clock::from_sys(time));
+
+  const std::optional<SkxFileStatus> status = KxFile_Status(path);
+  const std::optional<SkxFileStatus> link = KxFile_Status(folder.Text("link"));
+  const std::optional<SkxFileStatus> other = KxFile_Status(folder.Text("other"));
+  ASSERT_TRUE(status && link && other);
+  EXPECT_EQ(status->size, 5u);
+  EXPECT_EQ(status->modificationTime, 126444736000000000);
+  EXPECT_EQ(status->identity, link->identity);
+  EXPECT_NE(status->identity, other->identity);
+
+  CkxFileReader reader;
+  SkxFileStatus open;
+  ASSERT_TRUE(reader.Open(path) && reader.Status(open));
+  EXPECT_EQ(open.size, status->size);
+  EXPECT_EQ(open.modificationTime, status->modificationTime);
+  EXPECT_EQ(open.identity, status->identity);
+}
+
+TEST(File, ReadAllKeepsToItsLimit) {
+  const CkxTempFolder folder;
+  const std::string large(3 * 1024 * 1024 + 1, 'L');  // more than it reads at once
+  const struct {
+    const char* name;
+    std::string content;
+    uint64_t limit;
+    bool read;
+  } kCases[] = {
+      {"below", "12345", 6, true},          {"exactly", "12345", 5, true},
+      {"one too many", "12345", 4, false},  {"empty file", "", 0, true},
+      {"nothing allowed", "1", 0, false},   {"no limit", "12345", std::numeric_limits<uint64_t>::max(), true},
+      {"large", large, large.size(), true}, {"too large", large, large.size() - 1, false},
+  };
+  for (const auto& test : kCases) {
+    SCOPED_TRACE(test.name);
+    EXPECT_TRUE(AsText(KxFile_ReadAll(folder.Write("file", test.content), test.limit)) ==
+                (test.read ? test.content : "nothing"));
+  }
+}
+
+TEST(File, ReplaceAllLeavesNothingBeside) {
+  const CkxTempFolder folder;
+  // A name as long as the systems allow, and one beyond ASCII.
+  const std::filesystem::path names[] = {"policies.xml", std::string(250, 'n'),
+                                         std::filesystem::path(u"Gr\u00fc\u00dfe")};
+  for (const std::filesystem::path& name : names) {
+    ASSERT_TRUE(KxFile_ReplaceAll(folder.Text(name), AsBytes("new")));
+    EXPECT_EQ(folder.Read(name), "new");
+    ASSERT_TRUE(KxFile_ReplaceAll(folder.Text(name), AsBytes("")));
+    EXPECT_EQ(folder.Read(name), "");
+  }
+  EXPECT_EQ(folder.Count(), std::size(names));
+}
+
+TEST(File, AFailedReplaceChangesNothing) {
+  const CkxTempFolder folder;
+  folder.Write("file", "old");
+  std::filesystem::create_directory(folder.Path() / "folder");
+  std::filesystem::create_directory(folder.Path() / "folder" / "full");
+  const std::string content = "new";
+  for (const char* name : {"folder", "missing/file", "file/below"}) {
+    KxLastError_Set(kKxErrorSuccess);
+    EXPECT_FALSE(KxFile_ReplaceAll(folder.Text(name), AsBytes(content))) << name;
+    EXPECT_NE(KxLastError_Get(), kKxErrorSuccess) << name;
+  }
+  EXPECT_FALSE(KxFile_ReplaceAll(folder.Text("file") + WCHAR{0} + KXW("x"), AsBytes(content)));
+  EXPECT_EQ(folder.Read("file"), "old");
+  EXPECT_EQ(folder.Count(), 2u);
+}
+
+TEST(File, ANewFileIsOwnedByItsWriter) {
+  const CkxTempFolder folder;
+  const std::optional<CkxSid> owner = KxFile_Owner(folder.Write("file", ""));
+  ASSERT_TRUE(owner);
+  EXPECT_TRUE(KxToken_IsMember(nullptr, *owner)) << owner->ToUtf8();
+  EXPECT_FALSE(KxFile_Owner(folder.Text("missing")));
+}
+
+TEST(File, AccountNames) {
+  const struct {
+    const char* sid;
+    const char* name;
+  } kCases[] = {
+      {"S-1-1-0", "Everyone"},
+      {"S-1-5-18", "NT AUTHORITY\\SYSTEM"},
+      {"S-1-5-32-544", "BUILTIN\\Administrators"},
+      {"S-1-5-21-1-2-3-4", "S-1-5-21-1-2-3-4"},
+      {"S-1-22-1-4000000000", "S-1-22-1-4000000000"},
+      {"S-1-22-1-1-2", "S-1-22-1-1-2"},
+  };
+  for (const auto& test : kCases) {
+    EXPECT_EQ(KxText_ToUtf8(KxSid_AccountName(*CkxSid::FromUtf8(test.sid))), test.name);
+  }
+  EXPECT_TRUE(KxSid_AccountName(CkxSid()).empty());
+}
+
+}  // namespace

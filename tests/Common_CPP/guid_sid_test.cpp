@@ -1,0 +1,157 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "Common_CPP/security/sid.h"
+#include "Common_CPP/util/guid.h"
+#include "Common_CPP/util/text.h"
+
+namespace {
+
+constexpr GUID kGuid = {0x01234567, 0x89AB, 0xCDEF, {0xFE, 0xDC, 0xBA, 0x98, 0x76, 0x54, 0x32, 0x10}};
+constexpr std::string_view kGuidText = "{01234567-89AB-CDEF-FEDC-BA9876543210}";
+
+TEST(Guid, Text) {
+  EXPECT_EQ(KxGuid_ToUtf8(kGuid), kGuidText);
+  EXPECT_EQ(KxText_ToUtf8(KxGuid_ToText(kGuid)), kGuidText);
+  EXPECT_EQ(KxGuid_ToUtf8(GUID{}), "{00000000-0000-0000-0000-000000000000}");
+  EXPECT_TRUE(KxGuid_IsNull(GUID{}));
+  EXPECT_FALSE(KxGuid_IsNull(kGuid));
+}
+
+TEST(Guid, FromText) {
+  const struct {
+    const char* name;
+    std::string text;
+    bool accepted;
+  } kCases[] = {
+      {"braces", "{01234567-89AB-CDEF-FEDC-BA9876543210}", true},
+      {"no braces", "01234567-89AB-CDEF-FEDC-BA9876543210", true},
+      {"lower case", "{01234567-89ab-cdef-fedc-ba9876543210}", true},
+      {"brace at the front only", "{01234567-89AB-CDEF-FEDC-BA9876543210", false},
+      {"brace at the end only", "01234567-89AB-CDEF-FEDC-BA9876543210}", false},
+      {"other brackets", "(01234567-89AB-CDEF-FEDC-BA9876543210)", false},
+      {"no dashes", "0123456789ABCDEFFEDCBA9876543210", false},
+      {"dash in the wrong place", "{0123456-789AB-CDEF-FEDC-BA9876543210}", false},
+      {"dash for a digit", "{01234567-89AB-CDEF-FEDC-BA987654321-}", false},
+      {"no hexadecimal digit", "{01234567-89AB-CDEF-FEDC-BA987654321G}", false},
+      {"sign", "{+1234567-89AB-CDEF-FEDC-BA9876543210}", false},
+      {"blank behind", "{01234567-89AB-CDEF-FEDC-BA9876543210} ", false},
+      {"empty", "", false},
+      {"only braces", "{}", false},
+  };
+  for (const auto& c : kCases) {
+    const auto guid = KxGuid_FromUtf8(c.text);
+    ASSERT_EQ(guid.has_value(), c.accepted) << c.name;
+    if (guid) {
+      EXPECT_TRUE(KxGuid_Equal(*guid, kGuid)) << c.name;
+    }
+  }
+  for (size_t kept = 0; kept < kGuidText.size(); ++kept) {
+    EXPECT_FALSE(KxGuid_FromUtf8(kGuidText.substr(0, kept))) << "truncated to " << kept;
+  }
+}
+
+std::vector<unsigned char> AdministratorsBytes() { return {1, 2, 0, 0, 0, 0, 0, 5, 0x20, 0, 0, 0, 0x20, 2, 0, 0}; }
+
+TEST(Sid, BytesAndTextOfTheSameSid) {
+  const std::vector<unsigned char> bytes = AdministratorsBytes();
+  const CkxSid fromBytes = CkxSid::FromBytes(bytes.data(), bytes.size());
+  ASSERT_TRUE(fromBytes.IsValid());
+  EXPECT_EQ(fromBytes.ToUtf8(), "S-1-5-32-544");
+  EXPECT_EQ(KxText_ToUtf8(fromBytes.ToText()), "S-1-5-32-544");
+
+  const auto fromText = CkxSid::FromUtf8("s-1-5-32-544");
+  ASSERT_TRUE(fromText);
+  EXPECT_EQ(std::vector<unsigned char>(fromText->Bytes(), fromText->Bytes() + fromText->Size()), bytes);
+  EXPECT_TRUE(fromText->Equals(fromBytes));
+}
+
+TEST(Sid, FromBytesNeedsAllThatTheLayoutSays) {
+  const std::vector<unsigned char> bytes = AdministratorsBytes();
+  for (size_t kept = 0; kept < bytes.size(); ++kept) {
+    const std::vector<unsigned char> exact(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(kept));
+    EXPECT_FALSE(CkxSid::FromBytes(exact.data(), exact.size()).IsValid()) << "truncated to " << kept;
+  }
+  EXPECT_FALSE(CkxSid::FromBytes(nullptr, 100).IsValid());
+
+  const struct {
+    const char* name;
+    unsigned char revision, count;
+    bool isValid;
+  } kCases[] = {
+      {"revision 0", 0, 1, false},
+      {"revision 2", 2, 1, false},
+      {"no sub-authority", 1, 0, false},
+      {"one", 1, 1, true},
+      {"fifteen", 1, 15, true},
+      {"sixteen", 1, 16, false},
+      {"as many as a byte can say", 1, 255, false},
+  };
+  for (const auto& c : kCases) {
+    std::vector<unsigned char> sid(8 + 4 * 255, 7);
+    sid[0] = c.revision;
+    sid[1] = c.count;
+    const CkxSid read = CkxSid::FromBytes(sid.data(), sid.size());
+    EXPECT_EQ(read.IsValid(), c.isValid) << c.name;
+    EXPECT_EQ(read.Size(), c.isValid ? 8u + 4u * c.count : 0u) << c.name << ": bytes beyond the layout are ignored";
+  }
+}
+
+TEST(Sid, TextForms) {
+  const struct {
+    const char* name;
+    std::string text;
+    const char* normal;  // null: refused
+  } kCases[] = {
+      {"everyone", "S-1-1-0", "S-1-1-0"},
+      {"domain account", "S-1-5-21-3623811015-3361044348-30300820-1013",
+       "S-1-5-21-3623811015-3361044348-30300820-1013"},
+      {"fifteen sub-authorities", "S-1-5-1-2-3-4-5-6-7-8-9-10-11-12-13-14-15",
+       "S-1-5-1-2-3-4-5-6-7-8-9-10-11-12-13-14-15"},
+      {"sixteen", "S-1-5-1-2-3-4-5-6-7-8-9-10-11-12-13-14-15-16", nullptr},
+      {"hexadecimal authority", "S-1-0x5-18", "S-1-5-18"},
+      {"largest decimal shown", "S-1-4294967295-1", "S-1-4294967295-1"},
+      {"authority beyond 32 bits", "S-1-4294967296-1", "S-1-0x000100000000-1"},
+      {"authority of 48 bits", "S-1-0xFFFFFFFFFFFF-1", "S-1-0xffffffffffff-1"},
+      {"authority of 49 bits", "S-1-0x1000000000000-1", nullptr},
+      {"authority beyond 64 bits", "S-1-0x10000000000000005-1", nullptr},
+      {"largest sub-authority", "S-1-5-4294967295", "S-1-5-4294967295"},
+      {"sub-authority of 33 bits", "S-1-5-4294967296", nullptr},
+      {"sub-authority beyond 64 bits", "S-1-5-18446744073709551617", nullptr},
+      {"hexadecimal sub-authority", "S-1-5-0x20", nullptr},
+      {"no sub-authority", "S-1-5", nullptr},
+      {"no authority", "S-1", nullptr},
+      {"revision 2", "S-2-5-18", nullptr},
+      {"empty field", "S-1-5--18", nullptr},
+      {"sign", "S-1-5-+18", nullptr},
+      {"dash at the end", "S-1-5-18-", nullptr},
+      {"blank at the end", "S-1-5-18 ", nullptr},
+      {"blank at the front", " S-1-5-18", nullptr},
+      {"letters", "S-1-5-x", nullptr},
+      {"hexadecimal without digits", "S-1-0x-1", nullptr},
+      {"alias", "BA", nullptr},
+      {"empty", "", nullptr},
+  };
+  for (const auto& c : kCases) {
+    const auto sid = CkxSid::FromUtf8(c.text);
+    ASSERT_EQ(sid.has_value(), c.normal != nullptr) << c.name;
+    if (!sid) continue;
+    EXPECT_EQ(sid->ToUtf8(), c.normal) << c.name;
+    EXPECT_TRUE(CkxSid::FromBytes(sid->Bytes(), sid->Size()).Equals(*sid)) << c.name;
+  }
+}
+
+TEST(Sid, EqualsOnlyAmongValidOnes) {
+  const CkxSid system = *CkxSid::FromUtf8("S-1-5-18");
+  EXPECT_TRUE(system.Equals(*CkxSid::FromUtf8("S-1-5-18")));
+  EXPECT_FALSE(system.Equals(*CkxSid::FromUtf8("S-1-5-19")));
+  EXPECT_FALSE(system.Equals(*CkxSid::FromUtf8("S-1-6-18")));
+  EXPECT_FALSE(system.Equals(*CkxSid::FromUtf8("S-1-5-18-0")));
+  EXPECT_FALSE(CkxSid().Equals(CkxSid()));
+  EXPECT_FALSE(CkxSid().Equals(system));
+  EXPECT_EQ(CkxSid().ToUtf8(), "");
+  EXPECT_EQ(CkxSid::Null().ToUtf8(), "S-1-0-0");
+}
+
+}  // namespace

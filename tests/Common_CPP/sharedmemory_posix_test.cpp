@@ -1,0 +1,140 @@
+// Sections that are files: who is trusted, and what a reader keeps when one is replaced.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "Common_CPP/sharedmemory/sharedmemory.h"
+#include "Common_CPP/util/last_error.h"
+#include "tests/Common_CPP/runtime_folder_scope.h"
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+constexpr const WCHAR* kName = KXW("Global\\Section");
+constexpr const char* kFile = "Global%5CSection";
+
+uint32_t OpenError() {
+  CkxSharedMemoryView view;
+  return view.Open(kName) ? kKxErrorSuccess : KxLastError_Get();
+}
+
+mode_t ModeOf(const std::filesystem::path& path) {
+  struct stat status {};
+  EXPECT_EQ(stat(path.c_str(), &status), 0);
+  return status.st_mode & 07777;
+}
+
+TEST(SharedMemoryPosix, AReaderKeepsItsBytesWhenTheSectionIsReplaced) {
+  const CkxRuntimeFolderScope scope;
+  CkxSharedMemoryPublication publication;
+  const Bytes old(10000, 1);
+  ASSERT_TRUE(publication.Publish(kName, old));
+  CkxSharedMemoryView view;
+  ASSERT_TRUE(view.Open(kName));
+  for (const size_t size : {size_t{0}, size_t{1}, size_t{20000}}) {
+    ASSERT_TRUE(publication.Publish(kName, Bytes(size, 2)));
+    EXPECT_TRUE(Bytes(view.Bytes().begin(), view.Bytes().end()) == old);
+    CkxSharedMemoryView current;
+    ASSERT_TRUE(current.Open(kName));
+    EXPECT_EQ(current.Bytes().size(), size);
+  }
+  EXPECT_EQ(scope.Folder().Count(), 1u) << "nothing is left beside";
+}
+
+TEST(SharedMemoryPosix, ModesDoNotDependOnTheUmask) {
+  const CkxRuntimeFolderScope scope;
+  const std::filesystem::path folder = scope.Folder().Path() / "made";
+  setenv("KX_RUNTIME_DIR", (folder.string() + "/").c_str(), 1);
+  for (const mode_t mask : {0u, 077u}) {
+    const mode_t before = umask(mask);
+    CkxSharedMemoryPublication publication;
+    EXPECT_TRUE(publication.Publish(kName, Bytes(1)));
+    umask(before);
+    EXPECT_EQ(ModeOf(folder), 0755u);
+    EXPECT_EQ(ModeOf(folder / kFile), 0444u);
+    std::filesystem::remove_all(folder);
+  }
+}
+
+TEST(SharedMemoryPosix, AFileThatOthersCouldWriteIsRefused) {
+  const CkxRuntimeFolderScope scope;
+  CkxSharedMemoryPublication publication;
+  ASSERT_TRUE(publication.Publish(kName, Bytes(1)));
+  const std::string file = scope.Folder().Path() / kFile;
+  const struct {
+    mode_t mode;
+    uint32_t error;
+  } kCases[] = {{0444, kKxErrorSuccess},      {0644, kKxErrorSuccess},      {0464, kKxErrorAccessDenied},
+                {0446, kKxErrorAccessDenied}, {0666, kKxErrorAccessDenied}, {0400, kKxErrorSuccess}};
+  for (const auto& test : kCases) {
+    ASSERT_EQ(chmod(file.c_str(), test.mode), 0);
+    EXPECT_EQ(OpenError(), test.error) << std::oct << test.mode;
+  }
+}
+
+TEST(SharedMemoryPosix, AFolderInWhichOthersCouldReplaceIsRefused) {
+  const CkxRuntimeFolderScope scope;
+  CkxSharedMemoryPublication publication;
+  ASSERT_TRUE(publication.Publish(kName, Bytes(1)));
+  const struct {
+    mode_t mode;
+    uint32_t error;
+  } kCases[] = {{0755, kKxErrorSuccess},
+                {0777, kKxErrorAccessDenied},
+                {01777, kKxErrorSuccess},
+                {0775, kKxErrorAccessDenied},
+                {0700, kKxErrorSuccess}};
+  for (const auto& test : kCases) {
+    ASSERT_EQ(chmod(scope.Folder().Path().c_str(), test.mode), 0);
+    EXPECT_EQ(OpenError(), test.error) << std::oct << test.mode;
+    CkxSharedMemoryPublication again;
+    EXPECT_EQ(again.Publish(kName, Bytes(1)), test.error == kKxErrorSuccess) << std::oct << test.mode;
+  }
+}
+
+TEST(SharedMemoryPosix, AStrangersFileOrFolderIsRefused) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+  const CkxRuntimeFolderScope scope;
+  CkxSharedMemoryPublication publication;
+  ASSERT_TRUE(publication.Publish(kName, Bytes(1)));
+  const std::string folder = scope.Folder().Path();
+  const std::string file = scope.Folder().Path() / kFile;
+  for (const std::string& path : {folder, file}) {
+    ASSERT_EQ(chown(path.c_str(), 4241, 4241), 0);
+    EXPECT_EQ(OpenError(), kKxErrorAccessDenied) << path;
+    ASSERT_EQ(chown(path.c_str(), 0, 0), 0);
+    EXPECT_EQ(OpenError(), kKxErrorSuccess) << path;
+  }
+}
+
+TEST(SharedMemoryPosix, WhatIsNoFileIsNoSection) {
+  const CkxRuntimeFolderScope scope;
+  const std::filesystem::path file = scope.Folder().Path() / kFile;
+  scope.Folder().Write("elsewhere", "x");
+  std::filesystem::create_symlink("elsewhere", file);
+  EXPECT_EQ(OpenError(), kKxErrorGenFailure) << "a link";
+  std::filesystem::remove(file);
+  ASSERT_EQ(mkfifo(file.c_str(), 0444), 0);
+  EXPECT_EQ(OpenError(), kKxErrorAccessDenied) << "a pipe";
+  std::filesystem::remove(file);
+  std::filesystem::create_directory(file);
+  EXPECT_EQ(OpenError(), kKxErrorAccessDenied) << "a folder";
+}
+
+TEST(SharedMemoryPosix, WithoutTheFolderThereAreNoSections) {
+  const CkxRuntimeFolderScope scope;
+  setenv("KX_RUNTIME_DIR", (scope.Folder().Path() / "missing").c_str(), 1);
+  EXPECT_EQ(OpenError(), kKxErrorFileNotFound);
+}
+
+TEST(SharedMemoryPosix, ANameIsAsLongAsAFileNameAllows) {
+  const CkxRuntimeFolderScope scope;
+  CkxSharedMemoryPublication publication;
+  EXPECT_TRUE(publication.Publish(KxWString(200, KXW('n')), Bytes(1)));
+  EXPECT_FALSE(publication.Publish(KxWString(201, KXW('n')), Bytes(1)));
+  EXPECT_FALSE(publication.Publish(KxWString(67, KXW('.')), Bytes(1)));
+  EXPECT_FALSE(publication.Publish(KxWString(100000, KXW('n')), Bytes(1)));
+}
+
+}  // namespace

@@ -1,0 +1,127 @@
+#include "Common_CPP/sharedmemory/sharedmemory.h"
+
+#include <gtest/gtest.h>
+
+#include "Common_CPP/util/last_error.h"
+#include "Common_CPP/util/text.h"
+#include "tests/Common_CPP/runtime_folder_scope.h"
+
+namespace {
+
+std::span<const unsigned char> AsBytes(const std::string& text) {
+  return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
+}
+
+/// The bytes up to the NULs that fill the last page on Windows.
+std::string Content(const CkxSharedMemoryView& view) {
+  std::string text(view.Bytes().begin(), view.Bytes().end());
+  text.resize(text.find_last_not_of('\0') + 1);
+  return text;
+}
+
+std::string ContentOf(CkxTextView name) {
+  CkxSharedMemoryView view;
+  return view.Open(name) ? Content(view) : "error " + std::to_string(KxLastError_Get());
+}
+
+TEST(SharedMemory, APublishedSectionIsReadUntilItIsRemoved) {
+  const CkxRuntimeFolderScope scope;
+  const KxWString name = scope.Name(KXW("Section"));
+  const std::string large(70000, 'x');  // more than a page, and no multiple of one
+  for (const std::string& content : {std::string("a few bytes"), large, std::string()}) {
+    EXPECT_EQ(ContentOf(name), "error 2") << "not yet";
+    CkxSharedMemoryPublication publication;
+    ASSERT_TRUE(publication.Publish(name, AsBytes(content)));
+    EXPECT_TRUE(ContentOf(name) == content);
+    publication.Remove();
+    EXPECT_EQ(ContentOf(name), "error 2") << "no more";
+    publication.Remove();
+  }
+}
+
+TEST(SharedMemory, AViewOutlivesTheName) {
+  const CkxRuntimeFolderScope scope;
+  const KxWString name = scope.Name(KXW("Section"));
+  CkxSharedMemoryPublication publication;
+  ASSERT_TRUE(publication.Publish(name, AsBytes("kept")));
+  CkxSharedMemoryView view;
+  ASSERT_TRUE(view.Open(name));
+  publication.Remove();
+  EXPECT_EQ(Content(view), "kept");
+  view.Close();
+  EXPECT_TRUE(view.Bytes().empty());
+}
+
+TEST(SharedMemory, PublishingAgainReplaces) {
+  const CkxRuntimeFolderScope scope;
+  const KxWString name = scope.Name(KXW("Index"));
+  CkxSharedMemoryPublication first;
+  CkxSharedMemoryPublication second;
+  ASSERT_TRUE(first.Publish(name, AsBytes("the first and longer")));
+  ASSERT_TRUE(first.Publish(name, AsBytes("the second")));
+  EXPECT_EQ(ContentOf(name), "the second");
+  ASSERT_TRUE(second.Publish(name, AsBytes("another's")));
+  EXPECT_EQ(ContentOf(name), "another's");
+}
+
+TEST(SharedMemory, AnotherNameTakesTheEarlierAway) {
+  const CkxRuntimeFolderScope scope;
+  CkxSharedMemoryPublication publication;
+  ASSERT_TRUE(publication.Publish(scope.Name(KXW("One")), AsBytes("1")));
+  ASSERT_TRUE(publication.Publish(scope.Name(KXW("Two")), AsBytes("2")));
+  EXPECT_EQ(ContentOf(scope.Name(KXW("One"))), "error 2");
+  EXPECT_EQ(ContentOf(scope.Name(KXW("Two"))), "2");
+}
+
+TEST(SharedMemory, OwnersMove) {
+  const CkxRuntimeFolderScope scope;
+  const KxWString name = scope.Name(KXW("Section"));
+  CkxSharedMemoryPublication made;
+  ASSERT_TRUE(made.Publish(name, AsBytes("moved")));
+  CkxSharedMemoryPublication publication = std::move(made);
+  CkxSharedMemoryView opened;
+  ASSERT_TRUE(opened.Open(name));
+  CkxSharedMemoryView view = std::move(opened);
+  EXPECT_TRUE(opened.Bytes().empty());
+  EXPECT_EQ(Content(view), "moved");
+  CkxSharedMemoryView assigned;
+  ASSERT_TRUE(assigned.Open(name));
+  assigned = std::move(view);
+  EXPECT_TRUE(view.Bytes().empty());
+  EXPECT_EQ(Content(assigned), "moved");
+  made.Remove();
+  EXPECT_EQ(ContentOf(name), "moved") << "removed by its owner alone";
+}
+
+TEST(SharedMemory, NamesStayApart) {
+  const CkxRuntimeFolderScope scope;
+  const KxWString names[] = {KXW("a"),   KXW("A"),    KXW("a."),     KXW("a/b"),          KXW("a%2Fb"), KXW("a_b"),
+                             KXW(".."),  KXW("../a"), KXW("a%5Cb"),  KXW("\u00fc"),       KXW("u"),     KXW(".kx"),
+                             KXW("%00"), KXW(" "),    KXW("\u4e2d"), KXW("\xD83D\xDE00"), KXW("a\nb"),  KXW("~")};
+  std::vector<CkxSharedMemoryPublication> publications(std::size(names));
+  for (size_t i = 0; i < std::size(names); ++i) {
+    ASSERT_TRUE(publications[i].Publish(scope.Name(names[i]), AsBytes("content " + std::to_string(i)))) << i;
+  }
+  for (size_t i = 0; i < std::size(names); ++i) {
+    EXPECT_EQ(ContentOf(scope.Name(names[i])), "content " + std::to_string(i));
+  }
+}
+
+TEST(SharedMemory, ANameThatIsNone) {
+  const CkxRuntimeFolderScope scope;
+  const KxWString cut = scope.Name(KXW("Section")) + WCHAR{0} + KXW("x");
+  CkxSharedMemoryPublication real;
+  ASSERT_TRUE(real.Publish(scope.Name(KXW("Section")), AsBytes("real")));
+  for (const CkxTextView name : {CkxTextView(), CkxTextView(KXW("")), CkxTextView(cut)}) {
+    CkxSharedMemoryPublication publication;
+    CkxSharedMemoryView view;
+    EXPECT_FALSE(publication.Publish(name, AsBytes("other")));
+    KxLastError_Set(kKxErrorSuccess);
+    EXPECT_FALSE(view.Open(name));
+    EXPECT_NE(KxLastError_Get(), kKxErrorSuccess);
+    EXPECT_NE(KxLastError_Get(), kKxErrorFileNotFound) << "a fault, and not an absent section";
+  }
+  EXPECT_EQ(ContentOf(scope.Name(KXW("Section"))), "real");
+}
+
+}  // namespace

@@ -1,0 +1,341 @@
+#include "Common_CPP/util/text.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <set>
+#include <vector>
+
+#include "Common_CPP/util/owned_str.h"
+
+namespace {
+
+constexpr size_t kNone = CkxTextView::npos;
+
+/// Text in a block of exactly its size and at an odd address, so that a read beyond its end or an aligned load is seen.
+class OddText {
+ public:
+  explicit OddText(const KxWString& text) : _bytes(1 + text.size() * sizeof(WCHAR)) {
+    if (!text.empty()) std::memcpy(_bytes.data() + 1, text.data(), text.size() * sizeof(WCHAR));
+  }
+  CkxTextView Counted() const { return CkxTextView::FromBytes(_bytes.data() + 1, _bytes.size() - 1); }
+
+ private:
+  std::vector<unsigned char> _bytes;
+};
+
+/// What each position must be worth, one unit at a time.
+bool SlowEquals(const KxWString& a, const KxWString& b, bool caseSensitive) {
+  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [caseSensitive](WCHAR x, WCHAR y) {
+           return caseSensitive ? x == y : KxText_Fold(x) == KxText_Fold(y);
+         });
+}
+
+size_t SlowFind(const KxWString& text, const KxWString& part, bool caseSensitive) {
+  for (size_t at = 0; !part.empty() && at + part.size() <= text.size(); ++at) {
+    if (SlowEquals(text.substr(at, part.size()), part, caseSensitive)) return at;
+  }
+  return kNone;
+}
+
+TEST(Fold, KnownLetters) {
+  const struct {
+    const char* name;
+    char32_t unit, folded;
+  } kCases[] = {
+      {"first letter", 'a', 'A'},
+      {"last letter", 'z', 'Z'},
+      {"before the letters", '`', '`'},
+      {"behind the letters", '{', '{'},
+      {"upper case stays", 'Q', 'Q'},
+      {"at sign is no letter", '@', '@'},
+      {"micro sign", 0x00B5, 0x039C},
+      {"sharp s has no single upper case", 0x00DF, 0x00DF},
+      {"a umlaut", 0x00E4, 0x00C4},
+      {"division sign", 0x00F7, 0x00F7},
+      {"y diaeresis leaves its block", 0x00FF, 0x0178},
+      {"alternating alphabet, lower", 0x0101, 0x0100},
+      {"alternating alphabet, upper", 0x0102, 0x0102},
+      {"dotless i", 0x0131, 'I'},
+      {"dotted capital I", 0x0130, 0x0130},
+      {"long s", 0x017F, 'S'},
+      {"title-case digraph", 0x01C5, 0x01C4},
+      {"final sigma", 0x03C2, 0x03A3},
+      {"cyrillic", 0x044F, 0x042F},
+      {"georgian", 0x10D0, 0x1C90},
+      {"capital sharp s", 0x1E9E, 0x1E9E},
+      {"greek with ypogegrammeni", 0x1FB3, 0x1FBC},
+      {"kelvin sign", 0x212A, 0x212A},
+      {"roman numeral", 0x217B, 0x216B},
+      {"cherokee", 0xAB70, 0x13A0},
+      {"full width", 0xFF5A, 0xFF3A},
+      {"first half of a pair", 0xD801, 0xD801},
+      {"second half of a pair", 0xDC28, 0xDC28},
+      {"last unit", 0xFFFF, 0xFFFF},
+  };
+  for (const auto& c : kCases) {
+    EXPECT_EQ(char32_t{KxText_Fold(static_cast<WCHAR>(c.unit))}, c.folded) << c.name;
+  }
+}
+
+TEST(Fold, OfEveryUnit) {
+  size_t changed = 0;
+  for (uint32_t number = 0; number <= 0xFFFF; ++number) {
+    const auto unit = static_cast<WCHAR>(number);
+    const WCHAR folded = KxText_Fold(unit);
+    changed += folded != unit;
+    EXPECT_EQ(KxText_Fold(folded), folded) << "folding twice changes " << number;
+  }
+  EXPECT_EQ(changed, 1190u);  // lower- and title-case units with a simple upper case in Unicode 15.0
+}
+
+TEST(TextView, EndsAtItsNulOrItsCountedBytes) {
+  const unsigned char kBytes[] = {'a', 0, 'b', 0, 'c', 0, 'd', 0, 0, 0, 'e', 0};
+  const struct {
+    const char* name;
+    size_t byteCount;
+    KxWString expected;
+  } kCases[] = {
+      {"nothing", 0, KXW("")},
+      {"half a unit", 1, KXW("")},
+      {"one", 2, KXW("a")},
+      {"a lone last byte", 3, KXW("a")},
+      {"four, no NUL", 8, KXW("abcd")},
+      {"half a NUL", 9, KXW("abcd")},
+      {"NUL", 10, KXW("abcd")},
+      {"nothing behind the NUL", 12, KXW("abcd")},
+  };
+  for (const auto& c : kCases) {
+    const std::vector<unsigned char> exact(kBytes, kBytes + c.byteCount);  // so that a read beyond the count is seen
+    EXPECT_EQ(CkxTextView::FromBytes(exact.data(), exact.size()).ToString(), c.expected) << c.name;
+  }
+  EXPECT_TRUE(CkxTextView::FromBytes(nullptr, 8).IsNull());
+  EXPECT_FALSE(CkxTextView::FromBytes(kBytes, 0).IsNull());
+  EXPECT_TRUE(CkxTextView(static_cast<const WCHAR*>(nullptr)).IsNull());
+}
+
+TEST(TextView, FindsTheNulAtEveryPlace) {
+  for (size_t length = 0; length < 20; ++length) {
+    KxWString text(length, KXW('x'));
+    text += WCHAR{};
+    text.append(20 - length, KXW('\x100'));  // its low byte is 0: only a whole unit of 0 ends a text
+    EXPECT_EQ(OddText(text).Counted().Size(), length);
+  }
+}
+
+TEST(Text, Equals) {
+  const struct {
+    const char* name;
+    KxWString a, b;
+    bool exactly, folded;
+  } kCases[] = {
+      {"both empty", KXW(""), KXW(""), true, true},
+      {"the same", KXW("notepad.exe"), KXW("notepad.exe"), true, true},
+      {"case", KXW("NotePad.EXE"), KXW("notepad.exe"), false, true},
+      {"longer", KXW("notepad.exe"), KXW("notepad.exe1"), false, false},
+      {"last unit differs", KXW("notepad.exe"), KXW("notepad.exf"), false, false},
+      {"neighbours of the letters differ by the same bit", KXW("[@`{"), KXW("{`@["), false, false},
+      {"beyond ASCII", KXW("stra\u00DFe \u00E9t\u00E9"), KXW("STRA\u00DFE \u00C9T\u00C9"), false, true},
+      {"a letter that folds into ASCII", KXW("f\u0131le\u017F"), KXW("FILES"), false, true},
+      {"a unit whose low byte is the letter", KXW("a\u0161cd"), KXW("aacd"), false, false},
+      {"NUL inside", KxWString(KXW("a\0b"), 3), KxWString(KXW("A\0c"), 3), false, false},
+  };
+  for (const auto& c : kCases) {
+    EXPECT_EQ(KxText_Equals(c.a, c.b, true), c.exactly) << c.name;
+    EXPECT_EQ(KxText_Equals(c.a, c.b, false), c.folded) << c.name;
+    EXPECT_EQ(KxText_Equals(c.b, c.a, false), c.folded) << c.name;
+  }
+  EXPECT_TRUE(KxText_Equals(CkxTextView(), KXW(""), false));
+  EXPECT_TRUE(KxText_Equals(KXW(""), CkxTextView(), true));
+}
+
+TEST(Text, FindAndStartsWith) {
+  const struct {
+    const char* name;
+    KxWString text, part;
+    size_t exactly, folded;
+    bool starts;  // folded
+  } kCases[] = {
+      {"an empty part occurs nowhere but begins every text", KXW("abc"), KXW(""), kNone, kNone, true},
+      {"nothing in nothing", KXW(""), KXW(""), kNone, kNone, true},
+      {"part longer than text", KXW("ab"), KXW("abc"), kNone, kNone, false},
+      {"whole", KXW("abc"), KXW("abc"), 0, 0, true},
+      {"first of two", KXW("xabab"), KXW("ab"), 1, 1, false},
+      {"earlier when folded", KXW("ABab"), KXW("ab"), 2, 0, true},
+      {"at the very end", KXW("0123456789ab"), KXW("AB"), kNone, 10, false},
+      {"false start before the match", KXW("aaaaaaab"), KXW("aab"), 5, 5, false},
+      {"beyond ASCII", KXW("12345\u00C9"), KXW("\u00E9"), kNone, 5, false},
+      {"ASCII part, dotless text", KXW("\u0131d"), KXW("ID"), kNone, 0, true},
+  };
+  for (const auto& c : kCases) {
+    EXPECT_EQ(KxText_Find(c.text, c.part, true), c.exactly) << c.name;
+    EXPECT_EQ(KxText_Find(c.text, c.part, false), c.folded) << c.name;
+    EXPECT_EQ(KxText_StartsWith(c.text, c.part, false), c.starts) << c.name;
+  }
+  EXPECT_EQ(KxText_Find(CkxTextView(), KXW("a"), false), kNone);
+  EXPECT_TRUE(KxText_StartsWith(CkxTextView(), CkxTextView(), true));
+}
+
+TEST(Text, AgreesWithTheSlowWayOnRandomTexts) {
+  constexpr WCHAR kUnits[] = {'a', 'A', 'b', 'i', 'I', 's', '@', '`', 0x131, 0x17F, 0xE9, 0xC9, 0x100, 0xFFFF};
+  std::mt19937 random(20240611);
+  const auto pick = [&random](size_t below) { return random() % below; };
+  const auto randomText = [&](size_t maxUnits) {
+    const size_t kinds = 2 + pick(std::size(kUnits) - 1);  // few kinds: many near matches
+    KxWString text;
+    for (size_t left = pick(maxUnits + 1); left != 0; --left) text += kUnits[pick(kinds)];
+    return text;
+  };
+  for (int round = 0; round < 40000; ++round) {
+    const KxWString text = randomText(24);
+    const KxWString part = pick(2) == 0 ? randomText(5) : text.substr(pick(text.size() + 1), pick(9));
+    const OddText oddText(text), oddPart(part);
+    const WCHAR unit = kUnits[pick(std::size(kUnits))];
+    for (const bool caseSensitive : {false, true}) {
+      ASSERT_EQ(KxText_Equals(oddText.Counted(), oddPart.Counted(), caseSensitive),
+                SlowEquals(text, part, caseSensitive));
+      ASSERT_EQ(KxText_Find(oddText.Counted(), oddPart.Counted(), caseSensitive), SlowFind(text, part, caseSensitive));
+      ASSERT_EQ(KxText_StartsWith(oddText.Counted(), oddPart.Counted(), caseSensitive),
+                SlowEquals(text.substr(0, part.size()), part, caseSensitive));
+    }
+    ASSERT_EQ(KxText_FindUnit(oddText.Counted(), unit), text.find(unit));
+    ASSERT_EQ(KxText_FindLastUnit(oddText.Counted(), unit), text.rfind(unit));
+  }
+}
+
+TEST(Text, FourAsciiUnitsAtOnceFoldAsEachAlone) {
+  for (WCHAR a = 0; a < 0x80; ++a) {
+    for (WCHAR b = 0; b < 0x80; ++b) {
+      const KxWString ab = {a, b, a, b};
+      const KxWString ba = {b, a, b, a};
+      ASSERT_EQ(KxText_Equals(ab, ba, false), KxText_Fold(a) == KxText_Fold(b)) << int{a} << " and " << int{b};
+    }
+  }
+}
+
+TEST(Text, WhiteSpaceIsTheUnicodeProperty) {
+  std::set<uint32_t> found;
+  for (uint32_t unit = 0; unit <= 0xFFFF; ++unit) {
+    if (KxText_IsSpace(static_cast<WCHAR>(unit))) found.insert(unit);
+  }
+  const std::set<uint32_t> kExpected = {0x09,   0x0A,   0x0B,   0x0C,   0x0D,   0x20,   0x85,   0xA0,   0x1680,
+                                        0x2000, 0x2001, 0x2002, 0x2003, 0x2004, 0x2005, 0x2006, 0x2007, 0x2008,
+                                        0x2009, 0x200A, 0x2028, 0x2029, 0x202F, 0x205F, 0x3000};
+  EXPECT_EQ(found, kExpected);
+}
+
+TEST(Text, Trim) {
+  const struct {
+    const char* name;
+    KxWString text, trimmed;
+  } kCases[] = {
+      {"nothing to do", KXW("a b"), KXW("a b")},
+      {"both ends", KXW(" \t a b\r\n"), KXW("a b")},
+      {"only blanks", KXW(" \u3000 "), KXW("")},
+      {"ideographic and no-break space", KXW("\u3000a\u00A0"), KXW("a")},
+      {"a zero-width space is no white space", KXW("\u200Ba"), KXW("\u200Ba")},
+  };
+  for (const auto& c : kCases) EXPECT_EQ(KxText_Trim(c.text).ToString(), c.trimmed) << c.name;
+  EXPECT_TRUE(KxText_Trim(CkxTextView()).IsNull());
+  EXPECT_FALSE(KxText_Trim(KXW("  ")).IsNull());
+}
+
+TEST(Text, AnyFieldVisitsNonEmptyFieldsUntilOneIsTaken) {
+  const struct {
+    const char* name;
+    KxWString list, stopAt;
+    std::string visited;
+    bool taken;
+  } kCases[] = {
+      {"all", KXW("a,bc,d"), KXW(""), "a|bc|d|", false},
+      {"empty fields are skipped", KXW(",,a,,b,"), KXW(""), "a|b|", false},
+      {"stops", KXW("a,b,c"), KXW("b"), "a|b|", true},
+      {"blanks are kept", KXW("a, b"), KXW("b"), "a| b|", false},
+      {"no fields", KXW(",,"), KXW(""), "", false},
+      {"empty list", KXW(""), KXW(""), "", false},
+  };
+  for (const auto& c : kCases) {
+    std::string visited;
+    const bool taken = KxText_AnyField(c.list, KXW(','), [&](CkxTextView field) {
+      visited += KxText_ToUtf8(field) + "|";
+      return KxText_Equals(field, c.stopAt, true);
+    });
+    EXPECT_EQ(visited, c.visited) << c.name;
+    EXPECT_EQ(taken, c.taken) << c.name;
+  }
+}
+
+TEST(Utf8, RoundTripsEveryCodePoint) {
+  for (uint32_t point = 0; point <= 0x10FFFF; ++point) {
+    if (point == 0xD800) point = 0xE000;
+    KxWString text;
+    if (point > 0xFFFF) text += static_cast<WCHAR>(0xD7C0 + (point >> 10));
+    text += static_cast<WCHAR>(point > 0xFFFF ? 0xDC00 + (point & 0x3FF) : point);
+    const std::string utf8 = KxText_ToUtf8(text);
+    ASSERT_EQ(utf8.size(), point < 0x80 ? 1u : point < 0x800 ? 2u : point < 0x10000 ? 3u : 4u) << point;
+    ASSERT_EQ(KxText_FromUtf8(utf8), text) << point;
+  }
+}
+
+TEST(Utf8, GoldenBytesAndLoneSurrogates) {
+  const struct {
+    const char* name;
+    KxWString text;
+    const char* utf8;
+  } kCases[] = {
+      {"one to four bytes", KXW("a\u00E9\u20AC\U0001F600"), "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"},
+      {"first half alone", {0xD83D, 'x'}, "\xEF\xBF\xBDx"},
+      {"second half alone", {'x', 0xDE00}, "x\xEF\xBF\xBD"},
+      {"first half at the end", {0xD83D}, "\xEF\xBF\xBD"},
+      {"halves in the wrong order", {0xDE00, 0xD83D}, "\xEF\xBF\xBD\xEF\xBF\xBD"},
+      {"two first halves, then a second", {0xD83D, 0xD83D, 0xDE00}, "\xEF\xBF\xBD\xF0\x9F\x98\x80"},
+  };
+  for (const auto& c : kCases) EXPECT_EQ(KxText_ToUtf8(c.text), c.utf8) << c.name;
+  EXPECT_EQ(KxText_ToUtf8(CkxTextView()), "");
+  EXPECT_EQ(KxText_FromUtf8(""), KxWString());
+}
+
+TEST(Utf8, RefusesWhatIsNotWellFormed) {
+  const struct {
+    const char* name;
+    std::string bytes;
+  } kCases[] = {
+      {"continuation first", "\x80"},
+      {"overlong slash, two bytes", "\xC0\xAF"},
+      {"overlong, two bytes", "\xC1\xBF"},
+      {"overlong, three bytes", "\xE0\x9F\xBF"},
+      {"overlong, four bytes", "\xF0\x8F\xBF\xBF"},
+      {"first surrogate", "\xED\xA0\x80"},
+      {"last surrogate", "\xED\xBF\xBF"},
+      {"beyond the last code point", "\xF4\x90\x80\x80"},
+      {"lead byte of five", "\xF8\x88\x80\x80\x80"},
+      {"no lead byte", "\xFF"},
+      {"continuation missing", "\xC3("},
+      {"third byte is no continuation", "\xE2\x82("},
+      {"lead byte instead of a continuation", "\xE2\xC3\xA9"},
+  };
+  for (const auto& c : kCases) {
+    EXPECT_EQ(KxText_FromUtf8(c.bytes), std::nullopt) << c.name;
+    EXPECT_EQ(KxText_FromUtf8("ok" + c.bytes), std::nullopt) << c.name;
+  }
+  for (const std::string character : {"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"}) {
+    for (size_t kept = 1; kept < character.size(); ++kept) {
+      const std::vector<char> exact(character.begin(), character.begin() + static_cast<std::ptrdiff_t>(kept));
+      EXPECT_EQ(KxText_FromUtf8({exact.data(), exact.size()}), std::nullopt) << "truncated to " << kept;
+    }
+  }
+}
+
+TEST(UtilStr, AppendsAndHasNoNullPointer) {
+  CkxUtilStr text;
+  EXPECT_EQ(*text.String(), WCHAR{});
+  text.Append(CkxTextView());
+  EXPECT_TRUE(text.IsEmpty());
+  text.Append(KXW("one, "));
+  text.Append(OddText(KXW("two")).Counted());
+  EXPECT_EQ(text, CkxUtilStr(KXW("one, two")));
+  text.Empty();
+  EXPECT_EQ(text, CkxUtilStr(CkxTextView()));
+}
+
+}  // namespace

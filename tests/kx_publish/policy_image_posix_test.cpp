@@ -1,0 +1,54 @@
+// A disk that is full half way through: the system's limit on the size of a file stands in for it.
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <csignal>
+
+#include "Agent/engine/kx_publish/policy_image.h"
+#include "tests/Common_CPP/temp_folder.h"
+
+namespace {
+
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) : _signal(std::signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &_before);
+    const rlimit limited{bytes, _before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limited);
+  }
+  ~FileSizeLimit() {
+    setrlimit(RLIMIT_FSIZE, &_before);
+    std::signal(SIGXFSZ, _signal);
+  }
+
+ private:
+  rlimit _before{};
+  void (*_signal)(int);
+};
+
+TEST(PolicyImage, AFailureHalfWayLeavesTheOldImageAndNothingElse) {
+  const CkxTempFolder temp;
+  SkxPolicyImage image;
+  image.policies = SkxPolicyImage::Bytes(100, 1);
+  image.appGroups = SkxPolicyImage::Bytes(100, 1);
+  std::string error;
+  ASSERT_TRUE(KxPolicyImage_Write(temp.Text("image"), image, error)) << error;
+
+  SkxPolicyImage larger = image;
+  larger.appGroups = SkxPolicyImage::Bytes(100'000, 2);
+  bool written = true;
+  {
+    const FileSizeLimit limit(50'000);
+    written = KxPolicyImage_Write(temp.Text("image"), larger, error);
+  }
+  EXPECT_FALSE(written);
+  EXPECT_NE(error.find("appgroups.sec: cannot be written"), std::string::npos) << error;
+  EXPECT_EQ(temp.Count(), 1u) << "nothing is left beside the image";
+
+  SkxPolicyImage kept;
+  ASSERT_TRUE(KxPolicyImage_Load(temp.Text("image"), kept, error)) << error;
+  EXPECT_EQ(kept.policies, image.policies);
+  EXPECT_EQ(kept.appGroups, image.appGroups);
+}
+
+}  // namespace

@@ -1,0 +1,218 @@
+#include <gmock/gmock.h>
+#include <kx_util/kx_util.h>
+
+#include "tests/support/trace_capture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using enum EkxStrCompareAs;
+
+/// A file with one hash, which counts how often it is asked for that.
+class FakeFile : public IkxHashProvider {
+ public:
+  explicit FakeFile(const WCHAR* path, int64_t size = kUnknownSize, const WCHAR* sha256 = nullptr)
+      : _path(path), _size(size), _sha256(sha256) {}
+  const WCHAR* GetPath() const override { return _path; }
+  int64_t GetFileSize() const override { return _size; }
+  int64_t GetModificationTime() const override { return 0; }
+  void* GetAccessToken() const override { return nullptr; }
+  const WCHAR* GetHashStringUsing(const WCHAR* algorithm) const override {
+    ++hashed;
+    return KxText_Equals(algorithm, KXW("SHA256"), true) ? _sha256 : nullptr;
+  }
+  bool GetHash(CkxUtilStr&, CkxUtilStr&) const override { return false; }
+
+  mutable int hashed = 0;
+
+ private:
+  const WCHAR* _path;
+  int64_t _size;
+  const WCHAR* _sha256;
+};
+
+TEST(MatchFilename, ComparesTheLastComponentWithoutCase) {
+  struct {
+    const WCHAR* path;
+    const WCHAR* pattern;
+    EkxStrCompareAs compareAs;
+    bool matches;
+  } const cases[] = {
+      {KXW("C:\\Windows\\NotePad.EXE"), KXW("notepad.exe"), StrEquals, true},
+      {KXW("C:\\Windows/notepad.exe"), KXW("notepad.exe"), StrEquals, true},
+      {KXW("notepad.exe"), KXW("NOTE"), StrStartsWith, true},
+      {KXW("C:\\Windows\\notepad.exe"), KXW("Windows"), StrContains, false},
+      {KXW("C:\\Windows\\notepad.exe"), KXW("*\\*"), StrWildcard, false},
+      {KXW("C:\\Windows\\notepad.exe"), nullptr, StrEquals, false},
+      {KXW("C:\\Windows\\"), KXW("*"), StrWildcard, true},
+      {KXW(""), KXW("*"), StrWildcard, false},
+      {nullptr, nullptr, StrEquals, false},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(KxUtil_MatchFilename(FakeFile(c.path), c.pattern, c.compareAs), c.matches) << KxText_ToUtf8(c.path);
+  }
+}
+
+TEST(MatchHash, ChecksTheSizeBeforeItHashes) {
+  struct {
+    const char* name;
+    const WCHAR* algorithm;
+    const WCHAR* hash;
+    int64_t size;
+    bool matches;
+    int hashed;
+  } const cases[] = {
+      {"equal but for case", KXW("SHA256"), KXW("sha256##abcd"), -1, true, 1},
+      {"equal, of that size", KXW("SHA256"), KXW("SHA256##ABCD"), 1001, true, 1},
+      {"another size", KXW("SHA256"), KXW("SHA256##ABCD"), 1000, false, 0},
+      {"another hash", KXW("SHA256"), KXW("SHA256##ABCE"), 1001, false, 1},
+      {"hash without its algorithm", KXW("SHA256"), KXW("ABCD"), -1, false, 1},
+      {"an algorithm it does not have", KXW("MD5"), KXW("MD5##ABCD"), -1, false, 1},
+      {"no algorithm", nullptr, KXW("SHA256##ABCD"), -1, false, 0},
+      {"no hash expected", KXW("SHA256"), nullptr, 1000, true, 0},
+      {"an empty hash expected", nullptr, KXW(""), -1, true, 0},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const FakeFile file(KXW("C:\\a.exe"), 1001, KXW("SHA256##AbCd"));
+    EXPECT_EQ(KxUtil_MatchHash(file, c.algorithm, c.hash, c.size), c.matches);
+    EXPECT_EQ(file.hashed, c.hashed);
+  }
+}
+
+TEST(MatchHash, ComesAfterTheName) {
+  const FakeFile file(KXW("C:\\a.exe"), 5, KXW("SHA256##AB"));
+  const auto matches = [&](const WCHAR* name, const WCHAR* hash) {
+    return KxUtil_MatchFilenameAndHash(file, name, StrWildcard, KXW("SHA256"), hash, -1);
+  };
+  EXPECT_FALSE(matches(KXW("b*"), KXW("SHA256##AB")));
+  EXPECT_EQ(file.hashed, 0);
+  EXPECT_TRUE(matches(KXW("a*"), KXW("SHA256##AB")));
+  EXPECT_FALSE(matches(KXW("a*"), KXW("SHA256##AC")));
+  EXPECT_TRUE(matches(KXW("a*"), nullptr));
+}
+
+class FakeOwner : public IkxOwnerProvider {
+ public:
+  explicit FakeOwner(const CkxSid* owner) : _owner(owner) {}
+  const CkxSid* GetOwner() const override { return _owner; }
+  const WCHAR* GetOwnerDomainUserName() const override { return nullptr; }
+
+ private:
+  const CkxSid* _owner;
+};
+
+TEST(MatchFileOwner, TakesEqualValidSidsOnly) {
+  const CkxSid system = *CkxSid::FromUtf8("S-1-5-18");
+  const CkxSid service = *CkxSid::FromUtf8("S-1-5-19");
+  const CkxSid broken;
+  EXPECT_TRUE(KxUtil_MatchFileOwner(FakeOwner(&system), system));
+  EXPECT_FALSE(KxUtil_MatchFileOwner(FakeOwner(&system), service));
+  EXPECT_FALSE(KxUtil_MatchFileOwner(FakeOwner(&broken), broken));
+  EXPECT_FALSE(KxUtil_MatchFileOwner(FakeOwner(nullptr), system));
+}
+
+class FakePublisher : public IkxPublisherProvider {
+ public:
+  struct Signer {
+    const WCHAR* name;
+    EkxPublisherStatus status;
+  };
+  FakePublisher(Signer first, Signer second) : _first(first), _second(second) {}
+  const WCHAR* GetPublisher(bool secondSigner, EkxPublisherStatus& status) const override {
+    asked += secondSigner ? "2" : "1";
+    const Signer& signer = secondSigner ? _second : _first;
+    status = signer.status;
+    return signer.name;
+  }
+
+  mutable std::string asked;
+
+ private:
+  Signer _first, _second;
+};
+
+TEST(MatchPublisher, NeedsAValidSignerOrTwo) {
+  using enum EkxPublisherStatus;
+  const WCHAR* const acme = KXW("Acme Ltd");
+  const WCHAR* const other = KXW("Other");
+  const FakePublisher::Signer none{nullptr, Unknown};
+  struct {
+    const char* name;
+    FakePublisher::Signer first, second;
+    bool matches;
+    const char* asked;
+  } const cases[] = {
+      {"valid", {acme, Valid}, none, true, "1"},
+      {"valid, the second does not count", {acme, Valid}, {other, Invalid}, true, "1"},
+      {"valid, another name", {other, Valid}, {acme, Valid}, false, "1"},
+      {"weak, confirmed", {acme, ValidByWeakDigest}, {acme, Valid}, true, "12"},
+      {"weak, alone", {acme, ValidByWeakDigest}, none, false, "12"},
+      {"weak, no second name", {acme, ValidByWeakDigest}, {nullptr, Valid}, false, "12"},
+      {"weak, confirmed by another", {acme, ValidByWeakDigest}, {other, Valid}, false, "12"},
+      {"weak twice", {acme, ValidByWeakDigest}, {acme, ValidByWeakDigest}, false, "12"},
+      {"weak, another name", {other, ValidByWeakDigest}, {acme, Valid}, false, "1"},
+      {"no name", {nullptr, Valid}, {acme, Valid}, false, "1"},
+      {"system", {acme, SystemPseudoFile}, {acme, Valid}, false, "1"},
+      {"invalid", {acme, Invalid}, {acme, Valid}, false, "1"},
+      {"unsigned", {acme, Unsigned}, none, false, "1"},
+      {"untrusted", {acme, UntrustedRoot}, none, false, "1"},
+      {"expired", {acme, Expired}, none, false, "1"},
+      {"revoked", {acme, Revoked}, none, false, "1"},
+      {"unknown", {acme, Unknown}, none, false, "1"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const FakePublisher file(c.first, c.second);
+    EXPECT_EQ(KxUtil_MatchPublisher(file, KXW("ACME*"), false, StrWildcard), c.matches);
+    EXPECT_EQ(file.asked, c.asked);
+    EXPECT_FALSE(KxUtil_MatchPublisher(file, KXW("ACME*"), true, StrWildcard));
+  }
+}
+
+TEST(MatchPublisher, NoNameIsNoMatchForANullPattern) {
+  const FakePublisher file({nullptr, EkxPublisherStatus::Valid}, {nullptr, EkxPublisherStatus::Valid});
+  EXPECT_FALSE(KxUtil_MatchPublisher(file, {}, false, StrEquals));
+}
+
+TEST(MatchPublisher, IsBracketedInTheTrace) {
+  const CkxTraceCapture trace;
+  const FakePublisher file({KXW("a"), EkxPublisherStatus::Revoked}, {nullptr, EkxPublisherStatus::Unknown});
+  EXPECT_FALSE(KxUtil_MatchPublisher(file, KXW("a"), false, StrEquals));
+  EXPECT_THAT(trace.Texts(), ElementsAre("KXT_TRACE KxUtil_MatchPublisher: _KxTlgMatchPublisherStartImpl",
+                                         "KXT_TRACE KxUtil_MatchPublisher: _KxTlgMatchPublisherStopImpl"));
+}
+
+class FakeVersion : public IkxVersionInfoProvider {
+ public:
+  const WCHAR* GetVersionInfo(const WCHAR* field) const override {
+    return KxText_Equals(field, KXW("CompanyName"), true) ? KXW(" Acme Ltd ") : nullptr;
+  }
+};
+
+TEST(MatchFileVersionInfo, NeedsTheField) {
+  const FakeVersion file;
+  EXPECT_TRUE(KxUtil_MatchFileVersionInfo(file, KXW("CompanyName"), KXW("acme ltd"), false, StrEquals));
+  EXPECT_FALSE(KxUtil_MatchFileVersionInfo(file, KXW("CompanyName"), KXW("acme ltd"), true, StrEquals));
+  EXPECT_FALSE(KxUtil_MatchFileVersionInfo(file, KXW("ProductName"), KXW("*"), false, StrWildcard));
+  EXPECT_FALSE(KxUtil_MatchFileVersionInfo(file, KXW("ProductName"), {}, false, StrEquals));
+}
+
+TEST(MatchFileMsiInfo, NeedsTheProperty) {
+  SkxFileFacts facts;
+  facts.path = KXW("C:\\setup.msi");
+  facts.msiProperties[KXW("ProductName")] = KXW("Tool 2.1");
+  const CkxTargetInfoFile file(facts, nullptr);
+  EXPECT_TRUE(KxUtil_MatchFileMsiInfo(file, KXW("ProductName"), KXW("TOOL*"), false, StrWildcard));
+  EXPECT_FALSE(KxUtil_MatchFileMsiInfo(file, KXW("ProductName"), KXW("TOOL*"), true, StrWildcard));
+  EXPECT_FALSE(KxUtil_MatchFileMsiInfo(file, KXW("Manufacturer"), KXW("*"), false, StrWildcard));
+  EXPECT_FALSE(KxUtil_MatchFileMsiInfo(file, KXW("Manufacturer"), {}, false, StrEquals));
+}
+
+TEST(MatchFilePublisher, WhatIsNotThereHasNone) {
+  EXPECT_FALSE(KxUtil_MatchFilePublisher(KXW("no such file.exe"), KXW("*"), false, StrWildcard));
+  EXPECT_FALSE(KxUtil_MatchFilePublisher(KXW("System"), KXW("*"), false, StrWildcard));
+  EXPECT_FALSE(KxUtil_MatchFilePublisher(nullptr, {}, false, StrEquals));
+}
+
+}  // namespace

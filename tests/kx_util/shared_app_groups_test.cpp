@@ -1,0 +1,136 @@
+#include <kx_util/shared_app_groups.h>
+#include <kx_util/target_info_kinds.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "tests/support/record_bytes.h"
+#include "tests/support/recording_observer.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// A target for requests of the addresses that are like `pattern`.
+CkxRecordBytes Url(unsigned char id, std::u16string_view pattern) {
+  return CkxRecordBytes().U32(0x22232427).SizeHere().Id(id).U32(7).Set().Obfuscated(pattern).U8(0).U16(4);
+}
+
+CkxRecordBytes Group(uint32_t targets) { return CkxRecordBytes().U32(0x22232426).SizeHere().Id(4).U32(targets); }
+CkxRecordBytes ThreeUrls() {
+  return Group(3).Append(Url(1, u"ftp:*")).Append(Url(2, u"http:*")).Append(Url(3, u"http:*"));
+}
+
+CkxShBufAppGroupPtr Read(const CkxExactBytes& bytes, bool copy) {
+  return CkxShBufAppGroupPtr(CkxShBufAppGroup::AppGroupFromBuffer(bytes.As<SkxAppGroupBufHeader>(), copy));
+}
+
+std::vector<uint32_t> Enumerated(CkxShBufAppGroup& group, size_t atMost, bool& completed) {
+  struct Visit {
+    std::vector<uint32_t> ids;
+    size_t atMost;
+  } visit = {{}, atMost};
+  CkxShBufAppGroup::SkxEnumContext context = {[](const CkxShBufTarget& target, void* v) {
+                                                auto& visited = *static_cast<Visit*>(v);
+                                                visited.ids.push_back(target.TargetId().Data1);
+                                                return visited.ids.size() < visited.atMost;
+                                              },
+                                              &visit, false};
+  group.DoEnumTargets(&context);
+  completed = context.completed;
+  return visit.ids;
+}
+
+TEST(AppGroup, HasItsFieldsInOrder) {
+  const CkxExactBytes bytes(ThreeUrls().Bytes());
+  const CkxShBufAppGroupPtr group = Read(bytes, false);
+  ASSERT_NE(group, nullptr);
+  EXPECT_EQ(group->Id().Data1, 4u);
+  EXPECT_EQ(group->BufferSize(), ThreeUrls().Bytes().size());
+  EXPECT_EQ(group->Targets().Count(), 3u);
+}
+
+TEST(AppGroup, OnlyAWholeRecordIsOne) {
+  EXPECT_EQ(CkxShBufAppGroup::AppGroupFromBuffer(nullptr, false), nullptr);
+  const KxBytes record = ThreeUrls().Bytes();
+  for (const bool copy : {false, true}) {
+    for (size_t size = 8; size < record.size(); ++size) {
+      CkxExactBytes part(record, size);
+      part.Data()[4] = static_cast<unsigned char>(size);
+      part.Data()[5] = static_cast<unsigned char>(size >> 8);
+      EXPECT_EQ(Read(part, copy), nullptr) << "of " << size << " bytes";
+    }
+    KxBytes other = record;
+    other[0] = 0x25;
+    EXPECT_EQ(Read(CkxExactBytes(other), copy), nullptr) << "the magic of policies";
+    EXPECT_NE(Read(CkxExactBytes(ThreeUrls().Zeros(9).Bytes()), copy), nullptr) << "bytes after the targets";
+  }
+}
+
+TEST(AppGroup, ReadInPlaceTakesWhatItsTargetsTake) {
+  KxBytes record = ThreeUrls().Zeros(2).Bytes();
+  CkxExactBytes bytes(record);
+  const CkxShBufAppGroupPtr group = Read(CkxExactBytes(Group(0).Bytes()), true);
+  EXPECT_TRUE(group->FromBuffer(bytes.cursor, bytes.remaining));
+  EXPECT_EQ(bytes.remaining, 2u);
+  EXPECT_EQ(group->Targets().Count(), 3u);
+
+  CkxExactBytes shorter(record, record.size() - 1);
+  EXPECT_FALSE(group->FromBuffer(shorter.cursor, shorter.remaining)) << "its size reaches past the end";
+}
+
+TEST(AppGroup, ACopyOutlivesItsRecord) {
+  CkxShBufAppGroupPtr group;
+  {
+    CkxExactBytes bytes(ThreeUrls().Bytes());
+    group = Read(bytes, true);
+    std::fill_n(bytes.Data(), bytes.remaining, static_cast<unsigned char>(0xCC));
+  }
+  bool completed = false;
+  EXPECT_EQ(group->Id().Data1, 4u);
+  EXPECT_THAT(Enumerated(*group, 9, completed), ElementsAre(1u, 2u, 3u));
+}
+
+TEST(AppGroup, TheFirstTargetThatMatchesIsTheAnswer) {
+  const CkxExactBytes bytes(ThreeUrls().Bytes());
+  const CkxShBufAppGroupPtr group = Read(bytes, false);
+  const CkxTargetInfoElevator web(2, KXW("http://x"), nullptr);
+  const CkxTargetInfoElevator mail(2, KXW("mailto:x"), nullptr);
+
+  CkxRecordingObserver observer;
+  const CkxEvaluationObserverScope watching(observer);
+  SkxTriggerPolicyShortInfo info;
+  EXPECT_TRUE(group->MatchTarget(web, info));
+  EXPECT_EQ(uint32_t{info.PolicyTargetId.Data1}, 2u);
+  EXPECT_EQ(EkxPolicyTarget{info.TargetType}, EkxPolicyTarget::Url);
+  EXPECT_THAT(observer.lines,
+              ElementsAre("check url: is like ftp:* / http://x", "target 7 1 did not match", "target 7 2 matched"));
+
+  SkxTriggerPolicyShortInfo untouched;
+  CkxShBufAppGroup::SkxMatchContext context = {true, mail, untouched};
+  group->DoMatchTarget(&context);
+  EXPECT_FALSE(context.found);
+  EXPECT_EQ(EkxPolicyTarget{untouched.TargetType}, EkxPolicyTarget::Invalid);
+}
+
+TEST(AppGroup, EnumerationStopsWhenItsCallbackSaysSo) {
+  const CkxExactBytes three(ThreeUrls().Bytes());
+  const CkxExactBytes none(Group(0).Bytes());
+  bool completed = false;
+  EXPECT_THAT(Enumerated(*Read(three, false), 2, completed), ElementsAre(1u, 2u));
+  EXPECT_FALSE(completed);
+  EXPECT_THAT(Enumerated(*Read(three, false), 9, completed), ElementsAre(1u, 2u, 3u));
+  EXPECT_TRUE(completed);
+  completed = false;
+  EXPECT_THAT(Enumerated(*Read(none, false), 9, completed), IsEmpty());
+  EXPECT_TRUE(completed);
+
+  SkxTriggerPolicyShortInfo info;
+  const CkxTargetInfoElevator web(2, KXW("http://x"), nullptr);
+  EXPECT_FALSE(Read(none, false)->MatchTarget(web, info));
+}
+
+}  // namespace

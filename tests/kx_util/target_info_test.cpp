@@ -1,0 +1,327 @@
+#include <kx_util/target_info.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <kx_util/target_info_kinds.h>
+#include <kx_util/target_info_process.h>
+
+#include "Common_CPP/file/machine_facts.h"
+#include "tests/support/trace_capture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::string Utf8(const WCHAR* text) { return text != nullptr ? KxText_ToUtf8(text) : "<null>"; }
+
+SkxFileFacts Facts(const WCHAR* path) {
+  SkxFileFacts facts;
+  facts.path = path;
+  return facts;
+}
+
+/// A kind that is nothing but the base.
+class Probe : public CkxTargetInfo {
+ public:
+  explicit Probe(const WCHAR* description = KXW(""), bool flag = false)
+      : CkxTargetInfo(this, flag), _text(description) {}
+  EkxPolicyTarget TargetType() const override { return EkxPolicyTarget::AdminTask; }
+  using CkxTargetInfo::_Cached;
+  using CkxTargetInfo::_Clean;
+  using CkxTargetInfo::_GetFromCache;
+  using CkxTargetInfo::_IsMissingValue;
+  using CkxTargetInfo::_RemoveFromCache;
+  using CkxTargetInfo::_SaveToCache;
+  using CkxTargetInfo::_SetMissingValue;
+  mutable int described = 0;
+
+ protected:
+  void _GetDescriptionForAlert(CkxUtilStr& text) const override {
+    ++described;
+    text = _text;
+  }
+  void _GetDescriptionForEvent(CkxUtilStr& text) const override {
+    ++described;
+    text = _text;
+  }
+
+ private:
+  const WCHAR* const _text;
+};
+
+TEST(TargetInfoCache, KeepsTheLastValueOfAnExactKey) {
+  const Probe probe;
+  EXPECT_EQ(probe._GetFromCache(KXW("Key")), nullptr);
+  probe._SaveToCache(KXW("Key"), KXW("one"));
+  probe._SaveToCache(KXW("KEY"), KXW("other"));
+  probe._SaveToCache(KXW("Key"), KXW("two"));
+  EXPECT_EQ(Utf8(probe._GetFromCache(KXW("Key"))), "two");
+  EXPECT_EQ(Utf8(probe._GetFromCache(KXW("KEY"))), "other");
+  probe._RemoveFromCache(KXW("Key"));
+  probe._RemoveFromCache(KXW("never there"));
+  EXPECT_EQ(probe._GetFromCache(KXW("Key")), nullptr) << "one entry a key";
+  EXPECT_EQ(Utf8(probe._GetFromCache(KXW("KEY"))), "other");
+}
+
+TEST(TargetInfoCache, TextsStayWhereTheyAre) {
+  const Probe probe;
+  probe._SaveToCache(KXW("0"), KXW("short"));
+  const WCHAR* const first = probe._GetFromCache(KXW("0"));
+  for (int i = 1; i < 100; ++i)
+    probe._SaveToCache(CkxUtilStr(KxWString(static_cast<size_t>(i), KXW('k'))).String(), KXW("x"));
+  EXPECT_EQ(probe._GetFromCache(KXW("0")), first);
+  EXPECT_EQ(Utf8(first), "short");
+}
+
+TEST(TargetInfoCache, WhatIsKnownIsNeverComputedAgain) {
+  const Probe probe;
+  int computed = 0;
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(Utf8(probe._Cached(KXW("there"), [&](CkxUtilStr& value) { return value = KXW("v"), ++computed != 0; })),
+              "v");
+  }
+  EXPECT_EQ(computed, 1);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(probe._Cached(KXW("missing"), [&](CkxUtilStr&) { return ++computed == 0; }), nullptr);
+  }
+  EXPECT_EQ(computed, 2);
+  EXPECT_TRUE(probe._IsMissingValue(KXW("missing")));
+  EXPECT_FALSE(probe._IsMissingValue(KXW("Missing")));
+  EXPECT_EQ(probe._GetFromCache(KXW("missing")), nullptr);
+}
+
+TEST(TargetInfo, HoldsWhatItIsGiven) {
+  Probe probe(KXW(""), true);
+  EXPECT_EQ(probe.UserToken(), &probe);
+  EXPECT_TRUE(probe.ConstructionFlag());
+  EXPECT_FALSE(probe.OnDemandElevationRequested());
+  EXPECT_FALSE(probe.IsLocalCopySource());
+  probe.SetLocalCopySource(true);
+  EXPECT_TRUE(probe.IsLocalCopySource());
+  EXPECT_FALSE(probe.OnDemandElevationRequested());
+
+  EXPECT_EQ(probe.GetDescriptionBase(), nullptr);
+  KxWString own = KXW("base");
+  probe.SetDescriptionBase(own.c_str());
+  own = KXW("gone");
+  probe.SetDescriptionBase(probe.GetDescriptionBase());  // its own text may come back
+  EXPECT_EQ(Utf8(probe.GetDescriptionBase()), "base");
+  probe._SaveToCache(KXW("k"), KXW("v"));
+  probe._Clean();
+  EXPECT_EQ(probe.GetDescriptionBase(), nullptr);
+  EXPECT_EQ(probe._GetFromCache(KXW("k")), nullptr);
+}
+
+TEST(TargetInfo, DescriptionsAreMadeOnceAndMissedAloud) {
+  CkxTraceCapture trace;
+  const Probe named(KXW("a\tname\r\nand more"));
+  EXPECT_EQ(named.GetDescriptionForAlert(), named.GetDescriptionForAlert());
+  EXPECT_EQ(Utf8(named.GetDescriptionForEvent()), "a name  and more");
+  EXPECT_EQ(named.described, 2);
+  EXPECT_THAT(trace.Texts(), IsEmpty());
+
+  const Probe nameless;
+  EXPECT_EQ(Utf8(nameless.GetDescriptionForAlert()), "");
+  EXPECT_EQ(Utf8(nameless.GetDescriptionForAlert()), "");
+  EXPECT_EQ(Utf8(nameless.GetDescriptionForEvent()), "");
+  EXPECT_EQ(nameless.described, 2);
+  EXPECT_THAT(trace.Texts(),
+              ElementsAre("KXT_ERROR CkxTargetInfo: ERROR: Failed to retrieve KxAlertDesc. TargetType=8",
+                          "KXT_ERROR CkxTargetInfo: ERROR: Failed to retrieve KxEventDesc. TargetType=8"));
+}
+
+TEST(TargetInfo, KindsOfferTheirProviders) {
+  const SkxFileFacts facts = Facts(KXW("C:\\a\\b.ocx"));
+  const Probe base;
+  const CkxTargetInfoFile file(facts, nullptr);
+  const CkxTargetInfoProcess process(facts, SkxProcessFacts(), nullptr);
+  const CkxTargetInfoActiveX control(facts, nullptr);
+  const CkxTargetInfoUacCOM com(facts, nullptr);
+  const CkxTargetInfoElevator elevator(2, KXW("https://example.com/x"), nullptr);
+  struct {
+    const char* name;
+    const CkxTargetInfo& target;
+    const char* kinds;      // elevator, ActiveX, file, process, UAC-COM
+    const char* providers;  // path, hash, publisher, owner, version information
+    unsigned type;
+  } const cases[] = {
+      {"base", base, "-----", "-----", 8},        {"file", file, "--F--", "PHSOV", 21},
+      {"process", process, "--FP-", "PHSOV", 21}, {"ActiveX", control, "-A---", "PHS--", 9},
+      {"UAC-COM", com, "----C", "PHSOV", 15},     {"elevator", elevator, "E----", "-----", 7},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const auto mark = [](bool is, char letter) { return is ? letter : '-'; };
+    const CkxTargetInfo& t = c.target;
+    EXPECT_EQ((std::string{mark(t.IsTargetInfoElevator(), 'E'), mark(t.IsTargetInfoActiveX(), 'A'),
+                           mark(t.IsTargetInfoFile(), 'F'), mark(t.IsTargetInfoProcess(), 'P'),
+                           mark(t.IsTargetInfoUacCOM(), 'C')}),
+              c.kinds);
+    EXPECT_EQ(
+        (std::string{mark(t.QueryPathProvider() != nullptr, 'P'), mark(t.QueryHashProvider() != nullptr, 'H'),
+                     mark(t.QueryPublisherProvider() != nullptr, 'S'), mark(t.QueryOwnerProvider() != nullptr, 'O'),
+                     mark(t.QueryVersionInfoProvider() != nullptr, 'V')}),
+        c.providers);
+    EXPECT_EQ(static_cast<const IkxPathProvider*>(t.QueryHashProvider()), t.QueryPathProvider());
+    EXPECT_EQ(static_cast<unsigned>(t.TargetType()), c.type);
+    if (t.QueryPathProvider() != nullptr) {
+      EXPECT_EQ(Utf8(t.QueryPathProvider()->GetPath()), "C:\\a\\b.ocx");
+    }
+  }
+}
+
+TEST(TargetInfo, ComesFromConsentData) {
+  int token = 0;
+  struct {
+    uint32_t kind;
+    const char* made;
+  } const cases[] = {{0, "process"}, {1, "com"}, {2, "process"}, {3, "activex"},
+                     {5, "process"}, {4, ""},    {6, ""},        {77, ""}};
+  CkxTraceCapture trace;
+  for (const auto& c : cases) {
+    CkxConsentData consent;
+    consent.kind = static_cast<CkxConsentData::Kind>(c.kind);
+    consent.path = KXW("C:\\no\\such\\place\\x.exe");
+    consent.commandLine = KXW("x.exe /all");
+    consent.url = KXW("https://example.com/x");
+    consent.userToken = &token;
+    const CkxTargetInfoPtr target(CkxTargetInfo::CreateFromConsentData(consent, 4711));
+    EXPECT_EQ(target == nullptr, *c.made == 0) << c.kind;
+    if (target == nullptr) continue;
+    EXPECT_EQ(target->IsTargetInfoProcess()   ? "process"
+              : target->IsTargetInfoActiveX() ? "activex"
+              : target->IsTargetInfoUacCOM()  ? "com"
+                                              : "",
+              std::string(c.made));
+    EXPECT_EQ(target->UserToken(), &token);
+    EXPECT_EQ(Utf8(target->QueryPathProvider()->GetPath()), "C:\\no\\such\\place\\x.exe");
+    if (target->IsTargetInfoProcess()) {
+      const auto& process = static_cast<const CkxTargetInfoProcess&>(*target);
+      EXPECT_EQ(process.Pid(), 4711u);
+      EXPECT_EQ(Utf8(process.CommandLine()), "x.exe /all");
+    }
+  }
+  EXPECT_THAT(trace.Texts(), ElementsAre("KXT_ERROR CkxTargetInfo: ERROR: Unexpected type: 4",
+                                         "KXT_ERROR CkxTargetInfo: ERROR: Unexpected type: 6",
+                                         "KXT_ERROR CkxTargetInfo: ERROR: Unexpected type: 77"));
+}
+
+TEST(TargetInfo, MappedPathsBecomeUnc) {
+  class OneShare : public IkxMachineFacts {
+   public:
+    EkxDriveType DriveType(WCHAR) const override { return EkxDriveType::Remote; }
+    std::optional<KxWString> MappedShare(WCHAR letter) const override {
+      return letter == KXW('H') ? std::optional<KxWString>(KXW("\\\\server\\share")) : std::nullopt;
+    }
+  };
+  const OneShare machine;
+  const CkxMachineFactsScope scope(machine);
+  struct {
+    const WCHAR* path;
+    const char* unc;
+  } const cases[] = {
+      {nullptr, "<null>"},
+      {KXW(""), ""},
+      {KXW("H:\\dir\\x.exe"), "\\\\server\\share\\dir\\x.exe"},
+      {KXW("h:/x.exe"), "\\\\server\\share/x.exe"},
+      {KXW("H:"), "\\\\server\\share"},
+      {KXW("H:x.exe"), "H:x.exe"},
+      {KXW("C:\\dir\\x.exe"), "C:\\dir\\x.exe"},
+      {KXW("\\\\other\\share\\x"), "\\\\other\\share\\x"},
+  };
+  for (const auto& c : cases) {
+    const WCHAR* unc = CkxTargetInfo::_MappedPathToUncStrDup(nullptr, c.path);
+    EXPECT_EQ(Utf8(unc), c.unc);
+    EXPECT_TRUE(unc == nullptr || unc != c.path);
+    CkxTargetInfo::_Free(unc);
+    EXPECT_EQ(unc, nullptr);
+  }
+}
+
+TEST(TargetInfo, FindsWhatAProcessCarries) {
+  constexpr EkxPolicyTarget kExe = EkxPolicyTarget::Executable;
+  constexpr EkxPolicyTarget kMsi = EkxPolicyTarget::Msi;
+  constexpr EkxPolicyTarget kScript = EkxPolicyTarget::Script;
+  constexpr EkxPolicyTarget kDll = EkxPolicyTarget::Dll;
+  const auto owned = [](auto* target) { return CkxTargetInfoPtr(target); };
+
+  CkxTargetInfoProcess host(Facts(KXW("C:\\host.exe")), SkxProcessFacts(), nullptr);
+  EXPECT_EQ(&host.GetEffectiveTarget(), &host);
+  host.AddLinked(owned(new CkxTargetInfoElevator(2, KXW("https://example.com"), nullptr)));
+  host.AddLinked(owned(new CkxTargetInfoFile(Facts(KXW("C:\\a.msi")), nullptr)));
+  host.AddLinked(owned(new CkxTargetInfoProcess(Facts(KXW("C:\\a.vbs")), SkxProcessFacts(), nullptr)));
+  host.AddLinked(owned(new CkxTargetInfoProcess(Facts(KXW("C:\\b.vbs")), SkxProcessFacts(), nullptr)));
+  host.SetParent(owned(new CkxTargetInfoProcess(Facts(KXW("C:\\parent.exe")), SkxProcessFacts(), nullptr)));
+  EXPECT_TRUE(host.GetEffectiveTarget().IsTargetInfoElevator());
+  EXPECT_TRUE(host.Parent()->IsTargetInfoProcess());
+  const CkxTargetInfoFile plain(Facts(KXW("C:\\c.msi")), nullptr);
+  const CkxTargetInfoElevator elevator(2, KXW(""), nullptr);
+
+  struct {
+    const char* name;
+    const CkxTargetInfo& target;
+    EkxPolicyTarget type;
+    const char* file;  // "" where there is none
+    const char* process;
+  } const cases[] = {
+      {"the process itself", host, kExe, "C:\\host.exe", "C:\\host.exe"},
+      {"a linked process, the first", host, kScript, "C:\\a.vbs", "C:\\a.vbs"},
+      {"a linked file is no process", host, kMsi, "C:\\a.msi", ""},
+      {"nothing of that type", host, kDll, "", ""},
+      {"a linked target that is no file", host, EkxPolicyTarget::Url, "", ""},
+      {"a plain file", plain, kMsi, "C:\\c.msi", ""},
+      {"a plain file of another type", plain, kExe, "", ""},
+      {"no file at all", elevator, EkxPolicyTarget::Url, "", ""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const auto path = [](const CkxTargetInfoFile* file) { return file != nullptr ? Utf8(file->GetPath()) : ""; };
+    const CkxTargetInfoFile* file = &plain;
+    const CkxTargetInfoProcess* process = &host;
+    EXPECT_EQ(KxUtil_GetFileProcTargetsOfType(c.target, c.type, file, process), *c.file != 0);
+    EXPECT_EQ(path(file), c.file);
+    EXPECT_EQ(path(process), c.process);
+    process = &host;
+    EXPECT_EQ(KxUtil_GetProcTargetOfType(c.target, c.type, process), *c.process != 0);
+    EXPECT_EQ(path(process), c.process);
+  }
+}
+
+TEST(TargetInfo, DescriptionsOfTheKinds) {
+  SkxFileFacts titled = Facts(KXW("C:\\dir\\tool.exe"));
+  titled.versionInfo = {{KXW("FileDescription"), KXW("Fine Tool")}, {KXW("ProductName"), KXW("Suite")}};
+  SkxFileFacts product = Facts(KXW("C:\\dir\\tool.exe"));
+  product.versionInfo = {{KXW("FileDescription"), KXW("")}, {KXW("ProductName"), KXW("Suite")}};
+  SkxProcessFacts quiet;
+  quiet.commandLine = KXW("tool.exe /quiet");
+  CkxTargetInfoUacCOM named(titled, nullptr);
+  named.SetDescriptionBase(KXW("Called So"));
+
+  const CkxTargetInfoFile file(titled, nullptr);
+  const CkxTargetInfoFile suite(product, nullptr);
+  const CkxTargetInfoFile bare(Facts(KXW("C:\\dir\\tool.exe")), nullptr);
+  const CkxTargetInfoFile system(CkxTargetInfoFile::kSystemPseudoFile, nullptr);
+  const CkxTargetInfoProcess process(titled, quiet, nullptr);
+  const CkxTargetInfoElevator elevator(2, KXW("https://example.com/x"), nullptr);
+  struct {
+    const CkxTargetInfo& target;
+    const char* alert;
+    const char* event;
+  } const cases[] = {
+      {file, "Fine Tool (C:\\dir\\tool.exe)", "Fine Tool (C:\\dir\\tool.exe)"},
+      {suite, "Suite (C:\\dir\\tool.exe)", "Suite (C:\\dir\\tool.exe)"},
+      {bare, "tool.exe (C:\\dir\\tool.exe)", "tool.exe (C:\\dir\\tool.exe)"},
+      {system, "System", "System"},
+      {named, "Called So (C:\\dir\\tool.exe)", "Called So (C:\\dir\\tool.exe)"},
+      {process, "Fine Tool (C:\\dir\\tool.exe)", "Fine Tool (C:\\dir\\tool.exe), command line: tool.exe /quiet"},
+      {elevator, "https://example.com/x", "https://example.com/x"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(Utf8(c.target.GetDescriptionForAlert()), c.alert);
+    EXPECT_EQ(Utf8(c.target.GetDescriptionForEvent()), c.event);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,32 @@
+// One evaluation and what it said: the decision, whose policy it was, and on request how it came about.
+#pragma once
+
+#include <kx_util/shared_policies_data.h>
+
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+struct SkxDecision {
+  std::string idJson = "null";  ///< the target's id, as JSON text
+  bool matched = false;
+  SkxTriggerPolicyShortInfo info;
+  std::string policyName;
+  std::vector<SkxPolicyAlertLink> alerts;
+  std::string error;  ///< of a walk that ended in a fault; else empty
+  std::optional<nlohmann::ordered_json> explanation;
+};
+
+/// The central evaluation for `target`, by the policy source in force. With `explain` every step is kept.
+SkxDecision KxDecision_Of(const CkxTargetInfo& target, bool explain);
+
+/// One line of JSON, without a line end.
+std::string KxDecision_ToJson(const SkxDecision& decision);
+
+/// One row of the table for a person, and its heading. `what` is how the person calls the target.
+std::string KxDecision_TableHeading();
+std::string KxDecision_ToRow(const SkxDecision& decision, const std::string& what);
+
+/// The explanation as indented text; empty without one.
+std::string KxDecision_ExplanationText(const SkxDecision& decision);

@@ -1,0 +1,38 @@
+// Collects what an evaluation did, as the JSON of an answer's "explain".
+#pragma once
+
+#include <kx_util/evaluation_observer.h>
+#include <kx_util/shared_policy.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+class CkxDecisionObserver : public IkxEvaluationObserver {
+ public:
+  explicit CkxDecisionObserver(bool steps) : _steps(steps) {}
+
+  bool WantsSteps() const override { return _steps; }
+  void OnCheckFailed(const char* property, CkxTextView expected, CkxTextView actual) override;
+  void OnTarget(const SkxObservedTarget& target, bool matched) override;
+  void OnPolicy(const SkxObservedPolicy& policy, EkxPolicyOutcome outcome) override;
+  void OnFault(std::string_view line) override { _fault = line; }
+
+  /// Of the policy that applied.
+  const std::string& PolicyName() const { return _policyName; }
+  const std::vector<SkxPolicyAlertLink>& Alerts() const { return _alerts; }
+
+  const std::string& Fault() const { return _fault; }
+  nlohmann::ordered_json TakePolicies() { return std::move(_policies); }
+
+ private:
+  void KeepApplied(const CkxShBufPolicy& policy);
+
+  const bool _steps;
+  std::string _policyName;
+  std::vector<SkxPolicyAlertLink> _alerts;
+  std::string _fault;
+  nlohmann::ordered_json _policies = nlohmann::ordered_json::array();
+  nlohmann::ordered_json _targets = nlohmann::ordered_json::array();  // of the policy under way
+  nlohmann::ordered_json _failed;  // the check that failed last, of the target under way
+};

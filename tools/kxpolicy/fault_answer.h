@@ -1,0 +1,7 @@
+// The answer to a line of a JSON Lines stream that cannot be used.
+#pragma once
+
+#include <string>
+
+/// {"id":...,"error":"..."}, without a line end. `line` is asked for its id, null where it has none that can be read.
+std::string KxFaultAnswer_Of(const std::string& line, const std::string& fault);

@@ -1,0 +1,44 @@
+// Where verbs read from: files, and standard input under the name "-".
+#pragma once
+
+#include <istream>
+#include <memory>
+#include <string>
+
+/// The stream behind a path in UTF-8, or `standardInput` for "-". One that cannot be opened is unusable input.
+class CkxInput {
+ public:
+  CkxInput(const std::string& path, std::istream& standardInput);
+
+  std::istream& Stream() { return _file != nullptr ? *_file : _standardInput; }
+  const std::string& Name() const { return _name; }
+
+  /// All of it, up to a limit that no document needs.
+  std::string ReadAll();
+
+ private:
+  const std::string _name;
+  std::unique_ptr<std::istream> _file;
+  std::istream& _standardInput;
+};
+
+/// The lines of a stream, one at a time and of bounded length, so that a stream of any size takes constant memory. A
+/// byte order mark before the first line, a carriage return at a line's end and blank lines are passed over.
+class CkxLineReader {
+ public:
+  static constexpr size_t kMaxLineBytes = size_t{16} << 20;
+
+  explicit CkxLineReader(std::istream& stream) : _stream(stream) {}
+
+  /// False at the end. A line over the limit comes back cut, with `TooLong`.
+  bool Next(std::string& line);
+  bool TooLong() const { return _tooLong; }
+  size_t Number() const { return _number; }  ///< of the line handed out last, from 1
+
+ private:
+  bool ReadLine(std::string& line);
+
+  std::istream& _stream;
+  size_t _number = 0;
+  bool _tooLong = false;
+};

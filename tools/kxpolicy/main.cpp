@@ -1,0 +1,12 @@
+#include <iostream>
+
+#include "Common_CPP/util/process_args.h"
+#include "tools/kxpolicy/tool.h"
+
+int main(int argc, char** argv) {
+  const CkxProcessStreams process;
+  std::ios::sync_with_stdio(false);
+  std::cin.tie(nullptr);  // answers are flushed one by one where a person waits for them
+  SkxStreams streams = {std::cin, std::cout, std::cerr, process.OutIsTerminal()};
+  return KxPolicy_Run(KxProcess_Arguments(argc, argv), streams);
+}

@@ -1,0 +1,52 @@
+// What every verb of the command works with: its streams, its exit codes and its way to give up.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <iosfwd>
+#include <stdexcept>
+#include <string>
+
+/// Exit codes, which scripts are written against.
+enum class EkxExit : int {
+  Done = 0,     ///< whatever the decision
+  Failure = 1,  ///< an answer that is a failure
+  UnusableArguments = 2,
+  UnusableInput = 3,  ///< unreadable, malformed
+  SystemRefused = 4,
+};
+
+struct SkxStreams {
+  std::istream& in;
+  std::ostream& out;
+  std::ostream& err;
+  bool outIsTerminal = false;
+};
+
+/// Ends the command with one line on standard error.
+class CkxToolFault : public std::runtime_error {
+ public:
+  CkxToolFault(EkxExit code, const std::string& line) : std::runtime_error(line), _code(code) {}
+  EkxExit Code() const { return _code; }
+
+ private:
+  EkxExit _code;
+};
+
+using KxVerbAction = std::function<EkxExit(SkxStreams&)>;
+
+/// One verb: `declare` adds its options to `app` and returns what runs once they are parsed.
+struct SkxVerb {
+  const char* name;
+  const char* summary;
+  KxVerbAction (*declare)(CLI::App& app);
+};
+
+KxVerbAction KxVerb_Compile(CLI::App& app);
+KxVerbAction KxVerb_Show(CLI::App& app);
+KxVerbAction KxVerb_Eval(CLI::App& app);
+KxVerbAction KxVerb_Match(CLI::App& app);
+KxVerbAction KxVerb_Record(CLI::App& app);
+
+/// The whole command; `arguments` without the program's name, in UTF-8.
+int KxPolicy_Run(const std::vector<std::string>& arguments, SkxStreams& streams);

@@ -1,0 +1,160 @@
+// eval: which policy applies to a live file, to one target document, or to each of a stream of them.
+#include <kx_util/target_info_file.h>
+
+#include <ostream>
+
+#include "Agent/engine/kx_publish/image_source.h"
+#include "Agent/engine/kx_publish/json_reader.h"
+#include "Agent/engine/kx_publish/target_document.h"
+#include "Common_CPP/file/file.h"
+#include "tools/kxpolicy/decision.h"
+#include "tools/kxpolicy/fault_answer.h"
+#include "tools/kxpolicy/image_input.h"
+#include "tools/kxpolicy/input.h"
+#include "tools/kxpolicy/tool.h"
+
+namespace {
+
+struct Options {
+  std::string image;
+  std::string file;
+  std::string target;
+  std::string targets;
+  std::string user;
+  bool explain = false;
+  std::string format = "text";
+};
+
+/// Writes answers in the order asked, in the format asked for.
+class Answers {
+ public:
+  Answers(const Options& options, SkxStreams& streams) : _json(options.format == "json"), _streams(streams) {}
+
+  void Write(const SkxDecision& decision, const std::string& what) {
+    if (_json) {
+      Line(KxDecision_ToJson(decision));
+      return;
+    }
+    Heading();
+    Line(KxDecision_ToRow(decision, what));
+    _streams.out << KxDecision_ExplanationText(decision);
+  }
+
+  void WriteFault(const std::string& line, const std::string& fault, const std::string& place) {
+    if (_json) {
+      Line(KxFaultAnswer_Of(line, fault));
+      return;
+    }
+    Heading();
+    SkxDecision none;
+    none.error = "unusable: " + fault;
+    Line(KxDecision_ToRow(none, place));
+  }
+
+ private:
+  void Heading() {
+    if (!_headed) Line(KxDecision_TableHeading());
+    _headed = true;
+  }
+  void Line(const std::string& line) {
+    _streams.out << line << '\n';
+    if (_streams.outIsTerminal) _streams.out.flush();
+  }
+
+  const bool _json;
+  SkxStreams& _streams;
+  bool _headed = false;
+};
+
+SkxDecision Decide(const CkxTargetDocument& document, bool explain) {
+  const CkxMachineFactsScope machine(document.Machine());
+  SkxDecision decision = KxDecision_Of(document.Target(), explain);
+  decision.idJson = document.IdJson();
+  return decision;
+}
+
+/// How a person calls a target: its path, else its id.
+std::string NameOf(const CkxTargetDocument& document) {
+  const IkxPathProvider* const file = document.Target().QueryPathProvider();
+  const std::string path = file != nullptr ? KxText_ToUtf8(file->GetPath()) : "";
+  return path.empty() ? document.IdJson() : path;
+}
+
+EkxExit EvalStream(const Options& options, const std::optional<CkxSid>& user, Answers& answers, SkxStreams& streams) {
+  CkxInput input(options.targets, streams.in);
+  CkxLineReader lines(input.Stream());
+  EkxExit code = EkxExit::Done;
+  for (std::string line; lines.Next(line);) {
+    const std::string place = input.Name() + ":" + std::to_string(lines.Number());
+    try {
+      if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");
+      const CkxTargetDocument document = CkxTargetDocument::Parse(line, user);
+      answers.Write(Decide(document, options.explain), NameOf(document));
+    } catch (const CkxDocumentFault& fault) {
+      answers.WriteFault(lines.TooLong() ? "" : line, fault.Line(), place);
+      code = EkxExit::UnusableInput;
+    }
+  }
+  return code;
+}
+
+EkxExit EvalDocument(const Options& options, const std::optional<CkxSid>& user, Answers& answers, SkxStreams& streams) {
+  CkxInput input(options.target, streams.in);
+  try {
+    const CkxTargetDocument document = CkxTargetDocument::Parse(input.ReadAll(), user);
+    answers.Write(Decide(document, options.explain), NameOf(document));
+  } catch (const CkxDocumentFault& fault) {
+    throw CkxToolFault(EkxExit::UnusableInput, input.Name() + ": " + fault.Line());
+  }
+  return EkxExit::Done;
+}
+
+EkxExit EvalFile(const Options& options, const std::optional<CkxSid>& user, Answers& answers) {
+  const std::optional<KxWString> path = KxText_FromUtf8(options.file);
+  const std::optional<KxWString> full = path ? KxFile_FullPath(*path) : std::nullopt;
+  if (!full || !KxFile_Status(*full)) throw CkxToolFault(EkxExit::UnusableInput, options.file + ": cannot be read");
+  std::optional<CkxAccessToken> token;
+  if (user) token.emplace(*user, std::vector<CkxSid>{}, false);
+  const CkxTargetInfoFile file(full->c_str(), token ? token->Handle() : nullptr);
+  SkxDecision decision = KxDecision_Of(file, options.explain);
+  decision.idJson = nlohmann::json(options.file).dump();
+  answers.Write(decision, options.file);
+  return EkxExit::Done;
+}
+
+EkxExit Run(const Options& options, SkxStreams& streams) {
+  std::optional<CkxSid> user;
+  if (!options.user.empty()) {
+    user = CkxSid::FromUtf8(options.user);
+    if (!user) throw CkxToolFault(EkxExit::UnusableArguments, "--user: \"" + options.user + "\" is no SID");
+  }
+  std::optional<CkxImageSource> image;
+  std::optional<CkxPolicySourceScope> scope;
+  if (!options.image.empty()) {
+    image.emplace(KxImage_Load(options.image));
+    scope.emplace(*image);
+  }
+  Answers answers(options, streams);
+  if (!options.targets.empty()) return EvalStream(options, user, answers, streams);
+  if (!options.target.empty()) return EvalDocument(options, user, answers, streams);
+  return EvalFile(options, user, answers);
+}
+
+}  // namespace
+
+KxVerbAction KxVerb_Eval(CLI::App& app) {
+  const auto options = std::make_shared<Options>();
+  app.add_option("image", options->image,
+                 "Folder of a compiled image; without it the policies in force on this machine");
+  CLI::Option_group* const what = app.add_option_group("target", "What to evaluate");
+  what->add_option("--file", options->file, "A file on this machine");
+  what->add_option("--target", options->target, "One target document, - for standard input");
+  what->add_option("--targets", options->targets, "A stream of target documents, one a line, - for standard input");
+  what->require_option(1);
+  app.add_option("--user", options->user, "SID of the user to ask for, in place of the target's own");
+  app.add_flag("--explain", options->explain, "Also say which policies were looked at and why each did not apply");
+  app.add_option("--format", options->format, "text (a table) or json (one object a line)")
+      ->check(CLI::IsMember({"text", "json"}));
+  app.footer("Example: kxpolicy eval build/image --file setup.exe --explain");
+  return [options](SkxStreams& streams) { return Run(*options, streams); };
+}

@@ -1,0 +1,177 @@
+// match: the match primitives on a stream of JSON Lines, or one pattern tried out by a person.
+#include <kx_util/kx_util.h>
+
+#include <array>
+#include <nlohmann/json.hpp>
+#include <ostream>
+
+#include "Agent/engine/kx_publish/json_reader.h"
+#include "Agent/engine/kx_publish/target_document.h"
+#include "tools/kxpolicy/fault_answer.h"
+#include "tools/kxpolicy/input.h"
+#include "tools/kxpolicy/match_by_hand.h"
+#include "tools/kxpolicy/tool.h"
+
+namespace {
+
+using nlohmann::json;
+
+/// A text that may be null or missing, which a matcher tells from the empty text.
+class NullableText {
+ public:
+  NullableText(CkxJsonObject& object, const char* key) {
+    const json* const value = object.Find(key);
+    if (value != nullptr && !value->is_null()) _text = KxJson_As<KxWString>(*value, object.PointerTo(key));
+  }
+  CkxTextView View() const { return _text ? CkxTextView(*_text) : CkxTextView(); }
+  const WCHAR* String() const { return _text ? _text->c_str() : nullptr; }
+
+ private:
+  std::optional<KxWString> _text;
+};
+
+bool Flag(CkxJsonObject& object, const char* key) {
+  bool flag = false;
+  object.Optional(key, flag);
+  return flag;
+}
+
+EkxStrCompareAs StrMode(CkxJsonObject& object) {
+  return static_cast<EkxStrCompareAs>(object.Required<uint16_t>("mode"));
+}
+
+std::string Answer(const char* key, bool value) { return std::string("\"") + key + (value ? "\":true" : "\":false"); }
+
+std::string Str(CkxJsonObject& in) {
+  const NullableText pattern(in, "pattern");
+  const NullableText subject(in, "subject");
+  return Answer("match", KxUtil_MatchStr(pattern.View(), subject.View(), Flag(in, "caseSensitive"), StrMode(in)));
+}
+
+std::string RegExp(CkxJsonObject& in) {
+  const NullableText pattern(in, "pattern");
+  return Answer("valid", KxUtil_IsValidRegExp(pattern.View(), Flag(in, "caseSensitive")));
+}
+
+std::string CmdLine(CkxJsonObject& in) {
+  const NullableText pattern(in, "pattern");
+  const NullableText commandLine(in, "commandLine");
+  const NullableText programPath(in, "programPath");
+  return Answer("match", KxUtil_MatchCmdLineArguments(pattern.View(), commandLine.View(), programPath.View(),
+                                                      Flag(in, "caseSensitive"), StrMode(in)));
+}
+
+std::string Bitmask(CkxJsonObject& in) {
+  const auto mode = static_cast<EkxBitmaskCompareAs>(in.Required<uint16_t>("mode"));
+  return Answer("match", KxUtil_MatchBitmask(in.Required<uint32_t>("mask"), in.Required<uint32_t>("value"), mode));
+}
+
+std::string Version(CkxJsonObject& in) {
+  const NullableText text(in, "text");
+  const SkxVersion version = SkxVersion::Parse(text.View());
+  return "\"ms\":" + std::to_string(version.MostSignificant()) +
+         ",\"ls\":" + std::to_string(version.LeastSignificant()) + "," + Answer("empty", version.IsEmpty());
+}
+
+std::string Range(CkxJsonObject& in) {
+  const NullableText min(in, "min");
+  const NullableText max(in, "max");
+  const NullableText version(in, "version");
+  CkxVersionRange range;
+  range.FromString(min.String(), max.String());
+  return Answer("contains", range.Contains(version.String()));
+}
+
+std::string Location(CkxJsonObject& in) {
+  const auto machine = KxTargetDocument_Machine(in);
+  const CkxMachineFactsScope scope(*machine);
+  const NullableText path(in, "path");
+  const WCHAR* const type = KxUtil_GetFileLocationType(nullptr, path.View());
+  return "\"type\":\"" + KxText_ToUtf8(type) + "\"";
+}
+
+std::string InLocation(CkxJsonObject& in) {
+  const auto machine = KxTargetDocument_Machine(in);
+  const CkxMachineFactsScope scope(*machine);
+  const NullableText path(in, "path");
+  const NullableText types(in, "types");
+  const NullableText pattern(in, "pattern");
+  const CkxSimplePathProvider file(path.String());
+  return Answer("match", KxUtil_MatchFileLocation(file, types.View(), pattern.View(), Flag(in, "flag")));
+}
+
+std::string Service(CkxJsonObject& in) {
+  const NullableText list(in, "list");
+  const NullableText name(in, "name");
+  return Answer("match", KxUtil_MatchServiceName(list.View(), name.View()));
+}
+
+struct Operation {
+  std::string_view name;
+  std::string (*answer)(CkxJsonObject& in);  ///< the members of the answer after "id"
+};
+
+constexpr std::array<Operation, 9> kOperations = {{
+    {"str", Str},
+    {"regexp", RegExp},
+    {"cmdline", CmdLine},
+    {"bitmask", Bitmask},
+    {"version", Version},
+    {"range", Range},
+    {"location", Location},
+    {"inlocation", InLocation},
+    {"service", Service},
+}};
+
+std::string AnswerOf(CkxJsonObject& in) {
+  const auto name = in.Required<std::string>("op");
+  for (const Operation& operation : kOperations) {
+    if (operation.name == name) {
+      std::string answer = operation.answer(in);
+      in.Finish();
+      return answer;
+    }
+  }
+  throw CkxDocumentFault(in.PointerTo("op"), "\"" + name + "\" is no operation");
+}
+
+std::string AnswerTo(const std::string& line) {
+  const json value = KxJson_Parse(line, false);
+  CkxJsonObject object(value, "");
+  const json* const id = object.Find("id");
+  const std::string answer = AnswerOf(object);
+  return "{\"id\":" + (id != nullptr ? id->dump() : "null") + "," + answer + "}";
+}
+
+EkxExit RunStream(SkxStreams& streams) {
+  EkxExit code = EkxExit::Done;
+  CkxLineReader lines(streams.in);
+  for (std::string line; lines.Next(line);) {
+    try {
+      if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");
+      streams.out << AnswerTo(line) << '\n';
+    } catch (const CkxDocumentFault& fault) {
+      streams.out << KxFaultAnswer_Of(lines.TooLong() ? "" : line, fault.Line()) << '\n';
+      code = EkxExit::UnusableInput;
+    }
+    if (streams.outIsTerminal) streams.out.flush();
+  }
+  return code;
+}
+
+}  // namespace
+
+KxVerbAction KxVerb_Match(CLI::App& app) {
+  const auto byHand = std::make_shared<SkxMatchByHand>();
+  CLI::Option* const pattern = app.add_option("--pattern", byHand->pattern, "A pattern to try out on the texts");
+  app.add_option("--mode", byHand->mode, "equals, startsWith, contains, wildcard or regExp, or their numbers 1 to 5")
+      ->needs(pattern);
+  app.add_flag("--case-sensitive", byHand->caseSensitive, "Tell capitals from small letters")->needs(pattern);
+  app.add_option("texts", byHand->texts, "The texts")->needs(pattern);
+  app.footer(
+      "Without --pattern: reads operations as JSON Lines from standard input and answers each on a line.\n"
+      "Example: kxpolicy match --pattern '*.exe' --mode wildcard setup.exe setup.msi");
+  return [byHand, pattern](SkxStreams& streams) {
+    return pattern->count() > 0 ? KxMatch_ByHand(*byHand, streams) : RunStream(streams);
+  };
+}
