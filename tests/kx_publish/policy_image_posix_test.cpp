@@ -36,12 +36,15 @@ TEST(PolicyImage, AFailureHalfWayLeavesTheOldImageAndNothingElse) {
 
   SkxPolicyImage larger = image;
   larger.appGroups = SkxPolicyImage::Bytes(100'000, 2);
+  bool replaced = true;
   bool written = true;
   {
     const FileSizeLimit limit(50'000);
-    written = KxPolicyImage_Write(temp.Text("image"), larger, error);
+    written = KxPolicyImage_Write(temp.Text("above/image"), larger, error);
+    replaced = KxPolicyImage_Write(temp.Text("image"), larger, error);
   }
   EXPECT_FALSE(written);
+  EXPECT_FALSE(replaced);
   EXPECT_NE(error.find("appgroups.sec: cannot be written"), std::string::npos) << error;
   EXPECT_EQ(temp.Count(), 1u) << "nothing is left beside the image";
 

@@ -37,6 +37,13 @@ TEST(PolicyImage, ComesBackAsItWasWritten) {
   }
 }
 
+TEST(PolicyImage, FoldersAboveAreMade) {
+  const CkxTempFolder temp;
+  std::string error;
+  ASSERT_TRUE(KxPolicyImage_Write(temp.Text("a/b/image"), Full(), error)) << error;
+  ExpectSame(Loaded(temp.Text("a/b/image")), Full());
+}
+
 TEST(PolicyImage, WritingReplacesTheWholeImage) {
   const CkxTempFolder temp;
   std::string error;
@@ -65,8 +72,8 @@ TEST(PolicyImage, WhatIsNoImageIsNeverReplaced) {
   EXPECT_EQ(temp.Read("home/thesis.txt"), "precious");
   EXPECT_EQ(temp.Read("home/policies.sec"), "old");
 
-  EXPECT_FALSE(KxPolicyImage_Write(temp.Text("nowhere/image"), Full(), error)) << "no folder is made on the way";
-  EXPECT_NE(error.find("nowhere"), std::string::npos) << error;
+  EXPECT_FALSE(KxPolicyImage_Write(temp.Text("file/below/image"), Full(), error)) << "a file is no folder to be in";
+  EXPECT_NE(error.find("file"), std::string::npos) << error;
   EXPECT_EQ(temp.Count(), 2u);
 }
 

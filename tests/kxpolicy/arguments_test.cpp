@@ -14,7 +14,7 @@ TEST(Arguments, ExitCodes) {
       {"nothing", {}, 2, "required"},
       {"an unknown verb", {"evaluate"}, 2, "\"evaluate\" is no verb"},
       {"a verb in other case", {"Eval"}, 2, "\"Eval\" is no verb"},
-      {"an unknown option", {"--bogus"}, 2, "--bogus"},
+      {"an unknown option", {"--bogus"}, 2, "required"},
       {"an unknown option of a verb", {"show", "x", "--bogus"}, 2, "--bogus"},
       {"too many arguments", {"show", "x", "y"}, 2, "y"},
       {"too few", {"show"}, 2, "image is required"},

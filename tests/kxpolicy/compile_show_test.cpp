@@ -179,9 +179,9 @@ TEST(Show, FollowsGroupsThatNameGroups) {
                       KxTest_AppGroup(4, KxTest_GroupLink(6, 1)), KxTest_AppGroup(1, KxTest_GroupLink(5, 2))}));
   const SkxToolRun run = KxTest_RunTool({"show", image, "--format", "json", "--policy", "1"});
   ASSERT_EQ(run.code, 0) << run.err;
+  const json document = json::parse(run.out);
   std::string ids;
-  for (const json& group : json::parse(run.out)["applicationGroups"])
-    ids += group["id"].get<std::string>().substr(8, 1);
+  for (const json& group : document["applicationGroups"]) ids += group["id"].get<std::string>().substr(8, 1);
   EXPECT_EQ(ids, "321");
 }
 

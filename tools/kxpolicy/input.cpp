@@ -50,16 +50,20 @@ bool CkxLineReader::Next(std::string& line) {
 bool CkxLineReader::ReadLine(std::string& line) {
   line.clear();
   _tooLong = false;
-  std::streambuf& buffer = *_stream.rdbuf();
-  using Traits = std::char_traits<char>;
-  for (auto next = buffer.sbumpc(); !Traits::eq_int_type(next, Traits::eof()); next = buffer.sbumpc()) {
-    const char unit = Traits::to_char_type(next);
-    if (unit == '\n') return true;
-    if (line.size() < kMaxLineBytes) {
-      line += unit;
-    } else {
-      _tooLong = true;
-    }
+  for (;;) {
+    _stream.getline(_block.data(), static_cast<std::streamsize>(_block.size()));
+    const auto taken = static_cast<size_t>(_stream.gcount());
+    const bool ended = _stream.good();  // by a line end, which was taken, but is not in the block
+    Append(line, std::string_view(_block.data(), ended ? taken - 1 : taken));
+    if (ended) return true;
+    const bool full = taken == _block.size() - 1 && _stream.rdstate() == std::ios::failbit;
+    if (!full) return !line.empty();
+    _stream.clear();
   }
-  return !line.empty();
+}
+
+void CkxLineReader::Append(std::string& line, std::string_view part) {
+  const size_t left = kMaxLineBytes - line.size();
+  if (part.size() > left) _tooLong = true;
+  line += part.substr(0, left);
 }

@@ -4,6 +4,7 @@
 #include <istream>
 #include <memory>
 #include <string>
+#include <vector>
 
 /// The stream behind a path in UTF-8, or `standardInput` for "-". One that cannot be opened is unusable input.
 class CkxInput {
@@ -37,8 +38,10 @@ class CkxLineReader {
 
  private:
   bool ReadLine(std::string& line);
+  void Append(std::string& line, std::string_view part);
 
   std::istream& _stream;
+  std::vector<char> _block = std::vector<char>(size_t{64} << 10);
   size_t _number = 0;
   bool _tooLong = false;
 };

@@ -89,7 +89,8 @@ class TextFormat : public Format {
 
  private:
   void Title(const Record& record, const std::string& title, bool unreadable) {
-    _out << (_first ? "" : "\n") << "== " << title << ", byte " << record.offset << (unreadable ? ": does not parse" : "") << '\n';
+    _out << (_first ? "" : "\n") << "== " << title << ", byte " << record.offset
+         << (unreadable ? ": does not parse" : "") << '\n';
     _first = false;
   }
 

@@ -77,6 +77,35 @@ bool CheckReplaceable(const fs::path& folder) {
   return Checked(folder, "cannot be listed", error, true);
 }
 
+/// The folders above the image's place, made where they are missing. Those go again unless they are kept, as far as
+/// they are empty.
+class ParentFolders {
+ public:
+  explicit ParentFolders(const fs::path& folder) {
+    for (fs::path missing = folder; !missing.empty() && !Exists(missing); missing = missing.parent_path()) {
+      _made.push_back(missing);
+    }
+    std::error_code error;
+    fs::create_directories(folder, error);
+    if (!error) return;
+    Remove();
+    throw Failure(folder, "cannot be made: " + error.message());
+  }
+  ParentFolders(const ParentFolders&) = delete;
+  ParentFolders& operator=(const ParentFolders&) = delete;
+  ~ParentFolders() { Remove(); }
+
+  void Keep() { _made.clear(); }
+
+ private:
+  void Remove() {
+    std::error_code ignored;
+    for (const fs::path& folder : _made) fs::remove(folder, ignored);
+  }
+
+  std::vector<fs::path> _made;  // the lowest first
+};
+
 /// A new folder of its own beside the image's place, on the same volume so that renaming is enough. Goes with what is
 /// in it.
 class WorkFolder {
@@ -150,6 +179,7 @@ void Write(const fs::path& folder, const SkxPolicyImage& image) {
   if (!place.has_filename()) throw Failure(folder, "is no place for an image");
   const bool exists = CheckReplaceable(place);
 
+  ParentFolders parents(place.parent_path());
   WorkFolder work(place);
   const fs::path made = work.Of("new");
   if (exists) {
@@ -163,6 +193,7 @@ void Write(const fs::path& folder, const SkxPolicyImage& image) {
   WriteFile(made / kAlerts, image.alerts);
   WriteFile(made / kApplicable, image.applicable);
   Swap(made, place, exists, work);
+  parents.Keep();
 }
 
 /// The standard library's own exceptions stay inside too: a path that has no form on this system, no memory.

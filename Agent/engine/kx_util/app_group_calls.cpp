@@ -21,9 +21,10 @@ struct FailedMatch {
   GUID group;
   const CkxTargetInfo* target;
   unsigned depth;
+  bool called;  ///< there is such a group, and no target of it matched
 
-  bool operator==(const FailedMatch& other) const {
-    return depth == other.depth && target == other.target && KxGuid_Equal(group, other.group);
+  bool IsOf(const GUID& otherGroup, const CkxTargetInfo& otherTarget, unsigned otherDepth) const {
+    return depth == otherDepth && target == &otherTarget && KxGuid_Equal(group, otherGroup);
   }
 };
 
@@ -53,10 +54,12 @@ bool Call(const GUID& id, KxAppGroupMember member, void* context) {
 }
 
 bool CallToMatch(const GUID& id, CkxShBufAppGroup::SkxMatchContext& match) {
-  const FailedMatch question = {id, &match.target, depth};
-  if (std::find(failedMatches.begin(), failedMatches.end(), question) != failedMatches.end()) return false;
+  match.found = false;
+  for (const FailedMatch& failed : failedMatches) {
+    if (failed.IsOf(id, match.target, depth)) return failed.called;
+  }
   const bool called = Call(id, &CkxShBufAppGroup::DoMatchTarget, &match);
-  if (depth > 1 && !(called && match.found)) failedMatches.push_back(question);
+  if (depth > 1 && !match.found) failedMatches.push_back({id, &match.target, depth, called});
   return called;
 }
 
