@@ -28,5 +28,5 @@ class CkxProcessStreams {
  private:
   bool _outIsTerminal = false;
   bool _errorIsTerminal = false;
-  unsigned _consoleCodePage = 0;  // as it was found; 0 where there is none to give back
+  [[maybe_unused]] unsigned _consoleCodePage = 0;  // as it was found; 0 where there is none to give back
 };

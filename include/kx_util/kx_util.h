@@ -4,6 +4,8 @@
 
 #include <kx_util/target_info_process.h>
 
+#include "Common_CPP/util/bstr.h"
+
 /// How texts are compared.
 enum class EkxStrCompareAs : uint16_t { StrEquals = 1, StrStartsWith = 2, StrContains = 3, StrWildcard = 4, StrRegExp = 5 };
 
@@ -19,6 +21,11 @@ enum class EkxBitmaskCompareAs : uint16_t {
 KX_UTIL_API bool KxUtil_MatchStr(CkxTextView pattern, CkxTextView subject, bool caseSensitive, EkxStrCompareAs compareAs);
 KX_UTIL_API bool KxUtil_IsValidRegExp(CkxTextView pattern, bool caseSensitive);
 
+/// Tries out an expression, for whoever writes one: `rundll32 kx_util.dll,RegExpTest PATTERN SUBJECT` shows a message box
+/// that says "Match" or "NO Match" (case does not count); with fewer arguments nothing. `window` and `instance` are
+/// the system's handles.
+extern "C" KX_UTIL_API void RegExpTestW(void* window, void* instance, WCHAR* commandLine, int show);
+
 /// The last part of the provider's path, without regard to case.
 KX_UTIL_API bool KxUtil_MatchFilename(const IkxPathProvider& provider, CkxTextView pattern, EkxStrCompareAs compareAs);
 
@@ -29,6 +36,11 @@ KX_UTIL_API bool KxUtil_MatchHash(const IkxHashProvider& provider, CkxTextView a
 /// The file name, then the hash.
 KX_UTIL_API bool KxUtil_MatchFilenameAndHash(const IkxHashProvider& provider, CkxTextView namePattern, EkxStrCompareAs compareAs,
                                              CkxTextView algorithm, CkxTextView hash, int64_t fileSize);
+
+/// The SHA-256 of a file: the algorithm's name, and upper-case hexadecimal. False, both texts as they were, when the file
+/// cannot be read. Of the second form the caller frees both texts with `KxBstr_Free`.
+KX_UTIL_API bool KxUtil_GetHashString(const WCHAR* path, CkxUtilStr& algorithm, CkxUtilStr& hash);
+KX_UTIL_API bool KxUtil_GetHashString(const WCHAR* path, KxBstr& algorithm, KxBstr& hash);
 
 /// "UNKNOWN", "REMOVABLE", "FIXED", "REMOTE", "CDROM" or "RAMDISK": where `path` lies, as the user of `token` sees it.
 KX_UTIL_API const WCHAR* KxUtil_GetFileLocationType(void* token, CkxTextView path);

@@ -67,6 +67,8 @@ class KX_UTIL_API CkxShBufList {
   class KX_UTIL_API CkxNode {
    public:
     virtual ~CkxNode() = default;
+    static void* operator new(size_t bytes) noexcept;  ///< null when there is no memory
+    static void operator delete(void* piece) noexcept;
     const CkxNode* Next() const { return _next; }
     CkxNode* Next() { return _next; }
 

@@ -91,6 +91,8 @@ class KX_UTIL_API CkxShBufPolicy {
   CkxShBufPolicy();
   CkxShBufPolicy(const CkxShBufPolicy&) = delete;
   CkxShBufPolicy& operator=(const CkxShBufPolicy&) = delete;
+  static void* operator new(size_t bytes) noexcept;  ///< null when there is no memory
+  static void operator delete(void* piece) noexcept;
 
   virtual ~CkxShBufPolicy();
   virtual void Release();

@@ -78,7 +78,8 @@ Number ToInteger(const json& value, const std::string& pointer) {
     const auto number = value.get<int64_t>();
     if (number >= static_cast<int64_t>(Limits::min())) return static_cast<Number>(number);
   }
-  Refuse(pointer, "must be a whole number from " + std::to_string(Limits::min()) + " to " + std::to_string(Limits::max()));
+  Refuse(pointer,
+         "must be a whole number from " + std::to_string(Limits::min()) + " to " + std::to_string(Limits::max()));
 }
 
 const std::string& ToText(const json& value, const std::string& pointer) {
@@ -152,7 +153,8 @@ template int64_t KxJson_As(const nlohmann::json&, const std::string&);
 template std::string KxJson_As(const nlohmann::json&, const std::string&);
 template KxWString KxJson_As(const nlohmann::json&, const std::string&);
 
-CkxJsonObject::CkxJsonObject(const nlohmann::json& object, std::string pointer) : _json(object), _pointer(std::move(pointer)) {
+CkxJsonObject::CkxJsonObject(const nlohmann::json& object, std::string pointer)
+    : _json(object), _pointer(std::move(pointer)) {
   if (!_json.is_object()) Refuse(_pointer, "must be an object");
 }
 

@@ -1,7 +1,8 @@
 // Strict reading of JSON documents: every fault names its place.
 //
-// A `CkxJsonObject` wraps one object and the JSON pointer to it. Each field that is asked for is checked for its type and range
-// and ticked off; `Finish` refuses what nobody asked for, so that a misspelt key is an error and never silently ignored.
+// A `CkxJsonObject` wraps one object and the JSON pointer to it. Each field that is asked for is checked for its type
+// and range and ticked off; `Finish` refuses what nobody asked for, so that a misspelt key is an error and never
+// silently ignored.
 //
 //   CkxJsonObject object(json, "/policies/0");
 //   model.id = object.Required<uint32_t>("id");
@@ -19,11 +20,12 @@
 
 #include "Common_CPP/util/text.h"
 
-/// A document's fault: the JSON pointer of the place and what is wrong there. Caught where documents are opened, which know
-/// the file's name.
+/// A document's fault: the JSON pointer of the place and what is wrong there. Caught where documents are opened, which
+/// know the file's name.
 class CkxDocumentFault : public std::runtime_error {
  public:
-  CkxDocumentFault(std::string pointer, const std::string& what) : std::runtime_error(what), _pointer(std::move(pointer)) {}
+  CkxDocumentFault(std::string pointer, const std::string& what)
+      : std::runtime_error(what), _pointer(std::move(pointer)) {}
   const std::string& Pointer() const { return _pointer; }
 
   /// "/policies/0/id: must be ...": the place, where it is not the whole document, and what is wrong there.
@@ -42,8 +44,8 @@ std::string KxJson_Pointer(const std::string& pointer, size_t index);
 /// so that what walks the document may recurse.
 nlohmann::json KxJson_Parse(std::string_view text, bool commentsAllowed);
 
-/// One value as `Value`, or a fault at `pointer`: bool, integers of their range, std::string, KxWString. A text that has a
-/// NUL inside is a fault: records and the system would end it there.
+/// One value as `Value`, or a fault at `pointer`: bool, integers of their range, std::string, KxWString. A text that
+/// has a NUL inside is a fault: records and the system would end it there.
 template <class Value>
 Value KxJson_As(const nlohmann::json& json, const std::string& pointer);
 

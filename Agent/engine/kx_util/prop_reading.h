@@ -20,6 +20,6 @@ bool CkxShBufPropList<Prop>::FromBuffer(const unsigned char*& cursor, unsigned l
 
 template <class Prop>
 CkxShBufList::CkxNode* CkxShBufPropList<Prop>::_NodeFromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
-  auto node = std::make_unique<CkxPropNode<Prop>>();
-  return node->prop.FromBuffer(cursor, remaining) ? node.release() : nullptr;
+  std::unique_ptr<CkxPropNode<Prop>> node(new CkxPropNode<Prop>);
+  return node != nullptr && node->prop.FromBuffer(cursor, remaining) ? node.release() : nullptr;
 }

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "Agent/engine/kx_util/record_memory.h"
 #include "Common_CPP/util/byte_cursor.h"
 
 // The writer of the policies and all of its readers share the seed; a build option replaces it.
@@ -74,7 +75,7 @@ void CkxShBufString::Wipe() {
   if (const KxWipeHook hook = wipeHook.load(std::memory_order_acquire)) {
     hook(reinterpret_cast<const unsigned char*>(_owned), _length);
   }
-  std::free(std::exchange(_owned, nullptr));
+  KxRecord_Free(std::exchange(_owned, nullptr));
   _length = 0;
   _text = nullptr;
 }
@@ -101,7 +102,7 @@ bool CkxShBufString::FromBufferAndUnObfuscate(const unsigned char*& cursor, unsi
 
   WCHAR* copy = nullptr;
   if (count != 0) {
-    copy = static_cast<WCHAR*>(std::malloc((size_t{count} / 2 + 1) * sizeof(WCHAR)));
+    copy = static_cast<WCHAR*>(KxRecord_Allocate((size_t{count} / 2 + 1) * sizeof(WCHAR)));
     if (copy == nullptr) return false;
     unsigned char* const bytes = reinterpret_cast<unsigned char*>(copy);
     UnObfuscate(bytes, cursor + sizeof(count), present, Mask());
@@ -116,6 +117,9 @@ bool CkxShBufString::FromBufferAndUnObfuscate(const unsigned char*& cursor, unsi
   remaining -= static_cast<unsigned long>(sizeof(count) + present);
   return true;
 }
+
+void* CkxShBufList::CkxNode::operator new(size_t bytes) noexcept { return KxRecord_Allocate(bytes); }
+void CkxShBufList::CkxNode::operator delete(void* piece) noexcept { KxRecord_Free(piece); }
 
 bool CkxShBufList::FromBuffer(const unsigned char*& cursor, unsigned long& remaining, Factory factory) {
   _Clear();

@@ -2,6 +2,7 @@
 
 #include "Agent/engine/kx_util/observe.h"
 #include "Agent/engine/kx_util/policy_com_reference.h"
+#include "Agent/engine/kx_util/record_memory.h"
 #include "Agent/engine/kx_util/section_records.h"
 #include "Common_CPP/util/clock.h"
 #include "Common_CPP/util/format.h"
@@ -85,7 +86,7 @@ class PolicyWalk {
     if (applicable != nullptr && !applicable->Contains(header->id)) {
       return Skip(header, EkxPolicyOutcome::NotApplicableToUser);
     }
-    const CkxShBufPolicyPtr policy(CkxShBufPolicy::PolicyFromBuffer(header, false));
+    const CkxShBufPolicyPtr policy = Make(header);
     if (policy == nullptr) {
       KxTrace(EkxTraceLevel::Error, kScope, "ERROR: Policy cannot be read and is passed over. Id=", uint32_t{header->id},
               ", Action=", static_cast<int32_t>(header->action), ", Record=", _visited - 1);
@@ -93,6 +94,11 @@ class PolicyWalk {
     }
     ++_passed;
     return _callback(*policy, _context);
+  }
+
+  CkxShBufPolicyPtr Make(const SkxPolicyBufHeader* header) {
+    const CkxRecordArena::Scope scope(_arena);
+    return CkxShBufPolicyPtr(CkxShBufPolicy::PolicyFromBuffer(header, false));
   }
 
   /// A policy that nobody is asked about; it is made only to name it to whoever watches.
@@ -113,6 +119,7 @@ class PolicyWalk {
   const SkxPolicyFilter& _filter;
   const KxPolicyCallback _callback;
   void* const _context;
+  CkxRecordArena _arena;
   const int64_t _start = KxClock_Microseconds();
   uint32_t _visited = 0;
   uint32_t _passed = 0;

@@ -7,6 +7,7 @@
 #include "Agent/engine/kx_util/buffer_reader.h"
 #include "Agent/engine/kx_util/policy_com_reference.h"
 #include "Agent/engine/kx_util/record_copy.h"
+#include "Agent/engine/kx_util/record_memory.h"
 #include "Agent/engine/kx_util/target_text.h"
 #include "Common_CPP/util/guid.h"
 
@@ -65,7 +66,7 @@ CkxShBufPolicy* CkxShBufPolicy::PolicyFromBuffer(const SkxPolicyBufHeader* recor
   if (kind == nullptr || kind->make == nullptr) return nullptr;
 
   CkxShBufPolicyPtr policy(kind->make());
-  if (copy && !policy->_CopyBuffer(record, size)) return nullptr;
+  if (policy == nullptr || (copy && !policy->_CopyBuffer(record, size))) return nullptr;
   const auto* cursor = reinterpret_cast<const unsigned char*>(record);
   unsigned long remaining = size;
   return policy->FromBuffer(cursor, remaining) ? policy.release() : nullptr;
@@ -77,6 +78,9 @@ CkxShBufPolicy::~CkxShBufPolicy() {
   delete[] _copy;
   CkxPolicyComReference::Release();
 }
+
+void* CkxShBufPolicy::operator new(size_t bytes) noexcept { return KxRecord_Allocate(bytes); }
+void CkxShBufPolicy::operator delete(void* piece) noexcept { KxRecord_Free(piece); }
 
 void CkxShBufPolicy::Release() { delete this; }
 

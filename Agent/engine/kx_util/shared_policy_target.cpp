@@ -80,7 +80,7 @@ CkxShBufList::CkxNode* CkxShBufTarget::TargetFromBuffer(const unsigned char*& cu
   const TargetKind* const kind = FindKind(header->type);
   if (kind == nullptr || kind->make == nullptr) return nullptr;
   std::unique_ptr<CkxShBufTarget> target(kind->make());
-  return target->FromBuffer(cursor, remaining) ? target.release() : nullptr;
+  return target != nullptr && target->FromBuffer(cursor, remaining) ? target.release() : nullptr;
 }
 
 bool CkxShBufTarget::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {

@@ -56,7 +56,8 @@ bool KxCheck_Kind(bool matched, const WCHAR* expected, const CkxTargetInfo& targ
 }
 
 bool KxCheck_Arguments(const CkxShBufPropArguments& arguments, const CkxTargetInfoProcess& process) {
-  return Check("arguments", arguments, arguments.Match(process.CommandLine(), process.GetPath()),
+  return Check("arguments", arguments,
+               !arguments.Initialized() || arguments.Match(process.CommandLine(), process.GetPath()),
                [&](CkxUtilStr& text) { text.Append(Or(process.CommandLine(), KXW("no command line"))); });
 }
 
@@ -81,7 +82,7 @@ bool KxCheck_Origin(const CkxShBufPropFileOrigin& origin, const CkxTargetInfoFil
 }
 
 bool KxCheck_ServiceName(const CkxShBufPropSvcName& serviceName, const CkxTargetInfoProcess& process) {
-  return Check("serviceName", serviceName, serviceName.Match(process),
+  return Check("serviceName", serviceName, !serviceName.Initialized() || serviceName.Match(process),
                [&](CkxUtilStr& text) { text.Append(Or(process.ServiceNames(), KXW("no services"))); });
 }
 

@@ -1,0 +1,50 @@
+#include "Agent/engine/kx_util/record_memory.h"
+
+#include <cstdlib>
+#include <new>
+#include <utility>
+
+namespace {
+
+thread_local CkxRecordArena* current = nullptr;
+
+/// Stands before every piece.
+struct alignas(std::max_align_t) Prefix {
+  CkxRecordArena* arena;  ///< null: the heap
+};
+
+constexpr size_t RoundedUp(size_t bytes) { return (bytes + alignof(Prefix) - 1) & ~(alignof(Prefix) - 1); }
+
+}  // namespace
+
+void* KxRecord_Allocate(size_t bytes) noexcept {
+  if (bytes > SIZE_MAX / 2) return nullptr;
+  const size_t whole = sizeof(Prefix) + RoundedUp(bytes);
+  CkxRecordArena* arena = current;
+  void* place = arena != nullptr ? arena->Take(whole) : nullptr;
+  if (place == nullptr) {
+    arena = nullptr;
+    place = std::malloc(whole);
+    if (place == nullptr) return nullptr;
+  }
+  return new (place) Prefix{arena} + 1;
+}
+
+void KxRecord_Free(void* piece) noexcept {
+  if (piece == nullptr) return;
+  Prefix* const prefix = static_cast<Prefix*>(piece) - 1;
+  if (prefix->arena != nullptr) return prefix->arena->GiveBack();
+  std::free(prefix);
+}
+
+void* CkxRecordArena::Take(size_t bytes) noexcept {
+  if (_block == nullptr) _block.reset(new (std::nothrow) unsigned char[kBlockBytes]);
+  if (_block == nullptr || bytes > kBlockBytes - _used) return nullptr;
+  unsigned char* const place = _block.get() + _used;
+  _used += bytes;
+  ++_pieces;
+  return place;
+}
+
+CkxRecordArena::Scope::Scope(CkxRecordArena& arena) : _previous(std::exchange(current, &arena)) {}
+CkxRecordArena::Scope::~Scope() { current = _previous; }
