@@ -1,6 +1,6 @@
-// What a walked policy costs: reading its header, making it in place with its one target, asking it, and letting it go. The
-// measure is a plain sequential read of the same section's bytes in the same run, so that figures of different machines
-// can be compared.
+// What a walked policy costs: reading its header, making it in place with its one target, asking it, and letting it go.
+// The measure is a plain sequential read of the same section's bytes in the same run, so that figures of different
+// machines can be compared.
 #include <benchmark/benchmark.h>
 #include <kx_util/shared_policies_data.h>
 
@@ -15,7 +15,8 @@ namespace {
 uint64_t PlainRead(std::span<const unsigned char> bytes) {
   uint64_t sum = 0;
   size_t at = 0;
-  for (; at + sizeof(uint64_t) <= bytes.size(); at += sizeof(uint64_t)) sum += KxBytes_Load<uint64_t>(bytes.data() + at);
+  for (; at + sizeof(uint64_t) <= bytes.size(); at += sizeof(uint64_t))
+    sum += KxBytes_Load<uint64_t>(bytes.data() + at);
   for (; at < bytes.size(); ++at) sum += bytes[at];
   return sum;
 }

@@ -11,6 +11,9 @@ install(EXPORT kx_util NAMESPACE kx_util:: FILE kx_util-targets.cmake DESTINATIO
 if(TARGET kxpolicy)
   install(TARGETS kxpolicy RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 endif()
+if(TARGET kx_util_dll)
+  install(TARGETS kx_util_dll RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+endif()
 
 configure_package_config_file(cmake/kx_util-config.cmake.in kx_util-config.cmake INSTALL_DESTINATION "${KX_CMAKE_DIR}")
 write_basic_package_version_file(kx_util-config-version.cmake COMPATIBILITY SameMajorVersion)

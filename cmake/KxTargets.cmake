@@ -29,6 +29,24 @@ function(kx_library name folder)
   add_library(kx_util::${name} ALIAS ${name})
 endfunction()
 
+# kx_dll(<name> <file> FOLDERS <folder>... LINK <library>...): all of the folders as one DLL in build/<preset>/bin,
+# compiled again to export what KX_UTIL_API marks.
+function(kx_dll name file)
+  cmake_parse_arguments(PARSE_ARGV 2 arg "" "" "FOLDERS;LINK")
+  foreach(folder IN LISTS arg_FOLDERS)
+    kx_sources(sources "${folder}")
+    list(APPEND all ${sources})
+  endforeach()
+  add_library(${name} SHARED ${all})
+  set_target_properties(${name} PROPERTIES PREFIX "" OUTPUT_NAME ${file} ARCHIVE_OUTPUT_NAME ${name})
+  target_compile_definitions(${name} PRIVATE KX_UTIL_BUILDS_DLL)
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/include")
+  if(MSVC)
+    target_compile_options(${name} PRIVATE /wd4251 /wd4275)  # members and bases that are not exported: inline alone
+  endif()
+  target_link_libraries(${name} PRIVATE kx_warnings kx_settings ${arg_LINK})
+endfunction()
+
 # kx_executable(<name> SOURCES <file>... LINK <library>...): a program in build/<preset>/bin.
 function(kx_executable name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")

@@ -46,8 +46,8 @@ class CkxFileReader {
 std::optional<SkxFileStatus> KxFile_Status(CkxTextView path);
 std::optional<CkxSid> KxFile_Owner(CkxTextView path);
 
-/// The absolute path that `path` stands for from the current folder, with "." and ".." resolved by text alone. Nothing needs to
-/// exist there. Nothing for an empty path, and for one that has no form on this system.
+/// The absolute path that `path` stands for from the current folder, with "." and ".." resolved by text alone. Nothing
+/// needs to exist there. Nothing for an empty path, and for one that has no form on this system.
 std::optional<KxWString> KxFile_FullPath(CkxTextView path);
 
 /// The whole of a file of at most `limit` bytes; nothing when it cannot be read or is larger.

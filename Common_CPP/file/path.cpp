@@ -45,6 +45,8 @@ struct SkxPathPieces {
   CkxTextView rootName;  // "C:" or the server
   CkxTextView share;
   CkxTextView body;
+
+  bool IsRelative() const { return root == EkxRoot::None || root == EkxRoot::DriveFolder; }
 };
 
 SkxPathPieces Pieces(CkxTextView path) {
@@ -70,6 +72,9 @@ bool IsSameRoot(const SkxPathPieces& a, const SkxPathPieces& b) {
   return a.root == b.root && KxText_Equals(a.rootName, b.rootName, false);
 }
 
+bool IsDot(CkxTextView component) { return KxText_Equals(component, KXW("."), true); }
+bool IsDotDot(CkxTextView component) { return KxText_Equals(component, KXW(".."), true); }
+
 /// The components of a path from the last to the first, "." and ".." resolved, the share being the first.
 /// Going up from the end needs no memory: each ".." swallows the next component that is met.
 class CkxComponentsUp {
@@ -81,8 +86,8 @@ class CkxComponentsUp {
     for (;;) {
       const CkxTextView component = TakeLast(_pieces.body);
       if (component.IsEmpty()) break;
-      if (KxText_Equals(component, KXW("."), true)) continue;
-      if (KxText_Equals(component, KXW(".."), true)) {
+      if (IsDot(component)) continue;
+      if (IsDotDot(component)) {
         ++_swallow;
       } else if (_swallow != 0) {
         --_swallow;
@@ -96,9 +101,7 @@ class CkxComponentsUp {
   }
 
   /// After the end: whether a ".." led out of a path whose beginning is not known.
-  bool ClimbedOut() const {
-    return _swallow != 0 && (_pieces.root == EkxRoot::None || _pieces.root == EkxRoot::DriveFolder);
-  }
+  bool ClimbedOut() const { return _swallow != 0 && _pieces.IsRelative(); }
 
  private:
   SkxPathPieces _pieces;
@@ -110,6 +113,52 @@ bool Depth(const SkxPathPieces& pieces, size_t& depth) {
   CkxComponentsUp components(pieces);
   for (depth = 0; !components.Next().IsEmpty();) ++depth;
   return !components.ClimbedOut();
+}
+
+/// Whether a component of `path` is "." or "..".
+bool HasDots(CkxTextView path) {
+  const auto endsAt = [&](size_t at) { return at >= path.Size() || KxPath_IsSeparator(path[at]); };
+  for (size_t at = 0; at < path.Size(); ++at) {
+    if (path[at] != KXW('.')) continue;
+    const bool begins = at == 0 || KxPath_IsSeparator(path[at - 1]) || path[at - 1] == KXW(':');
+    if (begins && (endsAt(at + 1) || (path[at + 1] == KXW('.') && endsAt(at + 2)))) return true;
+  }
+  return false;
+}
+
+KxWString WithoutDots(CkxTextView path) {
+  const SkxPathPieces pieces = Pieces(path);
+  CkxTextView body = SkipSeparators(pieces.body);
+  KxWString text = path.Part(0, path.Size() - body.Size()).ToString();
+  size_t kept = text.size();  // no ".." takes away what is before
+  while (!body.IsEmpty()) {
+    const CkxTextView component = TakeFirst(body);
+    if (IsDot(component)) continue;
+    if (!IsDotDot(component)) {
+      text += component.ToString() + KXW('\\');
+    } else if (text.size() != kept) {
+      const size_t parent = BehindLastSeparator(CkxTextView(text).Part(0, text.size() - 1));
+      text.resize(parent > kept ? parent : kept);
+    } else if (pieces.IsRelative()) {
+      text += KXW("..\\");
+      kept = text.size();
+    }
+  }
+  if (text.size() != kept && !KxPath_IsSeparator(path.Back())) text.pop_back();
+  return text;
+}
+
+/// "C:\dir" of "\\?\C:\dir", "\\server\share" of "\\?\UNC\server\share".
+std::optional<KxWString> WithoutDevicePrefix(CkxTextView path) {
+  constexpr size_t kPrefix = 4;
+  constexpr const WCHAR* kUnc = KXW("UNC");
+  const bool hasPrefix = path.Size() > kPrefix && KxPath_IsSeparator(path[0]) && KxPath_IsSeparator(path[1]) &&
+                         (path[2] == KXW('?') || path[2] == KXW('.')) && KxPath_IsSeparator(path[3]);
+  if (!hasPrefix) return std::nullopt;
+  CkxTextView rest = path.Part(kPrefix);
+  if (KxPath_DriveLetter(rest) != 0) return rest.ToString();
+  if (!KxText_Equals(TakeFirst(rest), kUnc, false) || rest.IsEmpty()) return std::nullopt;
+  return KXW("\\\\") + rest.ToString();
 }
 
 }  // namespace
@@ -143,6 +192,12 @@ bool KxPath_SplitUnc(CkxTextView path, SkxUncPath& parts) {
   parts.prefix = path.Part(0, behindServer + 1 + share);
   parts.rest = path.Part(parts.prefix.Size());
   return true;
+}
+
+std::optional<KxWString> KxPath_Normalized(CkxTextView path) {
+  std::optional<KxWString> plain = WithoutDevicePrefix(path);
+  const CkxTextView spelled = plain ? CkxTextView(*plain) : path;
+  return HasDots(spelled) ? WithoutDots(spelled) : plain;
 }
 
 bool KxPath_IsFolderInside(CkxTextView folder, CkxTextView container, bool withSubfolders) {

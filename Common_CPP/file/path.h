@@ -2,6 +2,8 @@
 // "\\server\share\dir") and for the slashes of others. Nothing here touches a disk. Backslash and slash both separate.
 #pragma once
 
+#include <optional>
+
 #include "Common_CPP/util/text_view.h"
 
 constexpr bool KxPath_IsSeparator(WCHAR unit) { return unit == KXW('\\') || unit == KXW('/'); }
@@ -29,6 +31,12 @@ inline bool KxPath_IsUnc(CkxTextView path) {
   SkxUncPath parts;
   return KxPath_SplitUnc(path, parts);
 }
+
+/// The plain spelling of a path that is spelled in a roundabout way; nothing, and no allocation, for any other.
+///   "." and ".."   are resolved by text alone. They never leave a drive or a share; a relative path keeps each ".."
+///                  that leads above where it begins.
+///   \\?\ and \\.\  before a drive letter mean nothing; `\\?\UNC\server\share` is `\\server\share`.
+std::optional<KxWString> KxPath_Normalized(CkxTextView path);
 
 /// Whether the folder `folder` (of a file) is `container`, or with `withSubfolders` lies below it. Case is folded,
 /// kinds of separators, runs of them and a separator at the end of either do not matter.

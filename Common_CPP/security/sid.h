@@ -25,7 +25,8 @@ class CkxSid {
   /// S-1-0-0, which an empty SID field of a record stands for.
   static CkxSid Null();
 
-  /// From the binary layout. Not valid when `count` bytes do not hold all that the layout says; bytes beyond it are ignored.
+  /// From the binary layout. Not valid when `count` bytes do not hold all that the layout says; bytes beyond it are
+  /// ignored.
   static CkxSid FromBytes(const void* bytes, size_t count);
 
   /// From the text form "S-1-5-32-544"; the authority may be hexadecimal ("0x..."). Nothing when it is malformed.

@@ -8,6 +8,7 @@
 #include "Common_CPP/util/bstr.h"
 
 KxBstr KxBstr_Alloc(CkxTextView text) {
+  if (text.Size() > UINT_MAX / sizeof(WCHAR)) return nullptr;
   const KxBstr copy = SysAllocStringLen(nullptr, static_cast<UINT>(text.Size()));
   if (copy != nullptr && !text.IsEmpty()) std::memcpy(copy, text.Bytes(), text.Size() * sizeof(WCHAR));
   return copy;

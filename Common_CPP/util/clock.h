@@ -1,5 +1,5 @@
-// A clock for measuring how long something took. A test puts its own in place for the length of a scope, so that a slow walk
-// can be shown without waiting for one.
+// A clock for measuring how long something took. A test puts its own in place for the length of a scope, so that a slow
+// walk can be shown without waiting for one.
 #pragma once
 
 #include <cstdint>

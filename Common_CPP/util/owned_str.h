@@ -6,9 +6,9 @@
 class CkxUtilStr {
  public:
   CkxUtilStr() = default;
-  CkxUtilStr(CkxTextView text) : _text(text.ToString()) {}  // NOLINT(google-explicit-constructor)
+  CkxUtilStr(CkxTextView text) : _text(text.ToString()) {}          // NOLINT(google-explicit-constructor)
   CkxUtilStr(const WCHAR* text) : CkxUtilStr(CkxTextView(text)) {}  // NOLINT(google-explicit-constructor)
-  CkxUtilStr(KxWString text) : _text(std::move(text)) {}  // NOLINT(google-explicit-constructor)
+  CkxUtilStr(KxWString text) : _text(std::move(text)) {}            // NOLINT(google-explicit-constructor)
 
   bool IsEmpty() const { return _text.empty(); }
   size_t Length() const { return _text.size(); }

@@ -1,7 +1,7 @@
 // A bounded view of UTF-16 text that may lie at any byte address and may lack its terminator.
 //
-// Use it wherever text comes from a record: the text ends at its first NUL or at the end of its counted bytes, whichever
-// comes first, and no unit beyond that is ever read. Units are loaded byte-wise, so an odd address is fine.
+// Use it wherever text comes from a record: the text ends at its first NUL or at the end of its counted bytes,
+// whichever comes first, and no unit beyond that is ever read. Units are loaded byte-wise, so an odd address is fine.
 // The view owns nothing: it dies with the bytes it looks at. Copying it costs two words.
 //
 //   CkxTextView name = CkxTextView::FromBytes(cursor, byteCount);

@@ -47,7 +47,8 @@ void Append(std::string& line, Number piece) {
   line += std::to_string(piece);
 }
 
-KX_UTIL_API void Write(EkxTraceLevel level, EkxTraceVariant variant, std::string_view scope, const std::string& message);
+KX_UTIL_API void Write(EkxTraceLevel level, EkxTraceVariant variant, std::string_view scope,
+                       const std::string& message);
 }  // namespace kx_trace_detail
 
 template <class... Pieces>

@@ -1,5 +1,5 @@
-// The answer of an evaluation: which policy, which action, which target. Packed records that cross between components of
-// different releases, so the older layouts stay, with conversions into the current one.
+// The answer of an evaluation: which policy, which action, which target. Packed records that cross between components
+// of different releases, so the older layouts stay, with conversions into the current one.
 //
 //   SkxTriggerPolicyShortInfo             317 bytes
 //   SkxTriggerPolicyShortInfo_6_0_1_171   316: no ProtectInstalledFiles

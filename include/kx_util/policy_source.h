@@ -1,5 +1,5 @@
-// Where policies are read from. The store asks the source in force on the calling thread: the live sections and the agent by
-// default, an image on disk or in memory for the length of a scope.
+// Where policies are read from. The store asks the source in force on the calling thread: the live sections and the
+// agent by default, an image on disk or in memory for the length of a scope.
 //
 //   CkxPolicySourceScope scope(image);
 //   CkxSharedPoliciesData::GetTargetPolicyAction(target, info);    // judged by the image

@@ -15,8 +15,8 @@
 /// The one byte that obfuscated strings are XOR-ed with: the low 8 bits of the first number of the build's seed text.
 KX_UTIL_API unsigned char KxUtil_ObfuscationKey();
 
-/// Un-obfuscated copies that were wiped and freed, by this process. A test's window on the wiping: the hook sees each copy
-/// after it was overwritten and before its memory goes back to the heap. Null: nobody watches.
+/// Un-obfuscated copies that were wiped and freed, by this process. A test's window on the wiping: the hook sees each
+/// copy after it was overwritten and before its memory goes back to the heap. Null: nobody watches.
 using KxWipeHook = void (*)(const unsigned char* bytes, size_t count);
 KX_UTIL_API KxWipeHook KxUtil_SetWipeHook(KxWipeHook hook);
 
@@ -99,7 +99,8 @@ class KX_UTIL_API CkxShBufList {
   CkxNode* _head = nullptr;
 };
 
-/// The elements of a list, as the type that its factory makes: `for (const CkxShBufTarget& t : CkxNodes<CkxShBufTarget>(list))`.
+/// The elements of a list, as the type that its factory makes: `for (const CkxShBufTarget& t :
+/// CkxNodes<CkxShBufTarget>(list))`.
 template <class Node>
 class CkxNodes {
  public:

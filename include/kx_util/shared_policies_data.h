@@ -18,8 +18,8 @@ using KxPolicyCallback = bool (*)(const CkxShBufPolicy& policy, void* context);
 
 class KX_UTIL_API CkxSharedPoliciesData {
  public:
-  /// Each policy in section order until a call returns false. The policy points into the section: it lives for the call.
-  /// True also when nothing is published; false when a record is malformed or the user's policies cannot be told.
+  /// Each policy in section order until a call returns false. The policy points into the section: it lives for the
+  /// call. True also when nothing is published; false when a record is malformed or the user's policies cannot be told.
   /// `applicableOnly`: those that the agent reports for the user of `token`.
   static bool EnumPolicies(KxPolicyCallback callback, void* context, bool applicableOnly, void* token);
   static bool EnumPolicies(const SkxPolicyFilter& filter, KxPolicyCallback callback, void* context, bool applicableOnly,
@@ -34,8 +34,8 @@ class KX_UTIL_API CkxSharedPoliciesData {
   static bool GetAppGroupById(const GUID& id, CkxShBufAppGroup*& group);
   static bool CallAppGroup(const GUID& id, void (CkxShBufAppGroup::*member)(void*), void* context);
 
-  /// The central evaluation: the first policy in section order that is active, decides about launches, is applicable to the
-  /// target's user and applies to the target. `info` is untouched unless the answer is true.
+  /// The central evaluation: the first policy in section order that is active, decides about launches, is applicable to
+  /// the target's user and applies to the target. `info` is untouched unless the answer is true.
   static bool GetTargetPolicyAction(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info);
 
   /// Appends the ids of the policies that apply to the user of `token`, in the order of the answer.

@@ -1,5 +1,5 @@
-// Recorded facts of a target: what a description made elsewhere, or written by hand, says of the thing. A fact that is not
-// given does not exist for that target: a description over recorded facts reads nothing from this machine.
+// Recorded facts of a target: what a description made elsewhere, or written by hand, says of the thing. A fact that is
+// not given does not exist for that target: a description over recorded facts reads nothing from this machine.
 #pragma once
 
 #include <kx_util/target_providers.h>

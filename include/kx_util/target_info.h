@@ -1,8 +1,9 @@
 // Target descriptions: one object for the thing that is about to run, be installed or be elevated.
 //
-// Matchers never ask what kind it is beyond five yes-or-no questions: they take one of the provider interfaces and match
-// against its answers. A fact that costs something is fetched once per description and kept as text under a key; one that
-// turned out not to exist is remembered as missing and not sought again. A description belongs to one thread at a time.
+// Matchers never ask what kind it is beyond five yes-or-no questions: they take one of the provider interfaces and
+// match against its answers. A fact that costs something is fetched once per description and kept as text under a key;
+// one that turned out not to exist is remembered as missing and not sought again. A description belongs to one thread
+// at a time.
 #pragma once
 
 #include <kx_util/policy_codes.h>
@@ -59,7 +60,8 @@ class KX_UTIL_API CkxTargetInfo {
   void SetLocalCopySource(bool is) { _localCopySource = is; }
   bool IsTargetType(EkxPolicyTarget type) const { return TargetType() == type; }
 
-  /// What descriptions call the thing instead of what its file says. Null until set; the setter keeps a copy of its own.
+  /// What descriptions call the thing instead of what its file says. Null until set; the setter keeps a copy of its
+  /// own.
   const WCHAR* GetDescriptionBase() const { return _descriptionBase; }
   void SetDescriptionBase(const WCHAR* text);
 
@@ -79,8 +81,8 @@ class KX_UTIL_API CkxTargetInfo {
   static void _Free(const WCHAR*& text);           ///< also sets it to null
 
  protected:
-  /// The one way in which a costly text is fetched: from the cache; else, unless known to be missing, computed and kept,
-  /// or marked missing. `compute(CkxUtilStr&)` returns false when there is no such value.
+  /// The one way in which a costly text is fetched: from the cache; else, unless known to be missing, computed and
+  /// kept, or marked missing. `compute(CkxUtilStr&)` returns false when there is no such value.
   template <class Compute>
   const WCHAR* _Cached(const WCHAR* key, Compute compute) const {
     if (const WCHAR* known = _GetFromCache(key)) return known;
@@ -128,7 +130,8 @@ struct KX_UTIL_API CkxConsentData {
 
 /// The process description that `target` carries for the kind `type`: itself, or its linked target. False with a null
 /// `out` when there is none.
-KX_UTIL_API bool KxUtil_GetProcTargetOfType(const CkxTargetInfo& target, EkxPolicyTarget type, const CkxTargetInfoProcess*& out);
+KX_UTIL_API bool KxUtil_GetProcTargetOfType(const CkxTargetInfo& target, EkxPolicyTarget type,
+                                            const CkxTargetInfoProcess*& out);
 
 /// The same for a file; `process` stays null for a plain file.
 KX_UTIL_API bool KxUtil_GetFileProcTargetsOfType(const CkxTargetInfo& target, EkxPolicyTarget type,

@@ -33,7 +33,7 @@ class KX_UTIL_API CkxTargetInfoFile : public CkxTargetInfo,
   EkxPolicyTarget TargetType() const override { return _type; }
 
   virtual bool IsSystemProcess() const;
-  virtual SkxVersion GetVersion() const;      ///< of the fixed version block; empty when there is none
+  virtual SkxVersion GetVersion() const;       ///< of the fixed version block; empty when there is none
   virtual const WCHAR* GetVersionStr() const;  ///< the same as "1.2.3.4", null when there is none
 
   const WCHAR* GetPath() const override { return _path.String(); }

@@ -1,4 +1,5 @@
-// The smaller kinds of target descriptions: an elevation request, an ActiveX control, a COM object behind an elevation prompt.
+// The smaller kinds of target descriptions: an elevation request, an ActiveX control, a COM object behind an elevation
+// prompt.
 #pragma once
 
 #include <kx_util/target_info_file.h>

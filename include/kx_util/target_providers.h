@@ -1,5 +1,6 @@
-// The five small interfaces through which matchers look at a target description. Whatever the thing is, they ask for one of
-// these and match against its answers. Texts are owned by the provider and live as long as it does; null is "unknown".
+// The five small interfaces through which matchers look at a target description. Whatever the thing is, they ask for
+// one of these and match against its answers. Texts are owned by the provider and live as long as it does; null is
+// "unknown".
 #pragma once
 
 #include "Common_CPP/security/sid.h"
@@ -8,13 +9,13 @@
 /// What is known of a file's signature.
 enum class EkxPublisherStatus : unsigned {
   Unknown = 0,
-  SystemPseudoFile = 1,     ///< the path "System", which stands for the kernel
-  ValidByWeakDigest = 2,    ///< MD5 or SHA-1: a second signer must confirm
+  SystemPseudoFile = 1,   ///< the path "System", which stands for the kernel
+  ValidByWeakDigest = 2,  ///< MD5 or SHA-1: a second signer must confirm
   Invalid = 3,
   Valid = 4,
   Unsigned = 5,
-  UntrustedRoot = 6,        ///< a valid chain that ends at a root nobody trusts
-  Expired = 7,              ///< without a timestamp from before
+  UntrustedRoot = 6,  ///< a valid chain that ends at a root nobody trusts
+  Expired = 7,        ///< without a timestamp from before
   Revoked = 8,
 };
 
@@ -23,10 +24,10 @@ class KX_UTIL_API IkxPathProvider {
   static constexpr int64_t kUnknownSize = -1;
 
   virtual ~IkxPathProvider() = default;
-  virtual const WCHAR* GetPath() const = 0;             ///< full path
-  virtual int64_t GetFileSize() const = 0;              ///< bytes, -1 when unknown
-  virtual int64_t GetModificationTime() const = 0;      ///< 100 ns since 1601 UTC, 0 when unknown
-  virtual void* GetAccessToken() const = 0;             ///< under which the file is to be examined; null: the caller's own
+  virtual const WCHAR* GetPath() const = 0;         ///< full path
+  virtual int64_t GetFileSize() const = 0;          ///< bytes, -1 when unknown
+  virtual int64_t GetModificationTime() const = 0;  ///< 100 ns since 1601 UTC, 0 when unknown
+  virtual void* GetAccessToken() const = 0;         ///< under which the file is to be examined; null: the caller's own
 };
 
 class KX_UTIL_API IkxHashProvider : public IkxPathProvider {

@@ -1,5 +1,5 @@
-// The policy decision as it is stamped on the access token of a process: 30 packed bytes, a format of its own since tokens
-// outlive releases.
+// The policy decision as it is stamped on the access token of a process: 30 packed bytes, a format of its own since
+// tokens outlive releases.
 //
 //   0 version  1 action  2 original action  3 target type  4 u16 flags  6 u32 pid  10 u32 policy id  14 target GUID
 #pragma once

@@ -16,8 +16,8 @@ struct KX_UTIL_API SkxVersion {
   }
   explicit SkxVersion(uint64_t qword) { FromQWORD(qword); }
 
-  /// "1.2.3.4": up to four numbers between runs of "."; missing ones are 0, more are ignored, each is cut to 16 bits. No
-  /// text, or the empty text, is the empty version.
+  /// "1.2.3.4": up to four numbers between runs of "."; missing ones are 0, more are ignored, each is cut to 16 bits.
+  /// No text, or the empty text, is the empty version.
   static SkxVersion Parse(CkxTextView text);
   void FromString(const WCHAR* text) { *this = Parse(text); }
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -76,6 +77,56 @@ TEST(Path, SplitUnc) {
     EXPECT_EQ(KxText_ToUtf8(parts.prefix), c.prefix) << c.path;
     EXPECT_EQ(KxText_ToUtf8(parts.rest), c.rest) << c.path;
   }
+}
+
+TEST(Path, Normalized) {
+  const struct {
+    const char *path, *normalized;  // null: as it is
+  } kCases[] = {
+      {R"(C:\Safe\..\Evil\x.exe)", R"(C:\Evil\x.exe)"},
+      {R"(C:/Safe/./../Evil/x.exe)", R"(C:/Evil\x.exe)"},
+      {R"(C:\a\b\..\..\..\x)", R"(C:\x)"},
+      {R"(C:\a\..)", R"(C:\)"},
+      {R"(C:\a\b\..)", R"(C:\a)"},
+      {R"(C:\a\b\..\)", R"(C:\a\)"},
+      {R"(C:\a\.)", R"(C:\a)"},
+      {R"(C:\.)", R"(C:\)"},
+      {R"(C:a\..\b)", "C:b"},
+      {R"(C:..\b)", R"(C:..\b)"},
+      {R"(C:.\b)", "C:b"},
+      {R"(\a\..\..\b)", R"(\b)"},
+      {R"(\\server\share\..\x)", R"(\\server\share\x)"},
+      {R"(\\server\share\a\..\..\x)", R"(\\server\share\x)"},
+      {R"(a\..\b)", "b"},
+      {R"(a\..\..\b\c\..)", R"(..\b)"},
+      {R"(..\..\b)", R"(..\..\b)"},
+      {"..", R"(..\)"},
+
+      {R"(\\?\C:\Safe\x.exe)", R"(C:\Safe\x.exe)"},
+      {R"(\\.\c:\x)", R"(c:\x)"},
+      {"//?/C:/x", "C:/x"},
+      {R"(\\?\C:\Safe\..\Evil\x)", R"(C:\Evil\x)"},
+      {R"(\\?\UNC\server\share\x)", R"(\\server\share\x)"},
+      {R"(\\?\unc\server\share\..\x)", R"(\\server\share\x)"},
+      {R"(\\?\\\?\C:\x)", nullptr},  // once
+      {R"(\\?\UNC)", nullptr},
+      {R"(\\?\UNC\)", nullptr},
+      {R"(\\?\UNCLE\share\x)", nullptr},
+      {R"(\\?\Volume{1}\x)", nullptr},
+      {R"(\\?\)", nullptr},
+      {R"(\?\C:\x)", nullptr},
+
+      {R"(C:\Safe\x.exe)", nullptr},
+      {R"(C:\Safe\..a\...\b..\.x\x.)", nullptr},
+      {R"(C:\\Safe//x)", nullptr},
+      {"x.exe", nullptr},
+      {"", nullptr},
+  };
+  for (const auto& c : kCases) {
+    const std::optional<KxWString> normalized = KxPath_Normalized(Wide(c.path));
+    EXPECT_EQ(normalized ? KxText_ToUtf8(*normalized) : "as it is", c.normalized ? c.normalized : "as it is") << c.path;
+  }
+  EXPECT_FALSE(KxPath_Normalized(CkxTextView()));
 }
 
 enum Where { kOutside, kSame, kBelow };
@@ -161,6 +212,11 @@ TEST(Path, FolderInsideAgreesWithNormalisedPaths) {
   const auto normalised = [](const std::string& path) {
     return std::filesystem::path(path).lexically_normal().generic_string();  // with its separator at the end
   };
+  for (const std::string& folder : folders) {
+    std::string plain = KxText_ToUtf8(KxPath_Normalized(Wide(folder)).value_or(Wide(folder)));
+    std::replace(plain.begin(), plain.end(), '\\', '/');
+    ASSERT_EQ(plain, normalised(folder)) << folder;
+  }
   size_t inside = 0;
   for (const std::string& container : containers) {
     const std::string normalContainer = normalised(container);

@@ -60,6 +60,10 @@ TEST_F(Location, TypeIsThatOfTheDriveOrOfAShare) {
       {KXW("\\\\\\srv\\share"), "UNKNOWN"},
       {KXW("\\\\srv/share"), "UNKNOWN"},
       {KXW("//srv/share"), "UNKNOWN"},
+      {KXW("\\\\?\\c:\\a.exe"), "FIXED"},
+      {KXW("\\\\.\\D:\\a.exe"), "CDROM"},
+      {KXW("\\\\?\\UNC\\srv\\share\\a.exe"), "REMOTE"},
+      {KXW("\\\\?\\UNC\\srv"), "UNKNOWN"},
       {KXW("a.exe"), "UNKNOWN"},
       {KXW("System"), "UNKNOWN"},
       {KXW(""), "UNKNOWN"},
@@ -175,6 +179,26 @@ TEST_F(Location, IsInAFolderOrMatchesAWildcard) {
       {"asterisk over separators", KXW("C:\\a\\b\\c\\a.exe"), KXW("C:\\*\\c\\"), true, true},
       {"one unit", KXW("E:\\a\\a.exe"), KXW("?:\\a\\"), true, true},
       {"wildcards and slashes", KXW("C:/Users/Joe/a.exe"), KXW("C:\\Users\\*"), true, true},
+
+      {"climbs out", KXW("C:\\Program Files\\..\\Users\\a.exe"), KXW("C:\\Program Files"), false, false},
+      {"climbs out of a wildcard", KXW("C:\\Program Files\\..\\Users\\a.exe"), KXW("C:\\Program Files\\*"), false,
+       false},
+      {"climbs out in slashes", KXW("C:/Program Files/x/../../Users/a.exe"), KXW("C:\\Program Files\\*"), false, false},
+      {"climbs into it", KXW("C:\\Users\\..\\Program Files\\x\\a.exe"), KXW("C:\\Program Files\\*"), true, true},
+      {"dots that lead nowhere", KXW("C:\\.\\Users\\.\\a.exe"), KXW("C:\\Users\\"), true, true},
+      {"ends above it", KXW("C:\\Program Files\\.."), KXW("C:\\Program Files\\*"), false, false},
+      {"names that begin with dots", KXW("C:\\Users\\..x\\a.exe"), KXW("C:\\Users\\..x\\*"), true, true},
+      {"climbs on a share", KXW("\\\\srv\\share\\x\\..\\y\\a.exe"), KXW("\\\\srv\\share\\x\\*"), false, false},
+      {"climbs on a mapped drive", KXW("Z:\\x\\..\\y\\a.exe"), KXW("\\\\srv\\share\\x\\*"), false, false},
+
+      {"drive behind a device prefix", KXW("\\\\?\\C:\\Tools\\a.exe"), KXW("C:\\Tools"), true, true},
+      {"the same, wildcards", KXW("\\\\?\\C:\\Tools\\a.exe"), KXW("c:\\t*\\"), true, true},
+      {"the same, optical", KXW("\\\\?\\D:\\setup\\a.exe"), KXW("CDROM:\\setup"), true, true},
+      {"the same, mapped", KXW("\\\\?\\Z:\\x\\a.exe"), KXW("\\\\srv\\share\\x"), true, true},
+      {"the same, climbing", KXW("\\\\?\\C:\\Tools\\..\\a.exe"), KXW("C:\\Tools\\*"), false, false},
+      {"share behind a device prefix", KXW("\\\\?\\UNC\\srv\\share\\x\\a.exe"), KXW("\\\\srv\\share\\x"), true, true},
+      {"the same, wildcards ", KXW("\\\\?\\UNC\\srv\\share\\x\\a.exe"), KXW("\\\\srv\\*\\x\\"), true, true},
+      {"the prefix twice", KXW("\\\\?\\\\\\?\\C:\\Tools\\a.exe"), KXW("C:\\Tools"), false, false},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);

@@ -17,9 +17,9 @@ constexpr uint32_t kLink = 2;
 KxBytes ExeTarget(unsigned char id, std::u16string_view name) {
   CkxRecordBytes target;
   target.U32(0x22232427).SizeHere().Id(id).U32(kExe);
-  target.U8(1).Unset(3);                                                          // inheritable; versions, location
-  target.Set().Obfuscated(name).U16(1).Absent().Absent().U64(~uint64_t{0});       // file name: no hash, any size
-  target.Unset(6).Absent().Unset().Absent();                                      // arguments to parent, users, origin, distributor
+  target.U8(1).Unset(3);                                                     // inheritable; versions, location
+  target.Set().Obfuscated(name).U16(1).Absent().Absent().U64(~uint64_t{0});  // file name: no hash, any size
+  target.Unset(6).Absent().Unset().Absent();  // arguments to parent, users, origin, distributor
   return target.Bytes();
 }
 
@@ -95,10 +95,14 @@ TEST_F(SharedPoliciesData, TheFirstPolicyThatAppliesWins) {
       {"inactive ones are not asked", {Policy({1, 2, false, app}), Policy({2, 3, true, app})}, 2},
       {"set security does not take part", {Policy({1, 11, true, app, {1}}), Policy({2, 3, true, app})}, 2},
       {"developer application does not take part", {Policy({1, 18, true, app}), Policy({2, 3, true, app})}, 2},
-      {"an exclusion of another kind is passed over", {Policy({1, 12, true, app, excludeType1}), Policy({2, 3, true, app})}, 2},
+      {"an exclusion of another kind is passed over",
+       {Policy({1, 12, true, app, excludeType1}), Policy({2, 3, true, app})},
+       2},
       {"an exclusion from policies wins", {Policy({1, 12, true, app, {0, 0}}), Policy({2, 3, true, app})}, 1},
       {"a body that does not parse is passed over", {Policy({1, 4, true, app, {1, 0}}), Policy({2, 3, true, app})}, 2},
-      {"a policy without targets that takes everything", {Policy({1, 4, true, {}, {1, 0, 0}}), Policy({2, 2, true, app})}, 1},
+      {"a policy without targets that takes everything",
+       {Policy({1, 4, true, {}, {1, 0, 0}}), Policy({2, 2, true, app})},
+       1},
   };
   for (const Case& row : cases) {
     Publish(row.policies);
@@ -194,8 +198,8 @@ TEST_F(SharedPoliciesData, TheFilterTakesActivityAndAction) {
 }
 
 TEST(PolicyFilter, EveryActionHasItsBitOrALine) {
-  const std::vector<std::pair<int32_t, uint32_t>> cases = {{1, 0x1},   {13, 0x1000},   {18, 0x2000}, {20, 0x200000},
-                                                           {24, 0x200000}, {0, 0}, {14, 0},     {21, 0},      {-1, 0}};
+  const std::vector<std::pair<int32_t, uint32_t>> cases = {
+      {1, 0x1}, {13, 0x1000}, {18, 0x2000}, {20, 0x200000}, {24, 0x200000}, {0, 0}, {14, 0}, {21, 0}, {-1, 0}};
   for (const auto& [action, bit] : cases) {
     CkxTraceCapture trace;
     EXPECT_EQ(SkxPolicyFilter::GetActionMask(static_cast<EkxPolicyAction>(action)), bit) << action;
@@ -219,9 +223,14 @@ TEST_F(SharedPoliciesData, GroupsMatchThroughTheirLinks) {
       {"the group's first match is reported", {Group(50, {ExeTarget(2, u"x.exe"), ExeTarget(3, u"app.exe")})}, 1, 3},
       {"an empty group", {Group(50, {})}, 0, 0},
       {"a link in a group is reported as itself",
-       {Group(50, {LinkTarget(4, 51)}), Group(51, {ExeTarget(5, u"app.exe")})}, 1, 4},
+       {Group(50, {LinkTarget(4, 51)}), Group(51, {ExeTarget(5, u"app.exe")})},
+       1,
+       4},
       {"a group that links to itself alone matches nothing", {Group(50, {LinkTarget(4, 50)})}, 0, 0},
-      {"one that also has the program is found at the bottom", {Group(50, {LinkTarget(4, 50), ExeTarget(5, u"app.exe")})}, 1, 4},
+      {"one that also has the program is found at the bottom",
+       {Group(50, {LinkTarget(4, 50), ExeTarget(5, u"app.exe")})},
+       1,
+       4},
   };
   for (const Case& row : cases) {
     PublishGroups(row.groups);
@@ -298,7 +307,8 @@ TEST_F(SharedPoliciesData, EveryPrefixAndEveryByteChangeEndsCleanly) {
   const KxBytes section(whole.bytes.begin(), whole.bytes.end());
   size_t refused = 0;
   for (size_t length = 0; length < section.size(); ++length) {
-    _source.PublishBytes(EkxPolicySection::Policies, KxBytes(section.begin(), section.begin() + static_cast<long>(length)));
+    _source.PublishBytes(EkxPolicySection::Policies,
+                         KxBytes(section.begin(), section.begin() + static_cast<long>(length)));
     const CkxPolicySourceScope scope(_source);
     std::vector<uint32_t> ids;
     if (!CkxSharedPoliciesData::EnumPolicies(CollectIds, &ids, false, nullptr)) ++refused;
@@ -350,9 +360,10 @@ TEST_F(SharedPoliciesData, AnEvaluationCanBeWatched) {
   for (const std::string& line : observer.lines) {
     if (!line.starts_with("check")) steps.push_back(line);
   }
-  EXPECT_EQ(steps, (std::vector<std::string>{"policy 1 filtered out", "target 3 1 did not match", "target 3 3 did not match",
-                                             "target 2 2 did not match", "policy 2 no target matched", "policy 3 passed over",
-                                             "target 3 5 matched", "policy 4 applies"}));
+  EXPECT_EQ(steps,
+            (std::vector<std::string>{"policy 1 filtered out", "target 3 1 did not match", "target 3 3 did not match",
+                                      "target 2 2 did not match", "policy 2 no target matched", "policy 3 passed over",
+                                      "target 3 5 matched", "policy 4 applies"}));
 }
 
 }  // namespace

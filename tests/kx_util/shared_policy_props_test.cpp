@@ -1,27 +1,17 @@
-#include <kx_util/shared_policy_origin_props.h>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <kx_util/shared_policy_origin_props.h>
+#include <kx_util/shared_policy_resource_props.h>
 
 #include <functional>
 
-#include "tests/support/record_bytes.h"
+#include "tests/support/read_prop.h"
 #include "tests/support/trace_capture.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-template <class Prop>
-std::unique_ptr<Prop> Read(const KxBytes& bytes) {
-  // The property may point into the bytes, and they outlive it: tests are short.
-  static std::vector<std::unique_ptr<CkxExactBytes>> kept;
-  kept.push_back(std::make_unique<CkxExactBytes>(bytes));
-  auto prop = std::make_unique<Prop>();
-  if (!prop->FromBuffer(kept.back()->cursor, kept.back()->remaining)) return nullptr;
-  return prop;
-}
 
 template <class Prop>
 std::unique_ptr<CkxShBufPropBase> Make() {
@@ -37,6 +27,10 @@ CkxRecordBytes VerInfo(std::u16string_view field, std::u16string_view text) {
 }
 CkxRecordBytes Location() { return CkxRecordBytes().Set().Obfuscated(u"C:\\T").U8(1).Text(u"FIXED,CDROM"); }
 CkxRecordBytes Range() { return CkxRecordBytes().Set().U32(0x10002).U32(0x30004).U32(0x50006).U32(0x70008); }
+CkxRecordBytes Capability() { return CkxRecordBytes().Set().Obfuscated(u"camera").U8(1); }
+CkxRecordBytes Media() {
+  return CkxRecordBytes().Set().Append(Str(u"USB")).Append(Str(u"V")).Unset().Append(Str(u"00"));
+}
 CkxRecordBytes Package() {
   return CkxRecordBytes().Set().U8(1).Obfuscated(u"Pkg").Append(Range()).U32(1).Append(Publisher(u"V", false));
 }
@@ -82,6 +76,13 @@ std::vector<Kind> Kinds() {
       {"installer properties", Make<CkxShBufPropFileMsiInfos>,
        CkxRecordBytes().Set().U32(1).Append(VerInfo(u"ProductCode", u"V")).Bytes(), kSlack},
       {"parent process", Make<CkxShBufPropParentProcess>, CkxRecordBytes().Set().Id(1).U8(1).Id(2).U8(0).Bytes()},
+      {"name and value", Make<CkxShBufPropNameValuePair>, Str(u"Name").Obfuscated(u"1").Bytes(), kSlack},
+      {"file-system path", Make<CkxShBufPropFSPath>, CkxRecordBytes().Set().Obfuscated(u"C:\\T").U8(1).Bytes()},
+      {"capability", Make<CkxShBufPropCapability>, Capability().Bytes()},
+      {"capabilities", Make<CkxShBufPropCapabilities>,
+       CkxRecordBytes().Set().U32(3).Append(Capability()).Unset().Append(Capability()).Bytes()},
+      {"media", Make<CkxShBufPropMediaInfo>, Media().Bytes()},
+      {"list of media", Make<CkxShBufPropMediaInfos>, CkxRecordBytes().Set().U32(2).Unset().Append(Media()).Bytes()},
       {"distribution service", Make<CkxShBufPropDistributionService>, CkxRecordBytes().Set().Obfuscated(u"D").Bytes(),
        kSlack},
       {"spawner process", Make<CkxShBufPropSpawnerProcess>, CkxRecordBytes().Set().U8(1).U8(2).Bytes()},
@@ -123,12 +124,12 @@ TEST(PolicyProps, OneThatIsNotSetIsOneByte) {
 }
 
 TEST(PolicyProps, FieldsLieInTheirOrder) {
-  const auto str = Read<CkxShBufPropStr>(Str(u"ab").Bytes());
+  const auto str = KxTest_Read<CkxShBufPropStr>(Str(u"ab").Bytes());
   EXPECT_EQ(str->Pattern().ToString(), KXW("ab"));
   EXPECT_TRUE(str->CaseSensitive());
   EXPECT_EQ(str->CompareAs(), EkxStrCompareAs::StrStartsWith);
 
-  const auto name = Read<CkxShBufPropFileName>(
+  const auto name = KxTest_Read<CkxShBufPropFileName>(
       CkxRecordBytes().Set().Obfuscated(u"a.exe").U16(4).Text(u"MD5").Text(u"MD5##00").U64(~uint64_t{0}).Bytes());
   EXPECT_EQ(name->Pattern().ToString(), KXW("a.exe"));
   EXPECT_EQ(name->CompareAs(), EkxStrCompareAs::StrWildcard);
@@ -136,13 +137,13 @@ TEST(PolicyProps, FieldsLieInTheirOrder) {
   EXPECT_EQ(name->Hash().ToString(), KXW("MD5##00"));
   EXPECT_EQ(name->FileSize(), -1);
 
-  const auto parent = Read<CkxShBufPropParentProcess>(CkxRecordBytes().Set().Id(1).U8(1).Id(2).U8(0).Bytes());
+  const auto parent = KxTest_Read<CkxShBufPropParentProcess>(CkxRecordBytes().Set().Id(1).U8(1).Id(2).U8(0).Bytes());
   EXPECT_EQ(parent->IncludedGroup().Data1, 1u);
   EXPECT_TRUE(parent->IncludedAnyAncestor());
   EXPECT_EQ(parent->ExcludedGroup().Data1, 2u);
   EXPECT_FALSE(parent->ExcludedAnyAncestor());
 
-  const auto origin = Read<CkxShBufPropFileOrigin>(Kinds().back().bytes);
+  const auto origin = KxTest_Read<CkxShBufPropFileOrigin>(Kinds().back().bytes);
   EXPECT_TRUE(origin->Flag());
   EXPECT_EQ(origin->MainSourceType(), 3u);
   EXPECT_EQ(origin->DistributionService().Name().ToString(), KXW("D"));
@@ -154,10 +155,6 @@ TEST(PolicyProps, FieldsLieInTheirOrder) {
   EXPECT_EQ(origin->SpawnerProcess().Mode(), 1);
   EXPECT_EQ(origin->SourceAddress().Pattern().ToString(), KXW("http"));
   EXPECT_EQ((*origin->Users().Elements().begin()).prop.Sid().ToUtf8(), "S-1-5-18");
-}
-
-TEST(PolicyProps, ADistributorNeedsAName) {
-  EXPECT_EQ(Read<CkxShBufPropDistributionService>(CkxRecordBytes().Set().Absent().Bytes()), nullptr);
 }
 
 SkxFileFacts Facts() {
@@ -182,12 +179,12 @@ CkxRecordBytes List(uint32_t count) { return CkxRecordBytes().Set().U32(count); 
 
 template <class Prop>
 auto Matcher(const CkxRecordBytes& record) {
-  return [bytes = record.Bytes()](const CkxTargetInfoFile& file) { return Read<Prop>(bytes)->Match(file); };
+  return [bytes = record.Bytes()](const CkxTargetInfoFile& file) { return KxTest_Read<Prop>(bytes)->Match(file); };
 }
 
 auto Publishers(const CkxRecordBytes& record) {
   return [bytes = record.Bytes()](const CkxTargetInfoFile& file) {
-    return Read<CkxShBufPropPublishers>(bytes)->Match(file, true);
+    return KxTest_Read<CkxShBufPropPublishers>(bytes)->Match(file, true);
   };
 }
 
@@ -195,7 +192,7 @@ auto NameAndHash(std::u16string_view name, std::u16string_view hash, uint64_t si
   return [=](const CkxTargetInfoFile& file) {
     CkxRecordBytes record;
     record.Set().Obfuscated(name).U16(1).Text(u"MD5").Text(hash).U64(size);
-    return Read<CkxShBufPropFileName>(record.Bytes())->MatchFileNameAndHash(file);
+    return KxTest_Read<CkxShBufPropFileName>(record.Bytes())->MatchFileNameAndHash(file);
   };
 }
 
@@ -250,7 +247,7 @@ TEST(PolicyProps, ANameThatComesWithAHashIsNotMatchedByNameAlone) {
   const auto match = [&](std::u16string_view hash) {
     CkxRecordBytes record;
     record.Set().Obfuscated(u"a.EXE").U16(1).Absent().Text(hash).U64(0);
-    return Read<CkxShBufPropFileName>(record.Bytes())->MatchFileName(file);
+    return KxTest_Read<CkxShBufPropFileName>(record.Bytes())->MatchFileName(file);
   };
   EXPECT_TRUE(match(u"")) << "a hash of nothing but its terminator is none";
   EXPECT_FALSE(match(u"MD5##00"));
@@ -260,32 +257,32 @@ TEST(PolicyProps, UnsignedOnlyTakesAFileWithoutASigner) {
   SkxFileFacts facts = Facts();
   facts.signers.clear();
   const CkxTargetInfoFile file(facts, nullptr);
-  EXPECT_TRUE(Read<CkxShBufPropPublisher>(Publisher(u"", true).Bytes())->Match(file));
+  EXPECT_TRUE(KxTest_Read<CkxShBufPropPublisher>(Publisher(u"", true).Bytes())->Match(file));
 }
 
 TEST(PolicyProps, PublishersOfAKindThatHasNoneAreAWarning) {
   const CkxTargetInfoFile file(Facts(), nullptr);
   CkxTraceCapture trace;
-  EXPECT_TRUE(Read<CkxShBufPropPublishers>({0})->Match(file, false));
+  EXPECT_TRUE(KxTest_Read<CkxShBufPropPublishers>({0})->Match(file, false));
   EXPECT_THAT(trace.Texts(), IsEmpty());
-  EXPECT_FALSE(Read<CkxShBufPropPublishers>(List(0).Bytes())->Match(file, false));
+  EXPECT_FALSE(KxTest_Read<CkxShBufPropPublishers>(List(0).Bytes())->Match(file, false));
   EXPECT_THAT(trace.Texts(),
               ElementsAre("KXT_WARNING CkxShBufPropPublishers:  CkxShBufPropPublishers::Match. WARNING: This type of "
                           "object is not allowed for matching by publishers"));
 }
 
 TEST(PolicyProps, TextsAndNumbersMatch) {
-  EXPECT_TRUE(Read<CkxShBufPropStr>(Str(u"ab").Bytes())->Match(KXW("abc")));
-  EXPECT_FALSE(Read<CkxShBufPropStr>(Str(u"ab").Bytes())->Match(KXW("Abc")));
-  EXPECT_FALSE(Read<CkxShBufPropStr>(Str(u"ab").Bytes())->Match(CkxTextView()));
-  EXPECT_TRUE(Read<CkxShBufPropStr>({0})->Match(CkxTextView()));
-  const auto bits = Read<CkxShBufPropBitmask>(CkxRecordBytes().Set().U32(6).U16(3).Bytes());
+  EXPECT_TRUE(KxTest_Read<CkxShBufPropStr>(Str(u"ab").Bytes())->Match(KXW("abc")));
+  EXPECT_FALSE(KxTest_Read<CkxShBufPropStr>(Str(u"ab").Bytes())->Match(KXW("Abc")));
+  EXPECT_FALSE(KxTest_Read<CkxShBufPropStr>(Str(u"ab").Bytes())->Match(CkxTextView()));
+  EXPECT_TRUE(KxTest_Read<CkxShBufPropStr>({0})->Match(CkxTextView()));
+  const auto bits = KxTest_Read<CkxShBufPropBitmask>(CkxRecordBytes().Set().U32(6).U16(3).Bytes());
   EXPECT_TRUE(bits->Match(4));
   EXPECT_FALSE(bits->Match(9));
-  const auto service = Read<CkxShBufPropSvcName>(CkxRecordBytes().Set().Obfuscated(u"spooler").Bytes());
+  const auto service = KxTest_Read<CkxShBufPropSvcName>(CkxRecordBytes().Set().Obfuscated(u"spooler").Bytes());
   EXPECT_TRUE(service->Match(KXW("Netlogon/Spooler")));
   EXPECT_FALSE(service->Match(KXW("Netlogon")));
-  EXPECT_TRUE(Read<CkxShBufPropSvcName>({0})->Match(KXW("")));
+  EXPECT_TRUE(KxTest_Read<CkxShBufPropSvcName>({0})->Match(KXW("")));
 }
 
 }  // namespace

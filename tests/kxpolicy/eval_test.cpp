@@ -289,7 +289,7 @@ TEST(Eval, ExplainsStepByStep) {
   const SkxToolRun text = image.Eval({"--target", "-", "--explain"}, kTool);
   EXPECT_EQ(text.out,
             "DECISION              POLICY                                        TARGET\n"
-            "Block                 4 Linked                                      C:\\Tools\\TOOL.exe\n"
+            "Block                 4 Linked                                      t\n"
             "    policy 1 Inactive: filtered out\n"
             "    policy 2 Not yours: not applicable to the user\n"
             "    policy 3 Elevate: no target matched\n"

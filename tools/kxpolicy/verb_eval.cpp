@@ -1,4 +1,4 @@
-// eval: which policy applies to a live file, to one target document, or to each of a stream of them.
+// eval: which policy applies to live files, to one target document, or to each of a stream of them.
 #include <kx_util/target_info_file.h>
 
 #include <ostream>
@@ -17,7 +17,7 @@ namespace {
 
 struct Options {
   std::string image;
-  std::string file;
+  std::vector<std::string> files;
   std::string target;
   std::string targets;
   std::string user;
@@ -73,11 +73,12 @@ SkxDecision Decide(const CkxTargetDocument& document, bool explain) {
   return decision;
 }
 
-/// How a person calls a target: its path, else its id.
+/// How a person calls a target: its id, else its path.
 std::string NameOf(const CkxTargetDocument& document) {
+  const auto id = nlohmann::json::parse(document.IdJson());
+  if (id.is_string()) return id.get<std::string>();
   const IkxPathProvider* const file = document.Target().QueryPathProvider();
-  const std::string path = file != nullptr ? KxText_ToUtf8(file->GetPath()) : "";
-  return path.empty() ? document.IdJson() : path;
+  return id.is_null() && file != nullptr ? KxText_ToUtf8(file->GetPath()) : document.IdJson();
 }
 
 EkxExit EvalStream(const Options& options, const std::optional<CkxSid>& user, Answers& answers, SkxStreams& streams) {
@@ -109,16 +110,22 @@ EkxExit EvalDocument(const Options& options, const std::optional<CkxSid>& user, 
   return EkxExit::Done;
 }
 
-EkxExit EvalFile(const Options& options, const std::optional<CkxSid>& user, Answers& answers) {
-  const std::optional<KxWString> path = KxText_FromUtf8(options.file);
-  const std::optional<KxWString> full = path ? KxFile_FullPath(*path) : std::nullopt;
-  if (!full || !KxFile_Status(*full)) throw CkxToolFault(EkxExit::UnusableInput, options.file + ": cannot be read");
+KxWString FullPathOf(const std::string& file) {
+  const std::optional<KxWString> path = KxText_FromUtf8(file);
+  std::optional<KxWString> full = path ? KxFile_FullPath(*path) : std::nullopt;
+  if (!full || !KxFile_Status(*full)) throw CkxToolFault(EkxExit::UnusableInput, file + ": cannot be read");
+  return *std::move(full);
+}
+
+EkxExit EvalFiles(const Options& options, const std::optional<CkxSid>& user, Answers& answers) {
   std::optional<CkxAccessToken> token;
   if (user) token.emplace(*user, std::vector<CkxSid>{}, false);
-  const CkxTargetInfoFile file(full->c_str(), token ? token->Handle() : nullptr);
-  SkxDecision decision = KxDecision_Of(file, options.explain);
-  decision.idJson = nlohmann::json(options.file).dump();
-  answers.Write(decision, options.file);
+  for (const std::string& file : options.files) {
+    const CkxTargetInfoFile target(FullPathOf(file).c_str(), token ? token->Handle() : nullptr);
+    SkxDecision decision = KxDecision_Of(target, options.explain);
+    decision.idJson = nlohmann::json(file).dump();
+    answers.Write(decision, file);
+  }
   return EkxExit::Done;
 }
 
@@ -137,7 +144,7 @@ EkxExit Run(const Options& options, SkxStreams& streams) {
   Answers answers(options, streams);
   if (!options.targets.empty()) return EvalStream(options, user, answers, streams);
   if (!options.target.empty()) return EvalDocument(options, user, answers, streams);
-  return EvalFile(options, user, answers);
+  return EvalFiles(options, user, answers);
 }
 
 }  // namespace
@@ -147,7 +154,8 @@ KxVerbAction KxVerb_Eval(CLI::App& app) {
   app.add_option("image", options->image,
                  "Folder of a compiled image; without it the policies in force on this machine");
   CLI::Option_group* const what = app.add_option_group("target", "What to evaluate");
-  what->add_option("--file", options->file, "A file on this machine");
+  what->add_option("--file", options->files, "A file on this machine; may be given several times")
+      ->allow_extra_args(false);
   what->add_option("--target", options->target, "One target document, - for standard input");
   what->add_option("--targets", options->targets, "A stream of target documents, one a line, - for standard input");
   what->require_option(1);

@@ -1,5 +1,7 @@
 #include "Agent/engine/kx_publish/json_reader.h"
 
+#include <algorithm>
+#include <set>
 #include <vector>
 
 namespace {
@@ -7,6 +9,28 @@ namespace {
 using nlohmann::json;
 
 constexpr int kMaxDepth = 64;
+
+/// Thrown by a quick look at a document that may be at fault.
+struct Suspicion {};
+
+/// Sees while a document is parsed whether it nests too deep or has a key twice, and nothing of where.
+class QuickLook {
+ public:
+  void OnEvent(int depth, json::parse_event_t event, const json& parsed) {
+    if (event == json::parse_event_t::key) {
+      ++_keys.back();
+    } else if (event == json::parse_event_t::object_start || event == json::parse_event_t::array_start) {
+      if (depth >= kMaxDepth) throw Suspicion();
+      _keys.push_back(0);
+    } else if (event == json::parse_event_t::object_end || event == json::parse_event_t::array_end) {
+      if (parsed.is_object() && parsed.size() != _keys.back()) throw Suspicion();
+      _keys.pop_back();
+    }
+  }
+
+ private:
+  std::vector<size_t> _keys;  // of each open object; 0 for an array
+};
 
 /// Watches a document while it is parsed: where it is, and which keys each open object has had.
 class Nesting {
@@ -119,12 +143,21 @@ std::string KxJson_Pointer(const std::string& pointer, std::string_view key) {
 std::string KxJson_Pointer(const std::string& pointer, size_t index) { return pointer + '/' + std::to_string(index); }
 
 nlohmann::json KxJson_Parse(std::string_view text, bool commentsAllowed) {
+  QuickLook quick;
+  const auto look = [&quick](int depth, json::parse_event_t event, json& parsed) {
+    quick.OnEvent(depth, event, parsed);
+    return true;
+  };
   Nesting nesting;
   const auto watch = [&nesting](int depth, json::parse_event_t event, json& parsed) {
     return nesting.OnEvent(depth, event, parsed);
   };
   try {
-    return json::parse(text, watch, true, commentsAllowed);
+    try {
+      return json::parse(text, look, true, commentsAllowed);
+    } catch (const Suspicion&) {
+      return json::parse(text, watch, true, commentsAllowed);  // names the place
+    }
   } catch (const json::exception& fault) {
     throw CkxDocumentFault("", PlainMessage(fault));
   }
@@ -159,13 +192,15 @@ CkxJsonObject::CkxJsonObject(const nlohmann::json& object, std::string pointer)
 }
 
 const nlohmann::json* CkxJsonObject::Find(const char* key) {
-  _known.emplace(key);
   const auto found = _json.find(key);
-  return found == _json.end() ? nullptr : &*found;
+  if (found == _json.end()) return nullptr;
+  if (std::find(_known.begin(), _known.end(), &*found) == _known.end()) _known.push_back(&*found);
+  return &*found;
 }
 
 void CkxJsonObject::Finish() const {
+  if (_known.size() == _json.size()) return;
   for (const auto& [key, value] : _json.items()) {
-    if (!_known.contains(key)) Refuse(PointerTo(key), "unknown key");
+    if (std::find(_known.begin(), _known.end(), &value) == _known.end()) Refuse(PointerTo(key), "unknown key");
   }
 }

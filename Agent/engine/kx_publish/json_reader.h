@@ -14,9 +14,9 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <set>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "Common_CPP/util/text.h"
 
@@ -64,7 +64,7 @@ class CkxJsonObject {
   Value Required(const char* key) {
     const nlohmann::json* const value = Find(key);
     if (value == nullptr) throw CkxDocumentFault(_pointer, std::string("\"") + key + "\" is missing");
-    return KxJson_As<Value>(*value, PointerTo(key));
+    return As<Value>(*value, key);
   }
 
   /// Leaves `out` as it is when `key` is not there. `Out` may be a std::optional.
@@ -72,7 +72,7 @@ class CkxJsonObject {
   bool Optional(const char* key, Value& out) {
     const nlohmann::json* const value = Find(key);
     if (value == nullptr) return false;
-    out = KxJson_As<typename Plain<Value>::Type>(*value, PointerTo(key));
+    out = As<typename Plain<Value>::Type>(*value, key);
     return true;
   }
 
@@ -89,7 +89,17 @@ class CkxJsonObject {
     using Type = Value;
   };
 
+  /// The place is put together only for a fault.
+  template <class Value>
+  Value As(const nlohmann::json& value, const char* key) const {
+    try {
+      return KxJson_As<Value>(value, {});
+    } catch (const CkxDocumentFault& fault) {
+      throw CkxDocumentFault(PointerTo(key), fault.what());
+    }
+  }
+
   const nlohmann::json& _json;
   const std::string _pointer;
-  std::set<std::string, std::less<>> _known;
+  std::vector<const nlohmann::json*> _known;  // the values that were asked for, each once
 };

@@ -1,6 +1,7 @@
 #include "Agent/engine/kx_publish/policy_document.h"
 
 #include <algorithm>
+#include <set>
 
 #include "Agent/engine/kx_publish/applicable_rules.h"
 #include "Agent/engine/kx_publish/derived_id.h"

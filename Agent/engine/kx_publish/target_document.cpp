@@ -79,7 +79,8 @@ std::map<KxWString, KxWString> TextsOf(CkxJsonObject& object, const char* key) {
 }
 
 WCHAR DriveLetterAt(const std::string& name, const std::string& pointer) {
-  const WCHAR letter = name.size() == 1 ? KxPath_DriveLetter(KxWString{static_cast<WCHAR>(name[0]), KXW(':')}) : WCHAR{};
+  const WCHAR letter =
+      name.size() == 1 ? KxPath_DriveLetter(KxWString{static_cast<WCHAR>(name[0]), KXW(':')}) : WCHAR{};
   if (letter == 0) throw CkxDocumentFault(pointer, "\"" + name + "\" is no drive letter");
   return letter;
 }

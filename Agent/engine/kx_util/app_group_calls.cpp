@@ -1,10 +1,10 @@
 // Calling a member of a group by the group's id, which is how links, policies and parent-process conditions reach the
 // targets of a group.
 //
-// Groups may link to groups, and bytes from outside may make them link to themselves. So a call nests at most eight deep, past
-// which a group matches nothing. Two things keep the work of one question proportional to the number of groups instead of
-// exponential: a group that was found not to match a description at one depth is not tried again there, and a group whose
-// targets were handed out already is not handed out again.
+// Groups may link to groups, and bytes from outside may make them link to themselves. So a call nests at most eight
+// deep, past which a group matches nothing. Two things keep the work of one question proportional to the number of
+// groups instead of exponential: a group that was found not to match a description at one depth is not tried again
+// there, and a group whose targets were handed out already is not handed out again.
 #include <kx_util/shared_policies_data.h>
 
 #include <algorithm>

@@ -15,7 +15,7 @@ class IkxFileFacts {
   virtual std::optional<KxWString> Hash(CkxTextView algorithm) const = 0;  ///< hexadecimal
   virtual std::optional<CkxSid> Owner() const = 0;
   virtual std::optional<KxWString> OwnerName() const = 0;
-  virtual SkxVersion FileVersion() const = 0;                                   ///< empty when there is none
+  virtual SkxVersion FileVersion() const = 0;  ///< empty when there is none
   virtual std::optional<KxWString> VersionField(CkxTextView field) const = 0;
   virtual std::optional<KxWString> MsiProperty(CkxTextView property) const = 0;
   virtual SkxSignerFact Signer(bool second) const = 0;  ///< no name and `Unknown` when the source cannot tell

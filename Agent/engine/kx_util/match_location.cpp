@@ -14,6 +14,18 @@ constexpr const WCHAR* kFixed = KXW("FIXED");
 constexpr const WCHAR* kAny = KXW("ANY");
 constexpr const WCHAR* kOpticalDrive = KXW("CDROM:");  // how a location pattern names whatever optical drive there is
 
+/// A path as it is judged: `C:\Tools\..\x.exe` and `\\?\C:\x.exe` are `C:\x.exe`, so that no spelling leads into a
+/// folder where the file is not. Usually a view of the path itself.
+class CkxJudgedPath {
+ public:
+  explicit CkxJudgedPath(CkxTextView path) : _normalized(KxPath_Normalized(path)), _path(path) {}
+  CkxTextView View() const { return _normalized ? CkxTextView(*_normalized) : _path; }
+
+ private:
+  const std::optional<KxWString> _normalized;
+  const CkxTextView _path;
+};
+
 bool IsAny(CkxTextView type) { return KxText_Equals(type, kAny, false); }
 
 void TraceInvalidArguments(std::string_view scope, CkxTextView path, CkxTextView pattern) {
@@ -40,10 +52,9 @@ std::optional<KxWString> UncForm(void* token, CkxTextView path) {
 }
 
 /// A pattern that begins with "CDROM:" with the target's drive in its place; nothing unless that drive is optical.
-std::optional<KxWString> OnOpticalDrive(const IkxPathProvider& provider, CkxTextView pattern) {
+std::optional<KxWString> OnOpticalDrive(void* token, CkxTextView path, CkxTextView pattern) {
   if (!KxText_StartsWith(pattern, kOpticalDrive, false)) return std::nullopt;
-  const CkxTextView path = provider.GetPath();
-  if (DriveTypeOf(provider.GetAccessToken(), path) != EkxDriveType::Cdrom) return std::nullopt;
+  if (DriveTypeOf(token, path) != EkxDriveType::Cdrom) return std::nullopt;
   const size_t behindColon = CkxTextView(kOpticalDrive).Size();
   return KxWString{KxPath_DriveLetter(path), KXW(':')} + pattern.Part(behindColon).ToString();
 }
@@ -72,7 +83,8 @@ bool MatchesWildcards(CkxTextView path, CkxTextView pattern) {
 
 const WCHAR* KxUtil_GetFileLocationType(void* token, CkxTextView path) {
   if (path.IsEmpty() || KxText_Equals(path, CkxTargetInfoFile::kSystemPseudoFile, true)) return kUnknown;
-  const EkxDriveType drive = DriveTypeOf(token, path);
+  const CkxJudgedPath judged(path);
+  const EkxDriveType drive = DriveTypeOf(token, judged.View());
   switch (drive) {
     case EkxDriveType::Removable:
       return KXW("REMOVABLE");
@@ -91,7 +103,7 @@ const WCHAR* KxUtil_GetFileLocationType(void* token, CkxTextView path) {
       KxTrace(EkxTraceLevel::Error, "KxUtil_GetFileLocationType", "ERROR: GetDriveType returned unexpected value ",
               static_cast<unsigned>(drive));
   }
-  return KxPath_IsUnc(path) ? kRemote : kUnknown;
+  return KxPath_IsUnc(judged.View()) ? kRemote : kUnknown;
 }
 
 const WCHAR* KxUtil_GetFileLocationType(const IkxPathProvider& provider) {
@@ -127,22 +139,25 @@ bool KxUtil_MatchFileLocationTypes(const IkxPathProvider& provider, CkxTextView 
 
 bool KxUtil_MatchFileLocation(const IkxPathProvider& provider, CkxTextView typeList, CkxTextView locationPattern,
                               bool withSubfolders) {
-  const CkxTextView path = provider.GetPath();
-  if (path.IsEmpty() || locationPattern.IsEmpty()) {
-    TraceInvalidArguments("KxUtil_MatchFileLocation", path, locationPattern);
+  const CkxTextView spelled = provider.GetPath();
+  if (spelled.IsEmpty() || locationPattern.IsEmpty()) {
+    TraceInvalidArguments("KxUtil_MatchFileLocation", spelled, locationPattern);
     return false;
   }
   if (!KxUtil_MatchFileLocationTypes(provider, typeList)) return false;
 
+  void* const token = provider.GetAccessToken();
+  const CkxJudgedPath judged(spelled);
+  const CkxTextView path = judged.View();
   const bool hasWildcards = KxWildcard_IsPattern(locationPattern);
-  const std::optional<KxWString> onOpticalDrive = OnOpticalDrive(provider, locationPattern);
+  const std::optional<KxWString> onOpticalDrive = OnOpticalDrive(token, path, locationPattern);
   const CkxTextView pattern = onOpticalDrive ? CkxTextView(*onOpticalDrive) : locationPattern;
-  const auto matches = [&](CkxTextView spelled) {
-    return hasWildcards ? MatchesWildcards(spelled, pattern)
-                        : KxPath_IsFolderInside(KxPath_Folder(spelled), pattern, withSubfolders);
+  const auto matches = [&](CkxTextView file) {
+    return hasWildcards ? MatchesWildcards(file, pattern)
+                        : KxPath_IsFolderInside(KxPath_Folder(file), pattern, withSubfolders);
   };
   if (matches(path)) return true;
   if (KxPath_DriveLetter(pattern) != 0) return false;  // a pattern that names a drive is about that drive
-  const std::optional<KxWString> unc = UncForm(provider.GetAccessToken(), path);
+  const std::optional<KxWString> unc = UncForm(token, path);
   return unc && matches(*unc);
 }

@@ -1,11 +1,11 @@
-// The questions that records ask of the floor above them: a group or an alert by its id. Declared here, where the records
-// can see them; answered by the store, from the source in force on the calling thread.
+// The questions that records ask of the floor above them: a group or an alert by its id. Declared here, where the
+// records can see them; answered by the store, from the source in force on the calling thread.
 #pragma once
 
 #include <kx_util/shared_app_groups.h>
 
 using KxAppGroupMember = void (CkxShBufAppGroup::*)(void* context);
 
-/// Finds the group `id`, and calls `member` on it for the length of the call. False when there is no such group, when it is
-/// malformed, or when groups nest too deep.
+/// Finds the group `id`, and calls `member` on it for the length of the call. False when there is no such group, when
+/// it is malformed, or when groups nest too deep.
 bool KxPolicyLookup_CallAppGroup(const GUID& id, KxAppGroupMember member, void* context);

@@ -1,9 +1,9 @@
 // Where record objects live: policies, the nodes of their lists and their un-obfuscated texts.
 //
-// A walk makes a policy with all its parts, asks it one question and destroys it, thousands of times. While it makes one it
-// opens a scope on an arena of its own, and the parts lie side by side in the arena's one block instead of each on the
-// heap. Anything made outside a scope, and what does not fit any more, comes from the heap; every piece knows where it
-// came from, so that freeing needs no scope.
+// A walk makes a policy with all its parts, asks it one question and destroys it, thousands of times. While it makes
+// one it opens a scope on an arena of its own, and the parts lie side by side in the arena's one block instead of each
+// on the heap. Anything made outside a scope, and what does not fit any more, comes from the heap; every piece knows
+// where it came from, so that freeing needs no scope.
 //
 //   CkxRecordArena arena;                       // for the whole walk
 //   { CkxRecordArena::Scope scope(arena);  policy = PolicyFromBuffer(record, false); }
@@ -26,7 +26,8 @@ class CkxRecordArena {
   CkxRecordArena(const CkxRecordArena&) = delete;
   CkxRecordArena& operator=(const CkxRecordArena&) = delete;
 
-  /// What this thread allocates meanwhile comes from `arena`. Scopes nest. All of it must be freed before the arena goes.
+  /// What this thread allocates meanwhile comes from `arena`. Scopes nest. All of it must be freed before the arena
+  /// goes.
   class Scope {
    public:
     explicit Scope(CkxRecordArena& arena);

@@ -3,8 +3,9 @@
 //   offset 0: u32 count
 //          4: `count` records back to back, each beginning with u32 signature, u32 size of the record, header included
 //
-// A record is handed out only when its header lies inside the section, bears the kind's signature, and its size is at least
-// the header's and reaches at most to the section's end: whoever gets it may read `size` bytes, and a walk always advances.
+// A record is handed out only when its header lies inside the section, bears the kind's signature, and its size is at
+// least the header's and reaches at most to the section's end: whoever gets it may read `size` bytes, and a walk always
+// advances.
 #pragma once
 
 #include <cstddef>
@@ -16,8 +17,8 @@
 struct SkxRecordKind {
   uint32_t signature;
   size_t headerBytes;
-  const char* word;            ///< as error lines name the record
-  const char* signatureWord;   ///< as the line on a wrong signature does
+  const char* word;           ///< as error lines name the record
+  const char* signatureWord;  ///< as the line on a wrong signature does
 };
 
 extern const SkxRecordKind kKxPolicyRecord;

@@ -42,8 +42,8 @@ class PolicyWalk {
     const int64_t elapsed = KxClock_Microseconds() - _start;
     if (elapsed <= kSlowWalkMicroseconds) return;
     CkxUtilStr line;
-    KxText_AppendFormat(line, KXW("ShPolData::EnumPol. %u (%u filtered) out of %u policies in %I64d microsec"), _visited,
-                        _passed, _count, elapsed);
+    KxText_AppendFormat(line, KXW("ShPolData::EnumPol. %u (%u filtered) out of %u policies in %I64d microsec"),
+                        _visited, _passed, _count, elapsed);
     KxTrace(EkxTraceLevel::Warning, kScope, line.View());
   }
   PolicyWalk(const PolicyWalk&) = delete;
@@ -88,7 +88,8 @@ class PolicyWalk {
     }
     const CkxShBufPolicyPtr policy = Make(header);
     if (policy == nullptr) {
-      KxTrace(EkxTraceLevel::Error, kScope, "ERROR: Policy cannot be read and is passed over. Id=", uint32_t{header->id},
+      KxTrace(EkxTraceLevel::Error, kScope,
+              "ERROR: Policy cannot be read and is passed over. Id=", uint32_t{header->id},
               ", Action=", static_cast<int32_t>(header->action), ", Record=", _visited - 1);
       return Skip(header, EkxPolicyOutcome::PassedOver);
     }
@@ -176,8 +177,7 @@ bool CkxSharedPoliciesData::GetAppGroupById(const GUID& id, CkxShBufAppGroup*& g
 }
 
 bool CkxSharedPoliciesData::GetPoliciesApplicableForUser(void* token, std::vector<int>& ids) {
-  const std::shared_ptr<const CkxApplicablePolicies> applicable =
-      KxPolicySource_Current().ApplicablePolicies(token);
+  const std::shared_ptr<const CkxApplicablePolicies> applicable = KxPolicySource_Current().ApplicablePolicies(token);
   if (applicable == nullptr) return false;
   const auto append = [&](uint32_t id) { ids.push_back(static_cast<int>(id)); };
   if (!applicable->IsAll()) {
