@@ -36,7 +36,7 @@ class Location : public testing::Test {
   }
 
  private:
-  const FakeMachine _machine;
+  const FakeMachine _machine{};
   const CkxMachineFactsScope _scope{_machine};
 };
 
