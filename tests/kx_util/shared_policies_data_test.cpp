@@ -236,7 +236,7 @@ TEST_F(SharedPoliciesData, GroupsMatchThroughTheirLinks) {
     PublishGroups(row.groups);
     EXPECT_EQ(Evaluate(), row.policy) << row.name;
     if (row.policy != 0) {
-      EXPECT_EQ(_info.PolicyTargetId.Data1, row.target) << row.name;
+      EXPECT_EQ(uint32_t{_info.PolicyTargetId.Data1}, row.target) << row.name;
     }
   }
 }
