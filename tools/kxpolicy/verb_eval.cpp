@@ -30,13 +30,15 @@ class Answers {
  public:
   Answers(const Options& options, SkxStreams& streams) : _json(options.format == "json"), _streams(streams) {}
 
-  void Write(const SkxDecision& decision, const std::string& what) {
+  /// `nameOf()` is how a person calls the target; only the table asks for it.
+  template <class Name>
+  void Write(const SkxDecision& decision, Name nameOf) {
     if (_json) {
       Line(KxDecision_ToJson(decision));
       return;
     }
     Heading();
-    Line(KxDecision_ToRow(decision, what));
+    Line(KxDecision_ToRow(decision, nameOf()));
     _streams.out << KxDecision_ExplanationText(decision);
   }
 
@@ -90,7 +92,7 @@ EkxExit EvalStream(const Options& options, const std::optional<CkxSid>& user, An
     try {
       if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");
       const CkxTargetDocument document = CkxTargetDocument::Parse(line, user);
-      answers.Write(Decide(document, options.explain), NameOf(document));
+      answers.Write(Decide(document, options.explain), [&] { return NameOf(document); });
     } catch (const CkxDocumentFault& fault) {
       answers.WriteFault(lines.TooLong() ? "" : line, fault.Line(), place);
       code = EkxExit::UnusableInput;
@@ -103,7 +105,7 @@ EkxExit EvalDocument(const Options& options, const std::optional<CkxSid>& user, 
   CkxInput input(options.target, streams.in);
   try {
     const CkxTargetDocument document = CkxTargetDocument::Parse(input.ReadAll(), user);
-    answers.Write(Decide(document, options.explain), NameOf(document));
+    answers.Write(Decide(document, options.explain), [&] { return NameOf(document); });
   } catch (const CkxDocumentFault& fault) {
     throw CkxToolFault(EkxExit::UnusableInput, input.Name() + ": " + fault.Line());
   }
@@ -124,7 +126,7 @@ EkxExit EvalFiles(const Options& options, const std::optional<CkxSid>& user, Ans
     const CkxTargetInfoFile target(FullPathOf(file).c_str(), token ? token->Handle() : nullptr);
     SkxDecision decision = KxDecision_Of(target, options.explain);
     decision.idJson = nlohmann::json(file).dump();
-    answers.Write(decision, file);
+    answers.Write(decision, [&] { return file; });
   }
   return EkxExit::Done;
 }

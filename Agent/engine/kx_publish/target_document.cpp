@@ -165,12 +165,10 @@ SkxProcessFacts ProcessFactsOf(CkxJsonObject& object) {
   return facts;
 }
 
-}  // namespace
-
 /// Builds the description of a document and, inside out, those of its parent and of what is linked to it.
-class CkxTargetBuilder {
+class TargetBuilder {
  public:
-  explicit CkxTargetBuilder(std::vector<std::unique_ptr<CkxAccessToken>>& tokens) : _tokens(tokens) {}
+  explicit TargetBuilder(std::vector<std::unique_ptr<CkxAccessToken>>& tokens) : _tokens(tokens) {}
 
   /// Every key of every kind is checked, whatever the kind: a recorder may write more than the kind has use for.
   CkxTargetInfoPtr Target(CkxJsonObject& object, void* token, unsigned nesting = 0) {
@@ -236,6 +234,8 @@ class CkxTargetBuilder {
   std::vector<std::unique_ptr<CkxAccessToken>>& _tokens;
 };
 
+}  // namespace
+
 std::unique_ptr<IkxMachineFacts> KxTargetDocument_Machine(CkxJsonObject& object) {
   auto machine = std::make_unique<RecordedMachine>();
   ForEachMember(object, "drives", [&](const std::string& name, const json& value, const std::string& pointer) {
@@ -268,7 +268,7 @@ CkxTargetDocument CkxTargetDocument::Parse(std::string_view text, const std::opt
 
 CkxTargetDocument CkxTargetDocument::FromJson(const json& value, const std::optional<CkxSid>& user) {
   CkxTargetDocument document;
-  CkxTargetBuilder builder(document._tokens);
+  TargetBuilder builder(document._tokens);
   CkxJsonObject object(value, "");
   if (const json* const id = object.Find("id")) document._idJson = id->dump();
   document._machine = KxTargetDocument_Machine(object);
