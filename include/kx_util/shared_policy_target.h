@@ -27,6 +27,7 @@ struct SkxGuidBlock {  ///< a GUID in place, at any address
 #pragma pack(pop)
 static_assert(sizeof(SkxTargetBufHeader) == 28);
 
+class CkxFileSrcProcess;
 class CkxShBufTarget;
 using KxTargetCallback = bool (*)(const CkxShBufTarget& target, void* context);
 
@@ -38,6 +39,11 @@ class KX_UTIL_API CkxShBufTarget : public CkxShBufList::CkxNode {
   virtual bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining);
   virtual void FillTargetInfo(SkxTriggerPolicyShortInfo& info) const;
   virtual bool MatchTarget(const CkxTargetInfo& target) const;
+
+  /// The same question about a process as the origin of a file remembers it.
+  virtual bool MatchProcess(const CkxFileSrcProcess& process) const;
+
+  /// Whether what the target is about can only be started from the agent's folder of tools.
   virtual bool RequiresKxToolsFolder() const { return false; }
   virtual void AppendDebugMsg(CkxUtilStr& text) const = 0;
 
@@ -85,6 +91,7 @@ class KX_UTIL_API CkxShBufTargetExe : public CkxShBufTarget {
 
   /// All of its properties that are set, cheap ones and those that decide most often first.
   bool MatchTarget(const CkxTargetInfo& target) const override;
+  bool MatchProcess(const CkxFileSrcProcess& process) const override;
   void AppendDebugMsg(CkxUtilStr& text) const override;
 
   bool Inheritable() const { return _inheritable; }

@@ -14,6 +14,13 @@ struct SkxSignerFact {
   EkxPublisherStatus status = EkxPublisherStatus::Unknown;
 };
 
+/// The identity of an application package of the store kind.
+struct SkxAppPackageFacts {
+  KxWString name;
+  KxWString version;                    ///< "1.2.3.4"
+  std::vector<KxWString> capabilities;  ///< as its manifest declares them
+};
+
 struct SkxFileFacts {
   KxWString path;
   std::optional<uint32_t> targetType;  ///< by the path's extension when not given
@@ -27,10 +34,17 @@ struct SkxFileFacts {
   std::map<KxWString, KxWString> versionInfo;    ///< field -> text; found without regard to case
   std::map<KxWString, KxWString> msiProperties;  ///< installer property -> text
   std::optional<KxWString> origin;               ///< the origin record, XML
+  std::optional<SkxAppPackageFacts> appPackage;  ///< of a package, or of a program that runs from one
 };
 
 struct SkxProcessFacts {
   uint32_t pid = 0;
   KxWString commandLine;
   KxWString services;  ///< names separated by "/"
+};
+
+/// Of what the system runs on behalf of another program.
+struct SkxServerFacts {
+  KxWString classId;        ///< "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}"
+  KxWString sourceAddress;  ///< of a control: the page or package that it comes from
 };

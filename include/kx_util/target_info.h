@@ -125,6 +125,7 @@ struct KX_UTIL_API CkxConsentData {
   const WCHAR* path = nullptr;         ///< the program, the package or the server of the COM object or control
   const WCHAR* commandLine = nullptr;  ///< of the program
   const WCHAR* url = nullptr;          ///< where an ActiveX control is installed from
+  const WCHAR* classId = nullptr;      ///< of the COM object or control, "{...}"
   void* userToken = nullptr;
 };
 

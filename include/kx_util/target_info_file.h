@@ -50,6 +50,7 @@ class KX_UTIL_API CkxTargetInfoFile : public CkxTargetInfo,
   const WCHAR* GetProductVersionStr() const;  ///< the version field "ProductVersion"
   const WCHAR* GetProductName() const;
   const WCHAR* GetMsiProperty(const WCHAR* property) const;  ///< of an installer package
+  const SkxAppPackageFacts* AppPackage() const;              ///< null for what belongs to no package, or when unknown
   const WCHAR* GetEmbeddedDescription() const;               ///< "FileDescription", else "ProductName"
 
   /// "TITLE (PATH)"; with a null `title` the embedded description, else the file name, stands for it.

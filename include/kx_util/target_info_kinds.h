@@ -27,36 +27,40 @@ class KX_UTIL_API CkxTargetInfoElevator : public CkxTargetInfo {
 /// What the kinds share that stand for a file without being one: the providers of that file.
 class KX_UTIL_API CkxTargetInfoServer : public CkxTargetInfo {
  public:
-  CkxTargetInfoServer(SkxFileFacts facts, EkxPolicyTarget type, void* userToken, bool flag);
-  CkxTargetInfoServer(const WCHAR* path, EkxPolicyTarget type, void* userToken, bool flag);
+  CkxTargetInfoServer(SkxFileFacts facts, SkxServerFacts server, EkxPolicyTarget type, void* userToken, bool flag);
+  CkxTargetInfoServer(const WCHAR* path, SkxServerFacts server, EkxPolicyTarget type, void* userToken, bool flag);
   const IkxPathProvider* QueryPathProvider() const override { return &_file; }
   const IkxHashProvider* QueryHashProvider() const override { return &_file; }
   const IkxPublisherProvider* QueryPublisherProvider() const override { return &_file; }
   EkxPolicyTarget TargetType() const override { return _type; }
+  CkxTextView ClassId() const { return _server.classId; }  ///< empty when unknown
 
  protected:
+  const SkxServerFacts& Server() const { return _server; }
   const CkxTargetInfoFile& File() const { return _file; }
   void _GetDescriptionForAlert(CkxUtilStr& text) const override;
   void _GetDescriptionForEvent(CkxUtilStr& text) const override;
 
  private:
   const CkxTargetInfoFile _file;
+  const SkxServerFacts _server;
   const EkxPolicyTarget _type;
 };
 
 class KX_UTIL_API CkxTargetInfoActiveX : public CkxTargetInfoServer {
  public:
   template <class Source>
-  CkxTargetInfoActiveX(Source source, void* userToken, bool flag = false)
-      : CkxTargetInfoServer(std::move(source), EkxPolicyTarget::ActiveX, userToken, flag) {}
+  CkxTargetInfoActiveX(Source source, SkxServerFacts server, void* userToken, bool flag = false)
+      : CkxTargetInfoServer(std::move(source), std::move(server), EkxPolicyTarget::ActiveX, userToken, flag) {}
   bool IsTargetInfoActiveX() const override { return true; }
+  CkxTextView SourceAddress() const { return Server().sourceAddress; }  ///< empty when unknown
 };
 
 class KX_UTIL_API CkxTargetInfoUacCOM : public CkxTargetInfoServer {
  public:
   template <class Source>
-  CkxTargetInfoUacCOM(Source source, void* userToken, bool flag = false)
-      : CkxTargetInfoServer(std::move(source), EkxPolicyTarget::Com, userToken, flag) {}
+  CkxTargetInfoUacCOM(Source source, SkxServerFacts server, void* userToken, bool flag = false)
+      : CkxTargetInfoServer(std::move(source), std::move(server), EkxPolicyTarget::Com, userToken, flag) {}
   bool IsTargetInfoUacCOM() const override { return true; }
   const IkxOwnerProvider* QueryOwnerProvider() const override { return &File(); }
   const IkxVersionInfoProvider* QueryVersionInfoProvider() const override { return &File(); }

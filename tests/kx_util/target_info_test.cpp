@@ -137,8 +137,8 @@ TEST(TargetInfo, KindsOfferTheirProviders) {
   const Probe base;
   const CkxTargetInfoFile file(facts, nullptr);
   const CkxTargetInfoProcess process(facts, SkxProcessFacts(), nullptr);
-  const CkxTargetInfoActiveX control(facts, nullptr);
-  const CkxTargetInfoUacCOM com(facts, nullptr);
+  const CkxTargetInfoActiveX control(facts, {}, nullptr);
+  const CkxTargetInfoUacCOM com(facts, {}, nullptr);
   const CkxTargetInfoElevator elevator(2, KXW("https://example.com/x"), nullptr);
   struct {
     const char* name;

@@ -114,6 +114,20 @@ SkxSignerFact SignerOf(const json& value, const std::string& pointer) {
   return signer;
 }
 
+std::optional<SkxAppPackageFacts> AppPackageOf(CkxJsonObject& object) {
+  const json* const value = object.Find("appPackage");
+  if (value == nullptr) return std::nullopt;
+  CkxJsonObject fields(*value, object.PointerTo("appPackage"));
+  SkxAppPackageFacts package;
+  fields.Optional("name", package.name);
+  fields.Optional("version", package.version);
+  ForEachElement(fields, "capabilities", [&](const json& capability, const std::string& pointer) {
+    package.capabilities.push_back(KxJson_As<KxWString>(capability, pointer));
+  });
+  fields.Finish();
+  return package;
+}
+
 SkxFileFacts FileFactsOf(CkxJsonObject& object) {
   SkxFileFacts facts;
   object.Optional("path", facts.path);
@@ -138,6 +152,7 @@ SkxFileFacts FileFactsOf(CkxJsonObject& object) {
   facts.versionInfo = TextsOf(object, "versionInfo");
   facts.msiProperties = TextsOf(object, "msi");
   object.Optional("origin", facts.origin);
+  facts.appPackage = AppPackageOf(object);
   return facts;
 }
 
@@ -155,6 +170,13 @@ RequestFacts RequestOf(CkxJsonObject& object) {
     fields.Finish();
   }
   return request;
+}
+
+SkxServerFacts ServerFactsOf(CkxJsonObject& object) {
+  SkxServerFacts facts;
+  object.Optional("classId", facts.classId);
+  object.Optional("sourceAddress", facts.sourceAddress);
+  return facts;
 }
 
 SkxProcessFacts ProcessFactsOf(CkxJsonObject& object) {
@@ -175,13 +197,15 @@ class TargetBuilder {
     const auto kind = object.Required<std::string>("kind");
     SkxFileFacts file = FileFactsOf(object);
     SkxProcessFacts process = ProcessFactsOf(object);
+    SkxServerFacts server = ServerFactsOf(object);
     RequestFacts request = RequestOf(object);
     CkxTargetInfoPtr parent = Parent(object, token, nesting);
     std::vector<CkxTargetInfoPtr> linked = Linked(object, token, nesting);
 
     if (kind == "file") return Made(std::make_unique<CkxTargetInfoFile>(std::move(file), token));
-    if (kind == "activex") return Made(std::make_unique<CkxTargetInfoActiveX>(std::move(file), token));
-    if (kind == "uaccom") return Made(std::make_unique<CkxTargetInfoUacCOM>(std::move(file), token));
+    if (kind == "activex")
+      return Made(std::make_unique<CkxTargetInfoActiveX>(std::move(file), std::move(server), token));
+    if (kind == "uaccom") return Made(std::make_unique<CkxTargetInfoUacCOM>(std::move(file), std::move(server), token));
     if (kind == "elevator") {
       return Made(std::make_unique<CkxTargetInfoElevator>(request.kind, std::move(request.url), token));
     }

@@ -119,6 +119,38 @@ void KxPropText_Append(CkxUtilStr& text, const CkxShBufPropPublishers& prop) { A
 void KxPropText_Append(CkxUtilStr& text, const CkxShBufPropFileOwners& prop) { AppendList(text, prop, KXW(" or ")); }
 void KxPropText_Append(CkxUtilStr& text, const CkxShBufPropFileVerInfos& prop) { AppendList(text, prop, KXW(" and ")); }
 
+void KxPropText_Append(CkxUtilStr& text, const CkxShBufPropFileMsiInfo& prop) {
+  if (!prop.Initialized()) return text.Append(KXW("nothing"));
+  KxText_AppendFormat(text, KXW("%s "), prop.Property());
+  KxPropText_Append(text, static_cast<const CkxShBufPropStr&>(prop));
+}
+
+void KxPropText_Append(CkxUtilStr& text, const CkxShBufPropFileMsiInfos& prop) { AppendList(text, prop, KXW(" and ")); }
+
+void KxPropText_Append(CkxUtilStr& text, const CkxShBufPropCapability& prop) {
+  WhenSet(text, prop,
+          [&] { KxText_AppendFormat(text, KXW("%s%s"), prop.Flag() ? KXW("") : KXW("not "), prop.Name()); });
+}
+
+void KxPropText_Append(CkxUtilStr& text, const CkxShBufPropCapabilities& prop) { AppendList(text, prop, KXW(" and ")); }
+
+void KxPropText_Append(CkxUtilStr& text, const CkxShBufPropMediaInfo& prop) {
+  WhenSet(text, prop, [&] {
+    const WCHAR* separator = KXW("");
+    const auto appendField = [&](const WCHAR* name, const CkxShBufPropStr& field) {
+      if (!field.Initialized()) return;
+      KxText_AppendFormat(text, KXW("%s%s "), separator, name);
+      KxPropText_Append(text, field);
+      separator = KXW(", ");
+    };
+    appendField(KXW("Type"), prop.Type());
+    appendField(KXW("Vendor"), prop.Vendor());
+    appendField(KXW("Product"), prop.Product());
+    appendField(KXW("SerialNumber"), prop.SerialNumber());
+    if (separator[0] == 0) text.Append(kAnything);
+  });
+}
+
 void KxPropText_Append(CkxUtilStr& text, const CkxShBufPropParentProcess& prop) {
   WhenSet(text, prop, [&] {
     CkxUtilStr groups;

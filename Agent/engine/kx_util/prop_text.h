@@ -3,6 +3,7 @@
 #pragma once
 
 #include <kx_util/shared_policy_origin_props.h>
+#include <kx_util/shared_policy_resource_props.h>
 
 void KxPropText_Append(CkxUtilStr& text, const CkxShBufPropStr& prop);            // starts with foo, case-sensitive
 void KxPropText_Append(CkxUtilStr& text, const CkxShBufPropFileName& prop);       // equals a.exe, MD5##00FF, 10 bytes
@@ -17,6 +18,11 @@ void KxPropText_Append(CkxUtilStr& text, const CkxShBufPropFileOwners& prop);   
 void KxPropText_Append(CkxUtilStr& text, const CkxShBufPropFileVerInfos& prop);   // the elements, joined by " and "
 void KxPropText_Append(CkxUtilStr& text, const CkxShBufPropParentProcess& prop);  // in {G}, not in {G} (any ancestor)
 void KxPropText_Append(CkxUtilStr& text, const CkxShBufPropFileOrigin& prop);     // of source type 3
+void KxPropText_Append(CkxUtilStr& text, const CkxShBufPropFileMsiInfo& prop);    // ProductCode equals {...}
+void KxPropText_Append(CkxUtilStr& text, const CkxShBufPropFileMsiInfos& prop);   // the elements, joined by " and "
+void KxPropText_Append(CkxUtilStr& text, const CkxShBufPropCapability& prop);     // internetClient, or "not webcam"
+void KxPropText_Append(CkxUtilStr& text, const CkxShBufPropCapabilities& prop);   // the elements, joined by " and "
+void KxPropText_Append(CkxUtilStr& text, const CkxShBufPropMediaInfo& prop);      // Type equals USB, Vendor equals V
 
 /// "1.2.3.4"; an empty version, which a bound may be, has no text.
 void KxPropText_Append(CkxUtilStr& text, const SkxVersion& version);

@@ -1,4 +1,7 @@
 #include <kx_util/shared_policy_target.h>
+#include <kx_util/shared_policy_target_admin_task.h>
+#include <kx_util/shared_policy_target_files.h>
+#include <kx_util/shared_policy_target_security.h>
 
 #include <iterator>
 
@@ -25,24 +28,24 @@ constexpr TargetKind kKinds[] = {
     {EkxPolicyTarget::ComputerOrUser, KXW("Computer or User"), nullptr},
     {EkxPolicyTarget::AppGroupLink, KXW("Group of Targets"), Make<CkxShBufTargetAppGroupLink>},
     {EkxPolicyTarget::Executable, KXW("Executable"), Make<CkxShBufTargetExe>},
-    {EkxPolicyTarget::Script, KXW("Script"), nullptr},
-    {EkxPolicyTarget::Msi, KXW("MSI"), nullptr},
-    {EkxPolicyTarget::Msu, KXW("MSU"), nullptr},
+    {EkxPolicyTarget::Script, KXW("Script"), Make<CkxShBufTargetScript>},
+    {EkxPolicyTarget::Msi, KXW("MSI"), Make<CkxShBufTargetMsi>},
+    {EkxPolicyTarget::Msu, KXW("MSU"), Make<CkxShBufTargetMsu>},
     {EkxPolicyTarget::Url, KXW("URL"), Make<CkxShBufTargetUrl>},
-    {EkxPolicyTarget::AdminTask, KXW("Administrative Task"), nullptr},
-    {EkxPolicyTarget::ActiveX, KXW("ActiveX"), nullptr},
+    {EkxPolicyTarget::AdminTask, KXW("Administrative Task"), Make<CkxShBufTargetAdminTask>},
+    {EkxPolicyTarget::ActiveX, KXW("ActiveX"), Make<CkxShBufTargetActiveX>},
     {EkxPolicyTarget::InstallationSource, KXW("Installation Source"), nullptr},
     {EkxPolicyTarget::ManualRequest, KXW("Manual Request"), nullptr},
     {EkxPolicyTarget::SkippedEvents, KXW("Skipped Events"), nullptr},
-    {EkxPolicyTarget::FileSystemEntry, KXW("File System Entry"), nullptr},
-    {EkxPolicyTarget::RegistryKey, KXW("Registry Key"), nullptr},
-    {EkxPolicyTarget::Com, KXW("COM"), nullptr},
+    {EkxPolicyTarget::FileSystemEntry, KXW("File System Entry"), Make<CkxShBufTargetFSEntry>},
+    {EkxPolicyTarget::RegistryKey, KXW("Registry Key"), Make<CkxShBufTargetRegKey>},
+    {EkxPolicyTarget::Com, KXW("COM"), Make<CkxShBufTargetCom>},
     {EkxPolicyTarget::Exclude, KXW("Exclude"), Make<CkxShBufTargetExclude>},
-    {EkxPolicyTarget::Service, KXW("Service"), nullptr},
-    {EkxPolicyTarget::UsbDevice, KXW("UsbDev"), nullptr},
-    {EkxPolicyTarget::OpticalDisc, KXW("OpticalDisc"), nullptr},
-    {EkxPolicyTarget::AppPackage, KXW("AppPackage"), nullptr},
-    {EkxPolicyTarget::Dll, KXW("Dll"), nullptr},
+    {EkxPolicyTarget::Service, KXW("Service"), Make<CkxShBufTargetService>},
+    {EkxPolicyTarget::UsbDevice, KXW("UsbDev"), Make<CkxShBufTargetUsbDev>},
+    {EkxPolicyTarget::OpticalDisc, KXW("OpticalDisc"), Make<CkxShBufTargetOpticalDisc>},
+    {EkxPolicyTarget::AppPackage, KXW("AppPackage"), Make<CkxShBufTargetAppPackage>},
+    {EkxPolicyTarget::Dll, KXW("Dll"), Make<CkxShBufTargetDll>},
     {EkxPolicyTarget::MacPackage, KXW("MacPkg"), nullptr},
     {EkxPolicyTarget::MacAdminTask, KXW("MacAdminTask"), nullptr},
     {EkxPolicyTarget::MacExecutable, KXW("MacExe"), nullptr},
@@ -93,6 +96,8 @@ void CkxShBufTarget::FillTargetInfo(SkxTriggerPolicyShortInfo& info) const {
 }
 
 bool CkxShBufTarget::MatchTarget(const CkxTargetInfo& /*target*/) const { return false; }
+
+bool CkxShBufTarget::MatchProcess(const CkxFileSrcProcess& /*process*/) const { return false; }
 
 bool CkxShBufTarget::Observed(bool matched) const {
   if (IkxEvaluationObserver* const observer = KxObserve_Steps()) [[unlikely]] {

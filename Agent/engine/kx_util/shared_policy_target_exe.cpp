@@ -40,6 +40,8 @@ bool CkxShBufTargetExe::MatchTarget(const CkxTargetInfo& target) const {
   // clang-format on
 }
 
+bool CkxShBufTargetExe::MatchProcess(const CkxFileSrcProcess& /*process*/) const { return false; }
+
 void CkxShBufTargetExe::AppendDebugMsg(CkxUtilStr& text) const {
   KxText_AppendFormat(text, KXW("\r\n  Target: EXE. Inheritable=%s\r\n"), KxText_YesNo(_inheritable));
   KxTargetText_AppendProp(text, KXW("FileVersion"), _fileVersions);

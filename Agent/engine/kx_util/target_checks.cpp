@@ -1,8 +1,11 @@
 #include "Agent/engine/kx_util/target_checks.h"
 
+#include <algorithm>
+
 #include "Agent/engine/kx_util/prop_text.h"
 #include "Common_CPP/file/path.h"
 #include "Common_CPP/util/format.h"
+#include "Common_CPP/util/text.h"
 
 namespace {
 
@@ -129,4 +132,45 @@ bool KxCheck_ParentProcess(const CkxShBufPropParentProcess& parent, const CkxTar
 bool KxCheck_Url(const CkxShBufPropStr& url, CkxTextView requested) {
   return Check("url", url, url.Pattern().IsEmpty() || url.Match(requested),
                [&](CkxUtilStr& text) { text.Append(Or(requested, KXW("no address"))); });
+}
+
+bool KxCheck_Text(const char* name, const CkxShBufPropStr& prop, CkxTextView actual) {
+  return Check(name, prop, !prop.Initialized() || prop.Match(actual),
+               [&](CkxUtilStr& text) { text.Append(Or(actual, KXW("unknown"))); });
+}
+
+bool KxCheck_InstallerProperties(const CkxShBufPropFileMsiInfos& properties, const CkxTargetInfoFile& package) {
+  return Check("installerProperties", properties, properties.Match(package), [&](CkxUtilStr& text) {
+    for (const CkxPropNode<CkxShBufPropFileMsiInfo>& node : properties.Elements()) {
+      if (node.prop.Match(package)) continue;
+      const KxWString property = node.prop.Property().ToString();
+      return KxText_AppendFormat(text, KXW("%s is %s"), property,
+                                 Or(package.GetMsiProperty(property.c_str()), KXW("missing")));
+    }
+  });
+}
+
+bool KxCheck_PackageVersion(const CkxShBufPropVersionRange& range, const SkxAppPackageFacts& package) {
+  return Check("packageVersion", range, !range.Initialized() || range.Range().Contains(package.version.c_str()),
+               [&](CkxUtilStr& text) { text.Append(Or(package.version, KXW("no version"))); });
+}
+
+bool KxCheck_Capabilities(const CkxShBufPropCapabilities& capabilities, const SkxAppPackageFacts& package) {
+  const auto declares = [&](CkxTextView name) {
+    const auto same = [&](const KxWString& declared) { return KxText_Equals(name, declared, false); };
+    return std::any_of(package.capabilities.begin(), package.capabilities.end(), same);
+  };
+  const auto asExpected = [&](const CkxPropNode<CkxShBufPropCapability>& node) {
+    return !node.prop.Initialized() || declares(node.prop.Name()) == node.prop.Flag();
+  };
+  bool matched = true;
+  for (const CkxPropNode<CkxShBufPropCapability>& node : capabilities.Elements()) matched = matched && asExpected(node);
+  return Check("capabilities", capabilities, matched, [&](CkxUtilStr& text) {
+    const WCHAR* separator = KXW("");
+    for (const KxWString& declared : package.capabilities) {
+      KxText_AppendFormat(text, KXW("%s%s"), separator, declared);
+      separator = KXW(", ");
+    }
+    if (package.capabilities.empty()) text.Append(KXW("none"));
+  });
 }

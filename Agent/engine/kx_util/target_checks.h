@@ -4,6 +4,7 @@
 #pragma once
 
 #include <kx_util/shared_policy_origin_props.h>
+#include <kx_util/shared_policy_resource_props.h>
 
 #include "Agent/engine/kx_util/observe.h"
 
@@ -31,3 +32,12 @@ bool KxCheck_ParentProcess(const CkxShBufPropParentProcess& parent, const CkxTar
 
 /// An empty pattern takes every address.
 bool KxCheck_Url(const CkxShBufPropStr& url, CkxTextView requested);
+
+/// A text of the description; `name` is what whoever watches knows the property by.
+bool KxCheck_Text(const char* name, const CkxShBufPropStr& prop, CkxTextView actual);
+
+bool KxCheck_InstallerProperties(const CkxShBufPropFileMsiInfos& properties, const CkxTargetInfoFile& package);
+bool KxCheck_PackageVersion(const CkxShBufPropVersionRange& range, const SkxAppPackageFacts& package);
+
+/// Each capability with its flag set is declared, each with its flag clear is not.
+bool KxCheck_Capabilities(const CkxShBufPropCapabilities& capabilities, const SkxAppPackageFacts& package);

@@ -105,12 +105,20 @@ const WCHAR* CkxTargetInfo::_Description(const WCHAR* key, void (CkxTargetInfo::
   return _GetFromCache(key);
 }
 
+namespace {
+
+SkxServerFacts ServerFactsOf(const CkxConsentData& consent) {
+  return {CkxTextView(consent.classId).ToString(), CkxTextView(consent.url).ToString()};
+}
+
+}  // namespace
+
 CkxTargetInfo* CkxTargetInfo::CreateFromConsentData(const CkxConsentData& consent, unsigned long pid) {
   switch (consent.kind) {
     case CkxConsentData::Kind::Com:
-      return new CkxTargetInfoUacCOM(consent.path, consent.userToken);
+      return new CkxTargetInfoUacCOM(consent.path, ServerFactsOf(consent), consent.userToken);
     case CkxConsentData::Kind::ActiveX: {
-      CkxTargetInfo* const control = new CkxTargetInfoActiveX(consent.path, consent.userToken);
+      CkxTargetInfo* const control = new CkxTargetInfoActiveX(consent.path, ServerFactsOf(consent), consent.userToken);
       control->SetDescriptionBase(consent.url);
       return control;
     }

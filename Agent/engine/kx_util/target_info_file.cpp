@@ -226,6 +226,8 @@ const WCHAR* CkxTargetInfoFile::GetMsiProperty(const WCHAR* property) const {
                  [&](CkxUtilStr& value) { return Store(value, _facts->MsiProperty(property)); });
 }
 
+const SkxAppPackageFacts* CkxTargetInfoFile::AppPackage() const { return _facts->AppPackage(); }
+
 const WCHAR* CkxTargetInfoFile::GetEmbeddedDescription() const {
   const WCHAR* const description = GetVersionInfo(KXW("FileDescription"));
   return description != nullptr && *description != 0 ? description : GetProductName();

@@ -10,11 +10,16 @@ EkxPolicyTarget CkxTargetInfoElevator::TargetType() const {
 void CkxTargetInfoElevator::_GetDescriptionForAlert(CkxUtilStr& text) const { text = _url; }
 void CkxTargetInfoElevator::_GetDescriptionForEvent(CkxUtilStr& text) const { text = _url; }
 
-CkxTargetInfoServer::CkxTargetInfoServer(SkxFileFacts facts, EkxPolicyTarget type, void* userToken, bool flag)
-    : CkxTargetInfo(userToken, flag), _file(std::move(facts), userToken, flag), _type(type) {}
+CkxTargetInfoServer::CkxTargetInfoServer(SkxFileFacts facts, SkxServerFacts server, EkxPolicyTarget type,
+                                         void* userToken, bool flag)
+    : CkxTargetInfo(userToken, flag),
+      _file(std::move(facts), userToken, flag),
+      _server(std::move(server)),
+      _type(type) {}
 
-CkxTargetInfoServer::CkxTargetInfoServer(const WCHAR* path, EkxPolicyTarget type, void* userToken, bool flag)
-    : CkxTargetInfo(userToken, flag), _file(path, userToken, flag), _type(type) {}
+CkxTargetInfoServer::CkxTargetInfoServer(const WCHAR* path, SkxServerFacts server, EkxPolicyTarget type,
+                                         void* userToken, bool flag)
+    : CkxTargetInfo(userToken, flag), _file(path, userToken, flag), _server(std::move(server)), _type(type) {}
 
 void CkxTargetInfoServer::_GetDescriptionForAlert(CkxUtilStr& text) const {
   _file.AppendDescription(GetDescriptionBase(), text);
