@@ -40,7 +40,7 @@ function(kx_dll name file)
   add_library(${name} SHARED ${all})
   set_target_properties(${name} PROPERTIES PREFIX "" OUTPUT_NAME ${file} ARCHIVE_OUTPUT_NAME ${name})
   target_compile_definitions(${name} PRIVATE KX_UTIL_BUILDS_DLL)
-  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/include")
+  target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/include")
   if(MSVC)
     target_compile_options(${name} PRIVATE /wd4251 /wd4275)  # members and bases that are not exported: inline alone
   endif()
@@ -72,6 +72,9 @@ function(kx_test name folder)
   kx_sources(sources "${folder}")
   kx_executable(${name} SOURCES ${sources} LINK ${arg_LINK} GTest::gmock GTest::gtest_main)
   if(TARGET ${name})
+    if(NOT MSVC)
+      target_compile_options(${name} PRIVATE -O1)  # what a test spends is mostly spent on compiling it
+    endif()
     # Relative, because a Windows program under Wine reads an absolute one as a path on the current drive.
     file(RELATIVE_PATH results "${PROJECT_SOURCE_DIR}" "${PROJECT_BINARY_DIR}/test-results/${name}.json")
     add_test(NAME ${name} COMMAND ${name} "--gtest_output=json:${results}" WORKING_DIRECTORY "${PROJECT_SOURCE_DIR}")

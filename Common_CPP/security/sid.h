@@ -13,7 +13,7 @@
 
 #include "Common_CPP/util/base.h"
 
-class CkxSid {
+class KX_UTIL_API CkxSid {
  public:
   static constexpr size_t kHeaderBytes = 8;
   static constexpr size_t kMaxSubAuthorities = 15;

@@ -36,7 +36,7 @@ class CkxFormatArg {
   bool _isNumber = false;
 };
 
-KX_UTIL_API void KxText_AppendFormatArgs(CkxUtilStr& out, CkxTextView format, std::initializer_list<CkxFormatArg> args);
+void KxText_AppendFormatArgs(CkxUtilStr& out, CkxTextView format, std::initializer_list<CkxFormatArg> args);
 
 template <class... Args>
 void KxText_AppendFormat(CkxUtilStr& out, CkxTextView format, const Args&... args) {

@@ -10,8 +10,8 @@ inline bool KxGuid_Equal(const GUID& a, const GUID& b) { return std::memcmp(&a, 
 inline bool KxGuid_IsNull(const GUID& guid) { return KxGuid_Equal(guid, GUID{}); }
 
 /// Upper case, in braces.
-KX_UTIL_API KxWString KxGuid_ToText(const GUID& guid);
-KX_UTIL_API std::string KxGuid_ToUtf8(const GUID& guid);
+KxWString KxGuid_ToText(const GUID& guid);
+std::string KxGuid_ToUtf8(const GUID& guid);
 
 /// Either case, with or without braces; nothing when it has any other shape.
-KX_UTIL_API std::optional<GUID> KxGuid_FromUtf8(std::string_view text);
+std::optional<GUID> KxGuid_FromUtf8(std::string_view text);

@@ -11,8 +11,8 @@ inline constexpr uint32_t kKxErrorAccessDenied = 5;
 inline constexpr uint32_t kKxErrorGenFailure = 31;
 inline constexpr uint32_t kKxErrorNoToken = 1008;
 
-KX_UTIL_API uint32_t KxLastError_Get();
-KX_UTIL_API void KxLastError_Set(uint32_t error);
+uint32_t KxLastError_Get();
+void KxLastError_Set(uint32_t error);
 
 /// Sets the last error from `errno` where that is what the system reports by; elsewhere the system has set it already.
 void KxLastError_SetFromSystem();

@@ -19,7 +19,7 @@
 #pragma pack(push, 1)
 
 /// The fields that every layout begins with, up to offset 315.
-struct KX_UTIL_API SkxTriggerPolicyCommon {
+struct SkxTriggerPolicyCommon {
   static constexpr size_t kIdUnits = 64;
 
   uint32_t PolicyId = 0;

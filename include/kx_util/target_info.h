@@ -119,7 +119,7 @@ struct SkxTargetDeleter {
 using CkxTargetInfoPtr = std::unique_ptr<CkxTargetInfo, SkxTargetDeleter>;
 
 /// What a consent prompt asks about.
-struct KX_UTIL_API CkxConsentData {
+struct CkxConsentData {
   enum class Kind : uint32_t { Executable = 0, Com = 1, Msi = 2, ActiveX = 3, PackagedApp = 5 };
   Kind kind = Kind::Executable;
   const WCHAR* path = nullptr;         ///< the program, the package or the server of the COM object or control
