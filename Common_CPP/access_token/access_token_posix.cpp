@@ -5,6 +5,7 @@
 
 #include "Common_CPP/access_token/account_posix.h"
 #include "Common_CPP/access_token/native_token.h"
+#include "Common_CPP/access_token/own_token_posix.h"
 #include "Common_CPP/util/last_error.h"
 
 // The system has no tokens: the caller's own is made from the process's effective user, and any other is refused.
@@ -19,7 +20,14 @@ std::vector<gid_t> ProcessGroups() {
   return groups;
 }
 
-CkxAccessToken ProcessToken() {
+bool IsOwnToken(void* token) {
+  if (token != nullptr) KxLastError_Set(kKxErrorNoToken);
+  return token == nullptr;
+}
+
+}  // namespace
+
+CkxAccessToken KxToken_OfProcess() {
   const uid_t user = geteuid();
   std::vector<CkxSid> groups;
   for (const gid_t group : ProcessGroups()) groups.push_back(KxPosixAccount_GroupSid(group));
@@ -29,13 +37,6 @@ CkxAccessToken ProcessToken() {
   return CkxAccessToken(KxPosixAccount_UserSid(user), std::move(groups), user == 0);
 }
 
-bool IsOwnToken(void* token) {
-  if (token != nullptr) KxLastError_Set(kKxErrorNoToken);
-  return token == nullptr;
-}
-
-}  // namespace
-
 std::optional<CkxSid> KxNativeToken_User(void* token) {
   if (!IsOwnToken(token)) return std::nullopt;
   return KxPosixAccount_UserSid(geteuid());
@@ -43,7 +44,7 @@ std::optional<CkxSid> KxNativeToken_User(void* token) {
 
 bool KxNativeToken_IsMember(void* token, const CkxSid& sid) {
   if (!IsOwnToken(token)) return false;
-  CkxAccessToken own = ProcessToken();
+  CkxAccessToken own = KxToken_OfProcess();
   return KxToken_IsMember(own.Handle(), sid);
 }
 

@@ -28,6 +28,9 @@ class IkxMachineFacts {
 
   /// "\\server\share" that the drive `letter` stands for; nothing when it is no mapped drive.
   virtual std::optional<KxWString> MappedShare(WCHAR letter) const = 0;
+
+  /// Where the system lives ("C:\Windows"); empty when that is not known.
+  virtual CkxTextView WindowsFolder() const { return {}; }
 };
 
 /// The facts in force on this thread: the innermost scope's, else the system's own.

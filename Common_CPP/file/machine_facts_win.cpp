@@ -38,6 +38,18 @@ class CkxSystemFacts : public IkxMachineFacts {
     if (error != NO_ERROR || !KxPath_IsUnc(share)) return std::nullopt;
     return share;
   }
+
+  CkxTextView WindowsFolder() const override { return _windowsFolder; }
+
+ private:
+  static KxWString AskWindowsFolder() {
+    const CkxLastErrorGuard guard;
+    WCHAR folder[MAX_PATH];
+    const UINT units = GetSystemWindowsDirectoryW(folder, MAX_PATH);  // the machine's, whoever is logged on
+    return KxWString(folder, units < MAX_PATH ? units : 0);
+  }
+
+  const KxWString _windowsFolder = AskWindowsFolder();
 };
 
 }  // namespace

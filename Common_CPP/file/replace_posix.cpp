@@ -7,12 +7,16 @@
 
 namespace {
 
+constexpr std::string_view kTemporaryBegin = ".kx-";
+constexpr std::string_view kTemporaryEnd = ".tmp";
+
 /// The name does not grow out of the file's own, which may be as long as the system allows.
 CkxDescriptor CreateBeside(int folder, const std::string& path, mode_t mode, std::string& temporary) {
-  const std::string stem = path.substr(0, path.rfind('/') + 1) + ".kx-" + std::to_string(getpid()) + "-";
+  std::string stem = path.substr(0, path.rfind('/') + 1);
+  stem.append(kTemporaryBegin).append(std::to_string(getpid())).append("-");
   CkxDescriptor file;
   for (int attempt = 0; attempt < 1000 && !file; ++attempt) {
-    temporary = stem + std::to_string(attempt) + ".tmp";
+    temporary = (stem + std::to_string(attempt)).append(kTemporaryEnd);
     file = CkxDescriptor(openat(folder, temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
     if (!file && errno != EEXIST) break;
   }
@@ -54,4 +58,8 @@ bool KxPosixFile_Replace(int folder, const std::string& path, std::span<const un
     errno = error;
   }
   return done;
+}
+
+bool KxPosixFile_IsTemporary(std::string_view name) {
+  return name.starts_with(kTemporaryBegin) && name.ends_with(kTemporaryEnd);
 }

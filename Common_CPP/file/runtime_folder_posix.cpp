@@ -5,9 +5,12 @@
 
 #include <cstdlib>
 
+#include "Common_CPP/util/text.h"
 #include "Common_CPP/util/trace.h"
 
 namespace {
+
+constexpr size_t kMaxFileName = 200;  // bytes; file systems allow 255
 
 std::string Environment(const char* name) {
   const char* value = secure_getenv(name);
@@ -47,4 +50,24 @@ CkxDescriptor KxPosix_OpenRuntimeFolder(bool create) {
     return CkxDescriptor();
   }
   return folder;
+}
+
+bool KxPosix_RuntimeFileName(CkxTextView name, std::string& file) {
+  constexpr std::string_view kPlain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-";
+  constexpr std::string_view kHex = "0123456789ABCDEF";
+  file.clear();
+  if (name.IsEmpty() || name.Size() > kMaxFileName || KxText_FindUnit(name, WCHAR{0}) != CkxTextView::npos) {
+    errno = EINVAL;
+    return false;
+  }
+  for (const char unit : KxText_ToUtf8(name)) {
+    const auto byte = static_cast<unsigned char>(unit);
+    if (kPlain.find(unit) != std::string_view::npos) {
+      file += unit;
+    } else {
+      file += {'%', kHex[byte >> 4], kHex[byte & 15]};
+    }
+  }
+  errno = ENAMETOOLONG;
+  return file.size() <= kMaxFileName;
 }

@@ -43,6 +43,10 @@ class CkxSharedMemoryView {
 /// open section of the same count of pages are rewritten in place, which only the index section needs, and another size
 /// is refused with error 183 (a data section gets a new name each time). Publishing under another name takes the
 /// earlier one away.
+///
+/// Rewriting in place goes from the section's end to its beginning, and stores each aligned word of eight bytes at
+/// once. So a reader that goes from the beginning to the end, a word at a time, never meets half of a word, and having
+/// met a word it meets what lies behind it as new as that, or newer.
 class CkxSharedMemoryPublication {
  public:
   CkxSharedMemoryPublication();
@@ -53,6 +57,10 @@ class CkxSharedMemoryPublication {
   /// False with the thread's last error set.
   bool Publish(CkxTextView name, std::span<const unsigned char> bytes);
 
+  /// The same under a name that is nobody's; false with error 183 when it is somebody's. Elsewhere than on Windows only
+  /// for publishers that take turns.
+  bool PublishNew(CkxTextView name, std::span<const unsigned char> bytes);
+
   /// Takes the name away; views that are open stay whole.
   void Remove();
 
@@ -60,3 +68,14 @@ class CkxSharedMemoryPublication {
   struct Section;
   std::unique_ptr<Section> _section;
 };
+
+/// Whether a section stays when its publisher ends.
+bool KxSharedMemory_OutlivesPublisher();
+
+/// Takes away the section of a publisher that is gone, where sections outlive their publishers. True also when there is
+/// none; false with the thread's last error set.
+bool KxSharedMemory_Remove(CkxTextView name);
+
+/// Takes away what publishers that were killed left behind: the sections whose names begin with `prefix`, but for those
+/// in `kept`, and whatever was half written. Only for whoever keeps all other publishers off.
+void KxSharedMemory_RemoveLeftBehind(CkxTextView prefix, std::span<const KxWString> kept);

@@ -1,41 +1,21 @@
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+
+#include <unordered_set>
+#include <vector>
 
 #include "Common_CPP/file/replace_posix.h"
 #include "Common_CPP/file/runtime_folder_posix.h"
 #include "Common_CPP/sharedmemory/sharedmemory.h"
 #include "Common_CPP/util/last_error.h"
-#include "Common_CPP/util/text.h"
 
 namespace {
-
-constexpr size_t kMaxFileName = 200;  // bytes; file systems allow 255
 
 bool Fail() {
   KxLastError_SetFromSystem();
   return false;
-}
-
-/// The file of a section: letters, digits, '_' and '-' stand for themselves, every other byte is "%XX". So names stay
-/// apart, none leaves the folder, and none is taken for a temporary file, which begins with a dot.
-bool FileName(CkxTextView name, std::string& file) {
-  constexpr std::string_view kPlain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-";
-  constexpr std::string_view kHex = "0123456789ABCDEF";
-  if (!KxSharedMemory_IsName(name) || name.Size() > kMaxFileName) {
-    errno = EINVAL;
-    return false;
-  }
-  for (const char unit : KxText_ToUtf8(name)) {
-    const auto byte = static_cast<unsigned char>(unit);
-    if (kPlain.find(unit) != std::string_view::npos) {
-      file += unit;
-    } else {
-      file += {'%', kHex[byte >> 4], kHex[byte & 15]};
-    }
-  }
-  errno = ENAMETOOLONG;
-  return file.size() <= kMaxFileName;
 }
 
 bool IsTrustedSection(const struct stat& status) {
@@ -43,12 +23,24 @@ bool IsTrustedSection(const struct stat& status) {
          (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
+/// Read before any is removed: what a listing that goes on then shows is anybody's guess.
+std::vector<std::string> FilesIn(const CkxDescriptor& folder) {
+  std::vector<std::string> files;
+  CkxDescriptor readable(openat(folder.Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  DIR* const listing = readable ? fdopendir(readable.Get()) : nullptr;
+  if (listing == nullptr) return files;
+  readable.Release();
+  while (const dirent* const entry = readdir(listing)) files.emplace_back(entry->d_name);
+  closedir(listing);
+  return files;
+}
+
 }  // namespace
 
 bool CkxSharedMemoryView::Open(CkxTextView name) {
   Close();
   std::string file;
-  if (!FileName(name, file)) return Fail();
+  if (!KxPosix_RuntimeFileName(name, file)) return Fail();
   const CkxDescriptor folder = KxPosix_OpenRuntimeFolder(false);
   if (!folder) return Fail();
   // Not blocking: what lies there may be a pipe that nobody writes to.
@@ -84,7 +76,7 @@ CkxSharedMemoryPublication::~CkxSharedMemoryPublication() = default;
 
 bool CkxSharedMemoryPublication::Publish(CkxTextView name, std::span<const unsigned char> bytes) {
   std::string file;
-  if (!FileName(name, file)) return Fail();
+  if (!KxPosix_RuntimeFileName(name, file)) return Fail();
   CkxDescriptor folder = KxPosix_OpenRuntimeFolder(true);
   if (!folder || !KxPosixFile_Replace(folder.Get(), file, bytes, 0444)) return Fail();
   if (_section != nullptr && _section->file != file) Remove();
@@ -92,7 +84,44 @@ bool CkxSharedMemoryPublication::Publish(CkxTextView name, std::span<const unsig
   return true;
 }
 
+bool CkxSharedMemoryPublication::PublishNew(CkxTextView name, std::span<const unsigned char> bytes) {
+  std::string file;
+  if (!KxPosix_RuntimeFileName(name, file)) return Fail();
+  const CkxDescriptor folder = KxPosix_OpenRuntimeFolder(true);
+  struct stat status {};
+  if (folder && fstatat(folder.Get(), file.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
+    errno = EEXIST;
+    return Fail();
+  }
+  return Publish(name, bytes);
+}
+
 void CkxSharedMemoryPublication::Remove() {
   if (_section != nullptr) unlinkat(_section->folder.Get(), _section->file.c_str(), 0);
   _section.reset();
 }
+
+bool KxSharedMemory_Remove(CkxTextView name) {
+  std::string file;
+  if (!KxPosix_RuntimeFileName(name, file)) return Fail();
+  const CkxDescriptor folder = KxPosix_OpenRuntimeFolder(false);
+  const bool removed = folder && unlinkat(folder.Get(), file.c_str(), 0) == 0;
+  return removed || errno == ENOENT || Fail();
+}
+
+void KxSharedMemory_RemoveLeftBehind(CkxTextView prefix, std::span<const KxWString> kept) {
+  std::string begin;
+  const CkxDescriptor folder = KxPosix_OpenRuntimeFolder(false);
+  if (!folder || !KxPosix_RuntimeFileName(prefix, begin)) return;
+  std::unordered_set<std::string> keptFiles;
+  for (const KxWString& name : kept) {
+    std::string file;
+    if (KxPosix_RuntimeFileName(name, file)) keptFiles.insert(std::move(file));
+  }
+  for (const std::string& file : FilesIn(folder)) {
+    const bool section = file.starts_with(begin) && !keptFiles.contains(file);
+    if (section || KxPosixFile_IsTemporary(file)) unlinkat(folder.Get(), file.c_str(), 0);
+  }
+}
+
+bool KxSharedMemory_OutlivesPublisher() { return true; }

@@ -1,10 +1,10 @@
-#include "Common_CPP/access_token/owner_win.h"
+#include <algorithm>
+#include <atomic>
+
+#include "Common_CPP/access_token/object_access_win.h"
 #include "Common_CPP/sharedmemory/sharedmemory.h"
 #include "Common_CPP/util/handle_win.h"
 #include "Common_CPP/util/last_error.h"
-
-// After windows.h, which it does not include itself.
-#include <sddl.h>
 
 namespace {
 
@@ -34,27 +34,23 @@ class CkxMappedSection {
 };
 
 /// Everyone, sandboxed app containers included, may read; the system and the publisher may do all.
-PSECURITY_DESCRIPTOR SectionAccess() {
-  const std::optional<CkxSid> owner = KxToken_OwnerOfNewObjects();
-  if (!owner) return nullptr;
-  const KxWString text = L"D:P(A;;GR;;;WD)(A;;GR;;;S-1-15-2-1)(A;;GA;;;SY)(A;;GA;;;" + owner->ToText() + L")";
-  PSECURITY_DESCRIPTOR descriptor = nullptr;
-  ConvertStringSecurityDescriptorToSecurityDescriptorW(text.c_str(), SDDL_REVISION_1, &descriptor, nullptr);
-  return descriptor;
+HANDLE CreateSection(CkxTextView name, size_t byteCount) {
+  CkxObjectAccess access(L"(A;;GR;;;WD)(A;;GR;;;S-1-15-2-1)");
+  if (!access) return nullptr;
+  const uint64_t size = byteCount == 0 ? 1 : byteCount;  // the system knows no empty section
+  return CreateFileMappingW(INVALID_HANDLE_VALUE, access.Attributes(), PAGE_READWRITE, static_cast<DWORD>(size >> 32),
+                            static_cast<DWORD>(size & 0xFFFFFFFF), name.ToString().c_str());
 }
 
-HANDLE CreateSection(CkxTextView name, size_t byteCount) {
-  PSECURITY_DESCRIPTOR descriptor = SectionAccess();
-  if (descriptor == nullptr) return nullptr;
-  SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor, FALSE};
-  const uint64_t size = byteCount == 0 ? 1 : byteCount;  // the system knows no empty section
-  const KxWString terminated = name.ToString();
-  const HANDLE section =
-      CreateFileMappingW(INVALID_HANDLE_VALUE, &attributes, PAGE_READWRITE, static_cast<DWORD>(size >> 32),
-                         static_cast<DWORD>(size & 0xFFFFFFFF), terminated.c_str());
-  const CkxLastErrorGuard guard;
-  LocalFree(descriptor);
-  return section;
+/// From the end to the beginning, a word at once; behind `bytes` there are zeros.
+void RewriteInPlace(const CkxMappedSection& section, std::span<const unsigned char> bytes) {
+  auto* const words = reinterpret_cast<uint64_t*>(section.Bytes());
+  for (size_t at = section.Size(); at != 0;) {
+    at -= sizeof(uint64_t);
+    uint64_t word = 0;
+    if (at < bytes.size()) std::memcpy(&word, bytes.data() + at, std::min(sizeof(word), bytes.size() - at));
+    std::atomic_ref(words[at / sizeof(word)]).store(word, std::memory_order_release);
+  }
 }
 
 }  // namespace
@@ -85,7 +81,31 @@ void CkxSharedMemoryView::Close() {
 
 struct CkxSharedMemoryPublication::Section {
   CkxHandle mapping;  // the name lives as long as a handle or a view does
+
+  /// Null with the thread's last error set.
+  static std::unique_ptr<Section> Make(CkxTextView name, std::span<const unsigned char> bytes, bool mayExist);
 };
+
+std::unique_ptr<CkxSharedMemoryPublication::Section> CkxSharedMemoryPublication::Section::Make(
+    CkxTextView name, std::span<const unsigned char> bytes, bool mayExist) {
+  if (!KxSharedMemory_IsName(name)) {
+    KxLastError_Set(ERROR_INVALID_NAME);
+    return nullptr;
+  }
+  CkxHandle mapping(CreateSection(name, bytes.size()));
+  if (!mapping) return nullptr;
+  const bool existed = GetLastError() == ERROR_ALREADY_EXISTS;
+  if (existed && !mayExist) return nullptr;
+
+  const CkxMappedSection section(mapping.Get(), FILE_MAP_WRITE);
+  if (section.Size() == 0) return nullptr;
+  if (section.Size() < bytes.size() || (existed && section.Size() - bytes.size() >= kPageBytes)) {
+    KxLastError_Set(ERROR_ALREADY_EXISTS);
+    return nullptr;
+  }
+  RewriteInPlace(section, bytes);
+  return std::make_unique<Section>(Section{std::move(mapping)});
+}
 
 CkxSharedMemoryPublication::CkxSharedMemoryPublication() = default;
 CkxSharedMemoryPublication::CkxSharedMemoryPublication(CkxSharedMemoryPublication&&) noexcept = default;
@@ -93,24 +113,23 @@ CkxSharedMemoryPublication& CkxSharedMemoryPublication::operator=(CkxSharedMemor
 CkxSharedMemoryPublication::~CkxSharedMemoryPublication() = default;
 
 bool CkxSharedMemoryPublication::Publish(CkxTextView name, std::span<const unsigned char> bytes) {
-  if (!KxSharedMemory_IsName(name)) {
-    KxLastError_Set(ERROR_INVALID_NAME);
-    return false;
-  }
-  CkxHandle mapping(CreateSection(name, bytes.size()));
-  if (!mapping) return false;
-  const bool existed = GetLastError() == ERROR_ALREADY_EXISTS;
+  auto section = Section::Make(name, bytes, true);
+  if (section == nullptr) return false;
+  _section = std::move(section);
+  return true;
+}
 
-  const CkxMappedSection section(mapping.Get(), FILE_MAP_WRITE);
-  if (section.Size() == 0) return false;
-  if (section.Size() < bytes.size() || (existed && section.Size() - bytes.size() >= kPageBytes)) {
-    KxLastError_Set(ERROR_ALREADY_EXISTS);
-    return false;
-  }
-  if (!bytes.empty()) std::memcpy(section.Bytes(), bytes.data(), bytes.size());
-  if (existed) std::memset(section.Bytes() + bytes.size(), 0, section.Size() - bytes.size());
-  _section = std::make_unique<Section>(Section{std::move(mapping)});
+bool CkxSharedMemoryPublication::PublishNew(CkxTextView name, std::span<const unsigned char> bytes) {
+  auto section = Section::Make(name, bytes, false);
+  if (section == nullptr) return false;
+  _section = std::move(section);
   return true;
 }
 
 void CkxSharedMemoryPublication::Remove() { _section.reset(); }
+
+// A section goes with the last handle or view of it.
+bool KxSharedMemory_Remove(CkxTextView /*name*/) { return true; }
+void KxSharedMemory_RemoveLeftBehind(CkxTextView /*prefix*/, std::span<const KxWString> /*kept*/) {}
+
+bool KxSharedMemory_OutlivesPublisher() { return false; }

@@ -1,6 +1,9 @@
 // Sections that are file mappings: rewritten in place, whole pages, never writable by a reader.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+
 #include "Common_CPP/sharedmemory/sharedmemory.h"
 #include "Common_CPP/util/handle_win.h"
 #include "tests/Common_CPP/runtime_folder_scope.h"
@@ -20,6 +23,40 @@ TEST(SharedMemoryWin, AnOpenViewSeesTheIndexRewritten) {
   ASSERT_TRUE(publication.Publish(name, Bytes(380, 2)));
   EXPECT_EQ(view.Bytes()[379], 2);
   EXPECT_EQ(view.Bytes()[380], 0) << "nothing of the longer one is left";
+}
+
+/// Each rewriting fills all words with its number, in both halves; there are so many that it takes its time.
+TEST(SharedMemoryWin, RewritingGoesFromTheEndAWordAtATime) {
+  constexpr size_t kWords = 8192;
+  const CkxRuntimeFolderScope scope;
+  CkxSharedMemoryPublication publication;
+  const auto publish = [&](uint32_t number) {
+    const std::vector<uint32_t> halves(2 * kWords, number);
+    return publication.Publish(scope.Name(L"Index"),
+                               {reinterpret_cast<const unsigned char*>(halves.data()), 8 * kWords});
+  };
+  ASSERT_TRUE(publish(1));
+  CkxSharedMemoryView view;
+  ASSERT_TRUE(view.Open(scope.Name(L"Index")));
+  std::atomic<bool> done = false;
+  int torn = 0;
+  int backwards = 0;
+  std::thread reader([&] {
+    const auto* words = reinterpret_cast<const volatile uint64_t*>(view.Bytes().data());
+    while (!done) {
+      const uint64_t first = words[0];
+      const uint64_t last = words[kWords - 1];
+      for (const uint64_t word : {first, last}) {
+        if (word >> 32 != (word & 0xFFFFFFFF)) ++torn;
+      }
+      if (last < first) ++backwards;
+    }
+  });
+  for (uint32_t number = 2; number < 800; ++number) EXPECT_TRUE(publish(number));
+  done = true;
+  reader.join();
+  EXPECT_EQ(torn, 0);
+  EXPECT_EQ(backwards, 0) << "an older word behind a newer one";
 }
 
 TEST(SharedMemoryWin, AnotherSizeIsRefusedAndTheOldStays) {

@@ -1,0 +1,166 @@
+#include <atomic>
+#include <random>
+
+#include "Common_CPP/access_token/object_access_win.h"
+#include "Common_CPP/notice/named_notice.h"
+#include "Common_CPP/sharedmemory/sharedmemory.h"
+#include "Common_CPP/util/last_error.h"
+
+namespace {
+
+constexpr DWORD kLookAgainMs = 30000;  // where nobody remembers for us
+constexpr DWORD kHeldUpMs = 250;       // between two answers while somebody leaves the event set
+
+constexpr const WCHAR* kWaitersToo = L"(A;;0x100000;;;WD)(A;;0x100000;;;S-1-15-2-1)(A;;GA;;;BA)";  // SYNCHRONIZE
+
+/// That the turn `turn` is over.
+KxWString EventName(const KxWString& name, uint64_t turn) {
+  KxWString text = name + L'-';
+  for (int shift = 60; shift >= 0; shift -= 4) text += L"0123456789ABCDEF"[(turn >> shift) & 15];
+  return text;
+}
+
+/// Opened when there is one; whoever makes it, the other side can use it.
+CkxHandle MakeEvent(const KxWString& name, DWORD access) {
+  CkxObjectAccess everyone(kWaitersToo);
+  if (!everyone) return CkxHandle();
+  return CkxHandle(CreateEventExW(everyone.Attributes(), name.c_str(), CREATE_EVENT_MANUAL_RESET, access));
+}
+
+/// The turn that a sender writes. While one is held, the section stays, and with it the turn of a sender that is gone.
+class CkxTurn {
+ public:
+  explicit CkxTurn(const KxWString& name) : _name(name + L"-Turn") {}
+
+  const KxWString& SectionName() const { return _name; }
+
+  /// 0: nobody has signaled yet.
+  uint64_t Current() {
+    if (_section.Bytes().empty() && !_section.Open(_name)) return 0;
+    // It is only read; the standard library's type knows no other use than both.
+    auto& word = *reinterpret_cast<uint64_t*>(const_cast<unsigned char*>(_section.Bytes().data()));
+    return std::atomic_ref(word).load(std::memory_order_acquire);
+  }
+
+ private:
+  const KxWString _name;
+  CkxSharedMemoryView _section;
+};
+
+class CkxEventNoticeWaiter : public IkxNoticeWaiter {
+ public:
+  explicit CkxEventNoticeWaiter(CkxTextView name)
+      : _name(name.ToString()),
+        _event(MakeEvent(_name, SYNCHRONIZE)),
+        _stop(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
+        _turn(_name),
+        _known(_turn.Current()) {}
+
+  bool IsOpen() const { return _event && _stop; }
+
+  EkxNoticeWait Wait() override {
+    if (IsHeldUp()) return WaitHeldUp();
+    for (;;) {
+      const uint64_t turn = _turn.Current();
+      if (turn != _known) return Told(false);
+      const CkxHandle over(turn == 0 ? nullptr : OpenEventW(SYNCHRONIZE, FALSE, EventName(_name, turn).c_str()));
+      if (_turn.Current() != turn) continue;
+      const HANDLE handles[] = {_stop.Get(), _event.Get(), over.Get()};
+      const DWORD result = over ? WaitForMultipleObjects(3, handles, FALSE, INFINITE)
+                                : WaitForMultipleObjects(2, handles, FALSE, kLookAgainMs);
+      if (result == WAIT_OBJECT_0) return EkxNoticeWait::Stopped;
+      if (result == WAIT_OBJECT_0 + 1 || result == WAIT_OBJECT_0 + 2) return Told(result == WAIT_OBJECT_0 + 1);
+      if (result != WAIT_TIMEOUT) return EkxNoticeWait::Failed;
+    }
+  }
+
+  void Stop() override { SetEvent(_stop.Get()); }
+
+ private:
+  EkxNoticeWait Told(bool byEvent) {
+    _known = _turn.Current();
+    _toldByEvent = byEvent;
+    return EkxNoticeWait::Told;
+  }
+
+  /// Somebody who knows nothing of turns has set the event and left it so, or has set it again.
+  bool IsHeldUp() {
+    return _toldByEvent && WaitForSingleObject(_event.Get(), 0) == WAIT_OBJECT_0 && _turn.Current() == _known;
+  }
+  EkxNoticeWait WaitHeldUp() {
+    return WaitForSingleObject(_stop.Get(), kHeldUpMs) == WAIT_OBJECT_0 ? EkxNoticeWait::Stopped : Told(true);
+  }
+
+  const KxWString _name;
+  const CkxHandle _event;
+  const CkxHandle _stop;
+  CkxTurn _turn;
+  uint64_t _known;
+  bool _toldByEvent = false;
+};
+
+}  // namespace
+
+struct CkxNoticeSender::State {
+  explicit State(CkxTextView text) : name(text.ToString()) {}
+
+  const KxWString name;
+  CkxHandle event;
+  CkxHandle over;  // of the turn that is on
+  CkxSharedMemoryPublication turn;
+
+  /// A turn that nobody can have made an event for.
+  uint64_t NewTurn(CkxHandle& made) const {
+    std::random_device random;
+    const uint64_t next = (uint64_t{random()} << 32 | random()) | 1;
+    made = MakeEvent(EventName(name, next), EVENT_MODIFY_STATE);
+    return next;
+  }
+
+  bool Begin(const KxWString& section, uint64_t next) {
+    unsigned char bytes[sizeof(next)];
+    std::memcpy(bytes, &next, sizeof(next));
+    return turn.Publish(section, bytes);
+  }
+};
+
+CkxNoticeSender::CkxNoticeSender(CkxTextView name) : _state(std::make_unique<State>(name)) {}
+CkxNoticeSender::~CkxNoticeSender() = default;
+
+bool CkxNoticeSender::Signal() {
+  if (!KxSharedMemory_IsName(_state->name)) {
+    KxLastError_Set(ERROR_INVALID_NAME);
+    return false;
+  }
+  if (!_state->event) _state->event = MakeEvent(_state->name, EVENT_MODIFY_STATE);
+  CkxTurn turn(_state->name);
+  const uint64_t past = turn.Current();  // another sender's, if it is gone and a waiter has kept it
+  CkxHandle over;
+  const uint64_t next = _state->NewTurn(over);
+  if (!_state->event || !over || !_state->Begin(turn.SectionName(), next)) return false;
+
+  // The event first: a waiter that it ends knows the new turn, and is not told of it again.
+  const bool told = SetEvent(_state->event.Get()) && ResetEvent(_state->event.Get());
+  const CkxHandle pastOver(past == 0 ? nullptr
+                                     : OpenEventW(EVENT_MODIFY_STATE, FALSE, EventName(_state->name, past).c_str()));
+  if (pastOver) SetEvent(pastOver.Get());
+  _state->over = std::move(over);
+  return told;
+}
+
+void CkxNoticeSender::Withdraw() {
+  Signal();
+  _state->turn.Remove();
+  _state->over.Close();
+  _state->event.Close();
+}
+
+std::unique_ptr<IkxNoticeWaiter> KxNotice_OpenWaiter(CkxTextView name) {
+  if (!KxSharedMemory_IsName(name)) {
+    KxLastError_Set(ERROR_INVALID_NAME);
+    return nullptr;
+  }
+  auto waiter = std::make_unique<CkxEventNoticeWaiter>(name);
+  if (!waiter->IsOpen()) return nullptr;
+  return waiter;
+}

@@ -1,0 +1,40 @@
+#include "Common_CPP/access_token/access_token.h"
+#include "Common_CPP/access_token/owner_win.h"
+#include "Common_CPP/secure_named_pipe/peer_identity.h"
+#include "Common_CPP/secure_named_pipe/pipe_platform.h"
+#include "Common_CPP/util/handle_win.h"
+
+namespace {
+
+constexpr DWORD kKernelProcess = 4;
+constexpr DWORD kMaxPath = 32768;  // units, with the terminator
+
+class CkxSystemIdentity : public IkxProcessIdentity {
+ public:
+  std::optional<KxWString> Image(uint32_t processId) const override {
+    if (processId == kKernelProcess) return KxWString(L"System");  // it has no file
+    const CkxHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
+    if (!process) return std::nullopt;
+    KxWString path(kMaxPath, L'\0');
+    DWORD units = kMaxPath;
+    if (!QueryFullProcessImageNameW(process.Get(), 0, path.data(), &units)) return std::nullopt;
+    path.resize(units);
+    return path;
+  }
+
+  std::optional<KxWString> Signer(const KxWString& /*image*/) const override { return std::nullopt; }
+};
+
+}  // namespace
+
+/// Of what this thread made, the owner need not be its user.
+bool KxPeer_IsOwnUser(const CkxSid& user) {
+  const std::optional<CkxSid> own = KxToken_User(nullptr);
+  const std::optional<CkxSid> owner = KxToken_OwnerOfNewObjects();
+  return (own && own->Equals(user)) || (owner && owner->Equals(user));
+}
+
+const IkxProcessIdentity* KxPeer_SystemIdentity() {
+  static const CkxSystemIdentity system;
+  return &system;
+}

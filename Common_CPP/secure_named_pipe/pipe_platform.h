@@ -1,0 +1,18 @@
+// What the platforms' files need of the shared one, and the other way round. Private to this folder.
+#pragma once
+
+#include "Common_CPP/secure_named_pipe/secure_named_pipe.h"
+
+inline constexpr uint32_t kKxErrorInvalidName = 123;
+
+/// How long `Accept` leaves a fault of the system to go away.
+inline constexpr int kKxAcceptPauseMs = 100;
+
+/// `name` as it is part of a file's or a pipe's name. Empty, with the last error set, when it is no name.
+std::string KxPipe_EncodedName(CkxTextView name);
+
+/// Whether a server that `user` stands for (`SkxPipePeer`) could be this thread's own user's.
+bool KxPeer_IsOwnUser(const CkxSid& user);
+
+/// Connects without a look at who serves.
+EkxPipeResult KxPipe_ConnectUnchecked(const std::string& encodedName, CkxDeadline deadline, CkxSecurePipe& pipe);

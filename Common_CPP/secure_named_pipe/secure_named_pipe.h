@@ -1,0 +1,88 @@
+// A byte channel between processes of this machine. Each end knows who is at the other, and every wait has an end.
+//
+//   CkxSecurePipe pipe;
+//   if (KxSecurePipe_Connect(KXW("name"), {}, deadline, pipe) == EkxPipeResult::Done) pipe.Write(bytes, deadline);
+//
+// Windows: named pipes in byte mode, \\.\pipe\KxPipe.NAME, out of reach for other machines; a server learns who its
+// client is and cannot act as it. Elsewhere: local sockets, NAME.sock in the runtime folder, which must be as
+// trustworthy as for sections; NAME.lock beside it, which stays, keeps a second server off. Anyone on this machine may
+// connect. NAME is the given name with every byte of its UTF-8 form but letters, digits, '_' and '-' as %XX, at most
+// 64 bytes in all. Names that differ only in case may be one.
+//
+// Whatever fails leaves the thread's last error: 2 when there is no such server, 109 for a closed channel, 1460 for a
+// deadline that is over.
+#pragma once
+
+#include <memory>
+#include <span>
+
+#include "Common_CPP/secure_named_pipe/peer_identity.h"
+#include "Common_CPP/util/deadline.h"
+#include "Common_CPP/util/text_view.h"
+
+enum class EkxPipeResult : unsigned char {
+  Done,
+  TimedOut,
+  Closed,     ///< by the peer, or canceled here
+  WrongPeer,  ///< the server is not the expected one; nothing was sent to it
+  Failed,
+};
+
+/// One end of a connected channel, closed when it goes. Movable, not copyable. One thread uses it at a time; what the
+/// peer has written before it closed its end is still read.
+class CkxSecurePipe {
+ public:
+  struct State;  // one a platform
+
+  CkxSecurePipe();
+  explicit CkxSecurePipe(std::unique_ptr<State> state);
+  CkxSecurePipe(CkxSecurePipe&&) noexcept;
+  CkxSecurePipe& operator=(CkxSecurePipe&&) noexcept;
+  ~CkxSecurePipe();
+
+  bool IsOpen() const { return _state != nullptr; }
+  void Close();
+
+  /// Reads at least one byte and at most all of `bytes`; `count` tells how many.
+  EkxPipeResult Read(std::span<unsigned char> bytes, CkxDeadline deadline, size_t& count);
+
+  /// Writes all of `bytes`. After any other result than `Done` the peer may have a part of them.
+  EkxPipeResult Write(std::span<const unsigned char> bytes, CkxDeadline deadline);
+
+  /// Who is at the other end; nothing when that cannot be told. On Windows a server must have read from the client
+  /// before.
+  std::optional<SkxPipePeer> Peer() const;
+
+  /// Ends every wait on this pipe, now and later, with `Closed`. From any thread, while nobody closes or moves it.
+  void Cancel();
+
+ private:
+  std::unique_ptr<State> _state;
+};
+
+/// Connects to the server of `name`, waiting while it is busy, and makes sure that it is the `expected` one.
+EkxPipeResult KxSecurePipe_Connect(CkxTextView name, const SkxExpectedPeer& expected, CkxDeadline deadline,
+                                   CkxSecurePipe& pipe);
+
+/// The server's side of a name, which is its own until it is closed.
+class CkxSecurePipeListener {
+ public:
+  CkxSecurePipeListener();
+  ~CkxSecurePipeListener();
+  CkxSecurePipeListener(const CkxSecurePipeListener&) = delete;
+  CkxSecurePipeListener& operator=(const CkxSecurePipeListener&) = delete;
+
+  /// False with the thread's last error set when the name is no name or somebody else's. Once a listener.
+  bool Listen(CkxTextView name);
+
+  /// Waits for the next client. False once `Stop` was called. One thread at a time. A fault of the system (no
+  /// descriptors left, say) is traced and waited out.
+  bool Accept(CkxSecurePipe& pipe);
+
+  /// Ends `Accept`, now and later. From any thread.
+  void Stop();
+
+ private:
+  struct State;
+  std::unique_ptr<State> _state;
+};

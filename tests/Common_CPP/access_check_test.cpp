@@ -1,0 +1,171 @@
+#include "Common_CPP/security/access_check.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "Common_CPP/util/text.h"
+#include "tests/support/naive_access_check.h"
+
+namespace {
+
+using enum EkxAccess;
+
+constexpr SkxGenericMapping kMapping = {0x20001, 0x20002, 0x20004, 0xF0007};
+
+SkxSecurityDescriptor Descriptor(CkxTextView text) {
+  SkxSecurityDescriptor descriptor;
+  const SkxSddlStatus status = KxSddl_Parse(text, descriptor);
+  EXPECT_TRUE(status.IsOk()) << KxText_ToUtf8(text) << " at " << status.offset;
+  return descriptor;
+}
+
+/// The user S-1-5-21-1-1 with everyone, users, administrators that only deny, and operators that are switched off.
+CkxSidList Ann() {
+  const auto sid = [](const char* text) { return CkxSid::FromUtf8(text).value(); };
+  CkxSidList ann;
+  ann.entries = {{sid("S-1-5-21-1-1"), EkxSidUse::Enabled},
+                 {sid("S-1-1-0"), EkxSidUse::Enabled},
+                 {sid("S-1-5-32-545"), EkxSidUse::Enabled},
+                 {sid("S-1-5-32-544"), EkxSidUse::DenyOnly},
+                 {sid("S-1-5-32-551"), EkxSidUse::None}};
+  return ann;
+}
+
+TEST(AccessCheck, Decides) {
+  const struct {
+    const char* name;
+    const WCHAR* sddl;
+    uint32_t desired;
+    EkxAccess answer;
+    uint32_t granted;
+  } kCases[] = {
+      {"no DACL", KXW("O:SYG:SY"), 7, Granted, 7},
+      {"null DACL", KXW("O:SYG:SYD:NO_ACCESS_CONTROL"), 0x1F0007, Granted, 0x1F0007},
+      {"null DACL, all that there is", KXW("O:SYG:SYD:NO_ACCESS_CONTROL"), 0x2000100, Granted, 0xF0107},
+      {"null DACL and the system's security", KXW("O:SYG:SY"), 0x1000001, Denied, 0},
+      {"empty DACL", KXW("O:SYG:SYD:"), 1, Denied, 0},
+      {"empty DACL, all that there is", KXW("O:SYG:SYD:"), 0x2000000, Denied, 0},
+      {"nothing is wanted", KXW("O:SYG:SYD:(A;;GA;;;WD)"), 0, Denied, 0},
+      {"allowed", KXW("O:SYG:SYD:(A;;CC;;;BU)"), 1, Granted, 1},
+      {"somebody else is allowed", KXW("O:SYG:SYD:(A;;CC;;;SY)"), 1, Denied, 0},
+      {"one of two bits", KXW("O:SYG:SYD:(A;;CC;;;WD)"), 3, Denied, 0},
+      {"two bits by two ACEs", KXW("O:SYG:SYD:(A;;CC;;;WD)(A;;DC;;;BU)"), 3, Granted, 3},
+      {"deny before allow", KXW("O:SYG:SYD:(D;;CC;;;WD)(A;;CCDC;;;WD)"), 1, Denied, 0},
+      {"allow before deny", KXW("O:SYG:SYD:(A;;CC;;;WD)(D;;CCDC;;;WD)"), 1, Granted, 1},
+      {"deny of what is not wanted", KXW("O:SYG:SYD:(D;;CC;;;WD)(A;;CCDC;;;WD)"), 2, Granted, 2},
+      {"deny of a part of what is wanted", KXW("O:SYG:SYD:(D;;CC;;;WD)(A;;CCDC;;;WD)"), 3, Denied, 0},
+      {"deny for somebody else", KXW("O:SYG:SYD:(D;;CC;;;SY)(A;;CC;;;WD)"), 1, Granted, 1},
+      {"deny-only is not allowed", KXW("O:SYG:SYD:(A;;CC;;;BA)"), 1, Denied, 0},
+      {"deny-only is denied", KXW("O:SYG:SYD:(D;;CC;;;BA)(A;;CC;;;WD)"), 1, Denied, 0},
+      {"switched off is not allowed", KXW("O:SYG:SYD:(A;;CC;;;BO)"), 1, Denied, 0},
+      {"switched off is not denied", KXW("O:SYG:SYD:(D;;CC;;;BO)(A;;CC;;;WD)"), 1, Granted, 1},
+      {"allow for children only", KXW("O:SYG:SYD:(A;CIIO;CC;;;WD)"), 1, Denied, 0},
+      {"deny for children only", KXW("O:SYG:SYD:(D;CIIO;CC;;;WD)(A;CI;CC;;;WD)"), 1, Granted, 1},
+      {"allow for an object", KXW("O:SYG:SYD:(OA;;CC;bf967aba-0de6-11d0-a285-00aa003049e2;;WD)"), 1, Denied, 0},
+      {"deny for an object", KXW("O:SYG:SYD:(OD;;CC;bf967aba-0de6-11d0-a285-00aa003049e2;;WD)(OA;;CC;;;WD)"), 1,
+       Granted, 1},
+      {"generic rights", KXW("O:SYG:SYD:(A;;GR;;;WD)(A;;GX;;;WD)"), 0x20005, Granted, 0x20005},
+      {"generic write", KXW("O:SYG:SYD:(A;;GW;;;WD)"), 2, Granted, 2},
+      {"generic deny", KXW("O:SYG:SYD:(D;;GX;;;WD)(A;;GA;;;WD)"), 4, Denied, 0},
+      {"generic rights are not asked for", KXW("O:SYG:SYD:(A;;GA;;;WD)"), 0x80000000, GenericNotMapped, 0},
+      {"owner", KXW("O:S-1-5-21-1-1G:SYD:"), 0x60000, Granted, 0x60000},
+      {"owner, before a deny", KXW("O:S-1-5-21-1-1G:SYD:(D;;GA;;;WD)"), 0x60000, Granted, 0x60000},
+      {"owner, more than that", KXW("O:S-1-5-21-1-1G:SYD:"), 0x70000, Denied, 0},
+      {"owner through a group", KXW("O:BUG:SYD:"), 0x20000, Granted, 0x20000},
+      {"owner that only denies", KXW("O:BAG:SYD:"), 0x20000, Denied, 0},
+      {"owner, all that there is", KXW("O:BUG:SYD:(A;;CC;;;WD)"), 0x2000000, Granted, 0x60001},
+      {"owner's rights", KXW("O:BUG:SYD:(A;;CC;;;OW)"), 1, Granted, 1},
+      {"owner's rights are all of them", KXW("O:BUG:SYD:(A;;CC;;;OW)"), 0x20000, Denied, 0},
+      {"owner's rights are denied", KXW("O:BUG:SYD:(D;;WD;;;OW)(A;;GA;;;WD)"), 0x40000, Denied, 0},
+      {"owner's rights for children only", KXW("O:BUG:SYD:(A;IO;CC;;;OW)"), 0x60000, Granted, 0x60000},
+      {"owner's rights of somebody else", KXW("O:SYG:SYD:(A;;CC;;;OW)"), 1, Denied, 0},
+      {"owner's rights of one that only denies", KXW("O:BAG:SYD:(A;;CC;;;OW)(D;;DC;;;OW)(A;;CCDCLC;;;WD)"), 0x2000000,
+       Granted, 5},
+      {"all that there is", KXW("O:SYG:SYD:(D;;CC;;;WD)(A;;CCDC;;;WD)(D;;DCLC;;;WD)(A;;LCSW;;;WD)"), 0x2000000, Granted,
+       0xA},
+      {"all that there is, and one bit that is denied", KXW("O:SYG:SYD:(D;;CC;;;WD)(A;;CCDC;;;WD)"), 0x2000001, Denied,
+       0},
+      {"an ACE gives no access to the system's security", KXW("O:SYG:SYD:(A;;0x1000000;;;WD)"), 0x1000000, Denied, 0},
+      {"no owner", KXW("G:SYD:(A;;GA;;;WD)"), 1, NoOwnerOrGroup, 0},
+      {"no group", KXW("O:SYD:(A;;GA;;;WD)"), 1, NoOwnerOrGroup, 0},
+  };
+  const CkxSidList ann = Ann();
+  for (const auto& c : kCases) {
+    uint32_t granted = 0xBAD;
+    EXPECT_EQ(KxAccess_Check(Descriptor(c.sddl), ann, c.desired, kMapping, &granted), c.answer) << c.name;
+    EXPECT_EQ(granted, c.granted) << c.name;
+    EXPECT_EQ(KxAccess_Check(Descriptor(c.sddl), ann, c.desired, kMapping), c.answer) << c.name;
+  }
+}
+
+/// Few SIDs and few bits, so that ACEs meet.
+class Generator {
+ public:
+  SkxSecurityDescriptor Descriptor() {
+    SkxSecurityDescriptor descriptor;
+    descriptor.owner = Sid();
+    descriptor.group = Sid();
+    descriptor.dacl = OneIn(20) ? EkxDacl::Null : EkxDacl::Present;
+    for (unsigned left = descriptor.dacl == EkxDacl::Present ? Below(7) : 0; left != 0; --left) {
+      SkxAce ace;
+      ace.type = OneIn(8) ? EkxAceType{static_cast<unsigned char>(Below(4))}
+                          : EkxAceType{static_cast<unsigned char>(Below(2))};
+      ace.flags = static_cast<unsigned char>(OneIn(6) ? 0xFF : Below(8));
+      ace.mask = Mask();
+      ace.sid = OneIn(8) ? CkxSid::FromUtf8("S-1-3-4").value() : Sid();
+      descriptor.aces.push_back(ace);
+    }
+    return descriptor;
+  }
+
+  CkxSidList Who() {
+    CkxSidList who;
+    for (unsigned left = Below(6); left != 0; --left) {
+      who.entries.push_back({Sid(), EkxSidUse{static_cast<unsigned char>(Below(3))}});
+    }
+    return who;
+  }
+
+  /// Mostly one bit, which is granted more often than several.
+  uint32_t Desired() {
+    if (OneIn(4)) return kKxMaximumAllowed | (OneIn(2) ? 0 : 1u << Below(3));
+    return OneIn(2) ? Mask() & 0x0FFFFFFF : 1u << Below(3);
+  }
+
+ private:
+  unsigned Below(unsigned end) { return static_cast<unsigned>(_random() % end); }
+  bool OneIn(unsigned count) { return Below(count) == 0; }
+  CkxSid Sid() { return CkxSid::FromUtf8("S-1-5-21-" + std::to_string(Below(4))).value(); }
+
+  uint32_t Mask() {
+    uint32_t mask = 0;
+    for (unsigned left = 1 + Below(3); left != 0; --left) {
+      constexpr uint32_t kBits[] = {1, 2, 4, 0x20000, 0x40000, 0x80000, 0x1000000, 0x10000000, 0x20000000, 0x80000000};
+      mask |= OneIn(2) ? 1u << Below(3) : kBits[Below(std::size(kBits))];
+    }
+    return mask;
+  }
+
+  std::mt19937 _random{20240607};
+};
+
+TEST(AccessCheck, AgreesWithTheWalkByHand) {
+  Generator generate;
+  unsigned granted = 0;
+  constexpr unsigned kRounds = 10000;
+  for (unsigned round = 0; round < kRounds; ++round) {
+    const SkxSecurityDescriptor descriptor = generate.Descriptor();
+    const CkxSidList who = generate.Who();
+    const uint32_t desired = generate.Desired();
+    uint32_t bits = 0xBAD;
+    const EkxAccess answer = KxAccess_Check(descriptor, who, desired, kMapping, &bits);
+    ASSERT_EQ(bits, KxTest_NaiveGranted(descriptor, who, desired, kMapping)) << "round " << round;
+    ASSERT_EQ(answer, bits != 0 ? Granted : Denied) << "round " << round;
+    granted += bits != 0 ? 1 : 0;
+  }
+  EXPECT_GT(granted, kRounds / 10);
+  EXPECT_LT(granted, kRounds * 9 / 10);
+}
+
+}  // namespace
