@@ -49,11 +49,14 @@ std::unique_ptr<CkxTargetInfoProcess> Process(const KxWString& name) {
 
 }  // namespace
 
-BenchPolicies::BenchPolicies(uint32_t count, SkxTargetModel (*target)(uint32_t id)) {
+BenchPolicies::BenchPolicies(SkxPolicyImage image) : _source(std::make_unique<CkxImageSource>(std::move(image))) {
+  if (!_source->OpenSection(EkxPolicySection::Policies, _section)) throw std::runtime_error("no policies to measure");
+}
+
+SkxPolicyImage BenchPolicies::Image(uint32_t count, SkxTargetModel (*target)(uint32_t id)) {
   SkxPublication publication;
   for (uint32_t id = 1; id <= count; ++id) publication.policies.push_back(Policy(id, target(id)));
-  _source = std::make_unique<CkxImageSource>(KxEncode_Image(publication));
-  if (!_source->OpenSection(EkxPolicySection::Policies, _section)) throw std::runtime_error("no policies to measure");
+  return KxEncode_Image(publication);
 }
 
 SkxTargetModel BenchPolicies::NameTarget(uint32_t id) {

@@ -12,7 +12,11 @@
 class BenchPolicies {
  public:
   /// Policies 1 to `count`, each about `target(id)`.
-  BenchPolicies(uint32_t count, SkxTargetModel (*target)(uint32_t id));
+  BenchPolicies(uint32_t count, SkxTargetModel (*target)(uint32_t id)) : BenchPolicies(Image(count, target)) {}
+  explicit BenchPolicies(SkxPolicyImage image);
+
+  /// The same policies for others to publish; they apply to everybody.
+  static SkxPolicyImage Image(uint32_t count, SkxTargetModel (*target)(uint32_t id));
 
   /// "tool<id>.exe".
   static SkxTargetModel NameTarget(uint32_t id);

@@ -17,7 +17,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (!KxPolicyDocument_Read({&document, 1}, again, error)) std::abort();
   const SkxPolicyImage first = KxEncode_Image(publication);
   const SkxPolicyImage second = KxEncode_Image(again);
-  if (first.policies != second.policies || first.appGroups != second.appGroups || first.applicable != second.applicable)
+  if (first.policies != second.policies || first.appGroups != second.appGroups || first.alerts != second.alerts ||
+      first.applicable != second.applicable) {
     std::abort();
+  }
   return 0;
 }

@@ -1,12 +1,10 @@
 // Input: a byte that selects a kind of property, then the bytes of its record. What reads as one is asked about a
 // recorded process and a recorded medium.
-#include <kx_util/shared_policy_origin_props.h>
-#include <kx_util/shared_policy_resource_props.h>
-
+#include <array>
 #include <cstdlib>
-#include <iterator>
 
 #include "Common_CPP/file/machine_facts.h"
+#include "tests/support/all_props.h"
 
 namespace {
 
@@ -77,36 +75,11 @@ void Try(const unsigned char* data, unsigned long size, const Asked& asked) {
   Require(asked.Match(prop) == asked.Match(prop));
 }
 
-constexpr void (*kKinds[])(const unsigned char*, unsigned long, const Asked&) = {
-    Try<CkxShBufPropStr>,
-    Try<CkxShBufPropArguments>,
-    Try<CkxShBufPropBitmask>,
-    Try<CkxShBufPropFileName>,
-    Try<CkxShBufPropFileLocation>,
-    Try<CkxShBufPropSvcName>,
-    Try<CkxShBufPropVersionRange>,
-    Try<CkxShBufPropPublisher>,
-    Try<CkxShBufPropPublishers>,
-    Try<CkxShBufPropFileOwner>,
-    Try<CkxShBufPropFileOwners>,
-    Try<CkxShBufPropFileVerInfo>,
-    Try<CkxShBufPropFileVerInfos>,
-    Try<CkxShBufPropFileMsiInfo>,
-    Try<CkxShBufPropFileMsiInfos>,
-    Try<CkxShBufPropParentProcess>,
-    Try<CkxShBufPropNameValuePair>,
-    Try<CkxShBufPropFSPath>,
-    Try<CkxShBufPropCapability>,
-    Try<CkxShBufPropCapabilities>,
-    Try<CkxShBufPropMediaInfo>,
-    Try<CkxShBufPropMediaInfos>,
-    Try<CkxShBufPropDistributionService>,
-    Try<CkxShBufPropSpawnerProcess>,
-    Try<CkxShBufPropUserOrGroup>,
-    Try<CkxShBufPropUserList>,
-    Try<CkxShBufPropPackage>,
-    Try<CkxShBufPropFileOrigin>,
-};
+template <class... Prop>
+constexpr auto TryEach(KxTest_Props<Prop...>) {
+  return std::array{Try<Prop>...};
+}
+constexpr auto kKinds = TryEach(KxTest_AllProps());
 
 }  // namespace
 
@@ -115,6 +88,6 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
   static const OneDiskMachine machine;
   static const Asked asked;
   const CkxMachineFactsScope scope(machine);
-  kKinds[data[0] % std::size(kKinds)](data + 1, static_cast<unsigned long>(size - 1), asked);
+  kKinds[data[0] % kKinds.size()](data + 1, static_cast<unsigned long>(size - 1), asked);
   return 0;
 }

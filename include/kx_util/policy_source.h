@@ -49,6 +49,9 @@ class IkxPolicySource {
 
   /// The policies that apply to the user of `token`; null when that cannot be told, which the source has traced.
   virtual std::shared_ptr<const CkxApplicablePolicies> ApplicablePolicies(void* token) const = 0;
+
+  /// What tells the publication in force from every other, for answers that are remembered; empty when nothing may be.
+  virtual KxWString PublicationName() const { return {}; }
 };
 
 class KX_UTIL_API CkxPolicySourceScope {

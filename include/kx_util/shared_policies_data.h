@@ -9,11 +9,15 @@
 // True is success or found; every failure is false, with the trace saying why.
 #pragma once
 
+#include <kx_util/agent_uac_action.h>
+#include <kx_util/file_origin.h>
 #include <kx_util/policy_enum_filter.h>
 #include <kx_util/policy_source.h>
 #include <kx_util/shared_app_groups.h>
+#include <kx_util/shared_cust_gui.h>
 #include <kx_util/shared_policy.h>
 
+using KxSoftwareDistributorUpdateHelper = bool (*)(CkxFileOrigin& origin);
 using KxPolicyCallback = bool (*)(const CkxShBufPolicy& policy, void* context);
 
 class KX_UTIL_API CkxSharedPoliciesData {
@@ -34,10 +38,81 @@ class KX_UTIL_API CkxSharedPoliciesData {
   static bool GetAppGroupById(const GUID& id, CkxShBufAppGroup*& group);
   static bool CallAppGroup(const GUID& id, void (CkxShBufAppGroup::*member)(void*), void* context);
 
+  /// The first alert with that id and type, as a copy that the caller releases.
+  static bool GetAlert(const GUID& id, EkxAlertType type, CkxShBufCustGuiBase*& alert);
+
+  /// The dialog that all policies share for an event: the one that the first active configuration policy applicable to
+  /// the user of `token` names for `trigger`. The caller releases it.
+  static bool GetCommonDialog(EkxAlertTrigger trigger, CkxShBufCustGuiDialog*& dialog, void* token);
+
   /// The central evaluation: the first policy in section order that is active, decides about launches, is applicable to
   /// the target's user and applies to the target. `info` is untouched unless the answer is true.
   static bool GetTargetPolicyAction(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info);
 
   /// Appends the ids of the policies that apply to the user of `token`, in the order of the answer.
   static bool GetPoliciesApplicableForUser(void* token, std::vector<int>& ids);
+
+  /// What the agent says of a prompt that the system is about to show for the program at `path` (at most 149 units; a
+  /// longer one is asked about as none). `administrator`: nonzero when the user is one. `action` is untouched unless
+  /// the answer is true.
+  static bool GetUacAction(const WCHAR* path, uint32_t administrator, SvcUacActionInfo& action);
+
+  /// Whether the agent wants to be in the way of that prompt; false also when it does not answer.
+  static bool ShouldHookConsent(const WCHAR* path, uint32_t administrator);
+
+  // Questions of their own, each over the active policies that are applicable to the user (of the target, else of
+  // `token`). "Decides" means: the policy that the central evaluation would find.
+
+  /// A Block policy decides about the target. Run, Block, Elevate, Trust, Run & Collect Events, Exclude are looked at.
+  static bool IsBlocked(const CkxTargetInfo& target);
+
+  /// An Elevate policy decides about the elevation request; anything else is no such request. The kinds of `IsBlocked`.
+  static bool ElevatorAllowed(const CkxTargetInfo& request);
+
+  /// A Trust policy whose shell extension is enabled decides about the process: `policyId` is its id. The kinds of
+  /// `IsBlocked`.
+  static bool ShellOnDemandElevationAllowed(const CkxTargetInfoProcess& process, uint32_t& policyId);
+
+  /// A policy that may act without asking decides about the control; anything else is no control. The kinds of
+  /// `IsBlocked`.
+  static bool ActiveXPolicyAutomationAllowed(const CkxTargetInfo& control);
+
+  /// Which actions an installation of a control may meet, as a union of the filter's action bits: those of policies
+  /// with a control among their targets, and of Trust and Run & Collect Events policies without targets. The kinds of
+  /// `IsBlocked`. False, with `actionMask` untouched, when there are none.
+  static bool GetPossibleActiveXInstallPolicyActions(void* token, uint32_t& actionMask);
+
+  /// An exclusion from policies takes the path: Exclude policies of type 0.
+  static bool IsExcluded(const WCHAR* path, void* token);
+
+  /// A Developer Application policy applies to the target.
+  static bool IsMultifileCreator(const CkxTargetInfo& target);
+
+  /// A Software Distributor policy names the process: `name` is the distributor's.
+  static bool IsSoftwareDistributor(const CkxFileSrcProcess& process, CkxUtilStr& name, void* token);
+
+  /// A Run & Collect Events policy that monitors the user lets them ask for a policy: `policyId` is its id.
+  static bool ManualPolicyRequestAllowed(void* token, uint32_t& policyId);
+
+  /// A Trust policy whose shell extension is enabled has targets, those of groups counted, or is about everything.
+  static bool HasActiveShellEoDTargets(void* token);
+
+  /// A Block policy has targets, those of groups counted.
+  static bool HasActiveBlockedTargets(void* token);
+
+  /// An Elevate or Trust policy has a target that can only be started from the agent's folder of tools. Answers about
+  /// the live publication are remembered per user until another is published.
+  static bool KxToolsFolderEnabled(void* token);
+
+  /// Such a policy has an administrative task that `item` of that folder starts.
+  static bool KxToolsFolderIsToolAllowed(uint32_t item, void* token);
+
+  /// Writes the distributor's name into the record of a process that is one's, into those of an installer's processes,
+  /// or of an origin's two installers. True when any was written.
+  static bool UpdateSoftwareDistributor(CkxFileSrcProcess& process, void* token);
+  static bool UpdateSoftwareDistributors(CkxFileSrcInstaller& installer, void* token);
+  static bool UpdateSoftwareDistributors(CkxFileOrigin& origin, void* token);
+
+  /// From then on `helper` answers the last of them, for the whole process; null ends that.
+  static void SetSoftwareDistributorUpdateHelper(KxSoftwareDistributorUpdateHelper helper);
 };

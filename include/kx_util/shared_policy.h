@@ -23,6 +23,10 @@
 #include <atomic>
 #include <memory>
 
+#include "Common_CPP/util/bstr.h"
+
+class CkxShBufCustGuiBase;
+
 #pragma pack(push, 1)
 struct SkxPolicyBufHeader {
   static constexpr uint32_t kMagic = 0x22232425;
@@ -119,6 +123,14 @@ class KX_UTIL_API CkxShBufPolicy {
   bool FindAlertLink(EkxAlertTrigger trigger, EkxAlertType type, SkxPolicyAlertLink& link) const {
     return _alerts.Find(trigger, type, link);
   }
+
+  /// The alert that the first link for `trigger` and `type` names, as a copy that the caller releases. False, with
+  /// `alert` untouched, when there is no such link or no such alert.
+  bool GetAlert(EkxAlertTrigger trigger, EkxAlertType type, CkxShBufCustGuiBase*& alert) const;
+
+  /// `_AppendDebugMsg` as a text that the caller frees with `KxBstr_Free`; false, with an error line, when there is no
+  /// memory for it.
+  bool GetDebugMessage(KxBstr& text) const;
 
   /// Policies in existence, which keep COM initialised; and what initialising it said.
   static std::atomic<unsigned> _m_ComRefCounter;

@@ -80,6 +80,8 @@ class KX_UTIL_API CkxShBufPolicyExclude : public CkxShBufPolicyWithTargets {
   bool IsExcludedTarget(const IkxPathProvider& file) const;
 
  private:
+  static bool _EnumExcludedTarget(const CkxShBufTarget& target, void* question);
+
   uint16_t _excludeType = 0;
 };
 
@@ -87,6 +89,13 @@ class KX_UTIL_API CkxShBufPolicyExclude : public CkxShBufPolicyWithTargets {
 class KX_UTIL_API CkxShBufPolicySoftwareDistributors : public CkxShBufPolicyWithTargets {
  public:
   bool IsApplicableTarget(const CkxTargetInfo&, SkxTriggerPolicyShortInfo&) const override { return false; }
+
+  /// Whether one of the programs, those of linked groups included, is the one that `process` ran. `name` is then what
+  /// that target calls the distributor, the policy's name when it calls it nothing; else it is untouched.
+  bool IsSoftwareDistributor(const CkxFileSrcProcess& process, CkxUtilStr& name) const;
+
+ private:
+  static bool _EnumIsSoftwareDistributor(const CkxShBufTarget& target, void* question);
 };
 
 /// Developer application.

@@ -12,6 +12,7 @@
 
 #include <kx_util/policy_result.h>
 #include <kx_util/shared_policy_origin_props.h>
+#include <kx_util/shared_policy_target_users.h>
 
 #pragma pack(push, 1)
 struct SkxTargetBufHeader {
@@ -40,7 +41,8 @@ class KX_UTIL_API CkxShBufTarget : public CkxShBufList::CkxNode {
   virtual void FillTargetInfo(SkxTriggerPolicyShortInfo& info) const;
   virtual bool MatchTarget(const CkxTargetInfo& target) const;
 
-  /// The same question about a process as the origin of a file remembers it.
+  /// The same question about a process as the origin of a file remembers it; a property about what the record does not
+  /// hold, when it is set, does not match.
   virtual bool MatchProcess(const CkxFileSrcProcess& process) const;
 
   /// Whether what the target is about can only be started from the agent's folder of tools.
@@ -121,12 +123,13 @@ class KX_UTIL_API CkxShBufTargetExe : public CkxShBufTarget {
   CkxShBufPropFileVerInfos _versionFields;
   CkxShBufPropSvcName _serviceName;
   CkxShBufPropParentProcess _parentProcess;
-  CkxShBufString _users;
+  CkxShBufTargetUsers _users;
   CkxShBufPropFileOrigin _origin;
   CkxShBufString _softwareDistributorName;
 };
 
-/// What an exclusion leaves out: location; file name; users (plain string).
+/// What an exclusion leaves out: location; file name; users (plain string). Users that are a descriptor limit it to
+/// those in that scope; without a text, and with the marker, it is for everybody.
 class KX_UTIL_API CkxShBufTargetExclude : public CkxShBufTarget {
  public:
   bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining) override;
@@ -142,7 +145,7 @@ class KX_UTIL_API CkxShBufTargetExclude : public CkxShBufTarget {
  private:
   CkxShBufPropFileLocation _location;
   CkxShBufPropFileName _fileName;
-  CkxShBufString _users;
+  CkxShBufTargetUsers _users;
 };
 
 /// A request to elevate a download: the pattern of its address.

@@ -168,8 +168,8 @@ class KX_UTIL_API CkxShBufTargetCom : public CkxShBufTarget {
   CkxShBufPropFileVerInfos _versionFields;
 };
 
-/// An application package of the store kind, whose identity counts and not its file: u8 inheritable; version range;
-/// package name (as a text test); publishers; capabilities.
+/// An application package of the store kind, or a program that runs from one; the package's identity counts and not the
+/// file: u8 inheritable; version range; package name (as a text test); publishers; capabilities.
 class KX_UTIL_API CkxShBufTargetAppPackage : public CkxShBufTarget {
  public:
   bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining) override;

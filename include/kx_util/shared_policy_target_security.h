@@ -55,21 +55,16 @@ class KX_UTIL_API CkxShBufTargetService : public CkxShBufTargetSecurity {
   CkxShBufPropSvcName _service;
 };
 
-/// u32 count, then media descriptions, each with a flag of its own.
+/// The media that it is about: a list property.
 class KX_UTIL_API CkxShBufTargetRemovableMedia : public CkxShBufTargetSecurity {
  public:
   bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining) override;
   void AppendDebugMsg(CkxUtilStr& text) const override;
 
-  CkxNodes<CkxPropNode<CkxShBufPropMediaInfo>> Media() const {
-    return CkxNodes<CkxPropNode<CkxShBufPropMediaInfo>>(_media);
-  }
-
-  /// Whether the policy is about that medium: one of the descriptions matches it, or there is none at all.
-  bool MatchMedia(const SkxMediaFacts& media) const;
+  const CkxShBufPropMediaInfos& Media() const { return _media; }
 
  private:
-  CkxShBufList _media;
+  CkxShBufPropMediaInfos _media;
 };
 
 class KX_UTIL_API CkxShBufTargetUsbDev : public CkxShBufTargetRemovableMedia {};

@@ -26,14 +26,19 @@ class KX_UTIL_API CkxTargetInfoProcess : public CkxTargetInfoFile {
   /// What the process carries besides itself, in the order in which it was added. Owned.
   void AddLinked(CkxTargetInfoPtr target) { _linked.push_back(std::move(target)); }
 
-  /// The first linked file or process of that type, or null.
+  /// The first linked file or process of that type, or null. Of an interpreter to which no script was linked, the
+  /// script that its command line names: a process with the path, the arguments and the facts of the script.
   const CkxTargetInfoFile* LinkedOfType(EkxPolicyTarget type) const;
 
  protected:
   void _GetDescriptionForEvent(CkxUtilStr& text) const override;
 
  private:
+  CkxTargetInfoPtr _DescribeScript() const;
+
   const SkxProcessFacts _process;
+  const bool _isRecorded;
   CkxTargetInfoPtr _parent;
   std::vector<CkxTargetInfoPtr> _linked;
+  mutable std::optional<CkxTargetInfoPtr> _script;  // that the command line names; none until it is sought
 };

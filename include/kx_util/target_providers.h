@@ -1,6 +1,9 @@
 // The five small interfaces through which matchers look at a target description. Whatever the thing is, they ask for
 // one of these and match against its answers. Texts are owned by the provider and live as long as it does; null is
 // "unknown".
+//
+// Other modules call these interfaces by the order of their operations: nothing may come before or between them, a
+// destructor included. Whoever has only an interface does not own what is behind it.
 #pragma once
 
 #include "Common_CPP/security/sid.h"
@@ -23,11 +26,13 @@ class KX_UTIL_API IkxPathProvider {
  public:
   static constexpr int64_t kUnknownSize = -1;
 
-  virtual ~IkxPathProvider() = default;
   virtual const WCHAR* GetPath() const = 0;         ///< full path
   virtual int64_t GetFileSize() const = 0;          ///< bytes, -1 when unknown
   virtual int64_t GetModificationTime() const = 0;  ///< 100 ns since 1601 UTC, 0 when unknown
   virtual void* GetAccessToken() const = 0;         ///< under which the file is to be examined; null: the caller's own
+
+ protected:
+  ~IkxPathProvider() = default;
 };
 
 class KX_UTIL_API IkxHashProvider : public IkxPathProvider {
@@ -40,31 +45,40 @@ class KX_UTIL_API IkxHashProvider : public IkxPathProvider {
 
   /// Of that choice: "ALGORITHM##HEX".
   bool GetAlgorithmAndHashString(CkxUtilStr& out) const;
+
+ protected:
+  ~IkxHashProvider() = default;
 };
 
 class KX_UTIL_API IkxPublisherProvider {
  public:
-  virtual ~IkxPublisherProvider() = default;
   /// The name of the first or the second signer; `status` is set whether or not there is one.
   virtual const WCHAR* GetPublisher(bool secondSigner, EkxPublisherStatus& status) const = 0;
+
+ protected:
+  ~IkxPublisherProvider() = default;
 };
 
 class KX_UTIL_API IkxOwnerProvider {
  public:
-  virtual ~IkxOwnerProvider() = default;
   virtual const CkxSid* GetOwner() const = 0;
   virtual const WCHAR* GetOwnerDomainUserName() const = 0;  ///< "DOMAIN\name"
+
+ protected:
+  ~IkxOwnerProvider() = default;
 };
 
 class KX_UTIL_API IkxVersionInfoProvider {
  public:
-  virtual ~IkxVersionInfoProvider() = default;
   /// The text of a named field of the file's version resource, for instance "CompanyName".
   virtual const WCHAR* GetVersionInfo(const WCHAR* field) const = 0;
+
+ protected:
+  ~IkxVersionInfoProvider() = default;
 };
 
 /// A path and nothing more: what free functions use that have only that. Owns neither.
-class KX_UTIL_API CkxSimplePathProvider : public IkxPathProvider {
+class KX_UTIL_API CkxSimplePathProvider final : public IkxPathProvider {
  public:
   explicit CkxSimplePathProvider(const WCHAR* path, void* token = nullptr) : _path(path), _token(token) {}
   const WCHAR* GetPath() const override { return _path; }

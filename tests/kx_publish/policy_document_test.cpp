@@ -30,6 +30,13 @@ std::string WithTarget(const std::string& target) {
 /// A program target with `fields`.
 std::string WithExe(const std::string& fields) { return WithTarget(R"({"type":"executable",)" + fields + "}"); }
 
+/// A document with two alerts and a policy, number 7, that has `link`.
+std::string WithAlertLink(const std::string& link) {
+  return R"({"alerts":[{"name":"Ask","type":"dialog"},{"name":"Tell","type":"balloon"}],)"
+         R"("policies":[{"id":7,"name":"P","action":"run","alerts":[{"trigger":26,)" +
+         link + "}]}]}";
+}
+
 /// A document with one policy, number 7, that has `fields`.
 std::string WithPolicy(const std::string& fields) { return R"({"policies":[{"id":7,"name":"P",)" + fields + "}]}"; }
 
@@ -76,12 +83,16 @@ TEST(PolicyDocument, FaultsNameTheirPlace) {
        "\"allowAccess\" is missing"},
       {"an exclude type beyond 16 bits", WithPolicy(R"("action":"exclude","excludeType":65536)"),
        "/policies/0/excludeType", "65535"},
-      {"an alert with a bad GUID", WithPolicy(R"("action":"run","alerts":[{"trigger":1,"type":"dialog","id":"x"}])"),
-       "/policies/0/alerts/0/id", "must be a GUID"},
-      {"an unknown alert type", WithPolicy(R"("action":"run","alerts":[{"trigger":1,"type":"toast","id":"x"}])"),
-       "/policies/0/alerts/0/type", "\"dialog\", \"balloon\""},
+      {"a link to no alert", WithAlertLink(R"("type":"dialog","id":"x")"), "/policies/0/alerts/0/id",
+       "name of an alert or a GUID"},
+      {"an unknown type of a link", WithAlertLink(R"("type":"toast","id":"Ask")"), "/policies/0/alerts/0/type",
+       "\"dialog\", \"balloon\""},
+      {"another type than the alert's", WithAlertLink(R"("type":"balloon","id":"Ask")"), "/policies/0/alerts/0/type",
+       "of another type"},
+      {"no type of an alert that is elsewhere", WithAlertLink(R"("id":"{00000000-0000-0000-0000-000000000001}")"),
+       "/policies/0/alerts/0", "\"type\" is missing"},
       {"a target without a type", WithTarget("{}"), kTarget, "\"type\" is missing"},
-      {"an unknown type", WithTarget(R"({"type":"script"})"), "/policies/0/targets/0/type", "\"executable\""},
+      {"an unknown type", WithTarget(R"({"type":"Script"})"), "/policies/0/targets/0/type", "\"script\", \"msi\""},
       {"an unknown key of a target", WithExe(R"("filename":"a")"), "/policies/0/targets/0/filename", "unknown key"},
       {"a target id that is no GUID", WithExe(R"("id":"1")"), "/policies/0/targets/0/id", "must be a GUID"},
       {"an unknown group", WithTarget(R"({"type":"applicationGroup","group":"H"})"), "/policies/0/targets/0/group",
@@ -106,6 +117,46 @@ TEST(PolicyDocument, FaultsNameTheirPlace) {
       {"a hash in an exclusion",
        WithTarget(R"({"type":"exclude","hash":{"algorithm":"MD5","hex":"00112233445566778899001122334455"}})"), kTarget,
        "not by hash"},
+      {"a key of another kind", WithTarget(R"({"type":"script","fileVersion":"1"})"),
+       "/policies/0/targets/0/fileVersion", "unknown key"},
+      {"an unnamed installer property",
+       WithTarget(R"({"type":"msi","installerProperties":[{"property":"","pattern":""}]})"),
+       "/policies/0/targets/0/installerProperties/0/property", "must not be empty"},
+      {"a task of no name", WithTarget(R"({"type":"administrativeTask","task":"Doom"})"), "/policies/0/targets/0/task",
+       "no administrative task"},
+      {"a task of no number", WithTarget(R"({"type":"administrativeTask","task":0})"), "/policies/0/targets/0/task",
+       "no administrative task"},
+      {"no task", WithTarget(R"({"type":"administrativeTask"})"), kTarget, "\"task\" is missing"},
+      {"a class that is no GUID", WithTarget(R"({"type":"com","classId":"Word.Application"})"),
+       "/policies/0/targets/0/classId", "must be a GUID"},
+      {"a class as a number", WithTarget(R"({"type":"activeX","classId":1})"), "/policies/0/targets/0/classId",
+       "must be an object"},
+      {"an empty capability", WithTarget(R"({"type":"appPackage","capabilities":["a",""]})"),
+       "/policies/0/targets/0/capabilities/1", "must not be empty"},
+      {"an entry without a path", WithTarget(R"({"type":"fileSystemEntry","accessMask":1})"), kTarget,
+       "\"path\" is missing"},
+      {"an entry with an empty path", WithTarget(R"({"type":"fileSystemEntry","path":"","accessMask":1})"),
+       "/policies/0/targets/0/path", "must not be empty"},
+      {"an entry without access", WithTarget(R"({"type":"fileSystemEntry","path":"C:\\"})"), kTarget,
+       "\"accessMask\" is missing"},
+      {"an unknown root", WithTarget(R"({"type":"registryKey","root":"HKPD","keyPath":"","accessMask":1})"),
+       "/policies/0/targets/0/root", "\"HKLM\""},
+      {"a root without a path", WithTarget(R"({"type":"registryKey","root":"HKLM","accessMask":1})"), kTarget,
+       "\"keyPath\" is missing"},
+      {"access to a nameless service", WithTarget(R"({"type":"service","serviceName":"","accessMask":1})"),
+       "/policies/0/targets/0/serviceName", "must not be empty"},
+      {"access in decimal text", WithTarget(R"({"type":"usbDevice","accessMask":"12"})"),
+       "/policies/0/targets/0/accessMask", "hexadecimal"},
+      {"access without digits", WithTarget(R"({"type":"usbDevice","accessMask":"0x"})"),
+       "/policies/0/targets/0/accessMask", "hexadecimal"},
+      {"access with more than digits", WithTarget(R"({"type":"usbDevice","accessMask":"0x1 "})"),
+       "/policies/0/targets/0/accessMask", "hexadecimal"},
+      {"access beyond 32 bits", WithTarget(R"({"type":"usbDevice","accessMask":"0x100000000"})"),
+       "/policies/0/targets/0/accessMask", "hexadecimal"},
+      {"negative access", WithTarget(R"({"type":"usbDevice","accessMask":-1})"), "/policies/0/targets/0/accessMask",
+       "whole number"},
+      {"a medium's unknown text", WithTarget(R"({"type":"opticalDisc","accessMask":1,"media":[null,{"maker":"V"}]})"),
+       "/policies/0/targets/0/media/1/maker", "unknown key"},
       {"an empty location", WithExe(R"("location":"")"), "/policies/0/targets/0/location", "no file"},
       {"an unknown location type", WithExe(R"("location":{"types":["FIXED","TAPE"]})"),
        "/policies/0/targets/0/location/types/1", "\"CDROM\""},
@@ -122,7 +173,7 @@ TEST(PolicyDocument, FaultsNameTheirPlace) {
       {"an owner that is no SID", WithExe(R"("owners":["S-1-5-18","BUILTIN"])"), "/policies/0/targets/0/owners/1",
        "must be a SID"},
       {"an unnamed version field", WithExe(R"("versionFields":{"":"x"})"), "/policies/0/targets/0/versionFields/",
-       "has a name"},
+       "must not be empty"},
       {"a version field's bad test", WithExe(R"("versionFields":{"Company/Name":7})"),
        "/policies/0/targets/0/versionFields/Company~1Name", "must be an object"},
       {"an empty service name", WithExe(R"("serviceName":"")"), "/policies/0/targets/0/serviceName",
@@ -140,6 +191,20 @@ TEST(PolicyDocument, FaultsNameTheirPlace) {
        "/applicationGroups/1", "this id"},
       {"a null group id", R"({"applicationGroups":[{"name":"G","id":"{00000000-0000-0000-0000-000000000000}"}]})",
        "/applicationGroups/0", "null id"},
+      {"alerts that are no list", R"({"alerts":{}})", "/alerts", "must be an array"},
+      {"an alert without a type", R"({"alerts":[{"name":"A"}]})", "/alerts/0", "\"type\" is missing"},
+      {"an alert of an unknown type", R"({"alerts":[{"name":"A","type":"toast"}]})", "/alerts/0/type",
+       "\"dialog\" or \"balloon\""},
+      {"a page of a balloon", R"({"alerts":[{"name":"A","type":"balloon","htmlPath":"a"}]})", "/alerts/0/htmlPath",
+       "unknown key"},
+      {"an alert name twice", R"({"alerts":[{"name":"A","type":"dialog"},{"name":"A","type":"balloon"}]})",
+       "/alerts/1/name", "another alert has this name"},
+      {"an alert id twice",
+       R"({"alerts":[{"name":"A","type":"dialog","id":"{00000000-0000-0000-0000-000000000001}"},)"
+       R"({"name":"B","type":"dialog","id":"00000000-0000-0000-0000-000000000001"}]})",
+       "/alerts/1", "this id"},
+      {"a null alert id", R"({"alerts":[{"name":"A","type":"dialog","id":"{00000000-0000-0000-0000-000000000000}"}]})",
+       "/alerts/0", "null id"},
       {"a user that is no SID", R"({"applicable":{"ann":[]}})", "/applicable/ann", "must be a SID"},
       {"a policy that is not there", R"({"applicable":{"*":[9]}})", "/applicable/*/0", "no policy of this id"},
       {"too deep", std::string(65, '[') + std::string(65, ']'), Repeated("/0", 64), "nested too deeply"},
@@ -166,9 +231,10 @@ TEST(PolicyDocument, ShorthandAndDefaultsStandForTheLongForm) {
     std::string brief;
     std::string full;
   };
-  // SHA-256 of "group/G" and of "policy/7/target/0", cut and marked as UUIDs of version 8.
+  // SHA-256 of "group/G", "policy/7/target/0" and "alert/Tell", cut and marked as UUIDs of version 8.
   const std::string group = "{DA00E5C5-CEEF-8D73-9F00-940F2C14BA91}";
   const std::string target = "{3AB1D58A-B017-81F0-A6B8-6075F3B1F11F}";
+  const std::string tell = "{B0F536A8-7C03-808A-BE68-806A8FB579EB}";
   const std::string md5 = R"({"algorithm":"MD5","hex":"00112233445566778899AABBCCDDEEFF"})";
   const Case cases[] = {
       {"a policy", R"({ /* comment */ "policies":[{"id":7,"name":"P","action":"run"}] } // end)",
@@ -198,22 +264,38 @@ TEST(PolicyDocument, ShorthandAndDefaultsStandForTheLongForm) {
        WithTarget(R"({"type":"applicationGroup","group":")" + group + "\"}")},
       {"a target's derived id", WithTarget(R"({"type":"url"})"),
        WithTarget(R"({"type":"url","id":")" + target + "\"}")},
+      {"installer properties by name", WithTarget(R"({"type":"msi","installerProperties":{"A":"x*"}})"),
+       WithTarget(R"({"type":"msi","installerProperties":[{"property":"A","pattern":"x*","compareAs":"wildcard"}]})")},
+      {"a task by its name", WithTarget(R"({"type":"administrativeTask","task":"date AND time"})"),
+       WithTarget(R"({"type":"administrativeTask","task":1})")},
+      {"a class in another spelling", WithTarget(R"({"type":"com","classId":"da00e5c5-ceef-8d73-9f00-940f2c14ba91"})"),
+       WithTarget(R"({"type":"com","classId":{"pattern":")" + group + R"(","compareAs":"equals"}})")},
+      {"a capability", WithTarget(R"({"type":"appPackage","capabilities":["camera"]})"),
+       WithTarget(R"({"type":"appPackage","capabilities":[{"name":"camera","required":true}]})")},
+      {"a root key by name", WithTarget(R"({"type":"registryKey","root":"HKLM","keyPath":"A","accessMask":"0x2001f"})"),
+       WithTarget(R"({"type":"registryKey","root":2147483650,"keyPath":"A","accessMask":131103})")},
+      {"an alert by its name, of its type", WithAlertLink(R"("id":"Tell")"),
+       WithAlertLink(R"("type":"balloon","id":")" + tell + "\"")},
       {"alert names",
        WithPolicy(R"("action":"run","alerts":[{"trigger":"replaceUacOfAdministrator","type":"balloon","id":")" +
                   target + "\"}]"),
        WithPolicy(R"("action":"run","alerts":[{"trigger":27,"type":2,"id":")" + target + "\"}]")},
   };
   for (const Case& c : cases) {
-    EXPECT_EQ(ImageOf(c.brief).policies, ImageOf(c.full).policies) << c.name;
+    const SkxPolicyImage brief = ImageOf(c.brief);
+    const SkxPolicyImage full = ImageOf(c.full);
+    EXPECT_EQ(brief.policies, full.policies) << c.name;
+    EXPECT_EQ(brief.alerts, full.alerts) << c.name;
   }
 }
 
 TEST(PolicyDocument, SeveralDocumentsAreOnePublication) {
   const std::string groups =
       R"({"applicationGroups":[{"name":"A","targets":[{"type":"applicationGroup","group":"B"}]},{"name":"B"}],
-                                 "applicable":{"*":[1]}})";
+                                 "alerts":[{"name":"Ask","type":"dialog"}],"applicable":{"*":[1]}})";
   const std::string first =
-      R"({"policies":[{"id":1,"name":"P","action":"run","targets":[{"type":"applicationGroup","group":"B"}]}]})";
+      R"({"policies":[{"id":1,"name":"P","action":"run","alerts":[{"trigger":1,"id":"Ask"}],
+                       "targets":[{"type":"applicationGroup","group":"B"}]}]})";
   const std::string second =
       R"({"policies":[{"id":2,"name":"Q","action":"run"}],"applicable":{"*":[2],"s-1-0x5-18":[2]}})";
   const Outcome outcome = Read({{"p.jsonc", first}, {"g.jsonc", groups}, {"q.jsonc", second}});
@@ -225,6 +307,10 @@ TEST(PolicyDocument, SeveralDocumentsAreOnePublication) {
   for (const auto& targets : {outcome.publication.policies[0].targets, outcome.publication.groups[0].targets}) {
     EXPECT_TRUE(KxGuid_Equal(std::get<SkxGroupLink>(targets.at(0).body).group, b));
   }
+  ASSERT_EQ(outcome.publication.alerts.size(), 1u);
+  const SkxAlertLinkModel& link = outcome.publication.policies[0].alerts.at(0);
+  EXPECT_TRUE(KxGuid_Equal(link.alert, outcome.publication.alerts[0].id));
+  EXPECT_EQ(link.type, 1) << "a dialog, as the alert says";
   EXPECT_EQ(outcome.publication.applicable, (SkxApplicableRows{{"*", {1, 2}}, {"S-1-5-18", {2}}}));
 
   const Outcome clash = Read({{"p.jsonc", first}, {"g.jsonc", groups}, {"again.jsonc", first}});

@@ -1,30 +1,11 @@
 // A disk that is full half way through: the system's limit on the size of a file stands in for it.
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-
-#include <csignal>
 
 #include "Agent/engine/kx_publish/policy_image.h"
 #include "tests/Common_CPP/temp_folder.h"
+#include "tests/kx_publish/file_size_limit.h"
 
 namespace {
-
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) : _signal(std::signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &_before);
-    const rlimit limited{bytes, _before.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limited);
-  }
-  ~FileSizeLimit() {
-    setrlimit(RLIMIT_FSIZE, &_before);
-    std::signal(SIGXFSZ, _signal);
-  }
-
- private:
-  rlimit _before{};
-  void (*_signal)(int);
-};
 
 TEST(PolicyImage, AFailureHalfWayLeavesTheOldImageAndNothingElse) {
   const CkxTempFolder temp;
@@ -39,7 +20,7 @@ TEST(PolicyImage, AFailureHalfWayLeavesTheOldImageAndNothingElse) {
   bool replaced = true;
   bool written = true;
   {
-    const FileSizeLimit limit(50'000);
+    const CkxFileSizeLimit limit(50'000);
     written = KxPolicyImage_Write(temp.Text("above/image"), larger, error);
     replaced = KxPolicyImage_Write(temp.Text("image"), larger, error);
   }

@@ -2,6 +2,8 @@
 // lists, lists with elements that have no value. What they say is something that a document can say too.
 #pragma once
 
+#include <kx_util/admin_task.h>
+
 #include <random>
 
 #include "Agent/engine/kx_publish/policy_kinds.h"
@@ -13,11 +15,12 @@ class CkxRandomPublication {
 
   SkxPublication Make() {
     SkxPublication publication;
-    for (uint32_t i = 0; i < 3; ++i) publication.groups.push_back({KXW("group ") + Text(), Id(i + 1), {}});
-    for (SkxAppGroupModel& group : publication.groups) {
-      group.name += static_cast<WCHAR>(KXW('a') + (&group - publication.groups.data()));
-      _groups.push_back(group.id);
+    for (const WCHAR mark : {KXW('a'), KXW('b'), KXW('c')}) {
+      publication.groups.push_back({KXW("group ") + Text() + mark, Id(mark), {}});
+      _groups.push_back(publication.groups.back().id);
+      publication.alerts.push_back(Alert(mark));
     }
+    _alerts = publication.alerts;
     for (SkxAppGroupModel& group : publication.groups) group.targets = Targets();
     for (const SkxPolicyKind& kind : kKxPolicyKinds) {
       publication.policies.push_back(Policy(kind, static_cast<uint32_t>(publication.policies.size() + 1)));
@@ -66,13 +69,22 @@ class CkxRandomPublication {
   uint16_t CompareAs() { return static_cast<uint16_t>(Below(8) == 0 ? 65535 : Below(7)); }
   SkxTextTest TextTest() { return {Text(), Flag(), CompareAs()}; }
   SkxPublisherTest Publisher() { return {TextTest(), Flag()}; }
-  SkxVersionFieldTest VersionField() { return {TextTest(), NonEmpty()}; }
+  template <class Named>
+  Named NamedTest() {
+    return {{TextTest(), NonEmpty()}};
+  }
   SkxVersionBounds Versions() {
     SkxVersionBounds bounds;
     if (Flag()) bounds.min = U32();
     if (Flag()) bounds.max = uint64_t{U32()} << 32 | 0xFFFFFFFF;
     if (bounds.max < bounds.min) bounds.max = bounds.min;
     return bounds;
+  }
+  /// The id itself, in another spelling, or compared in another way.
+  SkxTextTest ClassId() {
+    const auto digits =
+        Flag() ? KXW("{0002DF01-0000-0000-C000-000000000046}") : KXW("{0002df01-0000-0000-c000-000000000046}");
+    return {digits, Below(4) == 0, static_cast<uint16_t>(Flag() ? 1 : CompareAs())};
   }
   SkxLocationTest Location() {
     static constexpr KxWStringView kTypes[] = {KXW(""), KXW("FIXED"), KXW("ANY"), KXW("REMOVABLE,CDROM,RAMDISK")};
@@ -105,32 +117,114 @@ class CkxRandomPublication {
     origin.users = Maybe([&] { return Elements([&] { return Sid(); }); });
     return origin;
   }
-  SkxExeTarget Exe() {
-    SkxExeTarget exe;
-    exe.inheritable = Flag();
-    exe.fileVersion = Maybe([&] { return Versions(); });
-    exe.productVersion = Maybe([&] { return Versions(); });
-    exe.location = Maybe([&] { return Location(); });
-    exe.fileName = Maybe([&] { return FileName(true); });
-    exe.arguments = Maybe([&] { return TextTest(); });
-    exe.owners = Maybe([&] { return Elements([&] { return Sid(); }); });
-    exe.publishers = Maybe([&] { return Elements([&] { return Publisher(); }); });
-    exe.versionFields = Maybe([&] { return Elements([&] { return VersionField(); }); });
-    exe.serviceName = Maybe([&] { return NonEmpty(); });
-    exe.parentProcess = Maybe([&] { return Parent(); });
-    exe.users = Text();
-    exe.origin = Maybe([&] { return Origin(); });
-    exe.softwareDistributorName = Text();
-    return exe;
+  SkxMediaTest Media() { return {MaybeTextTest(), MaybeTextTest(), MaybeTextTest(), MaybeTextTest()}; }
+  SkxAlertModel Alert(WCHAR mark) {
+    SkxAlertModel alert{KXW("alert ") + Text() + mark, Id(mark), kKxAlertKinds[Below(std::size(kKxAlertKinds))].body()};
+    if (auto* const dialog = std::get_if<SkxDialogAlert>(&alert.body)) *dialog = {U32(), Text()};
+    return alert;
+  }
+  /// To an alert of the publication, or to one that is elsewhere.
+  SkxAlertLinkModel AlertLink() {
+    const SkxAlertModel& alert = _alerts[Below(static_cast<uint32_t>(_alerts.size()))];
+    const uint32_t trigger = Flag() ? 26 : U32();
+    if (Flag()) return {trigger, static_cast<uint16_t>(KxAlertKind_Of(alert.body).type), alert.id};
+    return {trigger, static_cast<uint16_t>(Below(4)), Id(U32())};
+  }
+
+  // What a property is made up by follows from its type, so that a kind names its fields and nothing else.
+  std::optional<SkxTextTest> MaybeTextTest() {
+    return Maybe([&] { return TextTest(); });
+  }
+  void Fill(std::optional<SkxTextTest>& test) { test = MaybeTextTest(); }
+  void Fill(std::optional<SkxVersionBounds>& versions) {
+    versions = Maybe([&] { return Versions(); });
+  }
+  void Fill(std::optional<SkxLocationTest>& location) {
+    location = Maybe([&] { return Location(); });
+  }
+  void Fill(std::optional<SkxFileNameTest>& fileName) {
+    fileName = Maybe([&] { return FileName(true); });
+  }
+  void Fill(std::optional<KxElements<CkxSid>>& sids) {
+    sids = Maybe([&] { return Elements([&] { return Sid(); }); });
+  }
+  void Fill(std::optional<KxElements<SkxPublisherTest>>& publishers) {
+    publishers = Maybe([&] { return Elements([&] { return Publisher(); }); });
+  }
+  template <std::derived_from<SkxNamedTextTest> Named>
+  void Fill(std::optional<KxElements<Named>>& tests) {
+    tests = Maybe([&] { return Elements([&] { return NamedTest<Named>(); }); });
+  }
+  void Fill(std::optional<KxElements<SkxCapabilityTest>>& capabilities) {
+    capabilities = Maybe([&] { return Elements([&] { return SkxCapabilityTest{NonEmpty(), Flag()}; }); });
+  }
+  void Fill(std::optional<KxElements<SkxMediaTest>>& media) {
+    media = Maybe([&] { return Elements([&] { return Media(); }); });
+  }
+  void Fill(std::optional<SkxParentTest>& parent) {
+    parent = Maybe([&] { return Parent(); });
+  }
+  void Fill(std::optional<SkxOriginTest>& origin) {
+    origin = Maybe([&] { return Origin(); });
+  }
+  void Fill(bool& flag) { flag = Flag(); }
+  void Fill(uint32_t& number) { number = U32(); }
+  template <class... Fields>
+  void FillAll(Fields&... fields) {
+    (Fill(fields), ...);
   }
 
   void Fill(SkxGroupLink& link) { link.group = Group(); }
-  void Fill(SkxExeTarget& exe) { exe = Exe(); }
-  void Fill(SkxUrlTarget& url) {
-    url.url = Maybe([&] { return TextTest(); });
+  void Fill(SkxExeTarget& t) {
+    FillAll(t.inheritable, t.fileVersion, t.productVersion, t.location, t.fileName, t.arguments, t.owners, t.publishers,
+            t.versionFields, t.parentProcess, t.origin);
+    t.serviceName = Maybe([&] { return NonEmpty(); });
+    t.users = Text();
+    t.softwareDistributorName = Text();
   }
-  void Fill(SkxExcludeTarget& exclude) {
-    exclude = {Maybe([&] { return Location(); }), Maybe([&] { return FileName(false); }), Text()};
+  void Fill(SkxScriptTarget& t) {
+    FillAll(t.inheritable, t.embedded, t.location, t.fileName, t.arguments, t.owners, t.publishers, t.parentProcess,
+            t.origin);
+  }
+  void Fill(SkxMsiTarget& t) {
+    FillAll(t.productVersion, t.location, t.fileName, t.arguments, t.owners, t.publishers, t.installerProperties,
+            t.parentProcess, t.origin);
+  }
+  void Fill(SkxMsuTarget& t) { FillAll(t.location, t.fileName, t.owners, t.publishers, t.parentProcess, t.origin); }
+  void Fill(SkxUrlTarget& t) { Fill(t.url); }
+  void Fill(SkxAdminTaskTarget& t) {
+    t.task = CkxAdminTask::All()[Below(static_cast<uint32_t>(CkxAdminTask::All().size()))].Id();
+  }
+  void Fill(SkxActiveXTarget& t) {
+    FillAll(t.classId, t.sourceAddress, t.location, t.fileName, t.publishers);
+    if (Flag()) t.classId = ClassId();
+  }
+  void Fill(SkxFileSystemEntryTarget& t) {
+    FillAll(t.accessMask, t.folder);
+    t.path = NonEmpty();
+  }
+  void Fill(SkxRegistryKeyTarget& t) {
+    FillAll(t.accessMask, t.root);
+    if (Flag()) t.root = 0x80000000 + Below(7);
+    t.keyPath = Text();
+  }
+  void Fill(SkxComTarget& t) {
+    FillAll(t.classId, t.location, t.fileName, t.owners, t.publishers, t.versionFields);
+    if (Flag()) t.classId = ClassId();
+  }
+  void Fill(SkxExcludeTarget& t) {
+    t = {Maybe([&] { return Location(); }), Maybe([&] { return FileName(false); }), Text()};
+  }
+  void Fill(SkxServiceTarget& t) {
+    Fill(t.accessMask);
+    t.serviceName = NonEmpty();
+  }
+  void Fill(SkxMediaTarget& t) { FillAll(t.accessMask, t.media); }
+  void Fill(SkxAppPackageTarget& t) {
+    FillAll(t.inheritable, t.packageVersion, t.packageName, t.publishers, t.capabilities);
+  }
+  void Fill(SkxDllTarget& t) {
+    FillAll(t.fileVersion, t.productVersion, t.location, t.fileName, t.owners, t.publishers, t.versionFields, t.origin);
   }
   std::vector<SkxTargetModel> Targets() {
     std::vector<SkxTargetModel> targets;
@@ -165,7 +259,7 @@ class CkxRandomPublication {
     policy.reportUsageState = Flag() ? U32() : 0;
     policy.guiType = Flag() ? U32() : 0;
     for (uint32_t count = Below(3); count != 0; --count) {
-      policy.alerts.push_back({Flag() ? 26 : U32(), static_cast<uint16_t>(Below(4)), Id(U32())});
+      policy.alerts.push_back(AlertLink());
     }
     policy.params = kind.params();
     std::visit([this](auto& params) { Fill(params); }, policy.params);
@@ -178,4 +272,5 @@ class CkxRandomPublication {
 
   std::mt19937_64 _random;
   std::vector<GUID> _groups;
+  std::vector<SkxAlertModel> _alerts;
 };

@@ -9,6 +9,7 @@ namespace {
 constexpr uint32_t kPolicyMagic = 0x22232425;
 constexpr uint32_t kGroupMagic = 0x22232426;
 constexpr uint32_t kTargetMagic = 0x22232427;
+constexpr uint32_t kAlertMagic = 0x22232428;
 
 /// A policy of `action` named "P", as far as the common fields go, then what `rest` has.
 KxBytes PolicyBytes(uint32_t action, const CkxRecordBytes& rest) {
@@ -70,7 +71,7 @@ SkxExeTarget FullExe() {
   exe.publishers = {publisher};
   SkxVersionFieldTest field;
   static_cast<SkxTextTest&>(field) = TextTest(KXW("v"), false, 1);
-  field.field = KXW("F");
+  field.name = KXW("F");
   exe.versionFields = {field};
   exe.serviceName = KXW("Spooler");
   exe.parentProcess = SkxParentTest{KxTest_Id(1), true, KxTest_Id(2), false};
@@ -118,6 +119,111 @@ CkxRecordBytes FullExeBytes() {
   return body;
 }
 
+CkxRecordBytes Str(std::u16string_view pattern) { return CkxRecordBytes().Set().Obfuscated(pattern).U8(0).U16(1); }
+
+SkxScriptTarget Script() {
+  SkxScriptTarget script;
+  script.embedded = true;
+  script.location = SkxLocationTest{KXW("C:\\X"), false, KXW("")};
+  script.fileName = SkxFileNameTest{KXW("a.vbs"), 1, KXW(""), KXW(""), -1};
+  script.arguments = TextTest(KXW("/q"), false, 1);
+  script.owners = {Sid("S-1-5-18")};
+  script.parentProcess = SkxParentTest{KxTest_Id(1), false, GUID{}, true};
+  return script;
+}
+
+CkxRecordBytes ScriptBytes() {
+  CkxRecordBytes body;
+  body.U8(0).U8(1);
+  body.Set().Obfuscated(u"C:\\X").U8(0).Absent();
+  body.Set().Obfuscated(u"a.vbs").U16(1).Absent().Absent().U64(~uint64_t{0});
+  body.Append(Str(u"/q"));
+  body.Set().U32(1).Set().Sid(18);
+  body.Unset();  // publishers
+  body.Set().Id(1).U8(0).Id(0).U8(1);
+  return body.Unset();  // origin
+}
+
+SkxMsiTarget Msi() {
+  SkxInstallerPropertyTest property;
+  static_cast<SkxTextTest&>(property) = TextTest(KXW("{1}"), true, 2);
+  property.name = KXW("ProductCode");
+  SkxMsiTarget msi;
+  msi.productVersion = SkxVersionBounds{1, 2};
+  msi.installerProperties = {property, std::nullopt};
+  return msi;
+}
+
+CkxRecordBytes MsiBytes() {
+  CkxRecordBytes body;
+  body.Set().U32(0).U32(1).U32(0).U32(2).Unset(5);
+  body.Set().U32(2).Set().Obfuscated(u"{1}").U8(1).U16(2).Obfuscated(u"ProductCode").Unset();
+  return body.Unset(2);
+}
+
+SkxAppPackageTarget AppPackage() {
+  SkxAppPackageTarget package;
+  package.inheritable = true;
+  package.packageName = TextTest(KXW("P"), false, 1);
+  package.capabilities = {SkxCapabilityTest{KXW("camera"), true}, SkxCapabilityTest{KXW("mic"), false}};
+  return package;
+}
+
+CkxRecordBytes AppPackageBytes() {
+  CkxRecordBytes body;
+  body.U8(1).Unset().Append(Str(u"P")).Unset();
+  return body.Set().U32(2).Set().Obfuscated(u"camera").U8(1).Set().Obfuscated(u"mic").U8(0);
+}
+
+SkxActiveXTarget ActiveX() {
+  SkxActiveXTarget control;
+  control.classId = TextTest(KXW("{0}"), false, 1);
+  control.sourceAddress = TextTest(KXW("h"), false, 1);
+  return control;
+}
+
+template <class Target>
+Target WithMask(uint32_t mask) {
+  Target target;
+  target.accessMask = mask;
+  return target;
+}
+
+SkxRegistryKeyTarget RegistryKey() {
+  auto key = WithMask<SkxRegistryKeyTarget>(0x0002001F);
+  key.root = 0x80000002;
+  key.keyPath = KXW("SOFTWARE");
+  return key;
+}
+
+SkxFileSystemEntryTarget Folder() {
+  auto entry = WithMask<SkxFileSystemEntryTarget>(0x00100116);
+  entry.path = KXW("C:\\X");
+  entry.folder = true;
+  return entry;
+}
+
+SkxServiceTarget Service() {
+  auto service = WithMask<SkxServiceTarget>(0x20);
+  service.serviceName = KXW("Spooler");
+  return service;
+}
+
+SkxUsbDeviceTarget UsbDevice() {
+  auto device = WithMask<SkxUsbDeviceTarget>(2);
+  SkxMediaTest stick;
+  stick.vendor = TextTest(KXW("V"), false, 1);
+  stick.serialNumber = TextTest(KXW("7"), false, 1);
+  device.media = {std::nullopt, stick};
+  return device;
+}
+
+CkxRecordBytes UsbDeviceBytes() {
+  CkxRecordBytes body;
+  body.U32(2).Set().U32(2).Unset();
+  return body.Set().Unset().Append(Str(u"V")).Unset().Append(Str(u"7"));
+}
+
 struct Case {
   const char* name;
   SkxPolicyModel policy;
@@ -138,6 +244,25 @@ TEST(RecordWriter, PoliciesMatchHandWrittenBytes) {
        PolicyBytes(
            2, OneTarget(16,
                         CkxRecordBytes().Unset().Set().Obfuscated(u"x").U16(2).Absent().Absent().U64(~0ull).Absent()))},
+      {"a script", PolicyWith(Script()), PolicyBytes(2, OneTarget(4, ScriptBytes()))},
+      {"an installer package", PolicyWith(Msi()), PolicyBytes(2, OneTarget(5, MsiBytes()))},
+      {"an empty update package", PolicyWith(SkxMsuTarget{}), PolicyBytes(2, OneTarget(6, CkxRecordBytes().Unset(6)))},
+      {"an administrative task", PolicyWith(SkxAdminTaskTarget{12}),
+       PolicyBytes(2, OneTarget(8, CkxRecordBytes().U32(12)))},
+      {"a control", PolicyWith(ActiveX()),
+       PolicyBytes(2, OneTarget(9, CkxRecordBytes().Append(Str(u"{0}")).Append(Str(u"h")).Unset(3)))},
+      {"a folder", PolicyWith(Folder()),
+       PolicyBytes(2, OneTarget(13, CkxRecordBytes().U32(0x00100116).Set().Obfuscated(u"C:\\X").U8(1)))},
+      {"a registry key", PolicyWith(RegistryKey()),
+       PolicyBytes(2, OneTarget(14, CkxRecordBytes().U32(0x0002001F).U32(0x80000002).Obfuscated(u"SOFTWARE")))},
+      {"an empty component", PolicyWith(SkxComTarget{}), PolicyBytes(2, OneTarget(15, CkxRecordBytes().Unset(6)))},
+      {"a service", PolicyWith(Service()),
+       PolicyBytes(2, OneTarget(17, CkxRecordBytes().U32(0x20).Set().Obfuscated(u"Spooler")))},
+      {"a device", PolicyWith(UsbDevice()), PolicyBytes(2, OneTarget(18, UsbDeviceBytes()))},
+      {"any disc", PolicyWith(WithMask<SkxOpticalDiscTarget>(1)),
+       PolicyBytes(2, OneTarget(19, CkxRecordBytes().U32(1).Unset()))},
+      {"an application package", PolicyWith(AppPackage()), PolicyBytes(2, OneTarget(20, AppPackageBytes()))},
+      {"an empty library", PolicyWith(SkxDllTarget{}), PolicyBytes(2, OneTarget(21, CkxRecordBytes().Unset(8)))},
       {"run", Policy(EkxPolicyAction::Run), PolicyBytes(1, NoTargets())},
       {"elevate on demand", Policy(EkxPolicyAction::Trust, SkxElevateOnDemandParams{true, false, true}),
        PolicyBytes(4, NoTargets().U8(1).U8(0).U8(1))},
@@ -163,6 +288,25 @@ TEST(RecordWriter, PoliciesMatchHandWrittenBytes) {
   for (const Case& c : cases) EXPECT_EQ(KxEncode_Policy(c.policy), c.bytes) << c.name;
 }
 
+TEST(RecordWriter, AlertsMatchHandWrittenBytes) {
+  const struct {
+    const char* name;
+    SkxAlertModel alert;
+    CkxRecordBytes bytes;
+  } cases[] = {
+      {"a dialog",
+       {KXW("never in a record"), KxTest_Id(4), SkxDialogAlert{0x01020304, KXW("a.html")}},
+       CkxRecordBytes().U32(kAlertMagic).SizeHere().U16(1).U16(0).Id(4).U32(0x01020304).Text(u"a.html")},
+      {"a dialog without a page",
+       {KXW(""), KxTest_Id(4), SkxDialogAlert{}},
+       CkxRecordBytes().U32(kAlertMagic).SizeHere().U16(1).U16(0).Id(4).U32(0).Absent()},
+      {"a balloon",
+       {KXW(""), KxTest_Id(5), SkxBalloonAlert{}},
+       CkxRecordBytes().U32(kAlertMagic).SizeHere().U16(2).U16(0).Id(5)},
+  };
+  for (const auto& c : cases) EXPECT_EQ(KxEncode_Alert(c.alert), c.bytes.Bytes()) << c.name;
+}
+
 TEST(RecordWriter, SectionsCountTheirRecords) {
   SkxAppGroupModel group;
   group.id = KxTest_Id(1);
@@ -176,12 +320,15 @@ TEST(RecordWriter, SectionsCountTheirRecords) {
   EXPECT_EQ(KxEncode_AppGroup(group), record.Bytes());
 
   const SkxPolicyModel policy = Policy(EkxPolicyAction::LogOff);
+  const SkxAlertModel alert = {KXW(""), KxTest_Id(2), SkxBalloonAlert{}};
+  const KxBytes alertBytes = CkxRecordBytes().U32(kAlertMagic).SizeHere().U16(2).U16(0).Id(2).Bytes();
   const KxBytes policyBytes = PolicyBytes(7, CkxRecordBytes());
-  const SkxPolicyImage image = KxEncode_Image({{policy, policy}, {group}, {{"*", {7}}}});
+  const SkxPolicyImage image = KxEncode_Image({{policy, policy}, {group}, {alert, alert}, {{"*", {7}}}});
   EXPECT_EQ(image.policies, CkxRecordBytes().U32(2).Append(policyBytes).Append(policyBytes).Bytes());
   EXPECT_EQ(image.appGroups, CkxRecordBytes().U32(1).Append(record).Bytes());
-  EXPECT_EQ(image.alerts, CkxRecordBytes().U32(0).Bytes());
+  EXPECT_EQ(image.alerts, CkxRecordBytes().U32(2).Append(alertBytes).Append(alertBytes).Bytes());
   EXPECT_EQ(image.applicable, "{\n  \"*\": [7]\n}\n");
+  EXPECT_EQ(KxEncode_Image({}).alerts, CkxRecordBytes().U32(0).Bytes()) << "a section with nothing in it";
   EXPECT_FALSE(KxEncode_Image({}).applicable.has_value()) << "no rows: every policy applies to everybody";
 }
 

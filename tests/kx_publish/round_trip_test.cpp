@@ -2,6 +2,7 @@
 // document, comes back with the same bytes.
 #include <gtest/gtest.h>
 #include <kx_util/shared_app_groups.h>
+#include <kx_util/shared_cust_gui.h>
 
 #include "Agent/engine/kx_publish/encode.h"
 #include "Agent/engine/kx_publish/policy_decode.h"
@@ -35,6 +36,15 @@ TEST(RoundTrip, ThroughRecordsAndObjects) {
       ASSERT_TRUE(KxDecode_AppGroup(*object, decoded)) << "seed " << seed;
       ASSERT_EQ(KxEncode_AppGroup(decoded), bytes) << "seed " << seed;
     }
+    for (const SkxAlertModel& alert : publication.alerts) {
+      const Bytes bytes = KxEncode_Alert(alert);
+      const CkxShBufCustGuiPtr object(
+          CkxShBufCustGuiBase::CustGuiFromBuffer(reinterpret_cast<const SkxAlertBufHeader*>(bytes.data()), true));
+      ASSERT_NE(object, nullptr) << "seed " << seed;
+      SkxAlertModel decoded;
+      ASSERT_TRUE(KxDecode_Alert(*object, decoded)) << "seed " << seed;
+      ASSERT_EQ(KxEncode_Alert(decoded), bytes) << "seed " << seed;
+    }
   }
 }
 
@@ -52,6 +62,7 @@ TEST(RoundTrip, ThroughDocuments) {
     const SkxPolicyImage actual = KxEncode_Image(read);
     ASSERT_EQ(actual.policies, expected.policies) << "seed " << seed << "\n" << text;
     ASSERT_EQ(actual.appGroups, expected.appGroups) << "seed " << seed << "\n" << text;
+    ASSERT_EQ(actual.alerts, expected.alerts) << "seed " << seed << "\n" << text;
     ASSERT_EQ(actual.applicable, expected.applicable) << "seed " << seed << "\n" << text;
   }
 }

@@ -79,6 +79,33 @@ TEST(TargetDocument, FactsReachTheDescription) {
   EXPECT_EQ(package->UserToken(), process.UserToken()) << "what has no user of its own has the process's";
 }
 
+TEST(TargetDocument, WhatIsNoMereFileHasFactsOfItsOwn) {
+  const CkxTargetDocument document = CkxTargetDocument::Parse(R"({
+    "kind": "process", "path": "C:\\host.exe",
+    "appPackage": {"name": "Vendor.App", "version": "1.2.3.4", "capabilities": ["internetClient", "webcam"]},
+    "linked": [
+      {"kind": "activex", "path": "C:\\a.ocx", "classId": "{C}", "sourceAddress": "https://vendor/a.cab"},
+      {"kind": "uaccom", "path": "C:\\a.dll", "classId": "{D}", "sourceAddress": "of no use here"},
+      {"kind": "file", "path": "C:\\a.msix", "targetType": 20, "appPackage": {}}]})");
+  const auto& process = static_cast<const CkxTargetInfoProcess&>(document.Target());
+  ASSERT_NE(process.AppPackage(), nullptr);
+  EXPECT_EQ(KxText_ToUtf8(process.AppPackage()->name), "Vendor.App");
+  EXPECT_EQ(KxText_ToUtf8(process.AppPackage()->version), "1.2.3.4");
+  EXPECT_EQ(process.AppPackage()->capabilities, (std::vector<KxWString>{KXW("internetClient"), KXW("webcam")}));
+
+  const auto& control = static_cast<const CkxTargetInfoActiveX&>(process.GetEffectiveTarget());
+  ASSERT_TRUE(control.IsTargetInfoActiveX());
+  EXPECT_EQ(KxText_ToUtf8(control.ClassId()), "{C}");
+  EXPECT_EQ(KxText_ToUtf8(control.SourceAddress()), "https://vendor/a.cab");
+
+  const CkxTargetInfoFile* const package = process.LinkedOfType(EkxPolicyTarget::AppPackage);
+  ASSERT_TRUE(package != nullptr && package->AppPackage() != nullptr) << "known, but nothing of it";
+  EXPECT_TRUE(package->AppPackage()->name.empty() && package->AppPackage()->capabilities.empty());
+
+  const CkxTargetDocument component = CkxTargetDocument::Parse(R"({"kind": "uaccom", "classId": "{D}"})");
+  EXPECT_EQ(KxText_ToUtf8(static_cast<const CkxTargetInfoUacCOM&>(component.Target()).ClassId()), "{D}");
+}
+
 TEST(TargetDocument, WhatIsNotGivenIsNotThere) {
   const CkxTargetDocument document = CkxTargetDocument::Parse(R"({"kind": "file"})");
   ASSERT_TRUE(document.Target().IsTargetInfoFile());
@@ -94,6 +121,7 @@ TEST(TargetDocument, WhatIsNotGivenIsNotThere) {
   EXPECT_EQ(Text(file.GetOwnerDomainUserName()), "null");
   EXPECT_TRUE(file.GetVersion().IsEmpty());
   EXPECT_EQ(Text(file.GetVersionInfo(KXW("CompanyName"))), "null");
+  EXPECT_EQ(file.AppPackage(), nullptr);
   EXPECT_EQ(file.UserToken(), nullptr);
 }
 
@@ -201,6 +229,14 @@ TEST(TargetDocument, FaultsNameTheirPlace) {
       {R"("linked": [{"kind": "file"}, {"kind": "files"}])", "/linked/1/kind: \"files\" is not \"file\""},
       {R"("parent": {"kind": "process", "linked": [{"kind": "file", "size": ""}]})",
        "/parent/linked/0/size: must be a whole number"},
+      {R"("classId": 1)", "/classId: must be a text"},
+      {R"("sourceAddress": ["https://a"])", "/sourceAddress: must be a text"},
+      {R"("appPackage": "Vendor.App")", "/appPackage: must be an object"},
+      {R"("appPackage": {"name": null})", "/appPackage/name: must be a text"},
+      {R"("appPackage": {"version": 1.2})", "/appPackage/version: must be a text"},
+      {R"("appPackage": {"capabilities": {}})", "/appPackage/capabilities: must be an array"},
+      {R"("appPackage": {"capabilities": ["webcam", 1]})", "/appPackage/capabilities/1: must be a text"},
+      {R"("appPackage": {"publisher": "Vendor"})", "/appPackage/publisher: unknown key"},
       {R"("request": {"kind": "2"})", "/request/kind: must be a whole number"},
       {R"("kind": "file")", "/kind: the key is there twice"},
   };

@@ -9,7 +9,7 @@ using testing::ElementsAre;
 using enum EkxStrCompareAs;
 
 /// A file with one hash, which counts how often it is asked for that.
-class FakeFile : public IkxHashProvider {
+class FakeFile final : public IkxHashProvider {
  public:
   explicit FakeFile(const WCHAR* path, int64_t size = kUnknownSize, const WCHAR* sha256 = nullptr)
       : _path(path), _size(size), _sha256(sha256) {}
@@ -92,7 +92,7 @@ TEST(MatchHash, ComesAfterTheName) {
   EXPECT_TRUE(matches(KXW("a*"), nullptr));
 }
 
-class FakeOwner : public IkxOwnerProvider {
+class FakeOwner final : public IkxOwnerProvider {
  public:
   explicit FakeOwner(const CkxSid* owner) : _owner(owner) {}
   const CkxSid* GetOwner() const override { return _owner; }
@@ -112,7 +112,7 @@ TEST(MatchFileOwner, TakesEqualValidSidsOnly) {
   EXPECT_FALSE(KxUtil_MatchFileOwner(FakeOwner(nullptr), system));
 }
 
-class FakePublisher : public IkxPublisherProvider {
+class FakePublisher final : public IkxPublisherProvider {
  public:
   struct Signer {
     const WCHAR* name;
@@ -183,7 +183,7 @@ TEST(MatchPublisher, IsBracketedInTheTrace) {
                                          "KXT_TRACE KxUtil_MatchPublisher: _KxTlgMatchPublisherStopImpl"));
 }
 
-class FakeVersion : public IkxVersionInfoProvider {
+class FakeVersion final : public IkxVersionInfoProvider {
  public:
   const WCHAR* GetVersionInfo(const WCHAR* field) const override {
     return KxText_Equals(field, KXW("CompanyName"), true) ? KXW(" Acme Ltd ") : nullptr;

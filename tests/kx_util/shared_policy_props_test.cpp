@@ -1,10 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <kx_util/shared_policy_origin_props.h>
-#include <kx_util/shared_policy_resource_props.h>
 
+#include <algorithm>
 #include <functional>
 
+#include "tests/support/all_props.h"
 #include "tests/support/read_prop.h"
 #include "tests/support/trace_capture.h"
 
@@ -43,54 +43,60 @@ CkxRecordBytes Origin() {
   return origin.Append(Str(u"http")).Set().U32(1).Set().Sid(18);       // address, users
 }
 
+using Maker = std::unique_ptr<CkxShBufPropBase> (*)();
+
+template <class... Prop>
+std::vector<Maker> MakersOf(KxTest_Props<Prop...>) {
+  return {Make<Prop>...};
+}
+
 struct Kind {
   const char* name;
-  std::unique_ptr<CkxShBufPropBase> (*make)();
   KxBytes bytes;
   size_t slack = 0;  // bytes that may be missing at the end
+  Maker make = nullptr;
 };
 
 /// Of an obfuscated text or a SID that ends a record, up to four bytes may not be there.
 constexpr size_t kSlack = 4;
 
-/// A record of each kind of property, all of its fields given.
+/// A record of each kind of property, all of its fields given, in the order of `KxTest_AllProps`.
 std::vector<Kind> Kinds() {
-  return {
-      {"str", Make<CkxShBufPropStr>, Str(u"ab").Bytes()},
-      {"arguments", Make<CkxShBufPropArguments>, Str(u"ab").Bytes()},
-      {"bitmask", Make<CkxShBufPropBitmask>, CkxRecordBytes().Set().U32(6).U16(3).Bytes()},
-      {"file name", Make<CkxShBufPropFileName>,
-       CkxRecordBytes().Set().Obfuscated(u"a.exe").U16(1).Text(u"MD5").Text(u"MD5##00").U64(1000).Bytes()},
-      {"file location", Make<CkxShBufPropFileLocation>, Location().Bytes()},
-      {"service name", Make<CkxShBufPropSvcName>, CkxRecordBytes().Set().Obfuscated(u"Spooler").Bytes(), kSlack},
-      {"version range", Make<CkxShBufPropVersionRange>, Range().Bytes()},
-      {"publisher", Make<CkxShBufPropPublisher>, Publisher(u"V", true).Bytes()},
-      {"publishers", Make<CkxShBufPropPublishers>,
-       CkxRecordBytes().Set().U32(2).Append(Publisher(u"V", false)).Unset().Bytes()},
-      {"owner", Make<CkxShBufPropFileOwner>, CkxRecordBytes().Set().Sid(32, 544).Bytes(), kSlack},
-      {"owners", Make<CkxShBufPropFileOwners>, CkxRecordBytes().Set().U32(2).Unset().Set().Sid(18).Bytes(), kSlack},
-      {"version field", Make<CkxShBufPropFileVerInfo>, VerInfo(u"Company", u"V").Bytes(), kSlack},
-      {"version fields", Make<CkxShBufPropFileVerInfos>,
-       CkxRecordBytes().Set().U32(1).Append(VerInfo(u"Company", u"V")).Bytes(), kSlack},
-      {"installer property", Make<CkxShBufPropFileMsiInfo>, VerInfo(u"ProductCode", u"V").Bytes(), kSlack},
-      {"installer properties", Make<CkxShBufPropFileMsiInfos>,
-       CkxRecordBytes().Set().U32(1).Append(VerInfo(u"ProductCode", u"V")).Bytes(), kSlack},
-      {"parent process", Make<CkxShBufPropParentProcess>, CkxRecordBytes().Set().Id(1).U8(1).Id(2).U8(0).Bytes()},
-      {"name and value", Make<CkxShBufPropNameValuePair>, Str(u"Name").Obfuscated(u"1").Bytes(), kSlack},
-      {"file-system path", Make<CkxShBufPropFSPath>, CkxRecordBytes().Set().Obfuscated(u"C:\\T").U8(1).Bytes()},
-      {"capability", Make<CkxShBufPropCapability>, Capability().Bytes()},
-      {"capabilities", Make<CkxShBufPropCapabilities>,
-       CkxRecordBytes().Set().U32(3).Append(Capability()).Unset().Append(Capability()).Bytes()},
-      {"media", Make<CkxShBufPropMediaInfo>, Media().Bytes()},
-      {"list of media", Make<CkxShBufPropMediaInfos>, CkxRecordBytes().Set().U32(2).Unset().Append(Media()).Bytes()},
-      {"distribution service", Make<CkxShBufPropDistributionService>, CkxRecordBytes().Set().Obfuscated(u"D").Bytes(),
-       kSlack},
-      {"spawner process", Make<CkxShBufPropSpawnerProcess>, CkxRecordBytes().Set().U8(1).U8(2).Bytes()},
-      {"user or group", Make<CkxShBufPropUserOrGroup>, CkxRecordBytes().Set().Sid(18).Bytes(), kSlack},
-      {"user list", Make<CkxShBufPropUserList>, CkxRecordBytes().Set().U32(1).Set().Sid(18).Bytes(), kSlack},
-      {"package", Make<CkxShBufPropPackage>, Package().Bytes()},
-      {"origin", Make<CkxShBufPropFileOrigin>, Origin().Bytes(), kSlack},
+  std::vector<Kind> kinds = {
+      {"str", Str(u"ab").Bytes()},
+      {"arguments", Str(u"ab").Bytes()},
+      {"bitmask", CkxRecordBytes().Set().U32(6).U16(3).Bytes()},
+      {"file name", CkxRecordBytes().Set().Obfuscated(u"a.exe").U16(1).Text(u"MD5").Text(u"MD5##00").U64(1000).Bytes()},
+      {"file location", Location().Bytes()},
+      {"service name", CkxRecordBytes().Set().Obfuscated(u"Spooler").Bytes(), kSlack},
+      {"version range", Range().Bytes()},
+      {"publisher", Publisher(u"V", true).Bytes()},
+      {"publishers", CkxRecordBytes().Set().U32(2).Append(Publisher(u"V", false)).Unset().Bytes()},
+      {"owner", CkxRecordBytes().Set().Sid(32, 544).Bytes(), kSlack},
+      {"owners", CkxRecordBytes().Set().U32(2).Unset().Set().Sid(18).Bytes(), kSlack},
+      {"version field", VerInfo(u"Company", u"V").Bytes(), kSlack},
+      {"version fields", CkxRecordBytes().Set().U32(1).Append(VerInfo(u"Company", u"V")).Bytes(), kSlack},
+      {"installer property", VerInfo(u"ProductCode", u"V").Bytes(), kSlack},
+      {"installer properties", CkxRecordBytes().Set().U32(1).Append(VerInfo(u"ProductCode", u"V")).Bytes(), kSlack},
+      {"parent process", CkxRecordBytes().Set().Id(1).U8(1).Id(2).U8(0).Bytes()},
+      {"name and value", Str(u"Name").Obfuscated(u"1").Bytes(), kSlack},
+      {"file-system path", CkxRecordBytes().Set().Obfuscated(u"C:\\T").U8(1).Bytes()},
+      {"capability", Capability().Bytes()},
+      {"capabilities", CkxRecordBytes().Set().U32(3).Append(Capability()).Unset().Append(Capability()).Bytes()},
+      {"media", Media().Bytes()},
+      {"list of media", CkxRecordBytes().Set().U32(2).Unset().Append(Media()).Bytes()},
+      {"distribution service", CkxRecordBytes().Set().Obfuscated(u"D").Bytes(), kSlack},
+      {"spawner process", CkxRecordBytes().Set().U8(1).U8(2).Bytes()},
+      {"user or group", CkxRecordBytes().Set().Sid(18).Bytes(), kSlack},
+      {"user list", CkxRecordBytes().Set().U32(1).Set().Sid(18).Bytes(), kSlack},
+      {"package", Package().Bytes()},
+      {"origin", Origin().Bytes(), kSlack},
   };
+  const std::vector<Maker> makers = MakersOf(KxTest_AllProps());
+  EXPECT_EQ(kinds.size(), makers.size());
+  kinds.resize(std::min(kinds.size(), makers.size()));
+  for (size_t i = 0; i < kinds.size(); ++i) kinds[i].make = makers[i];
+  return kinds;
 }
 
 TEST(PolicyProps, EveryKindReadsItsRecordWholeAndNoShorterOne) {

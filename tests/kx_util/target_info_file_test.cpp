@@ -165,11 +165,11 @@ TEST(TargetInfoFile, TypesFollowTheExtension) {
       {5, {KXW("a.msi"), KXW("a.MSP")}},
       {6, {KXW("a.msu")}},
       {4,
-       {KXW("a.bat"), KXW("a.cmd"), KXW("a.js"), KXW("a.jse"), KXW("a.ps1"), KXW("a.vbe"), KXW("a.vbs"), KXW("a.wsf"),
-        KXW("a.WSH")}},
+       {KXW("a.bat"), KXW("a.cmd"), KXW("a.hta"), KXW("a.js"), KXW("a.jse"), KXW("a.ps1"), KXW("a.psm1"), KXW("a.vbe"),
+        KXW("a.vbs"), KXW("a.wsf"), KXW("a.WSH")}},
       {0,
        {nullptr, KXW(""), KXW("System"), KXW("C:\\a.exe\\b"), KXW("a.exe2"), KXW("a.ex"), KXW("exe"), KXW("a."),
-        KXW("a.txt")}},
+        KXW("a.txt"), KXW("a.psd1")}},
   };
   for (const auto& c : cases) {
     for (const WCHAR* path : c.paths) {

@@ -296,7 +296,7 @@ TEST(TargetInfo, DescriptionsOfTheKinds) {
   product.versionInfo = {{KXW("FileDescription"), KXW("")}, {KXW("ProductName"), KXW("Suite")}};
   SkxProcessFacts quiet;
   quiet.commandLine = KXW("tool.exe /quiet");
-  CkxTargetInfoUacCOM named(titled, nullptr);
+  CkxTargetInfoUacCOM named(titled, {}, nullptr);
   named.SetDescriptionBase(KXW("Called So"));
 
   const CkxTargetInfoFile file(titled, nullptr);

@@ -6,12 +6,16 @@
 
 namespace {
 
-constexpr std::array<SkxVerb, 5> kVerbs = {{
+constexpr std::array<SkxVerb, 9> kVerbs = {{
     {"compile", "Policy documents into an image", KxVerb_Compile},
+    {"check", "Errors in an image or in policy documents, and what cannot have been meant", KxVerb_Check},
     {"show", "The records of an image", KxVerb_Show},
     {"eval", "Which policy applies to a target, and what it does", KxVerb_Eval},
     {"match", "The match primitives, on a stream or tried out by hand", KxVerb_Match},
     {"record", "A result record as JSON", KxVerb_Record},
+    {"publish", "An image into the live sections of this machine", KxVerb_Publish},
+    {"unpublish", "What is published, out again", KxVerb_Unpublish},
+    {"serve", "The agent's part, from an image: publishes, answers, follows the image", KxVerb_Serve},
 }};
 
 constexpr char kWholeMark = '\x01';

@@ -21,6 +21,10 @@ struct SkxStreams {
   std::ostream& out;
   std::ostream& err;
   bool outIsTerminal = false;
+
+  /// For a verb that runs until it is stopped: true once it is to end, false after so many milliseconds. Empty: it ends
+  /// when the process is told to.
+  std::function<bool(uint32_t milliseconds)> waitForStop{};
 };
 
 /// Ends the command with one line on standard error.
@@ -43,10 +47,14 @@ struct SkxVerb {
 };
 
 KxVerbAction KxVerb_Compile(CLI::App& app);
+KxVerbAction KxVerb_Check(CLI::App& app);
 KxVerbAction KxVerb_Show(CLI::App& app);
 KxVerbAction KxVerb_Eval(CLI::App& app);
 KxVerbAction KxVerb_Match(CLI::App& app);
 KxVerbAction KxVerb_Record(CLI::App& app);
+KxVerbAction KxVerb_Publish(CLI::App& app);
+KxVerbAction KxVerb_Unpublish(CLI::App& app);
+KxVerbAction KxVerb_Serve(CLI::App& app);
 
 /// The whole command; `arguments` without the program's name, in UTF-8.
 int KxPolicy_Run(const std::vector<std::string>& arguments, SkxStreams& streams);

@@ -38,7 +38,8 @@ EkxExit Run(const Options& options, SkxStreams& streams) {
     throw CkxToolFault(EkxExit::SystemRefused, refusal);
   }
   streams.out << options.folder << ": " << Counted(publication.policies.size(), "policy", "policies") << ", "
-              << Counted(publication.groups.size(), "application group", "application groups") << '\n';
+              << Counted(publication.groups.size(), "application group", "application groups") << ", "
+              << Counted(publication.alerts.size(), "alert", "alerts") << '\n';
   return EkxExit::Done;
 }
 

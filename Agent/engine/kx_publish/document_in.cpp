@@ -1,5 +1,7 @@
 #include "Agent/engine/kx_publish/document_in.h"
 
+#include <kx_util/admin_task.h>
+
 #include <algorithm>
 #include <charconv>
 
@@ -48,6 +50,14 @@ std::optional<uint64_t> ParseVersion(std::string_view text, uint16_t wildcardPar
   return version;
 }
 
+/// "0x" and one to eight digits.
+bool ParseHex(std::string_view text, uint32_t& number) {
+  if (!text.starts_with("0x")) return false;
+  text.remove_prefix(2);
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, 16);
+  return error == std::errc() && end == text.data() + text.size();
+}
+
 constexpr size_t kHexDigits[] = {32, 40, 64, 96, 128};  // by EkxHashAlgorithm
 
 void ReadHash(const json& value, const std::string& pointer, SkxFileNameTest& test) {
@@ -72,10 +82,6 @@ void ReadHash(const json& value, const std::string& pointer, SkxFileNameTest& te
 
 }  // namespace
 
-bool SkxGroupDirectory::Has(const GUID& id) const {
-  return std::any_of(byName.begin(), byName.end(), [&id](const auto& group) { return KxGuid_Equal(group.second, id); });
-}
-
 const nlohmann::json& CkxDocumentIn::Find(const char* key) {
   const Json* const found = _object.Find(key);
   if (found == nullptr) throw CkxDocumentFault(_object.Pointer(), std::string("\"") + key + "\" is missing");
@@ -89,22 +95,6 @@ void CkxDocumentIn::Name(const char* key, KxWString& text) {
 
 void CkxDocumentIn::Property(const char* key, std::optional<KxWString>& property) {
   if (_object.Find(key) != nullptr) Name(key, property.emplace());
-}
-
-/// Besides a list an object, field name to test: {"CompanyName": "Vendor*"}.
-void CkxDocumentIn::Property(const char* key, std::optional<KxElements<SkxVersionFieldTest>>& property) {
-  const Json* const found = _object.Find(key);
-  if (found == nullptr) return;
-  const std::string pointer = _object.PointerTo(key);
-  if (!found->is_object()) return Read(*found, pointer, property.emplace());
-  property.emplace();
-  for (const auto& [field, test] : found->items()) {
-    const std::string fieldPointer = KxJson_Pointer(pointer, field);
-    SkxVersionFieldTest& read = property->emplace_back().emplace();
-    Read(test, fieldPointer, static_cast<SkxTextTest&>(read));
-    read.field = KxJson_As<KxWString>(Json(field), fieldPointer);
-    if (read.field.empty()) throw CkxDocumentFault(fieldPointer, "a version field has a name");
-  }
 }
 
 void CkxDocumentIn::LocationTypes(const char* key, KxWString& types) {
@@ -154,19 +144,66 @@ void CkxDocumentIn::FileNameAndHash(std::optional<SkxFileNameTest>& test) {
   }
 }
 
+/// A text alone is a class id; anything else is a test as of any text.
+void CkxDocumentIn::ClassId(const char* key, std::optional<SkxTextTest>& test) {
+  const Json* const found = _object.Find(key);
+  if (found == nullptr) return;
+  const std::string pointer = _object.PointerTo(key);
+  if (!found->is_string()) return Read(*found, pointer, test.emplace());
+  GUID id{};
+  Read(*found, pointer, id);
+  test.emplace().pattern = KxGuid_ToText(id);
+}
+
+void CkxDocumentIn::AccessMask(const char* key, uint32_t& mask) {
+  const Json& value = Find(key);
+  const std::string pointer = _object.PointerTo(key);
+  if (!value.is_string()) {
+    mask = KxJson_As<uint32_t>(value, pointer);
+  } else if (!ParseHex(value.get_ref<const std::string&>(), mask)) {
+    throw CkxDocumentFault(pointer, "must be a number, or \"0x\" and up to eight hexadecimal digits");
+  }
+}
+
+void CkxDocumentIn::AdminTask(const char* key, uint32_t& task) {
+  const Json& value = Find(key);
+  const std::string pointer = _object.PointerTo(key);
+  const CkxAdminTask* known = nullptr;
+  if (value.is_string()) {
+    const auto name = KxJson_As<KxWString>(value, pointer);
+    for (const CkxAdminTask& each : CkxAdminTask::All()) {
+      if (KxText_Equals(each.Name(), name, false)) known = &each;
+    }
+  } else {
+    known = CkxAdminTask::CreateInstance(KxJson_As<uint32_t>(value, pointer));
+  }
+  if (known == nullptr) throw CkxDocumentFault(pointer, "there is no administrative task of this name or number");
+  task = known->Id();
+}
+
 void CkxDocumentIn::Group(const char* key, GUID& id) {
   const Json* const found = _object.Find(key);
   if (found == nullptr) return;
   const std::string pointer = _object.PointerTo(key);
-  const auto named = _groups.byName.find(KxJson_As<KxWString>(*found, pointer));
-  const std::optional<GUID> written = KxGuid_FromUtf8(found->get_ref<const std::string&>());
-  if (named != _groups.byName.end()) {
-    id = named->second;
-  } else if (written.has_value() && _groups.Has(*written)) {
-    id = *written;
-  } else {
-    throw CkxDocumentFault(pointer, "there is no application group of this name or id");
+  const SkxNamedThing* const group = _names.groups.Find(KxJson_As<KxWString>(*found, pointer));
+  if (group == nullptr) throw CkxDocumentFault(pointer, "there is no application group of this name or id");
+  id = group->id;
+}
+
+/// An alert of the publication says of which type it is. One that is published elsewhere goes by its id.
+void CkxDocumentIn::Alert(const char* typeKey, const char* idKey, SkxAlertLinkModel& link) {
+  const Json& value = Find(idKey);
+  const std::string pointer = _object.PointerTo(idKey);
+  const SkxNamedThing* const alert = _names.alerts.Find(KxJson_As<KxWString>(value, pointer));
+  if (alert == nullptr) {
+    const std::optional<GUID> id = KxGuid_FromUtf8(value.get_ref<const std::string&>());
+    if (!id.has_value()) throw CkxDocumentFault(pointer, "must be the name of an alert or a GUID");
+    link.alert = *id;
+    return Coded(typeKey, link.type, kKxAlertTypes);
   }
+  link.alert = alert->id;
+  Coded(typeKey, link.type, kKxAlertTypes, alert->alertType);
+  if (link.type != alert->alertType) throw CkxDocumentFault(_object.PointerTo(typeKey), "the alert is of another type");
 }
 
 void CkxDocumentIn::DerivedId(const char* key, GUID& id, const std::string& place) {
@@ -175,17 +212,22 @@ void CkxDocumentIn::DerivedId(const char* key, GUID& id, const std::string& plac
   id = KxDerivedId(place);
 }
 
-void CkxDocumentIn::Action(const char* key, SkxPolicyModel& policy) {
+template <class Row, size_t count>
+const Row& CkxDocumentIn::FindKind(const char* key, const Row (&kinds)[count]) {
   const std::string pointer = _object.PointerTo(key);
   const auto name = KxJson_As<std::string>(Find(key), pointer);
-  const SkxPolicyKind* const kind = KxKind_Find(kKxPolicyKinds, &SkxPolicyKind::key, name.c_str());
-  if (kind == nullptr) {
-    throw CkxDocumentFault(pointer,
-                           "must be " + Alternatives(kKxPolicyKinds, [](const SkxPolicyKind& k) { return k.key; }));
-  }
-  policy.action = kind->action;
-  policy.params = kind->params();
+  const Row* const kind = KxKind_Find(kinds, &Row::key, name.c_str());
+  if (kind != nullptr) return *kind;
+  throw CkxDocumentFault(pointer, "must be " + Alternatives(kinds, [](const Row& row) { return row.key; }));
 }
+
+void CkxDocumentIn::Kind(const char* key, SkxPolicyModel& policy) {
+  const SkxPolicyKind& kind = FindKind(key, kKxPolicyKinds);
+  policy.action = kind.action;
+  policy.params = kind.params();
+}
+
+void CkxDocumentIn::Kind(const char* key, SkxAlertBody& body) { body = FindKind(key, kKxAlertKinds).body(); }
 
 void CkxDocumentIn::Targets(const char* key, std::vector<SkxTargetModel>& targets, const std::string& owner) {
   const Json* const found = _object.Find(key);
@@ -211,15 +253,9 @@ void CkxDocumentIn::Read(const Json& value, const std::string& pointer, CkxSid& 
 
 void CkxDocumentIn::Read(const Json& value, const std::string& pointer, SkxTargetModel& target,
                          const std::string& place) const {
-  CkxDocumentIn in(value, pointer, _groups);
-  const auto type = in._object.Required<std::string>("type");
-  const SkxTargetKind* const kind = KxKind_Find(kKxTargetKinds, &SkxTargetKind::key, type.c_str());
-  if (kind == nullptr) {
-    throw CkxDocumentFault(in._object.PointerTo("type"),
-                           "must be " + Alternatives(kKxTargetKinds, [](const SkxTargetKind& k) { return k.key; }));
-  }
+  CkxDocumentIn in(value, pointer, _names);
+  target.body = in.FindKind("type", kKxTargetKinds).body();
   in.DerivedId("id", target.id, place);
-  target.body = kind->body();
   std::visit(
       [&](auto& body) {
         KxFields(in, body);

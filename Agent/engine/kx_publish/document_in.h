@@ -2,23 +2,21 @@
 // `CkxDocumentFault`s at the place of the value.
 #pragma once
 
+#include <concepts>
+#include <span>
+
+#include "Agent/engine/kx_publish/document_names.h"
 #include "Agent/engine/kx_publish/json_reader.h"
 #include "Agent/engine/kx_publish/policy_fields.h"
 
-/// The groups of all documents, which may be named before they are defined.
-struct SkxGroupDirectory {
-  std::map<KxWString, GUID> byName;
-  bool Has(const GUID& id) const;
-};
-
 class CkxDocumentIn {
  public:
-  CkxDocumentIn(const nlohmann::json& json, const std::string& pointer, const SkxGroupDirectory& groups)
-      : _object(json, pointer), _groups(groups) {}
+  CkxDocumentIn(const nlohmann::json& json, const std::string& pointer, const SkxDocumentNames& names)
+      : _object(json, pointer), _names(names) {}
 
   /// Reads `value` from the whole of `json` by its table.
   template <class Value>
-  static void ReadWhole(const nlohmann::json& json, const std::string& pointer, const SkxGroupDirectory& groups,
+  static void ReadWhole(const nlohmann::json& json, const std::string& pointer, const SkxDocumentNames& names,
                         Value& value);
 
   template <class Value>
@@ -42,19 +40,21 @@ class CkxDocumentIn {
     if (found != nullptr) Read(*found, _object.PointerTo(key), property.emplace());
   }
   void Property(const char* key, std::optional<KxWString>& property);
-  void Property(const char* key, std::optional<KxElements<SkxVersionFieldTest>>& property);
+  template <std::derived_from<SkxNamedTextTest> Test>
+  void Property(const char* key, std::optional<KxElements<Test>>& property);
 
   template <class Value>
   void List(const char* key, std::vector<Value>& list) {
     Always(key, list);
   }
 
-  template <class Code, size_t count>
-  void Coded(const char* key, Code& code, const SkxCodeName (&names)[count]) {
+  using CodeNames = std::span<const SkxCodeName>;
+  template <class Code>
+  void Coded(const char* key, Code& code, CodeNames names) {
     code = ReadCode<Code>(Find(key), _object.PointerTo(key), names);
   }
-  template <class Code, size_t count>
-  void Coded(const char* key, Code& code, const SkxCodeName (&names)[count], Code byDefault) {
+  template <class Code>
+  void Coded(const char* key, Code& code, CodeNames names, Code byDefault) {
     const nlohmann::json* const found = _object.Find(key);
     code = found == nullptr ? byDefault : ReadCode<Code>(*found, _object.PointerTo(key), names);
   }
@@ -62,9 +62,14 @@ class CkxDocumentIn {
   void LocationTypes(const char* key, KxWString& types);
   void Version(const char* key, uint64_t& version, uint16_t wildcardPart);  ///< `wildcardPart`: what "*" stands for
   void FileNameAndHash(std::optional<SkxFileNameTest>& test);
+  void ClassId(const char* key, std::optional<SkxTextTest>& test);
+  void AccessMask(const char* key, uint32_t& mask);
+  void AdminTask(const char* key, uint32_t& task);
   void Group(const char* key, GUID& id);
+  void Alert(const char* typeKey, const char* idKey, SkxAlertLinkModel& link);
   void DerivedId(const char* key, GUID& id, const std::string& place);
-  void Action(const char* key, SkxPolicyModel& policy);
+  void Kind(const char* key, SkxPolicyModel& policy);
+  void Kind(const char* key, SkxAlertBody& body);
   void Targets(const char* key, std::vector<SkxTargetModel>& targets, const std::string& owner);
 
  private:
@@ -83,8 +88,12 @@ class CkxDocumentIn {
   void Read(const Json& json, const std::string& pointer, CkxSid& sid) const;
   void Read(const Json& json, const std::string& pointer, SkxTargetModel& target, const std::string& place) const;
 
-  template <class Code, size_t count>
-  static Code ReadCode(const Json& json, const std::string& pointer, const SkxCodeName (&names)[count]) {
+  /// The row of `kinds` that the text under `key` names.
+  template <class Row, size_t count>
+  const Row& FindKind(const char* key, const Row (&kinds)[count]);
+
+  template <class Code>
+  static Code ReadCode(const Json& json, const std::string& pointer, CodeNames names) {
     if (!json.is_string()) return KxJson_As<Code>(json, pointer);
     for (const auto& [code, name] : names) {
       if (json == name) return static_cast<Code>(code);
@@ -95,13 +104,13 @@ class CkxDocumentIn {
   }
 
   CkxJsonObject _object;
-  const SkxGroupDirectory& _groups;
+  const SkxDocumentNames& _names;
 };
 
 template <class Value>
-void CkxDocumentIn::ReadWhole(const nlohmann::json& json, const std::string& pointer, const SkxGroupDirectory& groups,
+void CkxDocumentIn::ReadWhole(const nlohmann::json& json, const std::string& pointer, const SkxDocumentNames& names,
                               Value& value) {
-  CkxDocumentIn in(json, pointer, groups);
+  CkxDocumentIn in(json, pointer, names);
   KxFields(in, value);
   in._object.Finish();
   if (const char* const fault = KxFaultOf(value)) throw CkxDocumentFault(pointer, fault);
@@ -116,12 +125,12 @@ void CkxDocumentIn::Read(const Json& json, const std::string& pointer, Value& va
     Json object;
     for (const char* const key : kKxShorthand<Value>) object[key] = text;
     try {
-      ReadWhole(object, pointer, _groups, value);
+      ReadWhole(object, pointer, _names, value);
     } catch (const CkxDocumentFault& fault) {
       throw CkxDocumentFault(pointer, fault.what());  // the object has no place in the document
     }
   } else {
-    ReadWhole(json, pointer, _groups, value);
+    ReadWhole(json, pointer, _names, value);
   }
 }
 
@@ -129,6 +138,23 @@ template <class Value>
 void CkxDocumentIn::Read(const Json& json, const std::string& pointer, std::optional<Value>& element) const {
   element.reset();
   if (!json.is_null()) Read(json, pointer, element.emplace());
+}
+
+/// Besides a list an object, name to test: {"CompanyName": "Vendor*"}.
+template <std::derived_from<SkxNamedTextTest> Test>
+void CkxDocumentIn::Property(const char* key, std::optional<KxElements<Test>>& property) {
+  const Json* const found = _object.Find(key);
+  if (found == nullptr) return;
+  const std::string pointer = _object.PointerTo(key);
+  property.emplace();
+  if (!found->is_object()) return Read(*found, pointer, *property);
+  for (const auto& [name, test] : found->items()) {
+    const std::string testPointer = KxJson_Pointer(pointer, name);
+    Test& read = property->emplace_back().emplace();
+    Read(test, testPointer, static_cast<SkxTextTest&>(read));
+    read.name = KxJson_As<KxWString>(Json(name), testPointer);
+    if (read.name.empty()) throw CkxDocumentFault(testPointer, "the name must not be empty");
+  }
 }
 
 template <class Value>

@@ -1,136 +1,16 @@
 #include "Agent/engine/kx_publish/encode.h"
 
 #include <kx_util/shared_app_groups.h>
+#include <kx_util/shared_cust_gui.h>
 #include <kx_util/shared_policy.h>
 
 #include "Agent/engine/kx_publish/applicable_rules.h"
+#include "Agent/engine/kx_publish/encode_targets.h"
 #include "Agent/engine/kx_publish/policy_kinds.h"
-#include "Agent/engine/kx_publish/record_writer.h"
 
 namespace {
 
 using Out = CkxRecordWriter;
-
-template <class Value>
-void WriteProperty(Out& out, const std::optional<Value>& property);
-
-void Write(Out& out, const KxWString& text) { out.ObfuscatedText(text); }
-
-void Write(Out& out, const CkxSid& sid) { out.Sid(sid); }
-
-void Write(Out& out, const SkxVersionBounds& bounds) {
-  for (const SkxVersion version : {SkxVersion(bounds.min), SkxVersion(bounds.max)}) {
-    out.U32(version.MostSignificant());
-    out.U32(version.LeastSignificant());
-  }
-}
-
-void Write(Out& out, const SkxTextTest& test) {
-  out.ObfuscatedText(test.pattern);
-  out.Flag(test.caseSensitive);
-  out.U16(test.compareAs);
-}
-
-void Write(Out& out, const SkxPublisherTest& test) {
-  Write(out, static_cast<const SkxTextTest&>(test));
-  out.Flag(test.unsignedOnly);
-}
-
-void Write(Out& out, const SkxVersionFieldTest& test) {
-  Write(out, static_cast<const SkxTextTest&>(test));
-  out.ObfuscatedText(test.field);
-}
-
-void Write(Out& out, const SkxFileNameTest& test) {
-  out.ObfuscatedText(test.pattern);
-  out.U16(test.compareAs);
-  out.Text(test.hashAlgorithm);
-  out.Text(test.hash);
-  out.I64(test.fileSize);
-}
-
-void Write(Out& out, const SkxLocationTest& test) {
-  out.ObfuscatedText(test.pattern);
-  out.Flag(test.withSubfolders);
-  out.Text(test.types);
-}
-
-void Write(Out& out, const SkxParentTest& test) {
-  out.Guid(test.includedGroup);
-  out.Flag(test.includedAnyAncestor);
-  out.Guid(test.excludedGroup);
-  out.Flag(test.excludedAnyAncestor);
-}
-
-void Write(Out& out, const SkxSpawnerTest& test) {
-  out.Flag(test.allCallers);
-  out.U8(test.mode);
-}
-
-template <class Value>
-void Write(Out& out, const KxElements<Value>& elements) {
-  out.List(elements, [&out](const std::optional<Value>& element) { WriteProperty(out, element); });
-}
-
-void Write(Out& out, const SkxPackageTest& test) {
-  out.Flag(test.flag);
-  out.ObfuscatedText(test.name);
-  WriteProperty(out, test.versions);
-  Write(out, test.publishers);
-}
-
-void Write(Out& out, const SkxOriginTest& test) {
-  out.Flag(test.flag);
-  out.U32(test.mainSourceType);
-  WriteProperty(out, test.distributionService);
-  WriteProperty(out, test.location);
-  WriteProperty(out, test.package);
-  WriteProperty(out, test.spawnerProcess);
-  WriteProperty(out, test.sourceAddress);
-  WriteProperty(out, test.users);
-}
-
-template <class Value>
-void WriteProperty(Out& out, const std::optional<Value>& property) {
-  out.Property(property, [&out](const Value& value) { Write(out, value); });
-}
-
-void Write(Out& out, const SkxGroupLink& link) { out.Guid(link.group); }
-
-void Write(Out& out, const SkxExeTarget& target) {
-  out.Flag(target.inheritable);
-  WriteProperty(out, target.fileVersion);
-  WriteProperty(out, target.productVersion);
-  WriteProperty(out, target.location);
-  WriteProperty(out, target.fileName);
-  WriteProperty(out, target.arguments);
-  WriteProperty(out, target.owners);
-  WriteProperty(out, target.publishers);
-  WriteProperty(out, target.versionFields);
-  WriteProperty(out, target.serviceName);
-  WriteProperty(out, target.parentProcess);
-  out.Text(target.users);
-  WriteProperty(out, target.origin);
-  out.ObfuscatedText(target.softwareDistributorName);
-}
-
-void Write(Out& out, const SkxUrlTarget& target) { WriteProperty(out, target.url); }
-
-void Write(Out& out, const SkxExcludeTarget& target) {
-  WriteProperty(out, target.location);
-  WriteProperty(out, target.fileName);
-  out.Text(target.users);
-}
-
-void Write(Out& out, const std::vector<SkxTargetModel>& targets) {
-  out.List(targets, [&out](const SkxTargetModel& target) {
-    out.Record(SkxTargetBufHeader::kMagic, [&] {
-      out.Guid(target.id);
-      out.U32(static_cast<uint32_t>(KxTargetKind_Of(target.body).type));
-      std::visit([&out](const auto& body) { Write(out, body); }, target.body);
-    });
-  });
-}
 
 void Write(Out&, std::monostate) {}
 
@@ -170,7 +50,14 @@ void Write(Out& out, const SkxSetSecurityParams& params) { out.Flag(params.allow
 
 void Write(Out& out, const SkxExcludeParams& params) { out.U16(params.excludeType); }
 
-void WriteAlerts(Out& out, const std::vector<SkxAlertLinkModel>& alerts) {
+void Write(Out& out, const SkxDialogAlert& dialog) {
+  out.U32(dialog.dialogType);
+  out.Text(dialog.htmlPath);
+}
+
+void Write(Out&, const SkxBalloonAlert&) {}
+
+void WriteAlertLinks(Out& out, const std::vector<SkxAlertLinkModel>& alerts) {
   out.List(alerts, [&out](const SkxAlertLinkModel& link) {
     out.U32(link.trigger);
     out.U16(link.type);
@@ -198,10 +85,10 @@ void WriteRecord(Out& out, const SkxPolicyModel& policy) {
     out.Text(policy.kxGpoId);
     out.U32(policy.reportUsageState);
     out.U32(policy.guiType);
-    WriteAlerts(out, policy.alerts);
+    WriteAlertLinks(out, policy.alerts);
     if (kind != nullptr && kind->withTargets) {
       out.Flag(policy.policyAutomation);
-      Write(out, policy.targets);
+      KxEncode_Targets(out, policy.targets);
     }
     std::visit([&out](const auto& params) { Write(out, params); }, policy.params);
   });
@@ -210,7 +97,16 @@ void WriteRecord(Out& out, const SkxPolicyModel& policy) {
 void WriteRecord(Out& out, const SkxAppGroupModel& group) {
   out.Record(SkxAppGroupBufHeader::kMagic, [&] {
     out.Guid(group.id);
-    Write(out, group.targets);
+    KxEncode_Targets(out, group.targets);
+  });
+}
+
+void WriteRecord(Out& out, const SkxAlertModel& alert) {
+  out.Record(SkxAlertBufHeader::kMagic, [&] {
+    out.U16(static_cast<uint16_t>(KxAlertKind_Of(alert.body).type));
+    out.Zeros(sizeof(SkxAlertBufHeader::reserved));
+    out.Guid(alert.id);
+    std::visit([&out](const auto& body) { Write(out, body); }, alert.body);
   });
 }
 
@@ -234,6 +130,8 @@ std::vector<unsigned char> KxEncode_Policy(const SkxPolicyModel& policy) { retur
 
 std::vector<unsigned char> KxEncode_AppGroup(const SkxAppGroupModel& group) { return Encoded(group); }
 
+std::vector<unsigned char> KxEncode_Alert(const SkxAlertModel& alert) { return Encoded(alert); }
+
 std::vector<unsigned char> KxEncode_Policies(const std::vector<SkxPolicyModel>& policies) {
   return EncodedSection(policies);
 }
@@ -242,11 +140,13 @@ std::vector<unsigned char> KxEncode_AppGroups(const std::vector<SkxAppGroupModel
   return EncodedSection(groups);
 }
 
+std::vector<unsigned char> KxEncode_Alerts(const std::vector<SkxAlertModel>& alerts) { return EncodedSection(alerts); }
+
 SkxPolicyImage KxEncode_Image(const SkxPublication& publication) {
   SkxPolicyImage image;
   image.policies = KxEncode_Policies(publication.policies);
   image.appGroups = KxEncode_AppGroups(publication.groups);
-  image.alerts = EncodedSection(std::vector<SkxAppGroupModel>{});
+  image.alerts = KxEncode_Alerts(publication.alerts);
   if (!publication.applicable.empty()) image.applicable = KxApplicable_Write(publication.applicable);
   return image;
 }

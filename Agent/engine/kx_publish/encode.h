@@ -7,9 +7,11 @@
 
 std::vector<unsigned char> KxEncode_Policy(const SkxPolicyModel& policy);
 std::vector<unsigned char> KxEncode_AppGroup(const SkxAppGroupModel& group);
+std::vector<unsigned char> KxEncode_Alert(const SkxAlertModel& alert);
 
 std::vector<unsigned char> KxEncode_Policies(const std::vector<SkxPolicyModel>& policies);
 std::vector<unsigned char> KxEncode_AppGroups(const std::vector<SkxAppGroupModel>& groups);
+std::vector<unsigned char> KxEncode_Alerts(const std::vector<SkxAlertModel>& alerts);
 
 /// All three sections, an empty one for what the publication has none of, and the applicable rules when it has some.
 SkxPolicyImage KxEncode_Image(const SkxPublication& publication);

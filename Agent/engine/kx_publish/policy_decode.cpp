@@ -1,6 +1,7 @@
 #include "Agent/engine/kx_publish/policy_decode.h"
 
 #include <kx_util/shared_app_groups.h>
+#include <kx_util/shared_cust_gui.h>
 #include <kx_util/shared_policy_kinds.h>
 
 #include "Agent/engine/kx_publish/policy_kinds.h"
@@ -128,4 +129,17 @@ bool KxDecode_AppGroup(const CkxShBufAppGroup& group, SkxAppGroupModel& model) {
   model.id = group.Id();
   model.name = KxGuid_ToText(model.id);
   return ReadTargets(group.Targets(), model.targets);
+}
+
+bool KxDecode_Alert(const CkxShBufCustGuiBase& alert, SkxAlertModel& model) {
+  const SkxAlertKind* const kind = KxKind_Find(kKxAlertKinds, &SkxAlertKind::type, alert.AlertType());
+  if (kind == nullptr) return false;
+  model = SkxAlertModel();
+  model.id = alert.Id();
+  model.name = KxGuid_ToText(model.id);
+  model.body = kind->body();
+  if (const auto* const dialog = dynamic_cast<const CkxShBufCustGuiDialog*>(&alert)) {
+    model.body = SkxDialogAlert{static_cast<uint32_t>(dialog->DlgType()), Text(dialog->HtmlPathView())};
+  }
+  return true;
 }

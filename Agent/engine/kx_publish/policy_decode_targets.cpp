@@ -1,4 +1,6 @@
-#include <kx_util/shared_policy_target.h>
+#include <kx_util/shared_policy_target_admin_task.h>
+#include <kx_util/shared_policy_target_files.h>
+#include <kx_util/shared_policy_target_security.h>
 
 #include "Agent/engine/kx_publish/policy_decode.h"
 #include "Agent/engine/kx_publish/policy_kinds.h"
@@ -22,7 +24,12 @@ struct Decoder {
 
   static void Read(const CkxShBufPropFileVerInfo& prop, SkxVersionFieldTest& test) {
     Read(static_cast<const CkxShBufPropStr&>(prop), static_cast<SkxTextTest&>(test));
-    test.field = Text(prop.Field());
+    test.name = Text(prop.Field());
+  }
+
+  static void Read(const CkxShBufPropFileMsiInfo& prop, SkxInstallerPropertyTest& test) {
+    Read(static_cast<const CkxShBufPropStr&>(prop), static_cast<SkxTextTest&>(test));
+    test.name = Text(prop.Property());
   }
 
   static void Read(const CkxShBufPropFileOwner& prop, CkxSid& sid) { sid = prop.Owner(); }
@@ -62,6 +69,18 @@ struct Decoder {
   static void Read(const CkxShBufPropSpawnerProcess& prop, SkxSpawnerTest& test) {
     test.allCallers = prop.AllCallers();
     test.mode = prop.Mode();
+  }
+
+  static void Read(const CkxShBufPropCapability& prop, SkxCapabilityTest& test) {
+    test.name = Text(prop.Name());
+    test.required = prop.Flag();
+  }
+
+  static void Read(const CkxShBufPropMediaInfo& prop, SkxMediaTest& test) {
+    ReadProperty(prop.Type(), test.type);
+    ReadProperty(prop.Vendor(), test.vendor);
+    ReadProperty(prop.Product(), test.product);
+    ReadProperty(prop.SerialNumber(), test.serialNumber);
   }
 
   template <class Prop, class Value>
@@ -117,7 +136,71 @@ struct Decoder {
     exe.softwareDistributorName = Text(target.SoftwareDistributorName());
   }
 
+  static void Read(const CkxShBufTargetScript& target, SkxScriptTarget& script) {
+    script.inheritable = target.Inheritable();
+    script.embedded = target.IsEmbedded();
+    ReadProperty(target.Location(), script.location);
+    ReadProperty(target.FileName(), script.fileName);
+    ReadProperty(target.Arguments(), script.arguments);
+    ReadProperty(target.Owners(), script.owners);
+    ReadProperty(target.Publishers(), script.publishers);
+    ReadProperty(target.ParentProcess(), script.parentProcess);
+    ReadProperty(target.Origin(), script.origin);
+  }
+
+  static void Read(const CkxShBufTargetMsi& target, SkxMsiTarget& msi) {
+    ReadProperty(target.ProductVersions(), msi.productVersion);
+    ReadProperty(target.Location(), msi.location);
+    ReadProperty(target.FileName(), msi.fileName);
+    ReadProperty(target.Arguments(), msi.arguments);
+    ReadProperty(target.Owners(), msi.owners);
+    ReadProperty(target.Publishers(), msi.publishers);
+    ReadProperty(target.InstallerProperties(), msi.installerProperties);
+    ReadProperty(target.ParentProcess(), msi.parentProcess);
+    ReadProperty(target.Origin(), msi.origin);
+  }
+
+  static void Read(const CkxShBufTargetMsu& target, SkxMsuTarget& msu) {
+    ReadProperty(target.Location(), msu.location);
+    ReadProperty(target.FileName(), msu.fileName);
+    ReadProperty(target.Owners(), msu.owners);
+    ReadProperty(target.Publishers(), msu.publishers);
+    ReadProperty(target.ParentProcess(), msu.parentProcess);
+    ReadProperty(target.Origin(), msu.origin);
+  }
+
   static void Read(const CkxShBufTargetUrl& target, SkxUrlTarget& url) { ReadProperty(target.Url(), url.url); }
+
+  static void Read(const CkxShBufTargetAdminTask& target, SkxAdminTaskTarget& task) { task.task = target.TaskId(); }
+
+  static void Read(const CkxShBufTargetActiveX& target, SkxActiveXTarget& control) {
+    ReadProperty(target.ClassId(), control.classId);
+    ReadProperty(target.SourceAddress(), control.sourceAddress);
+    ReadProperty(target.Location(), control.location);
+    ReadProperty(target.FileName(), control.fileName);
+    ReadProperty(target.Publishers(), control.publishers);
+  }
+
+  static void Read(const CkxShBufTargetFSEntry& target, SkxFileSystemEntryTarget& entry) {
+    entry.accessMask = target.AccessMask();
+    entry.path = Text(target.Path().Path());
+    entry.folder = target.IsFolder();
+  }
+
+  static void Read(const CkxShBufTargetRegKey& target, SkxRegistryKeyTarget& key) {
+    key.accessMask = target.AccessMask();
+    key.root = target.Root();
+    key.keyPath = Text(target.KeyPath());
+  }
+
+  static void Read(const CkxShBufTargetCom& target, SkxComTarget& component) {
+    ReadProperty(target.ClassId(), component.classId);
+    ReadProperty(target.Location(), component.location);
+    ReadProperty(target.FileName(), component.fileName);
+    ReadProperty(target.Owners(), component.owners);
+    ReadProperty(target.Publishers(), component.publishers);
+    ReadProperty(target.VersionFields(), component.versionFields);
+  }
 
   static void Read(const CkxShBufTargetExclude& target, SkxExcludeTarget& exclude) {
     ReadProperty(target.Location(), exclude.location);
@@ -125,26 +208,65 @@ struct Decoder {
     exclude.users = Text(target.Users());
   }
 
-  /// The body's own class, or false.
-  template <class Object, class Body>
-  static bool ReadAs(const CkxShBufTarget& target, Body& body) {
-    const auto* const object = dynamic_cast<const Object*>(&target);
-    if (object != nullptr) Read(*object, body);
-    return object != nullptr;
+  static void Read(const CkxShBufTargetService& target, SkxServiceTarget& service) {
+    service.accessMask = target.AccessMask();
+    service.serviceName = Text(target.Service().Name());
   }
-  static bool ReadBody(const CkxShBufTarget& target, SkxGroupLink& link) {
-    return ReadAs<CkxShBufTargetAppGroupLink>(target, link);
+
+  static void Read(const CkxShBufTargetRemovableMedia& target, SkxMediaTarget& media) {
+    media.accessMask = target.AccessMask();
+    ReadProperty(target.Media(), media.media);
   }
-  static bool ReadBody(const CkxShBufTarget& target, SkxExeTarget& exe) {
-    return ReadAs<CkxShBufTargetExe>(target, exe);
+
+  static void Read(const CkxShBufTargetAppPackage& target, SkxAppPackageTarget& package) {
+    package.inheritable = target.Inheritable();
+    ReadProperty(target.Versions(), package.packageVersion);
+    ReadProperty(target.PackageName(), package.packageName);
+    ReadProperty(target.Publishers(), package.publishers);
+    ReadProperty(target.Capabilities(), package.capabilities);
   }
-  static bool ReadBody(const CkxShBufTarget& target, SkxUrlTarget& url) {
-    return ReadAs<CkxShBufTargetUrl>(target, url);
-  }
-  static bool ReadBody(const CkxShBufTarget& target, SkxExcludeTarget& exclude) {
-    return ReadAs<CkxShBufTargetExclude>(target, exclude);
+
+  static void Read(const CkxShBufTargetDll& target, SkxDllTarget& library) {
+    ReadProperty(target.FileVersions(), library.fileVersion);
+    ReadProperty(target.ProductVersions(), library.productVersion);
+    ReadProperty(target.Location(), library.location);
+    ReadProperty(target.FileName(), library.fileName);
+    ReadProperty(target.Owners(), library.owners);
+    ReadProperty(target.Publishers(), library.publishers);
+    ReadProperty(target.VersionFields(), library.versionFields);
+    ReadProperty(target.Origin(), library.origin);
   }
 };
+
+/// The target's own class into its body, or false.
+template <class Object, class Body>
+bool ReadAs(const CkxShBufTarget& target, SkxTargetBody& body) {
+  const auto* const object = dynamic_cast<const Object*>(&target);
+  if (object != nullptr) Decoder::Read(*object, body.emplace<Body>());
+  return object != nullptr;
+}
+
+/// In the order of `kKxTargetKinds`.
+constexpr bool (*kReaders[])(const CkxShBufTarget&, SkxTargetBody&) = {
+    ReadAs<CkxShBufTargetAppGroupLink, SkxGroupLink>,
+    ReadAs<CkxShBufTargetExe, SkxExeTarget>,
+    ReadAs<CkxShBufTargetScript, SkxScriptTarget>,
+    ReadAs<CkxShBufTargetMsi, SkxMsiTarget>,
+    ReadAs<CkxShBufTargetMsu, SkxMsuTarget>,
+    ReadAs<CkxShBufTargetUrl, SkxUrlTarget>,
+    ReadAs<CkxShBufTargetAdminTask, SkxAdminTaskTarget>,
+    ReadAs<CkxShBufTargetActiveX, SkxActiveXTarget>,
+    ReadAs<CkxShBufTargetFSEntry, SkxFileSystemEntryTarget>,
+    ReadAs<CkxShBufTargetRegKey, SkxRegistryKeyTarget>,
+    ReadAs<CkxShBufTargetCom, SkxComTarget>,
+    ReadAs<CkxShBufTargetExclude, SkxExcludeTarget>,
+    ReadAs<CkxShBufTargetService, SkxServiceTarget>,
+    ReadAs<CkxShBufTargetUsbDev, SkxUsbDeviceTarget>,
+    ReadAs<CkxShBufTargetOpticalDisc, SkxOpticalDiscTarget>,
+    ReadAs<CkxShBufTargetAppPackage, SkxAppPackageTarget>,
+    ReadAs<CkxShBufTargetDll, SkxDllTarget>,
+};
+static_assert(std::size(kReaders) == std::size(kKxTargetKinds));
 
 }  // namespace
 
@@ -152,6 +274,5 @@ bool KxDecode_Target(const CkxShBufTarget& target, SkxTargetModel& model) {
   const SkxTargetKind* const kind = KxKind_Find(kKxTargetKinds, &SkxTargetKind::type, target.TargetType());
   if (kind == nullptr) return false;
   model.id = target.TargetId();
-  model.body = kind->body();
-  return std::visit([&target](auto& body) { return Decoder::ReadBody(target, body); }, model.body);
+  return kReaders[kind - kKxTargetKinds](target, model.body);
 }

@@ -1,10 +1,6 @@
 #include "Agent/engine/kx_publish/policy_document.h"
 
-#include <algorithm>
-#include <set>
-
 #include "Agent/engine/kx_publish/applicable_rules.h"
-#include "Agent/engine/kx_publish/derived_id.h"
 #include "Agent/engine/kx_publish/document_in.h"
 #include "Agent/engine/kx_publish/document_out.h"
 
@@ -15,15 +11,24 @@ constexpr size_t kMaxDocumentBytes = size_t{256} << 20;
 
 constexpr const char* kPolicies = "policies";
 constexpr const char* kGroups = "applicationGroups";
+constexpr const char* kAlerts = "alerts";
 constexpr const char* kApplicable = "applicable";
 
-/// All documents becoming one publication. Groups go first, since any policy or group may name any of them.
+EkxNameClash AddName(SkxDocumentNames& names, const SkxAppGroupModel& group) {
+  return names.groups.Add({group.name, group.id});
+}
+EkxNameClash AddName(SkxDocumentNames& names, const SkxAlertModel& alert) {
+  return names.alerts.Add({alert.name, alert.id, static_cast<uint16_t>(KxAlertKind_Of(alert.body).type)});
+}
+
+/// All documents becoming one publication. Alerts and groups go first, since policies and groups may name any of them.
 class Assembly {
  public:
   explicit Assembly(SkxPublication& publication) : _publication(publication) {}
 
   bool Read(std::span<const SkxDocumentText> documents, SkxDocumentError& error) {
     return ForEach(documents, error, [this](const SkxDocumentText& document) { Parse(document); }) &&
+           ForEach(_opened, error, [this](const Opened& document) { ReadAlerts(document); }) &&
            ForEach(_opened, error, [this](const Opened& document) { RegisterGroups(document); }) &&
            ForEach(_opened, error, [this](const Opened& document) { ReadGroups(document); }) &&
            ForEach(_opened, error, [this](const Opened& document) { ReadPolicies(document); }) &&
@@ -34,9 +39,6 @@ class Assembly {
   struct Opened {
     std::string name;
     nlohmann::json json;
-  };
-  struct GuidLess {
-    bool operator()(const GUID& a, const GUID& b) const { return std::memcmp(&a, &b, sizeof(GUID)) < 0; }
   };
 
   template <class Documents, class Step>
@@ -60,7 +62,7 @@ class Assembly {
     Opened opened{document.name, KxJson_Parse(document.text, true)};
     CkxJsonObject object(opened.json, "");
     object.Find("$schema");
-    for (const char* const key : {kPolicies, kGroups}) {
+    for (const char* const key : {kPolicies, kGroups, kAlerts}) {
       const nlohmann::json* const list = object.Find(key);
       if (list != nullptr && !list->is_array()) throw CkxDocumentFault(object.PointerTo(key), "must be an array");
     }
@@ -78,22 +80,35 @@ class Assembly {
     for (size_t i = 0; i < list->size(); ++i) visit((*list)[i], KxJson_Pointer(pointer, i));
   }
 
+  /// `what`: as a fault calls it.
+  template <class Model>
+  void Register(const Model& model, const std::string& what, const std::string& pointer) {
+    const EkxNameClash clash = AddName(_names, model);
+    if (clash == EkxNameClash::Name) throw CkxDocumentFault(pointer + "/name", "another " + what + " has this name");
+    if (clash == EkxNameClash::Id) throw CkxDocumentFault(pointer, "another " + what + " has this id");
+  }
+
+  void ReadAlerts(const Opened& document) {
+    ForElements(document, kAlerts, [this](const nlohmann::json& json, const std::string& pointer) {
+      SkxAlertModel& alert = _publication.alerts.emplace_back();
+      CkxDocumentIn::ReadWhole(json, pointer, _names, alert);
+      Register(alert, "alert", pointer);
+    });
+  }
+
   void RegisterGroups(const Opened& document) {
     ForElements(document, kGroups, [this](const nlohmann::json& json, const std::string& pointer) {
       nlohmann::json head = json;  // the name and the id alone; the targets may name groups that come later
       if (head.is_object()) head.erase("targets");
       SkxAppGroupModel group;
-      CkxDocumentIn::ReadWhole(head, pointer, _groups, group);
-      if (!_groups.byName.emplace(group.name, group.id).second) {
-        throw CkxDocumentFault(pointer + "/name", "another application group has this name");
-      }
-      if (!_groupIds.insert(group.id).second) throw CkxDocumentFault(pointer, "another application group has this id");
+      CkxDocumentIn::ReadWhole(head, pointer, _names, group);
+      Register(group, "application group", pointer);
     });
   }
 
   void ReadGroups(const Opened& document) {
     ForElements(document, kGroups, [this](const nlohmann::json& json, const std::string& pointer) {
-      CkxDocumentIn::ReadWhole(json, pointer, _groups, _publication.groups.emplace_back());
+      CkxDocumentIn::ReadWhole(json, pointer, _names, _publication.groups.emplace_back());
     });
   }
 
@@ -101,7 +116,7 @@ class Assembly {
     ForElements(document, kPolicies, [&](const nlohmann::json& json, const std::string& pointer) {
       SkxPolicyModel& policy = _publication.policies.emplace_back();
       policy.order = _publication.policies.size();
-      CkxDocumentIn::ReadWhole(json, pointer, _groups, policy);
+      CkxDocumentIn::ReadWhole(json, pointer, _names, policy);
       const auto [other, isNew] = _policyPlaces.try_emplace(policy.id, document.name + "#" + pointer);
       if (!isNew) throw CkxDocumentFault(pointer + "/id", "the id is taken by " + other->second);
     });
@@ -123,15 +138,14 @@ class Assembly {
 
   SkxPublication& _publication;
   std::vector<Opened> _opened;
-  SkxGroupDirectory _groups;
-  std::set<GUID, GuidLess> _groupIds;
+  SkxDocumentNames _names;
   std::map<uint32_t, std::string> _policyPlaces;
 };
 
 template <class Model>
-nlohmann::ordered_json WrittenList(std::vector<Model>& models, const std::vector<SkxAppGroupModel>& groups) {
+nlohmann::ordered_json WrittenList(std::vector<Model>& models, const SkxDocumentNames& names) {
   nlohmann::ordered_json list = nlohmann::ordered_json::array();
-  for (Model& model : models) list.push_back(CkxDocumentOut::WriteWhole(model, groups));
+  for (Model& model : models) list.push_back(CkxDocumentOut::WriteWhole(model, names));
   return list;
 }
 
@@ -151,9 +165,14 @@ bool KxPolicyDocument_Read(std::span<const SkxDocumentText> documents, SkxPublic
 
 nlohmann::ordered_json KxPolicyDocument_Write(const SkxPublication& publication) {
   SkxPublication written = publication;
+  SkxDocumentNames names;
+  for (const SkxAppGroupModel& group : written.groups) AddName(names, group);
+  for (const SkxAlertModel& alert : written.alerts) AddName(names, alert);
+
   nlohmann::ordered_json document;
-  document[kPolicies] = WrittenList(written.policies, publication.groups);
-  if (!written.groups.empty()) document[kGroups] = WrittenList(written.groups, publication.groups);
+  document[kPolicies] = WrittenList(written.policies, names);
+  if (!written.groups.empty()) document[kGroups] = WrittenList(written.groups, names);
+  if (!written.alerts.empty()) document[kAlerts] = WrittenList(written.alerts, names);
   if (!written.applicable.empty()) document[kApplicable] = written.applicable;
   return document;
 }

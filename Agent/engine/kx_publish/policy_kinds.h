@@ -1,5 +1,5 @@
-// The kinds of policies and targets that can be written, one row each: code, name in documents, what a record of it
-// has.
+// The kinds of policies, targets and alerts that can be written, one row each: code, name in documents, what a record
+// of it has.
 #pragma once
 
 #include <string_view>
@@ -49,12 +49,44 @@ SkxTargetBody KxTargetKind_Body() {
 inline constexpr SkxTargetKind kKxTargetKinds[] = {
     {EkxPolicyTarget::AppGroupLink, "applicationGroup", KxTargetKind_Body<SkxGroupLink>},
     {EkxPolicyTarget::Executable, "executable", KxTargetKind_Body<SkxExeTarget>},
+    {EkxPolicyTarget::Script, "script", KxTargetKind_Body<SkxScriptTarget>},
+    {EkxPolicyTarget::Msi, "msi", KxTargetKind_Body<SkxMsiTarget>},
+    {EkxPolicyTarget::Msu, "msu", KxTargetKind_Body<SkxMsuTarget>},
     {EkxPolicyTarget::Url, "url", KxTargetKind_Body<SkxUrlTarget>},
+    {EkxPolicyTarget::AdminTask, "administrativeTask", KxTargetKind_Body<SkxAdminTaskTarget>},
+    {EkxPolicyTarget::ActiveX, "activeX", KxTargetKind_Body<SkxActiveXTarget>},
+    {EkxPolicyTarget::FileSystemEntry, "fileSystemEntry", KxTargetKind_Body<SkxFileSystemEntryTarget>},
+    {EkxPolicyTarget::RegistryKey, "registryKey", KxTargetKind_Body<SkxRegistryKeyTarget>},
+    {EkxPolicyTarget::Com, "com", KxTargetKind_Body<SkxComTarget>},
     {EkxPolicyTarget::Exclude, "exclude", KxTargetKind_Body<SkxExcludeTarget>},
+    {EkxPolicyTarget::Service, "service", KxTargetKind_Body<SkxServiceTarget>},
+    {EkxPolicyTarget::UsbDevice, "usbDevice", KxTargetKind_Body<SkxUsbDeviceTarget>},
+    {EkxPolicyTarget::OpticalDisc, "opticalDisc", KxTargetKind_Body<SkxOpticalDiscTarget>},
+    {EkxPolicyTarget::AppPackage, "appPackage", KxTargetKind_Body<SkxAppPackageTarget>},
+    {EkxPolicyTarget::Dll, "dll", KxTargetKind_Body<SkxDllTarget>},
 };
 static_assert(std::size(kKxTargetKinds) == std::variant_size_v<SkxTargetBody>);
 
 inline const SkxTargetKind& KxTargetKind_Of(const SkxTargetBody& body) { return kKxTargetKinds[body.index()]; }
+
+struct SkxAlertKind {
+  EkxAlertType type;
+  const char* key;
+  SkxAlertBody (*body)();
+};
+
+template <class Body>
+SkxAlertBody KxAlertKind_Body() {
+  return Body{};
+}
+
+inline constexpr SkxAlertKind kKxAlertKinds[] = {
+    {EkxAlertType::Dialog, "dialog", KxAlertKind_Body<SkxDialogAlert>},
+    {EkxAlertType::Balloon, "balloon", KxAlertKind_Body<SkxBalloonAlert>},
+};
+static_assert(std::size(kKxAlertKinds) == std::variant_size_v<SkxAlertBody>);
+
+inline const SkxAlertKind& KxAlertKind_Of(const SkxAlertBody& body) { return kKxAlertKinds[body.index()]; }
 
 /// The row whose `field` is `value`, or null.
 template <class Kind, size_t count, class Field>

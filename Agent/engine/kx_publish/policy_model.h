@@ -2,127 +2,13 @@
 //
 //   policy document --read--> SkxPublication --encode--> record bytes --kx_util--> objects --decode--> SkxPublication
 //   --write--> document
-//
-// An optional value is a property of a target: no value means that the property asks for nothing. In a list property an
-// element may be without a value too (an owner without a value lets every owner pass, any other such element is never
-// met). An empty text is the same as an absent one.
 #pragma once
 
 #include <kx_util/policy_codes.h>
 
 #include <map>
-#include <optional>
-#include <variant>
-#include <vector>
 
-#include "Common_CPP/security/sid.h"
-
-template <class Value>
-using KxElements = std::vector<std::optional<Value>>;
-
-struct SkxTextTest {
-  KxWString pattern;
-  bool caseSensitive = false;
-  uint16_t compareAs = 1;  ///< EkxStrCompareAs, or a number outside its table
-};
-
-struct SkxFileNameTest {
-  KxWString pattern;
-  uint16_t compareAs = 1;
-  KxWString hashAlgorithm;
-  KxWString hash;         ///< ALGORITHM##HEX
-  int64_t fileSize = -1;  ///< bytes; -1: any
-};
-
-struct SkxLocationTest {
-  KxWString pattern;
-  bool withSubfolders = false;
-  KxWString types;  ///< separated by ","
-};
-
-struct SkxVersionBounds {
-  static constexpr uint64_t kOpen = ~uint64_t{0};
-  uint64_t min = kOpen;  ///< four 16-bit parts, major first
-  uint64_t max = kOpen;
-};
-
-struct SkxPublisherTest : SkxTextTest {
-  bool unsignedOnly = false;
-};
-
-struct SkxVersionFieldTest : SkxTextTest {
-  KxWString field;
-};
-
-/// A null GUID is no group.
-struct SkxParentTest {
-  GUID includedGroup{};
-  bool includedAnyAncestor = false;
-  GUID excludedGroup{};
-  bool excludedAnyAncestor = false;
-};
-
-struct SkxPackageTest {
-  bool flag = false;
-  KxWString name;
-  std::optional<SkxVersionBounds> versions;
-  KxElements<SkxPublisherTest> publishers;
-};
-
-struct SkxSpawnerTest {
-  bool allCallers = false;
-  uint8_t mode = 1;  ///< 1: the caller made the file, 2: it did not
-};
-
-struct SkxOriginTest {
-  bool flag = false;
-  uint32_t mainSourceType = 0;
-  std::optional<KxWString> distributionService;
-  std::optional<SkxLocationTest> location;
-  std::optional<SkxPackageTest> package;
-  std::optional<SkxSpawnerTest> spawnerProcess;
-  std::optional<SkxTextTest> sourceAddress;
-  std::optional<KxElements<CkxSid>> users;
-};
-
-struct SkxGroupLink {
-  GUID group{};
-};
-
-struct SkxExeTarget {
-  bool inheritable = false;
-  std::optional<SkxVersionBounds> fileVersion;
-  std::optional<SkxVersionBounds> productVersion;
-  std::optional<SkxLocationTest> location;
-  std::optional<SkxFileNameTest> fileName;
-  std::optional<SkxTextTest> arguments;
-  std::optional<KxElements<CkxSid>> owners;
-  std::optional<KxElements<SkxPublisherTest>> publishers;
-  std::optional<KxElements<SkxVersionFieldTest>> versionFields;
-  std::optional<KxWString> serviceName;
-  std::optional<SkxParentTest> parentProcess;
-  KxWString users;  ///< SDDL or "KxNoUsers"
-  std::optional<SkxOriginTest> origin;
-  KxWString softwareDistributorName;
-};
-
-struct SkxUrlTarget {
-  std::optional<SkxTextTest> url;
-};
-
-struct SkxExcludeTarget {
-  std::optional<SkxLocationTest> location;
-  std::optional<SkxFileNameTest> fileName;
-  KxWString users;
-};
-
-/// The alternatives stand in the order of `kKxTargetKinds`.
-using SkxTargetBody = std::variant<SkxGroupLink, SkxExeTarget, SkxUrlTarget, SkxExcludeTarget>;
-
-struct SkxTargetModel {
-  GUID id{};
-  SkxTargetBody body;
-};
+#include "Agent/engine/kx_publish/target_model.h"
 
 struct SkxAlertLinkModel {
   uint32_t trigger = 0;
@@ -202,6 +88,24 @@ struct SkxAppGroupModel {
   std::vector<SkxTargetModel> targets;
 };
 
+/// Both are carried for whoever shows the dialog.
+struct SkxDialogAlert {
+  uint32_t dialogType = 0;
+  KxWString htmlPath;
+};
+
+/// Has nothing of its own.
+struct SkxBalloonAlert {};
+
+/// The alternatives stand in the order of `kKxAlertKinds`.
+using SkxAlertBody = std::variant<SkxDialogAlert, SkxBalloonAlert>;
+
+struct SkxAlertModel {
+  KxWString name;  ///< in documents only, as a group's
+  GUID id{};
+  SkxAlertBody body;
+};
+
 /// Ids of the policies that apply, per SID in its canonical text; "*" serves every SID without a row of its own.
 /// Without any row every policy applies to everybody.
 using SkxApplicableRows = std::map<std::string, std::vector<uint32_t>>;
@@ -210,5 +114,6 @@ using SkxApplicableRows = std::map<std::string, std::vector<uint32_t>>;
 struct SkxPublication {
   std::vector<SkxPolicyModel> policies;
   std::vector<SkxAppGroupModel> groups;
+  std::vector<SkxAlertModel> alerts;
   SkxApplicableRows applicable;
 };

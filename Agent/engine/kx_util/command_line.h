@@ -45,6 +45,9 @@ class CkxArgumentReader {
   /// The next argument, its quotes and escapes resolved; false at the end.
   bool Next(KxWString& argument);
 
+  /// What has not been read yet.
+  CkxTextView Rest() const { return _text.Part(_at); }
+
  private:
   void ReadBackslashes(KxWString& argument);
 

@@ -3,9 +3,14 @@
 #pragma once
 
 #include <kx_util/shared_app_groups.h>
+#include <kx_util/shared_cust_gui.h>
 
 using KxAppGroupMember = void (CkxShBufAppGroup::*)(void* context);
 
 /// Finds the group `id`, and calls `member` on it for the length of the call. False when there is no such group, when
 /// it is malformed, or when groups nest too deep.
 bool KxPolicyLookup_CallAppGroup(const GUID& id, KxAppGroupMember member, void* context);
+
+/// The alert of that id and type, as a copy that the caller releases. False, with `alert` untouched, when there is no
+/// such alert or it is malformed.
+bool KxPolicyLookup_GetAlert(const GUID& id, EkxAlertType type, CkxShBufCustGuiBase*& alert);

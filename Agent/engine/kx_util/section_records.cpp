@@ -1,6 +1,7 @@
 #include "Agent/engine/kx_util/section_records.h"
 
 #include <kx_util/shared_app_groups.h>
+#include <kx_util/shared_cust_gui.h>
 #include <kx_util/shared_policy.h>
 
 #include "Common_CPP/util/trace.h"
@@ -8,7 +9,7 @@
 const SkxRecordKind kKxPolicyRecord = {SkxPolicyBufHeader::kMagic, sizeof(SkxPolicyBufHeader), "Policy", "policy"};
 const SkxRecordKind kKxAppGroupRecord = {SkxAppGroupBufHeader::kMagic, sizeof(SkxAppGroupBufHeader), "AppGroup",
                                          "AppGroup"};
-const SkxRecordKind kKxAlertRecord = {0x22232428, 28, "Alert", "Alert"};
+const SkxRecordKind kKxAlertRecord = {SkxAlertBufHeader::kMagic, sizeof(SkxAlertBufHeader), "Alert", "Alert"};
 
 CkxSectionRecords::CkxSectionRecords(const SkxRecordKind& kind, std::span<const unsigned char> section) : _kind(kind) {
   if (section.size() < sizeof(_count)) return;

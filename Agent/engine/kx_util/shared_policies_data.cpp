@@ -3,7 +3,7 @@
 #include "Agent/engine/kx_util/observe.h"
 #include "Agent/engine/kx_util/policy_com_reference.h"
 #include "Agent/engine/kx_util/record_memory.h"
-#include "Agent/engine/kx_util/section_records.h"
+#include "Agent/engine/kx_util/section_lookup.h"
 #include "Common_CPP/util/clock.h"
 #include "Common_CPP/util/format.h"
 #include "Common_CPP/util/guid.h"
@@ -16,20 +16,6 @@ constexpr int64_t kSlowWalkMicroseconds = 500000;
 
 const SkxPolicyBufHeader* PolicyHeader(const unsigned char* record) {
   return reinterpret_cast<const SkxPolicyBufHeader*>(record);
-}
-
-/// The first record of `which` that `wanted(record)` accepts, handed to `found(record)` while its section is open.
-template <class Wanted, class Found>
-bool FindRecord(EkxPolicySection which, const SkxRecordKind& kind, Wanted wanted, Found found) {
-  SkxSectionBytes section;
-  if (!KxPolicySource_Current().OpenSection(which, section)) return false;
-  CkxSectionRecords records(kind, section.bytes);
-  for (uint32_t i = 0; i < records.Count(); ++i) {
-    const unsigned char* const record = records.Next();
-    if (record == nullptr) return false;
-    if (wanted(record)) return found(record);
-  }
-  return false;
 }
 
 /// One walk over the policies, with what it counts and what it tells whoever watches.
@@ -139,15 +125,9 @@ bool CkxSharedPoliciesData::EnumPolicies(const SkxPolicyFilter& filter, KxPolicy
 }
 
 bool CkxSharedPoliciesData::GetPolicyById(uint32_t id, CkxShBufPolicy*& policy) {
-  return FindRecord(
-      EkxPolicySection::Policies, kKxPolicyRecord,
-      [&](const unsigned char* record) { return PolicyHeader(record)->id == id; },
-      [&](const unsigned char* record) {
-        CkxShBufPolicy* const copy = CkxShBufPolicy::PolicyFromBuffer(PolicyHeader(record), true);
-        if (copy == nullptr) return false;
-        policy = copy;
-        return true;
-      });
+  const auto wanted = [&](const SkxPolicyBufHeader& record) { return record.id == id; };
+  return KxSection_LookUp(EkxPolicySection::Policies, kKxPolicyRecord, wanted, CkxShBufPolicy::PolicyFromBuffer,
+                          policy);
 }
 
 bool CkxSharedPoliciesData::GetPolicyByIdWithValidation(uint32_t id, EkxPolicyAction action, bool active,
@@ -161,19 +141,12 @@ bool CkxSharedPoliciesData::GetPolicyByIdWithValidation(uint32_t id, EkxPolicyAc
 }
 
 bool CkxSharedPoliciesData::GetAppGroupById(const GUID& id, CkxShBufAppGroup*& group) {
-  const auto header = [](const unsigned char* record) { return reinterpret_cast<const SkxAppGroupBufHeader*>(record); };
-  return FindRecord(
-      EkxPolicySection::AppGroups, kKxAppGroupRecord,
-      [&](const unsigned char* record) {
-        const GUID candidate = header(record)->id;
-        return KxGuid_Equal(candidate, id);
-      },
-      [&](const unsigned char* record) {
-        CkxShBufAppGroup* const copy = CkxShBufAppGroup::AppGroupFromBuffer(header(record), true);
-        if (copy == nullptr) return false;
-        group = copy;
-        return true;
-      });
+  const auto wanted = [&](const SkxAppGroupBufHeader& record) {
+    const GUID candidate = record.id;
+    return KxGuid_Equal(candidate, id);
+  };
+  return KxSection_LookUp(EkxPolicySection::AppGroups, kKxAppGroupRecord, wanted, CkxShBufAppGroup::AppGroupFromBuffer,
+                          group);
 }
 
 bool CkxSharedPoliciesData::GetPoliciesApplicableForUser(void* token, std::vector<int>& ids) {

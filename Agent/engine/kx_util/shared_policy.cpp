@@ -6,10 +6,12 @@
 
 #include "Agent/engine/kx_util/buffer_reader.h"
 #include "Agent/engine/kx_util/policy_com_reference.h"
+#include "Agent/engine/kx_util/policy_lookup.h"
 #include "Agent/engine/kx_util/record_copy.h"
 #include "Agent/engine/kx_util/record_memory.h"
 #include "Agent/engine/kx_util/target_text.h"
 #include "Common_CPP/util/guid.h"
+#include "Common_CPP/util/trace.h"
 
 namespace {
 
@@ -106,6 +108,25 @@ void CkxShBufPolicy::FillPolicyInfo(SkxTriggerPolicyShortInfo& info) const {
   info.SetKxGpoId(KxGpoId());
   info.GuiType = GuiType();
   info.ReportUsageState = ReportUsageState();
+}
+
+bool CkxShBufPolicy::GetAlert(EkxAlertTrigger trigger, EkxAlertType type, CkxShBufCustGuiBase*& alert) const {
+  SkxPolicyAlertLink link;
+  if (!FindAlertLink(trigger, type, link)) return false;
+  const GUID id = link.alertId;
+  return KxPolicyLookup_GetAlert(id, type, alert);
+}
+
+bool CkxShBufPolicy::GetDebugMessage(KxBstr& text) const {
+  CkxUtilStr message;
+  _AppendDebugMsg(message);
+  const KxBstr copy = KxBstr_Alloc(message.View());
+  if (copy == nullptr) {
+    KxTrace(EkxTraceLevel::Error, "CkxShBufPolicy", "ERROR: Failed to alloc ", message.Length(), " characters");
+    return false;
+  }
+  text = copy;
+  return true;
 }
 
 void CkxShBufPolicy::_AppendDebugMsg(CkxUtilStr& text) const {

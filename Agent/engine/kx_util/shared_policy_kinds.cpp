@@ -4,6 +4,20 @@
 #include "Agent/engine/kx_util/target_text.h"
 #include "Common_CPP/access_token/access_token.h"
 
+namespace {
+
+struct ExclusionQuestion {
+  const IkxPathProvider& file;
+  bool excluded = false;
+};
+
+struct DistributorQuestion {
+  const CkxFileSrcProcess& process;
+  std::optional<CkxUtilStr> name;  ///< of the target that matched; copied, since a group's targets go with the group
+};
+
+}  // namespace
+
 bool CkxShBufPolicyNormalRun::ShouldReplaceUAC(bool isAdmin) const {
   SkxPolicyAlertLink link;
   return FindAlertLink(isAdmin ? EkxAlertTrigger::ReplaceUacOfAdministrator : EkxAlertTrigger::ReplaceUacOfStandardUser,
@@ -89,24 +103,38 @@ bool CkxShBufPolicyExclude::IsApplicableTarget(const CkxTargetInfo& target, SkxT
 }
 
 bool CkxShBufPolicyExclude::IsExcludedTarget(const IkxPathProvider& file) const {
-  struct Question {
-    const IkxPathProvider& file;
-    bool excluded = false;
-  } question = {file};
-  EnumTargets(
-      [](const CkxShBufTarget& target, void* context) {
-        auto& asked = *static_cast<Question*>(context);
-        asked.excluded = target.IsTargetType(EkxPolicyTarget::Exclude) &&
-                         static_cast<const CkxShBufTargetExclude&>(target).MatchExcludedTarget(asked.file);
-        return !asked.excluded;
-      },
-      &question);
+  ExclusionQuestion question = {file};
+  EnumTargets(_EnumExcludedTarget, &question);
   return question.excluded;
+}
+
+bool CkxShBufPolicyExclude::_EnumExcludedTarget(const CkxShBufTarget& target, void* question) {
+  auto& asked = *static_cast<ExclusionQuestion*>(question);
+  asked.excluded = target.IsTargetType(EkxPolicyTarget::Exclude) &&
+                   static_cast<const CkxShBufTargetExclude&>(target).MatchExcludedTarget(asked.file);
+  return !asked.excluded;
 }
 
 void CkxShBufPolicyExclude::_AppendDebugMsg(CkxUtilStr& text) const {
   CkxShBufPolicyWithTargets::_AppendDebugMsg(text);
   KxText_AppendFormat(text, KXW("Exclude type: %d\r\n"), _excludeType);
+}
+
+bool CkxShBufPolicySoftwareDistributors::IsSoftwareDistributor(const CkxFileSrcProcess& process,
+                                                               CkxUtilStr& name) const {
+  DistributorQuestion question = {process, {}};
+  EnumTargets(_EnumIsSoftwareDistributor, &question);
+  if (!question.name) return false;
+  name = question.name->IsEmpty() ? NameView() : question.name->View();
+  return true;
+}
+
+bool CkxShBufPolicySoftwareDistributors::_EnumIsSoftwareDistributor(const CkxShBufTarget& target, void* question) {
+  auto& asked = *static_cast<DistributorQuestion*>(question);
+  if (!target.IsTargetType(EkxPolicyTarget::Executable)) return true;
+  if (!target.Observed(target.MatchProcess(asked.process))) return true;
+  asked.name = static_cast<const CkxShBufTargetExe&>(target).SoftwareDistributorName();
+  return false;
 }
 
 bool CkxShBufPolicyConfiguration::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {

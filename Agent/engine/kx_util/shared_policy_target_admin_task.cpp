@@ -22,9 +22,15 @@ bool CkxShBufTargetAdminTask::FromBuffer(const unsigned char*& cursor, unsigned 
 }
 
 bool CkxShBufTargetAdminTask::MatchTarget(const CkxTargetInfo& target) const {
-  return KxCheck_Kind(IsLaunchOf(*_task, target), _task->Name(), target);
+  return KxCheck_Kind(_task != nullptr && IsLaunchOf(*_task, target), TaskName(), target);
 }
 
+std::span<const uint32_t> CkxShBufTargetAdminTask::GetKxToolsFolderItemIds() const {
+  return _task != nullptr ? _task->GetKxToolsFolderItemIds() : std::span<const uint32_t>();
+}
+
+const WCHAR* CkxShBufTargetAdminTask::TaskName() const { return _task != nullptr ? _task->Name() : KXW("Unknown"); }
+
 void CkxShBufTargetAdminTask::AppendDebugMsg(CkxUtilStr& text) const {
-  KxText_AppendFormat(text, KXW("\r\n  Target: AdminTask %d (%s).\r\n"), _taskId, _task->Name());
+  KxText_AppendFormat(text, KXW("\r\n  Target: AdminTask %d (%s).\r\n"), _taskId, TaskName());
 }

@@ -10,7 +10,7 @@ bool CkxShBufTargetExe::FromBuffer(const unsigned char*& cursor, unsigned long& 
   // clang-format off: one line a field
   return in.Flag(_inheritable) && in.Nested(_fileVersions) && in.Nested(_productVersions) && in.Nested(_location) &&
          in.Nested(_fileName) && in.Nested(_arguments) && in.Nested(_owners) && in.Nested(_publishers) &&
-         in.Nested(_versionFields) && in.Nested(_serviceName) && in.Nested(_parentProcess) && in.Text(_users) &&
+         in.Nested(_versionFields) && in.Nested(_serviceName) && in.Nested(_parentProcess) && in.Nested(_users) &&
          in.Nested(_origin) && in.ObfuscatedText(_softwareDistributorName);
   // clang-format on
 }
@@ -33,14 +33,24 @@ bool CkxShBufTargetExe::MatchTarget(const CkxTargetInfo& target) const {
   return KxCheck_Kind(process != nullptr || !asksForProcess, KXW("Executable process"), target) &&
          (process == nullptr || KxCheck_Arguments(_arguments, *process)) && KxCheck_FileNameAndHash(_fileName, file) &&
          KxCheck_Location(_location, file) && KxCheck_Origin(_origin, file) &&
-         (process == nullptr || KxCheck_ServiceName(_serviceName, *process)) && KxCheck_Owners(_owners, file) &&
-         KxCheck_FileVersion(_fileVersions, file) && KxCheck_ProductVersion(_productVersions, file) &&
-         KxCheck_VersionFields(_versionFields, file) && KxCheck_Publishers(_publishers, file) &&
+         (process == nullptr || KxCheck_ServiceName(_serviceName, process->ServiceNames())) &&
+         KxCheck_Owners(_owners, file) && KxCheck_FileVersion(_fileVersions, file) &&
+         KxCheck_ProductVersion(_productVersions, file) && KxCheck_VersionFields(_versionFields, file) &&
+         KxCheck_Publishers(_publishers, file) &&
          (process == nullptr || KxCheck_ParentProcess(_parentProcess, *process));
   // clang-format on
 }
 
-bool CkxShBufTargetExe::MatchProcess(const CkxFileSrcProcess& /*process*/) const { return false; }
+bool CkxShBufTargetExe::MatchProcess(const CkxFileSrcProcess& process) const {
+  // clang-format off: one line a check
+  return KxCheck_Arguments(_arguments, process) && KxCheck_FileNameAndHash(_fileName, process) &&
+         KxCheck_Location(_location, process) && KxCheck_NotRemembered("origin", _origin) &&
+         KxCheck_ServiceName(_serviceName, process.Facts().serviceNames) && KxCheck_NotRemembered("owners", _owners) &&
+         KxCheck_NotRemembered("fileVersion", _fileVersions) &&
+         KxCheck_NotRemembered("productVersion", _productVersions) && KxCheck_VersionFields(_versionFields, process) &&
+         KxCheck_Publishers(_publishers, process) && KxCheck_NotRemembered("parentProcess", _parentProcess);
+  // clang-format on
+}
 
 void CkxShBufTargetExe::AppendDebugMsg(CkxUtilStr& text) const {
   KxText_AppendFormat(text, KXW("\r\n  Target: EXE. Inheritable=%s\r\n"), KxText_YesNo(_inheritable));

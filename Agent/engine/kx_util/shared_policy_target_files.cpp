@@ -21,6 +21,17 @@ struct Subject {
   }
 };
 
+/// The package itself, a program that runs from one, or the package that a process was started for; null when there is
+/// none, or nothing is known of it.
+const CkxTargetInfoFile* FileOfPackage(const CkxTargetInfo& target) {
+  if (!target.IsTargetInfoFile()) return nullptr;
+  const auto& itself = static_cast<const CkxTargetInfoFile&>(target);
+  if (itself.AppPackage() != nullptr) return &itself;
+  Subject subject;
+  const bool found = subject.Find(target, EkxPolicyTarget::AppPackage) && subject.file->AppPackage() != nullptr;
+  return found ? subject.file : nullptr;
+}
+
 void AppendTitle(CkxUtilStr& text, const WCHAR* title) {
   KxText_AppendFormat(text, KXW("\r\n  Target: %s.\r\n"), title);
 }
@@ -248,13 +259,12 @@ void CkxShBufTargetAppPackage::FillTargetInfo(SkxTriggerPolicyShortInfo& info) c
 }
 
 bool CkxShBufTargetAppPackage::MatchTarget(const CkxTargetInfo& target) const {
-  Subject subject;
-  const bool found = subject.Find(target, EkxPolicyTarget::AppPackage) && subject.file->AppPackage() != nullptr;
-  if (!KxCheck_Kind(found, KXW("AppPackage"), target)) return false;
-  const SkxAppPackageFacts& package = *subject.file->AppPackage();
+  const CkxTargetInfoFile* const file = FileOfPackage(target);
+  if (!KxCheck_Kind(file != nullptr, KXW("AppPackage"), target)) return false;
+  const SkxAppPackageFacts& package = *file->AppPackage();
   // clang-format off: one line a check
   return KxCheck_Text("packageName", _packageName, package.name) && KxCheck_PackageVersion(_versions, package) &&
-         KxCheck_Capabilities(_capabilities, package) && KxCheck_Publishers(_publishers, *subject.file);
+         KxCheck_Capabilities(_capabilities, package) && KxCheck_Publishers(_publishers, *file);
   // clang-format on
 }
 

@@ -59,22 +59,13 @@ void CkxShBufTargetService::AppendDebugMsg(CkxUtilStr& text) const {
 }
 
 bool CkxShBufTargetRemovableMedia::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
-  return CkxShBufTargetSecurity::FromBuffer(cursor, remaining) &&
-         CkxBufReader(cursor, remaining).List(_media, CkxShBufPropMediaInfos::MediaInfoNodeFromBuffer);
-}
-
-bool CkxShBufTargetRemovableMedia::MatchMedia(const SkxMediaFacts& media) const {
-  if (_media.Count() == 0) return true;
-  for (const CkxPropNode<CkxShBufPropMediaInfo>& node : Media()) {
-    if (node.prop.Match(media)) return true;
-  }
-  return false;
+  return CkxShBufTargetSecurity::FromBuffer(cursor, remaining) && CkxBufReader(cursor, remaining).Nested(_media);
 }
 
 void CkxShBufTargetRemovableMedia::AppendDebugMsg(CkxUtilStr& text) const {
   KxText_AppendFormat(text, KXW("\r\n  Target: %s: AccessMask=0x%.8X\r\n"), KxUtil_PolicyTargetTypeStr(TargetType()),
                       AccessMask());
-  for (const CkxPropNode<CkxShBufPropMediaInfo>& node : Media()) {
+  for (const CkxPropNode<CkxShBufPropMediaInfo>& node : _media.Elements()) {
     text.Append(KXW("    "));
     KxPropText_Append(text, node.prop);
     text.Append(KXW("\r\n"));

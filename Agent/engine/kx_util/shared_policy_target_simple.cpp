@@ -39,7 +39,7 @@ void CkxShBufTargetAppGroupLink::AppendDebugMsg(CkxUtilStr& text) const {
 bool CkxShBufTargetExclude::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
   if (!CkxShBufTarget::FromBuffer(cursor, remaining)) return false;
   CkxBufReader in(cursor, remaining);
-  return in.Nested(_location) && in.Nested(_fileName) && in.Text(_users);
+  return in.Nested(_location) && in.Nested(_fileName) && in.Nested(_users);
 }
 
 bool CkxShBufTargetExclude::MatchTarget(const CkxTargetInfo& target) const {
@@ -48,7 +48,8 @@ bool CkxShBufTargetExclude::MatchTarget(const CkxTargetInfo& target) const {
 }
 
 bool CkxShBufTargetExclude::MatchExcludedTarget(const IkxPathProvider& file) const {
-  return KxCheck_FileName(_fileName, file) && KxCheck_Location(_location, file);
+  return KxCheck_FileName(_fileName, file) && KxCheck_Location(_location, file) &&
+         KxCheck_Users(_users, file.GetAccessToken());
 }
 
 void CkxShBufTargetExclude::AppendDebugMsg(CkxUtilStr& text) const {

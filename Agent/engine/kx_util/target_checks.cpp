@@ -2,7 +2,8 @@
 
 #include <algorithm>
 
-#include "Agent/engine/kx_util/prop_text.h"
+#include "Common_CPP/access_token/access_token.h"
+#include "Common_CPP/file/machine_facts.h"
 #include "Common_CPP/file/path.h"
 #include "Common_CPP/util/format.h"
 #include "Common_CPP/util/text.h"
@@ -42,6 +43,42 @@ void AppendSigner(CkxUtilStr& text, const IkxPublisherProvider& file) {
                       index < std::size(kWords) ? kWords[index] : kWords[0]);
 }
 
+template <class Process>
+bool CheckArguments(const CkxShBufPropArguments& arguments, const Process& process) {
+  return Check("arguments", arguments,
+               !arguments.Initialized() || arguments.Match(process.CommandLine(), process.GetPath()),
+               [&](CkxUtilStr& text) { text.Append(Or(process.CommandLine(), KXW("no command line"))); });
+}
+
+/// The machine, but for a drive whose type is remembered by its word: other media may be in it by now.
+class RememberedDrive : public IkxMachineFacts {
+ public:
+  explicit RememberedDrive(CkxTextView locationType) : _machine(KxMachine_Facts()) {
+    for (const auto& [word, type] : kDrives) {
+      if (KxText_Equals(locationType, word, false)) _remembered = type;
+    }
+  }
+  EkxDriveType DriveType(WCHAR letter) const override {
+    return _remembered ? *_remembered : _machine.DriveType(letter);
+  }
+  std::optional<KxWString> MappedShare(WCHAR letter) const override { return _machine.MappedShare(letter); }
+  CkxTextView WindowsFolder() const override { return _machine.WindowsFolder(); }
+
+ private:
+  struct Drive {
+    const WCHAR* word;
+    EkxDriveType type;
+  };
+  static constexpr Drive kDrives[] = {{KXW("REMOVABLE"), EkxDriveType::Removable},
+                                      {KXW("FIXED"), EkxDriveType::Fixed},
+                                      {KXW("REMOTE"), EkxDriveType::Remote},
+                                      {KXW("CDROM"), EkxDriveType::Cdrom},
+                                      {KXW("RAMDISK"), EkxDriveType::RamDisk}};
+
+  const IkxMachineFacts& _machine;
+  std::optional<EkxDriveType> _remembered;
+};
+
 const WCHAR* ProductVersionText(const CkxTargetInfoFile& file) {
   return file.IsTargetType(EkxPolicyTarget::Msi) ? file.GetMsiProperty(KXW("ProductVersion"))
                                                  : file.GetProductVersionStr();
@@ -59,9 +96,11 @@ bool KxCheck_Kind(bool matched, const WCHAR* expected, const CkxTargetInfo& targ
 }
 
 bool KxCheck_Arguments(const CkxShBufPropArguments& arguments, const CkxTargetInfoProcess& process) {
-  return Check("arguments", arguments,
-               !arguments.Initialized() || arguments.Match(process.CommandLine(), process.GetPath()),
-               [&](CkxUtilStr& text) { text.Append(Or(process.CommandLine(), KXW("no command line"))); });
+  return CheckArguments(arguments, process);
+}
+
+bool KxCheck_Arguments(const CkxShBufPropArguments& arguments, const CkxFileSrcProcess& process) {
+  return CheckArguments(arguments, process);
 }
 
 bool KxCheck_FileName(const CkxShBufPropFileName& fileName, const IkxPathProvider& file) {
@@ -80,13 +119,20 @@ bool KxCheck_Location(const CkxShBufPropFileLocation& location, const IkxPathPro
   });
 }
 
+bool KxCheck_Location(const CkxShBufPropFileLocation& location, const CkxFileSrcProcess& process) {
+  if (!location.Initialized()) return true;
+  const RememberedDrive drive(process.Facts().locationType);
+  const CkxMachineFactsScope scope(drive);
+  return KxCheck_Location(location, static_cast<const IkxPathProvider&>(process));
+}
+
 bool KxCheck_Origin(const CkxShBufPropFileOrigin& origin, const CkxTargetInfoFile& file) {
   return Check("origin", origin, origin.Match(file), [](CkxUtilStr& text) { text.Append(KXW("no origin record")); });
 }
 
-bool KxCheck_ServiceName(const CkxShBufPropSvcName& serviceName, const CkxTargetInfoProcess& process) {
-  return Check("serviceName", serviceName, !serviceName.Initialized() || serviceName.Match(process),
-               [&](CkxUtilStr& text) { text.Append(Or(process.ServiceNames(), KXW("no services"))); });
+bool KxCheck_ServiceName(const CkxShBufPropSvcName& serviceName, CkxTextView services) {
+  return Check("serviceName", serviceName, serviceName.Match(services),
+               [&](CkxUtilStr& text) { text.Append(Or(services, KXW("no services"))); });
 }
 
 bool KxCheck_Owners(const CkxShBufPropFileOwners& owners, const IkxOwnerProvider& file) {
@@ -135,7 +181,7 @@ bool KxCheck_Url(const CkxShBufPropStr& url, CkxTextView requested) {
 }
 
 bool KxCheck_Text(const char* name, const CkxShBufPropStr& prop, CkxTextView actual) {
-  return Check(name, prop, !prop.Initialized() || prop.Match(actual),
+  return Check(name, prop, !prop.Initialized() || (!actual.IsEmpty() && prop.Match(actual)),
                [&](CkxUtilStr& text) { text.Append(Or(actual, KXW("unknown"))); });
 }
 
@@ -172,5 +218,14 @@ bool KxCheck_Capabilities(const CkxShBufPropCapabilities& capabilities, const Sk
       separator = KXW(", ");
     }
     if (package.capabilities.empty()) text.Append(KXW("none"));
+  });
+}
+
+bool KxCheck_Users(const CkxShBufTargetUsers& users, void* token) {
+  const bool matched = users.View().IsEmpty() || users.IsApplicableToUserOC(token);
+  return KxObserve_Check("users", matched, [&](CkxUtilStr& expected, CkxUtilStr& actual) {
+    const std::optional<CkxSid> user = KxToken_User(token);
+    expected.Append(users.View());
+    actual.Append(user ? CkxTextView(user->ToText()) : CkxTextView(KXW("no user")));
   });
 }

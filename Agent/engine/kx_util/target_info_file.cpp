@@ -33,12 +33,14 @@ constexpr SkxExtensionType kExtensionTypes[] = {
     {KXW(".msi"), EkxPolicyTarget::Msi},
     {KXW(".msp"), EkxPolicyTarget::Msi},
     {KXW(".msu"), EkxPolicyTarget::Msu},
-    // Scripts are what the system's own hosts run.
+    // Scripts are what the system's own hosts run, and modules of theirs that are code.
     {KXW(".bat"), EkxPolicyTarget::Script},
     {KXW(".cmd"), EkxPolicyTarget::Script},
+    {KXW(".hta"), EkxPolicyTarget::Script},
     {KXW(".js"), EkxPolicyTarget::Script},
     {KXW(".jse"), EkxPolicyTarget::Script},
     {KXW(".ps1"), EkxPolicyTarget::Script},
+    {KXW(".psm1"), EkxPolicyTarget::Script},
     {KXW(".vbe"), EkxPolicyTarget::Script},
     {KXW(".vbs"), EkxPolicyTarget::Script},
     {KXW(".wsf"), EkxPolicyTarget::Script},

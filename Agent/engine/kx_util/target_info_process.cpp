@@ -1,12 +1,32 @@
 #include <kx_util/target_info_process.h>
 
+#include "Agent/engine/kx_util/script_host.h"
+#include "Common_CPP/file/path.h"
 #include "Common_CPP/util/format.h"
 
+namespace {
+
+/// A process as the script that it runs. What an interpreter runs is a script, whatever its extension.
+class HostedScript : public CkxTargetInfoProcess {
+ public:
+  using CkxTargetInfoProcess::CkxTargetInfoProcess;
+  EkxPolicyTarget TargetType() const override { return EkxPolicyTarget::Script; }
+};
+
+/// From the root of a drive or of a server; interpreters go by the rules of their system, whatever this one is.
+bool IsAbsolute(CkxTextView path) {
+  if (path.Size() < 3) return false;
+  if (KxPath_DriveLetter(path) != 0) return KxPath_IsSeparator(path[2]);
+  return KxPath_IsSeparator(path[0]) && KxPath_IsSeparator(path[1]);
+}
+
+}  // namespace
+
 CkxTargetInfoProcess::CkxTargetInfoProcess(const WCHAR* path, SkxProcessFacts process, void* userToken, bool flag)
-    : CkxTargetInfoFile(path, userToken, flag), _process(std::move(process)) {}
+    : CkxTargetInfoFile(path, userToken, flag), _process(std::move(process)), _isRecorded(false) {}
 
 CkxTargetInfoProcess::CkxTargetInfoProcess(SkxFileFacts file, SkxProcessFacts process, void* userToken, bool flag)
-    : CkxTargetInfoFile(std::move(file), userToken, flag), _process(std::move(process)) {}
+    : CkxTargetInfoFile(std::move(file), userToken, flag), _process(std::move(process)), _isRecorded(true) {}
 
 CkxTargetInfoProcess::~CkxTargetInfoProcess() = default;
 
@@ -20,7 +40,27 @@ const CkxTargetInfoFile* CkxTargetInfoProcess::LinkedOfType(EkxPolicyTarget type
     if (linked->IsTargetInfoFile() && linked->IsTargetType(type))
       return static_cast<const CkxTargetInfoFile*>(linked.get());
   }
-  return nullptr;
+  if (type != EkxPolicyTarget::Script) return nullptr;
+  if (!_script) _script = _DescribeScript();
+  return static_cast<const CkxTargetInfoFile*>(_script->get());
+}
+
+CkxTargetInfoPtr CkxTargetInfoProcess::_DescribeScript() const {
+  std::optional<SkxHostedScript> script = KxScriptHost_ScriptOf(GetPath(), CommandLine());
+  if (!script) return nullptr;
+  SkxProcessFacts process;
+  process.pid = Pid();
+  process.commandLine = std::move(script->commandLine);
+
+  // A relative path begins at the folder of that process, which is not known here: looked for from the current folder
+  // of this one, it would be some other file.
+  if (!_isRecorded && IsAbsolute(script->path)) {
+    return CkxTargetInfoPtr(
+        new HostedScript(script->path.c_str(), std::move(process), UserToken(), ConstructionFlag()));
+  }
+  SkxFileFacts facts;
+  facts.path = std::move(script->path);
+  return CkxTargetInfoPtr(new HostedScript(std::move(facts), std::move(process), UserToken(), ConstructionFlag()));
 }
 
 void CkxTargetInfoProcess::_GetDescriptionForEvent(CkxUtilStr& text) const {

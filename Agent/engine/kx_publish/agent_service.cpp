@@ -1,0 +1,177 @@
+#include "Agent/engine/kx_publish/agent_service.h"
+
+#include <kx_util/shared_policies_data.h>
+#include <kx_util/shared_policy_kinds.h>
+#include <kx_util/target_info_process.h>
+
+#include <cstring>
+
+#include "Agent/engine/kx_util/agent_requests.h"
+#include "Common_CPP/access_token/access_token.h"
+#include "Common_CPP/util/last_error.h"
+#include "Common_CPP/util/text.h"
+
+namespace {
+
+using Body = std::span<const unsigned char>;
+using Reply = std::vector<unsigned char>;
+
+template <class Block>
+void Append(Reply& reply, const Block& block) {
+  const auto* const bytes = reinterpret_cast<const unsigned char*>(&block);
+  reply.insert(reply.end(), bytes, bytes + sizeof(block));
+}
+
+bool ReadQuestion(Body body, SkxConsentQuestion& question) {
+  if (body.size() != sizeof(question)) return false;
+  std::memcpy(&question, body.data(), sizeof(question));
+  return true;
+}
+
+CkxTextView PathOf(const SkxConsentQuestion& question) {
+  return CkxTextView::FromBytes(question.path, sizeof(question.path));
+}
+
+bool ReplacesPrompt(const CkxShBufPolicy& policy, bool administrator) {
+  if (const auto* const run = dynamic_cast<const CkxShBufPolicyNormalRun*>(&policy)) {
+    return run->ShouldReplaceUAC(administrator);
+  }
+  const auto* const trust = dynamic_cast<const CkxShBufPolicyElevateOnDemand*>(&policy);
+  return trust != nullptr && trust->ShouldReplaceUAC(administrator);
+}
+
+/// The dialog that the policy shows instead of the prompt, where it names one that there is.
+void FillDialog(const CkxShBufPolicy& policy, bool administrator, SvcUacActionInfo& action) {
+  const EkxAlertTrigger trigger =
+      administrator ? EkxAlertTrigger::ReplaceUacOfAdministrator : EkxAlertTrigger::ReplaceUacOfStandardUser;
+  CkxShBufCustGuiBase* alert = nullptr;
+  if (!policy.GetAlert(trigger, EkxAlertType::Dialog, alert)) return;
+  const CkxShBufCustGuiPtr owned(alert);
+  const auto& dialog = static_cast<const CkxShBufCustGuiDialog&>(*alert);
+  const CkxTextView path = dialog.HtmlPathView();
+  if (path.Size() >= SvcUacActionInfo::kHtmlPathUnits) return;  // cut off it would name something else
+  action.alertId = dialog.Id();
+  action.dialogType = static_cast<uint32_t>(dialog.DlgType());
+  for (size_t i = 0; i < path.Size(); ++i) action.htmlPath[i] = path[i];
+}
+
+/// What the policies say of a prompt that `user` is about to see.
+SvcUacActionInfo ActionOf(const CkxImageSource& source, const CkxSid& user, const SkxConsentQuestion& question) {
+  SvcUacActionInfo action;
+  std::memset(static_cast<void*>(&action), 0, sizeof(action));
+  const bool administrator = question.administrator != 0;
+  CkxAccessToken token(user, {}, administrator);
+  const CkxTargetInfoProcess program(PathOf(question).ToString().c_str(), SkxProcessFacts{}, token.Handle());
+
+  const CkxPolicySourceScope scope(source);
+  SkxTriggerPolicyShortInfo info;
+  CkxShBufPolicy* policy = nullptr;
+  if (!CkxSharedPoliciesData::GetTargetPolicyAction(program, info)) return action;
+  action.policy = info;
+  action.policyApplies = 1;
+  if (!CkxSharedPoliciesData::GetPolicyById(info.PolicyId, policy)) return action;
+  const CkxShBufPolicyPtr owned(policy);
+  action.replacePrompt = ReplacesPrompt(*policy, administrator) ? 1 : 0;
+  if (action.replacePrompt != 0) FillDialog(*policy, administrator, action);
+  return action;
+}
+
+std::string Described(const SkxConsentQuestion& question, const SvcUacActionInfo& action) {
+  std::string text = "\"" + KxText_ToUtf8(PathOf(question)) + "\": ";
+  text += action.policyApplies != 0 ? "policy " + std::to_string(action.policy.PolicyId) : "no policy";
+  return text + (action.replacePrompt != 0 ? ", replaces the prompt" : "");
+}
+
+}  // namespace
+
+struct CkxAgentService::Channel {
+  const SkxAgentRequest& request;
+  Answer answer;
+};
+
+CkxAgentService::CkxAgentService(KxAgentServiceListener listener) : _listener(std::move(listener)) {}
+
+CkxAgentService::~CkxAgentService() { Stop(); }
+
+void CkxAgentService::Serve(SkxPolicyImage image) {
+  auto source = std::make_shared<const CkxImageSource>(std::move(image));
+  const std::lock_guard lock(_mutex);
+  _source = std::move(source);
+}
+
+std::shared_ptr<const CkxImageSource> CkxAgentService::Source() const {
+  const std::lock_guard lock(_mutex);
+  return _source;
+}
+
+bool CkxAgentService::Start(KxWString& name) {
+  const Channel channels[] = {
+      {kKxApplicablePoliciesRequest, AnswerApplicablePolicies},
+      {kKxUacActionRequest, AnswerUacAction},
+      {kKxHookConsentRequest, AnswerHookConsent},
+  };
+  for (const auto& [request, answer] : channels) {
+    auto& server = *_servers.emplace_back(std::make_unique<CkxSecureIpcServer>());
+    server.Handle(request.requestName, request.channel,
+                  [this, word = KxText_ToUtf8(request.requestName), answer = answer](const SkxSecureIpcCaller& caller,
+                                                                                     Body body, Reply& reply) {
+                    const std::shared_ptr<const CkxImageSource> source = Source();
+                    std::string outcome = "no image";
+                    const bool answered = source != nullptr && answer(*source, caller, body, reply, outcome);
+                    if (_listener) _listener(word + " from " + caller.peer.user.ToUtf8() + ": " + outcome);
+                    return answered;
+                  });
+    if (server.Start(request.serverName)) continue;
+    name = request.serverName;
+    const CkxLastErrorGuard guard;
+    Stop();
+    return false;
+  }
+  return true;
+}
+
+void CkxAgentService::Stop() {
+  for (const auto& server : _servers) server->Stop();
+  for (const auto& server : _servers) server->Wait();
+  _servers.clear();
+}
+
+bool CkxAgentService::AnswerApplicablePolicies(const CkxImageSource& source, const SkxSecureIpcCaller& /*caller*/,
+                                               Body body, Reply& reply, std::string& outcome) {
+  const CkxTextView text = CkxTextView::FromBytes(body.data(), body.size());
+  const std::optional<CkxSid> user = CkxSid::FromUtf8(KxText_ToUtf8(text));
+  if (!user) {
+    outcome = "refused, no SID";
+    return false;
+  }
+  const CkxPolicySourceScope scope(source);
+  CkxAccessToken token(*user, {}, false);
+  std::vector<int> ids;
+  CkxSharedPoliciesData::GetPoliciesApplicableForUser(token.Handle(), ids);
+  for (const int id : ids) Append(reply, id);
+  outcome = user->ToUtf8() + ": " + std::to_string(ids.size()) + " policies";
+  if (ids.empty()) Append(reply, 0);  // a reply without anything would be taken for a fault
+  return true;
+}
+
+bool CkxAgentService::AnswerUacAction(const CkxImageSource& source, const SkxSecureIpcCaller& caller, Body body,
+                                      Reply& reply, std::string& outcome) {
+  SkxConsentQuestion question;
+  outcome = "refused, " + std::to_string(body.size()) + " bytes";
+  if (!ReadQuestion(body, question)) return false;
+  const SvcUacActionInfo action = ActionOf(source, caller.peer.user, question);
+  Append(reply, action);
+  outcome = Described(question, action);
+  return true;
+}
+
+bool CkxAgentService::AnswerHookConsent(const CkxImageSource& source, const SkxSecureIpcCaller& caller, Body body,
+                                        Reply& reply, std::string& outcome) {
+  SkxConsentQuestion question;
+  outcome = "refused, " + std::to_string(body.size()) + " bytes";
+  if (!ReadQuestion(body, question)) return false;
+  const SvcUacActionInfo action = ActionOf(source, caller.peer.user, question);
+  reply.push_back(action.replacePrompt);
+  outcome = Described(question, action);
+  return true;
+}

@@ -1,0 +1,66 @@
+// What the library asks the agent's service, one request and one reply each. All numbers are little-endian.
+//
+//   HANDLER_APPLICABLE_POLICIES   request: the user's SID as text, terminated   reply: u32 policy ids, the first not 0
+//   HANDLER_GET_UAC_ACTION        request: as below                             reply: SvcUacActionInfo
+//   HANDLER_SHOULD_HOOK_CONSENT   request: as below                             reply: u8
+//
+//   0: u32 nonzero for an administrator
+//   4: 300 bytes of path, terminated; all zero when it is too long
+#pragma once
+
+#include <kx_util/agent_uac_action.h>
+
+#include <optional>
+#include <vector>
+
+#include "Common_CPP/util/text_view.h"
+
+/// Where a request goes, and what is expected of who answers it.
+struct SkxAgentRequest {
+  const WCHAR* serverName;
+  const WCHAR* clientName;
+  const WCHAR* requestName;
+  uint32_t channel;
+  const WCHAR* image;   ///< of the server's program; empty: not asked
+  const WCHAR* signer;  ///< likewise
+  uint32_t timeout;     ///< milliseconds for each wait
+};
+
+inline constexpr SkxAgentRequest kKxApplicablePoliciesRequest = {KXW("applicablePoliciesSer"),
+                                                                 KXW("applicablePoliciesSerCli"),
+                                                                 KXW("HANDLER_APPLICABLE_POLICIES"),
+                                                                 6,
+                                                                 KXW(""),
+                                                                 KXW(""),
+                                                                 30000};
+inline constexpr SkxAgentRequest kKxUacActionRequest = {KXW("uacActionServ"),
+                                                        KXW("uacActionCli"),
+                                                        KXW("HANDLER_GET_UAC_ACTION"),
+                                                        4,
+                                                        KXW("System"),
+                                                        KXW("Microsoft Windows"),
+                                                        10000};
+inline constexpr SkxAgentRequest kKxHookConsentRequest = {KXW("shouldHookConsentServ"),
+                                                          KXW("shouldHookConsentCli"),
+                                                          KXW("HANDLER_SHOULD_HOOK_CONSENT"),
+                                                          2,
+                                                          KXW("System"),
+                                                          KXW("Microsoft Windows"),
+                                                          10000};
+
+#pragma pack(push, 1)
+struct SkxConsentQuestion {
+  static constexpr size_t kPathUnits = 150;
+  uint32_t administrator;
+  WCHAR path[kPathUnits];  ///< terminated
+};
+#pragma pack(pop)
+static_assert(sizeof(SkxConsentQuestion) == 304);
+
+/// `request` is the one above unless a test asks another server. Every failure leaves a line in the trace.
+std::optional<std::vector<uint32_t>> KxAgent_ApplicablePolicies(
+    CkxTextView userSid, const SkxAgentRequest& request = kKxApplicablePoliciesRequest);
+bool KxAgent_UacAction(CkxTextView path, uint32_t administrator, SvcUacActionInfo& action,
+                       const SkxAgentRequest& request = kKxUacActionRequest);
+std::optional<bool> KxAgent_ShouldHookConsent(CkxTextView path, uint32_t administrator,
+                                              const SkxAgentRequest& request = kKxHookConsentRequest);

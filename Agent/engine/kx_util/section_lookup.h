@@ -1,0 +1,32 @@
+// Looking a record up in a section: how policies, groups and alerts are found by their ids.
+#pragma once
+
+#include <kx_util/policy_source.h>
+
+#include "Agent/engine/kx_util/section_records.h"
+#include "Common_CPP/util/trace.h"
+
+/// The first record that `wanted(header)` accepts, made by `make` as a copy of its own, so that it outlives the
+/// section. False, with `out` untouched, when there is none; and, with an error line, when that record or one before it
+/// is malformed.
+template <class Header, class Wanted, class Object>
+bool KxSection_LookUp(EkxPolicySection which, const SkxRecordKind& kind, Wanted wanted,
+                      Object* (*make)(const Header* record, bool copy), Object*& out) {
+  SkxSectionBytes section;
+  if (!KxPolicySource_Current().OpenSection(which, section)) return false;
+  CkxSectionRecords records(kind, section.bytes);
+  for (uint32_t i = 0; i < records.Count(); ++i) {
+    const auto* const record = reinterpret_cast<const Header*>(records.Next());
+    if (record == nullptr) return false;
+    if (!wanted(*record)) continue;
+    Object* const copy = make(record, true);
+    if (copy == nullptr) {
+      KxTrace(EkxTraceLevel::Error, "CkxSharedPoliciesData", "ERROR: ", std::string_view(kind.word),
+              " cannot be read. Record=", i);
+      return false;
+    }
+    out = copy;
+    return true;
+  }
+  return false;
+}

@@ -1,0 +1,80 @@
+// A process as the origin of a file remembers it: the one that wrote the file, or one above it. The record outlives the
+// process and may come from another day, so it is judged by what it holds and never by looking at the disk.
+//
+//   CkxFileSrcProcess writer;
+//   writer.Fill(process);
+//   if (policy.IsSoftwareDistributor(writer, name)) writer.Facts().softwareDistributor = name.View().ToString();
+#pragma once
+
+#include <kx_util/target_info_process.h>
+
+/// Where a file was copied from.
+struct SkxFileSrcCopySource {
+  KxWString path;
+  KxWString locationType;
+  KxWString localShareName;  ///< of the share on this machine that the path lies on
+};
+
+/// What the record holds. An empty text is "unknown".
+struct SkxFileSrcProcessFacts {
+  static constexpr uint32_t kUnknownUrlZone = 0xFFFFFFFF;
+
+  uint32_t order = 0;             ///< place in the chain; 0 wrote the file
+  bool isSetup = false;           ///< the program installs software
+  bool multiFileCreator = false;  ///< it created many files
+  uint32_t urlZone = kUnknownUrlZone;
+  KxWString wellKnown;            ///< short name of a process that everybody knows
+  KxWString softwareDistributor;  ///< the distribution tool that started it
+  KxWString serviceNames;         ///< separated by "/"
+  KxWString publisher;
+  EkxPublisherStatus publisherStatus = EkxPublisherStatus::Unknown;
+  KxWString fileDescription;
+  KxWString productName;
+  KxWString path;
+  KxWString locationType;     ///< of the path: "FIXED", "REMOVABLE", ...
+  bool inTempFolder = false;  ///< the program lies in a folder for temporary files
+  KxWString arguments;        ///< the command line without its program
+  SkxFileSrcCopySource copySource;
+  KxWString hash;  ///< "ALGORITHM##HEX"
+  std::optional<CkxSid> user;
+};
+
+class KX_UTIL_API CkxFileSrcProcess final : public IkxHashProvider,
+                                            public IkxPublisherProvider,
+                                            public IkxVersionInfoProvider {
+ public:
+  CkxFileSrcProcess() = default;
+  explicit CkxFileSrcProcess(SkxFileSrcProcessFacts facts) : _facts(std::move(facts)) {}
+
+  /// Takes over what the description tells of the process and its program, the hash included, and the user that it runs
+  /// for. What only its surroundings tell (its order, its distributor, where it was copied from, its zone, whether it
+  /// created many files or lies among temporary ones) stays as it was. False, with nothing changed, for a process
+  /// without a path.
+  bool Fill(const CkxTargetInfoProcess& process);
+
+  const SkxFileSrcProcessFacts& Facts() const { return _facts; }
+  SkxFileSrcProcessFacts& Facts() { return _facts; }
+
+  /// The path in quotes, then the arguments.
+  KxWString CommandLine() const;
+
+  /// Whether the program of `process` installs software: the system's own installers, else by the installer keywords in
+  /// the original name and the description of its version resource.
+  static bool IsSetupExeTarget(const CkxTargetInfoProcess& process);
+
+  /// Whether `text` has "setup", "install", "update" or "upgrade" anywhere in it, in whatever case.
+  static bool ContainsInstallerKeywords(CkxTextView text);
+
+  // Texts live until the facts change.
+  const WCHAR* GetPath() const override;
+  int64_t GetFileSize() const override { return kUnknownSize; }
+  int64_t GetModificationTime() const override { return 0; }
+  void* GetAccessToken() const override { return nullptr; }
+  const WCHAR* GetHashStringUsing(const WCHAR* algorithm) const override;
+  bool GetHash(CkxUtilStr& algorithm, CkxUtilStr& hash) const override;
+  const WCHAR* GetPublisher(bool secondSigner, EkxPublisherStatus& status) const override;  ///< the first signer alone
+  const WCHAR* GetVersionInfo(const WCHAR* field) const override;  ///< "FileDescription" and "ProductName"
+
+ private:
+  SkxFileSrcProcessFacts _facts;
+};

@@ -1,0 +1,249 @@
+// The library and the agent's side together: live sections, the three channels, and what is said when one is out of
+// order.
+#include "Agent/engine/kx_publish/agent_service.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <kx_util/shared_policies_data.h>
+
+#include <condition_variable>
+
+#include "Agent/engine/kx_publish/encode.h"
+#include "Agent/engine/kx_publish/policy_document.h"
+#include "Agent/engine/kx_publish/publication.h"
+#include "Agent/engine/kx_util/agent_requests.h"
+#include "Common_CPP/access_token/access_token.h"
+#include "Common_CPP/util/text.h"
+#include "tests/Common_CPP/runtime_folder_scope.h"
+#include "tests/support/trace_capture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr const char* kDocument = R"({
+  "alerts": [{"name": "ask", "type": "dialog", "dialogType": 3, "htmlPath": "C:\\Alerts\\ask.html"}],
+  "policies": [
+    {"id": 1, "name": "Tools", "action": "block", "targets": [{"type": "executable", "fileName": "tool.exe"}]},
+    {"id": 2, "name": "Setup", "action": "run",
+     "alerts": [{"trigger": "replaceUacOfStandardUser", "type": "dialog", "id": "ask"}],
+     "targets": [{"type": "executable", "fileName": "setup.exe"}]}],
+  "applicable": {"S-1-5-21-1-2-3-1001": [1], "*": [1, 2]}
+})";
+
+SkxPolicyImage Image(const char* document) {
+  SkxPublication publication;
+  SkxDocumentError error;
+  const SkxDocumentText text[] = {{"test", document}};
+  EXPECT_TRUE(KxPolicyDocument_Read(text, publication, error)) << error.Text();
+  return KxEncode_Image(publication);
+}
+
+/// The program behind every server is the one that clients of the agent expect.
+class ExpectedProgram : public IkxProcessIdentity {
+ public:
+  ExpectedProgram() : _previous(KxPeer_SetIdentity(this)) {}
+  ~ExpectedProgram() override { KxPeer_SetIdentity(_previous); }
+  std::optional<KxWString> Image(uint32_t /*processId*/) const override { return KXW("System"); }
+  std::optional<KxWString> Signer(const KxWString& /*image*/) const override { return KXW("Microsoft Windows"); }
+
+ private:
+  const IkxProcessIdentity* const _previous;
+};
+
+CkxTargetInfoFile Program(const WCHAR* path, void* token) {
+  SkxFileFacts facts;
+  facts.path = path;
+  return CkxTargetInfoFile(std::move(facts), token);
+}
+
+class AgentService : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::string error;
+    KxWString channel;
+    const SkxPolicyImage image = Image(kDocument);
+    service.Serve(image);
+    ASSERT_TRUE(service.Start(channel)) << KxText_ToUtf8(channel);
+    ASSERT_TRUE(publication.Publish(image, error)) << error;
+  }
+  void TearDown() override {
+    service.Stop();
+    std::string error;
+    EXPECT_TRUE(publication.Unpublish(error)) << error;
+  }
+
+  const CkxRuntimeFolderScope folder;
+  const ExpectedProgram program;
+  std::mutex mutex;
+  std::vector<std::string> events;
+  CkxAgentService service{[this](const std::string& line) {
+    const std::lock_guard lock(mutex);
+    events.push_back(line);
+  }};
+  CkxPolicyPublication publication;
+  CkxAccessToken anyone{*CkxSid::FromUtf8("S-1-5-21-1-2-3-1000"), {}, false};
+  CkxAccessToken restricted{*CkxSid::FromUtf8("S-1-5-21-1-2-3-1001"), {}, false};
+};
+
+TEST_F(AgentService, LiveEvaluationAsksItWhichPoliciesAreTheUsers) {
+  const struct {
+    const char* name;
+    const WCHAR* path;
+    CkxAccessToken& user;
+    uint32_t policy;  // 0: none
+  } cases[] = {
+      {"blocked for anyone", KXW("C:\\tool.exe"), anyone, 1},
+      {"blocked for the restricted", KXW("C:\\tool.exe"), restricted, 1},
+      {"run for anyone", KXW("C:\\setup.exe"), anyone, 2},
+      {"not the restricted user's policy", KXW("C:\\setup.exe"), restricted, 0},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const CkxTargetInfoFile target = Program(c.path, c.user.Handle());
+    SkxTriggerPolicyShortInfo info;
+    EXPECT_EQ(CkxSharedPoliciesData::GetTargetPolicyAction(target, info), c.policy != 0);
+    EXPECT_EQ(info.PolicyId, c.policy);
+  }
+  EXPECT_THAT(events, testing::Contains(HasSubstr("S-1-5-21-1-2-3-1001: 1 policies")));
+}
+
+TEST_F(AgentService, SaysWhatReplacesAPrompt) {
+  SvcUacActionInfo action;
+  ASSERT_TRUE(CkxSharedPoliciesData::GetUacAction(KXW("C:\\setup.exe"), 0, action));
+  EXPECT_EQ(action.policyApplies, 1);
+  EXPECT_EQ(action.policy.PolicyId, 2u);
+  EXPECT_EQ(action.replacePrompt, 1);
+  EXPECT_EQ(action.dialogType, 3u);
+  EXPECT_EQ(KxWString(action.htmlPath), KXW("C:\\Alerts\\ask.html"));
+  EXPECT_TRUE(CkxSharedPoliciesData::ShouldHookConsent(KXW("C:\\setup.exe"), 0));
+
+  ASSERT_TRUE(CkxSharedPoliciesData::GetUacAction(KXW("C:\\setup.exe"), 1, action)) << "an administrator";
+  EXPECT_EQ(action.policy.PolicyId, 2u);
+  EXPECT_EQ(action.replacePrompt, 0);
+  EXPECT_EQ(action.htmlPath[0], 0);
+  EXPECT_FALSE(CkxSharedPoliciesData::ShouldHookConsent(KXW("C:\\setup.exe"), 1));
+
+  const KxWString tooLong = KxWString(141, KXW('d')) + KXW("\\setup.exe");
+  ASSERT_TRUE(CkxSharedPoliciesData::GetUacAction(tooLong.c_str(), 0, action)) << "asked about no path at all";
+  EXPECT_EQ(action.policyApplies, 0);
+  const KxWString longest = KxWString(139, KXW('d')) + KXW("\\setup.exe");
+  ASSERT_TRUE(CkxSharedPoliciesData::GetUacAction(longest.c_str(), 0, action));
+  EXPECT_EQ(action.policyApplies, 1);
+}
+
+TEST_F(AgentService, AnotherImageIsInForceAtOnce) {
+  const CkxTargetInfoFile tool = Program(KXW("C:\\tool.exe"), anyone.Handle());
+  SkxTriggerPolicyShortInfo info;
+  ASSERT_TRUE(CkxSharedPoliciesData::GetTargetPolicyAction(tool, info));
+  const SkxPolicyImage other =
+      Image(R"({"policies": [{"id": 7, "name": "All", "action": "run", "targets": [{"type": "executable"}]}]})");
+  std::string error;
+  ASSERT_TRUE(publication.Publish(other, error)) << error;
+  service.Serve(other);
+  ASSERT_TRUE(CkxSharedPoliciesData::GetTargetPolicyAction(tool, info));
+  EXPECT_EQ(info.PolicyId, 7u);
+}
+
+TEST_F(AgentService, RefusesWhatIsNoRequestAndGoesOn) {
+  CkxTraceCapture trace;
+  EXPECT_EQ(KxAgent_ApplicablePolicies(KXW("no SID")), std::nullopt);
+  EXPECT_THAT(trace.Texts(), ElementsAre(HasSubstr("Failed to get receive list of applicable policies Ids")));
+  EXPECT_NE(KxAgent_ApplicablePolicies(KXW("S-1-5-18")), std::nullopt);
+}
+
+/// One server of the tests' own, which answers with the given bytes or refuses.
+using Script = std::optional<std::vector<unsigned char>>;
+
+TEST(AgentRequests, EveryFaultHasItsLine) {
+  using Bytes = std::vector<unsigned char>;
+  const auto policies = [](const SkxAgentRequest& request) {
+    return KxAgent_ApplicablePolicies(KXW("S-1-5-18"), request).has_value();
+  };
+  const auto action = [](const SkxAgentRequest& request) {
+    SvcUacActionInfo unused;
+    return KxAgent_UacAction(KXW("C:\\a.exe"), 0, unused, request);
+  };
+  const auto consent = [](const SkxAgentRequest& request) {
+    return KxAgent_ShouldHookConsent(KXW("C:\\a.exe"), 0, request).has_value();
+  };
+  struct {
+    const char* name;
+    const SkxAgentRequest& request;
+    bool (*ask)(const SkxAgentRequest&);
+    Script reply;
+    const char* line;  // null: an answer
+  } const cases[] = {
+      {"policies", kKxApplicablePoliciesRequest, policies, Bytes{1, 0, 0, 0, 2, 0, 0, 0}, nullptr},
+      {"no policies", kKxApplicablePoliciesRequest, policies, Bytes(4), "No applicable policies for the user"},
+      {"an empty list", kKxApplicablePoliciesRequest, policies, Bytes{},
+       "Failure getting applicable policies for the user - msg empty"},
+      {"six bytes of a list", kKxApplicablePoliciesRequest, policies, Bytes(6),
+       "Buffer got an incorrect message or is corrupted. Returned buffer size: 6"},
+      {"a refused list", kKxApplicablePoliciesRequest, policies, std::nullopt,
+       "Failed to get receive list of applicable policies Ids"},
+      {"an action", kKxUacActionRequest, action, Bytes(2340), nullptr},
+      {"a short action", kKxUacActionRequest, action, Bytes(2339),
+       "Buffer got an incorrect message or is corrupted. Returned buffer size: 2339"},
+      {"a refused action", kKxUacActionRequest, action, std::nullopt, "Failed to get receive policy info"},
+      {"a consent", kKxHookConsentRequest, consent, Bytes(1), nullptr},
+      {"a long consent", kKxHookConsentRequest, consent, Bytes(2),
+       "Buffer got an incorrect message or is corrupted. Returned buffer size: 2"},
+  };
+  const CkxRuntimeFolderScope folder;
+  const ExpectedProgram program;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    CkxSecureIpcServer server;
+    server.Handle(c.request.requestName, c.request.channel, [&](const SkxSecureIpcCaller&, auto, auto& reply) {
+      if (c.reply) reply = *c.reply;
+      return c.reply.has_value();
+    });
+    ASSERT_TRUE(server.Start(c.request.serverName));
+    CkxTraceCapture trace;
+    EXPECT_EQ(c.ask(c.request), c.line == nullptr);
+    if (c.line == nullptr) {
+      EXPECT_THAT(trace.Texts(), ElementsAre());
+    } else {
+      EXPECT_THAT(trace.Texts(), ElementsAre(std::string("KXT_ERROR CkxSharedPoliciesData: ") + c.line));
+    }
+    server.Stop();
+    server.Wait();
+  }
+}
+
+TEST(AgentRequests, AnAbsentAndASilentServerFailInTime) {
+  const CkxRuntimeFolderScope folder;
+  const ExpectedProgram program;
+  const struct {
+    const SkxAgentRequest& request;
+    std::string word;
+  } requests[] = {{kKxApplicablePoliciesRequest, "HANDLER_APPLICABLE_POLICIES"},
+                  {kKxUacActionRequest, "HANDLER_GET_UAC_ACTION"},
+                  {kKxHookConsentRequest, "HANDLER_SHOULD_HOOK_CONSENT"}};
+  for (const auto& [request, word] : requests) {
+    SCOPED_TRACE(word);
+    SkxAgentRequest impatient = request;
+    impatient.timeout = 300;
+    const auto ask = [&] {
+      if (&request == &kKxApplicablePoliciesRequest) {
+        return KxAgent_ApplicablePolicies(KXW("S-1-5-18"), impatient).has_value();
+      }
+      return KxAgent_ShouldHookConsent(KXW("C:\\a.exe"), 0, impatient).has_value();
+    };
+    CkxTraceCapture trace;
+    EXPECT_FALSE(ask());
+    EXPECT_THAT(trace.Texts(), testing::Contains("KXT_ERROR CkxSharedPoliciesData: Failed to initiate connection with "
+                                                 "agent to " +
+                                                 word));
+    CkxSecurePipeListener silent;  // takes connections, and nobody ever reads them
+    ASSERT_TRUE(silent.Listen(request.serverName));
+    trace.Clear();
+    EXPECT_FALSE(ask());
+    EXPECT_THAT(trace.Texts(), testing::Contains(HasSubstr("Failed to ")));
+    silent.Stop();
+  }
+}
+
+}  // namespace

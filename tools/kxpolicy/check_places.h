@@ -1,0 +1,36 @@
+// Where the findings of a check are: a byte of a section's file, or a place in a policy document.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "Agent/engine/kx_publish/lint.h"
+
+struct SkxCheckPlace {
+  std::string file;                    ///< or document
+  std::optional<size_t> offset;        ///< bytes, in a file
+  std::optional<std::string> pointer;  ///< in a document
+};
+
+/// In the image in the folder `image`.
+SkxCheckPlace KxCheckPlace_InImage(const std::string& image, const SkxFinding& finding);
+
+/// The documents that were compiled to what findings are about, in that order.
+class CkxCheckedDocuments {
+ public:
+  void Add(std::string name, nlohmann::json json) { _documents.push_back({std::move(name), std::move(json)}); }
+
+  /// The deepest place that the document has on the way to the field: a shorthand stands for all that it is short for.
+  SkxCheckPlace PlaceOf(const SkxFinding& finding) const;
+
+  /// The policy that `pointer` leads into.
+  void NamePolicy(const std::string& document, const std::string& pointer, SkxFinding& finding) const;
+
+ private:
+  struct Document {
+    std::string name;
+    nlohmann::json json;
+  };
+
+  std::vector<Document> _documents;
+};

@@ -1,0 +1,51 @@
+// How `show` presents the records of an image. One class a format, each in a file of its own.
+#pragma once
+
+#include <kx_util/shared_app_groups.h>
+#include <kx_util/shared_cust_gui.h>
+#include <kx_util/shared_policy.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Agent/engine/kx_publish/policy_image.h"
+
+/// A record as it lies in its section, framed well; whether it parses is another question.
+struct SkxShownRecord {
+  const unsigned char* bytes;
+  size_t offset;     ///< in its file
+  const char* file;  ///< "policies.sec"
+
+  template <class Header>
+  const Header& As() const {
+    return *reinterpret_cast<const Header*>(bytes);
+  }
+};
+
+/// "policy 7, action 2"
+std::string KxShow_PolicyTitle(const SkxShownRecord& record);
+/// "application group {...}"
+std::string KxShow_GroupTitle(const SkxShownRecord& record);
+/// "alert {...}, type 1"
+std::string KxShow_AlertTitle(const SkxShownRecord& record);
+
+/// What becomes of the records, in the order of the sections. A null object is a record that does not parse.
+class IkxShowFormat {
+ public:
+  virtual ~IkxShowFormat() = default;
+  virtual void Policy(const SkxShownRecord& record, const CkxShBufPolicy* policy) = 0;
+  virtual void Group(const SkxShownRecord& record, const CkxShBufAppGroup* group) = 0;
+  virtual void Alert(const SkxShownRecord& record, const CkxShBufCustGuiBase* alert) = 0;
+  virtual void End(const SkxPolicyImage& image) = 0;
+
+  /// A line for each thing that is not shown, with its file and its place there.
+  std::vector<std::string> faults;
+};
+
+/// The library's debug texts.
+std::unique_ptr<IkxShowFormat> KxShow_TextFormat(std::ostream& out);
+
+/// A policy document that compiles back. `image` is how fault lines name it. `onlyNamed`: of the groups and the alerts
+/// only those that are shown for something, because a policy or a group that is shown names them.
+std::unique_ptr<IkxShowFormat> KxShow_JsonFormat(std::ostream& out, const std::string& image, bool onlyNamed);

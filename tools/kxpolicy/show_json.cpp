@@ -1,0 +1,129 @@
+#include <iterator>
+#include <ostream>
+
+#include "Agent/engine/kx_publish/applicable_rules.h"
+#include "Agent/engine/kx_publish/policy_decode.h"
+#include "Agent/engine/kx_publish/policy_document.h"
+#include "Agent/engine/kx_publish/sayable.h"
+#include "tools/kxpolicy/show_format.h"
+
+namespace {
+
+class JsonFormat : public IkxShowFormat {
+ public:
+  JsonFormat(std::ostream& out, const std::string& image, bool onlyNamed)
+      : _out(out), _image(image), _onlyNamed(onlyNamed) {}
+
+  void Policy(const SkxShownRecord& record, const CkxShBufPolicy* policy) override {
+    Add(_policies, Place(record, KxShow_PolicyTitle(record)), policy, KxDecode_Policy);
+  }
+  void Group(const SkxShownRecord& record, const CkxShBufAppGroup* group) override {
+    Add(_groups, Place(record, KxShow_GroupTitle(record)), group, KxDecode_AppGroup);
+  }
+  void Alert(const SkxShownRecord& record, const CkxShBufCustGuiBase* alert) override {
+    Add(_alerts, Place(record, KxShow_AlertTitle(record)), alert, KxDecode_Alert);
+  }
+
+  void End(const SkxPolicyImage& image) override {
+    if (_onlyNamed) DropUnnamed();
+    SkxPublication publication = {Models(_policies), Models(_groups), Models(_alerts), {}};
+    for (const SkxUnsayable& element : KxSayable_Keep(publication)) {
+      faults.push_back(PlaceOf(element) + ": no document can say it: " + element.why);
+    }
+    if (image.applicable) publication.applicable = Applicable(*image.applicable, publication.policies);
+    _out << KxPolicyDocument_Write(publication).dump(2) << '\n';
+  }
+
+ private:
+  template <class Model>
+  struct Decoded {
+    std::string place;  ///< as fault lines begin
+    Model model;
+  };
+
+  /// "IMAGE/policies.sec: byte 4: policy 7, action 2"
+  std::string Place(const SkxShownRecord& record, const std::string& title) const {
+    return _image + "/" + record.file + ": byte " + std::to_string(record.offset) + ": " + title;
+  }
+
+  template <class Model, class Object>
+  void Add(std::vector<Decoded<Model>>& all, std::string place, const Object* object,
+           bool (*decode)(const Object&, Model&)) {
+    Model model;
+    if (object != nullptr && decode(*object, model)) {
+      all.push_back({std::move(place), std::move(model)});
+    } else {
+      faults.push_back(place + (object == nullptr ? " does not parse" : " is of a kind that no document can say"));
+    }
+  }
+
+  template <class Model>
+  static std::vector<Model> Models(std::vector<Decoded<Model>>& all) {
+    std::vector<Model> models;
+    for (Decoded<Model>& each : all) models.push_back(std::move(each.model));
+    return models;
+  }
+
+  const std::string& PlaceOf(const SkxUnsayable& element) const {
+    switch (element.list) {
+      case SkxUnsayable::List::Policies:
+        return _policies[element.index].place;
+      case SkxUnsayable::List::Groups:
+        return _groups[element.index].place;
+      case SkxUnsayable::List::Alerts:
+        break;
+    }
+    return _alerts[element.index].place;
+  }
+
+  /// A document may name only policies that it has. A row that begins with 0 is one for nobody, whatever follows.
+  static SkxApplicableRows Applicable(const std::string& text, const std::vector<SkxPolicyModel>& policies) {
+    SkxApplicableRows rows = KxApplicable_Parse(text);  // loading the image has seen that it is well-formed
+    std::set<uint32_t> shown;
+    for (const SkxPolicyModel& policy : policies) shown.insert(policy.id);
+    for (auto& [user, ids] : rows) {
+      if (!ids.empty() && ids.front() == 0) ids.clear();
+      std::erase_if(ids, [&shown](uint32_t id) { return !shown.contains(id); });
+    }
+    return rows;
+  }
+
+  void DropUnnamed() {
+    KxGuids groups;
+    KxGuids alerts;
+    for (const Decoded<SkxPolicyModel>& policy : _policies) {
+      groups.merge(KxSayable_NamedGroups(policy.model.targets));
+      for (const SkxAlertLinkModel& link : policy.model.alerts) alerts.insert(link.alert);
+    }
+    AddGroupsNamedByGroups(groups);
+    std::erase_if(_groups, [&groups](const auto& group) { return !groups.contains(group.model.id); });
+    std::erase_if(_alerts, [&alerts](const auto& alert) { return !alerts.contains(alert.model.id); });
+  }
+
+  void AddGroupsNamedByGroups(KxGuids& named) const {
+    std::map<GUID, const SkxAppGroupModel*, SkxGuidLess> byId;
+    for (const Decoded<SkxAppGroupModel>& group : _groups) byId.emplace(group.model.id, &group.model);
+    std::vector<GUID> open(named.begin(), named.end());
+    while (!open.empty()) {
+      const auto group = byId.find(open.back());
+      open.pop_back();
+      if (group == byId.end()) continue;
+      for (const GUID& id : KxSayable_NamedGroups(group->second->targets)) {
+        if (named.insert(id).second) open.push_back(id);
+      }
+    }
+  }
+
+  std::ostream& _out;
+  const std::string _image;
+  const bool _onlyNamed;
+  std::vector<Decoded<SkxPolicyModel>> _policies;
+  std::vector<Decoded<SkxAppGroupModel>> _groups;
+  std::vector<Decoded<SkxAlertModel>> _alerts;
+};
+
+}  // namespace
+
+std::unique_ptr<IkxShowFormat> KxShow_JsonFormat(std::ostream& out, const std::string& image, bool onlyNamed) {
+  return std::make_unique<JsonFormat>(out, image, onlyNamed);
+}

@@ -1,0 +1,164 @@
+// check: an image or policy documents, verified field by field, and looked through for what cannot have been meant.
+#include <algorithm>
+#include <filesystem>
+#include <ostream>
+
+#include "Agent/engine/kx_publish/encode.h"
+#include "Agent/engine/kx_publish/json_reader.h"
+#include "Agent/engine/kx_publish/policy_document.h"
+#include "tools/kxpolicy/check_places.h"
+#include "tools/kxpolicy/image_input.h"
+#include "tools/kxpolicy/input.h"
+#include "tools/kxpolicy/tool.h"
+
+namespace {
+
+using nlohmann::ordered_json;
+
+struct Options {
+  std::vector<std::string> inputs;
+  std::string format = "text";
+};
+
+/// For a document that says something else than a publication.
+constexpr const char* kDocumentRule = "document";
+
+bool IsFolder(const std::string& path) {
+  std::error_code ignored;
+  return std::filesystem::is_directory(std::filesystem::path(std::u8string(path.begin(), path.end())), ignored);
+}
+
+const char* Word(EkxSeverity severity) { return severity == EkxSeverity::Error ? "error" : "warning"; }
+
+std::string OneLine(const std::string& text) {
+  return ordered_json(text).dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+}
+
+std::string Counted(size_t count, const char* what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+/// Writes the findings as they come.
+class Report {
+ public:
+  Report(std::ostream& out, bool asJson) : _out(out), _asJson(asJson) {}
+
+  void Add(const SkxFinding& finding, const SkxCheckPlace& place) {
+    ++(finding.severity == EkxSeverity::Error ? _errors : _warnings);
+    _out << (_asJson ? AsJson(finding, place) : AsText(finding, place)) << '\n';
+  }
+
+  EkxExit End() {
+    if (!_asJson) {
+      const bool hasNone = _errors + _warnings == 0;
+      _out << (hasNone ? "no findings" : Counted(_errors, "error") + ", " + Counted(_warnings, "warning")) << '\n';
+    }
+    return _errors == 0 ? EkxExit::Done : EkxExit::Failure;
+  }
+
+ private:
+  /// In a file the path of the field is a part of what there is to say; a document's pointer says it.
+  static std::string MessageOf(const SkxFinding& finding, const SkxCheckPlace& place) {
+    const bool saysPath = place.offset.has_value() && !finding.path.empty();
+    return (saysPath ? finding.path + ": " : "") + finding.message;
+  }
+
+  static std::string AsText(const SkxFinding& finding, const SkxCheckPlace& place) {
+    std::string line = place.file + ": ";
+    if (place.offset) line += "byte " + std::to_string(*place.offset) + ": ";
+    if (place.pointer && !place.pointer->empty()) line += *place.pointer + ": ";
+    line += std::string(Word(finding.severity)) + ": ";
+    if (finding.policyId) {
+      line += "policy " + std::to_string(*finding.policyId);
+      line += (finding.policyName ? " " + OneLine(*finding.policyName) : "") + ": ";
+    }
+    return line + MessageOf(finding, place) + " [" + finding.rule + "]";
+  }
+
+  static std::string AsJson(const SkxFinding& finding, const SkxCheckPlace& place) {
+    ordered_json line;
+    line["severity"] = Word(finding.severity);
+    line["rule"] = finding.rule;
+    line["policyId"] = finding.policyId ? ordered_json(*finding.policyId) : nullptr;
+    line["policyName"] = finding.policyName ? ordered_json(*finding.policyName) : nullptr;
+    line[place.offset ? "file" : "document"] = place.file;
+    if (place.offset) line["offset"] = *place.offset;
+    if (place.pointer) line["pointer"] = *place.pointer;
+    line["message"] = MessageOf(finding, place);
+    return line.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+  }
+
+  std::ostream& _out;
+  const bool _asJson;
+  size_t _errors = 0;
+  size_t _warnings = 0;
+};
+
+void CheckImage(const std::string& folder, Report& report) {
+  for (const SkxFinding& finding : KxLint_Image(KxImage_Load(folder))) {
+    report.Add(finding, KxCheckPlace_InImage(folder, finding));
+  }
+}
+
+/// What no publication can be read from.
+void AddFault(const SkxDocumentError& fault, const CkxCheckedDocuments& documents, Report& report) {
+  SkxFinding finding = {EkxSeverity::Error, kDocumentRule, EkxPolicySection::Policies, 0, 0, "", fault.message, {}, {}};
+  documents.NamePolicy(fault.document, fault.pointer, finding);
+  report.Add(finding, {fault.document, std::nullopt, fault.pointer});
+}
+
+/// False, with a finding, for JSON that no reader takes: one with a key twice. What is no JSON at all is thrown.
+bool Parse(const SkxDocumentText& text, CkxCheckedDocuments& documents, Report& report) {
+  try {
+    documents.Add(text.name, KxJson_Parse(text.text, true));
+    return true;
+  } catch (const CkxDocumentFault& fault) {
+    if (fault.Pointer().empty()) throw CkxToolFault(EkxExit::UnusableInput, text.name + ": " + fault.what());
+    AddFault({text.name, fault.Pointer(), fault.what()}, documents, report);
+    return false;
+  }
+}
+
+void CheckDocuments(const std::vector<std::string>& paths, std::istream& standardInput, Report& report) {
+  std::vector<SkxDocumentText> texts;
+  for (const std::string& path : paths) {
+    CkxInput input(path, standardInput);
+    texts.push_back({input.Name(), input.ReadAll()});
+  }
+  CkxCheckedDocuments documents;
+  bool areParsed = true;
+  for (const SkxDocumentText& text : texts) areParsed = Parse(text, documents, report) && areParsed;
+  if (!areParsed) return;
+
+  SkxPublication publication;
+  SkxDocumentError fault;
+  if (!KxPolicyDocument_Read(texts, publication, fault)) return AddFault(fault, documents, report);
+  for (const SkxFinding& finding : KxLint_Image(KxEncode_Image(publication))) {
+    report.Add(finding, documents.PlaceOf(finding));
+  }
+}
+
+EkxExit Run(const Options& options, SkxStreams& streams) {
+  Report report(streams.out, options.format == "json");
+  if (std::none_of(options.inputs.begin(), options.inputs.end(), IsFolder)) {
+    CheckDocuments(options.inputs, streams.in, report);
+  } else if (options.inputs.size() == 1) {
+    CheckImage(options.inputs.front(), report);
+  } else {
+    throw CkxToolFault(EkxExit::UnusableArguments, "an image is checked alone; documents are checked together");
+  }
+  return report.End();
+}
+
+}  // namespace
+
+KxVerbAction KxVerb_Check(CLI::App& app) {
+  const auto options = std::make_shared<Options>();
+  app.add_option("input", options->inputs,
+                 "Folder of a compiled image, or policy documents, which make one together; - for standard input")
+      ->required();
+  app.add_option("--format", options->format, "text: a line a finding, then their sum; json: an object a finding")
+      ->check(CLI::IsMember({"text", "json"}));
+  app.footer("Exits with 1 when there is an error; warnings alone are 0.\nExample: kxpolicy check policies.jsonc");
+  return [options](SkxStreams& streams) { return Run(*options, streams); };
+}
