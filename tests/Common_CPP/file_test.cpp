@@ -7,7 +7,7 @@
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/text.h"
-#include "tests/Common_CPP/temp_folder.h"
+#include "tests/support/temp_folder.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include "Common_CPP/file/file.h"
 #include "Common_CPP/util/text.h"
-#include "tests/Common_CPP/temp_folder.h"
+#include "tests/support/temp_folder.h"
 
 namespace {
 

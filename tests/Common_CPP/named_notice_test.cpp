@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "Common_CPP/util/last_error.h"
-#include "tests/Common_CPP/runtime_folder_scope.h"
 #include "tests/support/notice_wait.h"
+#include "tests/support/runtime_folder_scope.h"
 
 namespace {
 

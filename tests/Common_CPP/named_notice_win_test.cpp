@@ -4,8 +4,8 @@
 #include <atomic>
 
 #include "Common_CPP/util/handle_win.h"
-#include "tests/Common_CPP/runtime_folder_scope.h"
 #include "tests/support/notice_wait.h"
+#include "tests/support/runtime_folder_scope.h"
 
 namespace {
 

@@ -10,9 +10,9 @@
 #include "Common_CPP/secure_ipc/secure_ipc_client.h"
 #include "Common_CPP/secure_ipc/secure_ipc_server.h"
 #include "Common_CPP/util/last_error.h"
-#include "tests/Common_CPP/runtime_folder_scope.h"
-#include "tests/Common_CPP/this_process.h"
+#include "tests/support/process_resources.h"
 #include "tests/support/record_bytes.h"
+#include "tests/support/runtime_folder_scope.h"
 
 namespace {
 

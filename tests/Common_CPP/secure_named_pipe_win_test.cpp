@@ -3,7 +3,7 @@
 
 #include "Common_CPP/secure_named_pipe/secure_named_pipe.h"
 #include "Common_CPP/util/handle_win.h"
-#include "tests/Common_CPP/runtime_folder_scope.h"
+#include "tests/support/runtime_folder_scope.h"
 
 // After windows.h, which they do not include themselves.
 #include <aclapi.h>

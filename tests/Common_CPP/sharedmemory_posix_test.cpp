@@ -5,7 +5,7 @@
 
 #include "Common_CPP/sharedmemory/sharedmemory.h"
 #include "Common_CPP/util/last_error.h"
-#include "tests/Common_CPP/runtime_folder_scope.h"
+#include "tests/support/runtime_folder_scope.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/text.h"
-#include "tests/Common_CPP/runtime_folder_scope.h"
+#include "tests/support/runtime_folder_scope.h"
 
 namespace {
 

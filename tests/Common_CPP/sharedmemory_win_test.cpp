@@ -6,7 +6,7 @@
 
 #include "Common_CPP/sharedmemory/sharedmemory.h"
 #include "Common_CPP/util/handle_win.h"
-#include "tests/Common_CPP/runtime_folder_scope.h"
+#include "tests/support/runtime_folder_scope.h"
 
 namespace {
 

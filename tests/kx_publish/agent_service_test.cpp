@@ -14,7 +14,7 @@
 #include "Agent/engine/kx_util/agent_requests.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/util/text.h"
-#include "tests/Common_CPP/runtime_folder_scope.h"
+#include "tests/support/runtime_folder_scope.h"
 #include "tests/support/trace_capture.h"
 
 namespace {

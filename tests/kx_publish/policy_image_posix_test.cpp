@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "Agent/engine/kx_publish/policy_image.h"
-#include "tests/Common_CPP/temp_folder.h"
 #include "tests/kx_publish/file_size_limit.h"
+#include "tests/support/temp_folder.h"
 
 namespace {
 

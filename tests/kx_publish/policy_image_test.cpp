@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "Common_CPP/util/text.h"
-#include "tests/Common_CPP/temp_folder.h"
+#include "tests/support/temp_folder.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 
 #include "Agent/engine/kx_util/live_policy_source.h"
 #include "Common_CPP/util/last_error.h"
-#include "tests/Common_CPP/runtime_folder_scope.h"
 #include "tests/kx_publish/two_publications.h"
 #include "tests/support/notice_wait.h"
+#include "tests/support/runtime_folder_scope.h"
 #include "tests/support/trace_capture.h"
 
 namespace {

@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "Agent/engine/kx_util/live_policy_source.h"
-#include "tests/Common_CPP/runtime_folder_scope.h"
 #include "tests/kx_publish/two_publications.h"
+#include "tests/support/runtime_folder_scope.h"
 
 namespace {
 

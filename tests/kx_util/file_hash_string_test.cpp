@@ -2,7 +2,7 @@
 #include <kx_util/kx_util.h>
 
 #include "Common_CPP/util/text.h"
-#include "tests/Common_CPP/temp_folder.h"
+#include "tests/support/temp_folder.h"
 
 namespace {
 

@@ -13,9 +13,9 @@
 #include "Agent/engine/kx_publish/target_document.h"
 #include "Agent/engine/kx_util/command_line.h"
 #include "Common_CPP/util/text.h"
-#include "tests/Common_CPP/temp_folder.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/recording_observer.h"
+#include "tests/support/temp_folder.h"
 
 namespace {
 

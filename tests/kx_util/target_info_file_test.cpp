@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "Common_CPP/util/text.h"
-#include "tests/Common_CPP/temp_folder.h"
 #include "tests/kx_util/pe_image.h"
+#include "tests/support/temp_folder.h"
 
 namespace {
 

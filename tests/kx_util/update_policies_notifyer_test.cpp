@@ -5,10 +5,11 @@
 #include <functional>
 #include <queue>
 
+#include "Agent/engine/kx_util/tools_folder.h"
 #include "Common_CPP/util/last_error.h"
-#include "tests/Common_CPP/runtime_folder_scope.h"
-#include "tests/kx_util/process_resources.h"
 #include "tests/support/notice_wait.h"
+#include "tests/support/process_resources.h"
+#include "tests/support/runtime_folder_scope.h"
 #include "tests/support/trace_capture.h"
 
 namespace {
@@ -113,6 +114,17 @@ TEST(UpdatePoliciesNotifyer, EverybodyIsToldAfterEachSignal) {
     ASSERT_TRUE(service.Signal());
     EXPECT_TRUE(first.Reaches(before[0] + 1) && second.Reaches(before[1] + 1) && elsewhere.Reaches(before[2] + 1));
   }
+}
+
+TEST(UpdatePoliciesNotifyer, DropsWhatTheLibraryRemembers) {
+  CkxToolsFolderCache& cache = CkxToolsFolderCache::Instance();
+  cache.Save(KXW("publication"), "S-1-5-18", true);
+  Script script;
+  CkxUpdatePoliciesNotifyer notifyer(script.Opener());
+  ASSERT_TRUE(notifyer.Start());
+  EXPECT_TRUE(cache.Find(KXW("publication"), "S-1-5-18"));
+  script.Tell();
+  EXPECT_TRUE(KxTest_Eventually([&] { return !cache.Find(KXW("publication"), "S-1-5-18"); }));
 }
 
 TEST(UpdatePoliciesNotifyer, StartsAndStopsWithoutLosingAnything) {

@@ -17,7 +17,7 @@ TEST(Arguments, ExitCodes) {
       {"an unknown option", {"--bogus"}, 2, "required"},
       {"an unknown option of a verb", {"show", "x", "--bogus"}, 2, "--bogus"},
       {"too many arguments", {"show", "x", "y"}, 2, "y"},
-      {"too few", {"show"}, 2, "image is required"},
+      {"too few", {"serve"}, 2, "image is required"},
       {"compile without a folder", {"compile", "x.jsonc"}, 2, "--output is required"},
       {"compile without documents", {"compile", "-o", "x"}, 2, "documents is required"},
       {"an unknown format", {"show", "x", "--format", "xml"}, 2, "xml"},

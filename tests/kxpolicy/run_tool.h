@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/Common_CPP/temp_folder.h"
 #include "tests/support/record_bytes.h"
+#include "tests/support/temp_folder.h"
 #include "tools/kxpolicy/tool.h"
 
 struct SkxToolRun {

@@ -3,6 +3,26 @@
 #include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/tool.h"
 
+namespace {
+
+std::optional<SkxPolicyImage::Bytes> LiveSection(EkxPolicySection which) {
+  SkxSectionBytes section;
+  if (!KxPolicySource_Current().OpenSection(which, section)) return std::nullopt;
+  return SkxPolicyImage::Bytes(section.bytes.begin(), section.bytes.end());
+}
+
+}  // namespace
+
+SkxPolicyImage KxImage_LoadLive() {
+  SkxPolicyImage image;
+  image.policies = LiveSection(EkxPolicySection::Policies);
+  image.appGroups = LiveSection(EkxPolicySection::AppGroups);
+  image.alerts = LiveSection(EkxPolicySection::Alerts);
+  const bool any = image.policies || image.appGroups || image.alerts;
+  if (!any) throw CkxToolFault(EkxExit::SystemRefused, "no policies are published on this machine");
+  return image;
+}
+
 SkxPolicyImage KxImage_Load(const std::string& path) {
   SkxPolicyImage image;
   std::string error = path + ": is not UTF-8";

@@ -60,6 +60,7 @@ class JsonFormat : public IkxShowFormat {
   template <class Model>
   static std::vector<Model> Models(std::vector<Decoded<Model>>& all) {
     std::vector<Model> models;
+    models.reserve(all.size());
     for (Decoded<Model>& each : all) models.push_back(std::move(each.model));
     return models;
   }

@@ -65,8 +65,10 @@ std::unique_ptr<IkxShowFormat> FormatOf(const Options& options, std::ostream& ou
   return KxShow_JsonFormat(out, options.image, options.policy.has_value());
 }
 
-EkxExit Run(const Options& options, SkxStreams& streams) {
-  const SkxPolicyImage image = KxImage_Load(options.image);
+EkxExit Run(Options options, SkxStreams& streams) {
+  const bool isLive = options.image.empty();
+  const SkxPolicyImage image = isLive ? KxImage_LoadLive() : KxImage_Load(options.image);
+  if (isLive) options.image = "live";  // as fault lines name it
   const std::unique_ptr<IkxShowFormat> format = FormatOf(options, streams.out);
   const size_t shown = ShowPolicies(image, options, *format);
   if (options.policy && shown == 0 && format->faults.empty()) {
@@ -87,7 +89,8 @@ EkxExit Run(const Options& options, SkxStreams& streams) {
 
 KxVerbAction KxVerb_Show(CLI::App& app) {
   const auto options = std::make_shared<Options>();
-  app.add_option("image", options->image, "Folder of a compiled image")->required();
+  app.add_option("image", options->image,
+                 "Folder of a compiled image; without it the policies in force on this machine");
   app.add_option("--policy", options->policy, "Only the policy of this id");
   app.add_option("--format", options->format, "text, or json: a policy document that compiles back")
       ->check(CLI::IsMember({"text", "json"}));

@@ -100,7 +100,6 @@ void CkxDocumentIn::Property(const char* key, std::optional<KxWString>& property
 void CkxDocumentIn::LocationTypes(const char* key, KxWString& types) {
   const Json* const found = _object.Find(key);
   if (found == nullptr) return;
-  std::vector<std::string> names;
   const std::string pointer = _object.PointerTo(key);
   if (!found->is_array()) throw CkxDocumentFault(pointer, "must be an array");
   for (size_t i = 0; i < found->size(); ++i) {

@@ -1,85 +1,13 @@
 #include "Agent/engine/kx_publish/json_reader.h"
 
 #include <algorithm>
-#include <set>
 #include <vector>
 
 namespace {
 
 using nlohmann::json;
 
-constexpr int kMaxDepth = 64;
-
-/// Thrown by a quick look at a document that may be at fault.
-struct Suspicion {};
-
-/// Sees while a document is parsed whether it nests too deep or has a key twice, and nothing of where.
-class QuickLook {
- public:
-  void OnEvent(int depth, json::parse_event_t event, const json& parsed) {
-    if (event == json::parse_event_t::key) {
-      ++_keys.back();
-    } else if (event == json::parse_event_t::object_start || event == json::parse_event_t::array_start) {
-      if (depth >= kMaxDepth) throw Suspicion();
-      _keys.push_back(0);
-    } else if (event == json::parse_event_t::object_end || event == json::parse_event_t::array_end) {
-      if (parsed.is_object() && parsed.size() != _keys.back()) throw Suspicion();
-      _keys.pop_back();
-    }
-  }
-
- private:
-  std::vector<size_t> _keys;  // of each open object; 0 for an array
-};
-
-/// Watches a document while it is parsed: where it is, and which keys each open object has had.
-class Nesting {
- public:
-  bool OnEvent(int depth, json::parse_event_t event, const json& parsed) {
-    switch (event) {
-      case json::parse_event_t::object_start:
-      case json::parse_event_t::array_start:
-        if (depth >= kMaxDepth) throw CkxDocumentFault(Pointer(), "nested too deeply");
-        _open.push_back({event == json::parse_event_t::object_start, {}, {}, 0});
-        break;
-      case json::parse_event_t::key:
-        OnKey(parsed.get_ref<const std::string&>());
-        break;
-      case json::parse_event_t::object_end:
-      case json::parse_event_t::array_end:
-        _open.pop_back();
-        [[fallthrough]];
-      case json::parse_event_t::value:
-        if (!_open.empty()) ++_open.back().index;
-        break;
-    }
-    return true;
-  }
-
- private:
-  struct Level {
-    bool isObject;
-    std::set<std::string, std::less<>> keys;
-    std::string key;
-    size_t index;
-  };
-
-  void OnKey(const std::string& key) {
-    Level& level = _open.back();
-    level.key = key;
-    if (!level.keys.insert(key).second) throw CkxDocumentFault(Pointer(), "the key is there twice");
-  }
-
-  std::string Pointer() const {
-    std::string pointer;
-    for (const Level& level : _open) {
-      pointer = level.isObject ? KxJson_Pointer(pointer, level.key) : KxJson_Pointer(pointer, level.index);
-    }
-    return pointer;
-  }
-
-  std::vector<Level> _open;
-};
+constexpr size_t kMaxDepth = 64;
 
 /// The parser's own words from "line ..." on; what comes before them are numbers of its exceptions.
 std::string PlainMessage(const json::exception& fault) {
@@ -89,6 +17,83 @@ std::string PlainMessage(const json::exception& fault) {
   }
   return std::string(what);
 }
+
+/// Builds a document while it is parsed. The parser's own builder would let the last of two values under one key win;
+/// one that calls back on each element walks the array around it, over and over.
+class Builder {
+ public:
+  json Take() { return std::move(_root); }
+
+  bool null() { return Add(nullptr); }
+  bool boolean(bool value) { return Add(value); }
+  bool number_integer(json::number_integer_t value) { return Add(value); }
+  bool number_unsigned(json::number_unsigned_t value) { return Add(value); }
+  bool number_float(json::number_float_t value, const std::string& /*text*/) { return Add(value); }
+  bool string(std::string& value) { return Add(std::move(value)); }
+  bool binary(json::binary_t& /*value*/) { return false; }  // not in JSON text
+  bool start_object(size_t /*count*/) { return Open(json::object()); }
+  bool start_array(size_t /*count*/) { return Open(json::array()); }
+  bool end_object() { return Close(); }
+  bool end_array() { return Close(); }
+
+  bool key(std::string& key) {
+    Level& level = _open.back();
+    const auto [member, isNew] = level.value->emplace(key, nullptr);
+    level.member = member;
+    if (!isNew) throw CkxDocumentFault(Place(), "the key is there twice");
+    return true;
+  }
+
+  bool parse_error(size_t /*position*/, const std::string& /*token*/, const json::exception& fault) {
+    throw CkxDocumentFault("", PlainMessage(fault));
+  }
+
+ private:
+  struct Level {
+    json* value;            // stays where it is as long as the level is open: it is the last element of its parent
+    json::iterator member;  // of an object: the value that comes next
+  };
+
+  json* Put(json value) {
+    if (_open.empty()) return &(_root = std::move(value));
+    Level& level = _open.back();
+    if (level.value->is_object()) return &(*level.member = std::move(value));
+    level.value->push_back(std::move(value));
+    return &level.value->back();
+  }
+
+  bool Add(json value) {
+    Put(std::move(value));
+    return true;
+  }
+
+  bool Open(json value) {
+    if (_open.size() >= kMaxDepth) throw CkxDocumentFault(Place(), "nested too deeply");
+    json* const added = Put(std::move(value));
+    _open.push_back({added, added->end()});
+    return true;
+  }
+
+  bool Close() {
+    _open.pop_back();
+    return true;
+  }
+
+  /// Of the value that comes next.
+  std::string Place() const {
+    std::string pointer;
+    for (size_t i = 0; i < _open.size(); ++i) {
+      const json& value = *_open[i].value;
+      const bool isOuter = i + 1 < _open.size();  // has the level below among its elements already
+      pointer = value.is_object() ? KxJson_Pointer(pointer, _open[i].member.key())
+                                  : KxJson_Pointer(pointer, value.size() - (isOuter ? 1 : 0));
+    }
+    return pointer;
+  }
+
+  json _root;
+  std::vector<Level> _open;
+};
 
 [[noreturn]] void Refuse(const std::string& pointer, const std::string& what) { throw CkxDocumentFault(pointer, what); }
 
@@ -143,24 +148,9 @@ std::string KxJson_Pointer(const std::string& pointer, std::string_view key) {
 std::string KxJson_Pointer(const std::string& pointer, size_t index) { return pointer + '/' + std::to_string(index); }
 
 nlohmann::json KxJson_Parse(std::string_view text, bool commentsAllowed) {
-  QuickLook quick;
-  const auto look = [&quick](int depth, json::parse_event_t event, json& parsed) {
-    quick.OnEvent(depth, event, parsed);
-    return true;
-  };
-  Nesting nesting;
-  const auto watch = [&nesting](int depth, json::parse_event_t event, json& parsed) {
-    return nesting.OnEvent(depth, event, parsed);
-  };
-  try {
-    try {
-      return json::parse(text, look, true, commentsAllowed);
-    } catch (const Suspicion&) {
-      return json::parse(text, watch, true, commentsAllowed);  // names the place
-    }
-  } catch (const json::exception& fault) {
-    throw CkxDocumentFault("", PlainMessage(fault));
-  }
+  Builder builder;
+  json::sax_parse(text, &builder, json::input_format_t::json, true, commentsAllowed);
+  return builder.Take();
 }
 
 template <class Value>

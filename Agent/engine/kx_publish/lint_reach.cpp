@@ -48,6 +48,7 @@ bool AppliesWithoutTargets(EkxPolicyAction action) {
 
 std::vector<uint32_t> IdsOf(const std::vector<SkxLintRecord>& policies) {
   std::vector<uint32_t> ids;
+  ids.reserve(policies.size());
   for (const SkxLintRecord& policy : policies) ids.push_back(HeaderOf(policy).id);
   return ids;
 }

@@ -25,9 +25,11 @@ struct SkxDocumentError {
   std::string Text() const;
 };
 
-/// All documents together as one publication: policies in the order given, groups known by name across documents.
+/// All documents together as one publication: policies in the order given, groups and alerts known by name across
+/// documents.
 bool KxPolicyDocument_Read(std::span<const SkxDocumentText> documents, SkxPublication& publication,
                            SkxDocumentError& error);
 
-/// The document that reads back as `publication`. Values at their defaults are left out.
+/// The document that reads back as `publication`, if any does (sayable.h). Values at their defaults are left out.
+/// Throws a `CkxDocumentFault` for a text that is no well-formed UTF-16, which JSON cannot carry.
 nlohmann::ordered_json KxPolicyDocument_Write(const SkxPublication& publication);

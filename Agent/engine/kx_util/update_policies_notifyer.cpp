@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Agent/engine/kx_util/live_policy_source.h"
+#include "Agent/engine/kx_util/tools_folder.h"
 #include "Common_CPP/notice/named_notice.h"
 #include "Common_CPP/thread/library_thread.h"
 #include "Common_CPP/util/last_error.h"
@@ -125,6 +126,7 @@ CkxUpdatePoliciesNotifyer::CkxUpdatePoliciesNotifyer()
 
 CkxUpdatePoliciesNotifyer::CkxUpdatePoliciesNotifyer(KxOpenWaiter open) : _state(std::make_unique<State>()) {
   _state->open = std::move(open);
+  AddSubscriber([](void* /*context*/) { CkxToolsFolderCache::Instance().Drop(); }, nullptr);
 }
 
 CkxUpdatePoliciesNotifyer::~CkxUpdatePoliciesNotifyer() { Stop(); }

@@ -24,4 +24,32 @@ TEST(DllLoad, AFunctionIsFoundByItsName) {
   EXPECT_TRUE(FreeLibrary(dll));
 }
 
+/// The notifyer's thread sleeps in the DLL's code while its program lets go of the DLL.
+TEST(DllLoad, LetGoOfWhileItsThreadWaitsItStaysUntilTheThreadIsStopped) {
+  const HMODULE dll = LoadLibraryW(L"kx_util.dll");
+  ASSERT_NE(dll, nullptr);
+  const auto member = [dll](const char* name) {
+    return reinterpret_cast<bool (*)(void*)>(reinterpret_cast<void*>(GetProcAddress(dll, name)));
+  };
+  const auto construct = member("_ZN25CkxUpdatePoliciesNotifyerC1Ev");
+  const auto start = member("_ZN25CkxUpdatePoliciesNotifyer5StartEv");
+  const auto stop = member("_ZN25CkxUpdatePoliciesNotifyer4StopEv");
+  const auto destroy = member("_ZN25CkxUpdatePoliciesNotifyerD1Ev");
+  ASSERT_TRUE(construct != nullptr && start != nullptr && stop != nullptr && destroy != nullptr);
+
+  alignas(16) unsigned char notifyer[64];
+  construct(notifyer);
+  ASSERT_TRUE(start(notifyer));
+  EXPECT_TRUE(FreeLibrary(dll));
+  ASSERT_EQ(GetModuleHandleW(L"kx_util.dll"), dll) << "the thread holds it";
+
+  ASSERT_EQ(LoadLibraryW(L"kx_util.dll"), dll);  // the owner's code is in it while it stops
+  stop(notifyer);
+  destroy(notifyer);
+  EXPECT_TRUE(FreeLibrary(dll));
+  const auto isGone = [] { return GetModuleHandleW(L"kx_util.dll") == nullptr; };
+  for (int i = 0; i < 5000 && !isGone(); ++i) Sleep(1);
+  EXPECT_TRUE(isGone());
+}
+
 }  // namespace

@@ -1,6 +1,8 @@
+#include <unistd.h>
+
 #include <filesystem>
 
-#include "tests/kx_util/process_resources.h"
+#include "tests/support/process_resources.h"
 
 namespace {
 
@@ -10,5 +12,6 @@ size_t EntriesIn(const char* folder) {
 
 }  // namespace
 
+uint32_t KxTest_ProcessId() { return static_cast<uint32_t>(getpid()); }
 size_t KxTest_OpenHandles() { return EntriesIn("/proc/self/fd"); }
 size_t KxTest_Threads() { return EntriesIn("/proc/self/task"); }

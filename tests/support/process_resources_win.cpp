@@ -1,9 +1,11 @@
-#include "tests/kx_util/process_resources.h"
+#include "tests/support/process_resources.h"
 
 #include "Common_CPP/util/handle_win.h"
 
 // After windows.h, which it does not include itself.
 #include <tlhelp32.h>
+
+uint32_t KxTest_ProcessId() { return GetCurrentProcessId(); }
 
 size_t KxTest_OpenHandles() {
   DWORD count = 0;

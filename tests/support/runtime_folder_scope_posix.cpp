@@ -1,6 +1,6 @@
 #include <cstdlib>
 
-#include "tests/Common_CPP/runtime_folder_scope.h"
+#include "tests/support/runtime_folder_scope.h"
 
 CkxRuntimeFolderScope::CkxRuntimeFolderScope() { setenv("KX_RUNTIME_DIR", _folder.Path().c_str(), 1); }
 CkxRuntimeFolderScope::~CkxRuntimeFolderScope() { unsetenv("KX_RUNTIME_DIR"); }

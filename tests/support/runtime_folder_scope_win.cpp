@@ -1,4 +1,4 @@
-#include "tests/Common_CPP/runtime_folder_scope.h"
+#include "tests/support/runtime_folder_scope.h"
 
 CkxRuntimeFolderScope::CkxRuntimeFolderScope() = default;
 CkxRuntimeFolderScope::~CkxRuntimeFolderScope() = default;

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "Common_CPP/util/base.h"
-#include "tests/Common_CPP/temp_folder.h"
+#include "tests/support/temp_folder.h"
 
 /// While it lives, sections are kept in its folder where the system keeps them in one.
 class CkxRuntimeFolderScope {

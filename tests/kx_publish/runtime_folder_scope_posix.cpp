@@ -1,2 +1,0 @@
-// The scope that the tests of the ground have, for this program.
-#include "tests/Common_CPP/runtime_folder_scope_posix.cpp"

@@ -1,0 +1,119 @@
+// The command as the agent of a machine: publish, unpublish, serve, and the verbs that ask what is in force.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <fstream>
+#include <thread>
+
+#include "Common_CPP/sharedmemory/sharedmemory.h"
+#include "tests/kxpolicy/run_tool.h"
+#include "tests/support/runtime_folder_scope.h"
+#include "tests/support/trace_capture.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+
+/// An image of one policy with that id, compiled into `folder`.
+void Compile(const CkxTempFolder& work, const std::string& image, int id) {
+  const std::string document = KxTest_PathText(work.Path() / "policies.json");
+  std::ofstream(document) << R"({"policies": [{"id": )" << id << R"(, "name": "No tools", "action": "block",
+                                 "targets": [{"type": "executable", "fileName": "tool.exe"}]}]})";
+  const SkxToolRun run = KxTest_RunTool({"compile", document, "-o", image});
+  ASSERT_EQ(run.code, 0) << run.err;
+}
+
+constexpr const char* kTool =
+    R"({"id": "t", "kind": "file", "path": "C:\\tool.exe", "user": {"sid": "S-1-5-21-1-2-3-4"}})";
+
+SkxToolRun EvalTool() { return KxTest_RunTool({"eval", "--target", "-", "--format", "json"}, kTool); }
+
+/// `serve` on a thread of its own, until it is told to stop.
+class Served {
+ public:
+  explicit Served(const std::string& image) : _thread([this, image] { Run(image); }) {}
+  ~Served() { Stop(); }
+
+  SkxToolRun Stop() {
+    _stop = true;
+    if (_thread.joinable()) _thread.join();
+    return {_code, _out.str(), _err.str()};
+  }
+
+ private:
+  void Run(const std::string& image) {
+    std::istringstream in;
+    SkxStreams streams = {in, _out, _err};
+    streams.waitForStop = [this](uint32_t) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+      return _stop.load();
+    };
+    _code = KxPolicy_Run({"serve", image, "--verbose"}, streams);
+  }
+
+  std::ostringstream _out;
+  std::ostringstream _err;
+  std::atomic<bool> _stop = false;
+  int _code = -1;
+  std::thread _thread;
+};
+
+/// Asks until the answer holds `part`; the last answer when it never does.
+std::string EvalUntil(const std::string& part) {
+  std::string answer;
+  for (int i = 0; i < 2000; ++i) {
+    answer = EvalTool().out;
+    if (answer.find(part) != std::string::npos) break;
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return answer;
+}
+
+TEST(Serve, AnswersFollowsTheImageAndLeavesNothing) {
+  const CkxTraceCapture quiet;
+  const CkxRuntimeFolderScope runtime;
+  const CkxTempFolder work;
+  const std::string image = KxTest_PathText(work.Path() / "image");
+  Compile(work, image, 7);
+
+  Served served(image);
+  EXPECT_THAT(EvalUntil("\"policyId\":7"), HasSubstr("\"matched\":true"));
+  EXPECT_THAT(KxTest_RunTool({"show"}).out, AllOf(HasSubstr("No tools"), HasSubstr("Policy id:\t7")));
+  EXPECT_EQ(KxTest_RunTool({"publish", image}).code, 4) << "one publisher at a time";
+
+  Compile(work, image, 8);
+  EXPECT_THAT(EvalUntil("\"policyId\":8"), HasSubstr("\"matched\":true"));
+  std::ofstream(work.Path() / "image" / "applicable.json") << "{";
+  EXPECT_THAT(EvalUntil("\"policyId\":8"), HasSubstr("\"matched\":true")) << "an unusable image changes nothing";
+
+  const SkxToolRun run = served.Stop();
+  EXPECT_EQ(run.code, 0) << run.err;
+  EXPECT_THAT(run.out, AllOf(HasSubstr("serving " + image + "\n"), HasSubstr("published " + image + "\n"),
+                             HasSubstr("HANDLER_APPLICABLE_POLICIES from S-1-"), HasSubstr("stopped\n")));
+  EXPECT_EQ(KxTest_RunTool({"show"}).code, 4) << "nothing is left published";
+  EXPECT_THAT(EvalTool().out, HasSubstr("\"error\":\"Failed to get applicable policies for the user\""));
+}
+
+TEST(Serve, PublishesWithoutAnAgent) {
+  if (!KxSharedMemory_OutlivesPublisher()) GTEST_SKIP() << "sections go with the process that published them";
+  const CkxTraceCapture quiet;
+  const CkxRuntimeFolderScope runtime;
+  const CkxTempFolder work;
+  const std::string image = KxTest_PathText(work.Path() / "image");
+  EXPECT_EQ(KxTest_RunTool({"publish", image}).code, 3) << "there is no image yet";
+  Compile(work, image, 7);
+  EXPECT_EQ(KxTest_RunTool({"publish", image}).code, 0);
+  EXPECT_THAT(KxTest_RunTool({"show"}).out, HasSubstr("No tools"));
+  EXPECT_EQ(KxTest_RunTool({"unpublish"}).code, 0);
+  EXPECT_EQ(KxTest_RunTool({"unpublish"}).code, 0) << "nothing is published is what was asked for";
+  EXPECT_EQ(KxTest_RunTool({"show"}).code, 4);
+}
+
+TEST(Serve, TakesNothingElse) {
+  EXPECT_EQ(KxTest_RunTool({"serve"}).code, 2);
+  EXPECT_EQ(KxTest_RunTool({"serve", "no/such/folder"}).code, 3);
+}
+
+}  // namespace
