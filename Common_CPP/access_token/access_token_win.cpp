@@ -81,8 +81,8 @@ bool KxNativeToken_IsAdministrator(void* token, bool& opened) {
   return linked && HasEnabledGroup(linked.Get(), *administrators);
 }
 
-std::optional<CkxSid> KxToken_OwnerOfNewObjects() {
-  const CkxOpenToken open(nullptr);
+std::optional<CkxSid> KxToken_OwnerOfNewObjects(void* token) {
+  const CkxOpenToken open(token);
   const std::vector<unsigned char> bytes = open ? Information(open.Get(), TokenOwner) : std::vector<unsigned char>();
   if (bytes.size() < sizeof(TOKEN_OWNER)) return std::nullopt;
   const CkxSid owner = ToSid(reinterpret_cast<const TOKEN_OWNER*>(bytes.data())->Owner);

@@ -27,10 +27,11 @@ class CkxSystemIdentity : public IkxProcessIdentity {
 
 }  // namespace
 
-/// Of what this thread made, the owner need not be its user.
+/// The process's: a user that a thread of a service stands in for just now must not answer it in the agent's place. Of
+/// what the process made, the owner need not be its user.
 bool KxPeer_IsOwnUser(const CkxSid& user) {
-  const std::optional<CkxSid> own = KxToken_User(nullptr);
-  const std::optional<CkxSid> owner = KxToken_OwnerOfNewObjects();
+  const std::optional<CkxSid> own = KxToken_User(GetCurrentProcess());
+  const std::optional<CkxSid> owner = KxToken_OwnerOfNewObjects(GetCurrentProcess());
   return (own && own->Equals(user)) || (owner && owner->Equals(user));
 }
 

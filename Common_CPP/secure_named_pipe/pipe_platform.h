@@ -11,7 +11,7 @@ inline constexpr int kKxAcceptPauseMs = 100;
 /// `name` as it is part of a file's or a pipe's name. Empty, with the last error set, when it is no name.
 std::string KxPipe_EncodedName(CkxTextView name);
 
-/// Whether a server that `user` stands for (`SkxPipePeer`) could be this thread's own user's.
+/// Whether a server that `user` stands for (`SkxPipePeer`) could be this process's own user's.
 bool KxPeer_IsOwnUser(const CkxSid& user);
 
 /// Connects without a look at who serves.

@@ -50,6 +50,10 @@ class IkxPolicySource {
   /// The policies that apply to the user of `token`; null when that cannot be told, which the source has traced.
   virtual std::shared_ptr<const CkxApplicablePolicies> ApplicablePolicies(void* token) const = 0;
 
+  /// The publication in force now, which stays as it is whatever is published meanwhile: a walk reads all of its
+  /// sections from one publication. Null for a source that never changes. It must not outlive this source.
+  virtual std::unique_ptr<const IkxPolicySource> Pinned() const { return nullptr; }
+
   /// What tells the publication in force from every other, for answers that are remembered; empty when nothing may be.
   virtual KxWString PublicationName() const { return {}; }
 };

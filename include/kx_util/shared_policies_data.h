@@ -79,7 +79,7 @@ class KX_UTIL_API CkxSharedPoliciesData {
 
   /// Which actions an installation of a control may meet, as a union of the filter's action bits: those of policies
   /// with a control among their targets, and of Trust and Run & Collect Events policies without targets. The kinds of
-  /// `IsBlocked`. False, with `actionMask` untouched, when there are none.
+  /// `IsBlocked`, exclusions of type 0 alone. False, with `actionMask` untouched, when there are none.
   static bool GetPossibleActiveXInstallPolicyActions(void* token, uint32_t& actionMask);
 
   /// An exclusion from policies takes the path: Exclude policies of type 0.

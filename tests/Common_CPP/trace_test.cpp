@@ -47,15 +47,6 @@ TEST(Trace, PutsPiecesTogether) {
   EXPECT_EQ(sink.lines, kExpected);
 }
 
-TEST(Trace, LevelNames) {
-  std::string names;
-  for (const auto level : {EkxTraceLevel::Error, EkxTraceLevel::Warning, EkxTraceLevel::Info, EkxTraceLevel::Debug,
-                           EkxTraceLevel::Trace, EkxTraceLevel::Verbose}) {
-    names += KxTrace_LevelName(level) + " ";
-  }
-  EXPECT_EQ(names, "KXT_ERROR KXT_WARNING KXT_INFO KXT_DEBUG KXT_TRACE KXT_VERBOSE ");
-}
-
 TEST(Trace, LeavesTheLastErrorAsItWas) {
   CollectingSink sink;
   KxLastError_Set(kKxErrorAccessDenied);

@@ -14,6 +14,7 @@
 #include "Agent/engine/kx_util/agent_requests.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/util/text.h"
+#include "tests/support/recorded_facts.h"
 #include "tests/support/runtime_folder_scope.h"
 #include "tests/support/trace_capture.h"
 
@@ -51,12 +52,6 @@ class ExpectedProgram : public IkxProcessIdentity {
  private:
   const IkxProcessIdentity* const _previous;
 };
-
-CkxTargetInfoFile Program(const WCHAR* path, void* token) {
-  SkxFileFacts facts;
-  facts.path = path;
-  return CkxTargetInfoFile(std::move(facts), token);
-}
 
 class AgentService : public testing::Test {
  protected:
@@ -101,7 +96,7 @@ TEST_F(AgentService, LiveEvaluationAsksItWhichPoliciesAreTheUsers) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    const CkxTargetInfoFile target = Program(c.path, c.user.Handle());
+    const CkxTargetInfoFile target(KxTest_FileAt(c.path), c.user.Handle());
     SkxTriggerPolicyShortInfo info;
     EXPECT_EQ(CkxSharedPoliciesData::GetTargetPolicyAction(target, info), c.policy != 0);
     EXPECT_EQ(info.PolicyId, c.policy);
@@ -134,7 +129,7 @@ TEST_F(AgentService, SaysWhatReplacesAPrompt) {
 }
 
 TEST_F(AgentService, AnotherImageIsInForceAtOnce) {
-  const CkxTargetInfoFile tool = Program(KXW("C:\\tool.exe"), anyone.Handle());
+  const CkxTargetInfoFile tool(KxTest_FileAt(KXW("C:\\tool.exe")), anyone.Handle());
   SkxTriggerPolicyShortInfo info;
   ASSERT_TRUE(CkxSharedPoliciesData::GetTargetPolicyAction(tool, info));
   const SkxPolicyImage other =
@@ -213,6 +208,101 @@ TEST(AgentRequests, EveryFaultHasItsLine) {
   }
 }
 
+/// ASCII as UTF-16LE.
+std::vector<unsigned char> Units(std::string_view text) {
+  std::vector<unsigned char> bytes;
+  for (const char unit : text) bytes.insert(bytes.end(), {static_cast<unsigned char>(unit), 0});
+  return bytes;
+}
+
+TEST(AgentRequests, GoWhereTheAgentListensWithWhatItReads) {
+  using Data = CkxSharedPoliciesData;
+  std::vector<unsigned char> sid = Units("S-1-5-18");
+  sid.resize(18);
+  std::vector<unsigned char> question = {1, 2, 0, 0};
+  const std::vector<unsigned char> path = Units("C:\\a.exe");
+  question.insert(question.end(), path.begin(), path.end());
+  question.resize(304);
+  const auto policies = [] {
+    CkxAccessToken system{*CkxSid::FromUtf8("S-1-5-18"), {}, true};
+    std::vector<int> ids;
+    return Data::GetPoliciesApplicableForUser(system.Handle(), ids);
+  };
+  const auto action = [] {
+    SvcUacActionInfo unused;
+    return Data::GetUacAction(KXW("C:\\a.exe"), 0x201, unused);
+  };
+  const auto consent = [] { return Data::ShouldHookConsent(KXW("C:\\a.exe"), 0x201); };
+  const struct {
+    const SkxAgentRequest& request;
+    bool (*ask)();
+    const WCHAR* server;
+    std::string client;
+    const WCHAR* word;
+    uint32_t channel;
+    KxWString image, signer;
+    uint32_t timeout;
+    const std::vector<unsigned char>& body;
+  } cases[] = {
+      {kKxApplicablePoliciesRequest,
+       policies,
+       KXW("applicablePoliciesSer"),
+       "applicablePoliciesSerCli",
+       KXW("HANDLER_APPLICABLE_POLICIES"),
+       6,
+       {},
+       {},
+       30000,
+       sid},
+      {kKxUacActionRequest, action, KXW("uacActionServ"), "uacActionCli", KXW("HANDLER_GET_UAC_ACTION"), 4,
+       KXW("System"), KXW("Microsoft Windows"), 10000, question},
+      {kKxHookConsentRequest, consent, KXW("shouldHookConsentServ"), "shouldHookConsentCli",
+       KXW("HANDLER_SHOULD_HOOK_CONSENT"), 2, KXW("System"), KXW("Microsoft Windows"), 10000, question},
+  };
+  const CkxRuntimeFolderScope folder;
+  const ExpectedProgram program;
+  const CkxTraceCapture quiet;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.client);
+    std::string client;
+    std::vector<unsigned char> body;
+    CkxSecureIpcServer server;
+    server.Handle(c.word, c.channel, [&](const SkxSecureIpcCaller& caller, auto sent, auto&) {
+      client = KxText_ToUtf8(caller.name);
+      body.assign(sent.begin(), sent.end());
+      return false;
+    });
+    ASSERT_TRUE(server.Start(c.server));
+    EXPECT_FALSE(c.ask());
+    server.Stop();
+    server.Wait();
+    EXPECT_EQ(client, c.client);
+    EXPECT_EQ(body, c.body);
+    EXPECT_TRUE(c.request.image == c.image && c.request.signer == c.signer);
+    EXPECT_EQ(c.request.timeout, c.timeout);
+  }
+}
+
+TEST(AgentRequests, AnotherProgramThanTheAgentIsToldNothing) {
+  const CkxRuntimeFolderScope folder;
+  CkxSecureIpcServer server;
+  bool asked = false;
+  server.Handle(kKxUacActionRequest.requestName, kKxUacActionRequest.channel,
+                [&](const auto&, auto, auto&) { return asked = true; });
+  ASSERT_TRUE(server.Start(kKxUacActionRequest.serverName));
+  SkxAgentRequest request = kKxUacActionRequest;
+  request.image = KXW("SomethingElse");
+  const ExpectedProgram program;
+  CkxTraceCapture trace;
+  SvcUacActionInfo action;
+  EXPECT_FALSE(KxAgent_UacAction(KXW("C:\\a.exe"), 0, action, request));
+  EXPECT_THAT(trace.Texts(), testing::Contains("KXT_ERROR CkxSharedPoliciesData: Failed to initiate connection with "
+                                               "agent to HANDLER_GET_UAC_ACTION"));
+  server.Stop();
+  server.Wait();
+  EXPECT_FALSE(asked);
+}
+
 TEST(AgentRequests, AnAbsentAndASilentServerFailInTime) {
   const CkxRuntimeFolderScope folder;
   const ExpectedProgram program;
@@ -222,7 +312,9 @@ TEST(AgentRequests, AnAbsentAndASilentServerFailInTime) {
   } requests[] = {{kKxApplicablePoliciesRequest, "HANDLER_APPLICABLE_POLICIES"},
                   {kKxUacActionRequest, "HANDLER_GET_UAC_ACTION"},
                   {kKxHookConsentRequest, "HANDLER_SHOULD_HOOK_CONSENT"}};
-  for (const auto& [request, word] : requests) {
+  for (const auto& row : requests) {
+    const SkxAgentRequest& request = row.request;
+    const std::string& word = row.word;
     SCOPED_TRACE(word);
     SkxAgentRequest impatient = request;
     impatient.timeout = 300;
@@ -241,7 +333,7 @@ TEST(AgentRequests, AnAbsentAndASilentServerFailInTime) {
     ASSERT_TRUE(silent.Listen(request.serverName));
     trace.Clear();
     EXPECT_FALSE(ask());
-    EXPECT_THAT(trace.Texts(), testing::Contains(HasSubstr("Failed to ")));
+    EXPECT_THAT(trace.Texts(), testing::Contains(HasSubstr("Failed to get receive ")));
     silent.Stop();
   }
 }

@@ -11,6 +11,7 @@
 #include "Agent/engine/kx_publish/lint.h"
 #include "Agent/engine/kx_publish/policy_document.h"
 #include "Agent/engine/kx_publish/policy_kinds.h"
+#include "tests/support/recorded_facts.h"
 #include "tests/support/section_source.h"
 
 namespace {
@@ -248,15 +249,12 @@ std::vector<CkxTargetInfoPtr> AllThings() {
   things.emplace_back(new CkxTargetInfoElevator(CkxTargetInfoElevator::kUrlRequest, KXW("https://x"), nullptr));
   const KxWStringView paths[] = {KXW("C:\\x\\a.exe"), KXW("C:\\x\\b.exe"), KXW("C:\\y\\a.exe"), KXW("C:\\y\\b.exe")};
   for (const KxWStringView path : paths) {
-    SkxFileFacts file;
-    file.path = path;
+    const SkxFileFacts file = KxTest_FileAt(path);
     things.emplace_back(new CkxTargetInfoFile(file, nullptr));
     for (const KxWStringView parent : paths) {
-      SkxFileFacts parentFile;
-      parentFile.path = parent;
       auto* const process = new CkxTargetInfoProcess(file, {}, nullptr);
       things.emplace_back(process);
-      process->SetParent(CkxTargetInfoPtr(new CkxTargetInfoProcess(parentFile, {}, nullptr)));
+      process->SetParent(CkxTargetInfoPtr(new CkxTargetInfoProcess(KxTest_FileAt(parent), {}, nullptr)));
     }
   }
   return things;

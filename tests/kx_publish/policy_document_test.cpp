@@ -60,6 +60,8 @@ TEST(PolicyDocument, FaultsNameTheirPlace) {
       {"no JSON", "{\n\"policies\": [}", "", "line 2, column 14"},
       {"not an object", "[]", "", "must be an object"},
       {"a key twice", R"({"policies":[{"id":1,"id":2}]})", "/policies/0/id", "twice"},
+      {"a key twice, further in", R"({"policies":[{"id":1},{"a/b":[[],{"c":[1,2],"d":{},"c":3}]}]})",
+       "/policies/1/a~1b/1/c", "twice"},
       {"an unknown key at the top", R"({"polices":[]})", "/polices", "unknown key"},
       {"policies that are no list", R"({"policies":{}})", "/policies", "must be an array"},
       {"a policy without a name", R"({"policies":[{"id":1,"action":"run"}]})", "/policies/0", "\"name\" is missing"},
@@ -207,6 +209,8 @@ TEST(PolicyDocument, FaultsNameTheirPlace) {
        "/alerts/0", "null id"},
       {"a user that is no SID", R"({"applicable":{"ann":[]}})", "/applicable/ann", "must be a SID"},
       {"a policy that is not there", R"({"applicable":{"*":[9]}})", "/applicable/*/0", "no policy of this id"},
+      {"too deep, further in", R"([0,{"a":{},"b":)" + std::string(63, '['), "/1/b" + Repeated("/0", 62),
+       "nested too deeply"},
       {"too deep", std::string(65, '[') + std::string(65, ']'), Repeated("/0", 64), "nested too deeply"},
   };
   for (const Fault& fault : faults) {

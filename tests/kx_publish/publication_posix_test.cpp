@@ -149,6 +149,21 @@ TEST_F(PublicationPosix, AFailureLeavesTheOldPublicationAndNothingElse) {
   EXPECT_EQ(KxTest_Publication(), "BBB");
 }
 
+TEST_F(PublicationPosix, WhatAnIndexThatCannotBeReadNamesStays) {
+  CkxPolicyPublication publication;
+  ASSERT_TRUE(publication.Publish(KxTest_Image('A'), error)) << error;
+  const std::filesystem::path index = Path() / "Global%5CKxPoliciesIndexSection";
+  std::filesystem::permissions(index, std::filesystem::perms(0666));  // refused by readers
+  {
+    const CkxTraceCapture trace;
+    const CkxFileSizeLimit limit(3);
+    EXPECT_FALSE(publication.Publish(KxTest_Image('B'), error));
+    EXPECT_EQ(trace.Texts().size(), 1u);
+  }
+  std::filesystem::permissions(index, std::filesystem::perms(0444));
+  EXPECT_EQ(KxTest_Publication(), "AAA");
+}
+
 TEST_F(PublicationPosix, AFolderThatOthersCanWriteIsRefused) {
   std::filesystem::permissions(Path(), std::filesystem::perms(0777));
   CkxPolicyPublication publication;

@@ -15,36 +15,30 @@ constexpr uint32_t kSeeds = 50;
 
 using Bytes = std::vector<unsigned char>;
 
+/// Encoded, read by the library as a copy, decoded and encoded again.
+template <class Release, class Header, class Object, class Model>
+void ExpectComesBack(const std::vector<Model>& models, Bytes (*encode)(const Model&),
+                     Object* (*read)(const Header*, bool), bool (*decode)(const Object&, Model&)) {
+  for (const Model& model : models) {
+    const Bytes bytes = encode(model);
+    const std::unique_ptr<Object, Release> object(read(reinterpret_cast<const Header*>(bytes.data()), true));
+    ASSERT_NE(object, nullptr);
+    Model decoded;
+    ASSERT_TRUE(decode(*object, decoded));
+    ASSERT_EQ(encode(decoded), bytes);
+  }
+}
+
 TEST(RoundTrip, ThroughRecordsAndObjects) {
   for (uint32_t seed = 0; seed < kSeeds; ++seed) {
+    SCOPED_TRACE(seed);
     const SkxPublication publication = CkxRandomPublication(seed).Make();
-    for (const SkxPolicyModel& policy : publication.policies) {
-      const Bytes bytes = KxEncode_Policy(policy);
-      const CkxShBufPolicyPtr object(
-          CkxShBufPolicy::PolicyFromBuffer(reinterpret_cast<const SkxPolicyBufHeader*>(bytes.data()), true));
-      ASSERT_NE(object, nullptr) << "seed " << seed << ", policy " << policy.id;
-      SkxPolicyModel decoded;
-      ASSERT_TRUE(KxDecode_Policy(*object, decoded)) << "seed " << seed << ", policy " << policy.id;
-      ASSERT_EQ(KxEncode_Policy(decoded), bytes) << "seed " << seed << ", policy " << policy.id;
-    }
-    for (const SkxAppGroupModel& group : publication.groups) {
-      const Bytes bytes = KxEncode_AppGroup(group);
-      const CkxShBufAppGroupPtr object(
-          CkxShBufAppGroup::AppGroupFromBuffer(reinterpret_cast<const SkxAppGroupBufHeader*>(bytes.data()), true));
-      ASSERT_NE(object, nullptr) << "seed " << seed;
-      SkxAppGroupModel decoded;
-      ASSERT_TRUE(KxDecode_AppGroup(*object, decoded)) << "seed " << seed;
-      ASSERT_EQ(KxEncode_AppGroup(decoded), bytes) << "seed " << seed;
-    }
-    for (const SkxAlertModel& alert : publication.alerts) {
-      const Bytes bytes = KxEncode_Alert(alert);
-      const CkxShBufCustGuiPtr object(
-          CkxShBufCustGuiBase::CustGuiFromBuffer(reinterpret_cast<const SkxAlertBufHeader*>(bytes.data()), true));
-      ASSERT_NE(object, nullptr) << "seed " << seed;
-      SkxAlertModel decoded;
-      ASSERT_TRUE(KxDecode_Alert(*object, decoded)) << "seed " << seed;
-      ASSERT_EQ(KxEncode_Alert(decoded), bytes) << "seed " << seed;
-    }
+    ExpectComesBack<SkxPolicyRelease>(publication.policies, KxEncode_Policy, CkxShBufPolicy::PolicyFromBuffer,
+                                      KxDecode_Policy);
+    ExpectComesBack<SkxAppGroupRelease>(publication.groups, KxEncode_AppGroup, CkxShBufAppGroup::AppGroupFromBuffer,
+                                        KxDecode_AppGroup);
+    ExpectComesBack<SkxCustGuiRelease>(publication.alerts, KxEncode_Alert, CkxShBufCustGuiBase::CustGuiFromBuffer,
+                                       KxDecode_Alert);
   }
 }
 

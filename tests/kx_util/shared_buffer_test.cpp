@@ -2,40 +2,17 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <vector>
-
 #include "Agent/engine/kx_util/buffer_reader.h"
+#include "tests/support/record_bytes.h"
 
 namespace {
-
-using Bytes = std::vector<unsigned char>;
-
-/// Bytes in a block of exactly their size, so that a sanitizer sees a read of one too many.
-class CkxExactBuffer {
- public:
-  explicit CkxExactBuffer(const Bytes& bytes)
-      : _bytes(std::make_unique<unsigned char[]>(bytes.size())),
-        cursor(_bytes.get()),
-        remaining(static_cast<unsigned long>(bytes.size())) {
-    std::copy(bytes.begin(), bytes.end(), _bytes.get());
-  }
-  size_t Consumed() const { return static_cast<size_t>(cursor - _bytes.get()); }
-
- private:
-  std::unique_ptr<unsigned char[]> _bytes;
-
- public:
-  const unsigned char* cursor;
-  unsigned long remaining;
-};
 
 // The key of the built-in seed is 0xB9: 2654435769 is 0x9E3779B9. So a stored byte is the plain one XOR 0x46.
 constexpr unsigned char kMask = 0x46;
 
 struct StringCase {
   const char* name;
-  Bytes bytes;
+  KxBytes bytes;
   bool read;
   size_t consumed;
   uint32_t byteCount;
@@ -46,7 +23,7 @@ void RunCases(const std::vector<StringCase>& cases,
               bool (CkxShBufString::*reader)(const unsigned char*&, unsigned long&)) {
   for (const StringCase& c : cases) {
     SCOPED_TRACE(c.name);
-    CkxExactBuffer in(c.bytes);
+    CkxExactBytes in(c.bytes);
     CkxShBufString text;
     EXPECT_EQ((text.*reader)(in.cursor, in.remaining), c.read);
     EXPECT_EQ(in.Consumed(), c.consumed);
@@ -98,7 +75,7 @@ TEST(ShBufString, ReadsObfuscatedText) {
 TEST(ShBufString, UnObfuscatesEveryLengthAtEveryAddress) {
   for (size_t count = 1; count <= 70; ++count) {
     for (const size_t shift : {0u, 1u, 7u}) {
-      Bytes record(shift, 0xEE);
+      KxBytes record(shift, 0xEE);
       record.insert(record.end(), {static_cast<unsigned char>(count), 0, 0, 0});
       KxWString plain;
       for (size_t i = 0; i < count; ++i) {
@@ -106,7 +83,7 @@ TEST(ShBufString, UnObfuscatesEveryLengthAtEveryAddress) {
         record.push_back(byte ^ kMask);
         if (i % 2 == 1) plain += static_cast<WCHAR>(byte << 8 | static_cast<unsigned char>((i - 1) * 37 + 1));
       }
-      CkxExactBuffer in(record);
+      CkxExactBytes in(record);
       in.cursor += shift;
       in.remaining -= static_cast<unsigned long>(shift);
       CkxShBufString text;
@@ -128,7 +105,7 @@ TEST(ShBufString, ANullCursorIsAShortField) {
   EXPECT_EQ(remaining, 100u);
 }
 
-std::vector<Bytes> wiped;
+std::vector<KxBytes> wiped;
 void RememberWiped(const unsigned char* bytes, size_t count) { wiped.emplace_back(bytes, bytes + count); }
 
 class ShBufStringWipe : public testing::Test {
@@ -138,9 +115,9 @@ class ShBufStringWipe : public testing::Test {
 
   /// `count` bytes of obfuscated text.
   static CkxShBufString Secret(unsigned char count) {
-    Bytes record{count, 0, 0, 0};
+    KxBytes record{count, 0, 0, 0};
     record.resize(4u + count, 0x11);
-    CkxExactBuffer in(record);
+    CkxExactBytes in(record);
     CkxShBufString text;
     EXPECT_TRUE(text.FromBufferAndUnObfuscate(in.cursor, in.remaining));
     return text;
@@ -156,7 +133,7 @@ TEST_F(ShBufStringWipe, AnEndedStringLeavesZeros) {
     const CkxShBufString odd = Secret(9);
     EXPECT_TRUE(wiped.empty());
   }
-  EXPECT_EQ(wiped, (std::vector<Bytes>{Bytes(9, 0), Bytes(22, 0)}));
+  EXPECT_EQ(wiped, (std::vector<KxBytes>{KxBytes(9, 0), KxBytes(22, 0)}));
 }
 
 TEST_F(ShBufStringWipe, MovingHandsTheCopyOn) {
@@ -165,28 +142,28 @@ TEST_F(ShBufStringWipe, MovingHandsTheCopyOn) {
   {
     CkxShBufString other = Secret(6);
     other = std::move(text);
-    EXPECT_EQ(wiped, std::vector<Bytes>{Bytes(6, 0)});
+    EXPECT_EQ(wiped, std::vector<KxBytes>{KxBytes(6, 0)});
     EXPECT_EQ(other.View().ToString(), before);
     EXPECT_EQ(text.String(), nullptr);  // NOLINT(bugprone-use-after-move): left empty
   }
-  EXPECT_EQ(wiped, (std::vector<Bytes>{Bytes(6, 0), Bytes(10, 0)}));
+  EXPECT_EQ(wiped, (std::vector<KxBytes>{KxBytes(6, 0), KxBytes(10, 0)}));
 }
 
 TEST_F(ShBufStringWipe, ReadingAgainWipesFirst) {
   CkxShBufString text = Secret(8);
-  CkxExactBuffer plain({2, 0, 0, 0, 'x', 0});
+  CkxExactBytes plain({2, 0, 0, 0, 'x', 0});
   ASSERT_TRUE(text.FromBuffer(plain.cursor, plain.remaining));
-  EXPECT_EQ(wiped, std::vector<Bytes>{Bytes(8, 0)});
+  EXPECT_EQ(wiped, std::vector<KxBytes>{KxBytes(8, 0)});
   EXPECT_EQ(text.View().ToString(), KXW("x"));
 
   CkxShBufString other = Secret(4);
-  CkxExactBuffer empty({0, 0, 0, 0});
+  CkxExactBytes empty({0, 0, 0, 0});
   ASSERT_TRUE(other.FromBufferAndUnObfuscate(empty.cursor, empty.remaining));
   EXPECT_EQ(wiped.size(), 2u);
   EXPECT_EQ(other.String(), nullptr);
 
   CkxShBufString kept = Secret(4);
-  CkxExactBuffer tooShort({99, 0, 0, 0});
+  CkxExactBytes tooShort({99, 0, 0, 0});
   EXPECT_FALSE(kept.FromBufferAndUnObfuscate(tooShort.cursor, tooShort.remaining));
   EXPECT_EQ(wiped.size(), 2u);
 }
@@ -210,10 +187,10 @@ struct CountedNode : CkxShBufList::CkxNode {
 TEST(ShBufList, ReadsElementsInOrderOrNone) {
   struct {
     const char* name;
-    Bytes bytes;
+    KxBytes bytes;
     bool read;
     size_t consumed;
-    Bytes values;
+    KxBytes values;
   } const cases[] = {
       {"half a count", {1, 0, 0}, false, 0, {}},
       {"empty", {0, 0, 0, 0, 7}, true, 4, {}},
@@ -226,14 +203,14 @@ TEST(ShBufList, ReadsElementsInOrderOrNone) {
     SCOPED_TRACE(c.name);
     {
       CkxShBufList list;
-      CkxExactBuffer before({2, 0, 0, 0, 1, 2});
+      CkxExactBytes before({2, 0, 0, 0, 1, 2});
       ASSERT_TRUE(list.FromBuffer(before.cursor, before.remaining, CountedNode::FromBuffer));
-      CkxExactBuffer in(c.bytes);
+      CkxExactBytes in(c.bytes);
       EXPECT_EQ(list.FromBuffer(in.cursor, in.remaining, CountedNode::FromBuffer), c.read);
       EXPECT_EQ(in.Consumed(), c.consumed);
       EXPECT_EQ(list.Count(), c.values.size());
       EXPECT_EQ(list.GetHead() == nullptr, c.values.empty());
-      Bytes values;
+      KxBytes values;
       for (const CountedNode& node : CkxNodes<CountedNode>(list)) values.push_back(node.value);
       EXPECT_EQ(values, c.values);
       EXPECT_EQ(CountedNode::alive, static_cast<int>(c.values.size()));
@@ -244,10 +221,10 @@ TEST(ShBufList, ReadsElementsInOrderOrNone) {
 
 TEST(ShBufList, ALongListIsReleasedWithoutDeepCalls) {
   constexpr uint32_t kCount = 300000;
-  Bytes bytes(4 + kCount, 1);
+  KxBytes bytes(4 + kCount, 1);
   std::memcpy(bytes.data(), &kCount, sizeof(kCount));
   {
-    CkxExactBuffer in(bytes);
+    CkxExactBytes in(bytes);
     CkxShBufList list;
     ASSERT_TRUE(list.FromBuffer(in.cursor, in.remaining, CountedNode::FromBuffer));
     EXPECT_EQ(list.Count(), kCount);
@@ -256,13 +233,13 @@ TEST(ShBufList, ALongListIsReleasedWithoutDeepCalls) {
 }
 
 TEST(BufReader, ReadsCountedSids) {
-  const Bytes administrators{16, 0, 0, 0, 1, 2, 0, 0, 0, 0, 0, 5, 32, 0, 0, 0, 0x20, 2, 0, 0};
-  Bytes longer = administrators;
+  const KxBytes administrators{16, 0, 0, 0, 1, 2, 0, 0, 0, 0, 0, 5, 32, 0, 0, 0, 0x20, 2, 0, 0};
+  KxBytes longer = administrators;
   longer[0] = 100;
   longer.resize(104, 0xAA);
   struct {
     const char* name;
-    Bytes bytes;
+    KxBytes bytes;
     bool read;
     size_t consumed;
     const char* sid;
@@ -278,31 +255,12 @@ TEST(BufReader, ReadsCountedSids) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    CkxExactBuffer in(c.bytes);
+    CkxExactBytes in(c.bytes);
     CkxSid sid;
     EXPECT_EQ(CkxBufReader(in.cursor, in.remaining).Sid(sid), c.read);
     EXPECT_EQ(in.Consumed(), c.consumed);
     EXPECT_EQ(in.remaining, c.bytes.size() - c.consumed);
     EXPECT_EQ(sid.ToUtf8(), c.sid);
-  }
-}
-
-TEST(BufReader, EveryCutOfARecordFailsWithoutReadingPastIt) {
-  const Bytes record{4,   0, 0, 0, 'a', 0,    0,    0,                 // plain text
-                     6,   0, 0, 0, 7,   0x46, 0x24, 0x46, 0x46, 0x46,  // obfuscated text
-                     2,   0, 0, 0, 1,   2,                             // list
-                     0x44};  // a last byte, so that no count reaches past the end unnoticed
-  for (size_t size = 0; size <= record.size(); ++size) {
-    CkxExactBuffer in(Bytes(record.begin(), record.begin() + static_cast<std::ptrdiff_t>(size)));
-    CkxBufReader reader(in.cursor, in.remaining);
-    CkxShBufString plain;
-    CkxShBufString secret;
-    CkxShBufList list;
-    uint8_t last = 0;
-    const bool read = reader.Text(plain) && reader.ObfuscatedText(secret) &&
-                      reader.List(list, CountedNode::FromBuffer) && reader.U8(last);
-    EXPECT_EQ(read, size == record.size()) << size;
-    EXPECT_EQ(in.Consumed() + in.remaining, size);
   }
 }
 

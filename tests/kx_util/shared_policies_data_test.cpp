@@ -3,59 +3,23 @@
 #include <kx_util/target_info_process.h>
 
 #include "Common_CPP/util/clock.h"
-#include "tests/support/record_bytes.h"
+#include "tests/support/recorded_facts.h"
 #include "tests/support/recording_observer.h"
 #include "tests/support/section_source.h"
+#include "tests/support/target_records.h"
 #include "tests/support/trace_capture.h"
 
 namespace {
 
-constexpr uint32_t kExe = 3;
-constexpr uint32_t kLink = 2;
+using namespace kx_test_records;
+using Targets = std::vector<CkxRecordBytes>;
 
-/// A program by its name, "equals"; every other property unset.
-KxBytes ExeTarget(unsigned char id, std::u16string_view name) {
-  CkxRecordBytes target;
-  target.U32(0x22232427).SizeHere().Id(id).U32(kExe);
-  target.U8(1).Unset(3);                                                     // inheritable; versions, location
-  target.Set().Obfuscated(name).U16(1).Absent().Absent().U64(~uint64_t{0});  // file name: no hash, any size
-  target.Unset(6).Absent().Unset().Absent();  // arguments to parent, users, origin, distributor
-  return target.Bytes();
-}
+/// A program by its name.
+CkxRecordBytes App(unsigned char id, std::u16string_view name) { return Exe(id, {{kFileName, FileName(name)}}); }
 
-KxBytes LinkTarget(unsigned char id, unsigned char group) {
-  return CkxRecordBytes().U32(0x22232427).SizeHere().Id(id).U32(kLink).Id(group).Bytes();
-}
-
-KxBytes Group(unsigned char id, const std::vector<KxBytes>& targets) {
-  CkxRecordBytes group;
-  group.U32(0x22232426).SizeHere().Id(id).U32(static_cast<uint32_t>(targets.size()));
-  for (const KxBytes& target : targets) group.Append(target);
-  return group.Bytes();
-}
-
-struct PolicyFields {
-  uint32_t id;
-  uint32_t action = 2;
-  bool active = true;
-  std::vector<KxBytes> targets = {};
-  KxBytes tail = {};  ///< the kind's own fields
-};
-
-KxBytes Policy(const PolicyFields& fields) {
-  CkxRecordBytes policy;
-  policy.U32(0x22232425).SizeHere().U32(fields.action).U32(fields.id);
-  policy.U8(fields.active).Zeros(7).U64(fields.id).U8(0).Zeros(7);
-  policy.Obfuscated(u"P").Text(u"gp").Absent().U32(11).U32(101).U32(0);  // names, usage state, GUI type, no alerts
-  policy.U8(0).U32(static_cast<uint32_t>(fields.targets.size()));
-  for (const KxBytes& target : fields.targets) policy.Append(target);
-  return policy.Append(fields.tail).Bytes();
-}
-
-SkxFileFacts FactsOf(const WCHAR* path) {
-  SkxFileFacts facts;
-  facts.path = path;
-  return facts;
+KxBytes Record(uint32_t id, uint32_t action = 2, bool active = true, const Targets& targets = {},
+               const CkxRecordBytes& tail = {}) {
+  return NamedPolicy(action, id, active).U32(0).U8(1).Append(List(targets)).Append(tail).Bytes();
 }
 
 /// Ids in the order in which the walk delivered them.
@@ -67,11 +31,15 @@ bool CollectIds(const CkxShBufPolicy& policy, void* ids) {
 class SharedPoliciesData : public testing::Test {
  protected:
   void Publish(const std::vector<KxBytes>& policies) { _source.Publish(EkxPolicySection::Policies, policies); }
-  void PublishGroups(const std::vector<KxBytes>& groups) { _source.Publish(EkxPolicySection::AppGroups, groups); }
+  void PublishGroups(const std::vector<CkxRecordBytes>& groups) {
+    std::vector<KxBytes> records;
+    for (const CkxRecordBytes& group : groups) records.push_back(group.Bytes());
+    _source.Publish(EkxPolicySection::AppGroups, records);
+  }
 
   uint32_t Evaluate(const WCHAR* path = KXW("C:\\Tools\\app.exe")) {
     const CkxPolicySourceScope scope(_source);
-    const CkxTargetInfoProcess target(FactsOf(path), SkxProcessFacts(), nullptr);
+    const CkxTargetInfoProcess target(KxTest_FileAt(path), SkxProcessFacts(), nullptr);
     _info = SkxTriggerPolicyShortInfo();
     return CkxSharedPoliciesData::GetTargetPolicyAction(target, _info) ? _info.PolicyId : 0;
   }
@@ -81,9 +49,10 @@ class SharedPoliciesData : public testing::Test {
 };
 
 TEST_F(SharedPoliciesData, TheFirstPolicyThatAppliesWins) {
-  const std::vector<KxBytes> app = {ExeTarget(1, u"app.exe")};
-  const std::vector<KxBytes> other = {ExeTarget(2, u"other.exe")};
-  const KxBytes excludeType1 = CkxRecordBytes().U16(1).Bytes();
+  const Targets app = {App(1, u"app.exe")};
+  const Targets other = {App(2, u"other.exe")};
+  const CkxRecordBytes excludeType1 = CkxRecordBytes().U16(1);
+  const CkxRecordBytes excluded = CkxRecordBytes().U16(0);
   struct Case {
     const char* name;
     std::vector<KxBytes> policies;
@@ -91,17 +60,18 @@ TEST_F(SharedPoliciesData, TheFirstPolicyThatAppliesWins) {
   };
   const std::vector<Case> cases = {
       {"nothing published", {}, 0},
-      {"the earlier of two", {Policy({1, 2, true, other}), Policy({2, 2, true, app}), Policy({3, 3, true, app})}, 2},
-      {"inactive ones are not asked", {Policy({1, 2, false, app}), Policy({2, 3, true, app})}, 2},
-      {"set security does not take part", {Policy({1, 11, true, app, {1}}), Policy({2, 3, true, app})}, 2},
-      {"developer application does not take part", {Policy({1, 18, true, app}), Policy({2, 3, true, app})}, 2},
-      {"an exclusion of another kind is passed over",
-       {Policy({1, 12, true, app, excludeType1}), Policy({2, 3, true, app})},
+      {"the earlier of two", {Record(1, 2, true, other), Record(2, 2, true, app), Record(3, 3, true, app)}, 2},
+      {"inactive ones are not asked", {Record(1, 2, false, app), Record(2, 3, true, app)}, 2},
+      {"set security does not take part",
+       {Record(1, 11, true, app, CkxRecordBytes().U8(1)), Record(2, 3, true, app)},
        2},
-      {"an exclusion from policies wins", {Policy({1, 12, true, app, {0, 0}}), Policy({2, 3, true, app})}, 1},
-      {"a body that does not parse is passed over", {Policy({1, 4, true, app, {1, 0}}), Policy({2, 3, true, app})}, 2},
+      {"developer application does not take part", {Record(1, 18, true, app), Record(2, 3, true, app)}, 2},
+      {"an exclusion of another kind is passed over",
+       {Record(1, 12, true, app, excludeType1), Record(2, 3, true, app)},
+       2},
+      {"an exclusion from policies wins", {Record(1, 12, true, app, excluded), Record(2, 3, true, app)}, 1},
       {"a policy without targets that takes everything",
-       {Policy({1, 4, true, {}, {1, 0, 0}}), Policy({2, 2, true, app})},
+       {Record(1, 4, true, {}, CkxRecordBytes().U8(1).U16(0)), Record(2, 2, true, app)},
        1},
   };
   for (const Case& row : cases) {
@@ -111,13 +81,13 @@ TEST_F(SharedPoliciesData, TheFirstPolicyThatAppliesWins) {
 }
 
 TEST_F(SharedPoliciesData, TheResultNamesPolicyAndTarget) {
-  Publish({Policy({7, 2, true, {ExeTarget(3, u"x.exe"), ExeTarget(4, u"APP.EXE")}})});
+  Publish({Record(7, 2, true, {App(3, u"x.exe"), App(4, u"APP.EXE")})});
   ASSERT_EQ(Evaluate(), 7U);
   const KxBytes expected = [] {
     CkxRecordBytes info;
     info.U32(7).U32(2).U32(0);
-    info.U16('g').U16('p').Zeros(124).Zeros(128);
-    info.U32(101).U32(11).U8(0).U32(kExe).Id(4).Zeros(16).U8(0).U8(1).U8(0).U8(0);
+    info.U16('{').U16('g').U16('p').U16('}').Zeros(120).U16('{').U16('k').U16('x').U16('}').Zeros(120);
+    info.U32(101).U32(5).U8(1).U32(3).Id(4).Zeros(16).U8(0).U8(1).U8(0).U8(0);
     return info.Bytes();
   }();
   const auto* const bytes = reinterpret_cast<const unsigned char*>(&_info);
@@ -125,7 +95,7 @@ TEST_F(SharedPoliciesData, TheResultNamesPolicyAndTarget) {
 }
 
 TEST_F(SharedPoliciesData, OnlyPoliciesThatApplyToTheUserAreAsked) {
-  Publish({Policy({1, 2, true, {ExeTarget(1, u"app.exe")}}), Policy({2, 2, true, {ExeTarget(2, u"app.exe")}})});
+  Publish({Record(1, 2, true, {App(1, u"app.exe")}), Record(2, 2, true, {App(2, u"app.exe")})});
   _source.applicable = CkxApplicablePolicies({9, 2});
   EXPECT_EQ(Evaluate(), 2U);
 
@@ -140,7 +110,7 @@ TEST_F(SharedPoliciesData, OnlyPoliciesThatApplyToTheUserAreAsked) {
 }
 
 TEST_F(SharedPoliciesData, AFaultEndsTheWalkAtTheRecordAndSaysSo) {
-  const KxBytes good = Policy({1, 2, true, {ExeTarget(1, u"other.exe")}});
+  const KxBytes good = Record(1, 2, true, {App(1, u"other.exe")});
   struct Case {
     const char* name;
     KxBytes second;
@@ -172,7 +142,7 @@ TEST_F(SharedPoliciesData, AFaultEndsTheWalkAtTheRecordAndSaysSo) {
 }
 
 TEST_F(SharedPoliciesData, TheFilterTakesActivityAndAction) {
-  Publish({Policy({1, 2, true}), Policy({2, 3, false}), Policy({3, 14, true}), Policy({4, 12, true, {}, {0, 0}})});
+  Publish({Record(1, 2, true), Record(2, 3, false), Record(3, 14, true), Record(4, 12, true, {}, PolicyTail(12))});
   struct Case {
     const char* name;
     SkxPolicyFilter filter;
@@ -211,26 +181,20 @@ TEST(PolicyFilter, EveryActionHasItsBitOrALine) {
 }
 
 TEST_F(SharedPoliciesData, GroupsMatchThroughTheirLinks) {
-  Publish({Policy({1, 2, true, {LinkTarget(1, 50)}})});
+  Publish({Record(1, 2, true, {Link(1, 50)})});
   struct Case {
     const char* name;
-    std::vector<KxBytes> groups;
+    std::vector<CkxRecordBytes> groups;
     uint32_t policy;
     unsigned char target;
   };
   const std::vector<Case> cases = {
-      {"no such group", {Group(51, {ExeTarget(2, u"app.exe")})}, 0, 0},
-      {"the group's first match is reported", {Group(50, {ExeTarget(2, u"x.exe"), ExeTarget(3, u"app.exe")})}, 1, 3},
+      {"no such group", {Group(51, {App(2, u"app.exe")})}, 0, 0},
+      {"the group's first match is reported", {Group(50, {App(2, u"x.exe"), App(3, u"app.exe")})}, 1, 3},
       {"an empty group", {Group(50, {})}, 0, 0},
-      {"a link in a group is reported as itself",
-       {Group(50, {LinkTarget(4, 51)}), Group(51, {ExeTarget(5, u"app.exe")})},
-       1,
-       4},
-      {"a group that links to itself alone matches nothing", {Group(50, {LinkTarget(4, 50)})}, 0, 0},
-      {"one that also has the program is found at the bottom",
-       {Group(50, {LinkTarget(4, 50), ExeTarget(5, u"app.exe")})},
-       1,
-       4},
+      {"a link in a group is reported as itself", {Group(50, {Link(4, 51)}), Group(51, {App(5, u"app.exe")})}, 1, 4},
+      {"a group that links to itself alone matches nothing", {Group(50, {Link(4, 50)})}, 0, 0},
+      {"one that also has the program is found at the bottom", {Group(50, {Link(4, 50), App(5, u"app.exe")})}, 1, 4},
   };
   for (const Case& row : cases) {
     PublishGroups(row.groups);
@@ -242,17 +206,17 @@ TEST_F(SharedPoliciesData, GroupsMatchThroughTheirLinks) {
 }
 
 /// `length` groups, each linking to the next; the last has the program.
-std::vector<KxBytes> ChainOfGroups(unsigned char length) {
-  std::vector<KxBytes> groups;
+std::vector<CkxRecordBytes> ChainOfGroups(unsigned char length) {
+  std::vector<CkxRecordBytes> groups;
   for (unsigned char i = 0; i + 1 < length; ++i) {
-    groups.push_back(Group(static_cast<unsigned char>(50 + i), {LinkTarget(4, static_cast<unsigned char>(51 + i))}));
+    groups.push_back(Group(static_cast<unsigned char>(50 + i), {Link(4, static_cast<unsigned char>(51 + i))}));
   }
-  groups.push_back(Group(static_cast<unsigned char>(49 + length), {ExeTarget(5, u"app.exe")}));
+  groups.push_back(Group(static_cast<unsigned char>(49 + length), {App(5, u"app.exe")}));
   return groups;
 }
 
 TEST_F(SharedPoliciesData, GroupsNestEightDeepAndNoDeeper) {
-  Publish({Policy({1, 2, true, {LinkTarget(1, 50)}})});
+  Publish({Record(1, 2, true, {Link(1, 50)})});
   PublishGroups(ChainOfGroups(8));
   EXPECT_EQ(Evaluate(), 1U);
   PublishGroups(ChainOfGroups(9));
@@ -262,16 +226,16 @@ TEST_F(SharedPoliciesData, GroupsNestEightDeepAndNoDeeper) {
 }
 
 TEST_F(SharedPoliciesData, AGroupFullOfLinksToItselfIsJudgedOnceADepth) {
-  Publish({Policy({1, 2, true, {LinkTarget(1, 50)}})});
-  PublishGroups({Group(50, std::vector<KxBytes>(200, LinkTarget(4, 50)))});  // 200 to the eighth, tried one by one
+  Publish({Record(1, 2, true, {Link(1, 50)})});
+  PublishGroups({Group(50, Targets(200, Link(4, 50)))});  // 200 to the eighth, tried one by one
   CkxTraceCapture trace;
   EXPECT_EQ(Evaluate(), 0U);
   EXPECT_EQ(trace.Lines().size(), 200U);  // one a link at the deepest group, which is visited once
 }
 
 TEST_F(SharedPoliciesData, LookUpsCopyTheFirstRecordWithTheId) {
-  Publish({Policy({1, 3, false}), Policy({2, 2, true, {ExeTarget(1, u"a.exe")}}), Policy({2, 3, true})});
-  PublishGroups({Group(50, {}), Group(51, {ExeTarget(5, u"app.exe")})});
+  Publish({Record(1, 3, false), Record(2, 2, true, {App(1, u"a.exe")}), Record(2, 3, true)});
+  PublishGroups({Group(50, {}), Group(51, {App(5, u"app.exe")})});
   CkxShBufPolicyPtr policy;
   CkxShBufAppGroupPtr group;
   {
@@ -293,14 +257,14 @@ TEST_F(SharedPoliciesData, LookUpsCopyTheFirstRecordWithTheId) {
   _source.PublishBytes(EkxPolicySection::Policies, {});
   _source.PublishBytes(EkxPolicySection::AppGroups, {});
   EXPECT_EQ(policy->Action(), EkxPolicyAction::Block);
-  EXPECT_EQ(KxText_ToUtf8(policy->NameView()), "P");
+  EXPECT_EQ(KxText_ToUtf8(policy->NameView()), "Name");
   EXPECT_EQ(group->Targets().Count(), 1U);
 }
 
 TEST_F(SharedPoliciesData, EveryPrefixAndEveryByteChangeEndsCleanly) {
-  const std::vector<KxBytes> policies = {Policy({1, 2, true, {LinkTarget(1, 50), ExeTarget(2, u"x.exe")}}),
-                                         Policy({2, 4, true, {ExeTarget(3, u"y.exe")}, {1, 1, 1}})};
-  PublishGroups({Group(50, {ExeTarget(4, u"z.exe")})});
+  const std::vector<KxBytes> policies = {Record(1, 2, true, {Link(1, 50), App(2, u"x.exe")}),
+                                         Record(2, 4, true, {App(3, u"y.exe")}, CkxRecordBytes().U8(1).U16(0x101))};
+  PublishGroups({Group(50, {App(4, u"z.exe")})});
   Publish(policies);
   SkxSectionBytes whole;
   ASSERT_TRUE(_source.OpenSection(EkxPolicySection::Policies, whole));
@@ -320,7 +284,7 @@ TEST_F(SharedPoliciesData, EveryPrefixAndEveryByteChangeEndsCleanly) {
       changed[at] = static_cast<unsigned char>(changed[at] ^ change);
       _source.PublishBytes(EkxPolicySection::Policies, changed);
       if (Evaluate() != 0) {
-        EXPECT_EQ(static_cast<uint32_t>(_info.TargetType), kExe) << at;
+        EXPECT_EQ(static_cast<uint32_t>(_info.TargetType), 3u) << at;
       }
     }
   }
@@ -329,7 +293,7 @@ TEST_F(SharedPoliciesData, EveryPrefixAndEveryByteChangeEndsCleanly) {
 int64_t fakeNow = 0;
 
 TEST_F(SharedPoliciesData, AWalkOfMoreThanHalfASecondLeavesALine) {
-  Publish({Policy({1, 2, true}), Policy({2, 2, false}), Policy({3, 2, true})});
+  Publish({Record(1, 2, true), Record(2, 2, false), Record(3, 2, true)});
   const SkxPolicyFilter active = {SkxPolicyFilter::kActive, 0};
   const auto takeTime = [](const CkxShBufPolicy&, void* each) {
     fakeNow += *static_cast<const int64_t*>(each);
@@ -349,9 +313,10 @@ TEST_F(SharedPoliciesData, AWalkOfMoreThanHalfASecondLeavesALine) {
 }
 
 TEST_F(SharedPoliciesData, AnEvaluationCanBeWatched) {
-  Publish({Policy({1, 2, false, {}}), Policy({2, 2, true, {ExeTarget(1, u"x.exe"), LinkTarget(2, 50)}}),
-           Policy({3, 12, true, {}, {1, 0}}), Policy({4, 3, true, {ExeTarget(5, u"app.exe")}}), Policy({5, 3, true})});
-  PublishGroups({Group(50, {ExeTarget(3, u"y.exe")})});
+  Publish({Record(1, 2, false, {}), Record(2, 2, true, {App(1, u"x.exe"), Link(2, 50)}),
+           Record(3, 12, true, {}, CkxRecordBytes().U16(1)), Record(4, 3, true, {App(5, u"app.exe")}),
+           Record(5, 3, true)});
+  PublishGroups({Group(50, {App(3, u"y.exe")})});
   _source.applicable = CkxApplicablePolicies({2, 3, 4});
   CkxRecordingObserver observer;
   const CkxEvaluationObserverScope scope(observer);

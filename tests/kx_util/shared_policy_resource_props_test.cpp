@@ -30,35 +30,6 @@ TEST(ResourceProps, NameAndValue) {
   ASSERT_NE(KxTest_Read<CkxShBufPropNameValuePair>(noName), nullptr) << "only the value must not be empty";
 }
 
-TEST(ResourceProps, PathAndCapability) {
-  const KxBytes bytes = {1, 4, 0, 0, 0, 0x27, 0x46, 0x46, 0x46, 2};
-  const auto path = KxTest_Read<CkxShBufPropFSPath>(bytes);
-  ASSERT_NE(path, nullptr);
-  EXPECT_EQ(Utf8(path->Path()), "a");
-  EXPECT_TRUE(path->Flag()) << "any value but 0";
-  const auto capability = KxTest_Read<CkxShBufPropCapability>(bytes);
-  ASSERT_NE(capability, nullptr);
-  EXPECT_EQ(Utf8(capability->Name()), "a");
-  EXPECT_TRUE(capability->Flag());
-}
-
-TEST(ResourceProps, Capabilities) {
-  const auto all = KxTest_Read<CkxShBufPropCapabilities>({
-      1, 3, 0, 0, 0,                             // set, three
-      1, 4, 0, 0, 0, 0x27, 0x46, 0x46, 0x46, 1,  // "a", flag
-      0,                                         // not set
-      1, 0, 0, 0, 0, 0,                          // no name, no flag
-  });
-  ASSERT_NE(all, nullptr);
-  ASSERT_EQ(all->Count(), 3u);
-  std::string told;
-  for (const CkxPropNode<CkxShBufPropCapability>& node : all->Elements()) {
-    told += node.prop.Initialized() ? Utf8(node.prop.Name()) + (node.prop.Flag() ? "+ " : "- ") : "unset ";
-  }
-  EXPECT_EQ(told, "a+ unset - ");
-  EXPECT_EQ(KxTest_Read<CkxShBufPropCapabilities>({1, 2, 0, 0, 0, 0}), nullptr) << "fewer than it counts";
-}
-
 CkxRecordBytes Is(std::u16string_view text) { return CkxRecordBytes().Set().Obfuscated(text).U8(0).U16(1); }
 CkxRecordBytes StartsWith(std::u16string_view text) { return CkxRecordBytes().Set().Obfuscated(text).U8(1).U16(2); }
 CkxRecordBytes Unset() { return CkxRecordBytes().Unset(); }
@@ -66,15 +37,6 @@ CkxRecordBytes Unset() { return CkxRecordBytes().Unset(); }
 CkxRecordBytes Media(const CkxRecordBytes& type, const CkxRecordBytes& vendor, const CkxRecordBytes& product,
                      const CkxRecordBytes& serialNumber) {
   return CkxRecordBytes().Set().Append(type).Append(vendor).Append(product).Append(serialNumber);
-}
-
-TEST(ResourceProps, MediaFieldsLieInTheirOrder) {
-  const auto media = KxTest_Read<CkxShBufPropMediaInfo>(Media(Is(u"t"), Is(u"v"), Is(u"p"), Is(u"s")).Bytes());
-  ASSERT_NE(media, nullptr);
-  EXPECT_EQ(Utf8(media->Type().Pattern()), "t");
-  EXPECT_EQ(Utf8(media->Vendor().Pattern()), "v");
-  EXPECT_EQ(Utf8(media->Product().Pattern()), "p");
-  EXPECT_EQ(Utf8(media->SerialNumber().Pattern()), "s");
 }
 
 TEST(ResourceProps, MatchMedia) {

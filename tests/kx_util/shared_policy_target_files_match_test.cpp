@@ -3,10 +3,12 @@
 
 #include <functional>
 
-#include "Common_CPP/file/machine_facts.h"
 #include "tests/kx_util/file_target_records.h"
+#include "tests/support/read_target.h"
+#include "tests/support/recorded_facts.h"
 #include "tests/support/recording_observer.h"
 #include "tests/support/section_source.h"
+#include "tests/support/target_records.h"
 
 namespace {
 
@@ -52,10 +54,10 @@ struct Thing {
         break;
     }
     SkxFileFacts program = file;
-    if (as != As::Process) program = Path(KXW("C:\\host.exe"));
+    if (as != As::Process) program = KxTest_FileAt(KXW("C:\\host.exe"));
     auto carrier = std::make_unique<CkxTargetInfoProcess>(program, as == As::Process ? process : host, nullptr);
     if (parent != nullptr) {
-      carrier->SetParent(CkxTargetInfoPtr(new CkxTargetInfoProcess(Path(parent), SkxProcessFacts(), nullptr)));
+      carrier->SetParent(CkxTargetInfoPtr(new CkxTargetInfoProcess(KxTest_FileAt(parent), SkxProcessFacts(), nullptr)));
     }
     if (as == As::FileOfHost) carrier->AddLinked(CkxTargetInfoPtr(new CkxTargetInfoFile(file, nullptr)));
     if (as == As::ProcessOfHost) {
@@ -63,35 +65,20 @@ struct Thing {
     }
     return CkxTargetInfoPtr(carrier.release());
   }
-
- private:
-  static SkxFileFacts Path(const WCHAR* path) {
-    SkxFileFacts facts;
-    facts.path = path;
-    return facts;
-  }
-};
-
-struct DriveFacts : IkxMachineFacts {
-  EkxDriveType DriveType(WCHAR letter) const override {
-    return letter == KXW('C') ? EkxDriveType::Fixed : EkxDriveType::Removable;
-  }
-  std::optional<KxWString> MappedShare(WCHAR) const override { return std::nullopt; }
 };
 
 /// Group 1 is explorer.exe.
 class FileTargetsMatching : public testing::Test {
  protected:
   FileTargetsMatching() {
-    CkxRecordBytes group = CkxRecordBytes().U32(0x22232426).SizeHere().Id(1).U32(1);
-    CkxRecordBytes exe = Header(3).U8(0).Unset(3).Set().Obfuscated(u"explorer.exe").U16(1).Absent().Absent();
-    exe.U64(~uint64_t{0}).Unset(6).Absent().Unset().Absent();
-    _source.Publish(EkxPolicySection::AppGroups, {group.Append(exe).Bytes()});
+    namespace records = kx_test_records;
+    const CkxRecordBytes explorer = records::Exe(5, {{records::kFileName, records::FileName(u"explorer.exe")}});
+    _source.Publish(EkxPolicySection::AppGroups, {records::Group(1, {explorer}).Bytes()});
   }
 
   /// The check that ends the match, with what it told; empty for a match.
   std::string Ending(const CkxRecordBytes& record, const Thing& thing) const {
-    const ReadTarget target(record);
+    const CkxReadTarget target(record);
     const CkxTargetInfoPtr description = thing.Describe();
     CkxRecordingObserver observer;
     const CkxEvaluationObserverScope watching(observer);
@@ -109,7 +96,7 @@ class FileTargetsMatching : public testing::Test {
  private:
   CkxSectionSource _source;
   CkxPolicySourceScope _scope{_source};
-  DriveFacts _drives;
+  CkxRecordedMachine _drives{{{KXW('C'), EkxDriveType::Fixed}}, EkxDriveType::Removable};
   CkxMachineFactsScope _machine{_drives};
 };
 

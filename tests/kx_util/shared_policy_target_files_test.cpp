@@ -2,156 +2,19 @@
 
 #include <gtest/gtest.h>
 
-#include "Common_CPP/util/text.h"
 #include "tests/kx_util/file_target_records.h"
+#include "tests/support/read_target.h"
 
 namespace {
 
 using namespace kx_file_targets;
 
-TEST(FileTargets, EndWhereTheyEnd) {
-  const struct {
-    const char* name;
-    CkxRecordBytes record;
-    size_t slack;  // of an obfuscated text that ends a record, up to four bytes may not be there
-  } kRecords[] = {
-      {"script", Script(Origin()), 0}, {"msi", Msi(Origin()), 0}, {"msu", Msu(Origin()), 0},
-      {"dll", Dll(Origin()), 0},       {"activex", ActiveX(), 0}, {"com", Com(), 4},
-      {"package", AppPackage(), 0},
-  };
-  for (const auto& [name, record, slack] : kRecords) {
-    SCOPED_TRACE(name);
-    const KxBytes bytes = record.Bytes();
-    const ReadTarget whole(record);
-    ASSERT_NE(whole.node, nullptr);
-    EXPECT_EQ(whole.bytes.Consumed(), bytes.size());
-    for (size_t count = 0; count < bytes.size(); ++count) {
-      CkxExactBytes part(bytes, count);
-      if (count >= 8) {
-        part.Data()[4] = static_cast<unsigned char>(count);
-        part.Data()[5] = static_cast<unsigned char>(count >> 8);
-      }
-      EXPECT_EQ(ReadTarget::Read(part) != nullptr, count >= bytes.size() - slack) << "of " << count << " bytes";
-    }
+TEST(FileTargets, AShorterRecordIsNone) {
+  for (const CkxRecordBytes& record :
+       {Script(Origin()), Msi(Origin()), Msu(Origin()), Dll(Origin()), ActiveX(), AppPackage()}) {
+    KxTest_ExpectNoneShorter(record);
   }
-}
-
-std::string Utf8(CkxTextView text) { return KxText_ToUtf8(text); }
-
-/// What properties of targets that have them hold.
-template <class Target>
-void ExpectFile(const Target& target) {
-  EXPECT_EQ(Utf8(target.Location().Pattern()), "C:\\Apps");
-  EXPECT_TRUE(target.Location().WithSubfolders());
-  EXPECT_EQ(Utf8(target.Location().LocationTypes()), "FIXED,CDROM");
-  EXPECT_EQ(Utf8(target.FileName().Pattern()), "thing*");
-  EXPECT_EQ(target.FileName().CompareAs(), EkxStrCompareAs::StrWildcard);
-  EXPECT_EQ(Utf8(target.FileName().HashAlgorithm()), "SHA1");
-  EXPECT_EQ(Utf8(target.FileName().Hash()), "SHA1##00FF");
-  EXPECT_EQ(target.FileName().FileSize(), 1000);
-}
-template <class Target>
-void ExpectPublishers(const Target& target) {
-  ASSERT_EQ(target.Publishers().Count(), 1u);
-  const CkxShBufPropPublisher& publisher = (*target.Publishers().Elements().begin()).prop;
-  EXPECT_EQ(Utf8(publisher.Pattern()), "Vendor");
-  EXPECT_TRUE(publisher.CaseSensitive());
-  EXPECT_FALSE(publisher.UnsignedOnly());
-}
-template <class Target>
-void ExpectOwners(const Target& target) {
-  ASSERT_EQ(target.Owners().Count(), 2u);
-  EXPECT_EQ((*target.Owners().Elements().begin()).prop.Owner().ToUtf8(), "S-1-5-32-544");
-}
-template <class Target>
-void ExpectVersionFields(const Target& target) {
-  ASSERT_EQ(target.VersionFields().Count(), 1u);
-  EXPECT_EQ(Utf8((*target.VersionFields().Elements().begin()).prop.Field()), "CompanyName");
-}
-template <class Target>
-void ExpectParentAndOrigin(const Target& target) {
-  EXPECT_EQ(target.ParentProcess().IncludedGroup().Data1, 1u);
-  EXPECT_EQ(target.ParentProcess().ExcludedGroup().Data1, 0u);
-  EXPECT_EQ(target.Origin().MainSourceType(), 3u);
-}
-void ExpectArguments(const CkxShBufPropArguments& arguments) {
-  EXPECT_EQ(Utf8(arguments.Pattern()), "/quiet");
-  EXPECT_EQ(arguments.CompareAs(), EkxStrCompareAs::StrContains);
-}
-
-TEST(FileTargets, HaveTheirFieldsInOrder) {
-  {
-    const ReadTarget read(Script(Origin()));
-    const auto& script = read.As<CkxShBufTargetScript>();
-    EXPECT_TRUE(script.Inheritable());
-    EXPECT_TRUE(script.IsEmbedded());
-    ExpectFile(script);
-    ExpectArguments(script.Arguments());
-    ExpectOwners(script);
-    ExpectPublishers(script);
-    ExpectParentAndOrigin(script);
-  }
-  {
-    const ReadTarget read(Msi(Origin()));
-    const auto& package = read.As<CkxShBufTargetMsi>();
-    EXPECT_TRUE(package.ProductVersions().Range().MinVersion().IsEqual(2, 0, 0, 0));
-    ExpectFile(package);
-    ExpectArguments(package.Arguments());
-    ExpectOwners(package);
-    ExpectPublishers(package);
-    ASSERT_EQ(package.InstallerProperties().Count(), 1u);
-    EXPECT_EQ(Utf8((*package.InstallerProperties().Elements().begin()).prop.Property()), "ProductCode");
-    ExpectParentAndOrigin(package);
-  }
-  {
-    const ReadTarget read(Msu(Origin()));
-    const auto& package = read.As<CkxShBufTargetMsu>();
-    ExpectFile(package);
-    ExpectOwners(package);
-    ExpectPublishers(package);
-    ExpectParentAndOrigin(package);
-  }
-  {
-    const ReadTarget read(Dll(Origin()));
-    const auto& library = read.As<CkxShBufTargetDll>();
-    EXPECT_TRUE(library.FileVersions().Range().MinVersion().IsEqual(1, 0, 0, 0));
-    EXPECT_TRUE(library.ProductVersions().Range().MinVersion().IsEqual(2, 0, 0, 0));
-    ExpectFile(library);
-    ExpectOwners(library);
-    ExpectPublishers(library);
-    ExpectVersionFields(library);
-    EXPECT_EQ(library.Origin().MainSourceType(), 3u);
-  }
-  {
-    const ReadTarget read(ActiveX());
-    const auto& control = read.As<CkxShBufTargetActiveX>();
-    EXPECT_EQ(Utf8(control.ClassId().Pattern()), "{0000000C*");
-    EXPECT_EQ(Utf8(control.SourceAddress().Pattern()), "https://vendor/");
-    ExpectFile(control);
-    ExpectPublishers(control);
-  }
-  {
-    const ReadTarget read(Com());
-    const auto& component = read.As<CkxShBufTargetCom>();
-    EXPECT_EQ(Utf8(component.ClassId().Pattern()), "{0000000C*");
-    ExpectFile(component);
-    ExpectOwners(component);
-    ExpectPublishers(component);
-    ExpectVersionFields(component);
-  }
-  {
-    const ReadTarget read(AppPackage());
-    const auto& package = read.As<CkxShBufTargetAppPackage>();
-    EXPECT_TRUE(package.Inheritable());
-    EXPECT_TRUE(package.Versions().Range().MinVersion().IsEqual(1, 0, 0, 0));
-    EXPECT_EQ(Utf8(package.PackageName().Pattern()), "Vendor.App");
-    ExpectPublishers(package);
-    std::string capabilities;
-    for (const auto& node : package.Capabilities().Elements()) {
-      capabilities += (node.prop.Flag() ? "+" : "-") + Utf8(node.prop.Name());
-    }
-    EXPECT_EQ(capabilities, "+internetClient-webcam");
-  }
+  KxTest_ExpectNoneShorter(Com(), 4);
 }
 
 TEST(FileTargets, TellWhatTheShortInfoHolds) {
@@ -162,8 +25,8 @@ TEST(FileTargets, TellWhatTheShortInfoHolds) {
   } kCases[] = {{Script(), true, true}, {Msi(), false, false},     {Msu(), false, false},      {Dll(), false, false},
                 {Com(), false, false},  {ActiveX(), false, false}, {AppPackage(), true, false}};
   for (const auto& c : kCases) {
-    const ReadTarget target(c.record);
-    SCOPED_TRACE(Utf8(KxUtil_PolicyTargetTypeStr(target.As().TargetType())));
+    const CkxReadTarget target(c.record);
+    SCOPED_TRACE(KxText_ToUtf8(KxUtil_PolicyTargetTypeStr(target.As().TargetType())));
     SkxTriggerPolicyShortInfo info;
     target.As().FillTargetInfo(info);
     EXPECT_EQ(EkxPolicyTarget{info.TargetType}, target.As().TargetType());
@@ -171,7 +34,7 @@ TEST(FileTargets, TellWhatTheShortInfoHolds) {
     EXPECT_EQ(info.Inheritable != 0, c.inheritable);
     EXPECT_EQ(target.As().RequiresKxToolsFolder(), c.needsTools);
   }
-  EXPECT_FALSE(ReadTarget(Bare(4)).As().RequiresKxToolsFolder());
+  EXPECT_FALSE(CkxReadTarget(Bare(4)).As().RequiresKxToolsFolder());
 }
 
 TEST(FileTargets, DebugTexts) {
@@ -213,9 +76,7 @@ TEST(FileTargets, DebugTexts) {
       {Bare(20), "\r\n  Target: APPPACKAGE. Inheritable=No\r\n"},
   };
   for (const auto& c : kCases) {
-    CkxUtilStr text;
-    ReadTarget(c.record).As().AppendDebugMsg(text);
-    EXPECT_EQ(Utf8(text.View()), c.text);
+    EXPECT_EQ(KxTest_DebugText(c.record), c.text);
   }
 }
 

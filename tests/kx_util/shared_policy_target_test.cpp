@@ -7,7 +7,8 @@
 #include <functional>
 
 #include "Agent/engine/kx_util/target_checks.h"
-#include "Common_CPP/file/machine_facts.h"
+#include "tests/support/read_target.h"
+#include "tests/support/recorded_facts.h"
 #include "tests/support/recording_observer.h"
 #include "tests/support/section_source.h"
 #include "tests/support/target_records.h"
@@ -18,24 +19,6 @@ namespace {
 using namespace kx_test_records;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr size_t kHeaderBytes = 28;
-
-/// A target in a block of its own size, and how much of it was read.
-struct ReadTarget {
-  explicit ReadTarget(const KxBytes& record) : bytes(record), node(Read(bytes)) {}
-
-  static std::unique_ptr<CkxShBufList::CkxNode> Read(CkxExactBytes& bytes) {
-    return std::unique_ptr<CkxShBufList::CkxNode>(CkxShBufTarget::TargetFromBuffer(bytes.cursor, bytes.remaining));
-  }
-  template <class Target = CkxShBufTarget>
-  const Target& As() const {
-    return static_cast<const Target&>(*node);
-  }
-
-  CkxExactBytes bytes;
-  std::unique_ptr<CkxShBufList::CkxNode> node;
-};
 
 /// A program with every property given, but for the origin, which nothing matches yet. The parent must be in group 1
 /// and no ancestor in group 2.
@@ -66,9 +49,7 @@ CkxRecordBytes FullExclude() {
 }
 
 CkxTargetInfoPtr Program(const WCHAR* path) {
-  SkxFileFacts facts;
-  facts.path = path;
-  return CkxTargetInfoPtr(new CkxTargetInfoProcess(facts, SkxProcessFacts(), nullptr));
+  return CkxTargetInfoPtr(new CkxTargetInfoProcess(KxTest_FileAt(path), SkxProcessFacts(), nullptr));
 }
 
 /// Groups of one program each: 1 is explorer.exe, 2 browser.exe.
@@ -103,7 +84,7 @@ TEST_F(TargetTest, OfEveryTypeEitherAKindOrNothing) {
   for (const uint32_t base : {0u, 0x10000u, 0xFFFFFF00u}) {
     for (uint32_t code = base; code < base + 32; ++code) {
       if (code == 8) continue;
-      const ReadTarget target(Target(code, 1).Zeros(64).Bytes());
+      const CkxReadTarget target(Target(code, 1).Zeros(64).Bytes());
       EXPECT_EQ(target.bytes.Consumed() != 0, target.node != nullptr) << code;
       if (target.node != nullptr) accepted.push_back(code);
     }
@@ -114,75 +95,25 @@ TEST_F(TargetTest, OfEveryTypeEitherAKindOrNothing) {
 }
 
 TEST_F(TargetTest, AShorterRecordIsNone) {
-  const struct {
-    const char* name;
-    KxBytes bytes;
-    size_t slack;  // of an obfuscated text that ends a record, up to four bytes may not be there
-  } records[] = {
-      {"exe", FullExe().Bytes(), 4},
-      {"exclude", FullExclude().Bytes(), 0},
-      {"url", Url(7, u"http*").Bytes(), 0},
-      {"link", Link(8, 3).Bytes(), 0},
-  };
-  for (const auto& [name, bytes, slack] : records) {
-    SCOPED_TRACE(name);
-    const ReadTarget whole(bytes);
-    ASSERT_NE(whole.node, nullptr);
-    EXPECT_EQ(whole.bytes.Consumed(), bytes.size());
-    for (size_t count = 0; count < bytes.size(); ++count) {
-      CkxExactBytes part(bytes, count);
-      EXPECT_EQ(ReadTarget::Read(part), nullptr) << "with the size of the whole, of " << count << " bytes";
-      if (count < kHeaderBytes) continue;
-      CkxExactBytes framed(bytes, count);
-      framed.Data()[4] = static_cast<unsigned char>(count);
-      framed.Data()[5] = static_cast<unsigned char>(count >> 8);
-      EXPECT_EQ(ReadTarget::Read(framed) != nullptr, count >= bytes.size() - slack)
-          << "with a size of its own, of " << count << " bytes";
-    }
-  }
+  KxTest_ExpectNoneShorter(FullExe(), 4);
+  KxTest_ExpectNoneShorter(FullExclude());
+  KxTest_ExpectNoneShorter(Url(7, u"http*"));
+  KxTest_ExpectNoneShorter(Link(8, 3));
 }
 
 TEST_F(TargetTest, AListGoesOnWhereTheBodyEndedAndNotWhereTheSizeSays) {
   KxBytes bytes = Link(8, 3).Bytes();
   bytes[4] = 1;  // smaller than the record is, and than its header
-  const ReadTarget small(bytes);
+  const CkxReadTarget small(bytes);
   ASSERT_NE(small.node, nullptr);
   EXPECT_EQ(small.bytes.Consumed(), bytes.size());
 
   bytes[4] = static_cast<unsigned char>(bytes.size() + 1);
-  EXPECT_EQ(ReadTarget(bytes).node, nullptr);
+  EXPECT_EQ(CkxReadTarget(bytes).node, nullptr);
   bytes.push_back(0);
-  const ReadTarget large(bytes);
+  const CkxReadTarget large(bytes);
   ASSERT_NE(large.node, nullptr);
   EXPECT_EQ(large.bytes.Consumed(), bytes.size() - 1);
-}
-
-TEST_F(TargetTest, AnExecutableHasItsFieldsInOrder) {
-  const ReadTarget read(FullExe().Bytes());
-  ASSERT_NE(read.node, nullptr);
-  const auto& exe = read.As<CkxShBufTargetExe>();
-  EXPECT_EQ(exe.TargetType(), EkxPolicyTarget::Executable);
-  EXPECT_EQ(exe.TargetId().Data1, 5u);
-  EXPECT_TRUE(exe.Inheritable());
-  EXPECT_TRUE(exe.FileVersions().Range().MinVersion().IsEqual(1, 0, 0, 0));
-  EXPECT_TRUE(exe.ProductVersions().Range().MinVersion().IsEqual(2, 0, 0, 0));
-  EXPECT_EQ(exe.Location().Pattern().ToString(), KXW("C:\\Apps"));
-  EXPECT_EQ(exe.FileName().FileSize(), 1000);
-  EXPECT_EQ(exe.Arguments().CompareAs(), EkxStrCompareAs::StrContains);
-  EXPECT_EQ(exe.Owners().Count(), 2u);
-  EXPECT_TRUE((*exe.Publishers().Elements().begin()).prop.CaseSensitive());
-  EXPECT_EQ((*exe.VersionFields().Elements().begin()).prop.Field().ToString(), KXW("CompanyName"));
-  EXPECT_EQ(exe.ServiceName().Name().ToString(), KXW("Spooler"));
-  EXPECT_EQ(exe.ParentProcess().ExcludedGroup().Data1, 2u);
-  EXPECT_EQ(exe.Users().ToString(), KXW("KxNoUsers"));
-  EXPECT_FALSE(exe.Origin().Initialized());
-  EXPECT_EQ(exe.SoftwareDistributorName().ToString(), KXW("Shop"));
-
-  SkxTriggerPolicyShortInfo info;
-  exe.FillTargetInfo(info);
-  EXPECT_EQ(EkxPolicyTarget{info.TargetType}, EkxPolicyTarget::Executable);
-  EXPECT_EQ(uint32_t{info.PolicyTargetId.Data1}, 5u);
-  EXPECT_EQ(info.Inheritable, 1);
 }
 
 /// What is launched, as far as `Exe` asks.
@@ -218,16 +149,9 @@ struct Launch {
   }
 };
 
-struct DriveFacts : IkxMachineFacts {
-  EkxDriveType DriveType(WCHAR letter) const override {
-    return letter == KXW('C') ? EkxDriveType::Fixed : EkxDriveType::Removable;
-  }
-  std::optional<KxWString> MappedShare(WCHAR) const override { return std::nullopt; }
-};
-
 /// The check that ended the match, with what it told; empty for a match.
 std::string Ending(const CkxShBufTarget& target, const CkxTargetInfo& description) {
-  const DriveFacts drives;
+  const CkxRecordedMachine drives({{KXW('C'), EkxDriveType::Fixed}}, EkxDriveType::Removable);
   const CkxMachineFactsScope machine(drives);
   CkxRecordingObserver observer;
   const CkxEvaluationObserverScope watching(observer);
@@ -302,7 +226,7 @@ TEST_F(TargetTest, AnExecutableMatchesWhenAllThatItAsksForIsThere) {
        },
        ""},
   };
-  const ReadTarget exe(FullExe().Bytes());
+  const CkxReadTarget exe(FullExe());
   ASSERT_NE(exe.node, nullptr);
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -313,8 +237,7 @@ TEST_F(TargetTest, AnExecutableMatchesWhenAllThatItAsksForIsThere) {
 }
 
 TEST_F(TargetTest, AnExecutableAsksForNothingThatIsNotSet) {
-  SkxFileFacts bare;
-  bare.path = KXW("x.exe");
+  const SkxFileFacts bare = KxTest_FileAt(KXW("x.exe"));
   const CkxTargetInfoFile file(bare, nullptr);
   const CkxTargetInfoActiveX control(bare, SkxServerFacts(), nullptr);
   const auto parent = [](unsigned char included, unsigned char excluded) {
@@ -322,17 +245,15 @@ TEST_F(TargetTest, AnExecutableAsksForNothingThatIsNotSet) {
   };
   const CkxRecordBytes origin = CkxRecordBytes().Set().U8(0).U32(3).Unset(6);
 
-  EXPECT_EQ(Ending(ReadTarget(Exe(6).Bytes()).As(), file), "");
-  EXPECT_EQ(Ending(ReadTarget(Exe(6).Bytes()).As(), control), "check kind: Executable file / ActiveX");
-  EXPECT_EQ(Ending(ReadTarget(Exe(6, {{kOrigin, origin}}).Bytes()).As(), file),
+  EXPECT_EQ(Ending(CkxReadTarget(Exe(6)).As(), file), "");
+  EXPECT_EQ(Ending(CkxReadTarget(Exe(6)).As(), control), "check kind: Executable file / ActiveX");
+  EXPECT_EQ(Ending(CkxReadTarget(Exe(6, {{kOrigin, origin}})).As(), file),
             "check origin: of source type 3 / no origin record");
 
   const Launch launch;
-  EXPECT_EQ(Ending(ReadTarget(parent(0, 2).Bytes()).As(), *launch.Describe()), "") << "an excluding group alone";
-  EXPECT_THAT(Ending(ReadTarget(parent(0, 0).Bytes()).As(), *launch.Describe()),
-              testing::StartsWith("check parentProcess"));
-  EXPECT_THAT(Ending(ReadTarget(parent(1, 77).Bytes()).As(), *launch.Describe()),
-              testing::StartsWith("check parentProcess"))
+  EXPECT_EQ(Ending(CkxReadTarget(parent(0, 2)).As(), *launch.Describe()), "") << "an excluding group alone";
+  EXPECT_THAT(Ending(CkxReadTarget(parent(0, 0)).As(), *launch.Describe()), testing::StartsWith("check parentProcess"));
+  EXPECT_THAT(Ending(CkxReadTarget(parent(1, 77)).As(), *launch.Describe()), testing::StartsWith("check parentProcess"))
       << "a group that is not there";
 }
 
@@ -349,9 +270,9 @@ TEST_F(TargetTest, ThePackageKnowsTheProductVersionOfAnInstallation) {
 }
 
 TEST_F(TargetTest, AnExclusionLooksAtNameAndFolder) {
-  const ReadTarget all(FullExclude().Bytes());
-  const ReadTarget nameOnly(Target(16, 9).Unset().Append(FileName(u"app.exe")).Absent().Bytes());
-  const ReadTarget anything(Target(16, 9).Unset(2).Absent().Bytes());
+  const CkxReadTarget all(FullExclude());
+  const CkxReadTarget nameOnly(Target(16, 9).Unset().Append(FileName(u"app.exe")).Absent());
+  const CkxReadTarget anything(Target(16, 9).Unset(2).Absent());
   const CkxTargetInfoPtr inside = Program(KXW("C:\\Apps\\Sub\\APP.EXE"));
   const CkxTargetInfoPtr outside = Program(KXW("C:\\Other\\app.exe"));
   const CkxTargetInfoElevator noFile(2, KXW("http://x"), nullptr);
@@ -367,38 +288,31 @@ TEST_F(TargetTest, AnExclusionLooksAtNameAndFolder) {
 TEST_F(TargetTest, AnAddressMatchesRequestsForAddressesOnly) {
   const CkxTargetInfoElevator request(2, KXW("HTTP://vendor/setup"), nullptr);
   const CkxTargetInfoElevator otherKind(1, KXW("http://vendor/setup"), nullptr);
-  const ReadTarget vendor(Url(7, u"http://vendor/*").Bytes());
-  const ReadTarget any(Url(7, u"").Bytes());
-  const ReadTarget unset(Target(7, 7).Unset().Bytes());
+  const CkxReadTarget vendor(Url(7, u"http://vendor/*"));
+  const CkxReadTarget any(Url(7, u""));
+  const CkxReadTarget unset(Target(7, 7).Unset());
 
   EXPECT_EQ(Ending(vendor.As(), request), "");
-  EXPECT_EQ(Ending(ReadTarget(Url(7, u"ftp:*").Bytes()).As(), request),
-            "check url: is like ftp:* / HTTP://vendor/setup");
-  for (const ReadTarget* all : {&any, &unset}) {
+  EXPECT_EQ(Ending(CkxReadTarget(Url(7, u"ftp:*")).As(), request), "check url: is like ftp:* / HTTP://vendor/setup");
+  for (const CkxReadTarget* all : {&any, &unset}) {
     EXPECT_EQ(Ending(all->As(), request), "");
     EXPECT_THAT(Ending(all->As(), otherKind), testing::StartsWith("check kind"));
     EXPECT_THAT(Ending(all->As(), *Program(KXW("C:\\http.exe"))), testing::StartsWith("check kind"));
   }
 }
 
-std::string DebugText(const CkxRecordBytes& record) {
-  const ReadTarget target(record.Bytes());
-  CkxUtilStr text;
-  target.As().AppendDebugMsg(text);
-  return KxText_ToUtf8(text.View());
-}
-
 TEST_F(TargetTest, DebugTexts) {
-  EXPECT_EQ(DebugText(Link(8, 3)), "\r\n  Target: AppGroupLink. GUID={00000003-0000-0000-0000-000000000003}\r\n");
-  EXPECT_EQ(DebugText(Url(7, u"http*")), "\r\n  Target: URL: http*\r\n");
-  EXPECT_EQ(DebugText(FullExclude()),
+  EXPECT_EQ(KxTest_DebugText(Link(8, 3)),
+            "\r\n  Target: AppGroupLink. GUID={00000003-0000-0000-0000-000000000003}\r\n");
+  EXPECT_EQ(KxTest_DebugText(Url(7, u"http*")), "\r\n  Target: URL: http*\r\n");
+  EXPECT_EQ(KxTest_DebugText(FullExclude()),
             "\r\n  Target: EXCLUDE.\r\n    Location (with subfolders): C:\\Apps\r\n    LocationTypes: FIXED\r\n"
             "    Filename: app.exe\r\n    Users: D:(A;;GR;;;WD)\r\n");
-  EXPECT_EQ(DebugText(Target(16, 9).Set().Obfuscated(u"C:\\").U8(0).Absent().Unset().Text(u"KxNoUsers")),
+  EXPECT_EQ(KxTest_DebugText(Target(16, 9).Set().Obfuscated(u"C:\\").U8(0).Absent().Unset().Text(u"KxNoUsers")),
             "\r\n  Target: EXCLUDE.\r\n    Location: C:\\\r\n");
-  EXPECT_EQ(DebugText(Target(16, 9).Unset(2).Text(u"KxNoUsersX")),
+  EXPECT_EQ(KxTest_DebugText(Target(16, 9).Unset(2).Text(u"KxNoUsersX")),
             "\r\n  Target: EXCLUDE.\r\n    Users: KxNoUsersX\r\n");
-  EXPECT_EQ(DebugText(FullExe()),
+  EXPECT_EQ(KxTest_DebugText(FullExe()),
             "\r\n  Target: EXE. Inheritable=Yes\r\n    FileVersion: 1.0.0.0 to 1.65535.65535.65534\r\n"
             "    ProductVersion: from 2.0.0.0\r\n    Location (with subfolders): C:\\Apps\r\n"
             "    LocationTypes: FIXED,CDROM\r\n    Filename: equals app.exe, SHA256##00FF, 1000 bytes\r\n"

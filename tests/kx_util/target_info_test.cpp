@@ -6,7 +6,7 @@
 #include <kx_util/target_info_kinds.h>
 #include <kx_util/target_info_process.h>
 
-#include "Common_CPP/file/machine_facts.h"
+#include "tests/support/recorded_facts.h"
 #include "tests/support/trace_capture.h"
 
 namespace {
@@ -15,12 +15,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 std::string Utf8(const WCHAR* text) { return text != nullptr ? KxText_ToUtf8(text) : "<null>"; }
-
-SkxFileFacts Facts(const WCHAR* path) {
-  SkxFileFacts facts;
-  facts.path = path;
-  return facts;
-}
 
 /// A kind that is nothing but the base.
 class Probe : public CkxTargetInfo {
@@ -133,7 +127,7 @@ TEST(TargetInfo, DescriptionsAreMadeOnceAndMissedAloud) {
 }
 
 TEST(TargetInfo, KindsOfferTheirProviders) {
-  const SkxFileFacts facts = Facts(KXW("C:\\a\\b.ocx"));
+  const SkxFileFacts facts = KxTest_FileAt(KXW("C:\\a\\b.ocx"));
   const Probe base;
   const CkxTargetInfoFile file(facts, nullptr);
   const CkxTargetInfoProcess process(facts, SkxProcessFacts(), nullptr);
@@ -209,14 +203,8 @@ TEST(TargetInfo, ComesFromConsentData) {
 }
 
 TEST(TargetInfo, MappedPathsBecomeUnc) {
-  class OneShare : public IkxMachineFacts {
-   public:
-    EkxDriveType DriveType(WCHAR) const override { return EkxDriveType::Remote; }
-    std::optional<KxWString> MappedShare(WCHAR letter) const override {
-      return letter == KXW('H') ? std::optional<KxWString>(KXW("\\\\server\\share")) : std::nullopt;
-    }
-  };
-  const OneShare machine;
+  CkxRecordedMachine machine;
+  machine.shares[KXW('H')] = KXW("\\\\server\\share");
   const CkxMachineFactsScope scope(machine);
   struct {
     const WCHAR* path;
@@ -247,16 +235,16 @@ TEST(TargetInfo, FindsWhatAProcessCarries) {
   constexpr EkxPolicyTarget kDll = EkxPolicyTarget::Dll;
   const auto owned = [](auto* target) { return CkxTargetInfoPtr(target); };
 
-  CkxTargetInfoProcess host(Facts(KXW("C:\\host.exe")), SkxProcessFacts(), nullptr);
+  CkxTargetInfoProcess host(KxTest_FileAt(KXW("C:\\host.exe")), SkxProcessFacts(), nullptr);
   EXPECT_EQ(&host.GetEffectiveTarget(), &host);
   host.AddLinked(owned(new CkxTargetInfoElevator(2, KXW("https://example.com"), nullptr)));
-  host.AddLinked(owned(new CkxTargetInfoFile(Facts(KXW("C:\\a.msi")), nullptr)));
-  host.AddLinked(owned(new CkxTargetInfoProcess(Facts(KXW("C:\\a.vbs")), SkxProcessFacts(), nullptr)));
-  host.AddLinked(owned(new CkxTargetInfoProcess(Facts(KXW("C:\\b.vbs")), SkxProcessFacts(), nullptr)));
-  host.SetParent(owned(new CkxTargetInfoProcess(Facts(KXW("C:\\parent.exe")), SkxProcessFacts(), nullptr)));
+  host.AddLinked(owned(new CkxTargetInfoFile(KxTest_FileAt(KXW("C:\\a.msi")), nullptr)));
+  host.AddLinked(owned(new CkxTargetInfoProcess(KxTest_FileAt(KXW("C:\\a.vbs")), SkxProcessFacts(), nullptr)));
+  host.AddLinked(owned(new CkxTargetInfoProcess(KxTest_FileAt(KXW("C:\\b.vbs")), SkxProcessFacts(), nullptr)));
+  host.SetParent(owned(new CkxTargetInfoProcess(KxTest_FileAt(KXW("C:\\parent.exe")), SkxProcessFacts(), nullptr)));
   EXPECT_TRUE(host.GetEffectiveTarget().IsTargetInfoElevator());
   EXPECT_TRUE(host.Parent()->IsTargetInfoProcess());
-  const CkxTargetInfoFile plain(Facts(KXW("C:\\c.msi")), nullptr);
+  const CkxTargetInfoFile plain(KxTest_FileAt(KXW("C:\\c.msi")), nullptr);
   const CkxTargetInfoElevator elevator(2, KXW(""), nullptr);
 
   struct {
@@ -290,9 +278,9 @@ TEST(TargetInfo, FindsWhatAProcessCarries) {
 }
 
 TEST(TargetInfo, DescriptionsOfTheKinds) {
-  SkxFileFacts titled = Facts(KXW("C:\\dir\\tool.exe"));
+  SkxFileFacts titled = KxTest_FileAt(KXW("C:\\dir\\tool.exe"));
   titled.versionInfo = {{KXW("FileDescription"), KXW("Fine Tool")}, {KXW("ProductName"), KXW("Suite")}};
-  SkxFileFacts product = Facts(KXW("C:\\dir\\tool.exe"));
+  SkxFileFacts product = KxTest_FileAt(KXW("C:\\dir\\tool.exe"));
   product.versionInfo = {{KXW("FileDescription"), KXW("")}, {KXW("ProductName"), KXW("Suite")}};
   SkxProcessFacts quiet;
   quiet.commandLine = KXW("tool.exe /quiet");
@@ -301,7 +289,7 @@ TEST(TargetInfo, DescriptionsOfTheKinds) {
 
   const CkxTargetInfoFile file(titled, nullptr);
   const CkxTargetInfoFile suite(product, nullptr);
-  const CkxTargetInfoFile bare(Facts(KXW("C:\\dir\\tool.exe")), nullptr);
+  const CkxTargetInfoFile bare(KxTest_FileAt(KXW("C:\\dir\\tool.exe")), nullptr);
   const CkxTargetInfoFile system(CkxTargetInfoFile::kSystemPseudoFile, nullptr);
   const CkxTargetInfoProcess process(titled, quiet, nullptr);
   const CkxTargetInfoElevator elevator(2, KXW("https://example.com/x"), nullptr);

@@ -97,7 +97,8 @@ void CkxCheckedDocuments::NamePolicy(const std::string& document, const std::str
     if (!place.starts_with("/policies/") || !value->is_object()) return;
     const auto id = value->find("id");
     const auto name = value->find("name");
-    if (id != value->end() && id->is_number_unsigned()) finding.policyId = id->get<uint32_t>();
+    const bool hasId = id != value->end() && id->is_number_unsigned() && id->get<uint64_t>() <= UINT32_MAX;
+    if (hasId) finding.policyId = id->get<uint32_t>();
     if (name != value->end() && name->is_string()) finding.policyName = name->get<std::string>();
     return;
   }

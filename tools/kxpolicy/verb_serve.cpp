@@ -118,10 +118,15 @@ class Agent {
  private:
   fs::path FolderPath() const { return fs::path(KxText_FromUtf8(_folder).value_or(KxWString())); }
 
+  /// The service first: who is told of the publication asks at once, and may remember what it hears.
   void Show(SkxPolicyImage image) {
     std::string error;
-    if (!_publication.Publish(image, error)) throw CkxToolFault(EkxExit::SystemRefused, error);
-    _service.Serve(std::move(image));
+    _service.Serve(image);
+    if (!_publication.Publish(image, error)) {
+      _service.Serve(_published);
+      throw CkxToolFault(EkxExit::SystemRefused, error);
+    }
+    _published = std::move(image);
     _log.Event("published " + _folder);
   }
 
@@ -129,6 +134,7 @@ class Agent {
   Log _log;
   CkxPolicyPublication _publication;
   CkxAgentService _service;
+  SkxPolicyImage _published;
   FolderState _seen;   // at the last look
   FolderState _shown;  // of the image that is published
 };

@@ -76,6 +76,13 @@ SvcUacActionInfo ActionOf(const CkxImageSource& source, const CkxSid& user, cons
   return action;
 }
 
+/// "HANDLER_APPLICABLE_POLICIES from S-1-5-18: 3 policies"
+std::string Event(const std::string& request, const SkxSecureIpcCaller& caller, const std::string& outcome) {
+  std::string line = request;
+  line.append(" from ").append(caller.peer.user.ToUtf8()).append(": ").append(outcome);
+  return line;
+}
+
 std::string Described(const SkxConsentQuestion& question, const SvcUacActionInfo& action) {
   std::string text = "\"" + KxText_ToUtf8(PathOf(question)) + "\": ";
   text += action.policyApplies != 0 ? "policy " + std::to_string(action.policy.PolicyId) : "no policy";
@@ -118,7 +125,7 @@ bool CkxAgentService::Start(KxWString& name) {
                     const std::shared_ptr<const CkxImageSource> source = Source();
                     std::string outcome = "no image";
                     const bool answered = source != nullptr && answer(*source, caller, body, reply, outcome);
-                    if (_listener) _listener(word + " from " + caller.peer.user.ToUtf8() + ": " + outcome);
+                    if (_listener) _listener(Event(word, caller, outcome));
                     return answered;
                   });
     if (server.Start(request.serverName)) continue;

@@ -1,17 +1,18 @@
 // The agent's service as far as the library asks it: answers the three requests from an image. What a developer runs on
 // a desk, and what tests run in place of the agent.
 //
-//   CkxAgentService service(OnEvent, context);
+//   CkxAgentService service([](const std::string& line) { ... });
+//   KxWString channel;
 //   service.Serve(image);
-//   service.Start();
+//   if (!service.Start(channel)) ...
 //   ... service.Serve(anotherImage);       // from any thread; requests under way keep the image that they began with
 #pragma once
 
 #include <kx_util/agent_uac_action.h>
 
-#include <atomic>
 #include <functional>
 #include <memory>
+#include <mutex>
 
 #include "Agent/engine/kx_publish/image_source.h"
 #include "Common_CPP/secure_ipc/secure_ipc_server.h"

@@ -44,7 +44,8 @@ CkxPolicyPublication::CkxPolicyPublication(CkxTextView nameSpace)
 bool CkxPolicyPublication::Publish(const SkxPolicyImage& image, std::string& error) {
   if (!Lock(error)) return false;
   _previous = {};
-  KxSharedMemory_RemoveLeftBehind(_sectionPrefix, NamesInIndex());
+  // An index that cannot be read just now may still name sections.
+  if (std::vector<KxWString> kept; NamesInIndex(kept)) KxSharedMemory_RemoveLeftBehind(_sectionPrefix, kept);
 
   Sections made;
   Index index{};
@@ -96,10 +97,13 @@ KxWString CkxPolicyPublication::SectionName(uint32_t number, EkxPolicySection wh
   return (_sectionPrefix + digits).append(kSuffixes[static_cast<size_t>(which)]);
 }
 
-std::vector<KxWString> CkxPolicyPublication::NamesInIndex() const {
-  std::vector<KxWString> names;
-  for (const EkxPolicySection which : kSections) names.push_back(KxPolicyIndex_SectionName(_indexName, which));
-  return names;
+bool CkxPolicyPublication::NamesInIndex(std::vector<KxWString>& names) const {
+  for (const EkxPolicySection which : kSections) {
+    KxLastError_Set(kKxErrorFileNotFound);
+    names.push_back(KxPolicyIndex_SectionName(_indexName, which));
+    if (names.back().empty() && KxLastError_Get() != kKxErrorFileNotFound) return false;
+  }
+  return true;
 }
 
 bool CkxPolicyPublication::MakeSections(const SkxPolicyImage& image, Sections& made, Index& index, std::string& error) {

@@ -22,6 +22,7 @@
 
 #include <array>
 #include <string>
+#include <vector>
 
 #include "Agent/engine/kx_publish/policy_image.h"
 #include "Common_CPP/notice/named_notice.h"
@@ -49,7 +50,9 @@ class CkxPolicyPublication {
 
   bool Lock(std::string& error);
   KxWString SectionName(uint32_t number, EkxPolicySection which) const;
-  std::vector<KxWString> NamesInIndex() const;
+
+  /// False when the index is there and cannot be read.
+  bool NamesInIndex(std::vector<KxWString>& names) const;
 
   /// Makes the sections of `image` under names that nobody has, and the index that names them.
   bool MakeSections(const SkxPolicyImage& image, Sections& made, Index& index, std::string& error);

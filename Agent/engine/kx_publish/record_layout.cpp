@@ -38,7 +38,7 @@ static_assert(FixedBytes(kAlertLink) == sizeof(SkxPolicyAlertLink));
 
 constexpr Fields kPolicyCommonFields = {
     {"name", F::ObfuscatedText, nullptr, "what people call the policy"},
-    {"gpId", F::Text, nullptr, "id of the group policy that it came with; decisions report its first 64 units"},
+    {"gpId", F::Text, nullptr, "id of the group policy that it came with; decisions report its first 63 units"},
     {"kxGpoId", F::Text, nullptr, "id of the agent's own group-policy object, reported likewise"},
     {"reportUsageState", F::U32, nullptr, "carried and reported"},
     {"guiType", F::U32, nullptr, "carried and reported"},

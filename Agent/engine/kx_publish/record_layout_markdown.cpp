@@ -53,7 +53,7 @@ the same.
   begins where the fields of this one end. Write the size right all the same; readers of another make may go by it.
 - A count of an obfuscated text or of a SID may reach up to four bytes beyond the record. What is not there counts as
   stored zeros. Never write such a count.
-- Texts without a terminating NUL, compare modes outside their tables and links to what is not there read well, and match nothing or less than was meant.
+- A text without its terminating NUL counts whole. Compare modes outside their tables and links to what is not there read well, and match nothing.
 )";
 
 constexpr const char* kSections = R"(

@@ -2,13 +2,15 @@
 #include <kx_util/shared_policies_data.h>
 
 #include "Agent/engine/kx_util/policy_lookup.h"
+#include "Agent/engine/kx_util/policy_walk.h"
 #include "Agent/engine/kx_util/section_lookup.h"
 #include "Common_CPP/util/guid.h"
 
 namespace {
 
 /// Active policies of the one action that configures the agent.
-constexpr SkxPolicyFilter kConfiguration = {SkxPolicyFilter::kActive | SkxPolicyFilter::kByAction, 0x200};
+constexpr SkxPolicyFilter kConfiguration = {SkxPolicyFilter::kActive | SkxPolicyFilter::kByAction,
+                                            KxPolicyWalk_Bit(EkxPolicyAction::Configuration)};
 
 struct DialogSearch {
   const EkxAlertTrigger trigger;

@@ -28,10 +28,15 @@ struct FailedMatch {
   }
 };
 
+struct Enumerated {
+  GUID group;
+  const void* enumeration;  ///< whose targets they are handed to: a callback may enumerate on its own account
+};
+
 /// The calls under way on this thread; gone, with what they learned, when the outermost returns.
 thread_local unsigned depth = 0;
 thread_local std::vector<FailedMatch> failedMatches;
-thread_local std::vector<GUID> enumeratedGroups;
+thread_local std::vector<Enumerated> enumeratedGroups;
 
 class Nesting {
  public:
@@ -63,11 +68,13 @@ bool CallToMatch(const GUID& id, CkxShBufAppGroup::SkxMatchContext& match) {
   return called;
 }
 
-bool CallToEnumerate(const GUID& id, void* enumeration) {
-  const auto same = [&](const GUID& done) { return KxGuid_Equal(done, id); };
+bool CallToEnumerate(const GUID& id, CkxShBufAppGroup::SkxEnumContext& enumeration) {
+  const auto same = [&](const Enumerated& done) {
+    return done.enumeration == enumeration.context && KxGuid_Equal(done.group, id);
+  };
   if (std::any_of(enumeratedGroups.begin(), enumeratedGroups.end(), same)) return true;
-  enumeratedGroups.push_back(id);
-  return Call(id, &CkxShBufAppGroup::DoEnumTargets, enumeration);
+  enumeratedGroups.push_back({id, enumeration.context});
+  return Call(id, &CkxShBufAppGroup::DoEnumTargets, &enumeration);
 }
 
 }  // namespace
@@ -82,7 +89,9 @@ bool CkxSharedPoliciesData::CallAppGroup(const GUID& id, KxAppGroupMember member
   if (member == &CkxShBufAppGroup::DoMatchTarget) {
     return CallToMatch(id, *static_cast<CkxShBufAppGroup::SkxMatchContext*>(context));
   }
-  if (member == &CkxShBufAppGroup::DoEnumTargets) return CallToEnumerate(id, context);
+  if (member == &CkxShBufAppGroup::DoEnumTargets) {
+    return CallToEnumerate(id, *static_cast<CkxShBufAppGroup::SkxEnumContext*>(context));
+  }
   return Call(id, member, context);
 }
 

@@ -7,6 +7,7 @@
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/sharedmemory/sharedmemory.h"
 #include "Common_CPP/util/last_error.h"
+#include "Common_CPP/util/text.h"
 #include "Common_CPP/util/trace.h"
 
 const WCHAR* const kKxPoliciesIndexSection = KXW("Global\\KxPoliciesIndexSection");
@@ -33,6 +34,43 @@ bool OpenOrTrace(CkxSharedMemoryView& view, CkxTextView name) {
 /// How often the index is read again after a section that it named was gone. Each time takes a publication that ends
 /// between two system calls of this thread.
 constexpr int kMaxAttempts = 64;
+constexpr int kMaxMixed = 4;
+
+/// A publication's sections have one name but for what follows the last hyphen.
+bool AreOfOnePublication(CkxTextView a, CkxTextView b) {
+  const size_t end = KxText_FindLastUnit(a, KXW('-'));
+  return end != CkxTextView::npos && end == KxText_FindLastUnit(b, KXW('-')) &&
+         KxText_Equals(a.Part(0, end), b.Part(0, end), true);
+}
+
+/// The policies and the groups of one publication, kept open.
+class CkxPinnedPublication : public IkxPolicySource {
+ public:
+  explicit CkxPinnedPublication(const IkxPolicySource& live) : _live(live) {}
+
+  /// A name that is empty stands for a section that is not published. False leaves the last error.
+  bool Open(KxWString policies, const KxWString& groups) {
+    _name = std::move(policies);
+    return (_name.empty() || OpenOrTrace(_policies, _name)) && (groups.empty() || OpenOrTrace(_groups, groups));
+  }
+
+  bool OpenSection(EkxPolicySection which, SkxSectionBytes& section) const override {
+    if (which == EkxPolicySection::Alerts) return _live.OpenSection(which, section);
+    section.bytes = (which == EkxPolicySection::Policies ? _policies : _groups).Bytes();
+    section.holder = nullptr;
+    return !section.bytes.empty();
+  }
+  std::shared_ptr<const CkxApplicablePolicies> ApplicablePolicies(void* token) const override {
+    return _live.ApplicablePolicies(token);
+  }
+  KxWString PublicationName() const override { return _name; }
+
+ private:
+  const IkxPolicySource& _live;
+  KxWString _name;
+  CkxSharedMemoryView _policies;
+  CkxSharedMemoryView _groups;
+};
 
 class CkxLivePolicySource : public IkxPolicySource {
  public:
@@ -46,7 +84,23 @@ class CkxLivePolicySource : public IkxPolicySource {
     return true;
   }
 
-  KxWString PublicationName() const override { return KxPolicyIndex_SectionName(_index, EkxPolicySection::Policies); }
+  KxWString PublicationName() const override { return Name(EkxPolicySection::Policies); }
+
+  /// Names of two publications are an index that is being rewritten: it is read again, as when a section is gone.
+  /// (Another service's names may be of another kind, and always look so.)
+  std::unique_ptr<const IkxPolicySource> Pinned() const override {
+    for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
+      KxWString policies = Name(EkxPolicySection::Policies);
+      const KxWString groups = Name(EkxPolicySection::AppGroups);
+      if (policies.empty()) return nullptr;
+      const bool isMixed = !groups.empty() && !AreOfOnePublication(policies, groups);
+      if (isMixed && attempt < kMaxMixed) continue;
+      auto pinned = std::make_unique<CkxPinnedPublication>(*this);
+      if (pinned->Open(std::move(policies), groups)) return pinned;
+      if (KxLastError_Get() != kKxErrorFileNotFound) return nullptr;
+    }
+    return nullptr;
+  }
 
   /// As the agent says it, each time: it knows the user's groups, and what was published a moment ago.
   std::shared_ptr<const CkxApplicablePolicies> ApplicablePolicies(void* token) const override {
@@ -60,11 +114,13 @@ class CkxLivePolicySource : public IkxPolicySource {
   }
 
  private:
+  KxWString Name(EkxPolicySection which) const { return KxPolicyIndex_SectionName(_index, which); }
+
   /// A section that is gone may have been replaced since the index was read: then the index names another one.
   bool OpenCurrent(EkxPolicySection which, CkxSharedMemoryView& view) const {
     KxWString tried;
     for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
-      KxWString name = KxPolicyIndex_SectionName(_index, which);
+      KxWString name = Name(which);
       if (name.empty() || name == tried) return false;
       if (OpenOrTrace(view, name)) return true;
       if (KxLastError_Get() != kKxErrorFileNotFound) return false;
@@ -92,9 +148,10 @@ KxWString KxPolicyIndex_SectionName(CkxTextView index, EkxPolicySection which) {
   return CkxTextView::FromBytes(copy.data(), kSlotBytes).ToString();
 }
 
+/// Never destroyed: at the end of a process its other threads may still ask.
 const IkxPolicySource& KxPolicySource_Live() {
-  static const CkxLivePolicySource live(kKxPoliciesIndexSection);
-  return live;
+  static const auto* const live = std::make_unique<CkxLivePolicySource>(kKxPoliciesIndexSection).release();
+  return *live;
 }
 
 std::unique_ptr<IkxPolicySource> KxPolicySource_OfIndex(CkxTextView index) {

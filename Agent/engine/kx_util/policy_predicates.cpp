@@ -64,7 +64,8 @@ bool CkxSharedPoliciesData::GetPossibleActiveXInstallPolicyActions(void* token, 
                                         [&](const CkxShBufPolicyWithTargets& policy) {
                                           const bool concerned = policy.HasTargetOfType(EkxPolicyTarget::ActiveX) ||
                                                                  AppliesWithoutTargets(policy);
-                                          if (concerned) possible |= KxPolicyWalk_Bit(policy.Action());
+                                          const bool decides = concerned && !KxPolicyWalk_IsPassedOver(policy);
+                                          if (decides) possible |= KxPolicyWalk_Bit(policy.Action());
                                           return true;
                                         });
   if (!walked || possible == 0) return false;

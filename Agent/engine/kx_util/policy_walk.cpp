@@ -4,18 +4,14 @@
 
 #include "Common_CPP/util/trace.h"
 
-namespace {
-
-bool IsExclusionOfAnotherKind(const CkxShBufPolicy& policy) {
+bool KxPolicyWalk_IsPassedOver(const CkxShBufPolicy& policy) {
   return policy.IsAction(EkxPolicyAction::Exclude) &&
          !static_cast<const CkxShBufPolicyExclude&>(policy).ShouldExcludeFromPolicies();
 }
 
-}  // namespace
-
 EkxPolicyOutcome KxPolicyWalk_Judge(const CkxShBufPolicyWithTargets& policy, const CkxTargetInfo& target,
                                     SkxTriggerPolicyShortInfo& info) {
-  if (IsExclusionOfAnotherKind(policy)) return EkxPolicyOutcome::PassedOver;
+  if (KxPolicyWalk_IsPassedOver(policy)) return EkxPolicyOutcome::PassedOver;
   return policy.IsApplicableTarget(target, info) ? EkxPolicyOutcome::Applies : EkxPolicyOutcome::NoTargetMatched;
 }
 

@@ -18,6 +18,9 @@ inline constexpr uint32_t kKxDecidingActions =
     KxPolicyWalk_Bit(EkxPolicyAction::RunAndCollectEvents) | KxPolicyWalk_Bit(EkxPolicyAction::Exclude);
 static_assert(kKxDecidingActions == 0x82F);
 
+/// An exclusion from something else than policies decides about no target.
+bool KxPolicyWalk_IsPassedOver(const CkxShBufPolicy& policy);
+
 /// What a deciding policy makes of `target`; one that applies has filled `info`.
 EkxPolicyOutcome KxPolicyWalk_Judge(const CkxShBufPolicyWithTargets& policy, const CkxTargetInfo& target,
                                     SkxTriggerPolicyShortInfo& info);

@@ -4,6 +4,7 @@
 
 #include "Agent/engine/kx_util/command_line.h"
 #include "Agent/engine/kx_util/wildcard.h"
+#include "Common_CPP/file/machine_facts.h"
 #include "Common_CPP/file/path.h"
 #include "Common_CPP/util/text.h"
 
@@ -363,9 +364,16 @@ constexpr Host kHosts[] = {
     {KXW("?:\\Windows\\SysWOW64\\mshta.exe"), ReadHtmlHost},
 };
 
+/// Users may make the system's folders anew on another drive. Where the system's own is not known, any may be it.
+bool IsOnSystemDrive(CkxTextView path) {
+  const WCHAR drive = KxPath_DriveLetter(KxMachine_Facts().WindowsFolder());
+  return drive == 0 || KxPath_DriveLetter(path) == drive;
+}
+
 const Host* FindHost(CkxTextView programPath) {
   const std::optional<KxWString> normalized = KxPath_Normalized(programPath);
   const CkxTextView path = normalized ? CkxTextView(*normalized) : programPath;
+  if (!IsOnSystemDrive(path)) return nullptr;
   const auto host = std::find_if(std::begin(kHosts), std::end(kHosts),
                                  [&](const Host& known) { return KxWildcard_MatchesPath(known.place, path); });
   return host != std::end(kHosts) ? host : nullptr;

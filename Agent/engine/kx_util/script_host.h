@@ -10,7 +10,8 @@
 // Policies give rights by what is found here, and whoever starts a process chooses its command line. Therefore a line
 // names a script only when it starts that script and nothing else:
 //
-//   - The interpreter lies where the system keeps it. Elsewhere anything may bear its name.
+//   - The interpreter lies where the system keeps it, on the drive that the system lives on where that is known
+//     (IkxMachineFacts::WindowsFolder), else on any drive. Elsewhere anything may bear its name.
 //   - The script is of a kind that the interpreter runs by itself. Any other file becomes a process of its own.
 //   - There is no second command, no redirection, no expression. Nor is there text that is replaced before it is read
 //     (%NAME%), since it may bring such a thing in.

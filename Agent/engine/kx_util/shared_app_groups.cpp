@@ -1,5 +1,7 @@
 #include <kx_util/shared_app_groups.h>
 
+#include <new>
+
 #include "Agent/engine/kx_util/buffer_reader.h"
 #include "Agent/engine/kx_util/record_copy.h"
 
@@ -8,8 +10,8 @@ CkxShBufAppGroup* CkxShBufAppGroup::AppGroupFromBuffer(const SkxAppGroupBufHeade
   const uint32_t size = record->size;
   if (size < sizeof(SkxAppGroupBufHeader)) return nullptr;
 
-  CkxShBufAppGroupPtr group(new CkxShBufAppGroup);
-  if (copy && !group->_CopyBuffer(record, size)) return nullptr;
+  CkxShBufAppGroupPtr group(new (std::nothrow) CkxShBufAppGroup);
+  if (group == nullptr || (copy && !group->_CopyBuffer(record, size))) return nullptr;
   const auto* cursor = reinterpret_cast<const unsigned char*>(record);
   unsigned long remaining = size;
   return group->FromBuffer(cursor, remaining) ? group.release() : nullptr;

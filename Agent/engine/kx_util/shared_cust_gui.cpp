@@ -1,5 +1,7 @@
 #include <kx_util/shared_cust_gui.h>
 
+#include <new>
+
 #include "Agent/engine/kx_util/buffer_reader.h"
 #include "Agent/engine/kx_util/record_copy.h"
 
@@ -12,7 +14,7 @@ struct AlertKind {
 
 template <class Alert>
 CkxShBufCustGuiBase* Make() {
-  return new Alert;
+  return new (std::nothrow) Alert;
 }
 
 constexpr AlertKind kKinds[] = {
@@ -30,7 +32,7 @@ CkxShBufCustGuiBase* CkxShBufCustGuiBase::CustGuiFromBuffer(const SkxAlertBufHea
   for (const AlertKind& kind : kKinds) {
     if (kind.code != record->type) continue;
     CkxShBufCustGuiPtr alert(kind.make());
-    if (copy && !alert->_CopyBuffer(record, size)) return nullptr;
+    if (alert == nullptr || (copy && !alert->_CopyBuffer(record, size))) return nullptr;
     const auto* cursor = reinterpret_cast<const unsigned char*>(record);
     unsigned long remaining = size;
     return alert->FromBuffer(cursor, remaining) ? alert.release() : nullptr;

@@ -45,8 +45,11 @@ class PolicyWalk {
         return Fault(kNoApplicablePolicies);
       }
     }
+    // Groups are looked up on the way, in the publication that the policies are of.
+    const std::unique_ptr<const IkxPolicySource> pinned = source.Pinned();
+    const CkxPolicySourceScope scope(pinned != nullptr ? *pinned : source);
     SkxSectionBytes section;
-    if (!source.OpenSection(EkxPolicySection::Policies, section)) return true;
+    if (!KxPolicySource_Current().OpenSection(EkxPolicySection::Policies, section)) return true;
     return Walk(section.bytes, applicable.get());
   }
 

@@ -1,5 +1,7 @@
 #include "Agent/engine/kx_util/target_text.h"
 
+#include <kx_util/shared_policy_target_users.h>
+
 #include "Common_CPP/util/text.h"
 
 void KxTargetText_AppendLocation(CkxUtilStr& text, const CkxShBufPropFileLocation& location) {
@@ -11,6 +13,6 @@ void KxTargetText_AppendLocation(CkxUtilStr& text, const CkxShBufPropFileLocatio
 }
 
 void KxTargetText_AppendUsers(CkxUtilStr& text, CkxTextView users) {
-  if (KxText_Equals(users, KXW("KxNoUsers"), true)) return;
+  if (KxText_Equals(users, CkxShBufTargetUsers::kNoUsers, true)) return;
   KxText_AppendFormat(text, KXW("    Users: %s\r\n"), users);
 }

@@ -4,6 +4,7 @@
 #include <kx_util/shared_policy_target_admin_task.h>
 
 #include <algorithm>
+#include <memory>
 #include <mutex>
 
 #include "Agent/engine/kx_util/policy_walk.h"
@@ -49,8 +50,8 @@ bool StartsFrom(const CkxShBufTarget& target, uint32_t item) {
 }  // namespace
 
 CkxToolsFolderCache& CkxToolsFolderCache::Instance() {
-  static CkxToolsFolderCache cache;
-  return cache;
+  static auto* const cache = std::make_unique<CkxToolsFolderCache>().release();
+  return *cache;
 }
 
 std::optional<bool> CkxToolsFolderCache::Find(const KxWString& publication, const std::string& user) const {

@@ -11,7 +11,7 @@
 /// Answers per user, of one publication. Look-ups of several threads do not wait for each other.
 class CkxToolsFolderCache {
  public:
-  /// The process's cache.
+  /// The process's cache. Never destroyed: at the end of a process its other threads may still ask.
   static CkxToolsFolderCache& Instance();
 
   /// The remembered answer for `user` (SID text), if it was given of the publication of that name.
