@@ -31,16 +31,37 @@ bool OpenOrTrace(CkxSharedMemoryView& view, CkxTextView name) {
   return false;
 }
 
+/// The index section, open. Where it is replaced and not rewritten, all of its names are of one publication.
+class CkxPolicyIndex {
+ public:
+  bool Open(CkxTextView name) { return OpenOrTrace(_view, name); }
+
+  KxWString NameOf(EkxPolicySection which) const {
+    constexpr size_t kSlotBytes = kKxIndexSlotUnits * sizeof(WCHAR);
+    const size_t slot = static_cast<size_t>(which) * kSlotBytes;
+    if (_view.Bytes().size() < slot + kSlotBytes) return {};
+
+    // Only read, although the standard library's type takes what can be written too.
+    auto* const words = reinterpret_cast<uint64_t*>(const_cast<unsigned char*>(_view.Bytes().data() + slot));
+    std::array<uint64_t, kSlotBytes / sizeof(uint64_t)> copy;
+    for (size_t i = 0; i < copy.size(); ++i) copy[i] = std::atomic_ref(words[i]).load(std::memory_order_acquire);
+    return CkxTextView::FromBytes(copy.data(), kSlotBytes).ToString();
+  }
+
+ private:
+  CkxSharedMemoryView _view;
+};
+
 /// How often the index is read again after a section that it named was gone. Each time takes a publication that ends
 /// between two system calls of this thread.
 constexpr int kMaxAttempts = 64;
-constexpr int kMaxMixed = 4;
 
-/// A publication's sections have one name but for what follows the last hyphen.
+/// The sections of one publication have one name but for what follows the last hyphen. Names of another service than
+/// ours tell nothing.
 bool AreOfOnePublication(CkxTextView a, CkxTextView b) {
-  const size_t end = KxText_FindLastUnit(a, KXW('-'));
-  return end != CkxTextView::npos && end == KxText_FindLastUnit(b, KXW('-')) &&
-         KxText_Equals(a.Part(0, end), b.Part(0, end), true);
+  const auto isOurs = [](CkxTextView name) { return KxText_Find(name, KXW("KxPub"), true) != CkxTextView::npos; };
+  const auto stem = [](CkxTextView name) { return name.Part(0, KxText_FindLastUnit(name, KXW('-'))); };
+  return !isOurs(a) || !isOurs(b) || KxText_Equals(stem(a), stem(b), true);
 }
 
 /// The policies and the groups of one publication, kept open.
@@ -87,14 +108,14 @@ class CkxLivePolicySource : public IkxPolicySource {
   KxWString PublicationName() const override { return Name(EkxPolicySection::Policies); }
 
   /// Names of two publications are an index that is being rewritten: it is read again, as when a section is gone.
-  /// (Another service's names may be of another kind, and always look so.)
   std::unique_ptr<const IkxPolicySource> Pinned() const override {
     for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
-      KxWString policies = Name(EkxPolicySection::Policies);
-      const KxWString groups = Name(EkxPolicySection::AppGroups);
+      CkxPolicyIndex index;
+      if (!index.Open(_index)) return nullptr;
+      KxWString policies = index.NameOf(EkxPolicySection::Policies);
+      const KxWString groups = index.NameOf(EkxPolicySection::AppGroups);
       if (policies.empty()) return nullptr;
-      const bool isMixed = !groups.empty() && !AreOfOnePublication(policies, groups);
-      if (isMixed && attempt < kMaxMixed) continue;
+      if (!groups.empty() && !AreOfOnePublication(policies, groups)) continue;
       auto pinned = std::make_unique<CkxPinnedPublication>(*this);
       if (pinned->Open(std::move(policies), groups)) return pinned;
       if (KxLastError_Get() != kKxErrorFileNotFound) return nullptr;
@@ -135,17 +156,8 @@ class CkxLivePolicySource : public IkxPolicySource {
 }  // namespace
 
 KxWString KxPolicyIndex_SectionName(CkxTextView index, EkxPolicySection which) {
-  constexpr size_t kSlotBytes = kKxIndexSlotUnits * sizeof(WCHAR);
-  CkxSharedMemoryView view;
-  if (!OpenOrTrace(view, index)) return {};
-  const size_t slot = static_cast<size_t>(which) * kSlotBytes;
-  if (view.Bytes().size() < slot + kSlotBytes) return {};
-
-  // Only read, although the standard library's type takes what can be written too.
-  auto* const words = reinterpret_cast<uint64_t*>(const_cast<unsigned char*>(view.Bytes().data() + slot));
-  std::array<uint64_t, kSlotBytes / sizeof(uint64_t)> copy;
-  for (size_t i = 0; i < copy.size(); ++i) copy[i] = std::atomic_ref(words[i]).load(std::memory_order_acquire);
-  return CkxTextView::FromBytes(copy.data(), kSlotBytes).ToString();
+  CkxPolicyIndex opened;
+  return opened.Open(index) ? opened.NameOf(which) : KxWString();
 }
 
 /// Never destroyed: at the end of a process its other threads may still ask.
