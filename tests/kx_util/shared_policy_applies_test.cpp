@@ -103,6 +103,18 @@ TEST(Policy, AWalkPutsTheTargetsOfAGroupInThePlaceOfItsLink) {
   }
 
   const CkxHeldPolicy<> linked(PolicyWith(1, {Link(2, 2)}));
+  int found = 0;
+  const auto asksAgain = [&] {
+    if (linked->HasTargetOfType(EkxPolicyTarget::Url)) ++found;
+  };
+  linked->EnumTargets(
+      [](const CkxShBufTarget&, void* ask) {
+        (*static_cast<decltype(&asksAgain)>(ask))();
+        return true;
+      },
+      const_cast<void*>(static_cast<const void*>(&asksAgain)));
+  EXPECT_EQ(found, 2) << "each of the group's two targets asks on its own account";
+
   CkxRecordingObserver observer;
   const CkxEvaluationObserverScope watching(observer);
   SkxTriggerPolicyShortInfo info;

@@ -69,12 +69,15 @@ bool CallToMatch(const GUID& id, CkxShBufAppGroup::SkxMatchContext& match) {
 }
 
 bool CallToEnumerate(const GUID& id, CkxShBufAppGroup::SkxEnumContext& enumeration) {
-  const auto same = [&](const Enumerated& done) {
-    return done.enumeration == enumeration.context && KxGuid_Equal(done.group, id);
-  };
-  if (std::any_of(enumeratedGroups.begin(), enumeratedGroups.end(), same)) return true;
+  const auto isOfThis = [&](const Enumerated& done) { return done.enumeration == enumeration.context; };
+  const auto isThis = [&](const Enumerated& done) { return isOfThis(done) && KxGuid_Equal(done.group, id); };
+  if (std::any_of(enumeratedGroups.begin(), enumeratedGroups.end(), isThis)) return true;
+
+  const bool isOutermost = std::none_of(enumeratedGroups.begin(), enumeratedGroups.end(), isOfThis);
   enumeratedGroups.push_back({id, enumeration.context});
-  return Call(id, &CkxShBufAppGroup::DoEnumTargets, &enumeration);
+  const bool called = Call(id, &CkxShBufAppGroup::DoEnumTargets, &enumeration);
+  if (isOutermost) std::erase_if(enumeratedGroups, isOfThis);  // another may come to lie at the same address
+  return called;
 }
 
 }  // namespace

@@ -109,16 +109,18 @@ class CkxLivePolicySource : public IkxPolicySource {
 
   /// Names of two publications are an index that is being rewritten: it is read again, as when a section is gone.
   std::unique_ptr<const IkxPolicySource> Pinned() const override {
+    KxWString tried;
     for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
       CkxPolicyIndex index;
       if (!index.Open(_index)) return nullptr;
       KxWString policies = index.NameOf(EkxPolicySection::Policies);
       const KxWString groups = index.NameOf(EkxPolicySection::AppGroups);
-      if (policies.empty()) return nullptr;
+      if (policies.empty() || policies == tried) return nullptr;  // nothing, or a section that is gone for good
       if (!groups.empty() && !AreOfOnePublication(policies, groups)) continue;
       auto pinned = std::make_unique<CkxPinnedPublication>(*this);
-      if (pinned->Open(std::move(policies), groups)) return pinned;
+      if (pinned->Open(policies, groups)) return pinned;
       if (KxLastError_Get() != kKxErrorFileNotFound) return nullptr;
+      tried = std::move(policies);
     }
     return nullptr;
   }
