@@ -1,0 +1,75 @@
+#include "Agent/engine/kx_util/evaluation_fault.h"
+
+#include <atomic>
+
+#include "Agent/engine/kx_util/observe.h"
+
+namespace {
+
+std::atomic<uint64_t> workLimit{kKxDefaultWorkLimit};
+
+/// Of this thread. Without a destructor: a thread that ends may still be in an entry of its own destructors.
+struct State {
+  unsigned entries;
+  EkxEvaluationFault fault;
+  std::string_view line;
+  uint64_t workLeft;
+};
+constinit thread_local State state = {};
+
+}  // namespace
+
+std::string_view KxUtil_FaultText(EkxEvaluationFault fault) noexcept {
+  switch (fault) {
+    case EkxEvaluationFault::None:
+      return {};
+    case EkxEvaluationFault::OutOfMemory:
+      return "ERROR: Out of memory";
+    case EkxEvaluationFault::WorkLimit:
+      return "ERROR: The evaluation costs more than it may and is given up";
+    case EkxEvaluationFault::SectionRefused:
+      return "ERROR: Failed to open shared memory";
+    case EkxEvaluationFault::UserUnknown:
+      return "Failed to get applicable policies for the user";
+    case EkxEvaluationFault::PublicationUnstable:
+      return "ERROR: The publication changes faster than it can be read";
+    case EkxEvaluationFault::Malformed:
+      return "ERROR: The section is damaged";
+  }
+  return {};
+}
+
+void KxUtil_SetWorkLimit(uint64_t units) noexcept { workLimit.store(units, std::memory_order_relaxed); }
+uint64_t KxUtil_WorkLimit() noexcept { return workLimit.load(std::memory_order_relaxed); }
+
+void KxFault_Note(EkxEvaluationFault fault, std::string_view line) noexcept {
+  if (state.fault != EkxEvaluationFault::None) return;
+  state.fault = fault;
+  state.line = line;
+}
+
+void KxFault_Note(EkxEvaluationFault fault) noexcept { KxFault_Note(fault, KxUtil_FaultText(fault)); }
+
+EkxEvaluationFault KxFault_Current() noexcept { return state.fault; }
+
+bool KxWork_Spend(uint64_t units) noexcept {
+  if (units <= state.workLeft) {
+    state.workLeft -= units;
+    return true;
+  }
+  state.workLeft = 0;
+  KxFault_Note(EkxEvaluationFault::WorkLimit);
+  return false;
+}
+
+CkxEntryScope::CkxEntryScope() noexcept {
+  if (state.entries++ > 0) return;
+  state.fault = EkxEvaluationFault::None;
+  state.line = {};
+  state.workLeft = KxUtil_WorkLimit();
+}
+
+CkxEntryScope::~CkxEntryScope() {
+  if (--state.entries > 0 || state.fault == EkxEvaluationFault::None) return;
+  if (IkxEvaluationObserver* const observer = KxObserve_Current()) observer->OnFault(state.line);
+}

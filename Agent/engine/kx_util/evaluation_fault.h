@@ -1,0 +1,58 @@
+// The library's side of faults: noting them where they happen, and ending with them where the library was entered.
+//
+// An entry that callers use is made of one call:
+//
+//   bool KxUtil_MatchStr(CkxTextView pattern, ...) {
+//     return KxEntry(false, [&] { return ...; });
+//   }
+//
+// Whatever is inside may run out of memory (an exception) or of work (`KxWork_Spend` is false). Neither leaves the entry:
+// it answers with the value for faults, and the fault stays noted on the thread until the outermost entry ends. So a
+// walk that finds one noted knows that what it was just told is no answer. Costs nothing while nothing fails.
+#pragma once
+
+#include <kx_util/evaluation_fault.h>
+
+#include <new>
+#include <stdexcept>
+
+/// The first of an evaluation counts. `line` is a text that lives for ever, for whoever watches.
+void KxFault_Note(EkxEvaluationFault fault, std::string_view line) noexcept;
+void KxFault_Note(EkxEvaluationFault fault) noexcept;
+
+/// What was noted since the outermost entry began.
+EkxEvaluationFault KxFault_Current() noexcept;
+
+/// Takes `units` from what the evaluation may cost. False, with the fault noted, once it is used up: the caller gives up.
+bool KxWork_Spend(uint64_t units) noexcept;
+
+/// One entry under way on this thread. The outermost begins without a fault and with the whole budget; when it ends,
+/// whoever watches is told of the fault that was noted.
+class CkxEntryScope {
+ public:
+  CkxEntryScope() noexcept;
+  ~CkxEntryScope();
+  CkxEntryScope(const CkxEntryScope&) = delete;
+  CkxEntryScope& operator=(const CkxEntryScope&) = delete;
+};
+
+template <class Result, class Function>
+Result KxEntry(Result onFault, Function&& function) noexcept {
+  const CkxEntryScope scope;
+  try {
+    return std::forward<Function>(function)();
+  } catch (const std::bad_alloc&) {
+    KxFault_Note(EkxEvaluationFault::OutOfMemory);
+  } catch (const std::length_error&) {  // a text longer than any memory
+    KxFault_Note(EkxEvaluationFault::OutOfMemory);
+  }
+  return onFault;
+}
+
+template <class Function>
+void KxEntry(Function&& function) noexcept {
+  KxEntry(false, [&] {
+    std::forward<Function>(function)();
+    return true;
+  });
+}
