@@ -53,6 +53,7 @@ void KxFault_Note(EkxEvaluationFault fault) noexcept { KxFault_Note(fault, KxUti
 EkxEvaluationFault KxFault_Current() noexcept { return state.fault; }
 
 bool KxWork_Spend(uint64_t units) noexcept {
+  if (state.entries == 0) return true;  // nobody's evaluation
   if (units <= state.workLeft) {
     state.workLeft -= units;
     return true;
