@@ -50,7 +50,8 @@ std::unique_ptr<CkxTargetInfoProcess> Process(const KxWString& name) {
 }  // namespace
 
 BenchPolicies::BenchPolicies(SkxPolicyImage image) : _source(std::make_unique<CkxImageSource>(std::move(image))) {
-  if (!_source->OpenSection(EkxPolicySection::Policies, _section)) throw std::runtime_error("no policies to measure");
+  if (_source->OpenSection(EkxPolicySection::Policies, _section) != EkxSectionState::Open)
+    throw std::runtime_error("no policies to measure");
 }
 
 SkxPolicyImage BenchPolicies::Image(uint32_t count, SkxTargetModel (*target)(uint32_t id)) {

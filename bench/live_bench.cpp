@@ -118,7 +118,7 @@ void LiveEvaluation(benchmark::State& state) {
   };
   const auto openSection = [&] {
     SkxSectionBytes section;
-    return KxPolicySource_Live().OpenSection(EkxPolicySection::Policies, section) &&
+    return KxPolicySource_Live().OpenSection(EkxPolicySection::Policies, section) == EkxSectionState::Open &&
            section.bytes.size() == bench.PolicySection().size();
   };
 

@@ -20,9 +20,14 @@ class CkxStderrSink : public IkxTraceSink {
 
   void Write(const SkxTraceLine& line) noexcept override {
     if (line.level > _level) return;
-    std::string text = KxTrace_LevelName(line.level, line.variant);
-    text.append(" ").append(line.scope).append(": ").append(line.message).append("\n");
-    std::fwrite(text.data(), 1, text.size(), stderr);
+    try {
+      std::string text = KxTrace_LevelName(line.level, line.variant);
+      text.append(" ").append(line.scope).append(": ").append(line.message).append("\n");
+      std::fwrite(text.data(), 1, text.size(), stderr);
+    } catch (...) {
+      constexpr std::string_view kLost = "KXT_ERROR: Out of memory for a line of the trace\n";
+      std::fwrite(kLost.data(), 1, kLost.size(), stderr);
+    }
   }
 
  private:
@@ -75,7 +80,7 @@ IkxTraceSink* KxTrace_SetSink(IkxTraceSink* sink) {
 }
 
 void kx_trace_detail::Write(EkxTraceLevel level, EkxTraceVariant variant, std::string_view scope,
-                            const std::string& message) {
+                            std::string_view message) noexcept {
   const CkxLastErrorGuard lastError;
   const int systemError = errno;
   if (IkxTraceSink* const listener = sink.load(std::memory_order_acquire); listener != nullptr) {

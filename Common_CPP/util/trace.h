@@ -48,19 +48,24 @@ void Append(std::string& line, Number piece) {
 }
 
 KX_UTIL_API void Write(EkxTraceLevel level, EkxTraceVariant variant, std::string_view scope,
-                       const std::string& message);
+                       std::string_view message) noexcept;
 }  // namespace kx_trace_detail
 
+/// Where there is no memory for the line, the sink is told that there was one.
 template <class... Pieces>
-void KxTraceAs(EkxTraceLevel level, EkxTraceVariant variant, std::string_view scope, const Pieces&... pieces) {
+void KxTraceAs(EkxTraceLevel level, EkxTraceVariant variant, std::string_view scope, const Pieces&... pieces) noexcept {
   if (kx_trace_detail::sink.load(std::memory_order_acquire) == nullptr) [[likely]]
     return;
-  std::string message;
-  (kx_trace_detail::Append(message, pieces), ...);
-  kx_trace_detail::Write(level, variant, scope, message);
+  try {
+    std::string message;
+    (kx_trace_detail::Append(message, pieces), ...);
+    kx_trace_detail::Write(level, variant, scope, message);
+  } catch (...) {
+    kx_trace_detail::Write(level, variant, scope, "ERROR: Out of memory for a line of the trace");
+  }
 }
 
 template <class... Pieces>
-void KxTrace(EkxTraceLevel level, std::string_view scope, const Pieces&... pieces) {
+void KxTrace(EkxTraceLevel level, std::string_view scope, const Pieces&... pieces) noexcept {
   KxTraceAs(level, EkxTraceVariant::Plain, scope, pieces...);
 }

@@ -1,8 +1,8 @@
 // Why a question has no answer.
 //
 // The library answers with true and false, and false has two meanings that a privilege manager must not mix up: "asked,
-// and it is not so", and "could not be asked". The second is a fault: out of memory, a section that is refused, an agent
-// that does not answer, an evaluation that costs more than it may. A fault never becomes an answer: it ends the
+// and it is not so", and "could not be asked". The second is a fault: out of memory, a section that is refused, an
+// agent that does not answer, an evaluation that costs more than it may. A fault never becomes an answer: it ends the
 // evaluation, whoever watches is told (`IkxEvaluationObserver::OnFault`), and a host can ask for it.
 #pragma once
 
@@ -23,9 +23,21 @@ enum class EkxEvaluationFault : unsigned char {
 /// The trace line of a fault, for instance "ERROR: Out of memory"; empty for `None`.
 KX_UTIL_API std::string_view KxUtil_FaultText(EkxEvaluationFault fault) noexcept;
 
-/// How much one evaluation may cost, in units of work: about one for each text unit compared, each record read and each
-/// byte hashed for it. The default, `kKxDefaultWorkLimit`, takes seconds; a hostile set of policies would take hours.
-/// For the whole process, from the next evaluation on.
+/// The fault that the last question of this thread ended with; `None` when it was answered. A question is any operation
+/// of the store, and any matcher that is called on its own.
+KX_UTIL_API EkxEvaluationFault KxUtil_LastFault() noexcept;
+
+/// What became of a question about a target, for hosts that must not take "could not be asked" for "nothing applies".
+enum class EkxEvaluationOutcome : unsigned char {
+  PolicyApplies,
+  NoPolicyApplies,   ///< all policies of the user were asked
+  NothingPublished,  ///< there is no policy on this machine
+  NotAnswered,       ///< `KxUtil_LastFault` says why
+};
+
+/// How much one evaluation may cost, in units of work: about one for each text unit compared, each record looked at and
+/// each 16 bytes hashed for it. The default, `kKxDefaultWorkLimit`, takes seconds; a hostile set of policies would take
+/// hours. For the whole process, from the next evaluation on.
 inline constexpr uint64_t kKxDefaultWorkLimit = uint64_t{1} << 31;
 KX_UTIL_API void KxUtil_SetWorkLimit(uint64_t units) noexcept;
 KX_UTIL_API uint64_t KxUtil_WorkLimit() noexcept;

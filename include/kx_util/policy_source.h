@@ -30,6 +30,7 @@ class KX_UTIL_API CkxApplicablePolicies {
   explicit CkxApplicablePolicies(std::vector<uint32_t> ids);
 
   bool IsAll() const { return _all; }
+  bool IsNone() const { return !_all && _ids.empty(); }
   bool Contains(uint32_t id) const;
   const std::vector<uint32_t>& Ids() const { return _ids; }  ///< as they were given
 
@@ -40,19 +41,31 @@ class KX_UTIL_API CkxApplicablePolicies {
   std::vector<uint32_t> _sorted;
 };
 
+/// Not published is a normal state, of a machine without policies say. A section that is there and cannot be had is a
+/// fault: who took it for the same would let through what the section blocks.
+enum class EkxSectionState : unsigned char { Open, NotPublished, Refused };
+
 class IkxPolicySource {
  public:
   virtual ~IkxPolicySource() = default;
 
-  /// False when the section is not published or cannot be opened; the source has traced what is worth a line.
-  virtual bool OpenSection(EkxPolicySection which, SkxSectionBytes& section) const = 0;
+  /// `section` is set when the state is `Open`; the source has traced what is worth a line.
+  virtual EkxSectionState OpenSection(EkxPolicySection which, SkxSectionBytes& section) const = 0;
 
-  /// The policies that apply to the user of `token`; null when that cannot be told, which the source has traced.
+  /// The policies that apply to the user of `token`, which may be none; null when that cannot be told, which the source
+  /// has traced.
   virtual std::shared_ptr<const CkxApplicablePolicies> ApplicablePolicies(void* token) const = 0;
 
-  /// The publication in force now, which stays as it is whatever is published meanwhile: a walk reads all of its
-  /// sections from one publication. Null for a source that never changes. It must not outlive this source.
-  virtual std::unique_ptr<const IkxPolicySource> Pinned() const { return nullptr; }
+  /// The publication in force now, which stays as it is whatever is published meanwhile: one decision reads all of its
+  /// sections from one publication. `pinned` stays null for a source that never changes, and unless the state is
+  /// `Open`. It must not outlive this source.
+  virtual EkxSectionState Pin(std::unique_ptr<const IkxPolicySource>& /*pinned*/) const {
+    return EkxSectionState::Open;
+  }
+
+  /// Whether this publication is still the one in force. Who asks for a user's policies and finds, after the answer,
+  /// that it is knows that the answer is about this publication.
+  virtual bool IsCurrent() const { return true; }
 
   /// What tells the publication in force from every other, for answers that are remembered; empty when nothing may be.
   virtual KxWString PublicationName() const { return {}; }

@@ -45,6 +45,9 @@ class KX_UTIL_API CkxShBufAppGroup {
   uint32_t BufferSize() const { return _header->size; }
   const CkxShBufList& Targets() const { return _targets; }
 
+  /// The first target that matches; null when none does. Lives as long as the group.
+  const CkxShBufTarget* FindMatch(const CkxTargetInfo& target) const;
+
   /// The first target that matches fills `info`.
   bool MatchTarget(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info) const;
   bool EnumTargets(KxTargetCallback callback, void* context) const;

@@ -10,6 +10,7 @@
 #pragma once
 
 #include <kx_util/agent_uac_action.h>
+#include <kx_util/evaluation_fault.h>
 #include <kx_util/file_origin.h>
 #include <kx_util/policy_enum_filter.h>
 #include <kx_util/policy_source.h>
@@ -47,7 +48,19 @@ class KX_UTIL_API CkxSharedPoliciesData {
 
   /// The central evaluation: the first policy in section order that is active, decides about launches, is applicable to
   /// the target's user and applies to the target. `info` is untouched unless the answer is true.
+  ///
+  /// False alone does not say that nothing applies: it is also the answer of a question that could not be asked. Who
+  /// lets things run on the strength of it takes the second form, and looks at `outcome`:
+  ///
+  ///   PolicyApplies      `info` says what to do
+  ///   NoPolicyApplies    every policy of the user was asked
+  ///   NothingPublished   this machine has no policies
+  ///   NotAnswered        nobody knows; `KxUtil_LastFault` says why. Treat it as what may not be let through
+  ///
+  /// Of the other questions below, whose false is as ambiguous, `KxUtil_LastFault` tells the same.
   static bool GetTargetPolicyAction(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info);
+  static bool GetTargetPolicyAction(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info,
+                                    EkxEvaluationOutcome& outcome);
 
   /// Appends the ids of the policies that apply to the user of `token`, in the order of the answer.
   static bool GetPoliciesApplicableForUser(void* token, std::vector<int>& ids);

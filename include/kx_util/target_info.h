@@ -60,6 +60,10 @@ class KX_UTIL_API CkxTargetInfo {
   void SetLocalCopySource(bool is) { _localCopySource = is; }
   bool IsTargetType(EkxPolicyTarget type) const { return TargetType() == type; }
 
+  /// A number that no other description of this process has or had, and that changes when what belongs to the
+  /// description does: answers about it can be remembered by it.
+  uint64_t Identity() const { return _identity; }
+
   /// What descriptions call the thing instead of what its file says. Null until set; the setter keeps a copy of its
   /// own.
   const WCHAR* GetDescriptionBase() const { return _descriptionBase; }
@@ -98,6 +102,9 @@ class KX_UTIL_API CkxTargetInfo {
 
   void _Clean();
 
+  /// What belongs to the description changed.
+  void _RenewIdentity();
+
  private:
   struct ValueCache;
   struct MissingValues;
@@ -111,6 +118,7 @@ class KX_UTIL_API CkxTargetInfo {
   mutable ValueCache* _cache = nullptr;
   mutable MissingValues* _missing = nullptr;
   const WCHAR* _descriptionBase = nullptr;
+  uint64_t _identity;
 };
 
 struct SkxTargetDeleter {

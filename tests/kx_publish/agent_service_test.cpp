@@ -154,7 +154,8 @@ using Script = std::optional<std::vector<unsigned char>>;
 TEST(AgentRequests, EveryFaultHasItsLine) {
   using Bytes = std::vector<unsigned char>;
   const auto policies = [](const SkxAgentRequest& request) {
-    return KxAgent_ApplicablePolicies(KXW("S-1-5-18"), request).has_value();
+    const auto ids = KxAgent_ApplicablePolicies(KXW("S-1-5-18"), request);
+    return ids.has_value() && !ids->empty();
   };
   const auto action = [](const SkxAgentRequest& request) {
     SvcUacActionInfo unused;

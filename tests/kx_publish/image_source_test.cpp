@@ -16,12 +16,13 @@ SkxPolicyImage ImageWith(std::optional<std::string> applicable) {
   return image;
 }
 
-/// "all", "none" (no answer) or the ids, for the user `sid`; null: for nobody in particular.
+/// "all", "none", "unknown" (no answer) or the ids, for the user `sid`; null: for nobody in particular.
 std::string Answer(const CkxImageSource& source, const char* sid) {
   std::optional<CkxAccessToken> token;
   if (sid != nullptr) token.emplace(CkxSid::FromUtf8(sid).value(), std::vector<CkxSid>{}, false);
   const auto policies = source.ApplicablePolicies(token.has_value() ? token->Handle() : nullptr);
-  if (policies == nullptr) return "none";
+  if (policies == nullptr) return "unknown";
+  if (policies->IsNone()) return "none";
   if (policies->IsAll()) return "all";
   std::string ids;
   for (const uint32_t id : policies->Ids()) ids += std::to_string(id) + " ";
@@ -47,7 +48,7 @@ TEST(ImageSource, RowsSayWhatApplies) {
       {"an empty row for everybody", R"({"*": [], "S-1-5-21-1-2-3-1001": [4]})", "4 ", "none"},
       {"a row that begins with 0, the agent's word for none", R"({"*": [0, 1]})", "none", "none"},
       {"a group's row serves no member", R"({"S-1-5-32-545": [1]})", "none", "none"},
-      {"malformed rules", R"({"*": [1], "ann": [1]})", "none", "none"},
+      {"malformed rules", R"({"*": [1], "ann": [1]})", "unknown", "unknown"},
   };
   for (const Case& c : cases) {
     const CkxImageSource source(ImageWith(c.applicable));
@@ -78,14 +79,16 @@ TEST(ImageSource, SectionsAreTheImagesOwnBytes) {
 
   SkxSectionBytes first;
   SkxSectionBytes second;
-  ASSERT_TRUE(source.OpenSection(EkxPolicySection::Policies, first));
-  ASSERT_TRUE(source.OpenSection(EkxPolicySection::Policies, second));
+  ASSERT_EQ(source.OpenSection(EkxPolicySection::Policies, first), EkxSectionState::Open);
+  ASSERT_EQ(source.OpenSection(EkxPolicySection::Policies, second), EkxSectionState::Open);
   EXPECT_EQ(first.bytes.size(), 3u);
   EXPECT_EQ(first.bytes.data(), second.bytes.data()) << "opening copies nothing";
 
-  ASSERT_TRUE(source.OpenSection(EkxPolicySection::Alerts, first)) << "an empty file is a section, if a malformed one";
+  ASSERT_EQ(source.OpenSection(EkxPolicySection::Alerts, first), EkxSectionState::Open)
+      << "an empty file is a section, if a malformed one";
   EXPECT_TRUE(first.bytes.empty());
-  EXPECT_FALSE(source.OpenSection(EkxPolicySection::AppGroups, first)) << "a missing file is none";
+  EXPECT_EQ(source.OpenSection(EkxPolicySection::AppGroups, first), EkxSectionState::NotPublished)
+      << "a missing file is none";
 }
 
 }  // namespace

@@ -99,7 +99,7 @@ TEST_F(Publication, WhoHasReadTheIndexStillFindsItsSection) {
 TEST_F(Publication, AnOpenSectionOutlivesItsPublication) {
   Publish('A');
   SkxSectionBytes section;
-  ASSERT_TRUE(live->OpenSection(EkxPolicySection::Policies, section));
+  ASSERT_EQ(live->OpenSection(EkxPolicySection::Policies, section), EkxSectionState::Open);
   const KxBytes before(section.bytes.begin(), section.bytes.end());
   for (const char letter : {'B', 'A', 'B'}) Publish(letter);
   EXPECT_TRUE(publication.Unpublish(error)) << error;

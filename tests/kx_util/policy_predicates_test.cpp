@@ -31,7 +31,7 @@ class NamedSource : public CkxImageSource {
  public:
   NamedSource(const std::string& document, const WCHAR* name) : CkxImageSource(Image(document)), _name(name) {}
 
-  bool OpenSection(EkxPolicySection which, SkxSectionBytes& section) const override {
+  EkxSectionState OpenSection(EkxPolicySection which, SkxSectionBytes& section) const override {
     if (which == EkxPolicySection::Policies) ++walks;
     return CkxImageSource::OpenSection(which, section);
   }

@@ -267,7 +267,7 @@ TEST_F(SharedPoliciesData, EveryPrefixAndEveryByteChangeEndsCleanly) {
   PublishGroups({Group(50, {App(4, u"z.exe")})});
   Publish(policies);
   SkxSectionBytes whole;
-  ASSERT_TRUE(_source.OpenSection(EkxPolicySection::Policies, whole));
+  ASSERT_EQ(_source.OpenSection(EkxPolicySection::Policies, whole), EkxSectionState::Open);
   const KxBytes section(whole.bytes.begin(), whole.bytes.end());
   size_t refused = 0;
   for (size_t length = 0; length < section.size(); ++length) {

@@ -24,10 +24,10 @@ class CkxSectionSource : public IkxPolicySource {
   /// Every policy unless said otherwise; none: it cannot be told.
   std::optional<CkxApplicablePolicies> applicable = CkxApplicablePolicies::All();
 
-  bool OpenSection(EkxPolicySection which, SkxSectionBytes& section) const override {
+  EkxSectionState OpenSection(EkxPolicySection which, SkxSectionBytes& section) const override {
     const KxBytes& bytes = _sections[static_cast<size_t>(which)];
     section.bytes = bytes;
-    return !bytes.empty();
+    return bytes.empty() ? EkxSectionState::NotPublished : EkxSectionState::Open;
   }
 
   std::shared_ptr<const CkxApplicablePolicies> ApplicablePolicies(void* /*token*/) const override {

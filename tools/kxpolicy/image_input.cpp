@@ -7,7 +7,11 @@ namespace {
 
 std::optional<SkxPolicyImage::Bytes> LiveSection(EkxPolicySection which) {
   SkxSectionBytes section;
-  if (!KxPolicySource_Current().OpenSection(which, section)) return std::nullopt;
+  const EkxSectionState state = KxPolicySource_Current().OpenSection(which, section);
+  if (state == EkxSectionState::Refused) {
+    throw CkxToolFault(EkxExit::SystemRefused, "the published policies cannot be read");
+  }
+  if (state == EkxSectionState::NotPublished) return std::nullopt;
   return SkxPolicyImage::Bytes(section.bytes.begin(), section.bytes.end());
 }
 

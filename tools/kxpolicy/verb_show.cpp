@@ -25,7 +25,7 @@ void ForEachRecord(const std::optional<SkxPolicyImage::Bytes>& section, const Sk
   size_t offset = sizeof(uint32_t);
   for (uint32_t i = 0; i < records.Count(); ++i) {
     const unsigned char* const bytes = records.Next();
-    if (bytes == nullptr) return faults.push_back(place + std::to_string(offset) + ": " + records.Fault());
+    if (bytes == nullptr) return faults.push_back(place + std::to_string(offset) + ": " + std::string(records.Fault()));
     visit(SkxShownRecord{bytes, offset, file});
     offset += KxBytes_Load<uint32_t>(bytes + sizeof(uint32_t));
   }

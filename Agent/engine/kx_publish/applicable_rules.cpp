@@ -24,10 +24,10 @@ bool Before(const CkxSid& a, const CkxSid& b) {
   return std::memcmp(a.Bytes(), b.Bytes(), a.Size()) < 0;
 }
 
-/// Null for a row that the agent's answer would make mean "none": an empty one, and one that begins with 0.
+/// A row that the agent's answer would make mean "none" is that: an empty one, and one that begins with 0.
 std::shared_ptr<const CkxApplicablePolicies> AnswerOf(const std::vector<uint32_t>& ids) {
-  if (ids.empty() || ids.front() == 0) return nullptr;
-  return std::make_shared<const CkxApplicablePolicies>(ids);
+  const bool isNone = ids.empty() || ids.front() == 0;
+  return std::make_shared<const CkxApplicablePolicies>(isNone ? std::vector<uint32_t>() : ids);
 }
 
 }  // namespace
@@ -61,6 +61,7 @@ std::string KxApplicable_Write(const SkxApplicableRows& rows) {
 CkxApplicableRules::CkxApplicableRules(const std::optional<std::string>& text) {
   try {
     Fill(text.has_value() ? KxApplicable_Parse(*text) : SkxApplicableRows());
+    if (_everybody == nullptr) _everybody = AnswerOf({});
   } catch (const CkxDocumentFault& fault) {
     KxTrace(EkxTraceLevel::Error, kScope, "ERROR: Malformed applicable policies: ", fault.Line());
   }
@@ -94,6 +95,8 @@ std::shared_ptr<const CkxApplicablePolicies> CkxApplicableRules::For(void* token
     }
     answer = ForUser(*user);
   }
-  if (answer == nullptr) KxTrace(EkxTraceLevel::Warning, kScope, "No applicable policies for the user");
+  if (answer != nullptr && answer->IsNone()) {
+    KxTrace(EkxTraceLevel::Warning, kScope, "No applicable policies for the user");
+  }
   return answer;
 }

@@ -16,11 +16,11 @@ std::string KxApplicable_Write(const SkxApplicableRows& rows);
 /// The rows, made ready to be asked on every evaluation: one search by the SID's bytes, nothing is built.
 class CkxApplicableRules {
  public:
-  /// From the text of an applicable.json, where there is one. One that is malformed has no row for anybody.
+  /// From the text of an applicable.json, where there is one. One that is malformed has no answer for anybody.
   explicit CkxApplicableRules(const std::optional<std::string>& text);
 
-  /// The answer for the user of `token` (null: "*"). Null, with a line in the trace, when there is no row for it, when
-  /// its row is empty, and when the token's user cannot be told.
+  /// The answer for the user of `token` (null: "*"): none, with a line in the trace, when there is no row for it or its
+  /// row is empty. Null when the rows are malformed and when the token's user cannot be told.
   std::shared_ptr<const CkxApplicablePolicies> For(void* token) const;
 
  private:
@@ -34,5 +34,5 @@ class CkxApplicableRules {
   const Answer& ForUser(const CkxSid& user) const;
 
   std::vector<Row> _rows;  // in the order of `Before`
-  Answer _everybody;       // "*"
+  Answer _everybody;       // "*"; null when the rows are malformed
 };

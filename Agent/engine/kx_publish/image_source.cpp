@@ -1,11 +1,11 @@
 #include "Agent/engine/kx_publish/image_source.h"
 
-bool CkxImageSource::OpenSection(EkxPolicySection which, SkxSectionBytes& section) const {
+EkxSectionState CkxImageSource::OpenSection(EkxPolicySection which, SkxSectionBytes& section) const {
   const std::optional<SkxPolicyImage::Bytes>& bytes = _image.Section(which);
-  if (!bytes.has_value()) return false;
+  if (!bytes.has_value()) return EkxSectionState::NotPublished;
   section.bytes = *bytes;
   section.holder = nullptr;
-  return true;
+  return EkxSectionState::Open;
 }
 
 std::shared_ptr<const CkxApplicablePolicies> CkxImageSource::ApplicablePolicies(void* token) const {

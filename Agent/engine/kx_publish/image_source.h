@@ -14,7 +14,7 @@ class CkxImageSource : public IkxPolicySource {
   explicit CkxImageSource(SkxPolicyImage image) : _image(std::move(image)), _rules(_image.applicable) {}
 
   /// The bytes live as long as the source.
-  bool OpenSection(EkxPolicySection which, SkxSectionBytes& section) const override;
+  EkxSectionState OpenSection(EkxPolicySection which, SkxSectionBytes& section) const override;
   std::shared_ptr<const CkxApplicablePolicies> ApplicablePolicies(void* token) const override;
 
  private:

@@ -62,7 +62,7 @@ std::vector<SkxLintRecord> Gather(const SkxPolicyImage& image, EkxPolicySection 
   for (uint32_t i = 0; i < records.Count(); ++i) {
     const unsigned char* const record = records.Next();
     if (record == nullptr) {
-      fail(offset, records.Fault());
+      fail(offset, std::string(records.Fault()));
       return gathered;
     }
     const auto size = KxBytes_Load<uint32_t>(record + sizeof(uint32_t));

@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Common_CPP/secure_ipc/secure_ipc_client.h"
 #include "Common_CPP/util/text.h"
 #include "Common_CPP/util/trace.h"
@@ -82,7 +83,7 @@ std::optional<std::vector<uint32_t>> KxAgent_ApplicablePolicies(CkxTextView user
   std::memcpy(ids.data(), reply.data(), reply.size());
   if (ids.front() == 0) {
     Fail("No applicable policies for the user");
-    return std::nullopt;
+    ids.clear();
   }
   return ids;
 }
@@ -111,9 +112,9 @@ std::optional<bool> KxAgent_ShouldHookConsent(CkxTextView path, uint32_t adminis
 }
 
 bool CkxSharedPoliciesData::GetUacAction(const WCHAR* path, uint32_t administrator, SvcUacActionInfo& action) {
-  return KxAgent_UacAction(path, administrator, action);
+  return KxEntry(false, [&] { return KxAgent_UacAction(path, administrator, action); });
 }
 
 bool CkxSharedPoliciesData::ShouldHookConsent(const WCHAR* path, uint32_t administrator) {
-  return KxAgent_ShouldHookConsent(path, administrator).value_or(false);
+  return KxEntry(false, [&] { return KxAgent_ShouldHookConsent(path, administrator).value_or(false); });
 }

@@ -57,6 +57,7 @@ struct SkxConsentQuestion {
 #pragma pack(pop)
 static_assert(sizeof(SkxConsentQuestion) == 304);
 
+/// The ids of the user's policies, none when the agent says that there are none; nothing when it does not say.
 /// `request` is the one above unless a test asks another server. Every failure leaves a line in the trace.
 std::optional<std::vector<uint32_t>> KxAgent_ApplicablePolicies(
     CkxTextView userSid, const SkxAgentRequest& request = kKxApplicablePoliciesRequest);

@@ -40,12 +40,14 @@ bool CkxSharedPoliciesData::GetAlert(const GUID& id, EkxAlertType type, CkxShBuf
 }
 
 bool CkxSharedPoliciesData::GetCommonDialog(EkxAlertTrigger trigger, CkxShBufCustGuiDialog*& dialog, void* token) {
-  DialogSearch search = {trigger};
-  if (!EnumPolicies(kConfiguration, GetCommonDialogEnumProc, &search, true, token)) return false;
-  CkxShBufCustGuiBase* alert = nullptr;
-  if (KxGuid_IsNull(search.alertId) || !GetAlert(search.alertId, EkxAlertType::Dialog, alert)) return false;
-  dialog = static_cast<CkxShBufCustGuiDialog*>(alert);
-  return true;
+  return KxEntry(false, [&] {
+    DialogSearch search = {trigger};
+    if (!EnumPolicies(kConfiguration, GetCommonDialogEnumProc, &search, true, token)) return false;
+    CkxShBufCustGuiBase* alert = nullptr;
+    if (KxGuid_IsNull(search.alertId) || !GetAlert(search.alertId, EkxAlertType::Dialog, alert)) return false;
+    dialog = static_cast<CkxShBufCustGuiDialog*>(alert);
+    return true;
+  });
 }
 
 bool KxPolicyLookup_GetAlert(const GUID& id, EkxAlertType type, CkxShBufCustGuiBase*& alert) {

@@ -14,8 +14,17 @@ struct State {
   EkxEvaluationFault fault;
   std::string_view line;
   uint64_t workLeft;
+  EkxEvaluationFault last;  ///< of the entry before
 };
 constinit thread_local State state = {};
+
+void Tell(std::string_view line) noexcept {
+  try {
+    if (IkxEvaluationObserver* const observer = KxObserve_Current()) observer->OnFault(line);
+  } catch (
+      const std::bad_alloc&) {  // whoever watches has no memory to remember it by; `KxUtil_LastFault` still says it
+  }
+}
 
 }  // namespace
 
@@ -41,8 +50,10 @@ std::string_view KxUtil_FaultText(EkxEvaluationFault fault) noexcept {
 
 void KxUtil_SetWorkLimit(uint64_t units) noexcept { workLimit.store(units, std::memory_order_relaxed); }
 uint64_t KxUtil_WorkLimit() noexcept { return workLimit.load(std::memory_order_relaxed); }
+EkxEvaluationFault KxUtil_LastFault() noexcept { return state.last; }
 
 void KxFault_Note(EkxEvaluationFault fault, std::string_view line) noexcept {
+  const CkxEntryScope scope;
   if (state.fault != EkxEvaluationFault::None) return;
   state.fault = fault;
   state.line = line;
@@ -71,6 +82,7 @@ CkxEntryScope::CkxEntryScope() noexcept {
 }
 
 CkxEntryScope::~CkxEntryScope() {
-  if (--state.entries > 0 || state.fault == EkxEvaluationFault::None) return;
-  if (IkxEvaluationObserver* const observer = KxObserve_Current()) observer->OnFault(state.line);
+  if (--state.entries > 0) return;
+  state.last = state.fault;
+  if (state.fault != EkxEvaluationFault::None) Tell(state.line);
 }

@@ -6,24 +6,32 @@
 //     return KxEntry(false, [&] { return ...; });
 //   }
 //
-// Whatever is inside may run out of memory (an exception) or of work (`KxWork_Spend` is false). Neither leaves the entry:
-// it answers with the value for faults, and the fault stays noted on the thread until the outermost entry ends. So a
-// walk that finds one noted knows that what it was just told is no answer. Costs nothing while nothing fails.
+// Whatever is inside may run out of memory (an exception) or of work (`KxWork_Spend` is false). Neither leaves the
+// entry: it answers with the value for faults, also where a fault was noted on the way, and the fault stays noted on
+// the thread until the outermost entry ends. So a walk that finds one noted knows that what it was just told is no
+// answer.
+//
+// Readers of records have no entry and do not throw: what they allocate comes from `KxRecord_Allocate`, which notes the
+// fault and gives null.
 #pragma once
 
 #include <kx_util/evaluation_fault.h>
 
 #include <new>
 #include <stdexcept>
+#include <system_error>
+#include <utility>
 
-/// The first of an evaluation counts. `line` is a text that lives for ever, for whoever watches.
+/// The first of an evaluation counts. `line` is a text that lives for ever, for whoever watches. Outside of any entry
+/// it is told at once.
 void KxFault_Note(EkxEvaluationFault fault, std::string_view line) noexcept;
 void KxFault_Note(EkxEvaluationFault fault) noexcept;
 
 /// What was noted since the outermost entry began.
 EkxEvaluationFault KxFault_Current() noexcept;
 
-/// Takes `units` from what the evaluation may cost. False, with the fault noted, once it is used up: the caller gives up.
+/// Takes `units` from what the evaluation may cost. False, with the fault noted, once it is used up: the caller gives
+/// up.
 bool KxWork_Spend(uint64_t units) noexcept;
 
 /// One entry under way on this thread. The outermost begins without a fault and with the whole budget; when it ends,
@@ -40,15 +48,19 @@ template <class Result, class Function>
 Result KxEntry(Result onFault, Function&& function) noexcept {
   const CkxEntryScope scope;
   try {
-    return std::forward<Function>(function)();
+    Result result = std::forward<Function>(function)();
+    if (KxFault_Current() == EkxEvaluationFault::None) return result;
   } catch (const std::bad_alloc&) {
     KxFault_Note(EkxEvaluationFault::OutOfMemory);
   } catch (const std::length_error&) {  // a text longer than any memory
+    KxFault_Note(EkxEvaluationFault::OutOfMemory);
+  } catch (const std::system_error&) {  // a lock that the system has no memory for
     KxFault_Note(EkxEvaluationFault::OutOfMemory);
   }
   return onFault;
 }
 
+/// Whatever it was to do may be half done when a fault is noted.
 template <class Function>
 void KxEntry(Function&& function) noexcept {
   KxEntry(false, [&] {

@@ -2,6 +2,8 @@
 
 #include <array>
 #include <atomic>
+#include <optional>
+#include <thread>
 
 #include "Agent/engine/kx_util/agent_requests.h"
 #include "Common_CPP/access_token/access_token.h"
@@ -22,19 +24,18 @@ struct CkxMappedSection : IkxSectionHolder {
 };
 
 /// A section that is not there is the normal state of a machine without policies: no line.
-bool OpenOrTrace(CkxSharedMemoryView& view, CkxTextView name) {
-  if (view.Open(name)) return true;
+EkxSectionState OpenOrTrace(CkxSharedMemoryView& view, CkxTextView name) {
+  if (view.Open(name)) return EkxSectionState::Open;
   const uint32_t error = KxLastError_Get();
-  if (error != kKxErrorFileNotFound) {
-    KxTrace(EkxTraceLevel::Error, kScope, "ERROR: Failed to open shared memory [", name, "]. LastError=", error);
-  }
-  return false;
+  if (error == kKxErrorFileNotFound) return EkxSectionState::NotPublished;
+  KxTrace(EkxTraceLevel::Error, kScope, "ERROR: Failed to open shared memory [", name, "]. LastError=", error);
+  return EkxSectionState::Refused;
 }
 
 /// The index section, open. Where it is replaced and not rewritten, all of its names are of one publication.
 class CkxPolicyIndex {
  public:
-  bool Open(CkxTextView name) { return OpenOrTrace(_view, name); }
+  EkxSectionState Open(CkxTextView name) { return OpenOrTrace(_view, name); }
 
   KxWString NameOf(EkxPolicySection which) const {
     constexpr size_t kSlotBytes = kKxIndexSlotUnits * sizeof(WCHAR);
@@ -52,43 +53,68 @@ class CkxPolicyIndex {
   CkxSharedMemoryView _view;
 };
 
-/// How often the index is read again after a section that it named was gone. Each time takes a publication that ends
-/// between two system calls of this thread.
+/// How often the index is read again while a publication is being replaced. Each time takes one that ends between two
+/// system calls of this thread, or a publisher that was stopped in the middle of rewriting the index.
 constexpr int kMaxAttempts = 64;
+
+/// Names of the sections that one decision is made of; an empty one stands for a section that is not published.
+struct SkxSectionNames {
+  KxWString policies;
+  KxWString groups;
+
+  bool operator==(const SkxSectionNames&) const = default;
+};
 
 /// The sections of one publication have one name but for what follows the last hyphen. Names of another service than
 /// ours tell nothing.
-bool AreOfOnePublication(CkxTextView a, CkxTextView b) {
+bool AreOfOnePublication(const SkxSectionNames& names) {
   const auto isOurs = [](CkxTextView name) { return KxText_Find(name, KXW("KxPub"), true) != CkxTextView::npos; };
   const auto stem = [](CkxTextView name) { return name.Part(0, KxText_FindLastUnit(name, KXW('-'))); };
-  return !isOurs(a) || !isOurs(b) || KxText_Equals(stem(a), stem(b), true);
+  return names.groups.empty() || !isOurs(names.policies) || !isOurs(names.groups) ||
+         KxText_Equals(stem(names.policies), stem(names.groups), true);
+}
+
+/// What the index names now. Names of two publications are an index that is being rewritten, and are no state.
+std::optional<EkxSectionState> ReadIndex(CkxTextView index, SkxSectionNames& names) {
+  CkxPolicyIndex opened;
+  const EkxSectionState state = opened.Open(index);
+  if (state != EkxSectionState::Open) return state;
+  names = {opened.NameOf(EkxPolicySection::Policies), opened.NameOf(EkxPolicySection::AppGroups)};
+  if (names.policies.empty()) return EkxSectionState::NotPublished;
+  if (!AreOfOnePublication(names)) return std::nullopt;
+  return EkxSectionState::Open;
 }
 
 /// The policies and the groups of one publication, kept open.
 class CkxPinnedPublication : public IkxPolicySource {
  public:
-  explicit CkxPinnedPublication(const IkxPolicySource& live) : _live(live) {}
+  CkxPinnedPublication(const IkxPolicySource& live, CkxTextView index, SkxSectionNames names)
+      : _live(live), _index(index), _names(std::move(names)) {}
 
-  /// A name that is empty stands for a section that is not published. False leaves the last error.
-  bool Open(KxWString policies, const KxWString& groups) {
-    _name = std::move(policies);
-    return (_name.empty() || OpenOrTrace(_policies, _name)) && (groups.empty() || OpenOrTrace(_groups, groups));
+  EkxSectionState Open() {
+    const EkxSectionState state = OpenOrTrace(_policies, _names.policies);
+    return state == EkxSectionState::Open && !_names.groups.empty() ? OpenOrTrace(_groups, _names.groups) : state;
   }
 
-  bool OpenSection(EkxPolicySection which, SkxSectionBytes& section) const override {
+  EkxSectionState OpenSection(EkxPolicySection which, SkxSectionBytes& section) const override {
     if (which == EkxPolicySection::Alerts) return _live.OpenSection(which, section);
     section.bytes = (which == EkxPolicySection::Policies ? _policies : _groups).Bytes();
     section.holder = nullptr;
-    return !section.bytes.empty();
+    return section.bytes.empty() ? EkxSectionState::NotPublished : EkxSectionState::Open;
   }
   std::shared_ptr<const CkxApplicablePolicies> ApplicablePolicies(void* token) const override {
     return _live.ApplicablePolicies(token);
   }
-  KxWString PublicationName() const override { return _name; }
+  bool IsCurrent() const override {
+    SkxSectionNames names;
+    return ReadIndex(_index, names) == EkxSectionState::Open && names == _names;
+  }
+  KxWString PublicationName() const override { return _names.policies; }
 
  private:
   const IkxPolicySource& _live;
-  KxWString _name;
+  const CkxTextView _index;  // the live source's
+  const SkxSectionNames _names;
   CkxSharedMemoryView _policies;
   CkxSharedMemoryView _groups;
 };
@@ -97,32 +123,49 @@ class CkxLivePolicySource : public IkxPolicySource {
  public:
   explicit CkxLivePolicySource(KxWString index) : _index(std::move(index)) {}
 
-  bool OpenSection(EkxPolicySection which, SkxSectionBytes& section) const override {
-    auto mapped = std::make_unique<CkxMappedSection>();
-    if (!OpenCurrent(which, mapped->view)) return false;
-    section.bytes = mapped->view.Bytes();
-    section.holder = std::move(mapped);
-    return true;
-  }
-
-  KxWString PublicationName() const override { return Name(EkxPolicySection::Policies); }
-
-  /// Names of two publications are an index that is being rewritten: it is read again, as when a section is gone.
-  std::unique_ptr<const IkxPolicySource> Pinned() const override {
+  /// A section that is gone may have been replaced since the index was read: then the index names another one.
+  EkxSectionState OpenSection(EkxPolicySection which, SkxSectionBytes& section) const override {
     KxWString tried;
     for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
       CkxPolicyIndex index;
-      if (!index.Open(_index)) return nullptr;
-      KxWString policies = index.NameOf(EkxPolicySection::Policies);
-      const KxWString groups = index.NameOf(EkxPolicySection::AppGroups);
-      if (policies.empty() || policies == tried) return nullptr;  // nothing, or a section that is gone for good
-      if (!groups.empty() && !AreOfOnePublication(policies, groups)) continue;
-      auto pinned = std::make_unique<CkxPinnedPublication>(*this);
-      if (pinned->Open(policies, groups)) return pinned;
-      if (KxLastError_Get() != kKxErrorFileNotFound) return nullptr;
-      tried = std::move(policies);
+      if (const EkxSectionState state = index.Open(_index); state != EkxSectionState::Open) return state;
+      KxWString name = index.NameOf(which);
+      if (name.empty()) return EkxSectionState::NotPublished;
+      if (name == tried) return EkxSectionState::Refused;  // gone, and yet named
+      auto mapped = std::make_unique<CkxMappedSection>();
+      const EkxSectionState state = OpenOrTrace(mapped->view, name);
+      if (state == EkxSectionState::Refused) return state;
+      if (state == EkxSectionState::Open) {
+        section.bytes = mapped->view.Bytes();
+        section.holder = std::move(mapped);
+        return state;
+      }
+      tried = std::move(name);
     }
-    return nullptr;
+    return EkxSectionState::Refused;
+  }
+
+  KxWString PublicationName() const override { return KxPolicyIndex_SectionName(_index, EkxPolicySection::Policies); }
+
+  EkxSectionState Pin(std::unique_ptr<const IkxPolicySource>& pinned) const override {
+    SkxSectionNames tried;
+    for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
+      SkxSectionNames names;
+      const std::optional<EkxSectionState> state = ReadIndex(_index, names);
+      if (!state) {
+        std::this_thread::yield();
+        continue;
+      }
+      if (*state != EkxSectionState::Open) return *state;
+      if (names == tried) return EkxSectionState::Refused;  // gone, and yet named
+      auto publication = std::make_unique<CkxPinnedPublication>(*this, _index, names);
+      const EkxSectionState opened = publication->Open();
+      if (opened == EkxSectionState::Open) pinned = std::move(publication);
+      if (opened != EkxSectionState::NotPublished) return opened;
+      tried = std::move(names);
+    }
+    KxTrace(EkxTraceLevel::Error, kScope, "ERROR: The index [", CkxTextView(_index), "] does not come to rest");
+    return EkxSectionState::Refused;
   }
 
   /// As the agent says it, each time: it knows the user's groups, and what was published a moment ago.
@@ -137,21 +180,6 @@ class CkxLivePolicySource : public IkxPolicySource {
   }
 
  private:
-  KxWString Name(EkxPolicySection which) const { return KxPolicyIndex_SectionName(_index, which); }
-
-  /// A section that is gone may have been replaced since the index was read: then the index names another one.
-  bool OpenCurrent(EkxPolicySection which, CkxSharedMemoryView& view) const {
-    KxWString tried;
-    for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
-      KxWString name = Name(which);
-      if (name.empty() || name == tried) return false;
-      if (OpenOrTrace(view, name)) return true;
-      if (KxLastError_Get() != kKxErrorFileNotFound) return false;
-      tried = std::move(name);
-    }
-    return false;
-  }
-
   const KxWString _index;
 };
 
@@ -159,7 +187,7 @@ class CkxLivePolicySource : public IkxPolicySource {
 
 KxWString KxPolicyIndex_SectionName(CkxTextView index, EkxPolicySection which) {
   CkxPolicyIndex opened;
-  return opened.Open(index) ? opened.NameOf(which) : KxWString();
+  return opened.Open(index) == EkxSectionState::Open ? opened.NameOf(which) : KxWString();
 }
 
 /// Never destroyed: at the end of a process its other threads may still ask.

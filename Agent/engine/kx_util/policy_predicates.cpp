@@ -44,12 +44,14 @@ bool CkxSharedPoliciesData::ElevatorAllowed(const CkxTargetInfo& request) {
 }
 
 bool CkxSharedPoliciesData::ShellOnDemandElevationAllowed(const CkxTargetInfoProcess& process, uint32_t& policyId) {
-  return KxPolicyWalk_AskDeciding("ShellOnDemandElevationAllowed", process,
-                                  [&](const CkxShBufPolicyWithTargets& policy) {
-                                    if (!OffersShellElevation(policy)) return false;
-                                    policyId = policy.Id();
-                                    return true;
-                                  });
+  uint32_t found = 0;
+  const auto offers = [&](const CkxShBufPolicyWithTargets& policy) {
+    found = policy.Id();
+    return OffersShellElevation(policy);
+  };
+  if (!KxPolicyWalk_AskDeciding("ShellOnDemandElevationAllowed", process, offers)) return false;
+  policyId = found;
+  return true;
 }
 
 bool CkxSharedPoliciesData::ActiveXPolicyAutomationAllowed(const CkxTargetInfo& control) {
@@ -89,18 +91,25 @@ bool CkxSharedPoliciesData::IsMultifileCreator(const CkxTargetInfo& target) {
 }
 
 bool CkxSharedPoliciesData::IsSoftwareDistributor(const CkxFileSrcProcess& process, CkxUtilStr& name, void* token) {
-  return KxPolicyWalk_Any("IsSoftwareDistributor", kDistributor, token, [&](const CkxShBufPolicyWithTargets& policy) {
-    return static_cast<const CkxShBufPolicySoftwareDistributors&>(policy).IsSoftwareDistributor(process, name);
-  });
+  CkxUtilStr found;
+  const auto names = [&](const CkxShBufPolicyWithTargets& policy) {
+    return static_cast<const CkxShBufPolicySoftwareDistributors&>(policy).IsSoftwareDistributor(process, found);
+  };
+  if (!KxPolicyWalk_Any("IsSoftwareDistributor", kDistributor, token, names)) return false;
+  name = std::move(found);
+  return true;
 }
 
 bool CkxSharedPoliciesData::ManualPolicyRequestAllowed(void* token, uint32_t& policyId) {
-  return KxPolicyWalk_Any("ManualPolicyRequestAllowed", kCollect, token, [&](const CkxShBufPolicyWithTargets& policy) {
+  uint32_t found = 0;
+  const auto allows = [&](const CkxShBufPolicyWithTargets& policy) {
     const auto& collecting = static_cast<const CkxShBufPolicyZeroTouch&>(policy);
-    if (collecting.Params().allowUserReq == 0 || !collecting.IsApplicableToUser(token)) return false;
-    policyId = policy.Id();
-    return true;
-  });
+    found = policy.Id();
+    return collecting.Params().allowUserReq != 0 && collecting.IsApplicableToUser(token);
+  };
+  if (!KxPolicyWalk_Any("ManualPolicyRequestAllowed", kCollect, token, allows)) return false;
+  policyId = found;
+  return true;
 }
 
 bool CkxSharedPoliciesData::HasActiveShellEoDTargets(void* token) {

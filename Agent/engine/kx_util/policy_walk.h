@@ -2,9 +2,11 @@
 #pragma once
 
 #include <kx_util/evaluation_observer.h>
-#include <kx_util/shared_policies_data.h>
 
 #include <string_view>
+
+#include "Agent/engine/kx_util/evaluation_fault.h"
+#include "Agent/engine/kx_util/section_walk.h"
 
 /// The filter's bit of an action that policies are made of.
 constexpr uint32_t KxPolicyWalk_Bit(EkxPolicyAction action) {
@@ -29,7 +31,7 @@ EkxPolicyOutcome KxPolicyWalk_Judge(const CkxShBufPolicyWithTargets& policy, con
 bool KxPolicyWalk_IsExpected(std::string_view name, uint32_t actions, const CkxShBufPolicy& policy);
 
 /// `ask(policy)` of each policy of those kinds, all of which have targets, until it is false or a policy of another
-/// kind turns up. False when the walk itself failed.
+/// kind turns up. False when the walk itself failed: what was asked then is not all, and the last answer may be none.
 template <class Ask>
 bool KxPolicyWalk_Each(std::string_view name, uint32_t actions, void* token, Ask ask) {
   struct Question {
@@ -38,25 +40,25 @@ bool KxPolicyWalk_Each(std::string_view name, uint32_t actions, void* token, Ask
     Ask& ask;
   } question = {name, actions, ask};
   const SkxPolicyFilter filter = {SkxPolicyFilter::kActive | SkxPolicyFilter::kByAction, actions};
-  return CkxSharedPoliciesData::EnumPolicies(
-      filter,
-      [](const CkxShBufPolicy& policy, void* context) {
-        auto& asked = *static_cast<Question*>(context);
-        return KxPolicyWalk_IsExpected(asked.name, asked.actions, policy) &&
-               asked.ask(static_cast<const CkxShBufPolicyWithTargets&>(policy));
-      },
-      &question, true, token);
+  const auto callback = [](const CkxShBufPolicy& policy, void* context) {
+    auto& asked = *static_cast<Question*>(context);
+    return KxPolicyWalk_IsExpected(asked.name, asked.actions, policy) &&
+           asked.ask(static_cast<const CkxShBufPolicyWithTargets&>(policy));
+  };
+  const EkxWalkEnd end =
+      KxEntry(EkxWalkEnd::Faulted, [&] { return KxSectionWalk_Policies(filter, callback, &question, true, token); });
+  return end == EkxWalkEnd::Walked || end == EkxWalkEnd::NothingPublished;
 }
 
 /// Whether `ask(policy)` is true of one of them.
 template <class Ask>
 bool KxPolicyWalk_Any(std::string_view name, uint32_t actions, void* token, Ask ask) {
   bool any = false;
-  KxPolicyWalk_Each(name, actions, token, [&](const CkxShBufPolicyWithTargets& policy) {
+  const bool walked = KxPolicyWalk_Each(name, actions, token, [&](const CkxShBufPolicyWithTargets& policy) {
     any = ask(policy);
     return !any;
   });
-  return any;
+  return walked && any;
 }
 
 /// `ask(policy)` of the one that decides about `target`, as the central evaluation finds it; false when none does.
@@ -64,10 +66,10 @@ template <class Ask>
 bool KxPolicyWalk_AskDeciding(std::string_view name, const CkxTargetInfo& target, Ask ask) {
   SkxTriggerPolicyShortInfo unused;
   bool answer = false;
-  KxPolicyWalk_Each(name, kKxDecidingActions, target.UserToken(), [&](const CkxShBufPolicyWithTargets& policy) {
+  const auto isUndecided = [&](const CkxShBufPolicyWithTargets& policy) {
     if (KxPolicyWalk_Judge(policy, target, unused) != EkxPolicyOutcome::Applies) return true;
     answer = ask(policy);
     return false;
-  });
-  return answer;
+  };
+  return KxPolicyWalk_Each(name, kKxDecidingActions, target.UserToken(), isUndecided) && answer;
 }

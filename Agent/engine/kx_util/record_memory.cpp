@@ -1,6 +1,5 @@
 #include "Agent/engine/kx_util/record_memory.h"
 
-#include <cstdlib>
 #include <new>
 #include <utility>
 
@@ -18,13 +17,13 @@ constexpr size_t RoundedUp(size_t bytes) { return (bytes + alignof(Prefix) - 1) 
 }  // namespace
 
 void* KxRecord_Allocate(size_t bytes) noexcept {
-  if (bytes > SIZE_MAX / 2) return nullptr;
+  if (bytes > SIZE_MAX / 2) return KxRecord_NotNull<void>(nullptr);
   const size_t whole = sizeof(Prefix) + RoundedUp(bytes);
   CkxRecordArena* arena = current;
   void* place = arena != nullptr ? arena->Take(whole) : nullptr;
   if (place == nullptr) {
     arena = nullptr;
-    place = std::malloc(whole);
+    place = KxRecord_NotNull(::operator new(whole, std::nothrow));
     if (place == nullptr) return nullptr;
   }
   return new (place) Prefix{arena} + 1;
@@ -34,7 +33,7 @@ void KxRecord_Free(void* piece) noexcept {
   if (piece == nullptr) return;
   Prefix* const prefix = static_cast<Prefix*>(piece) - 1;
   if (prefix->arena != nullptr) return prefix->arena->GiveBack();
-  std::free(prefix);
+  ::operator delete(prefix);
 }
 
 void* CkxRecordArena::Take(size_t bytes) noexcept {

@@ -14,8 +14,17 @@
 #include <cstdint>
 #include <memory>
 
-/// Null when there is no memory. Aligned for any record object.
+#include "Agent/engine/kx_util/evaluation_fault.h"
+
+/// Null, with the fault noted, when there is no memory. Aligned for any record object.
 void* KxRecord_Allocate(size_t bytes) noexcept;
+
+/// Hands on what was allocated elsewhere; notes the fault when it is null.
+template <class Object>
+Object* KxRecord_NotNull(Object* object) noexcept {
+  if (object == nullptr) KxFault_Note(EkxEvaluationFault::OutOfMemory);
+  return object;
+}
 
 /// Null is ignored. On the thread that allocated, when that was in a scope.
 void KxRecord_Free(void* piece) noexcept;

@@ -3,30 +3,34 @@
 
 #include <kx_util/policy_source.h>
 
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Agent/engine/kx_util/section_records.h"
 #include "Common_CPP/util/trace.h"
 
 /// The first record that `wanted(header)` accepts, made by `make` as a copy of its own, so that it outlives the
-/// section. False, with `out` untouched, when there is none; and, with an error line, when that record or one before it
-/// is malformed.
+/// section. False, with `out` untouched, when there is none; with an error line when that record or one before it is
+/// malformed; with the fault noted when it cannot be told.
 template <class Header, class Wanted, class Object>
 bool KxSection_LookUp(EkxPolicySection which, const SkxRecordKind& kind, Wanted wanted,
                       Object* (*make)(const Header* record, bool copy), Object*& out) {
-  SkxSectionBytes section;
-  if (!KxPolicySource_Current().OpenSection(which, section)) return false;
-  CkxSectionRecords records(kind, section.bytes);
-  for (uint32_t i = 0; i < records.Count(); ++i) {
-    const auto* const record = reinterpret_cast<const Header*>(records.Next());
-    if (record == nullptr) return false;
-    if (!wanted(*record)) continue;
-    Object* const copy = make(record, true);
-    if (copy == nullptr) {
-      KxTrace(EkxTraceLevel::Error, "CkxSharedPoliciesData", "ERROR: ", std::string_view(kind.word),
-              " cannot be read. Record=", i);
-      return false;
+  return KxEntry(false, [&] {
+    SkxSectionBytes section;
+    const EkxSectionState state = KxPolicySource_Current().OpenSection(which, section);
+    if (state == EkxSectionState::Refused) KxFault_Note(EkxEvaluationFault::SectionRefused);
+    if (state != EkxSectionState::Open) return false;
+    CkxSectionRecords records(kind, section.bytes);
+    for (uint32_t i = 0; i < records.Count(); ++i) {
+      const auto* const record = reinterpret_cast<const Header*>(records.Next());
+      if (record == nullptr) return false;
+      if (!wanted(*record)) continue;
+      Object* const copy = make(record, true);
+      if (copy == nullptr) {
+        KxTrace(EkxTraceLevel::Error, "CkxSharedPoliciesData", "ERROR: ", kind.word, " cannot be read. Record=", i);
+        return false;
+      }
+      out = copy;
+      return true;
     }
-    out = copy;
-    return true;
-  }
-  return false;
+    return false;
+  });
 }

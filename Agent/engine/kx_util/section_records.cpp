@@ -6,10 +6,24 @@
 
 #include "Common_CPP/util/trace.h"
 
-const SkxRecordKind kKxPolicyRecord = {SkxPolicyBufHeader::kMagic, sizeof(SkxPolicyBufHeader), "Policy", "policy"};
-const SkxRecordKind kKxAppGroupRecord = {SkxAppGroupBufHeader::kMagic, sizeof(SkxAppGroupBufHeader), "AppGroup",
-                                         "AppGroup"};
-const SkxRecordKind kKxAlertRecord = {SkxAlertBufHeader::kMagic, sizeof(SkxAlertBufHeader), "Alert", "Alert"};
+const SkxRecordKind kKxPolicyRecord = {.signature = SkxPolicyBufHeader::kMagic,
+                                       .headerBytes = sizeof(SkxPolicyBufHeader),
+                                       .word = "Policy",
+                                       .headerOutOfBuffer = "ERROR: Policy header is out of buffer",
+                                       .wrongSignature = "ERROR: Error in policy header signature.",
+                                       .outOfBuffer = "ERROR: Policy is out of buffer"};
+const SkxRecordKind kKxAppGroupRecord = {.signature = SkxAppGroupBufHeader::kMagic,
+                                         .headerBytes = sizeof(SkxAppGroupBufHeader),
+                                         .word = "AppGroup",
+                                         .headerOutOfBuffer = "ERROR: AppGroup header is out of buffer",
+                                         .wrongSignature = "ERROR: Error in AppGroup header signature.",
+                                         .outOfBuffer = "ERROR: AppGroup is out of buffer"};
+const SkxRecordKind kKxAlertRecord = {.signature = SkxAlertBufHeader::kMagic,
+                                      .headerBytes = sizeof(SkxAlertBufHeader),
+                                      .word = "Alert",
+                                      .headerOutOfBuffer = "ERROR: Alert header is out of buffer",
+                                      .wrongSignature = "ERROR: Error in Alert header signature.",
+                                      .outOfBuffer = "ERROR: Alert is out of buffer"};
 
 CkxSectionRecords::CkxSectionRecords(const SkxRecordKind& kind, std::span<const unsigned char> section) : _kind(kind) {
   if (section.size() < sizeof(_count)) return;
@@ -20,19 +34,17 @@ CkxSectionRecords::CkxSectionRecords(const SkxRecordKind& kind, std::span<const 
 
 const unsigned char* CkxSectionRecords::Next() {
   const auto left = static_cast<size_t>(_end - _cursor);
-  if (left < _kind.headerBytes) return Fail(std::string("ERROR: ") + _kind.word + " header is out of buffer");
-  if (KxBytes_Load<uint32_t>(_cursor) != _kind.signature) {
-    return Fail(std::string("ERROR: Error in ") + _kind.signatureWord + " header signature.");
-  }
+  if (left < _kind.headerBytes) return Fail(_kind.headerOutOfBuffer);
+  if (KxBytes_Load<uint32_t>(_cursor) != _kind.signature) return Fail(_kind.wrongSignature);
   const auto size = KxBytes_Load<uint32_t>(_cursor + sizeof(uint32_t));
-  if (size < _kind.headerBytes || size > left) return Fail(std::string("ERROR: ") + _kind.word + " is out of buffer");
+  if (size < _kind.headerBytes || size > left) return Fail(_kind.outOfBuffer);
   const unsigned char* const record = _cursor;
   _cursor += size;
   return record;
 }
 
-const unsigned char* CkxSectionRecords::Fail(std::string line) {
-  _fault = std::move(line);
+const unsigned char* CkxSectionRecords::Fail(std::string_view line) {
+  _fault = line;
   KxTrace(EkxTraceLevel::Error, "CkxSharedPoliciesData", _fault);
   return nullptr;
 }

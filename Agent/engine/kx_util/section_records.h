@@ -10,15 +10,17 @@
 
 #include <cstddef>
 #include <span>
-#include <string>
+#include <string_view>
 
 #include "Common_CPP/util/byte_cursor.h"
 
 struct SkxRecordKind {
   uint32_t signature;
   size_t headerBytes;
-  const char* word;           ///< as error lines name the record
-  const char* signatureWord;  ///< as the line on a wrong signature does
+  std::string_view word;  ///< as error lines name the record
+  std::string_view headerOutOfBuffer;
+  std::string_view wrongSignature;
+  std::string_view outOfBuffer;
 };
 
 extern const SkxRecordKind kKxPolicyRecord;
@@ -35,14 +37,14 @@ class CkxSectionRecords {
 
   /// The next record, or null with `Fault` set (and traced) when what lies there is none.
   const unsigned char* Next();
-  const std::string& Fault() const { return _fault; }
+  std::string_view Fault() const { return _fault; }
 
  private:
-  const unsigned char* Fail(std::string line);
+  const unsigned char* Fail(std::string_view line);
 
   const SkxRecordKind& _kind;
   const unsigned char* _cursor = nullptr;
   const unsigned char* _end = nullptr;
   uint32_t _count = 0;
-  std::string _fault;
+  std::string_view _fault;
 };

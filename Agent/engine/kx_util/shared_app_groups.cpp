@@ -4,13 +4,14 @@
 
 #include "Agent/engine/kx_util/buffer_reader.h"
 #include "Agent/engine/kx_util/record_copy.h"
+#include "Agent/engine/kx_util/record_memory.h"
 
 CkxShBufAppGroup* CkxShBufAppGroup::AppGroupFromBuffer(const SkxAppGroupBufHeader* record, bool copy) {
   if (record == nullptr || record->magic != SkxAppGroupBufHeader::kMagic) return nullptr;
   const uint32_t size = record->size;
   if (size < sizeof(SkxAppGroupBufHeader)) return nullptr;
 
-  CkxShBufAppGroupPtr group(new (std::nothrow) CkxShBufAppGroup);
+  CkxShBufAppGroupPtr group(KxRecord_NotNull(new (std::nothrow) CkxShBufAppGroup));
   if (group == nullptr || (copy && !group->_CopyBuffer(record, size))) return nullptr;
   const auto* cursor = reinterpret_cast<const unsigned char*>(record);
   unsigned long remaining = size;
@@ -33,13 +34,17 @@ bool CkxShBufAppGroup::FromBuffer(const unsigned char*& cursor, unsigned long& r
   return in.Header(_header) && in.List(_targets, CkxShBufTarget::TargetFromBuffer);
 }
 
-bool CkxShBufAppGroup::MatchTarget(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info) const {
+const CkxShBufTarget* CkxShBufAppGroup::FindMatch(const CkxTargetInfo& target) const {
   for (const CkxShBufTarget& candidate : CkxNodes<CkxShBufTarget>(_targets)) {
-    if (!candidate.Matches(target)) continue;
-    candidate.FillTargetInfo(info);
-    return true;
+    if (candidate.Matches(target)) return &candidate;
   }
-  return false;
+  return nullptr;
+}
+
+bool CkxShBufAppGroup::MatchTarget(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info) const {
+  const CkxShBufTarget* const match = FindMatch(target);
+  if (match != nullptr) match->FillTargetInfo(info);
+  return match != nullptr;
 }
 
 bool CkxShBufAppGroup::EnumTargets(KxTargetCallback callback, void* context) const {

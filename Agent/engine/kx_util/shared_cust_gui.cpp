@@ -4,6 +4,7 @@
 
 #include "Agent/engine/kx_util/buffer_reader.h"
 #include "Agent/engine/kx_util/record_copy.h"
+#include "Agent/engine/kx_util/record_memory.h"
 
 namespace {
 
@@ -14,7 +15,7 @@ struct AlertKind {
 
 template <class Alert>
 CkxShBufCustGuiBase* Make() {
-  return new (std::nothrow) Alert;
+  return KxRecord_NotNull(new (std::nothrow) Alert);
 }
 
 constexpr AlertKind kKinds[] = {

@@ -1,6 +1,7 @@
 #include <kx_util/target_info.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <list>
 
@@ -36,7 +37,19 @@ struct CkxTargetInfo::MissingValues {
   }
 };
 
-CkxTargetInfo::CkxTargetInfo(void* userToken, bool flag) : _userToken(userToken), _flag(flag) {}
+namespace {
+
+uint64_t NewIdentity() {
+  static std::atomic<uint64_t> last{0};
+  return last.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+}  // namespace
+
+CkxTargetInfo::CkxTargetInfo(void* userToken, bool flag)
+    : _userToken(userToken), _flag(flag), _identity(NewIdentity()) {}
+
+void CkxTargetInfo::_RenewIdentity() { _identity = NewIdentity(); }
 
 CkxTargetInfo::~CkxTargetInfo() { _Clean(); }
 

@@ -1,6 +1,7 @@
 // The central evaluation: which policy applies to a target, and with what action.
 #include <kx_util/shared_policies_data.h>
 
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Agent/engine/kx_util/observe.h"
 #include "Agent/engine/kx_util/policy_walk.h"
 #include "Common_CPP/util/trace.h"
@@ -32,12 +33,33 @@ bool GetTargetPolicyActionEnumProc(const CkxShBufPolicy& policy, void* context) 
   return !applies;
 }
 
+EkxEvaluationOutcome Evaluate(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info) {
+  Evaluation evaluation = {target, {}};
+  switch (KxSectionWalk_Policies(kEvaluated, GetTargetPolicyActionEnumProc, &evaluation, true, target.UserToken())) {
+    case EkxWalkEnd::Walked:
+      break;
+    case EkxWalkEnd::NothingPublished:
+      return EkxEvaluationOutcome::NothingPublished;
+    case EkxWalkEnd::NoneApplicable:
+      return EkxEvaluationOutcome::NoPolicyApplies;
+    case EkxWalkEnd::NotOpened:
+    case EkxWalkEnd::Faulted:
+      return EkxEvaluationOutcome::NotAnswered;
+  }
+  if (evaluation.result.IsEmpty()) return EkxEvaluationOutcome::NoPolicyApplies;
+  info = evaluation.result;
+  return EkxEvaluationOutcome::PolicyApplies;
+}
+
 }  // namespace
 
+bool CkxSharedPoliciesData::GetTargetPolicyAction(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info,
+                                                  EkxEvaluationOutcome& outcome) {
+  outcome = KxEntry(EkxEvaluationOutcome::NotAnswered, [&] { return Evaluate(target, info); });
+  return outcome == EkxEvaluationOutcome::PolicyApplies;
+}
+
 bool CkxSharedPoliciesData::GetTargetPolicyAction(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info) {
-  Evaluation evaluation = {target, {}};
-  if (!EnumPolicies(kEvaluated, GetTargetPolicyActionEnumProc, &evaluation, true, target.UserToken())) return false;
-  if (evaluation.result.IsEmpty()) return false;
-  info = evaluation.result;
-  return true;
+  EkxEvaluationOutcome unused;
+  return GetTargetPolicyAction(target, info, unused);
 }

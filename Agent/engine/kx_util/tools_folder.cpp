@@ -72,7 +72,9 @@ void CkxToolsFolderCache::Drop() {
   _enabled.clear();
 }
 
-bool CkxSharedPoliciesData::KxToolsFolderEnabled(void* token) {
+namespace {
+
+bool IsToolsFolderEnabled(void* token) {
   const KxWString publication = KxPolicySource_Current().PublicationName();
   const std::optional<CkxSid> user = KxToken_User(token);
   if (publication.empty() || !user) return IsEnabledByPolicies(token).value_or(false);
@@ -88,6 +90,12 @@ bool CkxSharedPoliciesData::KxToolsFolderEnabled(void* token) {
   const std::optional<bool> enabled = IsEnabledByPolicies(token);
   if (enabled) cache.Save(publication, key, *enabled);  // an agent that did not answer may answer the next time
   return enabled.value_or(false);
+}
+
+}  // namespace
+
+bool CkxSharedPoliciesData::KxToolsFolderEnabled(void* token) {
+  return KxEntry(false, [&] { return IsToolsFolderEnabled(token); });
 }
 
 bool CkxSharedPoliciesData::KxToolsFolderIsToolAllowed(uint32_t item, void* token) {

@@ -24,10 +24,10 @@ KxBytes BlockingSection() {
 
 class LentSections : public IkxPolicySource {
  public:
-  bool OpenSection(EkxPolicySection which, SkxSectionBytes& section) const override {
-    if (which != EkxPolicySection::Policies) return false;
+  EkxSectionState OpenSection(EkxPolicySection which, SkxSectionBytes& section) const override {
+    if (which != EkxPolicySection::Policies) return EkxSectionState::NotPublished;
     section.bytes = _policies;
-    return true;
+    return EkxSectionState::Open;
   }
   std::shared_ptr<const CkxApplicablePolicies> ApplicablePolicies(void*) const override {
     return std::make_shared<const CkxApplicablePolicies>(CkxApplicablePolicies::All());

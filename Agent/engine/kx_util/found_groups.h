@@ -1,0 +1,95 @@
+// The groups of one publication, as a walk finds them: each is read once, and judged once a description.
+//
+// Policies share groups, groups link to groups, and a condition on parents asks each ancestor about them; whoever
+// writes a policy decides how often. So for the length of a walk (outside of walks: of one call by id) the section is
+// indexed when the first group is asked for, a record is parsed when its group is, and what a group said of a
+// description is remembered.
+//
+//   const CkxFoundGroups::Scope scope;                     // shares the walk's, or begins its own
+//   CkxFoundGroups& groups = CkxFoundGroups::Current();
+#pragma once
+
+#include <kx_util/policy_source.h>
+#include <kx_util/shared_app_groups.h>
+
+#include <optional>
+#include <unordered_map>
+
+#include "Common_CPP/util/guid.h"
+
+class CkxFoundGroups {
+ public:
+  /// Links nest at most so deep; a group that lies deeper is as good as not there.
+  static constexpr unsigned kMaxDepth = 8;
+
+  /// The groups of the source in force on this thread.
+  class Scope {
+   public:
+    Scope();
+    ~Scope();
+    Scope(const Scope&) = delete;
+    Scope& operator=(const Scope&) = delete;
+
+   private:
+    CkxFoundGroups* const _previous;
+    std::unique_ptr<CkxFoundGroups> _own;
+  };
+  static CkxFoundGroups& Current();
+
+  /// The target of the group `id` that matches, or null when none does. Nothing when there is no such group, when its
+  /// record is malformed, or when it lies too deep.
+  std::optional<const CkxShBufTarget*> Match(const GUID& id, const CkxTargetInfo& target);
+
+  /// Hands on the targets of the group `id`, once to each enumeration. False when there is no such group (as above),
+  /// else `enumeration.completed` tells more.
+  bool Enumerate(const GUID& id, CkxShBufAppGroup::SkxEnumContext& enumeration);
+
+  /// Calls any other member of the group.
+  bool Call(const GUID& id, void (CkxShBufAppGroup::*member)(void*), void* context);
+
+ private:
+  struct SkxGuidHash {
+    size_t operator()(const GUID& id) const;
+  };
+  struct SkxGuidEqual {
+    bool operator()(const GUID& a, const GUID& b) const { return KxGuid_Equal(a, b); }
+  };
+
+  /// What a group said of a description. An answer that the limit of depth had no part in holds at every depth that
+  /// leaves it room; one that it had a part in, at its own depth alone.
+  struct SkxVerdict {
+    const CkxShBufTarget* match = nullptr;
+    unsigned levelsBelow = 0;
+  };
+  struct SkxGroup {
+    const SkxAppGroupBufHeader* record = nullptr;
+    CkxShBufAppGroupPtr group;  // null before it is asked for, and when the record is malformed
+    bool isRead = false;
+    std::unordered_map<uint64_t, SkxVerdict> verdicts;  // by `Question`
+  };
+  /// Where the links below the question under way led to.
+  struct SkxReach {
+    unsigned deepest = 0;
+    bool wasCut = false;
+  };
+  struct SkxHandedOut {
+    const SkxGroup* group;
+    const void* enumeration;  // whose targets they are handed to: a callback may enumerate on its own account
+  };
+  class Level;
+
+  explicit CkxFoundGroups(const IkxPolicySource& source) : _source(source) {}
+  void Index();
+  SkxGroup* Find(const GUID& id);
+  bool IsTooDeep(const GUID& id);
+  const SkxVerdict* Remembered(const SkxGroup& found, const CkxTargetInfo& target);
+  const CkxShBufTarget* Judge(SkxGroup& found, const CkxTargetInfo& target);
+
+  const IkxPolicySource& _source;
+  SkxSectionBytes _section;
+  bool _isIndexed = false;
+  std::unordered_map<GUID, SkxGroup, SkxGuidHash, SkxGuidEqual> _groups;
+  std::vector<SkxHandedOut> _handedOut;
+  unsigned _depth = 0;
+  SkxReach _reach;
+};
