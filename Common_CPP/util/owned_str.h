@@ -14,6 +14,9 @@ class CkxUtilStr {
   size_t Length() const { return _text.size(); }
   void Empty() { _text.clear(); }
 
+  /// Leaves the first `length` units, of at least as many. Needs no memory.
+  void CutOff(size_t length) { _text.resize(length); }
+
   /// Never null; the pointer lives until the next change of the string.
   const WCHAR* String() const { return _text.c_str(); }
   CkxTextView View() const { return CkxTextView(_text.data(), _text.size()); }

@@ -44,7 +44,8 @@ class KX_UTIL_API CkxTargetInfo {
   virtual void _GetDescriptionForAlert(CkxUtilStr& text) const = 0;
   virtual void _GetDescriptionForEvent(CkxUtilStr& text) const = 0;
 
-  /// The value cache. Keys are compared exactly and searched from the front; a description has few of them.
+  /// The value cache. Keys are compared exactly and searched from the front; a description has few of them. Nothing is
+  /// kept once a fault is noted: a value that could not be had for want of memory is not missing.
   virtual const WCHAR* _GetFromCache(const WCHAR* key) const;
   virtual bool _IsMissingValue(const WCHAR* key) const;
   virtual void _SaveToCache(const WCHAR* key, const CkxUtilStr& value) const;
@@ -63,6 +64,10 @@ class KX_UTIL_API CkxTargetInfo {
   /// A number that no other description of this process has or had, and that changes when what belongs to the
   /// description does: answers about it can be remembered by it.
   uint64_t Identity() const { return _identity; }
+
+  /// The memory was short when the description was made, so that it lacks what it was made from. No question about it
+  /// has an answer: evaluations end with the fault.
+  bool IsIncomplete() const { return _isIncomplete; }
 
   /// What descriptions call the thing instead of what its file says. Null until set; the setter keeps a copy of its
   /// own.
@@ -105,6 +110,8 @@ class KX_UTIL_API CkxTargetInfo {
   /// What belongs to the description changed.
   void _RenewIdentity();
 
+  void _SetIncomplete() { _isIncomplete = true; }
+
  private:
   struct ValueCache;
   struct MissingValues;
@@ -119,6 +126,7 @@ class KX_UTIL_API CkxTargetInfo {
   mutable MissingValues* _missing = nullptr;
   const WCHAR* _descriptionBase = nullptr;
   uint64_t _identity;
+  bool _isIncomplete = false;
 };
 
 struct SkxTargetDeleter {

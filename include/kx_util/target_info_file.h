@@ -36,7 +36,7 @@ class KX_UTIL_API CkxTargetInfoFile : public CkxTargetInfo,
   virtual SkxVersion GetVersion() const;       ///< of the fixed version block; empty when there is none
   virtual const WCHAR* GetVersionStr() const;  ///< the same as "1.2.3.4", null when there is none
 
-  const WCHAR* GetPath() const override { return _path.String(); }
+  const WCHAR* GetPath() const override;
   int64_t GetFileSize() const override;
   int64_t GetModificationTime() const override;
   void* GetAccessToken() const override { return UserToken(); }
@@ -65,9 +65,13 @@ class KX_UTIL_API CkxTargetInfoFile : public CkxTargetInfo,
   void _GetDescriptionForEvent(CkxUtilStr& text) const override;
 
  private:
+  template <class Facts>
+  void _Take(CkxTextView path, Facts facts);
+  const IkxFileFacts& _Facts() const;
+
   CkxUtilStr _path;
   EkxPolicyTarget _type;
-  std::unique_ptr<IkxFileFacts> _facts;
+  std::unique_ptr<IkxFileFacts> _facts;  // null when incomplete
   mutable std::optional<CkxSid> _owner;              // the SID behind the text that the cache keeps
   mutable std::optional<SkxSignerFact> _signers[2];  // a status that the cache, which holds texts, has no place for
 };

@@ -27,10 +27,7 @@ class KX_UTIL_API CkxTargetInfoProcess : public CkxTargetInfoFile {
   }
 
   /// What the process carries besides itself, in the order in which it was added. Owned.
-  void AddLinked(CkxTargetInfoPtr target) {
-    _linked.push_back(std::move(target));
-    _RenewIdentity();
-  }
+  void AddLinked(CkxTargetInfoPtr target);
 
   /// The first linked file or process of that type, or null. Of an interpreter to which no script was linked, the
   /// script that its command line names: a process with the path, the arguments and the facts of the script.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Agent/engine/kx_util/admin_task_catalogue.h"
+#include "Agent/engine/kx_util/evaluation_fault.h"
 
 const CkxAdminTask* CkxAdminTask::CreateInstance(uint32_t id) {
   const std::span<const CkxAdminTask> all = All();
@@ -15,17 +16,19 @@ const WCHAR* CkxAdminTask::Name() const { return _entry->name; }
 std::span<const uint32_t> CkxAdminTask::GetKxToolsFolderItemIds() const { return _entry->ToolsFolderItems(); }
 
 bool CkxAdminTask::MatchProcess(const CkxTargetInfoProcess& process) const {
-  return IsStartedBy(CkxSystemLaunch(process));
+  return KxEntry(false, [&] { return IsStartedBy(CkxSystemLaunch(process)); });
 }
 
-bool CkxAdminTask::MatchFile(const CkxTargetInfoFile& file) const { return IsStartedBy(CkxSystemLaunch(file)); }
+bool CkxAdminTask::MatchFile(const CkxTargetInfoFile& file) const {
+  return KxEntry(false, [&] { return IsStartedBy(CkxSystemLaunch(file)); });
+}
 
 bool CkxAdminTask::MatchElevator(const CkxTargetInfoElevator& request) const {
-  return IsStartedBy(CkxSystemLaunch(request));
+  return KxEntry(false, [&] { return IsStartedBy(CkxSystemLaunch(request)); });
 }
 
 bool CkxAdminTask::MatchUacCOM(const CkxTargetInfoUacCOM& component) const {
-  return IsStartedBy(CkxSystemLaunch(component));
+  return KxEntry(false, [&] { return IsStartedBy(CkxSystemLaunch(component)); });
 }
 
 bool CkxAdminTask::IsStartedBy(const CkxSystemLaunch& launch) const {

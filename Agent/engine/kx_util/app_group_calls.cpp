@@ -17,18 +17,20 @@ bool CallToMatch(CkxFoundGroups& groups, const GUID& id, CkxShBufAppGroup::SkxMa
 
 }  // namespace
 
-bool KxPolicyLookup_CallAppGroup(const GUID& id, KxAppGroupMember member, void* context) {
-  const CkxFoundGroups::Scope scope;
-  CkxFoundGroups& groups = CkxFoundGroups::Current();
-  if (member == &CkxShBufAppGroup::DoMatchTarget) {
-    return CallToMatch(groups, id, *static_cast<CkxShBufAppGroup::SkxMatchContext*>(context));
-  }
-  if (member == &CkxShBufAppGroup::DoEnumTargets) {
-    return groups.Enumerate(id, *static_cast<CkxShBufAppGroup::SkxEnumContext*>(context));
-  }
-  return groups.Call(id, member, context);
+bool CkxSharedPoliciesData::CallAppGroup(const GUID& id, KxAppGroupMember member, void* context) {
+  return KxEntry(false, [&] {
+    const CkxFoundGroups::Scope scope;
+    CkxFoundGroups& groups = CkxFoundGroups::Current();
+    if (member == &CkxShBufAppGroup::DoMatchTarget) {
+      return CallToMatch(groups, id, *static_cast<CkxShBufAppGroup::SkxMatchContext*>(context));
+    }
+    if (member == &CkxShBufAppGroup::DoEnumTargets) {
+      return groups.Enumerate(id, *static_cast<CkxShBufAppGroup::SkxEnumContext*>(context));
+    }
+    return groups.Call(id, member, context);
+  });
 }
 
-bool CkxSharedPoliciesData::CallAppGroup(const GUID& id, KxAppGroupMember member, void* context) {
-  return KxEntry(false, [&] { return KxPolicyLookup_CallAppGroup(id, member, context); });
+bool KxPolicyLookup_CallAppGroup(const GUID& id, KxAppGroupMember member, void* context) {
+  return CkxSharedPoliciesData::CallAppGroup(id, member, context);
 }

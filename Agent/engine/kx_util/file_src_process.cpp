@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "Agent/engine/kx_util/command_line.h"
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/file/path.h"
 #include "Common_CPP/util/text.h"
@@ -28,23 +29,28 @@ KxWString HashOf(const IkxHashProvider& program) {
 bool CkxFileSrcProcess::Fill(const CkxTargetInfoProcess& process) {
   const CkxTextView path = process.GetPath();
   if (path.IsEmpty()) return false;
-
-  _facts.isSetup = IsSetupExeTarget(process);
-  _facts.serviceNames = TextOf(process.ServiceNames());
-  _facts.publisher = TextOf(process.GetPublisher(false, _facts.publisherStatus));
-  _facts.fileDescription = TextOf(process.GetVersionInfo(KXW("FileDescription")));
-  _facts.productName = TextOf(process.GetProductName());
-  _facts.path = TextOf(path);
-  _facts.locationType = TextOf(KxUtil_GetFileLocationType(process));
-  _facts.arguments = TextOf(KxCommandLine_TakeApart(process.CommandLine(), path).arguments);
-  _facts.hash = HashOf(process);
-  _facts.user = KxToken_User(process.UserToken());
-  return true;
+  return KxEntry(false, [&] {
+    SkxFileSrcProcessFacts facts = _facts;
+    facts.isSetup = IsSetupExeTarget(process);
+    facts.serviceNames = TextOf(process.ServiceNames());
+    facts.publisher = TextOf(process.GetPublisher(false, facts.publisherStatus));
+    facts.fileDescription = TextOf(process.GetVersionInfo(KXW("FileDescription")));
+    facts.productName = TextOf(process.GetProductName());
+    facts.path = TextOf(path);
+    facts.locationType = TextOf(KxUtil_GetFileLocationType(process));
+    facts.arguments = TextOf(KxCommandLine_TakeApart(process.CommandLine(), path).arguments);
+    facts.hash = HashOf(process);
+    facts.user = KxToken_User(process.UserToken());
+    if (KxFault_Current() == EkxEvaluationFault::None) _facts = std::move(facts);
+    return true;
+  });
 }
 
 KxWString CkxFileSrcProcess::CommandLine() const {
-  const KxWString program = KXW("\"") + _facts.path + KXW("\"");
-  return _facts.arguments.empty() ? program : program + KXW(" ") + _facts.arguments;
+  return KxEntry(KxWString(), [&] {
+    const KxWString program = KXW("\"") + _facts.path + KXW("\"");
+    return _facts.arguments.empty() ? program : program + KXW(" ") + _facts.arguments;
+  });
 }
 
 bool CkxFileSrcProcess::IsSetupExeTarget(const CkxTargetInfoProcess& process) {
@@ -63,9 +69,9 @@ bool CkxFileSrcProcess::ContainsInstallerKeywords(CkxTextView text) {
 const WCHAR* CkxFileSrcProcess::GetPath() const { return OrNull(_facts.path); }
 
 const WCHAR* CkxFileSrcProcess::GetHashStringUsing(const WCHAR* algorithm) const {
-  CkxUtilStr held;
-  CkxUtilStr hash;
-  const bool isHeld = GetHash(held, hash) && KxText_Equals(held.View(), algorithm, false);
+  const CkxTextView held = _facts.hash;
+  const size_t mark = KxText_Find(held, kHashMark, true);
+  const bool isHeld = mark != CkxTextView::npos && KxText_Equals(held.Part(0, mark), algorithm, false);
   return isHeld ? _facts.hash.c_str() : nullptr;
 }
 
@@ -73,9 +79,13 @@ bool CkxFileSrcProcess::GetHash(CkxUtilStr& algorithm, CkxUtilStr& hash) const {
   const CkxTextView held = _facts.hash;
   const size_t mark = KxText_Find(held, kHashMark, true);
   if (mark == CkxTextView::npos) return false;
-  algorithm = held.Part(0, mark);
-  hash = held.Part(mark + CkxTextView(kHashMark).Size());
-  return true;
+  return KxEntry(false, [&] {
+    CkxUtilStr name = held.Part(0, mark);
+    CkxUtilStr digits = held.Part(mark + CkxTextView(kHashMark).Size());
+    algorithm = std::move(name);
+    hash = std::move(digits);
+    return true;
+  });
 }
 
 const WCHAR* CkxFileSrcProcess::GetPublisher(bool secondSigner, EkxPublisherStatus& status) const {

@@ -93,6 +93,7 @@ bool CkxFoundGroups::IsTooDeep(const GUID& id) {
 }
 
 std::optional<const CkxShBufTarget*> CkxFoundGroups::Match(const GUID& id, const CkxTargetInfo& target) {
+  if (target.IsIncomplete()) KxFault_Note(EkxEvaluationFault::OutOfMemory);
   if (!KxWork_Spend(1) || IsTooDeep(id)) return std::nullopt;
   SkxGroup* const found = Find(id);
   if (found == nullptr) return std::nullopt;

@@ -6,6 +6,8 @@
 
 #include <kx_util/evaluation_observer.h>
 
+#include "Agent/engine/kx_util/evaluation_fault.h"
+
 /// The thread's observer, or null: told of the policy that applies and of a fault.
 IkxEvaluationObserver* KxObserve_Current();
 
@@ -17,10 +19,12 @@ template <class Describe>
 bool KxObserve_Check(const char* property, bool matched, Describe describe) {
   if (matched) return true;
   if (IkxEvaluationObserver* const observer = KxObserve_Steps()) [[unlikely]] {
-    CkxUtilStr expected;
-    CkxUtilStr actual;
-    describe(expected, actual);
-    observer->OnCheckFailed(property, expected.View(), actual.View());
+    KxEntry([&] {
+      CkxUtilStr expected;
+      CkxUtilStr actual;
+      describe(expected, actual);
+      observer->OnCheckFailed(property, expected.View(), actual.View());
+    });
   }
   return false;
 }

@@ -118,24 +118,29 @@ bool CkxShBufPolicy::GetAlert(EkxAlertTrigger trigger, EkxAlertType type, CkxShB
 }
 
 bool CkxShBufPolicy::GetDebugMessage(KxBstr& text) const {
-  CkxUtilStr message;
-  _AppendDebugMsg(message);
-  const KxBstr copy = KxBstr_Alloc(message.View());
-  if (copy == nullptr) {
-    KxTrace(EkxTraceLevel::Error, "CkxShBufPolicy", "ERROR: Failed to alloc ", message.Length(), " characters");
-    return false;
-  }
-  text = copy;
-  return true;
+  return KxEntry(false, [&] {
+    CkxUtilStr message;
+    _AppendDebugMsg(message);
+    if (KxFault_Current() != EkxEvaluationFault::None) return false;
+    const KxBstr copy = KxRecord_NotNull(KxBstr_Alloc(message.View()));
+    if (copy == nullptr) {
+      KxTrace(EkxTraceLevel::Error, "CkxShBufPolicy", "ERROR: Failed to alloc ", message.Length(), " characters");
+      return false;
+    }
+    text = copy;
+    return true;
+  });
 }
 
 void CkxShBufPolicy::_AppendDebugMsg(CkxUtilStr& text) const {
-  KxText_AppendFormat(text,
-                      KXW("Policy id:\t%d\r\nName:\t%s\r\nOrder:\t0x%I64X\r\nImplicit:\t%s\r\nGpId:\t%s\r\n") KXW(
-                          "KxGpoId:\t%s\r\nAction:\t%d\r\nActive:\t%s\r\nGUI Type:\t%d\r\nReportUsageState:\t%d\r\n"),
-                      Id(), NameView(), Order(), KxText_YesNo(IsImplicit()), GpId(), KxGpoId(),
-                      static_cast<int32_t>(Action()), KxText_YesNo(Active()), GuiType(), ReportUsageState());
-  _alerts.AppendDebugMsg(text);
+  KxDebugText_Append(text, [&] {
+    KxText_AppendFormat(text,
+                        KXW("Policy id:\t%d\r\nName:\t%s\r\nOrder:\t0x%I64X\r\nImplicit:\t%s\r\nGpId:\t%s\r\n") KXW(
+                            "KxGpoId:\t%s\r\nAction:\t%d\r\nActive:\t%s\r\nGUI Type:\t%d\r\nReportUsageState:\t%d\r\n"),
+                        Id(), NameView(), Order(), KxText_YesNo(IsImplicit()), GpId(), KxGpoId(),
+                        static_cast<int32_t>(Action()), KxText_YesNo(Active()), GuiType(), ReportUsageState());
+    _alerts.AppendDebugMsg(text);
+  });
 }
 
 bool CkxShBufPolicyAlerts::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
@@ -165,13 +170,15 @@ bool CkxShBufPolicyAlerts::Find(EkxAlertTrigger trigger, EkxAlertType type, SkxP
 }
 
 void CkxShBufPolicyAlerts::AppendDebugMsg(CkxUtilStr& text) const {
-  if (_count == 0) return text.Append(KXW("No alerts\r\n"));
-  KxText_AppendFormat(text, KXW("\r\n%d Alerts\r\n"), _count);
-  for (uint32_t i = 0; i < _count; ++i) {
-    const GUID alertId = _links[i].alertId;
-    KxText_AppendFormat(text, KXW("   %s Trigger %d, Type %d\r\n"), KxGuid_ToText(alertId),
-                        static_cast<uint32_t>(_links[i].trigger), static_cast<uint16_t>(_links[i].type));
-  }
+  KxDebugText_Append(text, [&] {
+    if (_count == 0) return text.Append(KXW("No alerts\r\n"));
+    KxText_AppendFormat(text, KXW("\r\n%d Alerts\r\n"), _count);
+    for (uint32_t i = 0; i < _count; ++i) {
+      const GUID alertId = _links[i].alertId;
+      KxText_AppendFormat(text, KXW("   %s Trigger %d, Type %d\r\n"), KxGuid_ToText(alertId),
+                          static_cast<uint32_t>(_links[i].trigger), static_cast<uint16_t>(_links[i].type));
+    }
+  });
 }
 
 bool CkxShBufPolicyWithoutTargets::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {

@@ -25,7 +25,7 @@ bool CkxShBufPolicyNormalRun::ShouldReplaceUAC(bool isAdmin) const {
 }
 
 bool CkxShBufPolicyNormalRun::ShouldReplaceUAC(void* token) const {
-  return ShouldReplaceUAC(KxToken_IsAdministrator(token));
+  return KxEntry(false, [&] { return ShouldReplaceUAC(KxToken_IsAdministrator(token)); });
 }
 
 bool CkxShBufPolicyElevateOnDemand::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
@@ -47,14 +47,16 @@ bool CkxShBufPolicyElevateOnDemand::ShouldReplaceUAC(bool isAdmin) const {
 }
 
 bool CkxShBufPolicyElevateOnDemand::ShouldReplaceUAC(void* token) const {
-  return ShouldReplaceUAC(KxToken_IsAdministrator(token));
+  return KxEntry(false, [&] { return ShouldReplaceUAC(KxToken_IsAdministrator(token)); });
 }
 
 void CkxShBufPolicyElevateOnDemand::_AppendDebugMsg(CkxUtilStr& text) const {
-  CkxShBufPolicyWithTargets::_AppendDebugMsg(text);
-  KxText_AppendFormat(text, KXW("Shell Extension:\t%s\r\nReplace non-admin UAC:\t%s\r\nReplace admin UAC:\t%s\r\n"),
-                      KxText_YesNo(ShellExtensionEnabled()), KxText_YesNo(ShouldReplaceUAC(false)),
-                      KxText_YesNo(ShouldReplaceUAC(true)));
+  KxDebugText_Append(text, [&] {
+    CkxShBufPolicyWithTargets::_AppendDebugMsg(text);
+    KxText_AppendFormat(text, KXW("Shell Extension:\t%s\r\nReplace non-admin UAC:\t%s\r\nReplace admin UAC:\t%s\r\n"),
+                        KxText_YesNo(ShellExtensionEnabled()), KxText_YesNo(ShouldReplaceUAC(false)),
+                        KxText_YesNo(ShouldReplaceUAC(true)));
+  });
 }
 
 bool CkxShBufPolicyZeroTouch::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
@@ -67,21 +69,25 @@ bool CkxShBufPolicyZeroTouch::_IsApplicableToAnyTarget(const CkxTargetInfo& targ
 }
 
 bool CkxShBufPolicyZeroTouch::IsApplicableToUser(void* token) const {
-  bool opened = false;
-  const bool isAdmin = KxToken_IsAdministrator(token, &opened);
-  return opened && (isAdmin ? _params->monitorAdministrators : _params->monitorStandardUsers) != 0;
+  return KxEntry(false, [&] {
+    bool opened = false;
+    const bool isAdmin = KxToken_IsAdministrator(token, &opened);
+    return opened && (isAdmin ? _params->monitorAdministrators : _params->monitorStandardUsers) != 0;
+  });
 }
 
 void CkxShBufPolicyZeroTouch::_AppendDebugMsg(CkxUtilStr& text) const {
-  CkxShBufPolicyWithTargets::_AppendDebugMsg(text);
-  const auto yesNo = [](unsigned char value) { return KxText_YesNo(value != 0); };
-  KxText_AppendFormat(text,
-                      KXW("\r\nAllowUserReq:\t%s\r\nMonitor:\tAdmins=%s StdUsers=%s\r\nUseHeuristics:\t%s\r\n")
-                          KXW("TriggeredByUser:\t%s\r\nsuppressNonAdminUAC:\t%s\r\nsuppressAdminUAC:\t%s\r\n"),
-                      yesNo(_params->allowUserReq), yesNo(_params->monitorAdministrators),
-                      yesNo(_params->monitorStandardUsers), yesNo(_params->useHeuristics),
-                      yesNo(_params->triggeredByUser), yesNo(_params->suppressNonAdminUac),
-                      yesNo(_params->suppressAdminUac));
+  KxDebugText_Append(text, [&] {
+    CkxShBufPolicyWithTargets::_AppendDebugMsg(text);
+    const auto yesNo = [](unsigned char value) { return KxText_YesNo(value != 0); };
+    KxText_AppendFormat(text,
+                        KXW("\r\nAllowUserReq:\t%s\r\nMonitor:\tAdmins=%s StdUsers=%s\r\nUseHeuristics:\t%s\r\n")
+                            KXW("TriggeredByUser:\t%s\r\nsuppressNonAdminUAC:\t%s\r\nsuppressAdminUAC:\t%s\r\n"),
+                        yesNo(_params->allowUserReq), yesNo(_params->monitorAdministrators),
+                        yesNo(_params->monitorStandardUsers), yesNo(_params->useHeuristics),
+                        yesNo(_params->triggeredByUser), yesNo(_params->suppressNonAdminUac),
+                        yesNo(_params->suppressAdminUac));
+  });
 }
 
 bool CkxShBufPolicySetSecurity::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
@@ -89,8 +95,10 @@ bool CkxShBufPolicySetSecurity::FromBuffer(const unsigned char*& cursor, unsigne
 }
 
 void CkxShBufPolicySetSecurity::_AppendDebugMsg(CkxUtilStr& text) const {
-  CkxShBufPolicyWithTargets::_AppendDebugMsg(text);
-  KxText_AppendFormat(text, KXW("Security Action:\t%s access\r\n"), _allowAccess ? KXW("Allow") : KXW("Deny"));
+  KxDebugText_Append(text, [&] {
+    CkxShBufPolicyWithTargets::_AppendDebugMsg(text);
+    KxText_AppendFormat(text, KXW("Security Action:\t%s access\r\n"), _allowAccess ? KXW("Allow") : KXW("Deny"));
+  });
 }
 
 bool CkxShBufPolicyExclude::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
@@ -116,8 +124,10 @@ bool CkxShBufPolicyExclude::_EnumExcludedTarget(const CkxShBufTarget& target, vo
 }
 
 void CkxShBufPolicyExclude::_AppendDebugMsg(CkxUtilStr& text) const {
-  CkxShBufPolicyWithTargets::_AppendDebugMsg(text);
-  KxText_AppendFormat(text, KXW("Exclude type: %d\r\n"), _excludeType);
+  KxDebugText_Append(text, [&] {
+    CkxShBufPolicyWithTargets::_AppendDebugMsg(text);
+    KxText_AppendFormat(text, KXW("Exclude type: %d\r\n"), _excludeType);
+  });
 }
 
 bool CkxShBufPolicySoftwareDistributors::IsSoftwareDistributor(const CkxFileSrcProcess& process,
@@ -148,8 +158,10 @@ bool CkxShBufPolicyCompAction::FromBuffer(const unsigned char*& cursor, unsigned
 }
 
 void CkxShBufPolicyCompAction::_AppendDebugMsg(CkxUtilStr& text) const {
-  CkxShBufPolicy::_AppendDebugMsg(text);
-  KxText_AppendFormat(text, KXW("Computer Action:\t%d\r\n"), _computerAction);
+  KxDebugText_Append(text, [&] {
+    CkxShBufPolicy::_AppendDebugMsg(text);
+    KxText_AppendFormat(text, KXW("Computer Action:\t%d\r\n"), _computerAction);
+  });
 }
 
 bool CkxShBufPolicyRunScript::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {

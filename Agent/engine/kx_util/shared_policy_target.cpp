@@ -101,7 +101,7 @@ bool CkxShBufTarget::MatchProcess(const CkxFileSrcProcess& /*process*/) const { 
 
 bool CkxShBufTarget::Observed(bool matched) const {
   if (IkxEvaluationObserver* const observer = KxObserve_Steps()) [[unlikely]] {
-    observer->OnTarget({TargetId(), TargetType()}, matched);
+    KxEntry([&] { observer->OnTarget({TargetId(), TargetType()}, matched); });
   }
   return matched;
 }

@@ -1,5 +1,7 @@
 #include <kx_util/shared_policy_target_admin_task.h>
 
+#include "Agent/engine/kx_util/target_text.h"
+
 #include "Agent/engine/kx_util/buffer_reader.h"
 #include "Agent/engine/kx_util/target_checks.h"
 #include "Common_CPP/util/format.h"
@@ -32,5 +34,7 @@ std::span<const uint32_t> CkxShBufTargetAdminTask::GetKxToolsFolderItemIds() con
 const WCHAR* CkxShBufTargetAdminTask::TaskName() const { return _task != nullptr ? _task->Name() : KXW("Unknown"); }
 
 void CkxShBufTargetAdminTask::AppendDebugMsg(CkxUtilStr& text) const {
-  KxText_AppendFormat(text, KXW("\r\n  Target: AdminTask %d (%s).\r\n"), _taskId, TaskName());
+  KxDebugText_Append(text, [&] {
+    KxText_AppendFormat(text, KXW("\r\n  Target: AdminTask %d (%s).\r\n"), _taskId, TaskName());
+  });
 }

@@ -53,20 +53,22 @@ bool CkxShBufTargetExe::MatchProcess(const CkxFileSrcProcess& process) const {
 }
 
 void CkxShBufTargetExe::AppendDebugMsg(CkxUtilStr& text) const {
-  KxText_AppendFormat(text, KXW("\r\n  Target: EXE. Inheritable=%s\r\n"), KxText_YesNo(_inheritable));
-  KxTargetText_AppendProp(text, KXW("FileVersion"), _fileVersions);
-  KxTargetText_AppendProp(text, KXW("ProductVersion"), _productVersions);
-  KxTargetText_AppendLocation(text, _location);
-  KxTargetText_AppendProp(text, KXW("Filename"), _fileName);
-  KxTargetText_AppendProp(text, KXW("Arguments"), _arguments);
-  KxTargetText_AppendProp(text, KXW("Owners"), _owners);
-  KxTargetText_AppendProp(text, KXW("Publishers"), _publishers);
-  KxTargetText_AppendProp(text, KXW("VersionInfo"), _versionFields);
-  KxTargetText_AppendProp(text, KXW("Service"), _serviceName);
-  KxTargetText_AppendProp(text, KXW("ParentProcess"), _parentProcess);
-  KxTargetText_AppendUsers(text, Users());
-  KxTargetText_AppendProp(text, KXW("Origin"), _origin);
-  if (!SoftwareDistributorName().IsEmpty()) {
-    KxText_AppendFormat(text, KXW("    SoftwareDistributor: %s\r\n"), SoftwareDistributorName());
-  }
+  KxDebugText_Append(text, [&] {
+    KxText_AppendFormat(text, KXW("\r\n  Target: EXE. Inheritable=%s\r\n"), KxText_YesNo(_inheritable));
+    KxTargetText_AppendProp(text, KXW("FileVersion"), _fileVersions);
+    KxTargetText_AppendProp(text, KXW("ProductVersion"), _productVersions);
+    KxTargetText_AppendLocation(text, _location);
+    KxTargetText_AppendProp(text, KXW("Filename"), _fileName);
+    KxTargetText_AppendProp(text, KXW("Arguments"), _arguments);
+    KxTargetText_AppendProp(text, KXW("Owners"), _owners);
+    KxTargetText_AppendProp(text, KXW("Publishers"), _publishers);
+    KxTargetText_AppendProp(text, KXW("VersionInfo"), _versionFields);
+    KxTargetText_AppendProp(text, KXW("Service"), _serviceName);
+    KxTargetText_AppendProp(text, KXW("ParentProcess"), _parentProcess);
+    KxTargetText_AppendUsers(text, Users());
+    KxTargetText_AppendProp(text, KXW("Origin"), _origin);
+    if (!SoftwareDistributorName().IsEmpty()) {
+      KxText_AppendFormat(text, KXW("    SoftwareDistributor: %s\r\n"), SoftwareDistributorName());
+    }
+  });
 }

@@ -68,15 +68,17 @@ bool CkxShBufTargetScript::MatchTarget(const CkxTargetInfo& target) const {
 }
 
 void CkxShBufTargetScript::AppendDebugMsg(CkxUtilStr& text) const {
-  KxText_AppendFormat(text, KXW("\r\n  Target: SCRIPT. Inheritable=%s Embedded=%s\r\n"), KxText_YesNo(_inheritable),
-                      KxText_YesNo(_embedded));
-  KxTargetText_AppendLocation(text, _location);
-  KxTargetText_AppendProp(text, KXW("Filename"), _fileName);
-  KxTargetText_AppendProp(text, KXW("Arguments"), _arguments);
-  KxTargetText_AppendProp(text, KXW("Owners"), _owners);
-  KxTargetText_AppendProp(text, KXW("Publishers"), _publishers);
-  KxTargetText_AppendProp(text, KXW("ParentProcess"), _parentProcess);
-  KxTargetText_AppendProp(text, KXW("Origin"), _origin);
+  KxDebugText_Append(text, [&] {
+    KxText_AppendFormat(text, KXW("\r\n  Target: SCRIPT. Inheritable=%s Embedded=%s\r\n"), KxText_YesNo(_inheritable),
+                        KxText_YesNo(_embedded));
+    KxTargetText_AppendLocation(text, _location);
+    KxTargetText_AppendProp(text, KXW("Filename"), _fileName);
+    KxTargetText_AppendProp(text, KXW("Arguments"), _arguments);
+    KxTargetText_AppendProp(text, KXW("Owners"), _owners);
+    KxTargetText_AppendProp(text, KXW("Publishers"), _publishers);
+    KxTargetText_AppendProp(text, KXW("ParentProcess"), _parentProcess);
+    KxTargetText_AppendProp(text, KXW("Origin"), _origin);
+  });
 }
 
 bool CkxShBufTargetMsi::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
@@ -106,16 +108,18 @@ bool CkxShBufTargetMsi::MatchTarget(const CkxTargetInfo& target) const {
 }
 
 void CkxShBufTargetMsi::AppendDebugMsg(CkxUtilStr& text) const {
-  AppendTitle(text, KXW("MSI"));
-  KxTargetText_AppendProp(text, KXW("ProductVersion"), _productVersions);
-  KxTargetText_AppendLocation(text, _location);
-  KxTargetText_AppendProp(text, KXW("Filename"), _fileName);
-  KxTargetText_AppendProp(text, KXW("Arguments"), _arguments);
-  KxTargetText_AppendProp(text, KXW("Owners"), _owners);
-  KxTargetText_AppendProp(text, KXW("Publishers"), _publishers);
-  KxTargetText_AppendProp(text, KXW("InstallerProperties"), _installerProperties);
-  KxTargetText_AppendProp(text, KXW("ParentProcess"), _parentProcess);
-  KxTargetText_AppendProp(text, KXW("Origin"), _origin);
+  KxDebugText_Append(text, [&] {
+    AppendTitle(text, KXW("MSI"));
+    KxTargetText_AppendProp(text, KXW("ProductVersion"), _productVersions);
+    KxTargetText_AppendLocation(text, _location);
+    KxTargetText_AppendProp(text, KXW("Filename"), _fileName);
+    KxTargetText_AppendProp(text, KXW("Arguments"), _arguments);
+    KxTargetText_AppendProp(text, KXW("Owners"), _owners);
+    KxTargetText_AppendProp(text, KXW("Publishers"), _publishers);
+    KxTargetText_AppendProp(text, KXW("InstallerProperties"), _installerProperties);
+    KxTargetText_AppendProp(text, KXW("ParentProcess"), _parentProcess);
+    KxTargetText_AppendProp(text, KXW("Origin"), _origin);
+  });
 }
 
 bool CkxShBufTargetMsu::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
@@ -141,13 +145,15 @@ bool CkxShBufTargetMsu::MatchTarget(const CkxTargetInfo& target) const {
 }
 
 void CkxShBufTargetMsu::AppendDebugMsg(CkxUtilStr& text) const {
-  AppendTitle(text, KXW("MSU"));
-  KxTargetText_AppendLocation(text, _location);
-  KxTargetText_AppendProp(text, KXW("Filename"), _fileName);
-  KxTargetText_AppendProp(text, KXW("Owners"), _owners);
-  KxTargetText_AppendProp(text, KXW("Publishers"), _publishers);
-  KxTargetText_AppendProp(text, KXW("ParentProcess"), _parentProcess);
-  KxTargetText_AppendProp(text, KXW("Origin"), _origin);
+  KxDebugText_Append(text, [&] {
+    AppendTitle(text, KXW("MSU"));
+    KxTargetText_AppendLocation(text, _location);
+    KxTargetText_AppendProp(text, KXW("Filename"), _fileName);
+    KxTargetText_AppendProp(text, KXW("Owners"), _owners);
+    KxTargetText_AppendProp(text, KXW("Publishers"), _publishers);
+    KxTargetText_AppendProp(text, KXW("ParentProcess"), _parentProcess);
+    KxTargetText_AppendProp(text, KXW("Origin"), _origin);
+  });
 }
 
 bool CkxShBufTargetDll::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
@@ -171,15 +177,17 @@ bool CkxShBufTargetDll::MatchTarget(const CkxTargetInfo& target) const {
 }
 
 void CkxShBufTargetDll::AppendDebugMsg(CkxUtilStr& text) const {
-  AppendTitle(text, KXW("DLL"));
-  KxTargetText_AppendProp(text, KXW("FileVersion"), _fileVersions);
-  KxTargetText_AppendProp(text, KXW("ProductVersion"), _productVersions);
-  KxTargetText_AppendLocation(text, _location);
-  KxTargetText_AppendProp(text, KXW("Filename"), _fileName);
-  KxTargetText_AppendProp(text, KXW("Owners"), _owners);
-  KxTargetText_AppendProp(text, KXW("Publishers"), _publishers);
-  KxTargetText_AppendProp(text, KXW("VersionInfo"), _versionFields);
-  KxTargetText_AppendProp(text, KXW("Origin"), _origin);
+  KxDebugText_Append(text, [&] {
+    AppendTitle(text, KXW("DLL"));
+    KxTargetText_AppendProp(text, KXW("FileVersion"), _fileVersions);
+    KxTargetText_AppendProp(text, KXW("ProductVersion"), _productVersions);
+    KxTargetText_AppendLocation(text, _location);
+    KxTargetText_AppendProp(text, KXW("Filename"), _fileName);
+    KxTargetText_AppendProp(text, KXW("Owners"), _owners);
+    KxTargetText_AppendProp(text, KXW("Publishers"), _publishers);
+    KxTargetText_AppendProp(text, KXW("VersionInfo"), _versionFields);
+    KxTargetText_AppendProp(text, KXW("Origin"), _origin);
+  });
 }
 
 bool CkxShBufTargetActiveX::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
@@ -204,12 +212,14 @@ bool CkxShBufTargetActiveX::MatchTarget(const CkxTargetInfo& target) const {
 }
 
 void CkxShBufTargetActiveX::AppendDebugMsg(CkxUtilStr& text) const {
-  AppendTitle(text, KXW("ACTIVEX"));
-  KxTargetText_AppendProp(text, KXW("ClassId"), _classId);
-  KxTargetText_AppendProp(text, KXW("SourceAddress"), _sourceAddress);
-  KxTargetText_AppendLocation(text, _location);
-  KxTargetText_AppendProp(text, KXW("Filename"), _fileName);
-  KxTargetText_AppendProp(text, KXW("Publishers"), _publishers);
+  KxDebugText_Append(text, [&] {
+    AppendTitle(text, KXW("ACTIVEX"));
+    KxTargetText_AppendProp(text, KXW("ClassId"), _classId);
+    KxTargetText_AppendProp(text, KXW("SourceAddress"), _sourceAddress);
+    KxTargetText_AppendLocation(text, _location);
+    KxTargetText_AppendProp(text, KXW("Filename"), _fileName);
+    KxTargetText_AppendProp(text, KXW("Publishers"), _publishers);
+  });
 }
 
 bool CkxShBufTargetCom::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
@@ -235,13 +245,15 @@ bool CkxShBufTargetCom::MatchTarget(const CkxTargetInfo& target) const {
 }
 
 void CkxShBufTargetCom::AppendDebugMsg(CkxUtilStr& text) const {
-  AppendTitle(text, KXW("COM"));
-  KxTargetText_AppendProp(text, KXW("ClassId"), _classId);
-  KxTargetText_AppendLocation(text, _location);
-  KxTargetText_AppendProp(text, KXW("Filename"), _fileName);
-  KxTargetText_AppendProp(text, KXW("Owners"), _owners);
-  KxTargetText_AppendProp(text, KXW("Publishers"), _publishers);
-  KxTargetText_AppendProp(text, KXW("VersionInfo"), _versionFields);
+  KxDebugText_Append(text, [&] {
+    AppendTitle(text, KXW("COM"));
+    KxTargetText_AppendProp(text, KXW("ClassId"), _classId);
+    KxTargetText_AppendLocation(text, _location);
+    KxTargetText_AppendProp(text, KXW("Filename"), _fileName);
+    KxTargetText_AppendProp(text, KXW("Owners"), _owners);
+    KxTargetText_AppendProp(text, KXW("Publishers"), _publishers);
+    KxTargetText_AppendProp(text, KXW("VersionInfo"), _versionFields);
+  });
 }
 
 bool CkxShBufTargetAppPackage::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
@@ -269,9 +281,11 @@ bool CkxShBufTargetAppPackage::MatchTarget(const CkxTargetInfo& target) const {
 }
 
 void CkxShBufTargetAppPackage::AppendDebugMsg(CkxUtilStr& text) const {
-  KxText_AppendFormat(text, KXW("\r\n  Target: APPPACKAGE. Inheritable=%s\r\n"), KxText_YesNo(_inheritable));
-  KxTargetText_AppendProp(text, KXW("Version"), _versions);
-  KxTargetText_AppendProp(text, KXW("Name"), _packageName);
-  KxTargetText_AppendProp(text, KXW("Publishers"), _publishers);
-  KxTargetText_AppendProp(text, KXW("Capabilities"), _capabilities);
+  KxDebugText_Append(text, [&] {
+    KxText_AppendFormat(text, KXW("\r\n  Target: APPPACKAGE. Inheritable=%s\r\n"), KxText_YesNo(_inheritable));
+    KxTargetText_AppendProp(text, KXW("Version"), _versions);
+    KxTargetText_AppendProp(text, KXW("Name"), _packageName);
+    KxTargetText_AppendProp(text, KXW("Publishers"), _publishers);
+    KxTargetText_AppendProp(text, KXW("Capabilities"), _capabilities);
+  });
 }

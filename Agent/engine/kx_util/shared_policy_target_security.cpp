@@ -34,8 +34,10 @@ bool CkxShBufTargetFSEntry::FromBuffer(const unsigned char*& cursor, unsigned lo
 }
 
 void CkxShBufTargetFSEntry::AppendDebugMsg(CkxUtilStr& text) const {
-  KxText_AppendFormat(text, KXW("\r\n  Target: %s: AccessMask=0x%.8X [%s]\r\n"), IsFolder() ? KXW("DIR") : KXW("FILE"),
-                      AccessMask(), _path.Path());
+  KxDebugText_Append(text, [&] {
+    KxText_AppendFormat(text, KXW("\r\n  Target: %s: AccessMask=0x%.8X [%s]\r\n"), IsFolder() ? KXW("DIR") : KXW("FILE"),
+                        AccessMask(), _path.Path());
+  });
 }
 
 bool CkxShBufTargetRegKey::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
@@ -45,8 +47,10 @@ bool CkxShBufTargetRegKey::FromBuffer(const unsigned char*& cursor, unsigned lon
 }
 
 void CkxShBufTargetRegKey::AppendDebugMsg(CkxUtilStr& text) const {
-  KxText_AppendFormat(text, KXW("\r\n  Target: REGKEY: AccessMask=0x%.8X [%s\\%s]\r\n"), AccessMask(), RootName(_root),
-                      KeyPath());
+  KxDebugText_Append(text, [&] {
+    KxText_AppendFormat(text, KXW("\r\n  Target: REGKEY: AccessMask=0x%.8X [%s\\%s]\r\n"), AccessMask(), RootName(_root),
+                        KeyPath());
+  });
 }
 
 bool CkxShBufTargetService::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
@@ -54,8 +58,10 @@ bool CkxShBufTargetService::FromBuffer(const unsigned char*& cursor, unsigned lo
 }
 
 void CkxShBufTargetService::AppendDebugMsg(CkxUtilStr& text) const {
-  KxText_AppendFormat(text, KXW("\r\n  Target: SERVICE: AccessMask=0x%.8X Name=[%s]\r\n"), AccessMask(),
-                      _service.Name());
+  KxDebugText_Append(text, [&] {
+    KxText_AppendFormat(text, KXW("\r\n  Target: SERVICE: AccessMask=0x%.8X Name=[%s]\r\n"), AccessMask(),
+                        _service.Name());
+  });
 }
 
 bool CkxShBufTargetRemovableMedia::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
@@ -63,11 +69,13 @@ bool CkxShBufTargetRemovableMedia::FromBuffer(const unsigned char*& cursor, unsi
 }
 
 void CkxShBufTargetRemovableMedia::AppendDebugMsg(CkxUtilStr& text) const {
-  KxText_AppendFormat(text, KXW("\r\n  Target: %s: AccessMask=0x%.8X\r\n"), KxUtil_PolicyTargetTypeStr(TargetType()),
-                      AccessMask());
-  for (const CkxPropNode<CkxShBufPropMediaInfo>& node : _media.Elements()) {
-    text.Append(KXW("    "));
-    KxPropText_Append(text, node.prop);
-    text.Append(KXW("\r\n"));
-  }
+  KxDebugText_Append(text, [&] {
+    KxText_AppendFormat(text, KXW("\r\n  Target: %s: AccessMask=0x%.8X\r\n"), KxUtil_PolicyTargetTypeStr(TargetType()),
+                        AccessMask());
+    for (const CkxPropNode<CkxShBufPropMediaInfo>& node : _media.Elements()) {
+      text.Append(KXW("    "));
+      KxPropText_Append(text, node.prop);
+      text.Append(KXW("\r\n"));
+    }
+  });
 }

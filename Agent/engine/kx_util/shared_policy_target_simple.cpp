@@ -33,7 +33,9 @@ bool CkxShBufTargetAppGroupLink::EnumTargets(KxTargetCallback callback, void* co
 }
 
 void CkxShBufTargetAppGroupLink::AppendDebugMsg(CkxUtilStr& text) const {
-  KxText_AppendFormat(text, KXW("\r\n  Target: AppGroupLink. GUID=%s\r\n"), KxGuid_ToText(GroupId()));
+  KxDebugText_Append(text, [&] {
+    KxText_AppendFormat(text, KXW("\r\n  Target: AppGroupLink. GUID=%s\r\n"), KxGuid_ToText(GroupId()));
+  });
 }
 
 bool CkxShBufTargetExclude::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
@@ -53,10 +55,12 @@ bool CkxShBufTargetExclude::MatchExcludedTarget(const IkxPathProvider& file) con
 }
 
 void CkxShBufTargetExclude::AppendDebugMsg(CkxUtilStr& text) const {
-  text.Append(KXW("\r\n  Target: EXCLUDE.\r\n"));
-  KxTargetText_AppendLocation(text, _location);
-  if (_fileName.Initialized()) KxText_AppendFormat(text, KXW("    Filename: %s\r\n"), _fileName.Pattern());
-  KxTargetText_AppendUsers(text, Users());
+  KxDebugText_Append(text, [&] {
+    text.Append(KXW("\r\n  Target: EXCLUDE.\r\n"));
+    KxTargetText_AppendLocation(text, _location);
+    if (_fileName.Initialized()) KxText_AppendFormat(text, KXW("    Filename: %s\r\n"), _fileName.Pattern());
+    KxTargetText_AppendUsers(text, Users());
+  });
 }
 
 bool CkxShBufTargetUrl::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
@@ -71,5 +75,7 @@ bool CkxShBufTargetUrl::MatchTarget(const CkxTargetInfo& target) const {
 }
 
 void CkxShBufTargetUrl::AppendDebugMsg(CkxUtilStr& text) const {
-  KxText_AppendFormat(text, KXW("\r\n  Target: URL: %s\r\n"), _url.Pattern());
+  KxDebugText_Append(text, [&] {
+    KxText_AppendFormat(text, KXW("\r\n  Target: URL: %s\r\n"), _url.Pattern());
+  });
 }

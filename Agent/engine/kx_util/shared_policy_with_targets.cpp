@@ -102,9 +102,11 @@ bool CkxShBufPolicyWithTargets::HasTargetOfType(EkxPolicyTarget type) const {
 }
 
 void CkxShBufPolicyWithTargets::_AppendDebugMsg(CkxUtilStr& text) const {
-  CkxShBufPolicy::_AppendDebugMsg(text);
-  if (_targets.Count() == 0) return text.Append(KXW("No targets\r\n"));
-  KxText_AppendFormat(text, KXW("PolicyAutomation Enabled: %s\r\n\r\n%d targets\r\n"), KxText_YesNo(_policyAutomation),
-                      _targets.Count());
-  for (const CkxShBufTarget& target : CkxNodes<CkxShBufTarget>(_targets)) target.AppendDebugMsg(text);
+  KxDebugText_Append(text, [&] {
+    CkxShBufPolicy::_AppendDebugMsg(text);
+    if (_targets.Count() == 0) return text.Append(KXW("No targets\r\n"));
+    KxText_AppendFormat(text, KXW("PolicyAutomation Enabled: %s\r\n\r\n%d targets\r\n"), KxText_YesNo(_policyAutomation),
+                        _targets.Count());
+    for (const CkxShBufTarget& target : CkxNodes<CkxShBufTarget>(_targets)) target.AppendDebugMsg(text);
+  });
 }

@@ -3,6 +3,8 @@
 
 #include <atomic>
 
+#include "Agent/engine/kx_util/evaluation_fault.h"
+
 namespace {
 
 std::atomic<KxSoftwareDistributorUpdateHelper> updateHelper{nullptr};
@@ -10,10 +12,12 @@ std::atomic<KxSoftwareDistributorUpdateHelper> updateHelper{nullptr};
 }  // namespace
 
 bool CkxSharedPoliciesData::UpdateSoftwareDistributor(CkxFileSrcProcess& process, void* token) {
-  CkxUtilStr name;
-  if (!IsSoftwareDistributor(process, name, token)) return false;
-  process.Facts().softwareDistributor = name.View().ToString();
-  return true;
+  return KxEntry(false, [&] {
+    CkxUtilStr name;
+    if (!IsSoftwareDistributor(process, name, token)) return false;
+    process.Facts().softwareDistributor = name.View().ToString();
+    return true;
+  });
 }
 
 bool CkxSharedPoliciesData::UpdateSoftwareDistributors(CkxFileSrcInstaller& installer, void* token) {

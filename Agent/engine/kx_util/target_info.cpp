@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdlib>
 #include <list>
 
 #include <kx_util/target_info_kinds.h>
 #include <kx_util/target_info_process.h>
 
+#include "Agent/engine/kx_util/evaluation_fault.h"
+#include "Agent/engine/kx_util/record_memory.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/file/machine_facts.h"
 #include "Common_CPP/file/path.h"
@@ -68,10 +69,13 @@ const WCHAR* CkxTargetInfo::_GetFromCache(const WCHAR* key) const {
 }
 
 void CkxTargetInfo::_SaveToCache(const WCHAR* key, const CkxUtilStr& value) const {
-  if (_cache == nullptr) _cache = new ValueCache;
-  ValueCache::Entry entry{key, value};  // before the old one goes, which `value` may come from
-  CkxTargetInfo::_RemoveFromCache(key);
-  _cache->entries.push_back(std::move(entry));
+  KxEntry([&] {
+    if (KxFault_Current() != EkxEvaluationFault::None) return;
+    if (_cache == nullptr) _cache = new ValueCache;
+    const auto old = _cache->Find(key);
+    _cache->entries.push_back({key, value});  // before the old one goes, which `value` may come from
+    if (old != _cache->entries.end()) _cache->entries.erase(old);
+  });
 }
 
 void CkxTargetInfo::_RemoveFromCache(const WCHAR* key) const {
@@ -83,12 +87,16 @@ void CkxTargetInfo::_RemoveFromCache(const WCHAR* key) const {
 bool CkxTargetInfo::_IsMissingValue(const WCHAR* key) const { return _missing != nullptr && _missing->Has(key); }
 
 void CkxTargetInfo::_SetMissingValue(const WCHAR* key) const {
-  if (_missing == nullptr) _missing = new MissingValues;
-  if (!_missing->Has(key)) _missing->keys.emplace_back(key);
+  KxEntry([&] {
+    if (KxFault_Current() != EkxEvaluationFault::None) return;
+    if (_missing == nullptr) _missing = new MissingValues;
+    if (!_missing->Has(key)) _missing->keys.emplace_back(key);
+  });
 }
 
 void CkxTargetInfo::SetDescriptionBase(const WCHAR* text) {
   const WCHAR* const copy = _StrDup(text);
+  if (copy == nullptr && text != nullptr) return;  // the fault is noted
   _Free(_descriptionBase);
   _descriptionBase = copy;
 }
@@ -102,20 +110,22 @@ const WCHAR* CkxTargetInfo::GetDescriptionForEvent() const {
 }
 
 const WCHAR* CkxTargetInfo::_Description(const WCHAR* key, void (CkxTargetInfo::*describe)(CkxUtilStr&) const) const {
-  if (const WCHAR* known = _GetFromCache(key)) return known;
-  CkxUtilStr described;
-  (this->*describe)(described);
-  if (described.IsEmpty()) {
-    KxTrace(EkxTraceLevel::Error, "CkxTargetInfo", "ERROR: Failed to retrieve ", key,
-            ". TargetType=", static_cast<uint32_t>(TargetType()));
-  }
+  return KxEntry<const WCHAR*>(nullptr, [&] {
+    if (const WCHAR* known = _GetFromCache(key)) return known;
+    CkxUtilStr described;
+    (this->*describe)(described);
+    if (described.IsEmpty()) {
+      KxTrace(EkxTraceLevel::Error, "CkxTargetInfo", "ERROR: Failed to retrieve ", key,
+              ". TargetType=", static_cast<uint32_t>(TargetType()));
+    }
 
-  // Names and command lines come from outside: whatever they hold, a description stays one line.
-  KxWString line = described.View().ToString();
-  std::replace_if(
-      line.begin(), line.end(), [](WCHAR unit) { return unit < KXW(' '); }, KXW(' '));
-  _SaveToCache(key, std::move(line));
-  return _GetFromCache(key);
+    // Names and command lines come from outside: whatever they hold, a description stays one line.
+    KxWString line = described.View().ToString();
+    std::replace_if(
+        line.begin(), line.end(), [](WCHAR unit) { return unit < KXW(' '); }, KXW(' '));
+    _SaveToCache(key, std::move(line));
+    return _GetFromCache(key);
+  });
 }
 
 namespace {
@@ -124,14 +134,17 @@ SkxServerFacts ServerFactsOf(const CkxConsentData& consent) {
   return {CkxTextView(consent.classId).ToString(), CkxTextView(consent.url).ToString()};
 }
 
-}  // namespace
+template <class Target, class... Facts>
+CkxTargetInfoPtr Make(Facts&&... facts) {
+  return CkxTargetInfoPtr(new Target(std::forward<Facts>(facts)...));
+}
 
-CkxTargetInfo* CkxTargetInfo::CreateFromConsentData(const CkxConsentData& consent, unsigned long pid) {
+CkxTargetInfoPtr Describe(const CkxConsentData& consent, unsigned long pid) {
   switch (consent.kind) {
     case CkxConsentData::Kind::Com:
-      return new CkxTargetInfoUacCOM(consent.path, ServerFactsOf(consent), consent.userToken);
+      return Make<CkxTargetInfoUacCOM>(consent.path, ServerFactsOf(consent), consent.userToken);
     case CkxConsentData::Kind::ActiveX: {
-      CkxTargetInfo* const control = new CkxTargetInfoActiveX(consent.path, ServerFactsOf(consent), consent.userToken);
+      CkxTargetInfoPtr control = Make<CkxTargetInfoActiveX>(consent.path, ServerFactsOf(consent), consent.userToken);
       control->SetDescriptionBase(consent.url);
       return control;
     }
@@ -141,11 +154,17 @@ CkxTargetInfo* CkxTargetInfo::CreateFromConsentData(const CkxConsentData& consen
       SkxProcessFacts process;
       process.pid = static_cast<uint32_t>(pid);
       process.commandLine = CkxTextView(consent.commandLine).ToString();
-      return new CkxTargetInfoProcess(consent.path, std::move(process), consent.userToken);
+      return Make<CkxTargetInfoProcess>(consent.path, std::move(process), consent.userToken);
     }
   }
   KxTrace(EkxTraceLevel::Error, "CkxTargetInfo", "ERROR: Unexpected type: ", static_cast<uint32_t>(consent.kind));
   return nullptr;
+}
+
+}  // namespace
+
+CkxTargetInfo* CkxTargetInfo::CreateFromConsentData(const CkxConsentData& consent, unsigned long pid) {
+  return KxEntry(CkxTargetInfoPtr(), [&] { return Describe(consent, pid); }).release();
 }
 
 void CkxTargetInfo::Delete(CkxTargetInfo* target) { delete target; }
@@ -153,24 +172,26 @@ void CkxTargetInfo::Delete(CkxTargetInfo* target) { delete target; }
 const WCHAR* CkxTargetInfo::_StrDup(const WCHAR* text) {
   if (text == nullptr) return nullptr;
   const size_t bytes = (KxWStringView(text).size() + 1) * sizeof(WCHAR);
-  void* const copy = std::malloc(bytes);
+  void* const copy = KxRecord_NotNull(::operator new(bytes, std::nothrow));
   return copy != nullptr ? static_cast<const WCHAR*>(std::memcpy(copy, text, bytes)) : nullptr;
 }
 
 void CkxTargetInfo::_Free(const WCHAR*& text) {
-  std::free(const_cast<WCHAR*>(text));
+  ::operator delete(const_cast<WCHAR*>(text));
   text = nullptr;
 }
 
 const WCHAR* CkxTargetInfo::_MappedPathToUncStrDup(void* token, const WCHAR* path) {
-  const WCHAR letter = KxPath_DriveLetter(path);
-  if (letter == 0) return _StrDup(path);
+  return KxEntry<const WCHAR*>(nullptr, [&] {
+    const WCHAR letter = KxPath_DriveLetter(path);
+    if (letter == 0) return _StrDup(path);
 
-  const CkxTextView rest = CkxTextView(path).Part(2);
-  const bool fromRoot = rest.IsEmpty() || KxPath_IsSeparator(rest.Front());  // "H:name" is below a folder unknown to us
-  const CkxImpersonationScope asUser(token);                                 // drives are mapped per user
-  const std::optional<KxWString> share = fromRoot ? KxMachine_Facts().MappedShare(letter) : std::nullopt;
-  return share ? _StrDup((*share + rest.ToString()).c_str()) : _StrDup(path);
+    const CkxTextView rest = CkxTextView(path).Part(2);
+    const bool fromRoot = rest.IsEmpty() || KxPath_IsSeparator(rest.Front());  // "H:name": below a folder unknown to us
+    const CkxImpersonationScope asUser(token);                                 // drives are mapped per user
+    const std::optional<KxWString> share = fromRoot ? KxMachine_Facts().MappedShare(letter) : std::nullopt;
+    return share ? _StrDup((*share + rest.ToString()).c_str()) : _StrDup(path);
+  });
 }
 
 namespace {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Agent/engine/kx_util/file_facts.h"
 #include "Common_CPP/file/path.h"
 #include "Common_CPP/util/format.h"
@@ -117,16 +118,37 @@ std::unique_ptr<IkxFileFacts> LiveFacts(CkxTextView path, void* token) {
 const WCHAR* const CkxTargetInfoFile::kSystemPseudoFile = KXW("System");
 
 CkxTargetInfoFile::CkxTargetInfoFile(const WCHAR* path, void* userToken, bool flag)
-    : CkxTargetInfo(userToken, flag),
-      _path(path),
-      _type(TypeOfPath(path)),
-      _facts(LiveFacts(_path.View(), userToken)) {}
+    : CkxTargetInfo(userToken, flag), _type(TypeOfPath(path)) {
+  _Take(path, [&] { return LiveFacts(path, userToken); });
+}
 
 CkxTargetInfoFile::CkxTargetInfoFile(SkxFileFacts facts, void* userToken, bool flag)
     : CkxTargetInfo(userToken, flag),
-      _path(facts.path),
-      _type(facts.targetType ? static_cast<EkxPolicyTarget>(*facts.targetType) : TypeOfPath(facts.path)),
-      _facts(KxFileFacts_Recorded(std::move(facts))) {}
+      _type(facts.targetType ? static_cast<EkxPolicyTarget>(*facts.targetType) : TypeOfPath(facts.path)) {
+  _Take(facts.path, [&] { return KxFileFacts_Recorded(std::move(facts)); });
+}
+
+template <class Facts>
+void CkxTargetInfoFile::_Take(CkxTextView path, Facts facts) {
+  const bool isTaken = KxEntry(false, [&] {
+    _path = path;
+    _facts = facts();
+    return true;
+  });
+  if (!isTaken) _SetIncomplete();
+}
+
+const WCHAR* CkxTargetInfoFile::GetPath() const {
+  if (!IsIncomplete()) [[likely]]
+    return _path.String();
+  KxFault_Note(EkxEvaluationFault::OutOfMemory);
+  return nullptr;
+}
+
+const IkxFileFacts& CkxTargetInfoFile::_Facts() const {
+  if (_facts == nullptr) throw std::bad_alloc();  // what the description was made from is lost
+  return *_facts;
+}
 
 CkxTargetInfoFile::~CkxTargetInfoFile() = default;
 
@@ -141,94 +163,123 @@ EkxPolicyTarget CkxTargetInfoFile::TypeOfPath(CkxTextView path) {
 bool CkxTargetInfoFile::IsSystemProcess() const { return IsSystemPseudoFile(_path.View()); }
 
 int64_t CkxTargetInfoFile::GetFileSize() const {
-  const WCHAR* const size = _Cached(KXW("KxSize"), [this](CkxUtilStr& value) { return Store(value, _facts->Size()); });
-  return size != nullptr ? ToNumber(size) : kUnknownSize;
+  return KxEntry<int64_t>(kUnknownSize, [&] {
+    const WCHAR* const size = _Cached(KXW("KxSize"), [this](CkxUtilStr& value) { return Store(value, _Facts().Size()); });
+    return size != nullptr ? ToNumber(size) : kUnknownSize;
+  });
 }
 
 int64_t CkxTargetInfoFile::GetModificationTime() const {
-  const WCHAR* const time =
-      _Cached(KXW("KxModifTime"), [this](CkxUtilStr& value) { return Store(value, _facts->ModificationTime()); });
-  return time != nullptr ? ToNumber(time) : 0;
+  return KxEntry<int64_t>(0, [&] {
+    const WCHAR* const time =
+        _Cached(KXW("KxModifTime"), [this](CkxUtilStr& value) { return Store(value, _Facts().ModificationTime()); });
+    return time != nullptr ? ToNumber(time) : 0;
+  });
 }
 
 const WCHAR* CkxTargetInfoFile::GetHashStringUsing(const WCHAR* algorithm) const {
-  if (algorithm == nullptr) return nullptr;
-  const KxWString name = Upper(algorithm);
-  return _Cached(CacheKey(KXW("KxHash."), name).Text(), [&](CkxUtilStr& value) {
-    const std::optional<KxWString> hash = _facts->Hash(name);
-    return Store(value, hash ? std::optional(name + kHashMark + Upper(*hash)) : std::nullopt);
+  return KxEntry<const WCHAR*>(nullptr, [&]() -> const WCHAR* {
+    if (algorithm == nullptr) return nullptr;
+    const KxWString name = Upper(algorithm);
+    return _Cached(CacheKey(KXW("KxHash."), name).Text(), [&](CkxUtilStr& value) {
+      const std::optional<KxWString> hash = _Facts().Hash(name);
+      return Store(value, hash ? std::optional(name + kHashMark + Upper(*hash)) : std::nullopt);
+    });
   });
 }
 
 bool CkxTargetInfoFile::GetHash(CkxUtilStr& algorithm, CkxUtilStr& hash) const {
-  const CkxTextView chosen = _Cached(KXW("KxHashAndAlg"), [this](CkxUtilStr& value) {
-    return std::any_of(std::begin(kPreferredHashes), std::end(kPreferredHashes),
-                       [&](const WCHAR* name) { return Store(value, GetHashStringUsing(name)); });
+  return KxEntry(false, [&] {
+    const CkxTextView chosen = _Cached(KXW("KxHashAndAlg"), [this](CkxUtilStr& value) {
+      return std::any_of(std::begin(kPreferredHashes), std::end(kPreferredHashes),
+                         [&](const WCHAR* name) { return Store(value, GetHashStringUsing(name)); });
+    });
+    if (chosen.IsNull()) return false;
+    const size_t mark = KxText_Find(chosen, kHashMark, true);
+    CkxUtilStr name = chosen.Part(0, mark);
+    CkxUtilStr digits = chosen.Part(mark + 2);
+    algorithm = std::move(name);
+    hash = std::move(digits);
+    return true;
   });
-  if (chosen.IsNull()) return false;
-  const size_t mark = KxText_Find(chosen, kHashMark, true);
-  algorithm = chosen.Part(0, mark);
-  hash = chosen.Part(mark + 2);
-  return true;
 }
 
 const WCHAR* CkxTargetInfoFile::GetPublisher(bool secondSigner, EkxPublisherStatus& status) const {
   status = EkxPublisherStatus::SystemPseudoFile;
   if (IsSystemProcess()) return nullptr;
 
-  std::optional<SkxSignerFact>& signer = _signers[secondSigner ? 1 : 0];
-  if (!signer) signer = _facts->Signer(secondSigner);
-  status = signer->status;
-  return signer->name.empty() ? nullptr : signer->name.c_str();
+  status = EkxPublisherStatus::Unknown;
+  return KxEntry<const WCHAR*>(nullptr, [&]() -> const WCHAR* {
+    std::optional<SkxSignerFact>& signer = _signers[secondSigner ? 1 : 0];
+    if (!signer) signer = _Facts().Signer(secondSigner);
+    status = signer->status;
+    return signer->name.empty() ? nullptr : signer->name.c_str();
+  });
 }
 
 const CkxSid* CkxTargetInfoFile::GetOwner() const {
-  _Cached(KXW("KxFileOwner"), [this](CkxUtilStr& value) {
-    _owner = _facts->Owner();
-    return Store(value, _owner ? std::optional(_owner->ToText()) : std::nullopt);
+  return KxEntry<const CkxSid*>(nullptr, [&] {
+    _Cached(KXW("KxFileOwner"), [this](CkxUtilStr& value) {
+      _owner = _Facts().Owner();
+      return Store(value, _owner ? std::optional(_owner->ToText()) : std::nullopt);
+    });
+    return _owner ? &*_owner : nullptr;
   });
-  return _owner ? &*_owner : nullptr;
 }
 
 const WCHAR* CkxTargetInfoFile::GetOwnerDomainUserName() const {
-  return _Cached(KXW("KxFileOwnerStr"), [this](CkxUtilStr& value) { return Store(value, _facts->OwnerName()); });
+  return KxEntry<const WCHAR*>(nullptr, [&]() -> const WCHAR* {
+    return _Cached(KXW("KxFileOwnerStr"), [this](CkxUtilStr& value) { return Store(value, _Facts().OwnerName()); });
+  });
 }
 
 const WCHAR* CkxTargetInfoFile::GetVersionStr() const {
-  return _Cached(KXW("KxVersionStr"), [this](CkxUtilStr& value) {
-    const SkxVersion version = _facts->FileVersion();
-    if (version.IsEmpty()) return false;
-    KxText_AppendFormat(value, KXW("%hu.%hu.%hu.%hu"), version.GetAt(0), version.GetAt(1), version.GetAt(2),
-                        version.GetAt(3));
-    return true;
+  return KxEntry<const WCHAR*>(nullptr, [&]() -> const WCHAR* {
+    return _Cached(KXW("KxVersionStr"), [this](CkxUtilStr& value) {
+      const SkxVersion version = _Facts().FileVersion();
+      if (version.IsEmpty()) return false;
+      KxText_AppendFormat(value, KXW("%hu.%hu.%hu.%hu"), version.GetAt(0), version.GetAt(1), version.GetAt(2),
+                          version.GetAt(3));
+      return true;
+    });
   });
 }
 
 SkxVersion CkxTargetInfoFile::GetVersion() const { return SkxVersion::Parse(GetVersionStr()); }
 
 const WCHAR* CkxTargetInfoFile::GetVersionInfo(const WCHAR* field) const {
-  if (field == nullptr) return nullptr;
-  return _Cached(CacheKey(KXW("KxVerInfo."), field).Text(),
-                 [&](CkxUtilStr& value) { return Store(value, _facts->VersionField(field)); });
+  return KxEntry<const WCHAR*>(nullptr, [&]() -> const WCHAR* {
+    if (field == nullptr) return nullptr;
+    return _Cached(CacheKey(KXW("KxVerInfo."), field).Text(),
+                   [&](CkxUtilStr& value) { return Store(value, _Facts().VersionField(field)); });
+  });
 }
 
 const WCHAR* CkxTargetInfoFile::GetProductVersionStr() const {
-  return _Cached(KXW("KxProductVersionStr"),
-                 [this](CkxUtilStr& value) { return Store(value, GetVersionInfo(KXW("ProductVersion"))); });
+  return KxEntry<const WCHAR*>(nullptr, [&]() -> const WCHAR* {
+    return _Cached(KXW("KxProductVersionStr"),
+                   [this](CkxUtilStr& value) { return Store(value, GetVersionInfo(KXW("ProductVersion"))); });
+  });
 }
 
 const WCHAR* CkxTargetInfoFile::GetProductName() const {
-  return _Cached(KXW("KxProductName"),
-                 [this](CkxUtilStr& value) { return Store(value, GetVersionInfo(KXW("ProductName"))); });
+  return KxEntry<const WCHAR*>(nullptr, [&]() -> const WCHAR* {
+    return _Cached(KXW("KxProductName"),
+                   [this](CkxUtilStr& value) { return Store(value, GetVersionInfo(KXW("ProductName"))); });
+  });
 }
 
 const WCHAR* CkxTargetInfoFile::GetMsiProperty(const WCHAR* property) const {
-  if (property == nullptr) return nullptr;
-  return _Cached(CacheKey(KXW("KxMsiInfo."), property).Text(),
-                 [&](CkxUtilStr& value) { return Store(value, _facts->MsiProperty(property)); });
+  return KxEntry<const WCHAR*>(nullptr, [&]() -> const WCHAR* {
+    if (property == nullptr) return nullptr;
+    return _Cached(CacheKey(KXW("KxMsiInfo."), property).Text(),
+                   [&](CkxUtilStr& value) { return Store(value, _Facts().MsiProperty(property)); });
+  });
 }
 
-const SkxAppPackageFacts* CkxTargetInfoFile::AppPackage() const { return _facts->AppPackage(); }
+const SkxAppPackageFacts* CkxTargetInfoFile::AppPackage() const {
+  return KxEntry<const SkxAppPackageFacts*>(nullptr, [&] { return _Facts().AppPackage(); });
+}
 
 const WCHAR* CkxTargetInfoFile::GetEmbeddedDescription() const {
   const WCHAR* const description = GetVersionInfo(KXW("FileDescription"));

@@ -1,5 +1,6 @@
 #include <kx_util/target_info_process.h>
 
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Agent/engine/kx_util/script_host.h"
 #include "Common_CPP/file/path.h"
 #include "Common_CPP/util/format.h"
@@ -30,19 +31,31 @@ CkxTargetInfoProcess::CkxTargetInfoProcess(SkxFileFacts file, SkxProcessFacts pr
 
 CkxTargetInfoProcess::~CkxTargetInfoProcess() = default;
 
+void CkxTargetInfoProcess::AddLinked(CkxTargetInfoPtr target) {
+  if (target == nullptr) return;
+  const bool isAdded = KxEntry(false, [&] {
+    _linked.push_back(std::move(target));
+    return true;
+  });
+  if (!isAdded) _SetIncomplete();
+  _RenewIdentity();
+}
+
 const CkxTargetInfo& CkxTargetInfoProcess::GetEffectiveTarget() const {
   if (_linked.empty()) return *this;
   return *_linked.front();
 }
 
 const CkxTargetInfoFile* CkxTargetInfoProcess::LinkedOfType(EkxPolicyTarget type) const {
-  for (const CkxTargetInfoPtr& linked : _linked) {
-    if (linked->IsTargetInfoFile() && linked->IsTargetType(type))
-      return static_cast<const CkxTargetInfoFile*>(linked.get());
-  }
-  if (type != EkxPolicyTarget::Script) return nullptr;
-  if (!_script) _script = _DescribeScript();
-  return static_cast<const CkxTargetInfoFile*>(_script->get());
+  return KxEntry<const CkxTargetInfoFile*>(nullptr, [&]() -> const CkxTargetInfoFile* {
+    for (const CkxTargetInfoPtr& linked : _linked) {
+      if (linked->IsTargetInfoFile() && linked->IsTargetType(type))
+        return static_cast<const CkxTargetInfoFile*>(linked.get());
+    }
+    if (type != EkxPolicyTarget::Script) return nullptr;
+    if (!_script) _script = _DescribeScript();
+    return static_cast<const CkxTargetInfoFile*>(_script->get());
+  });
 }
 
 CkxTargetInfoPtr CkxTargetInfoProcess::_DescribeScript() const {

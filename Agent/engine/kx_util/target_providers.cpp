@@ -1,12 +1,18 @@
 #include <kx_util/target_providers.h>
 
+#include <utility>
+
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Common_CPP/util/format.h"
 
 bool IkxHashProvider::GetAlgorithmAndHashString(CkxUtilStr& out) const {
-  CkxUtilStr algorithm;
-  CkxUtilStr hash;
-  if (!GetHash(algorithm, hash)) return false;
-  out.Empty();
-  KxText_AppendFormat(out, KXW("%s%s%s"), algorithm, KXW("##"), hash);
-  return true;
+  return KxEntry(false, [&] {
+    CkxUtilStr algorithm;
+    CkxUtilStr hash;
+    if (!GetHash(algorithm, hash)) return false;
+    CkxUtilStr both;
+    KxText_AppendFormat(both, KXW("%s%s%s"), algorithm, KXW("##"), hash);
+    out = std::move(both);
+    return true;
+  });
 }

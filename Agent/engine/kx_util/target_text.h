@@ -1,8 +1,20 @@
 // What the debug texts of several kinds of targets share.
 #pragma once
 
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Agent/engine/kx_util/prop_text.h"
 #include "Common_CPP/util/format.h"
+
+/// What one part of a record says of itself: all that `write` appends to `text`, or nothing when memory runs out.
+template <class Write>
+void KxDebugText_Append(CkxUtilStr& text, Write write) {
+  const size_t before = text.Length();
+  const bool isWhole = KxEntry(false, [&] {
+    write();
+    return true;
+  });
+  if (!isWhole) text.CutOff(before);
+}
 
 inline const WCHAR* KxText_YesNo(bool value) { return value ? KXW("Yes") : KXW("No"); }
 

@@ -4,6 +4,7 @@
 
 #include <kx_util/policy_result.h>
 
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Common_CPP/util/format.h"
 #include "Common_CPP/util/guid.h"
 
@@ -27,8 +28,11 @@ bool SkxTokenPolicyData::IsEmpty() const {
 
 void SkxTokenPolicyData::GetDebugString(CkxUtilStr& text) const {
   const auto boolean = [](bool value) { return value ? KXW("True") : KXW("False"); };
-  text.Empty();
-  KxText_AppendFormat(text, KXW("v=%d uac=%s, inheritable=%s, restricFD=%s, pid=%d, polAct=%d targId=%s"), GetVersion(),
-                      boolean(CreatedByUacElevator()), boolean(GetInheritable()), boolean(GetRestrictFileDlg()),
-                      GetPid(), PolicyAction, KxGuid_ToText(GetPolicyTargetId()));
+  KxEntry([&] {
+    CkxUtilStr whole;
+    KxText_AppendFormat(whole, KXW("v=%d uac=%s, inheritable=%s, restricFD=%s, pid=%d, polAct=%d targId=%s"),
+                        GetVersion(), boolean(CreatedByUacElevator()), boolean(GetInheritable()),
+                        boolean(GetRestrictFileDlg()), GetPid(), PolicyAction, KxGuid_ToText(GetPolicyTargetId()));
+    text = std::move(whole);
+  });
 }
