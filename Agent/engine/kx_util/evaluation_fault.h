@@ -30,6 +30,9 @@ void KxFault_Note(EkxEvaluationFault fault) noexcept;
 /// What was noted since the outermost entry began.
 EkxEvaluationFault KxFault_Current() noexcept;
 
+/// What judging one target costs beside the texts that it compares.
+inline constexpr uint64_t kWorkOfTarget = 32;
+
 /// Takes `units` from what the evaluation may cost. False, with the fault noted, once it is used up: the caller gives
 /// up.
 bool KxWork_Spend(uint64_t units) noexcept;

@@ -19,6 +19,9 @@ constexpr std::string_view kScope = "CkxSharedPoliciesData";
 constexpr std::string_view kNoApplicablePolicies = "Failed to get applicable policies for the user";
 constexpr int64_t kSlowWalkMicroseconds = 500000;
 
+/// Bytes of a record that are read for one unit of work.
+constexpr uint32_t kBytesOfWork = 16;
+
 /// How often a decision is begun anew because another publication came between its questions. Each time takes one that
 /// ends between a look at the index and the agent's answer.
 constexpr int kMaxPublications = 64;
@@ -82,6 +85,7 @@ class SectionWalk {
     if (applicable != nullptr && !applicable->Contains(header->id)) {
       return Skip(header, EkxPolicyOutcome::NotApplicableToUser);
     }
+    if (!KxWork_Spend(header->size / kBytesOfWork)) return false;
     const CkxShBufPolicyPtr policy = Make(header);
     if (policy == nullptr) return PassOver(header);
     ++_passed;

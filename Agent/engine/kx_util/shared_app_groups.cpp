@@ -35,10 +35,13 @@ bool CkxShBufAppGroup::FromBuffer(const unsigned char*& cursor, unsigned long& r
 }
 
 const CkxShBufTarget* CkxShBufAppGroup::FindMatch(const CkxTargetInfo& target) const {
-  for (const CkxShBufTarget& candidate : CkxNodes<CkxShBufTarget>(_targets)) {
-    if (candidate.Matches(target)) return &candidate;
-  }
-  return nullptr;
+  return KxEntry<const CkxShBufTarget*>(nullptr, [&]() -> const CkxShBufTarget* {
+    for (const CkxShBufTarget& candidate : CkxNodes<CkxShBufTarget>(_targets)) {
+      if (!KxWork_Spend(kWorkOfTarget)) return nullptr;
+      if (candidate.Matches(target)) return &candidate;
+    }
+    return nullptr;
+  });
 }
 
 bool CkxShBufAppGroup::MatchTarget(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info) const {

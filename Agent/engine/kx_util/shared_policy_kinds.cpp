@@ -132,11 +132,14 @@ void CkxShBufPolicyExclude::_AppendDebugMsg(CkxUtilStr& text) const {
 
 bool CkxShBufPolicySoftwareDistributors::IsSoftwareDistributor(const CkxFileSrcProcess& process,
                                                                CkxUtilStr& name) const {
-  DistributorQuestion question = {process, {}};
-  EnumTargets(_EnumIsSoftwareDistributor, &question);
-  if (!question.name) return false;
-  name = question.name->IsEmpty() ? NameView() : question.name->View();
-  return true;
+  return KxEntry(false, [&] {
+    DistributorQuestion question = {process, {}};
+    EnumTargets(_EnumIsSoftwareDistributor, &question);
+    if (!question.name || KxFault_Current() != EkxEvaluationFault::None) return false;
+    CkxUtilStr found = question.name->IsEmpty() ? NameView() : question.name->View();
+    name = std::move(found);
+    return true;
+  });
 }
 
 bool CkxShBufPolicySoftwareDistributors::_EnumIsSoftwareDistributor(const CkxShBufTarget& target, void* question) {

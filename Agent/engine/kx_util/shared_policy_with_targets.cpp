@@ -3,6 +3,7 @@
 #include <kx_util/shared_policy.h>
 
 #include "Agent/engine/kx_util/buffer_reader.h"
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Agent/engine/kx_util/target_text.h"
 
 namespace {
@@ -29,7 +30,7 @@ bool HandOnExpanded(const CkxShBufTarget& target, void* enumeration) {
     return static_cast<const CkxShBufTargetAppGroupLink&>(target).EnumTargets(HandOnExpanded, enumeration);
   }
   const auto& to = *static_cast<const Enumeration*>(enumeration);
-  return to.callback(target, to.context);
+  return KxWork_Spend(1) && to.callback(target, to.context);
 }
 
 }  // namespace
@@ -46,13 +47,16 @@ void CkxShBufPolicyWithTargets::FillPolicyInfo(SkxTriggerPolicyShortInfo& info) 
 }
 
 bool CkxShBufPolicyWithTargets::IsApplicableTarget(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info) const {
-  if (_IsApplicableToAnyTarget(target, info)) return true;
-  for (const CkxShBufTarget& candidate : CkxNodes<CkxShBufTarget>(_targets)) {
-    if (!MatchAndFill(candidate, target, info)) continue;
-    FillPolicyInfo(info);
-    return true;
-  }
-  return false;
+  return KxEntry(false, [&] {
+    if (_IsApplicableToAnyTarget(target, info)) return true;
+    for (const CkxShBufTarget& candidate : CkxNodes<CkxShBufTarget>(_targets)) {
+      if (!KxWork_Spend(kWorkOfTarget)) return false;
+      if (!MatchAndFill(candidate, target, info)) continue;
+      FillPolicyInfo(info);
+      return true;
+    }
+    return false;
+  });
 }
 
 bool CkxShBufPolicyWithTargets::_IsApplicableToAnyTarget(const CkxTargetInfo& /*target*/,
@@ -70,9 +74,11 @@ bool CkxShBufPolicyWithTargets::_AppliesWithoutTargets(const CkxTargetInfo& targ
 
 void CkxShBufPolicyWithTargets::EnumTargets(KxTargetCallback callback, void* context) const {
   Enumeration enumeration = {callback, context};
-  for (const CkxShBufTarget& target : CkxNodes<CkxShBufTarget>(_targets)) {
-    if (!HandOnExpanded(target, &enumeration)) return;
-  }
+  KxEntry([&] {
+    for (const CkxShBufTarget& target : CkxNodes<CkxShBufTarget>(_targets)) {
+      if (!HandOnExpanded(target, &enumeration)) return;
+    }
+  });
 }
 
 bool CkxShBufPolicyWithTargets::HasRealTargets() const {

@@ -1,0 +1,351 @@
+// What callers reach holds when there is no memory: each entry is called with each of its allocations failing in turn,
+// once and for good. Nothing is thrown, nothing leaks, and the answer is the right one, or false with the fault noted.
+#include <gtest/gtest.h>
+#include <kx_util/admin_task.h>
+#include <kx_util/evaluation_observer.h>
+#include <kx_util/kx_util.h>
+#include <kx_util/shared_policies_data.h>
+#include <kx_util/shared_policy_kinds.h>
+#include <kx_util/target_info_kinds.h>
+#include <kx_util/token_policy_data.h>
+
+#include <fstream>
+#include <functional>
+
+#include "Agent/engine/kx_publish/encode.h"
+#include "Agent/engine/kx_publish/image_source.h"
+#include "Agent/engine/kx_publish/policy_document.h"
+#include "Agent/engine/kx_publish/target_document.h"
+#include "Common_CPP/util/text.h"
+#include "tests/memory/failing_memory.h"
+#include "tests/support/temp_folder.h"
+
+namespace {
+
+/// What an entry answered, as text; nothing for the answer of a fault (false, null, unknown).
+using Answer = std::optional<std::string>;
+
+/// One call of an entry that may run out of memory, and the fault that it ended with.
+class Trial {
+ public:
+  Trial(size_t failAt, bool forGood) : _memory(failAt, forGood) {}
+
+  template <class Call>
+  auto During(Call call) {
+    auto answer = _memory.During(call);
+    _fault = KxUtil_LastFault();
+    return answer;
+  }
+  EkxEvaluationFault Fault() const { return _fault; }
+
+ private:
+  CkxFailingMemory _memory;
+  EkxEvaluationFault _fault = EkxEvaluationFault::None;
+};
+
+/// Prepares a call with all the memory there is, makes it under `trial`, and says what it answered. Prepared anew for
+/// each call, since descriptions remember.
+using Entry = std::function<Answer(Trial& trial)>;
+
+void Sweep(const std::string& name, const Entry& entry) {
+  SCOPED_TRACE(name);
+  Trial enough(CkxFailingMemory::kNever, false);
+  const Answer right = entry(enough);
+  const size_t count = CkxFailingMemory::Count();
+  for (const bool forGood : {false, true}) {
+    for (size_t failAt = 0; failAt < count; ++failAt) {
+      const long before = CkxFailingMemory::Live();
+      Answer answer;
+      EkxEvaluationFault fault = EkxEvaluationFault::None;
+      try {
+        Trial trial(failAt, forGood);
+        answer = entry(trial);
+        fault = trial.Fault();
+      } catch (const std::bad_alloc&) {
+        FAIL() << "threw at allocation " << failAt << " of " << count;
+      }
+      const long held = answer ? 1 : 0;  // at most: a long text
+      ASSERT_LE(CkxFailingMemory::Live() - before, held) << "leaked at allocation " << failAt;
+      if (answer == right) continue;
+      ASSERT_EQ(answer, std::nullopt) << "a wrong answer at allocation " << failAt << " of " << count;
+      ASSERT_EQ(fault, EkxEvaluationFault::OutOfMemory) << "false without a fault at allocation " << failAt;
+    }
+  }
+}
+
+Answer YesOrNothing(bool yes) { return yes ? Answer("yes") : std::nullopt; }
+
+std::string ReadFile(const char* path) {
+  std::ifstream file(path, std::ios::binary);
+  EXPECT_TRUE(file.good()) << path << ": tests run at the root of the sources";
+  return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+const CkxImageSource& Workstation() {
+  static const CkxImageSource* const source = [] {
+    const SkxDocumentText documents[] = {
+        {"policies", ReadFile("examples/workstation/policies.jsonc")},
+        {"upkeep", ReadFile("examples/workstation/upkeep.jsonc")}};
+    SkxPublication publication;
+    SkxDocumentError error;
+    EXPECT_TRUE(KxPolicyDocument_Read(documents, publication, error)) << error.Text();
+    return new CkxImageSource(KxEncode_Image(publication));
+  }();
+  return *source;
+}
+
+std::vector<std::string> Targets() {
+  std::vector<std::string> lines;
+  std::istringstream text(ReadFile("examples/workstation/targets.jsonl"));
+  for (std::string line; std::getline(text, line);) lines.push_back(line);
+  return lines;
+}
+
+/// Watches each step and keeps none of it, so that what is put together for watchers is swept too.
+class Watcher : public IkxEvaluationObserver {
+ public:
+  void OnCheckFailed(const char*, CkxTextView expected, CkxTextView actual) override {
+    const std::string both = KxText_ToUtf8(expected) + KxText_ToUtf8(actual);
+  }
+  void OnTarget(const SkxObservedTarget&, bool) override {}
+  void OnPolicy(const SkxObservedPolicy&, EkxPolicyOutcome) override {}
+  void OnFault(std::string_view) override {}
+};
+
+Answer Evaluate(Trial& trial, const CkxTargetInfo& target) {
+  SkxTriggerPolicyShortInfo info;
+  if (!trial.During([&] { return CkxSharedPoliciesData::GetTargetPolicyAction(target, info); })) return std::nullopt;
+  return std::to_string(info.PolicyId) + " " + std::to_string(info.PolicyTargetId.Data1);
+}
+
+TEST(NoMemory, AnEvaluationGivesTheRightPolicyOrAFault) {
+  const CkxPolicySourceScope scope(Workstation());
+  for (const std::string& line : Targets()) {
+    Sweep(line, [&](Trial& trial) {
+      const CkxTargetDocument target = CkxTargetDocument::Parse(line);
+      const CkxMachineFactsScope machine(target.Machine());
+      return Evaluate(trial, target.Target());
+    });
+  }
+}
+
+TEST(NoMemory, AWatchedEvaluationToo) {
+  const CkxPolicySourceScope scope(Workstation());
+  Watcher watcher;
+  const CkxEvaluationObserverScope watching(watcher);
+  const std::vector<std::string> lines = Targets();
+  for (size_t i = 0; i < lines.size(); i += 3) {
+    Sweep(lines[i], [&](Trial& trial) {
+      const CkxTargetDocument target = CkxTargetDocument::Parse(lines[i]);
+      const CkxMachineFactsScope machine(target.Machine());
+      return Evaluate(trial, target.Target());
+    });
+  }
+}
+
+TEST(NoMemory, QuestionsAboutPolicies) {
+  const CkxPolicySourceScope scope(Workstation());
+  using Data = CkxSharedPoliciesData;
+  using Target = const CkxTargetInfo&;
+  const struct {
+    const char* name;
+    bool (*ask)(Target target);
+  } questions[] = {
+      {"IsBlocked", Data::IsBlocked},
+      {"ElevatorAllowed", Data::ElevatorAllowed},
+      {"ActiveXPolicyAutomationAllowed", Data::ActiveXPolicyAutomationAllowed},
+      {"IsMultifileCreator", Data::IsMultifileCreator},
+      {"ShellOnDemandElevationAllowed",
+       [](Target target) {
+         uint32_t id = 0;
+         return target.IsTargetInfoProcess() &&
+                Data::ShellOnDemandElevationAllowed(static_cast<const CkxTargetInfoProcess&>(target), id);
+       }},
+      {"IsExcluded",
+       [](Target target) {
+         const IkxPathProvider* const path = target.QueryPathProvider();
+         return path != nullptr && Data::IsExcluded(path->GetPath(), target.UserToken());
+       }},
+      {"ManualPolicyRequestAllowed",
+       [](Target target) {
+         uint32_t id = 0;
+         return Data::ManualPolicyRequestAllowed(target.UserToken(), id);
+       }},
+      {"HasActiveShellEoDTargets", [](Target target) { return Data::HasActiveShellEoDTargets(target.UserToken()); }},
+      {"HasActiveBlockedTargets", [](Target target) { return Data::HasActiveBlockedTargets(target.UserToken()); }},
+      {"KxToolsFolderEnabled", [](Target target) { return Data::KxToolsFolderEnabled(target.UserToken()); }},
+      {"KxToolsFolderIsToolAllowed",
+       [](Target target) { return Data::KxToolsFolderIsToolAllowed(3, target.UserToken()); }},
+      {"GetPossibleActiveXInstallPolicyActions",
+       [](Target target) {
+         uint32_t mask = 0;
+         return Data::GetPossibleActiveXInstallPolicyActions(target.UserToken(), mask);
+       }},
+      {"GetCommonDialog",
+       [](Target target) {
+         CkxShBufCustGuiDialog* dialog = nullptr;
+         if (!Data::GetCommonDialog(EkxAlertTrigger::ReplaceUacOfAdministrator, dialog, target.UserToken())) return false;
+         dialog->Release();
+         return true;
+       }},
+      {"IsSoftwareDistributor",
+       [](Target target) {
+         if (!target.IsTargetInfoProcess()) return false;
+         CkxFileSrcProcess writer;
+         CkxUtilStr name;
+         return writer.Fill(static_cast<const CkxTargetInfoProcess&>(target)) &&
+                Data::IsSoftwareDistributor(writer, name, nullptr) && Data::UpdateSoftwareDistributor(writer, nullptr);
+       }},
+      {"descriptions",
+       [](Target target) {
+         return target.GetDescriptionForAlert() != nullptr && target.GetDescriptionForEvent() != nullptr;
+       }},
+  };
+  const std::vector<std::string> lines = Targets();
+  for (const auto& question : questions) {
+    for (size_t i = 0; i < lines.size(); i += 5) {
+      Sweep(std::string(question.name) + " " + lines[i], [&](Trial& trial) {
+        const CkxTargetDocument target = CkxTargetDocument::Parse(lines[i]);
+        const CkxMachineFactsScope machine(target.Machine());
+        return YesOrNothing(trial.During([&] { return question.ask(target.Target()); }));
+      });
+    }
+  }
+}
+
+TEST(NoMemory, LookUpsAndDebugTexts) {
+  const CkxPolicySourceScope scope(Workstation());
+  std::vector<int> ids;
+  ASSERT_TRUE(CkxSharedPoliciesData::GetPoliciesApplicableForUser(nullptr, ids));
+  for (const int id : ids) {
+    Sweep("policy " + std::to_string(id), [&](Trial& trial) -> Answer {
+      CkxShBufPolicy* found = nullptr;
+      KxBstr text = nullptr;
+      const bool read = trial.During([&] {
+        return CkxSharedPoliciesData::GetPolicyById(static_cast<uint32_t>(id), found) && found->GetDebugMessage(text);
+      });
+      const CkxShBufPolicyPtr owned(found);
+      const Answer answer = read ? Answer(KxText_ToUtf8(text)) : std::nullopt;
+      KxBstr_Free(text);
+      return answer;
+    });
+    Sweep("alerts of policy " + std::to_string(id), [&](Trial& trial) -> Answer {
+      CkxShBufPolicy* found = nullptr;
+      if (!CkxSharedPoliciesData::GetPolicyById(static_cast<uint32_t>(id), found)) return std::nullopt;
+      const CkxShBufPolicyPtr owned(found);
+      CkxUtilStr text;
+      for (uint32_t i = 0; i < owned->Alerts().Count(); ++i) {
+        const SkxPolicyAlertLink link = owned->Alerts().GetAt(i);
+        CkxShBufCustGuiBase* alert = nullptr;
+        if (!trial.During([&] { return owned->GetAlert(link.trigger, link.type, alert); })) return std::nullopt;
+        alert->Release();
+      }
+      return "read";
+    });
+  }
+  Sweep("applicable policies", [](Trial& trial) {
+    std::vector<int> some = {7};
+    const bool told =
+        trial.During([&] { return CkxSharedPoliciesData::GetPoliciesApplicableForUser(nullptr, some); });
+    EXPECT_TRUE(told || some.size() == 1) << "half an answer";
+    return YesOrNothing(told);
+  });
+}
+
+TEST(NoMemory, Matchers) {
+  const KxWString longText(200, KXW('a'));
+  const KxWString path = KXW("C:\\Program Files\\Some Vendor of Programs\\A Program\\") + longText + KXW(".exe");
+  const KxWString line = KXW("\"") + path + KXW("\" /first \"the second\" ") + longText;
+  const struct {
+    const char* name;
+    std::function<bool()> match;
+  } matchers[] = {
+      {"equals", [&] { return KxUtil_MatchStr(longText, longText, false, EkxStrCompareAs::StrEquals); }},
+      {"contains", [&] { return KxUtil_MatchStr(KXW("aA"), longText, false, EkxStrCompareAs::StrContains); }},
+      {"wildcard", [&] { return KxUtil_MatchStr(KXW("*a*a?a"), longText, false, EkxStrCompareAs::StrWildcard); }},
+      {"expression", [&] { return KxUtil_MatchStr(KXW("(a|b)*a\\h+"), longText, false, EkxStrCompareAs::StrRegExp); }},
+      {"back-reference", [&] { return KxUtil_MatchStr(KXW("{a}b*\\0a+"), longText, true, EkxStrCompareAs::StrRegExp); }},
+      {"valid expression", [] { return KxUtil_IsValidRegExp(KXW("<{.*?}>[a-z]*(b|c)"), false); }},
+      {"arguments as a list",
+       [&] {
+         const KxWString arguments = KXW("/first \"the second\" ") + longText;
+         return KxUtil_MatchCmdLineArguments(arguments, line, path, true, EkxStrCompareAs::StrEquals);
+       }},
+      {"arguments as a text",
+       [&] { return KxUtil_MatchCmdLineArguments(KXW("/first*"), line, path, false, EkxStrCompareAs::StrWildcard); }},
+      {"location",
+       [&] {
+         return KxUtil_MatchFileLocation(CkxSimplePathProvider(path.c_str()), KXW("ANY"), KXW("C:\\Program Files"), true);
+       }},
+      {"location by wildcard",
+       [&] {
+         return KxUtil_MatchFileLocation(CkxSimplePathProvider(path.c_str()), nullptr, KXW("C:\\Prog*\\*Vendor*\\*"), true);
+       }},
+      {"file name",
+       [&] {
+         return KxUtil_MatchFilename(CkxSimplePathProvider(path.c_str()), KXW("a*.exe"), EkxStrCompareAs::StrWildcard);
+       }},
+      {"service", [] { return KxUtil_MatchServiceName(KXW("Spooler/Netlogon"), KXW("netlogon")); }},
+  };
+  for (const auto& matcher : matchers) {
+    Sweep(matcher.name, [&](Trial& trial) { return YesOrNothing(trial.During(matcher.match)); });
+  }
+}
+
+TEST(NoMemory, FactsOfALiveFile) {
+  const CkxTempFolder folder;
+  const KxWString path = folder.Write("a program with a name of some length.exe", std::string(100000, 'x'));
+  using File = const CkxTargetInfoFile&;
+  const struct {
+    const char* name;
+    const WCHAR* (*ask)(File file);
+  } facts[] = {
+      {"path", [](File file) { return file.GetPath(); }},
+      {"SHA256", [](File file) { return file.GetHashStringUsing(KXW("sha256")); }},
+      {"MD5", [](File file) { return file.GetHashStringUsing(KXW("MD5")); }},
+      {"owner", [](File file) { return file.GetOwner() != nullptr ? KXW("known") : nullptr; }},
+      {"owner's name", [](File file) { return file.GetOwnerDomainUserName(); }},
+      {"size", [](File file) { return file.GetFileSize() == 100000 ? KXW("100000") : nullptr; }},
+      {"time", [](File file) { return file.GetModificationTime() != 0 ? KXW("known") : nullptr; }},
+      {"version", [](File file) { return file.GetVersionStr(); }},
+      {"field", [](File file) { return file.GetVersionInfo(KXW("A field with a name that is longer than most")); }},
+      {"description", [](File file) { return file.GetDescriptionForAlert(); }},
+  };
+  for (const auto& fact : facts) {
+    Sweep(fact.name, [&](Trial& trial) -> Answer {
+      const CkxTargetInfoFile file(path.c_str(), nullptr);
+      const WCHAR* const text = trial.During([&] { return fact.ask(file); });
+      if (text == nullptr && trial.Fault() != EkxEvaluationFault::None) {
+        EXPECT_EQ(fact.ask(file) != nullptr, fact.ask(CkxTargetInfoFile(path.c_str(), nullptr)) != nullptr)
+            << "what could not be had for want of memory is not missing";
+      }
+      return text != nullptr ? Answer(KxText_ToUtf8(text)) : std::nullopt;
+    });
+  }
+}
+
+TEST(NoMemory, ADescriptionThatCouldNotBeMadeIsNotEvaluated) {
+  const CkxPolicySourceScope scope(Workstation());
+  const KxWString path = KXW("C:\\Program Files\\A Folder With a Long Name\\a program that nobody knows.exe");
+  Sweep("file", [&](Trial& trial) -> Answer {
+    std::optional<CkxTargetInfoFile> file;
+    trial.During([&] {
+      file.emplace(path.c_str(), nullptr);
+      return true;
+    });
+    SkxTriggerPolicyShortInfo info;
+    EkxEvaluationOutcome outcome = EkxEvaluationOutcome::NothingPublished;
+    CkxSharedPoliciesData::GetTargetPolicyAction(*file, info, outcome);
+    if (outcome == EkxEvaluationOutcome::NotAnswered) return std::nullopt;
+    return KxText_ToUtf8(file->GetPath());
+  });
+  Sweep("consent", [&](Trial& trial) -> Answer {
+    CkxConsentData consent;
+    consent.path = path.c_str();
+    consent.commandLine = path.c_str();
+    const CkxTargetInfoPtr target(trial.During([&] { return CkxTargetInfo::CreateFromConsentData(consent, 7); }));
+    return target != nullptr ? Answer(KxText_ToUtf8(target->QueryPathProvider()->GetPath())) : std::nullopt;
+  });
+}
+
+}  // namespace

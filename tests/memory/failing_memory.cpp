@@ -1,0 +1,63 @@
+#include "tests/memory/failing_memory.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+struct State {
+  bool armed;
+  bool forGood;
+  size_t failAt;
+  size_t count;
+  long live;
+};
+constinit thread_local State state = {};
+
+bool Fails() {
+  if (!state.armed) return false;
+  const size_t index = state.count++;
+  return index == state.failAt || (state.forGood && index > state.failAt && state.failAt != CkxFailingMemory::kNever);
+}
+
+void* Allocate(size_t bytes) noexcept {
+  if (Fails()) return nullptr;
+  void* const block = std::malloc(bytes == 0 ? 1 : bytes);
+  if (block != nullptr) ++state.live;
+  return block;
+}
+
+void* AllocateOrThrow(size_t bytes) {
+  void* const block = Allocate(bytes);
+  if (block == nullptr) throw std::bad_alloc();
+  return block;
+}
+
+void Free(void* block) noexcept {
+  if (block != nullptr) --state.live;
+  std::free(block);
+}
+
+}  // namespace
+
+CkxFailingMemory::CkxFailingMemory(size_t failAt, bool forGood) {
+  state.failAt = failAt;
+  state.forGood = forGood;
+  state.count = 0;
+}
+
+size_t CkxFailingMemory::Count() { return state.count; }
+long CkxFailingMemory::Live() { return state.live; }
+CkxFailingMemory::Armed::Armed() { state.armed = true; }
+CkxFailingMemory::Armed::~Armed() { state.armed = false; }
+
+void* operator new(size_t bytes) { return AllocateOrThrow(bytes); }
+void* operator new[](size_t bytes) { return AllocateOrThrow(bytes); }
+void* operator new(size_t bytes, const std::nothrow_t&) noexcept { return Allocate(bytes); }
+void* operator new[](size_t bytes, const std::nothrow_t&) noexcept { return Allocate(bytes); }
+void operator delete(void* block) noexcept { Free(block); }
+void operator delete[](void* block) noexcept { Free(block); }
+void operator delete(void* block, size_t) noexcept { Free(block); }
+void operator delete[](void* block, size_t) noexcept { Free(block); }
+void operator delete(void* block, const std::nothrow_t&) noexcept { Free(block); }
+void operator delete[](void* block, const std::nothrow_t&) noexcept { Free(block); }
