@@ -1,12 +1,14 @@
-// Folding beyond ASCII: the simple upper-case mapping of the Unicode data, unit by unit, with nothing left out.
+// Folding beyond ASCII: the simple upper-case mapping of the Unicode data, of those units that lower-casing brings
+// back.
 //
-// Deliberately so, since it is what the data says and leaves no list of exceptions to agree on:
-//   - two lower-case letters fold into ASCII: U+0131 (dotless i) to 'I' and U+017F (long s) to 'S';
-//   - U+00B5 (micro sign) folds to U+039C (capital mu), and so equals U+03BC; U+03C2 (final sigma) equals U+03C3;
-//   - title-case digraphs fold with their lower-case forms: U+01C5 and U+01C6 to U+01C4;
-//   - U+00DF (sharp s) stays, as its upper case is two letters; U+212A (Kelvin sign) stays, as it is upper case
-//   already,
-//     and does not equal 'k';
+// So do file systems. Names that they keep apart must not be one name to a policy, or whoever may make a folder
+// `C:\Program Files` spelled with a dotless i is inside the real one. Of several forms of a letter one has the capital:
+//   - dotless i (U+0131) and long s (U+017F) stay: nothing outside ASCII folds into it, and nothing inside out of it;
+//   - micro sign (U+00B5), final sigma (U+03C2) and Greek letters as symbols stay, apart from the letters;
+//   - title-case digraphs (U+01C5) stay; the lower-case ones (U+01C6) fold to the capitals (U+01C4);
+//   - sharp s (U+00DF) stays, as its upper case is two letters; Kelvin sign (U+212A) and dotted I (U+0130) stay, as
+//   they
+//     are upper case already, and do not equal 'k' and 'i';
 //   - surrogate halves stay: letters beyond U+FFFF are compared as they are.
 #include <array>
 

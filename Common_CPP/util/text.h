@@ -1,7 +1,8 @@
 // Comparing, searching and converting text: the one implementation that policies are judged with on every platform.
 //
 // Letters are compared after simple (one unit to one unit) Unicode upper-casing, without a locale, so that a policy
-// gives the same answer on a Turkish desktop and in CI. Surrogate halves fold to themselves.
+// gives the same answer on a Turkish desktop and in CI; and only where lower-casing brings a unit back, as file systems
+// do it, so that no letter passes for another: nothing outside ASCII folds into it. Surrogate halves fold to themselves.
 #pragma once
 
 #include <optional>
@@ -12,7 +13,7 @@ namespace kx_text_detail {
 WCHAR FoldBeyondAscii(WCHAR unit);
 }
 
-/// The upper-case form of one unit; itself when it has none.
+/// The upper-case form of one unit; itself when it has none, or is not the lower-case form of that.
 inline WCHAR KxText_Fold(WCHAR unit) {
   if (unit >= 0x80) [[unlikely]]
     return kx_text_detail::FoldBeyondAscii(unit);

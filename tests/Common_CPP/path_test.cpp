@@ -31,7 +31,7 @@ TEST(Path, NameExtensionFolderDrive) {
       {"z:", "z:", "", "", 'Z'},
       {"Z", "Z", "", "", 0},
       {"1:\\x", "x", "", "1:\\", 0},
-      {"\u0131:\\x", "x", "", "\u0131:\\", 0},  // folds to a letter, but is no drive
+      {"\u0131:\\x", "x", "", "\u0131:\\", 0},  // looks like a letter, but is no drive
       {"", "", "", "", 0},
   };
   for (const auto& c : kCases) {

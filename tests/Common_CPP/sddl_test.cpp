@@ -150,7 +150,7 @@ TEST(Sddl, PointsAtTheFault) {
       {"unknown letters", KXW("D:(A;;GA;;;QQ)"), Sid, 11},
       {"SID without sub-authorities", KXW("D:(A;;GA;;;S-1-1)"), Sid, 11},
       {"SID with a blank", KXW("D:(A;;GA;;;S-1- 1-0)"), Sid, 11},
-      {"a letter that folds into ASCII", KXW("D:(A;;GA;;;\u017Fy)"), Sid, 11},
+      {"a letter that looks like ASCII", KXW("D:(A;;GA;;;\u017Fy)"), Sid, 11},
       {"guest of a domain", KXW("D:(A;;GA;;;LG)"), DomainSid, 11},
       {"owner of a domain", KXW("O: DA"), DomainSid, 3},
   };

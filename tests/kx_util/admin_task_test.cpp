@@ -209,6 +209,8 @@ TEST_F(AdminTaskTest, Processes) {
       {KXW("C:\\Windows\\System32\\..\\Temp\\mmc.exe"), KXW("mmc services.msc"), {}},
       {KXW("C:\\Users\\Windows\\System32\\mmc.exe"), KXW("mmc services.msc"), {}},
       {KXW("C:\\Windows2\\System32\\mmc.exe"), KXW("mmc services.msc"), {}},
+      {KXW("C:\\W\u0131ndows\\System32\\mmc.exe"), KXW("mmc services.msc"), {}},
+      {mmc, KXW("mmc C:\\Window\u017F\\System32\\services.msc"), {}},
       {KXW("C:\\Windows \\System32\\mmc.exe"), KXW("mmc services.msc"), {}},
       {KXW("\\\\server\\C\\Windows\\System32\\mmc.exe"), KXW("mmc services.msc"), {}},
       {KXW("\\Windows\\System32\\mmc.exe"), KXW("mmc services.msc"), {}},

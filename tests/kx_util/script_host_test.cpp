@@ -289,6 +289,8 @@ TEST(ScriptHost, OnlyTheSystemsOwnInterpreters) {
       {KXW("\\\\server\\Windows\\System32\\cmd.exe"), false},
       {KXW("C:\\Windows\\System32\\..\\..\\Users\\u\\cmd.exe"), false},
       {KXW("C:\\Windows\\System32\\cmd2.exe"), false},
+      {KXW("C:\\W\u0131ndows\\System32\\cmd.exe"), false},
+      {KXW("C:\\Windows\\Sy\u017Ftem32\\cmd.exe"), false},
       {KXW("cmd.exe"), false},
       {KXW(""), false},
       {nullptr, false},
