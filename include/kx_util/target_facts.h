@@ -19,6 +19,7 @@ struct SkxAppPackageFacts {
   KxWString name;
   KxWString version;                    ///< "1.2.3.4"
   std::vector<KxWString> capabilities;  ///< as its manifest declares them
+  bool capabilitiesKnown = true;        ///< false: it may declare any, so that nothing can be said of what it does not
 };
 
 struct SkxFileFacts {

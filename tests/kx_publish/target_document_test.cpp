@@ -101,6 +101,7 @@ TEST(TargetDocument, WhatIsNoMereFileHasFactsOfItsOwn) {
   const CkxTargetInfoFile* const package = process.LinkedOfType(EkxPolicyTarget::AppPackage);
   ASSERT_TRUE(package != nullptr && package->AppPackage() != nullptr) << "known, but nothing of it";
   EXPECT_TRUE(package->AppPackage()->name.empty() && package->AppPackage()->capabilities.empty());
+  EXPECT_TRUE(process.AppPackage()->capabilitiesKnown && !package->AppPackage()->capabilitiesKnown);
 
   const CkxTargetDocument component = CkxTargetDocument::Parse(R"({"kind": "uaccom", "classId": "{D}"})");
   EXPECT_EQ(KxText_ToUtf8(static_cast<const CkxTargetInfoUacCOM&>(component.Target()).ClassId()), "{D}");

@@ -141,6 +141,7 @@ TEST(MatchCmdLineArguments, ComparesArgumentByArgument) {
       {"none and none", KXW(" "), KXW("\"C:\\My App\\app.exe\""), true, true},
       {"no pattern and none", nullptr, KXW("app.exe "), true, true},
       {"no pattern and no line", nullptr, nullptr, true, true},
+      {"none, of a line that is not known", KXW(""), nullptr, false, false},
       {"none and an empty one", KXW(""), KXW("app.exe \"\""), false, false},
       {"two empty ones", KXW("\"\""), KXW("app.exe \"\""), true, true},
       {"the program is no argument", KXW("app.exe /q"), KXW("app.exe /q"), false, false},

@@ -135,6 +135,11 @@ TEST(FileSrcProcess, NothingMatchesThatTheRecordDoesNotHold) {
     EXPECT_EQ(Ending(CkxReadTarget(Exe(1, {{c.property, c.record}})).As(), Remembered()), c.ending);
   }
   EXPECT_EQ(Ending(CkxReadTarget(Exe(1)).As(), SkxFileSrcProcessFacts()), "") << "a target that asks for nothing";
+  SkxFileSrcProcessFacts withoutArguments = Remembered();
+  withoutArguments.arguments.clear();
+  EXPECT_EQ(Ending(CkxReadTarget(Exe(1, {{kArguments, CkxRecordBytes().Set().Obfuscated(u"*").U8(0).U16(4)}})).As(),
+                   withoutArguments),
+            "check arguments: is like * / \"E:\\My Apps\\Get.exe\"");
   EXPECT_FALSE(CkxReadTarget(Exclude(1, u"get.exe")).As().MatchProcess(CkxFileSrcProcess(Remembered())));
 }
 

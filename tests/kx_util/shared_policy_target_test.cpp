@@ -257,6 +257,19 @@ TEST_F(TargetTest, AnExecutableAsksForNothingThatIsNotSet) {
       << "a group that is not there";
 }
 
+TEST_F(TargetTest, ArgumentsThatAreNotKnownMatchNoPattern) {
+  const auto arguments = [](std::u16string_view pattern, uint16_t mode) {
+    return Exe(6, {{kArguments, CkxRecordBytes().Set().Obfuscated(pattern).U8(0).U16(mode)}});
+  };
+  for (const CkxRecordBytes& any : {arguments(u"", 1), arguments(u"*", 4), arguments(u".*", 5)}) {
+    Launch launch;
+    launch.process.commandLine.clear();
+    EXPECT_THAT(Ending(CkxReadTarget(any).As(), *launch.Describe()), testing::EndsWith(" / no command line"));
+    launch.process.commandLine = KXW("app.exe");
+    EXPECT_EQ(Ending(CkxReadTarget(any).As(), *launch.Describe()), "") << "known to have none";
+  }
+}
+
 TEST_F(TargetTest, ThePackageKnowsTheProductVersionOfAnInstallation) {
   CkxExactBytes bytes(CkxRecordBytes().Set().U32(0x30000).U32(0).U32(~0u).U32(~0u).Bytes());
   CkxShBufPropVersionRange fromThree;
@@ -294,8 +307,11 @@ TEST_F(TargetTest, AnAddressMatchesRequestsForAddressesOnly) {
 
   EXPECT_EQ(Ending(vendor.As(), request), "");
   EXPECT_EQ(Ending(CkxReadTarget(Url(7, u"ftp:*")).As(), request), "check url: is like ftp:* / HTTP://vendor/setup");
+  const CkxTargetInfoElevator unknown(2, KXW(""), nullptr);
+  EXPECT_EQ(Ending(CkxReadTarget(Url(7, u"*")).As(), unknown), "check url: is like * / no address");
   for (const CkxReadTarget* all : {&any, &unset}) {
     EXPECT_EQ(Ending(all->As(), request), "");
+    EXPECT_EQ(Ending(all->As(), unknown), "");
     EXPECT_THAT(Ending(all->As(), otherKind), testing::StartsWith("check kind"));
     EXPECT_THAT(Ending(all->As(), *Program(KXW("C:\\http.exe"))), testing::StartsWith("check kind"));
   }

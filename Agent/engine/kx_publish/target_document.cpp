@@ -121,6 +121,7 @@ std::optional<SkxAppPackageFacts> AppPackageOf(CkxJsonObject& object) {
   SkxAppPackageFacts package;
   fields.Optional("name", package.name);
   fields.Optional("version", package.version);
+  package.capabilitiesKnown = fields.Find("capabilities") != nullptr;
   ForEachElement(fields, "capabilities", [&](const json& capability, const std::string& pointer) {
     package.capabilities.push_back(KxJson_As<KxWString>(capability, pointer));
   });

@@ -26,7 +26,9 @@ bool CkxShBufPropStr::Match(CkxTextView value) const {
 }
 
 bool CkxShBufPropArguments::Match(CkxTextView commandLine, CkxTextView programPath) const {
-  return !Initialized() ||
+  if (!Initialized()) return true;
+  // A command line holds the program at least: an empty one is not known, and so are the arguments.
+  return !commandLine.IsEmpty() &&
          KxUtil_MatchCmdLineArguments(Pattern(), commandLine, programPath, CaseSensitive(), CompareAs());
 }
 

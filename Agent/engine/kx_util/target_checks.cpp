@@ -44,9 +44,9 @@ void AppendSigner(CkxUtilStr& text, const IkxPublisherProvider& file) {
 }
 
 template <class Process>
-bool CheckArguments(const CkxShBufPropArguments& arguments, const Process& process) {
-  return Check("arguments", arguments,
-               !arguments.Initialized() || arguments.Match(process.CommandLine(), process.GetPath()),
+bool CheckArguments(const CkxShBufPropArguments& arguments, const Process& process, bool areKnown) {
+  const auto match = [&] { return areKnown && arguments.Match(process.CommandLine(), process.GetPath()); };
+  return Check("arguments", arguments, !arguments.Initialized() || match(),
                [&](CkxUtilStr& text) { text.Append(Or(process.CommandLine(), KXW("no command line"))); });
 }
 
@@ -96,11 +96,11 @@ bool KxCheck_Kind(bool matched, const WCHAR* expected, const CkxTargetInfo& targ
 }
 
 bool KxCheck_Arguments(const CkxShBufPropArguments& arguments, const CkxTargetInfoProcess& process) {
-  return CheckArguments(arguments, process);
+  return CheckArguments(arguments, process, true);
 }
 
 bool KxCheck_Arguments(const CkxShBufPropArguments& arguments, const CkxFileSrcProcess& process) {
-  return CheckArguments(arguments, process);
+  return CheckArguments(arguments, process, !process.Facts().arguments.empty());
 }
 
 bool KxCheck_FileName(const CkxShBufPropFileName& fileName, const IkxPathProvider& file) {
@@ -176,7 +176,7 @@ bool KxCheck_ParentProcess(const CkxShBufPropParentProcess& parent, const CkxTar
 }
 
 bool KxCheck_Url(const CkxShBufPropStr& url, CkxTextView requested) {
-  return Check("url", url, url.Pattern().IsEmpty() || url.Match(requested),
+  return Check("url", url, url.Pattern().IsEmpty() || (!requested.IsEmpty() && url.Match(requested)),
                [&](CkxUtilStr& text) { text.Append(Or(requested, KXW("no address"))); });
 }
 
@@ -207,11 +207,13 @@ bool KxCheck_Capabilities(const CkxShBufPropCapabilities& capabilities, const Sk
     return std::any_of(package.capabilities.begin(), package.capabilities.end(), same);
   };
   const auto asExpected = [&](const CkxPropNode<CkxShBufPropCapability>& node) {
-    return !node.prop.Initialized() || declares(node.prop.Name()) == node.prop.Flag();
+    if (!node.prop.Initialized()) return true;
+    return package.capabilitiesKnown && declares(node.prop.Name()) == node.prop.Flag();
   };
   bool matched = true;
   for (const CkxPropNode<CkxShBufPropCapability>& node : capabilities.Elements()) matched = matched && asExpected(node);
   return Check("capabilities", capabilities, matched, [&](CkxUtilStr& text) {
+    if (!package.capabilitiesKnown) return text.Append(KXW("unknown"));
     const WCHAR* separator = KXW("");
     for (const KxWString& declared : package.capabilities) {
       KxText_AppendFormat(text, KXW("%s%s"), separator, declared);
