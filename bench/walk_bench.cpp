@@ -1,40 +1,12 @@
 // What a walked policy costs: reading its header, making it in place with its one target, asking it, and letting it go.
-// The measure is a plain sequential read of the same section's bytes in the same run, so that figures of different
-// machines can be compared.
+// The measure is a plain sequential read of the same section's bytes in the same run.
 #include <benchmark/benchmark.h>
 #include <kx_util/shared_policies_data.h>
 
-#include <chrono>
-
-#include "Common_CPP/util/byte_cursor.h"
 #include "bench/bench_policies.h"
+#include "bench/plain_read.h"
 
 namespace {
-
-/// Reads every byte once, eight at a time.
-uint64_t PlainRead(std::span<const unsigned char> bytes) {
-  uint64_t sum = 0;
-  size_t at = 0;
-  for (; at + sizeof(uint64_t) <= bytes.size(); at += sizeof(uint64_t))
-    sum += KxBytes_Load<uint64_t>(bytes.data() + at);
-  for (; at < bytes.size(); ++at) sum += bytes[at];
-  return sum;
-}
-
-double NanosecondsOf(const std::function<void()>& work) {
-  const auto start = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count();
-}
-
-/// The fastest of many reads: the reference is to be the machine's best.
-double PlainReadNanoseconds(std::span<const unsigned char> bytes) {
-  double best = 1e300;
-  for (int i = 0; i < 200; ++i) {
-    best = std::min(best, NanosecondsOf([&] { benchmark::DoNotOptimize(PlainRead(bytes)); }));
-  }
-  return best;
-}
 
 void WalkWithoutMatch(benchmark::State& state, SkxTargetModel (*target)(uint32_t)) {
   const auto policies = static_cast<uint32_t>(state.range(0));
@@ -44,11 +16,11 @@ void WalkWithoutMatch(benchmark::State& state, SkxTargetModel (*target)(uint32_t
   double best = 1e300;
   for (auto _ : state) {
     const auto target_ = bench.UnmatchedTarget();
-    best = std::min(best, NanosecondsOf([&] {
+    best = std::min(best, KxBench_NanosecondsOf([&] {
                       if (CkxSharedPoliciesData::GetTargetPolicyAction(*target_, info)) state.SkipWithError("matched");
                     }));
   }
-  const double plain = PlainReadNanoseconds(bench.PolicySection());
+  const double plain = KxBench_PlainReadNanoseconds(bench.PolicySection());
   state.counters["ns/policy"] = best / policies;
   state.counters["plain ns/policy"] = plain / policies;
   state.counters["ratio"] = best / plain;

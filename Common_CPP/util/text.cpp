@@ -1,93 +1,8 @@
-// Comparing and searching run through records for every policy, so they go four units at a time: one 8-byte load, and
-// for ASCII (nearly all that policies and paths hold) the folding of all four at once. Anything else goes unit by unit.
 #include "Common_CPP/util/text.h"
 
-#include <bit>
-
-#include "Common_CPP/util/byte_cursor.h"
+#include "Common_CPP/util/text_search.h"
 
 namespace {
-
-constexpr size_t kFour = 4;
-constexpr uint64_t kEach = 0x0001'0001'0001'0001;  // times a unit: that unit in all four places
-
-WCHAR UnitAt(const unsigned char* text, size_t index) { return KxBytes_Load<WCHAR>(text + index * sizeof(WCHAR)); }
-uint64_t FourAt(const unsigned char* text, size_t index) {
-  return KxBytes_Load<uint64_t>(text + index * sizeof(WCHAR));
-}
-
-/// Index of the first of four units that is 0; `kFour` when none is. A borrow disturbs only places after the first 0.
-size_t FirstZero(uint64_t four) {
-  const uint64_t marks = (four - kEach) & ~four & (kEach * 0x8000);
-  return static_cast<size_t>(std::countr_zero(marks)) / 16;  // of no marks: 64
-}
-
-/// How units are compared: as they are, or folded. `Four` may be used where `IsPlain` allows it.
-struct Exact {
-  static WCHAR One(WCHAR unit) { return unit; }
-  static bool IsPlain(uint64_t) { return true; }
-  static uint64_t Four(uint64_t four) { return four; }
-};
-
-struct Folded {
-  static WCHAR One(WCHAR unit) { return KxText_Fold(unit); }
-  static bool IsPlain(uint64_t four) { return (four & (kEach * 0xFF80)) == 0; }
-  static uint64_t Four(uint64_t ascii) {
-    const uint64_t atLeastA = ascii + kEach * (0x80 - 'a');
-    const uint64_t beyondZ = ascii + kEach * (0x80 - 'z' - 1);
-    const uint64_t lower = atLeastA & ~beyondZ & (kEach * 0x80);
-    return ascii - (lower >> 2);  // 0x80 becomes the 0x20 between the cases
-  }
-};
-
-template <class Case>
-bool Same(const unsigned char* a, const unsigned char* b, size_t count) {
-  for (size_t at = 0; at < count;) {
-    if (count - at >= kFour) {
-      const uint64_t fourA = FourAt(a, at);
-      const uint64_t fourB = FourAt(b, at);
-      const bool same = fourA == fourB;
-      if (same || Case::IsPlain(fourA | fourB)) {
-        if (!same && Case::Four(fourA) != Case::Four(fourB)) return false;
-        at += kFour;
-        continue;
-      }
-    }
-    if (Case::One(UnitAt(a, at)) != Case::One(UnitAt(b, at))) return false;
-    ++at;
-  }
-  return true;
-}
-
-/// Position in [from, end) of the first unit that is `wanted` after `Case::One`.
-template <class Case>
-size_t FindUnit(const unsigned char* text, size_t from, size_t end, WCHAR wanted) {
-  while (from < end) {
-    if (end - from >= kFour) {
-      const uint64_t four = FourAt(text, from);
-      if (Case::IsPlain(four)) {
-        const size_t at = FirstZero(Case::Four(four) ^ (kEach * wanted));
-        if (at != kFour) return from + at;
-        from += kFour;
-        continue;
-      }
-    }
-    if (Case::One(UnitAt(text, from)) == wanted) return from;
-    ++from;
-  }
-  return CkxTextView::npos;
-}
-
-template <class Case>
-size_t Find(CkxTextView text, CkxTextView part) {
-  const size_t end = text.Size() - part.Size() + 1;  // of the positions at which `part` can begin
-  const WCHAR first = Case::One(part.Front());
-  for (size_t at = 0;; ++at) {
-    at = FindUnit<Case>(text.Bytes(), at, end, first);
-    if (at == CkxTextView::npos) return at;
-    if (Same<Case>(text.Bytes() + at * sizeof(WCHAR), part.Bytes(), part.Size())) return at;
-  }
-}
 
 bool IsSurrogate(uint32_t point) { return point >= 0xD800 && point <= 0xDFFF; }
 bool IsHighSurrogate(uint32_t point) { return point >= 0xD800 && point <= 0xDBFF; }
@@ -147,15 +62,17 @@ bool KxText_StartsWith(CkxTextView text, CkxTextView prefix, bool caseSensitive)
   if (prefix.IsEmpty()) return true;
   if (text.Size() < prefix.Size()) return false;
   if (caseSensitive) return std::memcmp(text.Bytes(), prefix.Bytes(), prefix.Size() * sizeof(WCHAR)) == 0;
-  return Same<Folded>(text.Bytes(), prefix.Bytes(), prefix.Size());
+  return KxUnits_CountSame<SkxFoldedUnits>(text.Bytes(), prefix.Bytes(), prefix.Size()) == prefix.Size();
 }
 
 size_t KxText_Find(CkxTextView text, CkxTextView part, bool caseSensitive) {
-  if (part.IsEmpty() || part.Size() > text.Size()) return CkxTextView::npos;
-  return caseSensitive ? Find<Exact>(text, part) : Find<Folded>(text, part);
+  if (part.IsEmpty()) return CkxTextView::npos;
+  return caseSensitive ? KxUnits_Find<SkxExactUnits>(text, part) : KxUnits_Find<SkxFoldedUnits>(text, part);
 }
 
-size_t KxText_FindUnit(CkxTextView text, WCHAR unit) { return FindUnit<Exact>(text.Bytes(), 0, text.Size(), unit); }
+size_t KxText_FindUnit(CkxTextView text, WCHAR unit) {
+  return KxUnits_FindUnit<SkxExactUnits>(text.Bytes(), 0, text.Size(), unit);
+}
 
 size_t KxText_FindLastUnit(CkxTextView text, WCHAR unit) {
   for (size_t at = text.Size(); at != 0; --at) {

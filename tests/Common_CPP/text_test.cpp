@@ -153,6 +153,27 @@ TEST(Text, AgreesWithTheSlowWayOnRandomTexts) {
   }
 }
 
+/// Long enough, and with enough of itself in itself, that a search which tries position after position gives that up.
+TEST(Text, FindsInTextsThatRepeatThemselves) {
+  std::mt19937 random(20240612);
+  const auto pick = [&random](size_t below) { return random() % below; };
+  for (size_t round = 0; round < 3000; ++round) {
+    const WCHAR kinds[] = {'a', 'A', static_cast<WCHAR>(round % 2 == 0 ? 'b' : 0xE9), 0xC9};
+    KxWString word;
+    for (size_t left = 1 + pick(7); left != 0; --left) word += kinds[pick(1 + round % 4)];
+    KxWString text;
+    while (text.size() < 900) text += word;
+    for (size_t left = pick(4); left != 0; --left) text[pick(text.size())] = kinds[pick(4)];
+    KxWString part = text.substr(pick(300), 100 + pick(300));
+    if (pick(2) == 0) part[pick(part.size())] = kinds[pick(4)];
+    for (const bool caseSensitive : {false, true}) {
+      ASSERT_EQ(KxText_Find(OddText(text).Counted(), OddText(part).Counted(), caseSensitive),
+                SlowFind(text, part, caseSensitive))
+          << KxText_ToUtf8(part) << " in " << KxText_ToUtf8(text);
+    }
+  }
+}
+
 TEST(Text, WhatHasNoUnitsAndWhatHasANulInside) {
   EXPECT_TRUE(KxText_Equals(CkxTextView(), KXW(""), false));
   EXPECT_TRUE(KxText_Equals(KXW(""), CkxTextView(), true));

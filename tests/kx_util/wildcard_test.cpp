@@ -2,22 +2,41 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <vector>
 
-#include "Common_CPP/util/text.h"
+#include "Agent/engine/kx_util/evaluation_fault.h"
+#include "Agent/engine/kx_util/path_unit.h"
 
 namespace {
 
-/// What a pattern means, said as plainly as it can be: a reference that needs exponential time.
-bool Means(KxWStringView pattern, KxWStringView subject, bool caseSensitive) {
-  if (pattern.empty()) return subject.empty();
-  if (pattern[0] == KXW('*')) {
-    return Means(pattern.substr(1), subject, caseSensitive) ||
-           (!subject.empty() && Means(pattern, subject.substr(1), caseSensitive));
+/// What a pattern means, said as plainly as it can be: for each two ends of pattern and subject whether they match.
+bool Means(KxWStringView pattern, KxWStringView subject, bool (*same)(WCHAR, WCHAR)) {
+  std::vector<std::vector<bool>> match(pattern.size() + 1, std::vector<bool>(subject.size() + 1));
+  for (size_t p = pattern.size() + 1; p-- > 0;) {
+    for (size_t s = subject.size() + 1; s-- > 0;) {
+      if (p == pattern.size()) {
+        match[p][s] = s == subject.size();
+      } else if (pattern[p] == KXW('*')) {
+        match[p][s] = match[p + 1][s] || (s != subject.size() && match[p][s + 1]);
+      } else {
+        match[p][s] =
+            s != subject.size() && (pattern[p] == KXW('?') || same(pattern[p], subject[s])) && match[p + 1][s + 1];
+      }
+    }
   }
-  if (subject.empty()) return false;
-  const bool fits = pattern[0] == KXW('?') || KxText_Equals(pattern.substr(0, 1), subject.substr(0, 1), caseSensitive);
-  return fits && Means(pattern.substr(1), subject.substr(1), caseSensitive);
+  return match[0][0];
+}
+
+bool AreExact(WCHAR a, WCHAR b) { return a == b; }
+bool AreFolded(WCHAR a, WCHAR b) { return KxText_Fold(a) == KxText_Fold(b); }
+
+/// By all three ways of comparing units.
+void ExpectMeaning(const KxWString& pattern, const KxWString& subject) {
+  SCOPED_TRACE(KxText_ToUtf8(pattern) + " against " + KxText_ToUtf8(subject));
+  ASSERT_EQ(KxWildcard_Matches(pattern, subject, true), Means(pattern, subject, AreExact));
+  ASSERT_EQ(KxWildcard_Matches(pattern, subject, false), Means(pattern, subject, AreFolded));
+  ASSERT_EQ(KxWildcard_MatchesPath(pattern, subject), Means(pattern, subject, KxPathUnit_AreSame));
 }
 
 /// Every text of at most `length` units of `alphabet`.
@@ -35,21 +54,52 @@ std::vector<KxWString> AllTexts(KxWStringView alphabet, size_t length) {
 TEST(Wildcard, IsWhatItsDefinitionSaysForEverySmallPatternAndSubject) {
   const std::vector<KxWString> subjects = AllTexts(KXW("aAb*"), 4);
   for (const KxWString& pattern : AllTexts(KXW("aB*?"), 5)) {
-    for (const KxWString& subject : subjects) {
-      for (const bool caseSensitive : {false, true}) {
-        ASSERT_EQ(KxWildcard_Matches(pattern, subject, caseSensitive), Means(pattern, subject, caseSensitive))
-            << KxText_ToUtf8(pattern) << " against " << KxText_ToUtf8(subject) << ", case " << caseSensitive;
-      }
-    }
+    for (const KxWString& subject : subjects) ExpectMeaning(pattern, subject);
+    if (HasFatalFailure()) return;
   }
 }
 
-TEST(Wildcard, TakesNoMoreThanTheProductOfTheLengths) {
+TEST(Wildcard, IsWhatItsDefinitionSaysForPiecesThatOverlapAndRepeat) {
+  constexpr WCHAR kUnits[] = {'a', 'A', '/', '\\', 0xE4, 0xC4, 'b', 'B'};
+  std::mt19937 random(20240613);
+  const auto pick = [&random](size_t below) { return random() % below; };
+  for (int round = 0; round < 4000 && !HasFatalFailure(); ++round) {
+    const size_t kinds = 1 + pick(std::size(kUnits));
+    KxWString subject;
+    for (size_t left = pick(40); left != 0; --left) subject += kUnits[pick(kinds)];
+    KxWString pattern = pick(2) == 0 ? KXW("*") : KXW("");
+    for (size_t pieces = pick(5); pieces != 0; --pieces) {
+      KxWString piece = subject.substr(pick(subject.size() + 1), pick(9));
+      for (WCHAR& unit : piece) {
+        if (pick(6) == 0) unit = pick(2) == 0 ? KXW('?') : kUnits[pick(kinds)];
+      }
+      pattern += piece;
+      if (pick(4) != 0) pattern += KXW('*');
+    }
+    ExpectMeaning(pattern, subject);
+  }
+}
+
+/// A match that nobody counts takes no more than the product of the lengths; one of an evaluation what that may cost.
+TEST(Wildcard, TakesNoMoreThanTheEvaluationMay) {
   KxWString pattern;
   for (int i = 0; i < 200; ++i) pattern += KXW("*a?");
   const KxWString subject(20'000, KXW('a'));
   EXPECT_TRUE(KxWildcard_Matches(pattern, subject, true));
   EXPECT_FALSE(KxWildcard_Matches(pattern + KXW("b"), subject, true));  // exponential for a naive matcher
+
+  KxWString plain(10'000, KXW('a'));
+  KxWString withAnyUnits = plain;
+  withAnyUnits[1] = KXW('?');
+  const uint64_t before = KxUtil_WorkLimit();
+  KxUtil_SetWorkLimit(1'000'000);
+  for (const auto& [piece, fault] :
+       {std::pair(plain, EkxEvaluationFault::None), {withAnyUnits, EkxEvaluationFault::WorkLimit}}) {
+    const CkxEntryScope evaluation;
+    EXPECT_FALSE(KxWildcard_Matches(KXW("*") + piece + KXW("b*"), subject, false));
+    EXPECT_EQ(KxFault_Current(), fault);
+  }
+  KxUtil_SetWorkLimit(before);
 }
 
 TEST(Wildcard, FoldsBeyondAsciiAndReadsAtOddAddresses) {

@@ -3,8 +3,9 @@
 //
 //   KxWildcard_Matches(KXW("*.exe"), name, false)
 //
-// A unit is a UTF-16 unit: a character beyond the basic plane takes two "?". Nothing is allocated, and the time is at
-// worst the product of both lengths.
+// A unit is a UTF-16 unit: a character beyond the basic plane takes two "?". The time is in proportion to both lengths
+// together, but for the pieces between asterisks that have a "?" themselves: these may take the product, which is spent
+// from what the evaluation may cost. No match when that is used up, with the fault noted.
 #pragma once
 
 #include "Common_CPP/util/text_view.h"
