@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <kx_util/kx_util.h>
+#include <kx_util/shared_buffer.h>
 
 #include "tests/support/recorded_facts.h"
 #include "tests/support/trace_capture.h"
@@ -85,6 +86,33 @@ TEST_F(Location, TypesAreEqualWithoutCaseAndNullToNullOnly) {
   EXPECT_TRUE(KxUtil_IsEqualLocationType({}, {}));
   EXPECT_FALSE(KxUtil_IsEqualLocationType({}, KXW("")));
   EXPECT_FALSE(KxUtil_IsEqualLocationType(KXW(""), {}));
+}
+
+struct CountingMachine : CkxRecordedMachine {
+  EkxDriveType DriveType(WCHAR letter) const override {
+    ++questions;
+    return CkxRecordedMachine::DriveType(letter);
+  }
+  mutable size_t questions = 0;
+};
+
+TEST_F(Location, TheMachineIsAskedOnceHoweverLongTheListIs) {
+  const CountingMachine machine;
+  const CkxMachineFactsScope scope(machine);
+  KxWString types;
+  for (int i = 0; i < 1000; ++i) types += KXW("CDROM,");
+  EXPECT_FALSE(KxUtil_MatchFileLocationTypes(CkxSimplePathProvider(KXW("C:\\a")), types.c_str()));
+  EXPECT_EQ(machine.questions, 1u);
+}
+
+size_t wipedBytes = 0;
+void CountWiped(const unsigned char*, size_t count) { wipedBytes += count; }
+
+TEST_F(Location, APatternThatIsWrittenAnewIsWiped) {
+  const KxWipeHook before = KxUtil_SetWipeHook(CountWiped);
+  EXPECT_TRUE(Matches(KXW("D:\\setup\\a.exe"), KXW("CDROM"), KXW("CDROM:\\setup")));
+  KxUtil_SetWipeHook(before);
+  EXPECT_EQ(wipedBytes, KxWStringView(KXW("D:\\setup")).size() * sizeof(WCHAR));
 }
 
 TEST_F(Location, TypesOfAList) {

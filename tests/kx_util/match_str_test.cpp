@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <kx_util/kx_util.h>
+#include <kx_util/shared_buffer.h>
 
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "tests/support/trace_capture.h"
 
 namespace {
@@ -101,6 +103,35 @@ TEST(MatchStr, ValidatesExpressionsInSilence) {
   EXPECT_FALSE(KxUtil_IsValidRegExp(KXW("a{b"), true));
   EXPECT_FALSE(KxUtil_IsValidRegExp({}, true));
   EXPECT_THAT(trace.Texts(), IsEmpty());
+}
+
+TEST(MatchStr, LongTextsAreSpentFromWhatTheEvaluationMayCost) {
+  const KxWString text(5000, KXW('a'));
+  const uint64_t before = KxUtil_WorkLimit();
+  for (const EkxStrCompareAs mode : {StrEquals, StrStartsWith, StrContains, StrWildcard, StrRegExp}) {
+    for (const uint64_t limit : {before, uint64_t{1000}}) {
+      KxUtil_SetWorkLimit(limit);
+      const CkxEntryScope evaluation;
+      EXPECT_EQ(KxUtil_MatchStr(text, text, true, mode), limit == before) << static_cast<int>(mode);
+      EXPECT_EQ(KxFault_Current(), limit == before ? EkxEvaluationFault::None : EkxEvaluationFault::WorkLimit);
+    }
+  }
+  KxUtil_SetWorkLimit(before);
+}
+
+size_t wipedBytes = 0;
+bool allWereWiped = true;
+void CountWiped(const unsigned char* bytes, size_t count) {
+  wipedBytes += count;
+  allWereWiped = allWereWiped && std::all_of(bytes, bytes + count, [](unsigned char byte) { return byte == 0; });
+}
+
+TEST(MatchStr, WipesWhatAnExpressionWasCompiledTo) {
+  const KxWipeHook before = KxUtil_SetWipeHook(CountWiped);
+  EXPECT_TRUE(KxUtil_MatchStr(KXW("secret[0-9]+"), KXW("secret1"), false, StrRegExp));
+  KxUtil_SetWipeHook(before);
+  EXPECT_TRUE(allWereWiped);
+  EXPECT_GT(wipedBytes, 2 * 7 * sizeof(WCHAR)) << "each unit, as parsed and as compiled";
 }
 
 TEST(MatchBitmask, AnswersByMode) {

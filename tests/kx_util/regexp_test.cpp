@@ -4,6 +4,7 @@
 
 #include <chrono>
 
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "tests/kx_util/regexp_test_tree.h"
 #include "tests/support/trace_capture.h"
 
@@ -255,11 +256,14 @@ TEST(RegExp, Limits) {
   }
 
   CkxTraceCapture errors;
+  const CkxEntryScope evaluation;
   CkxRegExp any;
   ASSERT_TRUE(any.Parse(KXW("a*"), true).IsOk());
   EXPECT_TRUE(any.MatchWhole(KxWString(kxRegExpMaxSubject, KXW('a'))));
   EXPECT_EQ(errors.Lines().size(), 0u);
+  EXPECT_EQ(KxFault_Current(), EkxEvaluationFault::None);
   EXPECT_FALSE(any.MatchWhole(KxWString(kxRegExpMaxSubject + 1, KXW('a'))));
+  EXPECT_EQ(KxFault_Current(), EkxEvaluationFault::WorkLimit) << "no answer, rather than no match";
   EXPECT_EQ(errors.Lines().size(), 1u);
   CkxRegExp large;
   ASSERT_TRUE(large.Parse(Wide(Repeated("a?", 4000)), true).IsOk());
@@ -271,10 +275,12 @@ TEST(RegExp, BackReferencesAreBounded) {
   const KxWString subject(2000, KXW('a'));
   for (const WCHAR* pattern : {KXW("{a+}(a+)+\\0b"), KXW("{a}(a|aa)+!(\\0b)c"), KXW("!({a+}(a+)+\\0b)a")}) {
     CkxTraceCapture errors;
+    const CkxEntryScope evaluation;
     CkxRegExp expression;
     ASSERT_TRUE(expression.Parse(pattern, true).IsOk());
     EXPECT_FALSE(expression.MatchWhole(subject));
     EXPECT_EQ(errors.Lines().size(), 1u);
+    EXPECT_EQ(KxFault_Current(), EkxEvaluationFault::WorkLimit);
   }
   // Units compared with a group count as well as instructions do: else a few instructions could compare for minutes.
   const KxWString twice = KxWString(20'000, KXW('a')) + KXW("b") + KxWString(20'000, KXW('a')) + KXW("d");
@@ -285,6 +291,25 @@ TEST(RegExp, BackReferencesAreBounded) {
     EXPECT_EQ(expression.MatchWhole(twice), comparisons == 10);
     EXPECT_EQ(errors.Lines().size(), comparisons == 10 ? 0u : 1u);
   }
+}
+
+TEST(RegExp, MatchingIsSpentFromWhatTheEvaluationMayCost) {
+  const uint64_t before = KxUtil_WorkLimit();
+  KxUtil_SetWorkLimit(200'000);
+  const KxWString subject(20'000, KXW('a'));
+  for (const WCHAR* pattern : {KXW("(a|aa)+b"), KXW("a*!(a*b)"), KXW("{a}(\\0)+b")}) {
+    CkxRegExp expression;
+    ASSERT_TRUE(expression.Parse(pattern, true).IsOk());
+    const CkxEntryScope evaluation;
+    EkxEvaluationFault fault = EkxEvaluationFault::None;
+    for (int match = 0; match < 10 && fault == EkxEvaluationFault::None; ++match) {
+      expression.MatchWhole(subject);
+      fault = KxFault_Current();
+    }
+    EXPECT_EQ(fault, EkxEvaluationFault::WorkLimit) << KxText_ToUtf8(pattern);
+    EXPECT_FALSE(expression.MatchWhole(subject));
+  }
+  KxUtil_SetWorkLimit(before);
 }
 
 /// These take years by backtracking, and milliseconds when time is proportional to the subject; the bound is what is

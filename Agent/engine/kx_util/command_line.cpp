@@ -1,6 +1,7 @@
 #include "Agent/engine/kx_util/command_line.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "Agent/engine/kx_util/path_unit.h"
 
@@ -79,40 +80,52 @@ SkxCommandLine KxCommandLine_TakeApart(CkxTextView commandLine, CkxTextView prog
 
 bool CkxArgumentReader::Next(KxWString& argument) {
   argument.clear();
-  while (_at < _text.Size() && IsBlank(_text[_at])) ++_at;
-  if (_at == _text.Size()) return false;
-
-  bool isQuoted = false;
-  while (_at < _text.Size() && (isQuoted || !IsBlank(_text[_at]))) {
-    const WCHAR unit = _text[_at];
-    if (unit == KXW('\\')) {
-      ReadBackslashes(argument);
-      continue;
-    }
-    ++_at;
-    if (unit != KXW('"')) {
-      argument += unit;
-      continue;
-    }
-    if (isQuoted && _at < _text.Size() && _text[_at] == KXW('"')) {
-      argument += KXW('"');
-      ++_at;
-    }
-    isQuoted = !isQuoted;
-  }
+  if (!Begin()) return false;
+  for (WCHAR unit = 0; NextUnit(unit);) argument += unit;
   return true;
 }
 
+bool CkxArgumentReader::Begin() {
+  _isQuoted = false;
+  while (_at < _text.Size() && IsBlank(_text[_at])) ++_at;
+  return _at != _text.Size();
+}
+
+bool CkxArgumentReader::NextUnit(WCHAR& unit) {
+  for (;;) {
+    if (_backslashesPending != 0) {
+      --_backslashesPending;
+      unit = KXW('\\');
+      return true;
+    }
+    if (std::exchange(_quotePending, false)) {
+      unit = KXW('"');
+      return true;
+    }
+    if (_at == _text.Size() || (!_isQuoted && IsBlank(_text[_at]))) return false;
+    unit = _text[_at];
+    if (unit == KXW('\\')) {
+      ReadBackslashes();
+      continue;
+    }
+    ++_at;
+    if (unit != KXW('"')) return true;
+    if (_isQuoted && _at < _text.Size() && _text[_at] == KXW('"')) {
+      _quotePending = true;
+      ++_at;
+    }
+    _isQuoted = !_isQuoted;
+  }
+}
+
 /// A run of backslashes, and the quote behind it when they make that literal.
-void CkxArgumentReader::ReadBackslashes(KxWString& argument) {
+void CkxArgumentReader::ReadBackslashes() {
   size_t count = 0;
   for (; _at < _text.Size() && _text[_at] == KXW('\\'); ++_at) ++count;
   const bool isBeforeQuote = _at < _text.Size() && _text[_at] == KXW('"');
-  argument.append(isBeforeQuote ? count / 2 : count, KXW('\\'));
-  if (isBeforeQuote && count % 2 != 0) {
-    argument += KXW('"');
-    ++_at;
-  }
+  _backslashesPending = isBeforeQuote ? count / 2 : count;
+  _quotePending = isBeforeQuote && count % 2 != 0;
+  if (_quotePending) ++_at;
 }
 
 std::vector<KxWString> KxCommandLine_Split(CkxTextView commandLine) {

@@ -45,14 +45,22 @@ class CkxArgumentReader {
   /// The next argument, its quotes and escapes resolved; false at the end.
   bool Next(KxWString& argument);
 
+  /// The same without a copy: goes to the beginning of the next argument, then to unit after unit of it; false at the
+  /// end of the text, and of the argument.
+  bool Begin();
+  bool NextUnit(WCHAR& unit);
+
   /// What has not been read yet.
   CkxTextView Rest() const { return _text.Part(_at); }
 
  private:
-  void ReadBackslashes(KxWString& argument);
+  void ReadBackslashes();
 
   CkxTextView _text;
   size_t _at = 0;
+  bool _isQuoted = false;
+  bool _quotePending = false;  // a literal one, behind the backslashes
+  size_t _backslashesPending = 0;
 };
 
 /// All arguments, the program first. A line without a unit has none (the system would name the running program).

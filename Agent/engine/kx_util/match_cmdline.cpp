@@ -1,20 +1,33 @@
 #include <kx_util/kx_util.h>
 
 #include "Agent/engine/kx_util/command_line.h"
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Common_CPP/util/text.h"
 
 namespace {
 
+/// One argument of each, to its end.
+bool IsSameArgument(CkxArgumentReader& expected, CkxArgumentReader& actual, bool caseSensitive) {
+  for (;;) {
+    WCHAR a = 0;
+    WCHAR b = 0;
+    const bool more = expected.NextUnit(a);
+    if (more != actual.NextUnit(b)) return false;
+    if (!more) return true;
+    if (a != b && (caseSensitive || KxText_Fold(a) != KxText_Fold(b))) return false;
+  }
+}
+
+/// Compared as they are read: the pattern is not to be copied.
 bool AreSameArguments(CkxTextView expected, CkxTextView actual, bool caseSensitive) {
+  if (!KxWork_Spend(expected.Size() + actual.Size())) return false;
   CkxArgumentReader expectedReader(KxText_Trim(expected));
   CkxArgumentReader actualReader(KxText_Trim(actual));
-  KxWString a;
-  KxWString b;
   for (;;) {
-    const bool more = expectedReader.Next(a);
-    if (more != actualReader.Next(b)) return false;
+    const bool more = expectedReader.Begin();
+    if (more != actualReader.Begin()) return false;
     if (!more) return true;
-    if (!KxText_Equals(a, b, caseSensitive)) return false;
+    if (!IsSameArgument(expectedReader, actualReader, caseSensitive)) return false;
   }
 }
 

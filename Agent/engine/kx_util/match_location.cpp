@@ -1,6 +1,7 @@
 #include <kx_util/kx_util.h>
 
 #include "Agent/engine/kx_util/wildcard.h"
+#include "Agent/engine/kx_util/wipe.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/file/machine_facts.h"
 #include "Common_CPP/file/path.h"
@@ -52,11 +53,15 @@ std::optional<KxWString> UncForm(void* token, CkxTextView path) {
 }
 
 /// A pattern that begins with "CDROM:" with the target's drive in its place; nothing unless that drive is optical.
-std::optional<KxWString> OnOpticalDrive(void* token, CkxTextView path, CkxTextView pattern) {
+std::optional<KxWipedVector<WCHAR>> OnOpticalDrive(void* token, CkxTextView path, CkxTextView pattern) {
   if (!KxText_StartsWith(pattern, kOpticalDrive, false)) return std::nullopt;
   if (DriveTypeOf(token, path) != EkxDriveType::Cdrom) return std::nullopt;
-  const size_t behindColon = CkxTextView(kOpticalDrive).Size();
-  return KxWString{KxPath_DriveLetter(path), KXW(':')} + pattern.Part(behindColon).ToString();
+  const CkxTextView behindColon = pattern.Part(CkxTextView(kOpticalDrive).Size());
+  KxWipedVector<WCHAR> onDrive(2 + behindColon.Size());
+  onDrive[0] = KxPath_DriveLetter(path);
+  onDrive[1] = KXW(':');
+  std::memcpy(onDrive.data() + 2, behindColon.Bytes(), behindColon.Size() * sizeof(WCHAR));
+  return onDrive;
 }
 
 bool MatchesWildcards(CkxTextView path, CkxTextView pattern) {
@@ -133,8 +138,12 @@ bool KxUtil_MatchFileLocationTypes(const IkxPathProvider& provider, CkxTextView 
     return false;
   }
   if (typeList.IsEmpty() || IsAny(typeList)) return true;
-  return KxText_AnyField(typeList, KXW(','),
-                         [&](CkxTextView type) { return KxUtil_MatchFileLocationType(provider, type); });
+  const WCHAR* actual = nullptr;  // asked for once, however long the list is
+  return KxText_AnyField(typeList, KXW(','), [&](CkxTextView type) {
+    if (IsAny(type)) return true;
+    if (actual == nullptr) actual = KxUtil_GetFileLocationType(provider);
+    return KxUtil_IsEqualLocationType(actual, type);
+  });
 }
 
 bool KxUtil_MatchFileLocation(const IkxPathProvider& provider, CkxTextView typeList, CkxTextView locationPattern,
@@ -150,8 +159,9 @@ bool KxUtil_MatchFileLocation(const IkxPathProvider& provider, CkxTextView typeL
   const CkxJudgedPath judged(spelled);
   const CkxTextView path = judged.View();
   const bool hasWildcards = KxWildcard_IsPattern(locationPattern);
-  const std::optional<KxWString> onOpticalDrive = OnOpticalDrive(token, path, locationPattern);
-  const CkxTextView pattern = onOpticalDrive ? CkxTextView(*onOpticalDrive) : locationPattern;
+  const std::optional<KxWipedVector<WCHAR>> onOpticalDrive = OnOpticalDrive(token, path, locationPattern);
+  const CkxTextView pattern =
+      onOpticalDrive ? CkxTextView(onOpticalDrive->data(), onOpticalDrive->size()) : locationPattern;
   const auto matches = [&](CkxTextView file) {
     return hasWildcards ? MatchesWildcards(file, pattern)
                         : KxPath_IsFolderInside(KxPath_Folder(file), pattern, withSubfolders);

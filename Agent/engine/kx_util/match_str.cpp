@@ -1,5 +1,6 @@
 #include <kx_util/kx_util.h>
 
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Agent/engine/kx_util/regexp/regexp.h"
 #include "Agent/engine/kx_util/wildcard.h"
 #include "Common_CPP/util/trace.h"
@@ -8,7 +9,16 @@ namespace {
 
 constexpr std::string_view kScope = "KxUtil_MatchStr";
 
+/// Short texts are part of what their record costs; asking for each would take longer than comparing them.
+bool SpendOn(CkxTextView pattern, CkxTextView text) {
+  constexpr size_t kShort = 64;
+  const size_t units = pattern.Size() + text.Size();
+  return units <= kShort || KxWork_Spend(units);
+}
+
 bool MatchesRegExp(CkxTextView pattern, CkxTextView subject, bool caseSensitive) {
+  constexpr uint64_t kCompilingAUnit = 16;  // about as long as comparing that many
+  if (!KxWork_Spend(pattern.Size() * kCompilingAUnit)) return false;
   CkxRegExp expression;
   if (const SkxRegExpError error = expression.Parse(pattern, caseSensitive); !error.IsOk()) {
     KxTrace(EkxTraceLevel::Error, kScope, "ERROR: Failed to parse regular expression [", pattern,
@@ -23,6 +33,7 @@ bool MatchesRegExp(CkxTextView pattern, CkxTextView subject, bool caseSensitive)
 bool KxUtil_MatchStr(CkxTextView pattern, CkxTextView subject, bool caseSensitive, EkxStrCompareAs compareAs) {
   if (pattern.IsNull()) return subject.IsNull();
   if (subject.IsNull()) return false;
+  if (!SpendOn(pattern, subject)) return false;
   const CkxTextView text = KxText_Trim(subject);
   switch (compareAs) {
     case EkxStrCompareAs::StrEquals:

@@ -1,11 +1,11 @@
 #include <kx_util/shared_buffer.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdlib>
 #include <utility>
 
 #include "Agent/engine/kx_util/record_memory.h"
+#include "Agent/engine/kx_util/wipe.h"
 #include "Common_CPP/util/byte_cursor.h"
 
 // The writer of the policies and all of its readers share the seed; a build option replaces it.
@@ -14,12 +14,6 @@
 #endif
 
 namespace {
-
-std::atomic<KxWipeHook> wipeHook{nullptr};
-
-// Called through a pointer that could have changed meanwhile, so that a compiler which sees that the memory is freed
-// next cannot leave the stores out.
-void* (*const volatile overwrite)(void*, int, size_t) = std::memset;
 
 /// Conversion stops at the first hyphen. Seeds beyond 32 bits count as the largest number wherever we run.
 unsigned char ComputeKey() {
@@ -55,8 +49,6 @@ unsigned char KxUtil_ObfuscationKey() {
   return key;
 }
 
-KxWipeHook KxUtil_SetWipeHook(KxWipeHook hook) { return wipeHook.exchange(hook); }
-
 CkxShBufString::CkxShBufString(CkxShBufString&& other) noexcept
     : _length(std::exchange(other._length, 0)),
       _text(std::exchange(other._text, nullptr)),
@@ -71,10 +63,7 @@ CkxShBufString& CkxShBufString::operator=(CkxShBufString&& other) noexcept {
 }
 
 void CkxShBufString::Wipe() {
-  overwrite(_owned, 0, _length);
-  if (const KxWipeHook hook = wipeHook.load(std::memory_order_acquire)) {
-    hook(reinterpret_cast<const unsigned char*>(_owned), _length);
-  }
+  KxWipe(_owned, _length);
   KxRecord_Free(std::exchange(_owned, nullptr));
   _length = 0;
   _text = nullptr;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/file/machine_facts.h"
 #include "Common_CPP/file/path.h"
@@ -208,7 +209,8 @@ bool KxCheck_Capabilities(const CkxShBufPropCapabilities& capabilities, const Sk
   };
   const auto asExpected = [&](const CkxPropNode<CkxShBufPropCapability>& node) {
     if (!node.prop.Initialized()) return true;
-    return package.capabilitiesKnown && declares(node.prop.Name()) == node.prop.Flag();
+    return package.capabilitiesKnown && KxWork_Spend(package.capabilities.size()) &&
+           declares(node.prop.Name()) == node.prop.Flag();
   };
   bool matched = true;
   for (const CkxPropNode<CkxShBufPropCapability>& node : capabilities.Elements()) matched = matched && asExpected(node);

@@ -24,6 +24,7 @@ struct CkxTargetInfo::ValueCache {
   std::list<Entry> entries;
 
   auto Find(CkxTextView key) {
+    if (!KxWork_Spend(entries.size())) return entries.end();
     return std::find_if(entries.begin(), entries.end(),
                         [key](const Entry& entry) { return KxText_Equals(entry.key, key, true); });
   }
@@ -33,8 +34,9 @@ struct CkxTargetInfo::MissingValues {
   std::vector<KxWString> keys;
 
   bool Has(CkxTextView key) const {
-    return std::any_of(keys.begin(), keys.end(),
-                       [key](const KxWString& known) { return KxText_Equals(known, key, true); });
+    return !KxWork_Spend(keys.size()) || std::any_of(keys.begin(), keys.end(), [key](const KxWString& known) {
+      return KxText_Equals(known, key, true);
+    });
   }
 };
 

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Agent/engine/kx_util/regexp/regexp_program.h"
 #include "Common_CPP/util/trace.h"
 
@@ -11,6 +12,7 @@ bool WithinLimits(const SkxRegExpProgram& program, CkxTextView subject) {
   if (subject.Size() <= kxRegExpMaxSubject && subject.Size() * uint64_t{program.code.size()} <= kxRegExpMaxWork) {
     return true;
   }
+  KxFault_Note(EkxEvaluationFault::WorkLimit);
   KxTrace(EkxTraceLevel::Error, "CkxRegExp", "ERROR: Subject of ", subject.Size(),
           " units is too long for a regular expression of ", program.code.size(), " instructions");
   return false;

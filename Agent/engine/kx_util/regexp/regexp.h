@@ -18,8 +18,9 @@
 //   \x             any other x literally
 //
 // Matching takes time in proportion to subject units times expression size, whatever the expression, unless it has
-// back-references: these are tried by backtracking for kxRegExpMaxSteps steps and then count as no match, with an
-// error in the trace. A subject over the limits is no match either, with an error in the trace.
+// back-references: these are tried by backtracking for kxRegExpMaxSteps steps. Past that, and for a subject over the
+// limits, there is no answer: no match, a fault noted for the evaluation, and an error in the trace. What matching
+// takes is spent from what the evaluation may cost.
 #pragma once
 
 #include <memory>
@@ -71,8 +72,8 @@ struct SkxRegExpMatch {
 
 struct SkxRegExpProgram;
 
-/// A compiled expression. Matching changes nothing in it: threads may share one. Until a Parse succeeds nothing
-/// matches.
+/// A compiled expression, which is wiped when it ends: patterns are secrets of their policies. Matching changes nothing
+/// in it: threads may share one. Until a Parse succeeds nothing matches.
 ///
 /// Of the matches from one start there is one *preferred*: the one that a backtracking engine meets first, by taking
 /// the first alternative before the second and more repeats before fewer (with a further `?`: fewer before more).

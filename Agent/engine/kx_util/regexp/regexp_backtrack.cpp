@@ -1,5 +1,6 @@
 // The machine for programs with back-references: one way after the other, the most preferred first. What a group took
 // decides what comes after it, so that ways cannot be followed together; the steps are limited instead.
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Agent/engine/kx_util/regexp/regexp_program.h"
 #include "Common_CPP/util/trace.h"
 
@@ -11,6 +12,12 @@ class CkxBacktracker {
       : _program(program), _subject(subject), _size(static_cast<uint32_t>(subject.Size())) {}
 
   bool Run(bool anchored, SkxRegExpFound& found) {
+    const bool matched = Search(anchored, found);
+    return KxWork_Spend(kxRegExpMaxSteps - _stepsLeft) && matched;
+  }
+
+ private:
+  bool Search(bool anchored, SkxRegExpFound& found) {
     for (uint32_t start = 0; start <= (anchored ? 0 : _size) && !_gaveUp; ++start) {
       _slots.assign(SkxRegExpFound::SlotCount(_program), SkxRegExpFound::unset);
       _slots[0] = start;
@@ -20,13 +27,13 @@ class CkxBacktracker {
       return true;
     }
     if (_gaveUp) {
+      KxFault_Note(EkxEvaluationFault::WorkLimit);
       KxTrace(EkxTraceLevel::Error, "CkxRegExp", "ERROR: Regular expression with back-references needs more than ",
               kxRegExpMaxSteps, " steps for a subject of ", _subject.Size(), " units");
     }
     return false;
   }
 
- private:
   /// A way left to try, or a slot and the value to give back to it.
   struct SkxEntry {
     uint32_t what;

@@ -7,6 +7,7 @@
 #include <array>
 #include <utility>
 
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Agent/engine/kx_util/regexp/regexp_program.h"
 
 namespace {
@@ -56,12 +57,18 @@ class CkxSimulation {
       if (!matched && (position == 0 || !anchored)) Start(position);
       if (_now.count == 0 && (matched || anchored)) return matched;
       matched = Step(position) || matched;
+      if (!Spend()) return false;
       if (position == size) return matched;
       std::swap(_now, _then);
     }
   }
 
  private:
+  static constexpr uint64_t kSpendAtOnce = 4096;
+
+  /// What the steps since the last time took is spent when it is worth a call.
+  bool Spend() { return _work < kSpendAtOnce || KxWork_Spend(std::exchange(_work, 0)); }
+
   struct SkxThreads {
     uint32_t count = 0;
     uint32_t* instructions = nullptr;
@@ -88,6 +95,7 @@ class CkxSimulation {
     const WCHAR unit = atEnd ? WCHAR{} : _subject[position];
     const WCHAR folded = _program.Folded(unit);
     _then.count = 0;
+    _work += _now.count + 1;
     for (uint32_t thread = 0; thread < _now.count; ++thread) {
       const uint32_t pc = _now.instructions[thread];
       uint32_t* slots = _now.slots + thread * _slotCount;
@@ -123,6 +131,7 @@ class CkxSimulation {
   void FollowOne(SkxThreads& threads, uint32_t pc, uint32_t position, uint32_t* slots) {
     while (_listedAt[pc] != position) {
       _listedAt[pc] = position;
+      ++_work;
       const SkxRegExpInst& inst = _program.code[pc];
       switch (inst.op) {
         case EkxRegExpOp::Jump:
@@ -178,10 +187,11 @@ class CkxSimulation {
   SkxThreads _now;
   SkxThreads _then;
   uint32_t* _fresh;
+  uint64_t _work = 0;  ///< instructions passed and threads moved since work was spent
 };
 
 }  // namespace
 
 bool KxRegExp_RunLinear(const SkxRegExpProgram& program, CkxTextView subject, bool anchored, SkxRegExpFound& found) {
-  return CkxSimulation(program, subject, found).Run(anchored);
+  return KxWork_Spend(CkxRegExpAhead::Work(program, subject)) && CkxSimulation(program, subject, found).Run(anchored);
 }

@@ -33,8 +33,8 @@ struct SkxRegExpInst {
 };
 
 struct SkxRegExpProgram {
-  std::vector<SkxRegExpInst> code;
-  std::vector<CkxRegExpSet> sets;
+  KxWipedVector<SkxRegExpInst> code;
+  KxWipedVector<CkxRegExpSet> sets;
   uint32_t groupCount = 0;
   bool caseSensitive = true;
   bool hasBackReferences = false;
@@ -76,11 +76,12 @@ struct SkxRegExpFound {
 };
 
 /// Follows all ways at once, in order of preference; for programs without back-references. `anchored`: from the
-/// subject's start only. The subject must be within the limits.
+/// subject's start only. The subject must be within the limits. False, with the fault noted, when what the evaluation
+/// may cost is used up.
 bool KxRegExp_RunLinear(const SkxRegExpProgram& program, CkxTextView subject, bool anchored, SkxRegExpFound& found);
 
 /// Tries one way after the other, up to kxRegExpMaxSteps instructions and units compared; for all programs. Past that:
-/// false, and an error in the trace.
+/// false, a fault noted, and an error in the trace.
 bool KxRegExp_RunBacktracking(const SkxRegExpProgram& program, CkxTextView subject, bool anchored,
                               SkxRegExpFound& found);
 
@@ -88,6 +89,11 @@ bool KxRegExp_RunBacktracking(const SkxRegExpProgram& program, CkxTextView subje
 class CkxRegExpAhead {
  public:
   CkxRegExpAhead(const SkxRegExpProgram& program, CkxTextView subject);
+
+  /// What making one takes, to be spent before; 0 for a program without NotAheads.
+  static uint64_t Work(const SkxRegExpProgram& program, CkxTextView subject) {
+    return program.aheadOrder.size() * (uint64_t{subject.Size()} + 1);
+  }
 
   bool Matches(uint32_t notAhead, uint32_t position) const {
     const size_t bit = notAhead * _positions + position;

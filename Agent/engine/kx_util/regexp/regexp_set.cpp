@@ -24,25 +24,27 @@ const std::vector<SkxFold>& FoldingUnits() {
   return units;
 }
 
-/// Adds what the members of `range` fold to, when that is not themselves. A wide range goes through the list of all
+/// Adds what the members of `range` fold to, when that is none of them. A wide range goes through the list of all
 /// folding units, so that a pattern full of wide ranges costs no more than its size; a narrow one does without the
 /// list.
-void AddFolds(SkxRegExpRange range, std::vector<SkxRegExpRange>& ranges) {
+void AddFolds(SkxRegExpRange range, KxWipedVector<SkxRegExpRange>& ranges) {
   constexpr int narrow = 512;
+  const auto add = [&](WCHAR folded) {
+    if (folded < range.first || folded > range.last) ranges.push_back({folded, folded});
+  };
   if (range.last - range.first < narrow) {
     for (uint32_t code = range.first; code <= range.last; ++code) {
-      const WCHAR folded = KxText_Fold(static_cast<WCHAR>(code));
-      if (folded != code) ranges.push_back({folded, folded});
+      add(KxText_Fold(static_cast<WCHAR>(code)));
     }
     return;
   }
   const std::vector<SkxFold>& all = FoldingUnits();
   auto at = std::lower_bound(all.begin(), all.end(), range.first,
                              [](const SkxFold& fold, WCHAR unit) { return fold.unit < unit; });
-  for (; at != all.end() && at->unit <= range.last; ++at) ranges.push_back({at->folded, at->folded});
+  for (; at != all.end() && at->unit <= range.last; ++at) add(at->folded);
 }
 
-void SortAndJoin(std::vector<SkxRegExpRange>& ranges) {
+void SortAndJoin(KxWipedVector<SkxRegExpRange>& ranges) {
   std::sort(ranges.begin(), ranges.end(),
             [](const SkxRegExpRange& a, const SkxRegExpRange& b) { return a.first < b.first; });
   size_t kept = 0;
@@ -63,7 +65,7 @@ CkxRegExpSet::CkxRegExpSet(const SkxRegExpClass& written, bool caseSensitive)
   SortAndJoin(_ranges);
   if (!caseSensitive) {
     // A folded unit folds to itself, so that members with another fold may stay: no folded unit equals them.
-    const std::vector<SkxRegExpRange> members = _ranges;
+    const KxWipedVector<SkxRegExpRange> members = _ranges;
     for (const SkxRegExpRange range : members) AddFolds(range, _ranges);
     SortAndJoin(_ranges);
   }

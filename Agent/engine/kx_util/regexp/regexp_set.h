@@ -23,6 +23,6 @@ class CkxRegExpSet {
   bool InRanges(WCHAR unit) const;
 
   std::array<uint64_t, asciiUnits / 64> _ascii{};  ///< the final answer for the units that nearly all text is made of
-  std::vector<SkxRegExpRange> _ranges;             ///< sorted, apart from each other, with the folds of their members
+  KxWipedVector<SkxRegExpRange> _ranges;           ///< sorted, apart from each other, with the folds of their members
   bool _negated;
 };

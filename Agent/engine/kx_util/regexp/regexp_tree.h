@@ -1,10 +1,12 @@
-// What the parser hands to the compiler: the tree of an expression, all nodes in one vector.
+// What the parser hands to the compiler: the tree of an expression, all nodes in one vector. It spells the pattern out,
+// as the compiled program does, so that both are wiped.
 //
 // Children are chained by `next`, so that a sequence of any length is one level deep: walking the tree recurs no deeper
 // than groups and `!` are nested in the pattern, which kxRegExpMaxDepth bounds.
 #pragma once
 
 #include "Agent/engine/kx_util/regexp/regexp.h"
+#include "Agent/engine/kx_util/wipe.h"
 
 enum class EkxRegExpNode : uint8_t {
   Unit,           ///< value: the unit as written
@@ -39,13 +41,13 @@ struct SkxRegExpRange {
 };
 
 struct SkxRegExpClass {
-  std::vector<SkxRegExpRange> ranges;  ///< as written: in any order, overlapping
+  KxWipedVector<SkxRegExpRange> ranges;  ///< as written: in any order, overlapping
   bool negated = false;
 };
 
 struct SkxRegExpTree {
-  std::vector<SkxRegExpNode> nodes;
-  std::vector<SkxRegExpClass> classes;
+  KxWipedVector<SkxRegExpNode> nodes;
+  KxWipedVector<SkxRegExpClass> classes;
   uint32_t root = SkxRegExpNode::none;
   uint32_t groupCount = 0;
   bool hasBackReferences = false;
