@@ -1,11 +1,14 @@
 #include "Common_CPP/crypto/hash.h"
 
+#include <algorithm>
+#include <deque>
+
 #include "Common_CPP/file/file.h"
 #include "Common_CPP/util/text.h"
 
 namespace {
 
-constexpr size_t kBlockBytes = 64 * 1024;
+constexpr size_t kBlockBytes = 256 * 1024;
 
 struct SkxAlgorithm {
   EkxHashAlgorithm algorithm;
@@ -30,15 +33,6 @@ KxWString Hexadecimal(std::span<const unsigned char> bytes) {
   return text;
 }
 
-bool UpdateFromFile(CkxHasher& hasher, const CkxFileReader& file) {
-  std::vector<unsigned char> block(kBlockBytes);
-  for (uint64_t offset = 0;; offset += kBlockBytes) {
-    const std::optional<size_t> count = file.ReadAt(offset, block);
-    if (!count || !hasher.Update(std::span(block).first(*count))) return false;
-    if (*count < kBlockBytes) return true;
-  }
-}
-
 }  // namespace
 
 const WCHAR* KxHash_Name(EkxHashAlgorithm algorithm) {
@@ -55,12 +49,31 @@ std::optional<EkxHashAlgorithm> KxHash_FromName(CkxTextView name) {
   return std::nullopt;
 }
 
+KxHashTexts KxHash_OfFile(const CkxFileReader& file, uint64_t size, std::span<const EkxHashAlgorithm> algorithms,
+                          bool (*mayRead)(uint64_t bytes)) {
+  std::deque<CkxHasher> hashers(algorithms.begin(), algorithms.end());
+  std::vector<unsigned char> buffer(static_cast<size_t>(std::min<uint64_t>(size, kBlockBytes)));
+  for (uint64_t offset = 0; offset < size;) {
+    const auto block = std::span(buffer).first(static_cast<size_t>(std::min<uint64_t>(size - offset, buffer.size())));
+    if (!mayRead(block.size()) || file.ReadAt(offset, block) != block.size()) return {};
+    for (CkxHasher& hasher : hashers) hasher.Update(block);  // one that cannot does not finish either
+    offset += block.size();
+  }
+  KxHashTexts texts;
+  std::vector<unsigned char> digest;
+  for (size_t i = 0; i < algorithms.size(); ++i) {
+    if (hashers[i].Finish(digest)) texts.emplace(algorithms[i], Hexadecimal(digest));
+  }
+  return texts;
+}
+
 std::optional<KxWString> KxHash_OfFile(CkxTextView path, EkxHashAlgorithm algorithm) {
   CkxFileReader file;
-  CkxHasher hasher(algorithm);
-  std::vector<unsigned char> digest;
-  if (!file.Open(path) || !UpdateFromFile(hasher, file) || !hasher.Finish(digest)) return std::nullopt;
-  return Hexadecimal(digest);
+  SkxFileStatus status;
+  if (!file.Open(path) || !file.Status(status)) return std::nullopt;
+  KxHashTexts texts = KxHash_OfFile(file, status.size, std::span(&algorithm, 1), [](uint64_t) { return true; });
+  if (texts.empty()) return std::nullopt;
+  return std::move(texts.begin()->second);
 }
 
 std::optional<std::vector<unsigned char>> KxHash_OfBytes(std::span<const unsigned char> bytes,

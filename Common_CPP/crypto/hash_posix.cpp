@@ -1,5 +1,7 @@
 #include <openssl/evp.h>
 
+#include <new>
+
 #include "Common_CPP/crypto/hash.h"
 #include "Common_CPP/util/text.h"
 
@@ -13,7 +15,12 @@ struct CkxHasher::State {
 CkxHasher::CkxHasher(EkxHashAlgorithm algorithm) : _state(std::make_unique<State>()) {
   const EVP_MD* method = EVP_get_digestbyname(KxText_ToUtf8(KxHash_Name(algorithm)).c_str());
   _state->context.reset(EVP_MD_CTX_new());
-  if (method == nullptr || EVP_DigestInit_ex(_state->context.get(), method, nullptr) != 1) _state->context.reset();
+  if (_state->context == nullptr) throw std::bad_alloc();
+  if (method != nullptr && EVP_DigestInit_ex(_state->context.get(), method, nullptr) == 1) return;
+  // The library has all of our algorithms, unless it keeps to approved ones; it does not tell that from having no
+  // memory.
+  if (EVP_default_properties_is_fips_enabled(nullptr) != 1) throw std::bad_alloc();
+  _state->context.reset();
 }
 
 CkxHasher::~CkxHasher() = default;

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <new>
 
 #include "Common_CPP/crypto/hash.h"
 #include "Common_CPP/util/handle_win.h"
@@ -8,7 +9,12 @@
 
 namespace {
 
-bool Succeeded(NTSTATUS status) { return status >= 0; }
+bool Succeeded(NTSTATUS status) {
+  constexpr NTSTATUS kNoMemory = static_cast<NTSTATUS>(0xC0000017);
+  constexpr NTSTATUS kInsufficientResources = static_cast<NTSTATUS>(0xC000009A);
+  if (status == kNoMemory || status == kInsufficientResources) throw std::bad_alloc();
+  return status >= 0;
+}
 
 }  // namespace
 

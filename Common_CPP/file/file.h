@@ -32,19 +32,24 @@ class CkxFileReader {
 
   /// False, with the thread's last error set, when there is no such file, it may not be read, or it is no regular file.
   bool Open(CkxTextView path);
+
+  /// The same, but a file that may not be read is open nevertheless: nothing can be read of it, and the rest is told.
+  bool OpenForFacts(CkxTextView path);
+
   bool Status(SkxFileStatus& status) const;
+  std::optional<CkxSid> Owner() const;
 
   /// Bytes read from `offset`, fewer than asked only at the end of the file; nothing on an error.
   std::optional<size_t> ReadAt(uint64_t offset, std::span<unsigned char> bytes) const;
 
  private:
+  bool Take(intptr_t handle);  ///< of a regular file, else it is closed
   void Close();
   intptr_t _handle = -1;
 };
 
 /// Of a regular file, which need not be readable.
 std::optional<SkxFileStatus> KxFile_Status(CkxTextView path);
-std::optional<CkxSid> KxFile_Owner(CkxTextView path);
 
 /// The absolute path that `path` stands for from the current folder, with "." and ".." resolved by text alone. Nothing
 /// needs to exist there. Nothing for an empty path, and for one that has no form on this system.

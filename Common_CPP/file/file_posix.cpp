@@ -39,6 +39,13 @@ bool ToStatus(const struct stat& native, SkxFileStatus& status) {
   return true;
 }
 
+CkxDescriptor OpenExisting(CkxTextView path, int flags) {
+  std::string native;
+  CkxDescriptor file(NativePath(path, native) ? open(native.c_str(), flags | O_CLOEXEC) : -1);
+  if (!file) Fail();
+  return file;
+}
+
 std::optional<struct stat> NativeStatus(CkxTextView path) {
   std::string native;
   struct stat status {};
@@ -85,13 +92,19 @@ constexpr SkxWellKnown kWellKnown[] = {
 }  // namespace
 
 bool CkxFileReader::Open(CkxTextView path) {
-  Close();
-  std::string native;
-  if (!NativePath(path, native)) return Fail();
   // Not blocking: the name may be a pipe's that nobody writes to.
-  CkxDescriptor file(open(native.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  if (!file) return Fail();
-  _handle = file.Release();
+  return Take(OpenExisting(path, O_RDONLY | O_NONBLOCK | O_NOCTTY).Release());
+}
+
+bool CkxFileReader::OpenForFacts(CkxTextView path) {
+  if (Open(path)) return true;
+  return KxLastError_Get() == kKxErrorAccessDenied && Take(OpenExisting(path, O_PATH).Release());
+}
+
+bool CkxFileReader::Take(intptr_t handle) {
+  Close();
+  if (handle < 0) return false;
+  _handle = handle;
   SkxFileStatus status;
   if (Status(status)) return true;
   Close();
@@ -101,6 +114,13 @@ bool CkxFileReader::Open(CkxTextView path) {
 bool CkxFileReader::Status(SkxFileStatus& status) const {
   struct stat native {};
   return (fstat(static_cast<int>(_handle), &native) == 0 && ToStatus(native, status)) || Fail();
+}
+
+std::optional<CkxSid> CkxFileReader::Owner() const {
+  struct stat native {};
+  if (fstat(static_cast<int>(_handle), &native) == 0) return KxPosixAccount_UserSid(native.st_uid);
+  Fail();
+  return std::nullopt;
 }
 
 std::optional<size_t> CkxFileReader::ReadAt(uint64_t offset, std::span<unsigned char> bytes) const {
@@ -133,12 +153,6 @@ std::optional<SkxFileStatus> KxFile_Status(CkxTextView path) {
   if (ToStatus(*native, status)) return status;
   Fail();
   return std::nullopt;
-}
-
-std::optional<CkxSid> KxFile_Owner(CkxTextView path) {
-  const std::optional<struct stat> native = NativeStatus(path);
-  if (!native) return std::nullopt;
-  return KxPosixAccount_UserSid(native->st_uid);
 }
 
 std::optional<KxWString> KxFile_FullPath(CkxTextView path) {

@@ -79,8 +79,22 @@ bool WriteAll(HANDLE file, std::span<const unsigned char> bytes) {
 }  // namespace
 
 bool CkxFileReader::Open(CkxTextView path) {
+  return Take(reinterpret_cast<intptr_t>(OpenExisting(path, GENERIC_READ).Release()));
+}
+
+bool CkxFileReader::OpenForFacts(CkxTextView path) {
+  constexpr DWORD kLess[] = {FILE_READ_ATTRIBUTES | READ_CONTROL, FILE_READ_ATTRIBUTES};
+  if (Open(path)) return true;
+  for (const DWORD access : kLess) {
+    if (GetLastError() != kKxErrorAccessDenied) return false;
+    if (Take(reinterpret_cast<intptr_t>(OpenExisting(path, access).Release()))) return true;
+  }
+  return false;
+}
+
+bool CkxFileReader::Take(intptr_t handle) {
   Close();
-  CkxHandle file = OpenExisting(path, GENERIC_READ);
+  CkxHandle file(ToHandle(handle));
   SkxFileStatus status;
   if (!file || !StatusOf(file.Get(), status)) return false;
   _handle = reinterpret_cast<intptr_t>(file.Release());
@@ -88,6 +102,21 @@ bool CkxFileReader::Open(CkxTextView path) {
 }
 
 bool CkxFileReader::Status(SkxFileStatus& status) const { return StatusOf(ToHandle(_handle), status); }
+
+std::optional<CkxSid> CkxFileReader::Owner() const {
+  PSID owner = nullptr;
+  PSECURITY_DESCRIPTOR descriptor = nullptr;
+  const DWORD error = GetSecurityInfo(ToHandle(_handle), SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner, nullptr,
+                                      nullptr, nullptr, &descriptor);
+  if (error != ERROR_SUCCESS) {
+    KxLastError_Set(error);
+    return std::nullopt;
+  }
+  const CkxSid sid = owner != nullptr ? CkxSid::FromBytes(owner, GetLengthSid(owner)) : CkxSid();
+  LocalFree(descriptor);
+  if (!sid.IsValid()) return std::nullopt;
+  return sid;
+}
 
 std::optional<size_t> CkxFileReader::ReadAt(uint64_t offset, std::span<unsigned char> bytes) const {
   constexpr uint64_t kLargest = std::numeric_limits<int64_t>::max();  // no file is so long
@@ -120,23 +149,6 @@ std::optional<SkxFileStatus> KxFile_Status(CkxTextView path) {
   SkxFileStatus status;
   if (!file || !StatusOf(file.Get(), status)) return std::nullopt;
   return status;
-}
-
-std::optional<CkxSid> KxFile_Owner(CkxTextView path) {
-  KxWString native;
-  if (!NativePath(path, native)) return std::nullopt;
-  PSID owner = nullptr;
-  PSECURITY_DESCRIPTOR descriptor = nullptr;
-  const DWORD error = GetNamedSecurityInfoW(native.data(), SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner, nullptr,
-                                            nullptr, nullptr, &descriptor);
-  if (error != ERROR_SUCCESS) {
-    KxLastError_Set(error);
-    return std::nullopt;
-  }
-  const CkxSid sid = owner != nullptr ? CkxSid::FromBytes(owner, GetLengthSid(owner)) : CkxSid();
-  LocalFree(descriptor);
-  if (!sid.IsValid()) return std::nullopt;
-  return sid;
 }
 
 std::optional<KxWString> KxFile_FullPath(CkxTextView path) {

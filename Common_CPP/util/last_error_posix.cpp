@@ -20,11 +20,11 @@ uint32_t ErrorFromErrno(int error) {
       return 3;  // path not found
     case EMFILE:
     case ENFILE:
-      return 4;  // too many open files
+      return kKxErrorTooManyOpenFiles;
     case EBADF:
       return 6;  // invalid handle
     case ENOMEM:
-      return 8;  // not enough memory
+      return kKxErrorNotEnoughMemory;
     case EROFS:
       return 19;  // write protected
     case EOPNOTSUPP:

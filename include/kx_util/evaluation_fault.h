@@ -41,3 +41,10 @@ enum class EkxEvaluationOutcome : unsigned char {
 inline constexpr uint64_t kKxDefaultWorkLimit = uint64_t{1} << 31;
 KX_UTIL_API void KxUtil_SetWorkLimit(uint64_t units) noexcept;
 KX_UTIL_API uint64_t KxUtil_WorkLimit() noexcept;
+
+/// The largest file, in bytes, that is hashed for an evaluation. A larger one has no hash, which is no fault: the trace
+/// and whoever watches are told, and a policy that asks for one does not match. For the whole process, from the next
+/// file on.
+inline constexpr uint64_t kKxDefaultHashLimit = uint64_t{1} << 30;
+KX_UTIL_API void KxUtil_SetHashLimit(uint64_t bytes) noexcept;
+KX_UTIL_API uint64_t KxUtil_HashLimit() noexcept;

@@ -35,8 +35,12 @@ TEST(FilePosix, APipeIsRefusedWithoutWaitingForItsWriter) {
   const CkxTempFolder folder;
   ASSERT_EQ(mkfifo((folder.Path() / "pipe").c_str(), 0600), 0);
   CkxFileReader reader;
-  EXPECT_FALSE(reader.Open(folder.Text("pipe")));
-  EXPECT_EQ(KxLastError_Get(), kKxErrorAccessDenied);
+  for (const KxWString& path : {folder.Text("pipe"), KxWString(KXW("/dev/zero"))}) {
+    EXPECT_FALSE(reader.Open(path));
+    EXPECT_EQ(KxLastError_Get(), kKxErrorAccessDenied);
+    EXPECT_FALSE(reader.OpenForFacts(path));
+    EXPECT_EQ(KxLastError_Get(), kKxErrorAccessDenied);
+  }
 }
 
 TEST(FilePosix, AFileWithoutASizeIsReadToItsEnd) {

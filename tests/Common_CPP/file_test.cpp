@@ -74,6 +74,8 @@ TEST(File, OpensOnlyRegularFiles) {
     CkxFileReader reader;
     EXPECT_FALSE(reader.Open(test.path));
     EXPECT_EQ(KxLastError_Get(), test.error);
+    EXPECT_FALSE(reader.OpenForFacts(test.path));
+    EXPECT_EQ(KxLastError_Get(), test.error);
     KxLastError_Set(kKxErrorSuccess);
     EXPECT_FALSE(KxFile_Status(test.path));
     EXPECT_EQ(KxLastError_Get(), test.error);
@@ -158,10 +160,13 @@ TEST(File, AFailedReplaceChangesNothing) {
 
 TEST(File, ANewFileIsOwnedByItsWriter) {
   const CkxTempFolder folder;
-  const std::optional<CkxSid> owner = KxFile_Owner(folder.Write("file", ""));
+  CkxFileReader reader;
+  EXPECT_FALSE(reader.OpenForFacts(folder.Text("missing")));
+  EXPECT_FALSE(reader.Owner());
+  ASSERT_TRUE(reader.OpenForFacts(folder.Write("file", "")));
+  const std::optional<CkxSid> owner = reader.Owner();
   ASSERT_TRUE(owner);
   EXPECT_TRUE(KxToken_IsMember(nullptr, *owner)) << owner->ToUtf8();
-  EXPECT_FALSE(KxFile_Owner(folder.Text("missing")));
 }
 
 TEST(File, AccountNames) {

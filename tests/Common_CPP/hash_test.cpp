@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "Common_CPP/file/file.h"
 #include "Common_CPP/util/text.h"
 #include "tests/support/temp_folder.h"
 
@@ -101,6 +102,24 @@ TEST(Hash, AfterTheEndNothingMoreIsTaken) {
   const Bytes more(1);
   EXPECT_FALSE(hasher.Update(more));
   EXPECT_FALSE(hasher.Finish(digest));
+}
+
+bool MayRead(uint64_t) { return true; }
+bool MayReadNothing(uint64_t) { return false; }
+
+/// A file is as long as it was when it was opened; several algorithms are computed as it is read.
+TEST(Hash, OfTheFileAsLongAsItWas) {
+  constexpr EkxHashAlgorithm kTwo[] = {EkxHashAlgorithm::Sha256, EkxHashAlgorithm::Md5};
+  const CkxTempFolder folder;
+  CkxFileReader file;
+  ASSERT_TRUE(file.Open(folder.Write("file", "abcd")));
+  const KxHashTexts both = KxHash_OfFile(file, 3, kTwo, MayRead);
+  ASSERT_EQ(both.size(), 2u);
+  EXPECT_EQ(KxText_ToUtf8(both.at(EkxHashAlgorithm::Sha256)), kVectors[2].ofAbc);
+  EXPECT_EQ(KxText_ToUtf8(both.at(EkxHashAlgorithm::Md5)), kVectors[0].ofAbc);
+  EXPECT_EQ(KxHash_OfFile(file, 0, kTwo, MayReadNothing).size(), 2u) << "no block is read";
+  EXPECT_TRUE(KxHash_OfFile(file, 5, kTwo, MayRead).empty()) << "it has become shorter";
+  EXPECT_TRUE(KxHash_OfFile(file, 3, kTwo, MayReadNothing).empty());
 }
 
 TEST(Hash, NoFileNoHash) {

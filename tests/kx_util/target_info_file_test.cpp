@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Common_CPP/util/text.h"
 #include "tests/kx_util/pe_image.h"
 #include "tests/support/temp_folder.h"
+#include "tests/support/trace_capture.h"
 
 namespace {
 
@@ -202,6 +204,61 @@ TEST(TargetInfoFile, ALiveFileIsLookedAtOnce) {
   folder.Write("tool.exe", "changed");
   EXPECT_EQ(file.GetFileSize(), 3);
   EXPECT_EQ(Utf8(file.GetHashStringUsing(KXW("SHA256"))), kSha256OfAbc);
+}
+
+TEST(TargetInfoFile, OneReadOfALiveFileGivesAllHashesThatPoliciesAskFor) {
+  const CkxTempFolder folder;
+  const KxWString first = folder.Write("first", "abc");
+  const KxWString second = folder.Write("second", "abc");
+  for (const WCHAR* algorithm : {KXW("SHA256"), KXW("MD5")}) {
+    EXPECT_NE(CkxTargetInfoFile(first.c_str(), nullptr).GetHashStringUsing(algorithm), nullptr);
+  }
+  const CkxTargetInfoFile file(second.c_str(), nullptr);
+  EXPECT_EQ(Utf8(file.GetHashStringUsing(KXW("SHA256"))), kSha256OfAbc);
+  folder.Write("second", "xyz");
+  EXPECT_EQ(Utf8(file.GetHashStringUsing(KXW("MD5"))), "MD5##900150983CD24FB0D6963F7D28E17F72");
+}
+
+TEST(TargetInfoFile, AllFactsAreOfTheFileThatWasOpenedFirst) {
+  const CkxTempFolder folder;
+  const KxWString path = folder.Write("tool.exe", "abc");
+  const CkxTargetInfoFile file(path.c_str(), nullptr);
+  EXPECT_EQ(file.GetFileSize(), 3);
+  std::filesystem::rename(folder.Path() / "tool.exe", folder.Path() / "moved.exe");
+  folder.Write("tool.exe", "another");
+  EXPECT_EQ(Utf8(file.GetHashStringUsing(KXW("SHA256"))), kSha256OfAbc);
+  EXPECT_TRUE(file.GetOwner() != nullptr && file.GetOwner()->IsValid());
+}
+
+TEST(TargetInfoFile, AFileOverTheLimitHasNoHashWhichIsTold) {
+  const CkxTempFolder folder;
+  const KxWString path = folder.Write("tool.exe", "abc");
+  const uint64_t before = KxUtil_HashLimit();
+  for (const uint64_t limit : {uint64_t{3}, uint64_t{2}}) {
+    KxUtil_SetHashLimit(limit);
+    const CkxTraceCapture trace;
+    const CkxEntryScope evaluation;
+    EXPECT_EQ(CkxTargetInfoFile(path.c_str(), nullptr).GetHashStringUsing(KXW("SHA256")) != nullptr, limit == 3);
+    EXPECT_EQ(trace.Texts().size(), limit == 3 ? 0u : 1u);
+    EXPECT_EQ(KxFault_Current(), EkxEvaluationFault::None);
+  }
+  KxUtil_SetHashLimit(before);
+}
+
+TEST(TargetInfoFile, HashingIsSpentAndWhatWasGivenUpIsNotMissing) {
+  const CkxTempFolder folder;
+  const KxWString path = folder.Write("tool.exe", std::string(1'000'000, 'x'));
+  const CkxTargetInfoFile file(path.c_str(), nullptr);
+  const uint64_t before = KxUtil_WorkLimit();
+  KxUtil_SetWorkLimit(1'000);
+  {
+    const CkxEntryScope evaluation;
+    EXPECT_EQ(file.GetHashStringUsing(KXW("SHA256")), nullptr);
+    EXPECT_EQ(KxFault_Current(), EkxEvaluationFault::WorkLimit);
+  }
+  KxUtil_SetWorkLimit(before);
+  const CkxEntryScope evaluation;
+  EXPECT_NE(file.GetHashStringUsing(KXW("SHA256")), nullptr);
 }
 
 TEST(TargetInfoFile, WhatWasMissingStaysMissing) {

@@ -30,7 +30,13 @@ void AppendNameSizeOrHash(CkxUtilStr& text, const CkxShBufPropFileName& expected
   if (expected.FileSize() != IkxPathProvider::kUnknownSize && expected.FileSize() != file.GetFileSize()) {
     return KxText_AppendFormat(text, KXW("%I64d bytes"), file.GetFileSize());
   }
-  text.Append(Or(file.GetHashStringUsing(expected.HashAlgorithm().ToString().c_str()), KXW("no such hash")));
+  const CkxTextView hash = file.GetHashStringUsing(expected.HashAlgorithm().ToString().c_str());
+  if (!hash.IsNull()) return text.Append(hash);
+  const int64_t size = file.GetFileSize();
+  if (size == IkxPathProvider::kUnknownSize || static_cast<uint64_t>(size) <= KxUtil_HashLimit()) {
+    return text.Append(KXW("no such hash"));
+  }
+  KxText_AppendFormat(text, KXW("no such hash: %I64d bytes are over the limit"), size);
 }
 
 void AppendSigner(CkxUtilStr& text, const IkxPublisherProvider& file) {
