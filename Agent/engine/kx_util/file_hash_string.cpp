@@ -1,28 +1,40 @@
 #include <kx_util/kx_util.h>
 
+#include "Agent/engine/kx_util/evaluation_fault.h"
+#include "Agent/engine/kx_util/record_memory.h"
 #include "Common_CPP/crypto/hash.h"
 
+namespace {
+
+struct SkxBstrFree {
+  void operator()(WCHAR* text) const { KxBstr_Free(text); }
+};
+using CkxBstrPtr = std::unique_ptr<WCHAR, SkxBstrFree>;
+
+CkxBstrPtr NewBstr(const CkxUtilStr& text) { return CkxBstrPtr(KxRecord_NotNull(KxBstr_Alloc(text.View()))); }
+
+}  // namespace
+
 bool KxUtil_GetHashString(const WCHAR* path, CkxUtilStr& algorithm, CkxUtilStr& hash) {
-  constexpr EkxHashAlgorithm chosen = EkxHashAlgorithm::Sha256;
-  const std::optional<KxWString> text = KxHash_OfFile(path, chosen);
-  if (!text) return false;
-  algorithm = KxHash_Name(chosen);
-  hash = *text;
-  return true;
+  return KxEntry(false, [&] {
+    constexpr EkxHashAlgorithm chosen = EkxHashAlgorithm::Sha256;
+    std::optional<KxWString> text = KxHash_OfFile(path, chosen);
+    if (!text) return false;
+    CkxUtilStr name = KxHash_Name(chosen);
+    algorithm = std::move(name);
+    hash = *std::move(text);
+    return true;
+  });
 }
 
 bool KxUtil_GetHashString(const WCHAR* path, KxBstr& algorithm, KxBstr& hash) {
   CkxUtilStr algorithmText;
   CkxUtilStr hashText;
   if (!KxUtil_GetHashString(path, algorithmText, hashText)) return false;
-  const KxBstr first = KxBstr_Alloc(algorithmText.View());
-  const KxBstr second = KxBstr_Alloc(hashText.View());
-  if (first == nullptr || second == nullptr) {
-    KxBstr_Free(first);
-    KxBstr_Free(second);
-    return false;
-  }
-  algorithm = first;
-  hash = second;
+  CkxBstrPtr first = NewBstr(algorithmText);
+  CkxBstrPtr second = NewBstr(hashText);
+  if (first == nullptr || second == nullptr) return false;
+  algorithm = first.release();
+  hash = second.release();
   return true;
 }

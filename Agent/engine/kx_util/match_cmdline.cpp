@@ -35,8 +35,10 @@ bool AreSameArguments(CkxTextView expected, CkxTextView actual, bool caseSensiti
 
 bool KxUtil_MatchCmdLineArguments(CkxTextView pattern, CkxTextView commandLine, CkxTextView programPath,
                                   bool caseSensitive, EkxStrCompareAs compareAs) {
-  if (commandLine.IsNull()) return pattern.IsNull();
-  const CkxTextView arguments = KxCommandLine_TakeApart(commandLine, programPath).arguments;
-  if (compareAs == EkxStrCompareAs::StrEquals) return AreSameArguments(pattern, arguments, caseSensitive);
-  return KxUtil_MatchStr(pattern, arguments, caseSensitive, compareAs);
+  return KxEntry(false, [&] {
+    if (commandLine.IsNull()) return pattern.IsNull();
+    const CkxTextView arguments = KxCommandLine_TakeApart(commandLine, programPath).arguments;
+    if (compareAs == EkxStrCompareAs::StrEquals) return AreSameArguments(pattern, arguments, caseSensitive);
+    return KxUtil_MatchStr(pattern, arguments, caseSensitive, compareAs);
+  });
 }

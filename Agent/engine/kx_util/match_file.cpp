@@ -1,5 +1,6 @@
 #include <kx_util/kx_util.h>
 
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Common_CPP/file/path.h"
 #include "Common_CPP/util/trace.h"
 
@@ -36,11 +37,13 @@ bool KxUtil_MatchFilename(const IkxPathProvider& provider, CkxTextView pattern, 
 }
 
 bool KxUtil_MatchHash(const IkxHashProvider& provider, CkxTextView algorithm, CkxTextView hash, int64_t fileSize) {
-  if (hash.IsEmpty()) return true;
-  if (algorithm.IsEmpty()) return false;
-  if (fileSize != IkxPathProvider::kUnknownSize && provider.GetFileSize() != fileSize) return false;
-  const CkxTextView actual = provider.GetHashStringUsing(algorithm.ToString().c_str());
-  return !actual.IsNull() && KxText_Equals(actual, hash, false);
+  return KxEntry(false, [&] {
+    if (hash.IsEmpty()) return true;
+    if (algorithm.IsEmpty()) return false;
+    if (fileSize != IkxPathProvider::kUnknownSize && provider.GetFileSize() != fileSize) return false;
+    const CkxTextView actual = provider.GetHashStringUsing(algorithm.ToString().c_str());
+    return !actual.IsNull() && KxText_Equals(actual, hash, false);
+  });
 }
 
 bool KxUtil_MatchFilenameAndHash(const IkxHashProvider& provider, CkxTextView namePattern, EkxStrCompareAs compareAs,
@@ -56,21 +59,26 @@ bool KxUtil_MatchFileOwner(const IkxOwnerProvider& provider, const CkxSid& owner
 
 bool KxUtil_MatchPublisher(const IkxPublisherProvider& provider, CkxTextView pattern, bool caseSensitive,
                            EkxStrCompareAs compareAs) {
-  const CkxPublisherMatchEvents events;
-  const auto matches = [&](const SkxSigner& signer) {
-    return !signer.name.IsEmpty() && KxUtil_MatchStr(pattern, signer.name, caseSensitive, compareAs);
-  };
-  const SkxSigner first = AskForSigner(provider, false);
-  if (first.status != EkxPublisherStatus::Valid && first.status != EkxPublisherStatus::ValidByWeakDigest) return false;
-  if (!matches(first)) return false;
-  if (first.status == EkxPublisherStatus::Valid) return true;
-  const SkxSigner second = AskForSigner(provider, true);
-  return second.status == EkxPublisherStatus::Valid && matches(second);
+  return KxEntry(false, [&] {
+    const CkxPublisherMatchEvents events;
+    const auto matches = [&](const SkxSigner& signer) {
+      return !signer.name.IsEmpty() && KxUtil_MatchStr(pattern, signer.name, caseSensitive, compareAs);
+    };
+    const SkxSigner first = AskForSigner(provider, false);
+    if (first.status != EkxPublisherStatus::Valid && first.status != EkxPublisherStatus::ValidByWeakDigest)
+      return false;
+    if (!matches(first)) return false;
+    if (first.status == EkxPublisherStatus::Valid) return true;
+    const SkxSigner second = AskForSigner(provider, true);
+    return second.status == EkxPublisherStatus::Valid && matches(second);
+  });
 }
 
 bool KxUtil_MatchFilePublisher(const WCHAR* path, CkxTextView pattern, bool caseSensitive, EkxStrCompareAs compareAs) {
-  const CkxTargetInfoFile file(path, nullptr);
-  return KxUtil_MatchPublisher(file, pattern, caseSensitive, compareAs);
+  return KxEntry(false, [&] {
+    const CkxTargetInfoFile file(path, nullptr);
+    return KxUtil_MatchPublisher(file, pattern, caseSensitive, compareAs);
+  });
 }
 
 bool KxUtil_MatchFileVersionInfo(const IkxVersionInfoProvider& provider, const WCHAR* field, CkxTextView pattern,

@@ -1,5 +1,6 @@
 #include <kx_util/kx_util.h>
 
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Agent/engine/kx_util/wildcard.h"
 #include "Agent/engine/kx_util/wipe.h"
 #include "Common_CPP/access_token/access_token.h"
@@ -87,28 +88,30 @@ bool MatchesWildcards(CkxTextView path, CkxTextView pattern) {
 }  // namespace
 
 const WCHAR* KxUtil_GetFileLocationType(void* token, CkxTextView path) {
-  if (path.IsEmpty() || KxText_Equals(path, CkxTargetInfoFile::kSystemPseudoFile, true)) return kUnknown;
-  const CkxJudgedPath judged(path);
-  const EkxDriveType drive = DriveTypeOf(token, judged.View());
-  switch (drive) {
-    case EkxDriveType::Removable:
-      return KXW("REMOVABLE");
-    case EkxDriveType::Fixed:
-      return kFixed;
-    case EkxDriveType::Remote:
-      return kRemote;
-    case EkxDriveType::Cdrom:
-      return KXW("CDROM");
-    case EkxDriveType::RamDisk:
-      return KXW("RAMDISK");
-    case EkxDriveType::Unknown:
-    case EkxDriveType::NoRoot:
-      break;
-    default:
-      KxTrace(EkxTraceLevel::Error, "KxUtil_GetFileLocationType", "ERROR: GetDriveType returned unexpected value ",
-              static_cast<unsigned>(drive));
-  }
-  return KxPath_IsUnc(judged.View()) ? kRemote : kUnknown;
+  return KxEntry<const WCHAR*>(kUnknown, [&]() -> const WCHAR* {
+    if (path.IsEmpty() || KxText_Equals(path, CkxTargetInfoFile::kSystemPseudoFile, true)) return kUnknown;
+    const CkxJudgedPath judged(path);
+    const EkxDriveType drive = DriveTypeOf(token, judged.View());
+    switch (drive) {
+      case EkxDriveType::Removable:
+        return KXW("REMOVABLE");
+      case EkxDriveType::Fixed:
+        return kFixed;
+      case EkxDriveType::Remote:
+        return kRemote;
+      case EkxDriveType::Cdrom:
+        return KXW("CDROM");
+      case EkxDriveType::RamDisk:
+        return KXW("RAMDISK");
+      case EkxDriveType::Unknown:
+      case EkxDriveType::NoRoot:
+        break;
+      default:
+        KxTrace(EkxTraceLevel::Error, "KxUtil_GetFileLocationType", "ERROR: GetDriveType returned unexpected value ",
+                static_cast<unsigned>(drive));
+    }
+    return KxPath_IsUnc(judged.View()) ? kRemote : kUnknown;
+  });
 }
 
 const WCHAR* KxUtil_GetFileLocationType(const IkxPathProvider& provider) {
@@ -124,50 +127,56 @@ bool KxUtil_IsEqualLocationType(CkxTextView a, CkxTextView b) {
 }
 
 bool KxUtil_MatchFileLocationType(const IkxPathProvider& provider, CkxTextView type) {
-  const CkxTextView path = provider.GetPath();
-  if (path.IsEmpty() || type.IsEmpty()) {
-    TraceInvalidArguments("KxUtil_MatchFileLocationType", path, type);
-    return false;
-  }
-  return IsAny(type) || KxUtil_IsEqualLocationType(KxUtil_GetFileLocationType(provider), type);
+  return KxEntry(false, [&] {
+    const CkxTextView path = provider.GetPath();
+    if (path.IsEmpty() || type.IsEmpty()) {
+      TraceInvalidArguments("KxUtil_MatchFileLocationType", path, type);
+      return false;
+    }
+    return IsAny(type) || KxUtil_IsEqualLocationType(KxUtil_GetFileLocationType(provider), type);
+  });
 }
 
 bool KxUtil_MatchFileLocationTypes(const IkxPathProvider& provider, CkxTextView typeList) {
-  if (CkxTextView(provider.GetPath()).IsEmpty()) {
-    KxTrace(EkxTraceLevel::Error, "KxUtil_MatchFileLocationTypes", "ERROR: Non-valid file path");
-    return false;
-  }
-  if (typeList.IsEmpty() || IsAny(typeList)) return true;
-  const WCHAR* actual = nullptr;  // asked for once, however long the list is
-  return KxText_AnyField(typeList, KXW(','), [&](CkxTextView type) {
-    if (IsAny(type)) return true;
-    if (actual == nullptr) actual = KxUtil_GetFileLocationType(provider);
-    return KxUtil_IsEqualLocationType(actual, type);
+  return KxEntry(false, [&] {
+    if (CkxTextView(provider.GetPath()).IsEmpty()) {
+      KxTrace(EkxTraceLevel::Error, "KxUtil_MatchFileLocationTypes", "ERROR: Non-valid file path");
+      return false;
+    }
+    if (typeList.IsEmpty() || IsAny(typeList)) return true;
+    const WCHAR* actual = nullptr;  // asked for once, however long the list is
+    return KxText_AnyField(typeList, KXW(','), [&](CkxTextView type) {
+      if (IsAny(type)) return true;
+      if (actual == nullptr) actual = KxUtil_GetFileLocationType(provider);
+      return KxUtil_IsEqualLocationType(actual, type);
+    });
   });
 }
 
 bool KxUtil_MatchFileLocation(const IkxPathProvider& provider, CkxTextView typeList, CkxTextView locationPattern,
                               bool withSubfolders) {
-  const CkxTextView spelled = provider.GetPath();
-  if (spelled.IsEmpty() || locationPattern.IsEmpty()) {
-    TraceInvalidArguments("KxUtil_MatchFileLocation", spelled, locationPattern);
-    return false;
-  }
-  if (!KxUtil_MatchFileLocationTypes(provider, typeList)) return false;
+  return KxEntry(false, [&] {
+    const CkxTextView spelled = provider.GetPath();
+    if (spelled.IsEmpty() || locationPattern.IsEmpty()) {
+      TraceInvalidArguments("KxUtil_MatchFileLocation", spelled, locationPattern);
+      return false;
+    }
+    if (!KxUtil_MatchFileLocationTypes(provider, typeList)) return false;
 
-  void* const token = provider.GetAccessToken();
-  const CkxJudgedPath judged(spelled);
-  const CkxTextView path = judged.View();
-  const bool hasWildcards = KxWildcard_IsPattern(locationPattern);
-  const std::optional<KxWipedVector<WCHAR>> onOpticalDrive = OnOpticalDrive(token, path, locationPattern);
-  const CkxTextView pattern =
-      onOpticalDrive ? CkxTextView(onOpticalDrive->data(), onOpticalDrive->size()) : locationPattern;
-  const auto matches = [&](CkxTextView file) {
-    return hasWildcards ? MatchesWildcards(file, pattern)
-                        : KxPath_IsFolderInside(KxPath_Folder(file), pattern, withSubfolders);
-  };
-  if (matches(path)) return true;
-  if (KxPath_DriveLetter(pattern) != 0) return false;  // a pattern that names a drive is about that drive
-  const std::optional<KxWString> unc = UncForm(token, path);
-  return unc && matches(*unc);
+    void* const token = provider.GetAccessToken();
+    const CkxJudgedPath judged(spelled);
+    const CkxTextView path = judged.View();
+    const bool hasWildcards = KxWildcard_IsPattern(locationPattern);
+    const std::optional<KxWipedVector<WCHAR>> onOpticalDrive = OnOpticalDrive(token, path, locationPattern);
+    const CkxTextView pattern =
+        onOpticalDrive ? CkxTextView(onOpticalDrive->data(), onOpticalDrive->size()) : locationPattern;
+    const auto matches = [&](CkxTextView file) {
+      return hasWildcards ? MatchesWildcards(file, pattern)
+                          : KxPath_IsFolderInside(KxPath_Folder(file), pattern, withSubfolders);
+    };
+    if (matches(path)) return true;
+    if (KxPath_DriveLetter(pattern) != 0) return false;  // a pattern that names a drive is about that drive
+    const std::optional<KxWString> unc = UncForm(token, path);
+    return unc && matches(*unc);
+  });
 }

@@ -31,27 +31,29 @@ bool MatchesRegExp(CkxTextView pattern, CkxTextView subject, bool caseSensitive)
 }  // namespace
 
 bool KxUtil_MatchStr(CkxTextView pattern, CkxTextView subject, bool caseSensitive, EkxStrCompareAs compareAs) {
-  if (pattern.IsNull()) return subject.IsNull();
-  if (subject.IsNull()) return false;
-  if (!SpendOn(pattern, subject)) return false;
-  const CkxTextView text = KxText_Trim(subject);
-  switch (compareAs) {
-    case EkxStrCompareAs::StrEquals:
-      return KxText_Equals(pattern, text, caseSensitive);
-    case EkxStrCompareAs::StrStartsWith:
-      // As a search would find it at the start: the empty text is found nowhere.
-      return !pattern.IsEmpty() && KxText_StartsWith(text, pattern, caseSensitive);
-    case EkxStrCompareAs::StrContains:
-      return KxText_Find(text, pattern, caseSensitive) != CkxTextView::npos;
-    case EkxStrCompareAs::StrWildcard:
-      return KxWildcard_Matches(pattern, text, caseSensitive);
-    case EkxStrCompareAs::StrRegExp:
-      return MatchesRegExp(pattern, text, caseSensitive);
-  }
-  KxTrace(EkxTraceLevel::Error, kScope, "ERROR: Unexpected compareAs value ", static_cast<uint16_t>(compareAs));
-  return false;
+  return KxEntry(false, [&] {
+    if (pattern.IsNull()) return subject.IsNull();
+    if (subject.IsNull()) return false;
+    if (!SpendOn(pattern, subject)) return false;
+    const CkxTextView text = KxText_Trim(subject);
+    switch (compareAs) {
+      case EkxStrCompareAs::StrEquals:
+        return KxText_Equals(pattern, text, caseSensitive);
+      case EkxStrCompareAs::StrStartsWith:
+        // As a search would find it at the start: the empty text is found nowhere.
+        return !pattern.IsEmpty() && KxText_StartsWith(text, pattern, caseSensitive);
+      case EkxStrCompareAs::StrContains:
+        return KxText_Find(text, pattern, caseSensitive) != CkxTextView::npos;
+      case EkxStrCompareAs::StrWildcard:
+        return KxWildcard_Matches(pattern, text, caseSensitive);
+      case EkxStrCompareAs::StrRegExp:
+        return MatchesRegExp(pattern, text, caseSensitive);
+    }
+    KxTrace(EkxTraceLevel::Error, kScope, "ERROR: Unexpected compareAs value ", static_cast<uint16_t>(compareAs));
+    return false;
+  });
 }
 
 bool KxUtil_IsValidRegExp(CkxTextView pattern, bool caseSensitive) {
-  return CkxRegExp().Parse(pattern, caseSensitive).IsOk();
+  return KxEntry(false, [&] { return CkxRegExp().Parse(pattern, caseSensitive).IsOk(); });
 }
