@@ -14,8 +14,12 @@
 using WCHAR = wchar_t;
 #define KXW(text) L##text
 
-#ifdef KX_UTIL_BUILDS_DLL
+// What the DLL exports. A program that links the DLL sees KX_UTIL_USES_DLL, which its CMake target defines; the static
+// library needs neither.
+#if defined(KX_UTIL_BUILDS_DLL)
 #define KX_UTIL_API __declspec(dllexport)
+#elif defined(KX_UTIL_USES_DLL)
+#define KX_UTIL_API __declspec(dllimport)
 #else
 #define KX_UTIL_API
 #endif

@@ -10,7 +10,7 @@
 #include "Common_CPP/util/text_view.h"
 
 namespace kx_text_detail {
-WCHAR FoldBeyondAscii(WCHAR unit);
+KX_UTIL_API WCHAR FoldBeyondAscii(WCHAR unit);
 }
 
 /// The upper-case form of one unit; itself when it has none, or is not the lower-case form of that.
@@ -21,22 +21,22 @@ inline WCHAR KxText_Fold(WCHAR unit) {
 }
 
 /// Same units in the same order, folded unless `caseSensitive`. A view without a value equals an empty one.
-bool KxText_Equals(CkxTextView a, CkxTextView b, bool caseSensitive);
+KX_UTIL_API bool KxText_Equals(CkxTextView a, CkxTextView b, bool caseSensitive);
 
 /// Position of the first occurrence of `part` in `text`, `CkxTextView::npos` when there is none. As with the system's
 /// search functions an empty `part` occurs nowhere.
-size_t KxText_Find(CkxTextView text, CkxTextView part, bool caseSensitive);
+KX_UTIL_API size_t KxText_Find(CkxTextView text, CkxTextView part, bool caseSensitive);
 
 /// Whether `text` begins with `prefix`; unlike a search, an empty prefix begins every text.
-bool KxText_StartsWith(CkxTextView text, CkxTextView prefix, bool caseSensitive);
+KX_UTIL_API bool KxText_StartsWith(CkxTextView text, CkxTextView prefix, bool caseSensitive);
 
 /// Position of the first (last) `unit`, or npos.
-size_t KxText_FindUnit(CkxTextView text, WCHAR unit);
-size_t KxText_FindLastUnit(CkxTextView text, WCHAR unit);
+KX_UTIL_API size_t KxText_FindUnit(CkxTextView text, WCHAR unit);
+KX_UTIL_API size_t KxText_FindLastUnit(CkxTextView text, WCHAR unit);
 
 /// Unicode white space (the White_Space property), the set that trimming removes.
-bool KxText_IsSpace(WCHAR unit);
-CkxTextView KxText_Trim(CkxTextView text);
+KX_UTIL_API bool KxText_IsSpace(WCHAR unit);
+KX_UTIL_API CkxTextView KxText_Trim(CkxTextView text);
 
 /// Calls `visit(field)` for each non-empty field of `list` between `separator`s; stops and returns true as soon as it
 /// returns true, else false.
@@ -53,7 +53,7 @@ bool KxText_AnyField(CkxTextView list, WCHAR separator, Visit visit) {
 }
 
 /// UTF-16 to UTF-8; an unpaired surrogate becomes U+FFFD.
-std::string KxText_ToUtf8(CkxTextView text);
+KX_UTIL_API std::string KxText_ToUtf8(CkxTextView text);
 
 /// UTF-8 to UTF-16; nothing when the bytes are not well-formed UTF-8 (overlong forms and surrogates included).
-std::optional<KxWString> KxText_FromUtf8(std::string_view utf8);
+KX_UTIL_API std::optional<KxWString> KxText_FromUtf8(std::string_view utf8);

@@ -12,7 +12,7 @@
 
 #include "Common_CPP/util/base.h"
 
-class CkxTextView {
+class KX_UTIL_API CkxTextView {
  public:
   static constexpr size_t npos = static_cast<size_t>(-1);
 

@@ -24,7 +24,7 @@ struct SkxTraceLine {
 };
 
 /// "KXT_ERROR", "KXT_WARNING", ... ; redirected and flashback lines carry "_REDIRECTED" or "_FLASHBACK" after it.
-std::string KxTrace_LevelName(EkxTraceLevel level, EkxTraceVariant variant = EkxTraceVariant::Plain);
+KX_UTIL_API std::string KxTrace_LevelName(EkxTraceLevel level, EkxTraceVariant variant = EkxTraceVariant::Plain);
 
 class IkxTraceSink {
  public:

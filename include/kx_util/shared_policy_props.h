@@ -12,6 +12,8 @@
 #include <kx_util/kx_util.h>
 #include <kx_util/shared_buffer.h>
 
+#include <memory>
+
 class CkxBufReader;
 
 class KX_UTIL_API CkxShBufPropBase {
@@ -29,6 +31,10 @@ class KX_UTIL_API CkxShBufPropBase {
   /// The flag, and only when it is set the fields, read by `fields(CkxBufReader&)`.
   template <class Fields>
   bool _Read(const unsigned char*& cursor, unsigned long& remaining, Fields fields);
+
+  /// The same where a list is all that there is.
+  bool _ReadList(const unsigned char*& cursor, unsigned long& remaining, CkxShBufList& list,
+                 CkxShBufList::Factory elementFromBuffer);
 
  private:
   bool _initialized = false;
@@ -192,18 +198,23 @@ class CkxPropNode : public CkxShBufList::CkxNode {
   Prop prop;
 };
 
-/// A list property: u32 count, then the elements.
+/// A list property: u32 count, then the elements. All of it stands here, so that no DLL need export an instance.
 template <class Prop>
 class CkxShBufPropList : public CkxShBufPropBase {
  public:
-  bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining) override;
+  bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining) override {
+    return _ReadList(cursor, remaining, _list, _NodeFromBuffer);
+  }
 
   uint32_t Count() const { return _list.Count(); }
   CkxNodes<CkxPropNode<Prop>> Elements() const { return CkxNodes<CkxPropNode<Prop>>(_list); }
 
  protected:
   /// The element reader that the list is read with.
-  static CkxShBufList::CkxNode* _NodeFromBuffer(const unsigned char*& cursor, unsigned long& remaining);
+  static CkxShBufList::CkxNode* _NodeFromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
+    std::unique_ptr<CkxPropNode<Prop>> node(new CkxPropNode<Prop>);
+    return node != nullptr && node->prop.FromBuffer(cursor, remaining) ? node.release() : nullptr;
+  }
 
  private:
   CkxShBufList _list;

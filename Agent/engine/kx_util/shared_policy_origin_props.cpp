@@ -15,8 +15,6 @@ bool CkxShBufPropUserOrGroup::FromBuffer(const unsigned char*& cursor, unsigned 
   return _Read(cursor, remaining, [this](CkxBufReader& in) { return in.Sid(_sid); });
 }
 
-template class CkxShBufPropList<CkxShBufPropUserOrGroup>;
-
 CkxShBufList::CkxNode* CkxShBufPropUserList::UserOrGroupNodeFromBuffer(const unsigned char*& cursor,
                                                                        unsigned long& remaining) {
   return _NodeFromBuffer(cursor, remaining);

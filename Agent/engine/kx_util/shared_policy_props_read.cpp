@@ -1,6 +1,11 @@
 // How properties lie in the buffer: each reader is the table of its fields.
 #include "Agent/engine/kx_util/prop_reading.h"
 
+bool CkxShBufPropBase::_ReadList(const unsigned char*& cursor, unsigned long& remaining, CkxShBufList& list,
+                                 CkxShBufList::Factory elementFromBuffer) {
+  return _Read(cursor, remaining, [&](CkxBufReader& in) { return in.List(list, elementFromBuffer); });
+}
+
 bool CkxShBufPropStr::_ReadPattern(CkxBufReader& in) {
   return in.ObfuscatedText(_pattern) && in.Flag(_caseSensitive) && in.U16(_compareAs);
 }
@@ -56,11 +61,6 @@ bool CkxShBufPropParentProcess::FromBuffer(const unsigned char*& cursor, unsigne
     return in.Guid(_included) && in.Flag(_includedAnyAncestor) && in.Guid(_excluded) && in.Flag(_excludedAnyAncestor);
   });
 }
-
-template class CkxShBufPropList<CkxShBufPropPublisher>;
-template class CkxShBufPropList<CkxShBufPropFileOwner>;
-template class CkxShBufPropList<CkxShBufPropFileVerInfo>;
-template class CkxShBufPropList<CkxShBufPropFileMsiInfo>;
 
 CkxShBufList::CkxNode* CkxShBufPropPublishers::PublisherNodeFromBuffer(const unsigned char*& cursor,
                                                                        unsigned long& remaining) {

@@ -33,9 +33,6 @@ bool CkxShBufPropMediaInfo::Match(const SkxMediaFacts& media) const {
                             _product.Match(Fact(media.product)) && _serialNumber.Match(Fact(media.serialNumber)));
 }
 
-template class CkxShBufPropList<CkxShBufPropCapability>;
-template class CkxShBufPropList<CkxShBufPropMediaInfo>;
-
 CkxShBufList::CkxNode* CkxShBufPropCapabilities::CapabilityNodeFromBuffer(const unsigned char*& cursor,
                                                                           unsigned long& remaining) {
   return _NodeFromBuffer(cursor, remaining);
