@@ -20,19 +20,20 @@ KX_UTIL_API unsigned char KxUtil_ObfuscationKey();
 using KxWipeHook = void (*)(const unsigned char* bytes, size_t count);
 KX_UTIL_API KxWipeHook KxUtil_SetWipeHook(KxWipeHook hook);
 
-/// A counted string. A plain one points into the record and dies with it; an obfuscated one owns its un-obfuscated copy
-/// and overwrites it before it frees it. Plain copying copies the three fields as they are: of two copies of an
-/// obfuscated string only one may live to be destroyed, so copying is not offered; moving is.
+/// A counted string. A plain one points into the record and dies with it; an obfuscated one owns its un-obfuscated text
+/// and overwrites it before it frees it.
+///
+/// A copy has the same fields and owns nothing: it borrows the text, and dies with the string that it was copied from
+/// (or that this one was moved to). So a text is freed once, in whatever order copies go. Moving hands on what is
+/// owned.
 class KX_UTIL_API CkxShBufString {
  public:
   CkxShBufString() = default;
   CkxShBufString(CkxShBufString&& other) noexcept;
   CkxShBufString& operator=(CkxShBufString&& other) noexcept;
-  CkxShBufString(const CkxShBufString&) = delete;
-  CkxShBufString& operator=(const CkxShBufString&) = delete;
-  ~CkxShBufString() {
-    if (_owned != nullptr) Wipe();
-  }
+  CkxShBufString(const CkxShBufString& other) noexcept;
+  CkxShBufString& operator=(const CkxShBufString& other) noexcept;
+  ~CkxShBufString() { Release(); }
 
   bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining);
 
@@ -54,14 +55,24 @@ class KX_UTIL_API CkxShBufString {
   uint32_t ByteCount() const { return _length; }
 
  private:
+  /// Empties the string, and frees what it owns.
+  void Release() {
+    if (_owned != nullptr && !_borrowed) Wipe();
+    _length = 0;
+    _borrowed = false;
+    _text = nullptr;
+    _owned = nullptr;
+  }
   void Wipe();
 
   uint32_t _length = 0;
+  bool _borrowed = false;  // `_owned` is another string's to free; lies in the gap between the two fields
   const WCHAR* _text = nullptr;
   WCHAR* _owned = nullptr;
 };
 
-/// A counted list of heap nodes, made by a factory that reads one element. The list owns its nodes.
+/// A counted list of heap nodes, made by a factory that reads one element. The list owns its nodes. A copy shares them
+/// and owns none: it dies with the list that it was copied from.
 class KX_UTIL_API CkxShBufList {
  public:
   class KX_UTIL_API CkxNode {
@@ -81,11 +92,11 @@ class KX_UTIL_API CkxShBufList {
   using Factory = CkxNode* (*)(const unsigned char*& cursor, unsigned long& remaining);
 
   CkxShBufList() = default;
-  CkxShBufList(const CkxShBufList&) = delete;
-  CkxShBufList& operator=(const CkxShBufList&) = delete;
+  CkxShBufList(const CkxShBufList& other) noexcept;
+  CkxShBufList& operator=(const CkxShBufList& other) noexcept;
   virtual ~CkxShBufList() { _Clear(); }
 
-  /// Replaces what the list holds; on failure the list is empty.
+  /// Replaces what the list holds; on failure, a null factory among them, the list is empty.
   bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining, Factory factory);
 
   uint32_t Count() const { return _count; }
@@ -96,6 +107,7 @@ class KX_UTIL_API CkxShBufList {
   void _Clear();
 
   uint32_t _count = 0;
+  bool _borrowed = false;  // the nodes are another list's to destroy; lies in the gap between the two fields
   CkxNode* _head = nullptr;
 };
 

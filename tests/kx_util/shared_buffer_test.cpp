@@ -149,6 +149,31 @@ TEST_F(ShBufStringWipe, MovingHandsTheCopyOn) {
   EXPECT_EQ(wiped, (std::vector<KxBytes>{KxBytes(6, 0), KxBytes(10, 0)}));
 }
 
+TEST_F(ShBufStringWipe, CopiesBorrowSoThatATextIsWipedOnceAndWithItsOwner) {
+  const KxBytes ten(10, 0);
+  {
+    CkxShBufString owner = Secret(10);
+    {
+      CkxShBufString copy = owner;
+      CkxShBufString copyOfCopy;
+      copyOfCopy = copy;
+      EXPECT_EQ(copyOfCopy.String(), owner.String());
+      EXPECT_EQ(copyOfCopy.ByteCount(), owner.ByteCount());
+      owner = copy;             // back to where it came from
+      owner = std::move(copy);  // likewise
+      CkxExactBytes plain({2, 0, 0, 0, 'x', 0});
+      ASSERT_TRUE(copyOfCopy.FromBuffer(plain.cursor, plain.remaining));
+    }
+    EXPECT_TRUE(wiped.empty());
+    CkxShBufString other = Secret(6);
+    other = owner;
+    EXPECT_EQ(wiped, std::vector<KxBytes>{KxBytes(6, 0)}) << "what it held goes, as ever";
+    CkxShBufString taker = std::move(owner);
+    EXPECT_EQ(taker.String(), other.String()) << "the owner is another one now";
+  }
+  EXPECT_EQ(wiped, (std::vector<KxBytes>{KxBytes(6, 0), ten}));
+}
+
 TEST_F(ShBufStringWipe, ReadingAgainWipesFirst) {
   CkxShBufString text = Secret(8);
   CkxExactBytes plain({2, 0, 0, 0, 'x', 0});
@@ -217,6 +242,34 @@ TEST(ShBufList, ReadsElementsInOrderOrNone) {
     }
     EXPECT_EQ(CountedNode::alive, 0);
   }
+}
+
+TEST(ShBufList, CopiesShareNodesThatTheirOwnerDestroys) {
+  const auto read = [](CkxShBufList& list, const KxBytes& bytes) {
+    CkxExactBytes in(bytes);
+    return list.FromBuffer(in.cursor, in.remaining, CountedNode::FromBuffer);
+  };
+  CkxShBufList owner;
+  ASSERT_TRUE(read(owner, {2, 0, 0, 0, 7, 8}));
+  CkxShBufList other;
+  ASSERT_TRUE(read(other, {1, 0, 0, 0, 9}));
+  {
+    CkxShBufList copy = owner;
+    EXPECT_EQ(copy.GetHead(), owner.GetHead());
+    EXPECT_EQ(copy.Count(), 2u);
+    owner = copy;
+    EXPECT_EQ(CountedNode::alive, 3) << "assigned back to their owner the nodes stay its own";
+    other = copy;
+    EXPECT_EQ(CountedNode::alive, 2) << "what a list owned goes when it is assigned to";
+    ASSERT_TRUE(read(copy, {1, 0, 0, 0, 5}));
+    EXPECT_EQ(CountedNode::alive, 3) << "reading replaces the copy alone";
+  }
+  EXPECT_EQ(CountedNode::alive, 2);
+  owner = CkxShBufList();
+  EXPECT_EQ(CountedNode::alive, 0);
+  EXPECT_EQ(owner.Count(), 0u);
+  CkxExactBytes in({1, 0, 0, 0, 5});
+  EXPECT_FALSE(owner.FromBuffer(in.cursor, in.remaining, nullptr)) << "nobody reads the elements";
 }
 
 TEST(ShBufList, ALongListIsReleasedWithoutDeepCalls) {

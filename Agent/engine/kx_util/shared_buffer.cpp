@@ -51,29 +51,37 @@ unsigned char KxUtil_ObfuscationKey() {
 
 CkxShBufString::CkxShBufString(CkxShBufString&& other) noexcept
     : _length(std::exchange(other._length, 0)),
+      _borrowed(std::exchange(other._borrowed, false)),
       _text(std::exchange(other._text, nullptr)),
       _owned(std::exchange(other._owned, nullptr)) {}
 
 CkxShBufString& CkxShBufString::operator=(CkxShBufString&& other) noexcept {
-  CkxShBufString moved(std::move(other));  // takes over what we held, and wipes it
+  if (_owned != nullptr && _owned == other._owned) return *this;  // one of them borrows from the other
+  CkxShBufString moved(std::move(other));                         // takes over what we held, and wipes it
   std::swap(_length, moved._length);
+  std::swap(_borrowed, moved._borrowed);
   std::swap(_text, moved._text);
   std::swap(_owned, moved._owned);
   return *this;
 }
 
+CkxShBufString::CkxShBufString(const CkxShBufString& other) noexcept
+    : _length(other._length), _borrowed(other._owned != nullptr), _text(other._text), _owned(other._owned) {}
+
+CkxShBufString& CkxShBufString::operator=(const CkxShBufString& other) noexcept {
+  return *this = CkxShBufString(other);
+}
+
 void CkxShBufString::Wipe() {
   KxWipe(_owned, _length);
-  KxRecord_Free(std::exchange(_owned, nullptr));
-  _length = 0;
-  _text = nullptr;
+  KxRecord_Free(_owned);
 }
 
 bool CkxShBufString::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
   CkxByteCursor in(cursor, remaining);
   uint32_t count = 0;
   if (!in.U32(count)) return false;
-  if (_owned != nullptr) Wipe();
+  Release();
 
   const unsigned char* bytes = nullptr;
   const bool read = count == 0 || in.Bytes(count, bytes);
@@ -99,7 +107,7 @@ bool CkxShBufString::FromBufferAndUnObfuscate(const unsigned char*& cursor, unsi
     copy[count / 2] = 0;  // of an odd count the last byte goes
   }
 
-  if (_owned != nullptr) Wipe();
+  Release();
   _length = count;
   _text = _owned = copy;
   cursor += sizeof(count) + present;
@@ -110,10 +118,22 @@ bool CkxShBufString::FromBufferAndUnObfuscate(const unsigned char*& cursor, unsi
 void* CkxShBufList::CkxNode::operator new(size_t bytes) noexcept { return KxRecord_Allocate(bytes); }
 void CkxShBufList::CkxNode::operator delete(void* piece) noexcept { KxRecord_Free(piece); }
 
+CkxShBufList::CkxShBufList(const CkxShBufList& other) noexcept
+    : _count(other._count), _borrowed(other._head != nullptr), _head(other._head) {}
+
+CkxShBufList& CkxShBufList::operator=(const CkxShBufList& other) noexcept {
+  if (_head != nullptr && _head == other._head) return *this;  // one of them borrows from the other
+  _Clear();
+  _count = other._count;
+  _borrowed = other._head != nullptr;
+  _head = other._head;
+  return *this;
+}
+
 bool CkxShBufList::FromBuffer(const unsigned char*& cursor, unsigned long& remaining, Factory factory) {
   _Clear();
   uint32_t count = 0;
-  if (!CkxByteCursor(cursor, remaining).U32(count)) return false;
+  if (factory == nullptr || !CkxByteCursor(cursor, remaining).U32(count)) return false;
   for (CkxNode** end = &_head; _count < count; ++_count) {
     CkxNode* const node = factory(cursor, remaining);
     if (node == nullptr) {
@@ -127,6 +147,8 @@ bool CkxShBufList::FromBuffer(const unsigned char*& cursor, unsigned long& remai
 }
 
 void CkxShBufList::_Clear() {
+  if (_borrowed) _head = nullptr;
   while (_head != nullptr) delete std::exchange(_head, _head->_next);
   _count = 0;
+  _borrowed = false;
 }
