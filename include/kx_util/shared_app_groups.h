@@ -34,15 +34,24 @@ class KX_UTIL_API CkxShBufAppGroup {
   /// Null when the record is malformed. With `copy` the group owns a copy of its record, else it points into it. The
   /// record's own size field says how many bytes may be read.
   static CkxShBufAppGroup* AppGroupFromBuffer(const SkxAppGroupBufHeader* record, bool copy);
+
+  /// Of what `AppGroupFromBuffer` or the store made, and of nothing else.
+  void Release();
+
+  /// The same for a pointer that may be null, which is ignored: no operation may be called on a null object.
+  static void Release(CkxShBufAppGroup* group);
+
+  /// A group of the caller's own, empty until `FromBuffer` reads it in place.
+  CkxShBufAppGroup() = default;
   ~CkxShBufAppGroup();
   CkxShBufAppGroup(const CkxShBufAppGroup&) = delete;
   CkxShBufAppGroup& operator=(const CkxShBufAppGroup&) = delete;
-  void Release();
 
+  /// From the caller's cursor, which moves past what was read. On false the group has no header and no targets.
   bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining);
 
-  GUID Id() const { return _header->id; }
-  uint32_t BufferSize() const { return _header->size; }
+  GUID Id() const { return _header != nullptr ? GUID(_header->id) : GUID(); }  ///< null before a group was read
+  uint32_t BufferSize() const { return _header != nullptr ? _header->size : 0; }
   const CkxShBufList& Targets() const { return _targets; }
 
   /// The first target that matches; null when none does. Lives as long as the group.
@@ -57,7 +66,6 @@ class KX_UTIL_API CkxShBufAppGroup {
   void DoEnumTargets(void* enumContext);
 
  private:
-  CkxShBufAppGroup() = default;
   bool _CopyBuffer(const SkxAppGroupBufHeader*& record, uint32_t size);
 
   unsigned char* _copy = nullptr;
@@ -66,6 +74,6 @@ class KX_UTIL_API CkxShBufAppGroup {
 };
 
 struct SkxAppGroupRelease {
-  void operator()(CkxShBufAppGroup* group) const { group->Release(); }
+  void operator()(CkxShBufAppGroup* group) const { CkxShBufAppGroup::Release(group); }
 };
 using CkxShBufAppGroupPtr = std::unique_ptr<CkxShBufAppGroup, SkxAppGroupRelease>;

@@ -41,6 +41,10 @@ class KX_UTIL_API CkxShBufCustGuiBase {
 
   virtual ~CkxShBufCustGuiBase();
   virtual void Release();
+
+  /// The same for a pointer that may be null, which is ignored: no operation may be called on a null object.
+  static void Release(CkxShBufCustGuiBase* alert);
+
   virtual bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining) = 0;
 
   EkxAlertType AlertType() const { return _header->type; }
@@ -58,7 +62,7 @@ class KX_UTIL_API CkxShBufCustGuiBase {
 };
 
 struct SkxCustGuiRelease {
-  void operator()(CkxShBufCustGuiBase* alert) const { alert->Release(); }
+  void operator()(CkxShBufCustGuiBase* alert) const { CkxShBufCustGuiBase::Release(alert); }
 };
 using CkxShBufCustGuiPtr = std::unique_ptr<CkxShBufCustGuiBase, SkxCustGuiRelease>;
 

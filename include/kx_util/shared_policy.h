@@ -100,6 +100,10 @@ class KX_UTIL_API CkxShBufPolicy {
 
   virtual ~CkxShBufPolicy();
   virtual void Release();
+
+  /// The same for a pointer that may be null, which is ignored: no operation may be called on a null object.
+  static void Release(CkxShBufPolicy* policy);
+
   virtual bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining) = 0;
   virtual void FillPolicyInfo(SkxTriggerPolicyShortInfo& info) const;
   virtual bool WithTargets() const = 0;
@@ -153,7 +157,7 @@ class KX_UTIL_API CkxShBufPolicy {
 };
 
 struct SkxPolicyRelease {
-  void operator()(CkxShBufPolicy* policy) const { policy->Release(); }
+  void operator()(CkxShBufPolicy* policy) const { CkxShBufPolicy::Release(policy); }
 };
 using CkxShBufPolicyPtr = std::unique_ptr<CkxShBufPolicy, SkxPolicyRelease>;
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "Common_CPP/util/guid.h"
 #include "tests/support/recording_observer.h"
 #include "tests/support/target_records.h"
 
@@ -57,13 +58,15 @@ TEST(AppGroup, OnlyAWholeRecordIsOne) {
 TEST(AppGroup, ReadInPlaceTakesWhatItsTargetsTake) {
   KxBytes record = ThreeUrls().Zeros(2).Bytes();
   CkxExactBytes bytes(record);
-  const CkxShBufAppGroupPtr group = Read(CkxExactBytes(Group(4, {}).Bytes()), true);
-  EXPECT_TRUE(group->FromBuffer(bytes.cursor, bytes.remaining));
+  CkxShBufAppGroup group;
+  EXPECT_TRUE(KxGuid_IsNull(group.Id()));
+  EXPECT_TRUE(group.FromBuffer(bytes.cursor, bytes.remaining));
   EXPECT_EQ(bytes.remaining, 2u);
-  EXPECT_EQ(group->Targets().Count(), 3u);
+  EXPECT_EQ(group.Targets().Count(), 3u);
 
   CkxExactBytes shorter(record, record.size() - 1);
-  EXPECT_FALSE(group->FromBuffer(shorter.cursor, shorter.remaining)) << "its size reaches past the end";
+  EXPECT_FALSE(group.FromBuffer(shorter.cursor, shorter.remaining)) << "its size reaches past the end";
+  EXPECT_TRUE(KxGuid_IsNull(group.Id()) && group.BufferSize() == 0 && group.Targets().Count() == 0);
 }
 
 TEST(AppGroup, ACopyOutlivesItsRecord) {

@@ -62,8 +62,9 @@ TEST(SlotOrder, OfVirtualOperations) {
                 std::has_virtual_destructor_v<CkxShBufTarget> && std::has_virtual_destructor_v<CkxShBufCustGuiBase> &&
                 std::has_virtual_destructor_v<CkxShBufPropBase> && std::has_virtual_destructor_v<CkxTargetInfo>);
   using Policy = CkxShBufPolicy;
-  ExpectSlots("policy", kDestructor, &Policy::Release, &Policy::FromBuffer, &Policy::FillPolicyInfo,
-              &Policy::WithTargets, &Policy::_AppendDebugMsg);
+  void (Policy::*const release)() = &Policy::Release;  // not the one for null
+  ExpectSlots("policy", kDestructor, release, &Policy::FromBuffer, &Policy::FillPolicyInfo, &Policy::WithTargets,
+              &Policy::_AppendDebugMsg);
   using WithTargets = CkxShBufPolicyWithTargets;
   ExpectSlots("policy with targets", kDestructor + 5, &WithTargets::IsApplicableTarget,
               &WithTargets::IsApplicableToAnyTarget, &OpenWithTargets::_IsApplicableToAnyTarget);
@@ -71,7 +72,8 @@ TEST(SlotOrder, OfVirtualOperations) {
   using Target = CkxShBufTarget;
   ExpectSlots("target", kDestructor, &Target::FromBuffer, &Target::FillTargetInfo, &Target::MatchTarget,
               &Target::MatchProcess, &Target::RequiresKxToolsFolder, &Target::AppendDebugMsg);
-  ExpectSlots("alert", kDestructor, &CkxShBufCustGuiBase::Release, &CkxShBufCustGuiBase::FromBuffer);
+  void (CkxShBufCustGuiBase::*const releaseAlert)() = &CkxShBufCustGuiBase::Release;
+  ExpectSlots("alert", kDestructor, releaseAlert, &CkxShBufCustGuiBase::FromBuffer);
   ExpectSlots("property", kDestructor, &CkxShBufPropBase::FromBuffer);
 
   using Info = CkxTargetInfo;

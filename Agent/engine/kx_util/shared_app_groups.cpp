@@ -22,6 +22,10 @@ CkxShBufAppGroup::~CkxShBufAppGroup() { delete[] _copy; }
 
 void CkxShBufAppGroup::Release() { delete this; }
 
+void CkxShBufAppGroup::Release(CkxShBufAppGroup* group) {
+  if (group != nullptr) group->Release();
+}
+
 bool CkxShBufAppGroup::_CopyBuffer(const SkxAppGroupBufHeader*& record, uint32_t size) {
   _copy = KxRecord_Copy(record, size, "CkxShBufAppGroup");
   if (_copy == nullptr) return false;
@@ -31,7 +35,10 @@ bool CkxShBufAppGroup::_CopyBuffer(const SkxAppGroupBufHeader*& record, uint32_t
 
 bool CkxShBufAppGroup::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
   CkxBufReader in(cursor, remaining);
-  return in.Header(_header) && in.List(_targets, CkxShBufTarget::TargetFromBuffer);
+  if (in.Header(_header) && in.List(_targets, CkxShBufTarget::TargetFromBuffer)) return true;
+  _header = nullptr;
+  _targets = CkxShBufList();
+  return false;
 }
 
 const CkxShBufTarget* CkxShBufAppGroup::FindMatch(const CkxTargetInfo& target) const {
@@ -51,6 +58,7 @@ bool CkxShBufAppGroup::MatchTarget(const CkxTargetInfo& target, SkxTriggerPolicy
 }
 
 bool CkxShBufAppGroup::EnumTargets(KxTargetCallback callback, void* context) const {
+  if (callback == nullptr) return false;
   for (const CkxShBufTarget& target : CkxNodes<CkxShBufTarget>(_targets)) {
     if (!callback(target, context)) return false;
   }
@@ -58,11 +66,13 @@ bool CkxShBufAppGroup::EnumTargets(KxTargetCallback callback, void* context) con
 }
 
 void CkxShBufAppGroup::DoMatchTarget(void* matchContext) {
+  if (matchContext == nullptr) return;
   auto& context = *static_cast<SkxMatchContext*>(matchContext);
   context.found = MatchTarget(context.target, context.info);
 }
 
 void CkxShBufAppGroup::DoEnumTargets(void* enumContext) {
+  if (enumContext == nullptr) return;
   auto& context = *static_cast<SkxEnumContext*>(enumContext);
   context.completed = EnumTargets(context.callback, context.context);
 }

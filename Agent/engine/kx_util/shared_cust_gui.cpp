@@ -45,6 +45,10 @@ CkxShBufCustGuiBase::~CkxShBufCustGuiBase() { delete[] _copy; }
 
 void CkxShBufCustGuiBase::Release() { delete this; }
 
+void CkxShBufCustGuiBase::Release(CkxShBufCustGuiBase* alert) {
+  if (alert != nullptr) alert->Release();
+}
+
 bool CkxShBufCustGuiBase::_CopyBuffer(const SkxAlertBufHeader*& record, uint32_t size) {
   _copy = KxRecord_Copy(record, size, "CkxShBufCustGuiBase");
   if (_copy == nullptr) return false;

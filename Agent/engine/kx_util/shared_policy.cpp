@@ -86,6 +86,10 @@ void CkxShBufPolicy::operator delete(void* piece) noexcept { KxRecord_Free(piece
 
 void CkxShBufPolicy::Release() { delete this; }
 
+void CkxShBufPolicy::Release(CkxShBufPolicy* policy) {
+  if (policy != nullptr) policy->Release();
+}
+
 bool CkxShBufPolicy::_CopyBuffer(const SkxPolicyBufHeader*& record, uint32_t size) {
   _copy = KxRecord_Copy(record, size, "CkxShBufPolicy");
   if (_copy == nullptr) return false;

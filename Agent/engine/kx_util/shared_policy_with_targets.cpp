@@ -73,6 +73,7 @@ bool CkxShBufPolicyWithTargets::_AppliesWithoutTargets(const CkxTargetInfo& targ
 }
 
 void CkxShBufPolicyWithTargets::EnumTargets(KxTargetCallback callback, void* context) const {
+  if (callback == nullptr) return;
   Enumeration enumeration = {callback, context};
   KxEntry([&] {
     for (const CkxShBufTarget& target : CkxNodes<CkxShBufTarget>(_targets)) {

@@ -164,7 +164,7 @@ bool CkxUpdatePoliciesNotifyer::IsRunning() const {
 }
 
 void CkxUpdatePoliciesNotifyer::AddSubscriber(KxPoliciesUpdatedCallback callback, void* context) {
-  _state->subscribers->Add(callback, context);
+  if (callback != nullptr) _state->subscribers->Add(callback, context);
 }
 
 void CkxUpdatePoliciesNotifyer::RemoveSubscriber(KxPoliciesUpdatedCallback callback, void* context) {

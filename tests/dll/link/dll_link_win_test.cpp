@@ -3,20 +3,27 @@
 #include <gtest/gtest.h>
 #include <kx_util/shared_policies_data.h>
 #include <kx_util/shared_policy_kinds.h>
+#include <kx_util/shared_policy_origin_props.h>
+#include <kx_util/shared_policy_resource_props.h>
+#include <kx_util/trace.h>
 
 #include "tests/support/record_bytes.h"
 
 namespace {
 
-/// One policy: a name, no alerts, one target that is any program named tool.exe.
-KxBytes BlockingSection() {
+/// Any program named tool.exe.
+CkxRecordBytes ToolTarget() {
   CkxRecordBytes target;
   target.U32(0x22232427).SizeHere().Id(9).U32(3).U8(0).Unset(3);
   target.Set().Obfuscated(u"tool.exe").U16(1).Absent().Absent().U64(~uint64_t{0});
-  target.Unset(6).Absent().Unset().Absent();
+  return target.Unset(6).Absent().Unset().Absent();
+}
+
+/// One policy: a name, no alerts, one target.
+KxBytes BlockingSection() {
   CkxRecordBytes policy;
   policy.U32(0x22232425).SizeHere().U32(2).U32(41).U8(1).Zeros(7).U64(1).U8(0).Zeros(7);
-  policy.Obfuscated(u"No tools").Absent().Absent().U32(0).U32(0).U32(0).U8(0).U32(1).Append(target);
+  policy.Obfuscated(u"No tools").Absent().Absent().U32(0).U32(0).U32(0).U8(0).U32(1).Append(ToolTarget());
   CkxRecordBytes section;
   section.U32(1).Append(policy);
   return section.Bytes();
@@ -55,8 +62,68 @@ TEST(DllLink, ACallerOfTheDllIsAnswered) {
   CkxShBufPolicy* policy = nullptr;
   ASSERT_TRUE(CkxSharedPoliciesData::GetPolicyById(41, policy));
   EXPECT_STREQ(policy->Name(), KXW("No tools"));
+  EXPECT_EQ(policy->NameView().ToString(), KXW("No tools"));
   EXPECT_NE(dynamic_cast<CkxShBufPolicyBlock*>(policy), nullptr) << "the type crosses the boundary too";
-  policy->Release();
+  CkxShBufPolicy::Release(policy);
+}
+
+/// Two elements in the list, and one by itself.
+template <class List>
+void ExpectRead(const CkxRecordBytes& element, CkxShBufList::Factory elementFromBuffer) {
+  CkxExactBytes both(CkxRecordBytes().Set().U32(2).Append(element).Append(element).Bytes());
+  List list;
+  ASSERT_TRUE(list.FromBuffer(both.cursor, both.remaining));
+  EXPECT_EQ(both.remaining, 0u);
+  uint32_t set = 0;
+  for (const auto& node : list.Elements()) set += node.prop.Initialized() ? 1u : 0u;
+  EXPECT_EQ(set, list.Count());
+  EXPECT_EQ(set, 2u);
+  CkxExactBytes one(element.Bytes());
+  const std::unique_ptr<CkxShBufList::CkxNode> node(elementFromBuffer(one.cursor, one.remaining));
+  EXPECT_NE(node, nullptr);
+}
+
+TEST(DllLink, ListPropertiesAreReadOutside) {
+  const CkxRecordBytes named = CkxRecordBytes().Set().Obfuscated(u"a").U8(0).U16(1).Obfuscated(u"b");
+  const CkxRecordBytes sid = CkxRecordBytes().Set().Sid(18);
+  ExpectRead<CkxShBufPropPublishers>(CkxRecordBytes().Set().Obfuscated(u"a").U8(0).U16(1).U8(0),
+                                     CkxShBufPropPublishers::PublisherNodeFromBuffer);
+  ExpectRead<CkxShBufPropFileOwners>(sid, CkxShBufPropFileOwners::FileOwnerNodeFromBuffer);
+  ExpectRead<CkxShBufPropFileVerInfos>(named, CkxShBufPropFileVerInfos::FileVerInfoNodeFromBuffer);
+  ExpectRead<CkxShBufPropFileMsiInfos>(named, CkxShBufPropFileMsiInfos::FileMsiInfoNodeFromBuffer);
+  ExpectRead<CkxShBufPropCapabilities>(CkxRecordBytes().Set().Obfuscated(u"a").U8(0),
+                                       CkxShBufPropCapabilities::CapabilityNodeFromBuffer);
+  ExpectRead<CkxShBufPropMediaInfos>(CkxRecordBytes().Set().Unset(4), CkxShBufPropMediaInfos::MediaInfoNodeFromBuffer);
+  ExpectRead<CkxShBufPropUserList>(sid, CkxShBufPropUserList::UserOrGroupNodeFromBuffer);
+}
+
+TEST(DllLink, AGroupIsReadInPlaceOutside) {
+  const CkxExactBytes bytes(CkxRecordBytes().U32(0x22232426).SizeHere().Id(5).U32(1).Append(ToolTarget()).Bytes());
+  const unsigned char* cursor = bytes.cursor;
+  unsigned long remaining = bytes.remaining;
+  CkxShBufAppGroup group;
+  ASSERT_TRUE(group.FromBuffer(cursor, remaining));
+  EXPECT_EQ(remaining, 0u);
+  const CkxShBufList copy = group.Targets();
+  EXPECT_EQ(copy.Count(), 1u);
+  SkxFileFacts facts;
+  facts.path = KXW("C:\\Tools\\tool.exe");
+  SkxTriggerPolicyShortInfo info;
+  EXPECT_TRUE(group.MatchTarget(CkxTargetInfoFile(facts, nullptr), info));
+  EXPECT_EQ(info.TargetType, EkxPolicyTarget::Executable);
+}
+
+TEST(DllLink, TheTraceOfTheDllReachesASinkOutside) {
+  struct Log : IkxTraceSink {
+    void Write(const SkxTraceLine& line) noexcept override { last = line.message; }
+    std::string last;
+  } log;
+  IkxTraceSink* const before = KxTrace_SetSink(&log);
+  KxUtil_PolicyActionStr(static_cast<EkxPolicyAction>(99));
+  EXPECT_EQ(log.last, "ERROR: Unknown policy action 99");
+  KxTrace(EkxTraceLevel::Info, "DllLink", CkxTextView(KXW("a line of its own")));
+  EXPECT_EQ(log.last, "a line of its own");
+  EXPECT_EQ(KxTrace_SetSink(before), &log);
 }
 
 }  // namespace
