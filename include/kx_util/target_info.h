@@ -146,10 +146,10 @@ struct CkxConsentData {
 };
 
 /// The process description that `target` carries for the kind `type`: itself, or its linked target. False with a null
-/// `out` when there is none.
+/// `out` when there is none. What is found may be changed where the caller may change `target`, and only there.
 KX_UTIL_API bool KxUtil_GetProcTargetOfType(const CkxTargetInfo& target, EkxPolicyTarget type,
-                                            const CkxTargetInfoProcess*& out);
+                                            CkxTargetInfoProcess*& out);
 
 /// The same for a file; `process` stays null for a plain file.
 KX_UTIL_API bool KxUtil_GetFileProcTargetsOfType(const CkxTargetInfo& target, EkxPolicyTarget type,
-                                                 const CkxTargetInfoFile*& file, const CkxTargetInfoProcess*& process);
+                                                 CkxTargetInfoFile*& file, CkxTargetInfoProcess*& process);

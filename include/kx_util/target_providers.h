@@ -43,8 +43,8 @@ class KX_UTIL_API IkxHashProvider : public IkxPathProvider {
   /// The provider's own choice of algorithm and its hash ("SHA256" where there is one).
   virtual bool GetHash(CkxUtilStr& algorithm, CkxUtilStr& hash) const = 0;
 
-  /// Of that choice: "ALGORITHM##HEX".
-  bool GetAlgorithmAndHashString(CkxUtilStr& out) const;
+  /// Of that choice: "ALGORITHM##HEX". `out` is untouched unless the answer is true.
+  virtual bool GetAlgorithmAndHashString(CkxUtilStr& out) const;
 
  protected:
   ~IkxHashProvider() = default;

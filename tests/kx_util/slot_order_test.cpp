@@ -89,7 +89,8 @@ TEST(SlotOrder, OfVirtualOperations) {
 
   using Path = IkxPathProvider;
   ExpectSlots("path", 0, &Path::GetPath, &Path::GetFileSize, &Path::GetModificationTime, &Path::GetAccessToken);
-  ExpectSlots("hash", 4, &IkxHashProvider::GetHashStringUsing, &IkxHashProvider::GetHash);
+  ExpectSlots("hash", 4, &IkxHashProvider::GetHashStringUsing, &IkxHashProvider::GetHash,
+              &IkxHashProvider::GetAlgorithmAndHashString);
   ExpectSlots("publisher", 0, &IkxPublisherProvider::GetPublisher);
   ExpectSlots("owner", 0, &IkxOwnerProvider::GetOwner, &IkxOwnerProvider::GetOwnerDomainUserName);
   ExpectSlots("version information", 0, &IkxVersionInfoProvider::GetVersionInfo);

@@ -266,8 +266,8 @@ TEST(TargetInfo, FindsWhatAProcessCarries) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     const auto path = [](const CkxTargetInfoFile* file) { return file != nullptr ? Utf8(file->GetPath()) : ""; };
-    const CkxTargetInfoFile* file = &plain;
-    const CkxTargetInfoProcess* process = &host;
+    CkxTargetInfoFile* file = &host;
+    CkxTargetInfoProcess* process = &host;
     EXPECT_EQ(KxUtil_GetFileProcTargetsOfType(c.target, c.type, file, process), *c.file != 0);
     EXPECT_EQ(path(file), c.file);
     EXPECT_EQ(path(process), c.process);

@@ -14,9 +14,12 @@ struct Subject {
   const CkxTargetInfoProcess* process = nullptr;  ///< whose command line counts: the file's own when it has one
 
   bool Find(const CkxTargetInfo& target, EkxPolicyTarget type) {
-    if (!KxUtil_GetFileProcTargetsOfType(target, type, file, process)) return false;
+    CkxTargetInfoFile* found = nullptr;
+    CkxTargetInfoProcess* ofFound = nullptr;
+    if (!KxUtil_GetFileProcTargetsOfType(target, type, found, ofFound)) return false;
     if (target.IsTargetInfoProcess()) carrier = static_cast<const CkxTargetInfoProcess*>(&target);
-    if (process == nullptr) process = carrier;
+    file = found;
+    process = ofFound != nullptr ? ofFound : carrier;
     return true;
   }
 };

@@ -198,34 +198,40 @@ const WCHAR* CkxTargetInfo::_MappedPathToUncStrDup(void* token, const WCHAR* pat
 
 namespace {
 
-/// The target itself when it is of that type, else what it was started for and is.
-const CkxTargetInfoFile* OfType(const CkxTargetInfoProcess& process, EkxPolicyTarget type) {
-  return process.IsTargetType(type) ? &process : process.LinkedOfType(type);
+// The two functions below hand out, for whoever may change it, what they were given to read: the interface has it so.
+
+CkxTargetInfoFile* AsFile(const CkxTargetInfo* target) {
+  if (target == nullptr || !target->IsTargetInfoFile()) return nullptr;
+  return const_cast<CkxTargetInfoFile*>(static_cast<const CkxTargetInfoFile*>(target));
 }
 
-const CkxTargetInfoProcess* AsProcess(const CkxTargetInfo* target) {
-  return target != nullptr && target->IsTargetInfoProcess() ? static_cast<const CkxTargetInfoProcess*>(target)
-                                                            : nullptr;
+CkxTargetInfoProcess* AsProcess(const CkxTargetInfo* target) {
+  if (target == nullptr || !target->IsTargetInfoProcess()) return nullptr;
+  return const_cast<CkxTargetInfoProcess*>(static_cast<const CkxTargetInfoProcess*>(target));
+}
+
+/// The process itself when it is of that type, else what it was started for and is.
+const CkxTargetInfo* OfType(const CkxTargetInfoProcess& process, EkxPolicyTarget type) {
+  return process.IsTargetType(type) ? &process : static_cast<const CkxTargetInfo*>(process.LinkedOfType(type));
 }
 
 }  // namespace
 
-bool KxUtil_GetProcTargetOfType(const CkxTargetInfo& target, EkxPolicyTarget type, const CkxTargetInfoProcess*& out) {
+bool KxUtil_GetProcTargetOfType(const CkxTargetInfo& target, EkxPolicyTarget type, CkxTargetInfoProcess*& out) {
   out = nullptr;
   if (const CkxTargetInfoProcess* const process = AsProcess(&target)) out = AsProcess(OfType(*process, type));
   return out != nullptr;
 }
 
-bool KxUtil_GetFileProcTargetsOfType(const CkxTargetInfo& target, EkxPolicyTarget type, const CkxTargetInfoFile*& file,
-                                     const CkxTargetInfoProcess*& process) {
+bool KxUtil_GetFileProcTargetsOfType(const CkxTargetInfo& target, EkxPolicyTarget type, CkxTargetInfoFile*& file,
+                                     CkxTargetInfoProcess*& process) {
   file = nullptr;
   process = nullptr;
-  if (!target.IsTargetInfoFile()) return false;
   if (const CkxTargetInfoProcess* const carrier = AsProcess(&target)) {
-    file = OfType(*carrier, type);
+    file = AsFile(OfType(*carrier, type));
     process = AsProcess(file);
   } else if (target.IsTargetType(type)) {
-    file = static_cast<const CkxTargetInfoFile*>(&target);
+    file = AsFile(&target);
   }
   return file != nullptr;
 }
