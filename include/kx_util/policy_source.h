@@ -3,6 +3,11 @@
 //
 //   CkxPolicySourceScope scope(image);
 //   CkxSharedPoliciesData::GetTargetPolicyAction(target, info);    // judged by the image
+//
+// Threads. A scope is one thread's: it is opened and closed there, the innermost first, and its source outlives it. One
+// source may be in force on several threads, which then ask it at once: a source of one's own must stand that, and must
+// not change the bytes of a section that it has handed out. The live source, a pinned one and an image do. A walk asks
+// on the thread of its caller alone.
 #pragma once
 
 #include <memory>

@@ -6,6 +6,15 @@
 //
 // Every call opens the sections it needs and closes them before it returns, so it sees the newest publication and holds
 // nothing. There is no lock: a view is the call's own, and publications replace sections as a whole.
+//
+// Threads. All of these may be called at once, from any thread, and from inside a callback of another; none waits for
+// another, but for the moment in which a remembered answer about tools folders is looked up or kept. Each call works
+// with the source and the observer of its own thread, and calls back on it. What is handed in is the caller's: a
+// description fills its cache without a lock, so one thread at a time may ask about it. What is handed out (policies,
+// groups, alerts) never changes: any threads may read it at once, and one of them releases it when all are done;
+// whoever asks it about a target asks with the source of their own thread. Only `SetSoftwareDistributorUpdateHelper`
+// holds for the process: calls under way may still end in the helper before.
+//
 // True is success or found; every failure is false, with the trace saying why.
 #pragma once
 
