@@ -7,12 +7,14 @@ set(KX_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/kx_util")
 set(KX_HEADER_DIR "${CMAKE_INSTALL_INCLUDEDIR}/kx")
 
 install(TARGETS kx_common kx_util EXPORT kx_util ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+if(TARGET kx_util_dll)
+  # With what a program links, and kx_util::kx_util_dll.
+  install(TARGETS kx_util_dll EXPORT kx_util RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}"
+                                             ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+endif()
 install(EXPORT kx_util NAMESPACE kx_util:: FILE kx_util-targets.cmake DESTINATION "${KX_CMAKE_DIR}")
 if(TARGET kxpolicy)
   install(TARGETS kxpolicy RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
-endif()
-if(TARGET kx_util_dll)
-  install(TARGETS kx_util_dll RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 endif()
 
 configure_package_config_file(cmake/kx_util-config.cmake.in kx_util-config.cmake INSTALL_DESTINATION "${KX_CMAKE_DIR}")

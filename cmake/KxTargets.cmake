@@ -25,12 +25,13 @@ function(kx_library name folder)
     file(TOUCH "${sources}")
   endif()
   add_library(${name} STATIC ${sources})
+  target_compile_features(${name} PUBLIC cxx_std_20)
   target_link_libraries(${name} PRIVATE "$<BUILD_INTERFACE:kx_warnings>" "$<BUILD_INTERFACE:kx_settings>")
   add_library(kx_util::${name} ALIAS ${name})
 endfunction()
 
 # kx_dll(<name> <file> FOLDERS <folder>... LINK <library>...): all of the folders as one DLL in build/<preset>/bin,
-# compiled again to export what KX_UTIL_API marks.
+# compiled again to export what KX_UTIL_API marks. Whoever links it sees the marks as imports.
 function(kx_dll name file)
   cmake_parse_arguments(PARSE_ARGV 2 arg "" "" "FOLDERS;LINK")
   foreach(folder IN LISTS arg_FOLDERS)
@@ -39,12 +40,16 @@ function(kx_dll name file)
   endforeach()
   add_library(${name} SHARED ${all})
   set_target_properties(${name} PROPERTIES PREFIX "" OUTPUT_NAME ${file} ARCHIVE_OUTPUT_NAME ${name})
-  target_compile_definitions(${name} PRIVATE KX_UTIL_BUILDS_DLL)
-  target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/include")
+  target_compile_definitions(${name} PRIVATE KX_UTIL_BUILDS_DLL INTERFACE KX_UTIL_USES_DLL)
+  target_compile_features(${name} PUBLIC cxx_std_20)
+  target_include_directories(${name} PUBLIC "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>"
+                                            "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>"
+                                            "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kx>")
   if(MSVC)
     target_compile_options(${name} PRIVATE /wd4251 /wd4275)  # members and bases that are not exported: inline alone
   endif()
   target_link_libraries(${name} PRIVATE kx_warnings kx_settings ${arg_LINK})
+  add_library(kx_util::${name} ALIAS ${name})
 endfunction()
 
 # kx_executable(<name> SOURCES <file>... LINK <library>...): a program in build/<preset>/bin.
