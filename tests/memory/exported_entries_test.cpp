@@ -255,7 +255,8 @@ TEST(NoMemory, LookUpsAndDebugTexts) {
 TEST(NoMemory, Matchers) {
   const KxWString longText(200, KXW('a'));
   const KxWString path = KXW("C:\\Program Files\\Some Vendor of Programs\\A Program\\") + longText + KXW(".exe");
-  const KxWString line = KXW("\"") + path + KXW("\" /first \"the second\" ") + longText;
+  const KxWString arguments = KXW("/first \"the second\" ") + longText;
+  const KxWString line = KXW("\"") + path + KXW("\" ") + arguments;
   const struct {
     const char* name;
     std::function<bool()> match;
@@ -267,10 +268,7 @@ TEST(NoMemory, Matchers) {
       {"back-reference", [&] { return KxUtil_MatchStr(KXW("{a}b*\\0a+"), longText, true, EkxStrCompareAs::StrRegExp); }},
       {"valid expression", [] { return KxUtil_IsValidRegExp(KXW("<{.*?}>[a-z]*(b|c)"), false); }},
       {"arguments as a list",
-       [&] {
-         const KxWString arguments = KXW("/first \"the second\" ") + longText;
-         return KxUtil_MatchCmdLineArguments(arguments, line, path, true, EkxStrCompareAs::StrEquals);
-       }},
+       [&] { return KxUtil_MatchCmdLineArguments(arguments, line, path, true, EkxStrCompareAs::StrEquals); }},
       {"arguments as a text",
        [&] { return KxUtil_MatchCmdLineArguments(KXW("/first*"), line, path, false, EkxStrCompareAs::StrWildcard); }},
       {"location",

@@ -20,8 +20,10 @@ class CkxRecordingObserver : public IkxEvaluationObserver {
   void OnPolicy(const SkxObservedPolicy& policy, EkxPolicyOutcome outcome) override {
     lines.push_back("policy " + std::to_string(policy.id) + " " + KxUtil_PolicyOutcomeText(outcome));
   }
+  bool WantsSteps() const override { return wantsSteps; }
   void OnFault(std::string_view line) override { lines.push_back("fault " + std::string(line)); }
 
+  bool wantsSteps = true;
   std::vector<std::string> failedChecks;
   std::vector<std::string> lines;
 };
