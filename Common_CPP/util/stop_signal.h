@@ -1,5 +1,5 @@
 // For a program that runs until it is told to stop: an interrupt or a request to terminate becomes an answer to a wait,
-// instead of ending the process.
+// instead of ending the process. Nor does it end when it writes to a pipe that nobody reads any more: the write fails.
 #pragma once
 
 #include "Common_CPP/util/base.h"

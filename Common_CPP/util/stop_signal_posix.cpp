@@ -17,9 +17,11 @@ sigset_t StopSignals() {
 CkxStopSignal::CkxStopSignal() {
   const sigset_t signals = StopSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  std::signal(SIGPIPE, SIG_IGN);
 }
 
 CkxStopSignal::~CkxStopSignal() {
+  std::signal(SIGPIPE, SIG_DFL);
   const sigset_t signals = StopSignals();
   pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
 }

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "Common_CPP/util/last_error.h"
+#include "Common_CPP/util/printable.h"
 
 namespace {
 
@@ -22,7 +23,7 @@ class CkxStderrSink : public IkxTraceSink {
     if (line.level > _level) return;
     try {
       std::string text = KxTrace_LevelName(line.level, line.variant);
-      text.append(" ").append(line.scope).append(": ").append(line.message).append("\n");
+      text.append(" ").append(line.scope).append(": ").append(KxText_Printable(line.message)).append("\n");
       std::fwrite(text.data(), 1, text.size(), stderr);
     } catch (...) {
       constexpr std::string_view kLost = "KXT_ERROR: Out of memory for a line of the trace\n";
