@@ -17,13 +17,21 @@ CkxFileReader& CkxFileReader::operator=(CkxFileReader&& other) noexcept {
 CkxFileReader::~CkxFileReader() { Close(); }
 
 std::optional<std::vector<unsigned char>> KxFile_ReadAll(CkxTextView path, uint64_t limit) {
-  constexpr uint64_t kBlockBytes = 1024 * 1024;
   CkxFileReader file;
-  SkxFileStatus status;
-  if (!file.Open(path) || !file.Status(status)) return std::nullopt;
+  return file.Open(path) ? KxFile_ReadAll(file, limit) : std::nullopt;
+}
 
-  // The size is only a hint (it may change meanwhile, and some files report 0): the end is where a read comes short.
-  // Each read asks for one byte more than may come, so that one that is not short is a file beyond the limit.
+std::optional<std::vector<unsigned char>> KxFile_ReadAll(const CkxFileReader& file, uint64_t limit) {
+  constexpr uint64_t kBlockBytes = 1024 * 1024;
+  SkxFileStatus status;
+  if (!file.Status(status)) return std::nullopt;
+  if (status.size > limit) {
+    KxLastError_Set(kKxErrorGenFailure);
+    return std::nullopt;
+  }
+
+  // Else the size is only a hint (it may change meanwhile, and some files report 0): the end is where a read comes
+  // short. Each read asks for one byte more than may come, so that one that is not short is a file beyond the limit.
   std::vector<unsigned char> bytes;
   uint64_t expected = std::min({status.size, limit, kBlockBytes});
   while (bytes.size() <= limit) {

@@ -44,6 +44,7 @@ class CkxFileReader {
 
  private:
   bool Take(intptr_t handle);  ///< of a regular file, else it is closed
+  friend class CkxHeldFolder;
   void Close();
   intptr_t _handle = -1;
 };
@@ -57,6 +58,7 @@ std::optional<KxWString> KxFile_FullPath(CkxTextView path);
 
 /// The whole of a file of at most `limit` bytes; nothing when it cannot be read or is larger.
 std::optional<std::vector<unsigned char>> KxFile_ReadAll(CkxTextView path, uint64_t limit);
+std::optional<std::vector<unsigned char>> KxFile_ReadAll(const CkxFileReader& file, uint64_t limit);
 
 /// Writes beside `path` and renames into place, so that a reader sees the old file or the new one, and a failure leaves
 /// the old one. False with the thread's last error set.

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "Common_CPP/file/file_lock.h"
 #include "Common_CPP/util/text.h"
 #include "tests/support/temp_folder.h"
 
@@ -89,8 +90,18 @@ TEST(PolicyImage, LoadingSaysWhatIsWrong) {
   temp.Write("rules/applicable.json", R"({"*": [1], "S-1-5-18": [1, -2]})");
   std::filesystem::create_directory(temp.Path() / "syntax");
   temp.Write("syntax/applicable.json", "{\n  // no comments here\n}");
+  for (const char* const folder : {"empty", "names", "home", "above/strange"}) {
+    std::filesystem::create_directories(temp.Path() / folder);
+  }
+  temp.Write("names/names.json", "{}");
+  temp.Write("home/policies.sec", "");
+  temp.Write("home/thesis.txt", "");
   const Case cases[] = {
       {"nowhere", "nowhere: "},
+      {"empty", "empty: is no image: has none of policies.sec, "},
+      {"names", "names: is no image: "},
+      {"home", "thesis.txt: is not part of an image"},
+      {"above", "strange: is not part of an image"},
       {"file", "file: "},
       {"strange", "policies.sec: cannot be read"},
       {"rules", "applicable.json: /S-1-5-18/1: must be a whole number"},
@@ -107,7 +118,29 @@ TEST(PolicyImage, LoadingSaysWhatIsWrong) {
 TEST(PolicyImage, AMissingFileIsASectionThatIsNotPublished) {
   const CkxTempFolder temp;
   std::filesystem::create_directory(temp.Path() / "image");
-  ExpectSame(Loaded(temp.Text("image")), SkxPolicyImage());
+  temp.Write("image/alerts.sec", "");
+  temp.Write("image/names.json", "whatever it is");
+  SkxPolicyImage alerts;
+  alerts.alerts.emplace();
+  ExpectSame(Loaded(temp.Text("image")), alerts);
+  std::string error;
+  EXPECT_TRUE(KxPolicyImage_Write(temp.Text("image"), Full(), error)) << error << ": names may be replaced too";
+  EXPECT_FALSE(std::filesystem::exists(temp.Path() / "image" / "names.json"));
+}
+
+TEST(PolicyImage, WhatAKilledWriterLeftGoesWithTheNext) {
+  const CkxTempFolder temp;
+  std::string error;
+  for (const char* const folder : {".kx-image-0/new", ".kx-image-1/new", ".kx-image-7/old"}) {
+    std::filesystem::create_directories(temp.Path() / folder);
+  }
+  temp.Write(".kx-image-0/lock", "");
+  temp.Write(".kx-image-7/old/policies.sec", "");
+  CkxFileLock atWork;
+  ASSERT_TRUE(atWork.Acquire(temp.Text(".kx-image-1/lock")));
+  ASSERT_TRUE(KxPolicyImage_Write(temp.Text("image"), Full(), error)) << error;
+  EXPECT_TRUE(std::filesystem::exists(temp.Path() / ".kx-image-1" / "new")) << "somebody is at work there";
+  EXPECT_EQ(temp.Count(), 2u);
 }
 
 }  // namespace

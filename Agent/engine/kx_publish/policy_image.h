@@ -2,6 +2,7 @@
 //
 //   policies.sec, appgroups.sec, alerts.sec   a missing file is a section that is not published
 //   applicable.json                           policy ids per SID; a missing file: every policy applies to everybody
+//   names.json                                may lie beside them; nothing here reads it
 #pragma once
 
 #include <kx_util/policy_source.h>
@@ -23,11 +24,14 @@ struct SkxPolicyImage {
   const std::optional<Bytes>& Section(EkxPolicySection which) const;
 };
 
-/// Everything that the folder has. False with one line in `error` that names the file, for rules also the place in it.
-/// What is in the sections is not looked at: a damaged record is for the walk to meet.
+/// Everything that the folder has, of one image even while it is replaced. False with one line in `error` that names
+/// the file, for rules also the place in it: a folder with none of these files, or with one of another kind, is no
+/// image. What is in the sections is not looked at: a damaged record is for the walk to meet. Throws std::bad_alloc
+/// alone.
 bool KxPolicyImage_Load(CkxTextView folder, SkxPolicyImage& image, std::string& error);
 
-/// Makes `folder` hold the image and nothing else. It is written beside its place and renamed into it, so that a
-/// failure leaves what was there before, and nothing else. A folder that holds other things than an image is refused:
-/// they would be lost.
+/// Makes `folder` hold the image and nothing else. It is written beside its place and trades places with what is there,
+/// in one step where the system has one: a failure leaves what was there before, and nothing else. Where the system has
+/// none (Windows) the place is empty for a moment. What a writer that was killed left beside it goes with the next one.
+/// A folder that holds other things than an image is refused: they would be lost. Throws std::bad_alloc alone.
 bool KxPolicyImage_Write(CkxTextView folder, const SkxPolicyImage& image, std::string& error);

@@ -1,0 +1,95 @@
+#include "Common_CPP/file/held_folder.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <string>
+
+#include "Common_CPP/util/descriptor_posix.h"
+#include "Common_CPP/util/last_error.h"
+#include "Common_CPP/util/text.h"
+
+namespace {
+
+constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+constexpr uint32_t kErrorNotSupported = 50;
+
+bool Fail() {
+  KxLastError_SetFromSystem();
+  return false;
+}
+
+/// Closes the list with the descriptor that it was made of.
+struct DirCloser {
+  void operator()(DIR* list) const { closedir(list); }
+};
+
+/// A name's bytes need not be UTF-8. All that is read of such a name is that it is none of ours.
+KxWString NameOf(const char* bytes) { return KxText_FromUtf8(bytes).value_or(KxWString(1, WCHAR{0xFFFD})); }
+
+}  // namespace
+
+struct CkxHeldFolder::Native {
+  CkxDescriptor folder;
+};
+
+CkxHeldFolder::CkxHeldFolder() : _native(std::make_unique<Native>()) {}
+CkxHeldFolder::~CkxHeldFolder() = default;
+
+bool CkxHeldFolder::Open(CkxTextView path) {
+  _native->folder = CkxDescriptor(open(KxText_ToUtf8(path).c_str(), kFolderFlags));
+  return _native->folder ? true : Fail();
+}
+
+bool CkxHeldFolder::IsAt(CkxTextView path) const {
+  struct stat held {};
+  struct stat named {};
+  return fstat(_native->folder.Get(), &held) == 0 && stat(KxText_ToUtf8(path).c_str(), &named) == 0 &&
+         held.st_dev == named.st_dev && held.st_ino == named.st_ino;
+}
+
+std::optional<std::vector<KxWString>> CkxHeldFolder::Names() const {
+  CkxDescriptor folder(openat(_native->folder.Get(), ".", kFolderFlags));
+  const std::unique_ptr<DIR, DirCloser> list(folder ? fdopendir(folder.Get()) : nullptr);
+  if (list == nullptr) {
+    KxLastError_SetFromSystem();
+    return std::nullopt;
+  }
+  folder.Release();  // the list's now
+  std::vector<KxWString> names;
+  errno = 0;
+  while (const dirent* const entry = readdir(list.get())) {
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") names.push_back(NameOf(entry->d_name));
+    errno = 0;
+  }
+  if (errno == 0) return names;
+  KxLastError_SetFromSystem();
+  return std::nullopt;
+}
+
+bool CkxHeldFolder::OpenFile(CkxTextView name, CkxFileReader& file) const {
+  file.Close();
+  // Not blocking: the name may be a pipe's that nobody writes to.
+  CkxDescriptor opened(
+      openat(_native->folder.Get(), KxText_ToUtf8(name).c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!opened) return Fail();
+  file._handle = opened.Release();
+  SkxFileStatus status;
+  if (file.Status(status)) return true;
+  file.Close();
+  return false;
+}
+
+bool KxFolder_Exchange(CkxTextView a, CkxTextView b) {
+  if (renameat2(AT_FDCWD, KxText_ToUtf8(a).c_str(), AT_FDCWD, KxText_ToUtf8(b).c_str(), RENAME_EXCHANGE) == 0) {
+    return true;
+  }
+  if (errno == EINVAL || errno == ENOSYS) {
+    KxLastError_Set(kErrorNotSupported);
+    return false;
+  }
+  return Fail();
+}
