@@ -9,6 +9,7 @@
 namespace {
 
 struct SkxKnownSids {
+  const CkxSid nobody = CkxSid::FromUtf8(kKxNobody).value_or(CkxSid());
   const CkxSid everyone = CkxSid::FromUtf8("S-1-1-0").value_or(CkxSid());
   const CkxSid anonymous = CkxSid::FromUtf8("S-1-5-7").value_or(CkxSid());
   const CkxSid authenticated = CkxSid::FromUtf8("S-1-5-11").value_or(CkxSid());
@@ -49,6 +50,7 @@ class CkxFactsSids : public IkxSidSet {
 }  // namespace
 
 bool KxUserScope_ContainsFacts(CkxTextView sddl, const CkxAccessToken& token) {
+  if (token.User().Equals(Known().nobody)) return false;
   SkxSecurityDescriptor descriptor;
   if (const SkxSddlStatus status = KxSddl_Parse(sddl, descriptor); !status.IsOk()) {
     KxTrace(EkxTraceLevel::Error, "KxUserScope", "ERROR: Malformed security descriptor [", sddl, "] at ", status.offset,

@@ -17,6 +17,9 @@
 
 #include "Common_CPP/util/text_view.h"
 
+/// The user of a token that stands for nobody known: in no scope, whatever it grants, and a member of nothing.
+inline constexpr const char* kKxNobody = "S-1-0-0";
+
 /// `token` is an impersonation token, or one made from facts. Null is nobody's, and a primary token is an error line.
 bool KxUserScope_ContainsImpersonated(CkxTextView sddl, void* token);
 

@@ -24,7 +24,7 @@ struct SkxAppPackageFacts {
 
 struct SkxFileFacts {
   KxWString path;
-  std::optional<uint32_t> targetType;  ///< by the path's extension when not given
+  std::optional<uint32_t> targetType;  ///< when not given: of a file by the path's extension, else by the kind
   std::optional<int64_t> size;
   std::optional<int64_t> modificationTime;
   std::map<KxWString, KxWString> hashes;  ///< algorithm in upper case -> hexadecimal

@@ -9,9 +9,11 @@ class KX_UTIL_API CkxTargetInfoElevator : public CkxTargetInfo {
  public:
   static constexpr uint32_t kUrlRequest = 2;
 
-  CkxTargetInfoElevator(uint32_t requestKind, CkxUtilStr url, void* userToken, bool flag = false);
+  /// `type` is what a record says of it; else the kind of request does.
+  CkxTargetInfoElevator(uint32_t requestKind, CkxUtilStr url, void* userToken, bool flag = false,
+                        std::optional<EkxPolicyTarget> type = std::nullopt);
   bool IsTargetInfoElevator() const override { return true; }
-  EkxPolicyTarget TargetType() const override;
+  EkxPolicyTarget TargetType() const override { return _type; }
   uint32_t RequestKind() const { return _requestKind; }
   const WCHAR* Url() const { return _url.String(); }
 
@@ -22,11 +24,13 @@ class KX_UTIL_API CkxTargetInfoElevator : public CkxTargetInfo {
  private:
   const uint32_t _requestKind;
   const CkxUtilStr _url;
+  const EkxPolicyTarget _type;
 };
 
 /// What the kinds share that stand for a file without being one: the providers of that file.
 class KX_UTIL_API CkxTargetInfoServer : public CkxTargetInfo {
  public:
+  /// `type` is the kind's, where the facts do not say another.
   CkxTargetInfoServer(SkxFileFacts facts, SkxServerFacts server, EkxPolicyTarget type, void* userToken, bool flag);
   CkxTargetInfoServer(const WCHAR* path, SkxServerFacts server, EkxPolicyTarget type, void* userToken, bool flag);
   const IkxPathProvider* QueryPathProvider() const override { return &_file; }

@@ -12,6 +12,10 @@ class KX_UTIL_API CkxTargetInfoProcess : public CkxTargetInfoFile {
 
   bool IsTargetInfoProcess() const override { return true; }
 
+  /// An executable, whatever its image is called: the system starts an image of any name. A record may say otherwise.
+  /// What a process was started for is described like one, with its own path and arguments, and is what its name says.
+  EkxPolicyTarget TargetType() const override;
+
   /// The first thing that the process was started for, else the process itself.
   const CkxTargetInfo& GetEffectiveTarget() const override;
 
@@ -37,10 +41,13 @@ class KX_UTIL_API CkxTargetInfoProcess : public CkxTargetInfoFile {
   void _GetDescriptionForEvent(CkxUtilStr& text) const override;
 
  private:
+  CkxTargetInfoProcess(bool isTyped, SkxFileFacts file, SkxProcessFacts process, void* userToken, bool flag);
   CkxTargetInfoPtr _DescribeScript() const;
 
   const SkxProcessFacts _process;
   const bool _isRecorded;
+  const bool _isTyped;     // by its record
+  bool _isLinked = false;  // to the process that was started for it
   CkxTargetInfoPtr _parent;
   std::vector<CkxTargetInfoPtr> _linked;
   mutable std::optional<CkxTargetInfoPtr> _script;  // that the command line names; none until it is sought

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_publish/json_reader.h"
+#include "Common_CPP/access_token/user_scope.h"
 #include "Common_CPP/util/text.h"
 
 namespace {
@@ -26,7 +27,7 @@ TEST(TargetDocument, FactsReachTheDescription) {
   const CkxTargetDocument document = CkxTargetDocument::Parse(R"({
     "id": "x", "kind": "process", "path": "C:\\Dir\\app.exe", "size": 1000, "modified": 133000000000000000,
     "hashes": {"sha1": "9a", "SHA256": "0F"},
-    "signers": [{"name": "Vendör", "status": 4}, {"status": 2}],
+    "signers": [{"name": "Vendör", "status": 4}, {"status": "weak"}],
     "owner": "S-1-5-18", "ownerName": "NT AUTHORITY\\SYSTEM", "fileVersion": "1.2.3.4",
     "versionInfo": {"CompanyName": "Vendor", "ProductVersion": "1.2"}, "msi": {"ProductVersion": "3.0.1"},
     "drives": {"C": "FIXED", "d": "CDROM"}, "mappedDrives": {"H": "\\\\server\\share"},
@@ -39,7 +40,7 @@ TEST(TargetDocument, FactsReachTheDescription) {
   const auto& process = static_cast<const CkxTargetInfoProcess&>(document.Target());
 
   EXPECT_EQ(Text(process.GetPath()), "C:\\Dir\\app.exe");
-  EXPECT_EQ(process.TargetType(), EkxPolicyTarget::Executable) << "by the extension";
+  EXPECT_EQ(process.TargetType(), EkxPolicyTarget::Executable);
   EXPECT_EQ(process.GetFileSize(), 1000);
   EXPECT_EQ(process.GetModificationTime(), 133000000000000000);
   EXPECT_EQ(Text(process.GetHashStringUsing(KXW("SHA1"))), "SHA1##9A");
@@ -119,7 +120,9 @@ TEST(TargetDocument, WhatIsNotGivenIsNotThere) {
   EXPECT_TRUE(file.GetVersion().IsEmpty());
   EXPECT_EQ(Text(file.GetVersionInfo(KXW("CompanyName"))), "null");
   EXPECT_EQ(file.AppPackage(), nullptr);
-  EXPECT_EQ(file.UserToken(), nullptr);
+  EXPECT_NE(file.UserToken(), nullptr) << "which would be whoever asks";
+  EXPECT_FALSE(KxUserScope_Contains(KXW("D:(A;;CC;;;WD)(A;;CC;;;S-1-0-0)"), file.UserToken()));
+  EXPECT_FALSE(KxToken_IsAdministrator(file.UserToken()));
 }
 
 TEST(TargetDocument, KindsAndUsers) {
@@ -133,6 +136,15 @@ TEST(TargetDocument, KindsAndUsers) {
        "1.5"},
       {R"({"kind": "file", "path": "a.msi", "targetType": 3, "id": null})", &CkxTargetInfo::IsTargetInfoFile,
        EkxPolicyTarget::Executable, "null"},
+      {R"({"kind": "process", "path": "a.msi"})", &CkxTargetInfo::IsTargetInfoProcess, EkxPolicyTarget::Executable,
+       "null"},
+      {R"({"kind": "process", "path": "a.dat", "targetType": 5})", &CkxTargetInfo::IsTargetInfoProcess,
+       EkxPolicyTarget::Msi, "null"},
+      {R"({"kind": "activex", "targetType": 3})", &CkxTargetInfo::IsTargetInfoActiveX, EkxPolicyTarget::Executable,
+       "null"},
+      {R"({"kind": "uaccom", "targetType": 21})", &CkxTargetInfo::IsTargetInfoUacCOM, EkxPolicyTarget::Dll, "null"},
+      {R"({"kind": "elevator", "request": {"kind": 2}, "targetType": 6})", &CkxTargetInfo::IsTargetInfoElevator,
+       EkxPolicyTarget::Msu, "null"},
       {R"({"kind": "activex", "id": [{"a": "\u00e4"}]})", &CkxTargetInfo::IsTargetInfoActiveX, EkxPolicyTarget::ActiveX,
        "[{\"a\":\"ä\"}]"},
       {R"({"kind": "uaccom", "id": false})", &CkxTargetInfo::IsTargetInfoUacCOM, EkxPolicyTarget::Com, "false"},
@@ -148,7 +160,7 @@ TEST(TargetDocument, KindsAndUsers) {
     EXPECT_EQ(document.IdJson(), test.id);
     EXPECT_EQ(CkxAccessToken::FromHandle(document.Target().UserToken())->User().ToUtf8(), "S-1-5-18");
   }
-  const CkxTargetDocument request = CkxTargetDocument::Parse(kCases[4].text);
+  const CkxTargetDocument request = CkxTargetDocument::Parse(std::end(kCases)[-1].text);
   EXPECT_EQ(static_cast<const CkxTargetInfoElevator&>(request.Target()).RequestKind(), 2u);
   EXPECT_EQ(Text(static_cast<const CkxTargetInfoElevator&>(request.Target()).Url()), "https://a");
 
@@ -205,7 +217,15 @@ TEST(TargetDocument, FaultsNameTheirPlace) {
       {R"("hashes": {"SHA1": ""})", "/hashes/SHA1: is not hexadecimal"},
       {R"("signers": {})", "/signers: must be an array"},
       {R"("signers": [{}, {}, {}])", "/signers/2: a file has at most two signers"},
-      {R"("signers": [{"status": 9}])", "/signers/0/status: must be 0 to 8"},
+      {R"("signers": [{"status": 9}])", "/signers/0/status: must be 0 to 8, or one of unknown, system, "},
+      {R"("signers": [{"status": "Valid"}])", "/signers/0/status: must be 0 to 8, or one of "},
+      {R"("signers": [{"status": null}])", "/signers/0/status: must be a whole number"},
+      {R"("fileVersion": "banana")", "/fileVersion: is no version"},
+      {R"("fileVersion": "1.2.")", "/fileVersion: is no version"},
+      {R"("fileVersion": "1.2.3.65536")", "/fileVersion: is no version"},
+      {R"("fileVersion": "1.2.3.4.5")", "/fileVersion: is no version"},
+      {R"("fileVersion": "1.2 build.1")", "/fileVersion: is no version"},
+      {R"("appPackage": {"version": "v1"})", "/appPackage/version: is no version"},
       {R"("signers": [{}, {"nam": ""}])", "/signers/1/nam: unknown key"},
       {R"("owner": "SYSTEM")", "/owner: \"SYSTEM\" is no SID"},
       {R"("versionInfo": {"CompanyName": 1})", "/versionInfo/CompanyName: must be a text"},
@@ -239,6 +259,9 @@ TEST(TargetDocument, FaultsNameTheirPlace) {
   };
   for (const auto& test : kCases) {
     EXPECT_THAT(FaultOf(std::string("{\"kind\": \"process\", ") + test.members + "}"), testing::StartsWith(test.line));
+  }
+  for (const char* const version : {"", "1", "1.2", "1.2.3.65535", "10.0.17763.1 (WinBuild.160101.0800)"}) {
+    EXPECT_EQ(FaultOf(std::string(R"({"kind": "process", "fileVersion": ")") + version + "\"}"), "none") << version;
   }
   EXPECT_EQ(FaultOf("{\"kind\": \"process\"}"), "none");
   EXPECT_EQ(FaultOf("{}"), "\"kind\" is missing");

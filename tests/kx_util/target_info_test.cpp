@@ -141,9 +141,9 @@ TEST(TargetInfo, KindsOfferTheirProviders) {
     const char* providers;  // path, hash, publisher, owner, version information
     unsigned type;
   } const cases[] = {
-      {"base", base, "-----", "-----", 8},        {"file", file, "--F--", "PHSOV", 21},
-      {"process", process, "--FP-", "PHSOV", 21}, {"ActiveX", control, "-A---", "PHS--", 9},
-      {"UAC-COM", com, "----C", "PHSOV", 15},     {"elevator", elevator, "E----", "-----", 7},
+      {"base", base, "-----", "-----", 8},       {"file", file, "--F--", "PHSOV", 21},
+      {"process", process, "--FP-", "PHSOV", 3}, {"ActiveX", control, "-A---", "PHS--", 9},
+      {"UAC-COM", com, "----C", "PHSOV", 15},    {"elevator", elevator, "E----", "-----", 7},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -225,6 +225,20 @@ TEST(TargetInfo, MappedPathsBecomeUnc) {
     EXPECT_TRUE(unc == nullptr || unc != c.path);
     CkxTargetInfo::_Free(unc);
     EXPECT_EQ(unc, nullptr);
+  }
+}
+
+TEST(TargetInfo, AProcessIsAnExecutableUnderAnyName) {
+  for (const WCHAR* const name : {KXW("C:\\tool.dat"), KXW("C:\\tool.scr"), KXW("C:\\tool.exe."), KXW("C:\\tool"),
+                                  KXW("C:\\tool.dll"), KXW("C:\\tool.msi"), KXW("System"), KXW("")}) {
+    const CkxTargetInfoProcess live(name, SkxProcessFacts(), nullptr);
+    EXPECT_EQ(live.TargetType(), EkxPolicyTarget::Executable) << Utf8(name);
+    SkxFileFacts facts = KxTest_FileAt(name);
+    const CkxTargetInfoProcess recorded(facts, SkxProcessFacts(), nullptr);
+    EXPECT_EQ(recorded.TargetType(), EkxPolicyTarget::Executable) << Utf8(name);
+    facts.targetType = static_cast<uint32_t>(EkxPolicyTarget::AppPackage);
+    const CkxTargetInfoProcess typed(facts, SkxProcessFacts(), nullptr);
+    EXPECT_EQ(typed.TargetType(), EkxPolicyTarget::AppPackage) << Utf8(name);
   }
 }
 

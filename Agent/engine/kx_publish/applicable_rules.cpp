@@ -4,6 +4,7 @@
 
 #include "Agent/engine/kx_publish/json_reader.h"
 #include "Common_CPP/access_token/access_token.h"
+#include "Common_CPP/access_token/user_scope.h"
 #include "Common_CPP/util/trace.h"
 
 namespace {
@@ -93,7 +94,7 @@ std::shared_ptr<const CkxApplicablePolicies> CkxApplicableRules::For(void* token
       KxTrace(EkxTraceLevel::Warning, kScope, "The token's user cannot be told");
       return nullptr;
     }
-    answer = ForUser(*user);
+    if (user->ToUtf8() != kKxNobody) answer = ForUser(*user);
   }
   if (answer != nullptr && answer->IsNone()) {
     KxTrace(EkxTraceLevel::Warning, kScope, "No applicable policies for the user");

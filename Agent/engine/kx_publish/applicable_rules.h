@@ -19,8 +19,8 @@ class CkxApplicableRules {
   /// From the text of an applicable.json, where there is one. One that is malformed has no answer for anybody.
   explicit CkxApplicableRules(const std::optional<std::string>& text);
 
-  /// The answer for the user of `token` (null: "*"): none, with a line in the trace, when there is no row for it or its
-  /// row is empty. Null when the rows are malformed and when the token's user cannot be told.
+  /// The answer for the user of `token` (null, and nobody known: "*"): none, with a line in the trace, when there is no
+  /// row for it or its row is empty. Null when the rows are malformed and when the token's user cannot be told.
   std::shared_ptr<const CkxApplicablePolicies> For(void* token) const;
 
  private:

@@ -3,9 +3,11 @@
 #include <kx_util/target_info_kinds.h>
 #include <kx_util/target_info_process.h>
 
+#include <algorithm>
 #include <array>
 
 #include "Agent/engine/kx_publish/json_reader.h"
+#include "Common_CPP/access_token/user_scope.h"
 #include "Common_CPP/crypto/hash.h"
 #include "Common_CPP/file/path.h"
 
@@ -100,16 +102,62 @@ KxWString HashAt(const json& value, const std::string& pointer) {
   return KxJson_As<KxWString>(value, pointer);
 }
 
+/// In the order of the codes.
+constexpr std::array<std::string_view, 9> kPublisherStatuses = {
+    "unknown", "system", "weak", "invalid", "valid", "unsigned", "untrustedRoot", "expired", "revoked"};
+static_assert(kPublisherStatuses.size() == static_cast<size_t>(EkxPublisherStatus::Revoked) + 1);
+
+/// A number, or its name.
+EkxPublisherStatus PublisherStatusAt(const json& value, const std::string& pointer) {
+  size_t status = 0;
+  if (value.is_string()) {
+    const auto* const row = std::find(kPublisherStatuses.begin(), kPublisherStatuses.end(), value.get<std::string>());
+    status = static_cast<size_t>(row - kPublisherStatuses.begin());
+  } else {
+    status = KxJson_As<uint32_t>(value, pointer);
+  }
+  if (status < kPublisherStatuses.size()) return static_cast<EkxPublisherStatus>(status);
+  std::string names;
+  for (const std::string_view name : kPublisherStatuses) names.append(names.empty() ? "" : ", ").append(name);
+  throw CkxDocumentFault(pointer, "must be 0 to 8, or one of " + names);
+}
+
+/// Up to four numbers of 16 bits with dots between them; a remark may follow the fourth one after a blank, as in the
+/// texts of version resources. What is none would read as 0. The empty text says that there is no version.
+bool IsVersion(CkxTextView text) {
+  if (text.IsEmpty()) return true;
+  for (int fields = 1;; ++fields) {
+    uint32_t number = 0;
+    size_t digits = 0;
+    for (; digits < text.Size() && text[digits] >= KXW('0') && text[digits] <= KXW('9') && number <= UINT16_MAX;
+         ++digits) {
+      number = number * 10 + (text[digits] - KXW('0'));
+    }
+    if (digits == 0 || number > UINT16_MAX) return false;
+    text = text.Part(digits);
+    if (text.IsEmpty()) return true;
+    if (fields == 4) return text.Front() == KXW(' ');
+    if (text.Front() != KXW('.')) return false;
+    text = text.Part(1);
+  }
+}
+
+/// A text, which is a version where it is given.
+template <class Text>
+void OptionalVersion(CkxJsonObject& object, const char* key, Text& version) {
+  KxWString text;
+  if (!object.Optional(key, text)) return;
+  if (!IsVersion(text)) throw CkxDocumentFault(object.PointerTo(key), "is no version: must be like \"1.2.3.4\"");
+  version = std::move(text);
+}
+
 SkxSignerFact SignerOf(const json& value, const std::string& pointer) {
   CkxJsonObject object(value, pointer);
   SkxSignerFact signer;
   object.Optional("name", signer.name);
-  uint32_t status = 0;
-  object.Optional("status", status);
-  if (status > static_cast<uint32_t>(EkxPublisherStatus::Revoked)) {
-    throw CkxDocumentFault(object.PointerTo("status"), "must be 0 to 8");
+  if (const json* const status = object.Find("status")) {
+    signer.status = PublisherStatusAt(*status, object.PointerTo("status"));
   }
-  signer.status = static_cast<EkxPublisherStatus>(status);
   object.Finish();
   return signer;
 }
@@ -120,7 +168,7 @@ std::optional<SkxAppPackageFacts> AppPackageOf(CkxJsonObject& object) {
   CkxJsonObject fields(*value, object.PointerTo("appPackage"));
   SkxAppPackageFacts package;
   fields.Optional("name", package.name);
-  fields.Optional("version", package.version);
+  OptionalVersion(fields, "version", package.version);
   package.capabilitiesKnown = fields.Find("capabilities") != nullptr;
   ForEachElement(fields, "capabilities", [&](const json& capability, const std::string& pointer) {
     package.capabilities.push_back(KxJson_As<KxWString>(capability, pointer));
@@ -149,7 +197,7 @@ SkxFileFacts FileFactsOf(CkxJsonObject& object) {
   std::string owner;
   if (object.Optional("owner", owner)) facts.owner = SidAt(owner, object.PointerTo("owner"));
   object.Optional("ownerName", facts.ownerName);
-  object.Optional("fileVersion", facts.fileVersion);
+  OptionalVersion(object, "fileVersion", facts.fileVersion);
   facts.versionInfo = TextsOf(object, "versionInfo");
   facts.msiProperties = TextsOf(object, "msi");
   object.Optional("origin", facts.origin);
@@ -208,7 +256,9 @@ class TargetBuilder {
       return Made(std::make_unique<CkxTargetInfoActiveX>(std::move(file), std::move(server), token));
     if (kind == "uaccom") return Made(std::make_unique<CkxTargetInfoUacCOM>(std::move(file), std::move(server), token));
     if (kind == "elevator") {
-      return Made(std::make_unique<CkxTargetInfoElevator>(request.kind, std::move(request.url), token));
+      const std::optional<EkxPolicyTarget> type =
+          file.targetType ? std::optional(static_cast<EkxPolicyTarget>(*file.targetType)) : std::nullopt;
+      return Made(std::make_unique<CkxTargetInfoElevator>(request.kind, std::move(request.url), token, false, type));
     }
     if (kind == "process") {
       auto made = std::make_unique<CkxTargetInfoProcess>(std::move(file), std::move(process), token);
@@ -219,6 +269,9 @@ class TargetBuilder {
     throw CkxDocumentFault(object.PointerTo("kind"),
                            "\"" + kind + "\" is not \"file\", \"process\", \"activex\", \"elevator\" or \"uaccom\"");
   }
+
+  /// The token of a target of which no user is known: not that of whoever asks.
+  void* Nobody() { return Keep(std::make_unique<CkxAccessToken>(SidAt(kKxNobody, ""), std::vector<CkxSid>{}, false)); }
 
   /// The token of the object's own user, or `otherwise`.
   void* Token(CkxJsonObject& object, void* otherwise) {
@@ -299,6 +352,7 @@ CkxTargetDocument CkxTargetDocument::FromJson(const json& value, const std::opti
   document._machine = KxTargetDocument_Machine(object);
   void* token = builder.Token(object, nullptr);
   if (user) token = builder.Keep(std::make_unique<CkxAccessToken>(*user, std::vector<CkxSid>{}, false));
+  if (token == nullptr) token = builder.Nobody();
   document._target = builder.Target(object, token);
   object.Finish();
   return document;

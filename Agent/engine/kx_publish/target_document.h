@@ -4,7 +4,9 @@
 //   CkxMachineFactsScope machine(target.Machine());
 //   CkxSharedPoliciesData::GetTargetPolicyAction(target.Target(), info);
 //
-// A fact that the document does not give does not exist for the target: nothing is read from this machine.
+// A fact that the document does not give does not exist for the target: nothing is read from this machine. Without a
+// user the target is in no user's scope, and has the policies of those who have no row of their own. `targetType`
+// counts for every kind; else a file is what its extension says and a process an executable.
 #pragma once
 
 #include <kx_util/target_info.h>
@@ -19,7 +21,7 @@
 
 class CkxTargetDocument {
  public:
-  /// `user`, when given, takes the place of the document's own user. A fault is a `CkxDocumentFault`.
+  /// `user`, where given, takes the place of the document's own user. A fault is a `CkxDocumentFault`.
   static CkxTargetDocument Parse(std::string_view text, const std::optional<CkxSid>& user = std::nullopt);
   static CkxTargetDocument FromJson(const nlohmann::json& json, const std::optional<CkxSid>& user = std::nullopt);
 

@@ -24,15 +24,27 @@ bool IsAbsolute(CkxTextView path) {
 }  // namespace
 
 CkxTargetInfoProcess::CkxTargetInfoProcess(const WCHAR* path, SkxProcessFacts process, void* userToken, bool flag)
-    : CkxTargetInfoFile(path, userToken, flag), _process(std::move(process)), _isRecorded(false) {}
+    : CkxTargetInfoFile(path, userToken, flag), _process(std::move(process)), _isRecorded(false), _isTyped(false) {}
 
 CkxTargetInfoProcess::CkxTargetInfoProcess(SkxFileFacts file, SkxProcessFacts process, void* userToken, bool flag)
-    : CkxTargetInfoFile(std::move(file), userToken, flag), _process(std::move(process)), _isRecorded(true) {}
+    : CkxTargetInfoProcess{file.targetType.has_value(), std::move(file), std::move(process), userToken, flag} {}
+
+CkxTargetInfoProcess::CkxTargetInfoProcess(bool isTyped, SkxFileFacts file, SkxProcessFacts process, void* userToken,
+                                           bool flag)
+    : CkxTargetInfoFile(std::move(file), userToken, flag),
+      _process(std::move(process)),
+      _isRecorded(true),
+      _isTyped(isTyped) {}
 
 CkxTargetInfoProcess::~CkxTargetInfoProcess() = default;
 
+EkxPolicyTarget CkxTargetInfoProcess::TargetType() const {
+  return _isTyped || _isLinked ? CkxTargetInfoFile::TargetType() : EkxPolicyTarget::Executable;
+}
+
 void CkxTargetInfoProcess::AddLinked(CkxTargetInfoPtr target) {
   if (target == nullptr) return;
+  if (target->IsTargetInfoProcess()) static_cast<CkxTargetInfoProcess&>(*target)._isLinked = true;
   const bool isAdded = KxEntry(false, [&] {
     _linked.push_back(std::move(target));
     return true;
