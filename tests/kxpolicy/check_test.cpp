@@ -106,8 +106,8 @@ std::vector<ImageCase> ErrorsOfImages() {
        {p + "73: error: policy 7 \"P\": targets: needs 4 bytes, but 0 bytes are left [record]"}},
       {"an action that is not accepted, and a good one after it",
        {KxTest_Section({KxTest_PolicyHead(7, 16, u"Old\n\"x\"").Bytes(), good})},
-       {p +
-        "12: error: policy 7 \"Old\\n\\\"x\\\"\": action: action 16 (Unknown Policy Action) is not accepted [record]"}},
+       {p + "12: error: policy 7 \"Old<U+000A>\\\"x\\\"\": action: action 16 (Unknown Policy Action) is not accepted "
+            "[record]"}},
       {"a name that cannot be read",
        {section(CkxRecordBytes().U32(0x22232425).SizeHere().U32(2).U32(7).Zeros(24).U32(99).Bytes())},
        {p + "44: error: policy 7: name: counts 99 bytes, but 0 bytes are left [record]"}},
@@ -201,6 +201,11 @@ std::vector<ImageCase> WarningsOfImages() {
       {"applicable to nobody",
        {KxTest_Section({With(Named(u"a")), With(Named(u"b"), 8)}), {}, {}, R"({"*":[8],"S-1-5-18":[0,7]})"},
        {p + "4" + warning + "is applicable to nobody [no-users]"}},
+      {"a name that does not show as it is",
+       {section(KxTest_Policy(7, 2, u"to\u202Eol\xD800", u"a"))},
+       {p +
+        "44: warning: policy 7 \"to<U+202E>ol\uFFFD\": name: has characters that do not show, or that steer how others "
+        "show: \"to<U+202E>ol<U+D800>\" [name]"}},
       {"out of reach",
        {KxTest_Section({With(Named(u"a"), 6), With(Named(u"a"))})},
        {p + "151" + warning + "can never be reached: policy 6 \"P\" takes everything that it would [unreachable]"}},
@@ -231,7 +236,7 @@ TEST(Check, FindsNothingWhereNothingIs) {
   const Workplace work;
   const Image clean = {
       KxTest_Section({KxTest_Policy(1, 1, u"A", u"a*"), Alerting(1, 5)}), {}, KxTest_Section({Dialog(5)})};
-  for (const Image& image : {clean, Image()}) {
+  for (const Image& image : {clean, Image{{}, {}, KxTest_Section({})}}) {
     const SkxToolRun run = KxTest_RunTool({"check", work.Write("image", image)});
     EXPECT_EQ(run.out, "no findings\n");
     EXPECT_EQ(run.code, 0);
@@ -341,6 +346,19 @@ TEST(Check, NamesPlacesInDocuments) {
     EXPECT_EQ(run.code, test.code);
     EXPECT_EQ(run.err, "");
   }
+  const std::string names = R"({"policies": [{"id": 1, "name": "a\u001Bb", "action": "run"}],
+      "applicationGroups": [{"name": "g\n", "targets": [{"type": "url"}]}], "alerts": [{"name": "\u2066", "type": "balloon"}]})";
+  const SkxToolRun unseen = KxTest_RunTool({"check", work.Write("0", names)});
+  const std::string shown = ": warning: has characters that do not show, or that steer how others show: ";
+  EXPECT_THAT(work.Lines(unseen.out),
+              testing::IsSupersetOf(
+                  {"0: /policies/0/name: warning: policy 1 \"a<U+001B>b\"" + shown.substr(9) + "\"a<U+001B>b\" [name]",
+                   "0: /applicationGroups/0/name" + shown + "\"g<U+000A>\" [name]",
+                   "0: /alerts/0/name" + shown + "\"<U+2066>\" [name]"}));
+  const SkxToolRun compiled = KxTest_RunTool({"compile", work.At("0"), "-o", work.At("image")});
+  EXPECT_EQ(compiled.code, 0);
+  EXPECT_EQ(std::count(compiled.err.begin(), compiled.err.end(), '\n'), 3) << compiled.err;
+  EXPECT_THAT(compiled.err, HasSubstr("warning: the name of policy 1 has characters that do not show"));
   const SkxToolRun json = KxTest_RunTool({"check", "-", "--format", "json"}, targets(R"({"type": "url"}, 1)"));
   EXPECT_THAT(json.out, StartsWith(R"({"severity":"error","rule":"document","policyId":1,"policyName":"N",)"
                                    R"("document":"standard input","pointer":"/policies/0/targets/1","message":")"));
@@ -349,7 +367,7 @@ TEST(Check, NamesPlacesInDocuments) {
 
 TEST(Check, RefusesWhatItCannotCheck) {
   const Workplace work;
-  const std::string image = work.Write("image", Image());
+  const std::string image = work.Write("image", Image{KxTest_Section({})});
   const std::string document = work.Write("document", R"({"policies": []})");
   const std::string bad = work.Write("bad", "{\n  \"policies\": [,]\n}");
   const std::string rules = work.Write("rules", Image{{}, {}, {}, R"({"me": []})"});

@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <nlohmann/json.hpp>
+
 #include "tests/kxpolicy/hand_made_image.h"
 #include "tests/kxpolicy/run_tool.h"
 #include "tools/kxpolicy/input.h"
@@ -246,11 +248,6 @@ TEST(Eval, EvaluatesADamagedImageAsTheLibraryDoes) {
     EXPECT_EQ(answer.code, 0);
     EXPECT_EQ(answer.err, "");
   }
-  const CkxTempFolder empty;
-  const SkxToolRun answer =
-      KxTest_RunTool({"eval", KxTest_PathText(empty.Path()), "--target", "-", "--format", "json"}, kTool);
-  EXPECT_EQ(answer.out, "{\"id\":\"t\",\"matched\":false}\n") << "nothing is published";
-  EXPECT_EQ(answer.code, 0);
 }
 
 TEST(Eval, ExplainsStepByStep) {
@@ -305,6 +302,78 @@ TEST(Eval, ExplainsStepByStep) {
                 id + "22}: matched\n");
 }
 
+TEST(Eval, ExplainsWithinBounds) {
+  constexpr size_t kTargets = 700;
+  CkxRecordBytes large = KxTest_PolicyHead(1, 2, u"Large").U8(0).U32(kTargets + 1);
+  for (size_t i = 0; i < kTargets; ++i) large.Append(KxTest_NamedFile(1, std::u16string(5000, u'x')));
+  large.Append(KxTest_NamedFile(2, u"*"));
+  std::vector<KxBytes> policies(20'000, KxTest_Policy(2, 1, u"Not this", u"no"));
+  policies.push_back(large.Bytes());
+  const SkxToolRun run = Image(KxTest_Section(policies)).Stream(kTool, {"--explain"});
+  ASSERT_EQ(run.code, 0);
+  const auto answer = nlohmann::json::parse(run.out);
+  EXPECT_EQ(answer["policyId"], 1);
+  EXPECT_EQ(answer["explain"].size(), 10'001u) << "the first ones, and the one that applies";
+  EXPECT_EQ(answer["explainLeftOut"], 10'000);
+  EXPECT_EQ(answer["explain"].back()["targets"].back()["outcome"], "matched");
+
+  const SkxToolRun one = Image(KxTest_Section({large.Bytes()})).Stream(kTool, {"--explain"});
+  const auto policy = nlohmann::json::parse(one.out)["explain"][0];
+  EXPECT_EQ(policy["targets"].size(), 501u);
+  EXPECT_EQ(policy["leftOut"], kTargets - 500);
+  const std::string expected = policy["targets"][0]["failed"]["expected"];
+  EXPECT_THAT(expected, testing::EndsWith("xx... (4008 more)"));
+  EXPECT_THAT(Image(KxTest_Section({large.Bytes()})).Eval({"--target", "-", "--explain"}, kTool).out,
+              HasSubstr("        200 more targets are left out\n"));
+}
+
+TEST(Eval, BlocksAProcessUnderAnyName) {
+  const Image image(KxTest_Section({KxTest_Policy(1, 2, u"Block", u"tool*"), KxTest_Policy(2, 3, u"Elevate", u"*")}));
+  for (const char* const name : {"tool.exe", "tool.dat", "tool.scr", "tool.exe.", "tool", "tool.msi"}) {
+    const std::string target = std::string(R"({"kind":"process","path":"C:\\)") + name + "\"}";
+    EXPECT_THAT(image.Stream(target).out, HasSubstr("\"policyId\":1,")) << name;
+  }
+  EXPECT_THAT(image.Stream(R"({"kind":"process","path":"C:\\tool.dat","targetType":0})").out,
+              HasSubstr("\"matched\":false"))
+      << "unless the document says otherwise";
+}
+
+TEST(Eval, PrintsTextsOfOthersOnOneLine) {
+  const std::u16string name = u"\u202E\x1B[2Jx\nBlock                 9 Forged";
+  const Image image(KxTest_Section({KxTest_Policy(1, 2, name, u"a\nb"), KxTest_Policy(2, 2, name, u"*")}));
+  const SkxToolRun run =
+      image.Eval({"--target", "-", "--explain"}, R"({"kind":"file","path":"C:\\a\u2028\u009B.exe"})");
+  EXPECT_THAT(run.out,
+              HasSubstr("2 <U+202E><U+001B>[2Jx<U+000A>Block                 9 Forged  C:\\a<U+2028><U+009B>.exe\n"));
+  EXPECT_THAT(run.out, HasSubstr("fileName: expected is like a<U+000A>b, found a<U+2028><U+009B>.exe\n"));
+
+  const auto hasRaw = [](const std::string& text) {
+    return text.find('\x1B') != text.npos || text.find("\u202E") != text.npos || text.find("\nBlock   ") != text.npos;
+  };
+  const std::string bad = "no\x1B[31m\n\u202Eme";
+  const std::vector<std::string> kCommands[] = {
+      {"show", image.Path()},
+      {"check", image.Path()},
+      {"eval", bad, "--target", "-"},
+      {"eval", image.Path(), "--target", bad},
+      {"check", bad},
+      {"compile", bad, "-o", bad},
+      {"match", "--pattern", bad, bad},
+      {bad},
+      {"eval", "--" + bad},
+      {"record", "tokendata", bad},
+      {"publish", bad},
+      {"match", "--mode", "regExp", "--pattern", "(" + bad},
+  };
+  for (const auto& command : kCommands) {
+    const SkxToolRun shown = KxTest_RunTool(command, "{}");
+    EXPECT_FALSE((shown.out + shown.err).empty());
+    EXPECT_FALSE(hasRaw(shown.out + shown.err)) << command[0] << ": " << shown.out << shown.err;
+  }
+  const SkxToolRun shown = KxTest_RunTool({"show", image.Path()});
+  EXPECT_THAT(shown.out, HasSubstr("\nName:\t<U+202E><U+001B>[2Jx<U+000A>Block                 9 Forged\nOrder:\t"));
+}
+
 TEST(Eval, ShowsATable) {
   const Image image(KxTest_Section({KxTest_Policy(1, 3, u"\u00C4\u00DF", u"setup*")}));
   const SkxToolRun run = image.Eval({"--targets", "-"},
@@ -354,6 +423,10 @@ TEST(Eval, RefusesWhatItCannotUse) {
       {"a folder as a file", {image.Path(), "--file", image.Path()}, 3, image.Path()},
       {"an image that is not there", {missing, "--target", "-"}, 3, missing},
       {"a file as an image", {faulty, "--target", "-"}, 3, faulty},
+      {"a folder of other things as an image",
+       {KxTest_PathText(folder.Path()), "--target", "-"},
+       3,
+       "is not part of an image"},
       {"a user that is none", {image.Path(), "--target", "-", "--user", "S-1"}, 2, "--user"},
   };
   for (const auto& test : kCases) {

@@ -180,7 +180,7 @@ TEST(Match, PointsAtTheFaultOfAnExpression) {
       {"not closed", "x(a", "  x(a\n   ^ \"(\" is not closed (error 3)\n"},
       {"a range", "ä[z-a]", "  ä[z-a]\n    ^ the range runs backwards (error 8)\n"},
       {"nothing to repeat", "*a", "  *a\n  ^ unexpected here (error 5)\n"},
-      {"a blank that is wider", "\t)", "  \t)\n  \t^ unexpected here (error 5)\n"},
+      {"a blank that does not show", "\t)", "  <U+0009>)\n          ^ unexpected here (error 5)\n"},
   };
   for (const auto& test : kCases) {
     SCOPED_TRACE(test.name);

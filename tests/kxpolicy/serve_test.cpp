@@ -90,10 +90,14 @@ TEST(Serve, AnswersFollowsTheImageAndLeavesNothing) {
 
   const SkxToolRun run = served.Stop();
   EXPECT_EQ(run.code, 0) << run.err;
-  EXPECT_THAT(run.out, AllOf(HasSubstr("serving " + image + "\n"), HasSubstr("published " + image + "\n"),
-                             HasSubstr("HANDLER_APPLICABLE_POLICIES from S-1-"), HasSubstr("stopped\n")));
+  EXPECT_THAT(run.out,
+              AllOf(HasSubstr("serving " + image + "\n"),
+                    HasSubstr("published " + image + ": 1 policy (8 \"No tools\"), 0 application groups, 0 alerts\n"),
+                    HasSubstr("HANDLER_APPLICABLE_POLICIES from S-1-"), HasSubstr("stopped\n")));
   EXPECT_EQ(KxTest_RunTool({"show"}).code, 4) << "nothing is left published";
-  EXPECT_THAT(EvalTool().out, HasSubstr("\"error\":\"Failed to get applicable policies for the user\""));
+  const SkxToolRun unanswered = EvalTool();
+  EXPECT_THAT(unanswered.out, HasSubstr("\"error\":\"Failed to get applicable policies for the user\""));
+  EXPECT_EQ(unanswered.code, 4);
 }
 
 TEST(Serve, PublishesWithoutAnAgent) {
@@ -104,11 +108,81 @@ TEST(Serve, PublishesWithoutAnAgent) {
   const std::string image = KxTest_PathText(work.Path() / "image");
   EXPECT_EQ(KxTest_RunTool({"publish", image}).code, 3) << "there is no image yet";
   Compile(work, image, 7);
-  EXPECT_EQ(KxTest_RunTool({"publish", image}).code, 0);
+  EXPECT_EQ(KxTest_RunTool({"publish", image}).out,
+            "published " + image + ": 1 policy (7 \"No tools\"), 0 application groups, 0 alerts\n");
   EXPECT_THAT(KxTest_RunTool({"show"}).out, HasSubstr("No tools"));
   EXPECT_EQ(KxTest_RunTool({"unpublish"}).code, 0);
   EXPECT_EQ(KxTest_RunTool({"unpublish"}).code, 0) << "nothing is published is what was asked for";
   EXPECT_EQ(KxTest_RunTool({"show"}).code, 4);
+}
+
+TEST(Serve, TakesNoFolderForAnImageThatIsNone) {
+  const CkxTraceCapture quiet;
+  const CkxRuntimeFolderScope runtime;
+  const CkxTempFolder work;
+  for (const char* const folder : {"empty", "home", "none"}) std::filesystem::create_directory(work.Path() / folder);
+  work.Write("home/policies.sec", std::string(4, '\0'));
+  work.Write("home/thesis.txt", "");
+  work.Write("none/policies.sec", std::string(4, '\0'));
+  const auto at = [&](const char* folder) { return KxTest_PathText(work.Path() / folder); };
+  const struct {
+    std::vector<std::string> command;
+    const char* err;
+  } kCases[] = {
+      {{"publish", at("empty")}, "is no image"},
+      {{"publish", at("home")}, "is not part of an image"},
+      {{"publish", at("none")}, "has no policies"},
+      {{"serve", at("empty")}, "is no image"},
+      {{"serve", at("home")}, "is not part of an image"},
+      {{"serve", at("none")}, "has no policies"},
+      {{"publish", "--empty", at("empty")}, "is no image"},
+      {{"check", at("empty")}, "is no image"},
+      {{"check", at("home")}, "is not part of an image"},
+      {{"show", at("empty")}, "is no image"},
+  };
+  for (const auto& test : kCases) {
+    const SkxToolRun run = KxTest_RunTool(test.command);
+    EXPECT_EQ(run.code, 3) << test.command[0];
+    EXPECT_THAT(run.err, HasSubstr(test.err)) << test.command[0];
+    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1);
+  }
+  if (!KxSharedMemory_OutlivesPublisher()) return;
+  EXPECT_EQ(KxTest_RunTool({"publish", "--empty", at("none")}).out,
+            "published " + at("none") + ": 0 policies, 0 application groups, 0 alerts\n");
+  EXPECT_EQ(KxTest_RunTool({"unpublish"}).code, 0);
+}
+
+TEST(Serve, OutlivesTheReaderOfItsOutputAndAFailedLook) {
+  const CkxTraceCapture quiet;
+  const CkxRuntimeFolderScope runtime;
+  const CkxTempFolder work;
+  const std::string image = KxTest_PathText(work.Path() / "image");
+  Compile(work, image, 7);
+
+  struct Closed : std::streambuf {
+    int_type overflow(int_type) override { return traits_type::eof(); }
+  } closed;
+  std::istringstream in;
+  std::ostream out(&closed);
+  std::ostringstream err;
+  SkxStreams streams = {in, out, err};
+  int looks = 0;
+  streams.waitForStop = [&](uint32_t) {
+    if (++looks == 2) std::filesystem::rename(work.Path() / "image", work.Path() / "away");
+    if (looks == 10) {
+      EXPECT_THAT(EvalTool().out, HasSubstr("\"policyId\":7")) << "what was in force still is";
+    }
+    if (looks == 12) std::filesystem::rename(work.Path() / "away", work.Path() / "image");
+    if (looks == 14) Compile(work, image, 8);
+    if (looks == 20) {
+      EXPECT_THAT(EvalTool().out, HasSubstr("\"policyId\":8"));
+    }
+    return looks > 20;
+  };
+  EXPECT_EQ(KxPolicy_Run({"serve", image}, streams), 0);
+  const std::string lines = err.str();
+  EXPECT_THAT(lines, testing::StartsWith("kxpolicy: " + image + ": "));
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 1) << lines << ": told once";
 }
 
 TEST(Serve, TakesNothingElse) {

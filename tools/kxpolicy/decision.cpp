@@ -1,6 +1,7 @@
 #include "tools/kxpolicy/decision.h"
 
 #include "Common_CPP/util/guid.h"
+#include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/explanation.h"
 #include "tools/kxpolicy/hex.h"
@@ -66,8 +67,13 @@ std::string Padded(std::string text, size_t width) {
 constexpr size_t kActionWidth = 20;
 constexpr size_t kPolicyWidth = 44;
 
+/// The one line of a row, whatever the texts are.
 std::string Row(const std::string& action, const std::string& policy, const std::string& target) {
-  return Padded(action, kActionWidth) + Padded(policy, kPolicyWidth) + target;
+  return Padded(action, kActionWidth) + Padded(KxText_Printable(policy), kPolicyWidth) + KxText_Printable(target);
+}
+
+std::string TextOf(const ordered_json& object, const char* key) {
+  return KxText_Printable(object[key].get_ref<const std::string&>());
 }
 
 }  // namespace
@@ -82,6 +88,7 @@ SkxDecision KxDecision_Of(const CkxTargetInfo& target, bool explain) {
   decision.policyName = observer.PolicyName();
   decision.alerts = observer.Alerts();
   decision.error = observer.Fault();
+  decision.policiesLeftOut = observer.PoliciesLeftOut();
   if (explain) decision.explanation = observer.TakePolicies();
   return decision;
 }
@@ -91,6 +98,7 @@ std::string KxDecision_ToJson(const SkxDecision& decision) {
   if (decision.matched) AppendDecision(answer, decision);
   if (!decision.error.empty()) answer["error"] = decision.error;
   if (decision.explanation) answer["explain"] = *decision.explanation;
+  if (decision.policiesLeftOut != 0) answer["explainLeftOut"] = decision.policiesLeftOut;
   return "{\"id\":" + decision.idJson + "," + answer.dump().substr(1);
 }
 
@@ -105,17 +113,21 @@ std::string KxDecision_ExplanationText(const SkxDecision& decision) {
   if (!decision.explanation) return {};
   std::string text;
   for (const ordered_json& policy : *decision.explanation) {
-    text += "    policy " + policy["policyId"].dump() + " " + policy["policyName"].get<std::string>() + ": " +
-            policy["outcome"].get<std::string>() + "\n";
+    text += "    policy " + policy["policyId"].dump() + " " + TextOf(policy, "policyName") + ": " +
+            TextOf(policy, "outcome") + "\n";
     for (const ordered_json& target : policy["targets"]) {
       const auto type = static_cast<EkxPolicyTarget>(target["targetType"].get<uint32_t>());
-      text += "        " + KxText_ToUtf8(KxUtil_PolicyTargetTypeStr(type)) + " " +
-              target["targetId"].get<std::string>() + ": " + target["outcome"].get<std::string>() + "\n";
+      text += "        " + KxText_ToUtf8(KxUtil_PolicyTargetTypeStr(type)) + " " + TextOf(target, "targetId") + ": " +
+              TextOf(target, "outcome") + "\n";
       if (!target.contains("failed")) continue;
       const ordered_json& failed = target["failed"];
-      text += "            " + failed["property"].get<std::string>() + ": expected " +
-              failed["expected"].get<std::string>() + ", found " + failed["actual"].get<std::string>() + "\n";
+      text += "            " + TextOf(failed, "property") + ": expected " + TextOf(failed, "expected") + ", found " +
+              TextOf(failed, "actual") + "\n";
     }
+    if (policy.contains("leftOut")) text += "        " + policy["leftOut"].dump() + " more targets are left out\n";
+  }
+  if (decision.policiesLeftOut != 0) {
+    text += "    " + std::to_string(decision.policiesLeftOut) + " more policies are left out\n";
   }
   return text;
 }

@@ -16,6 +16,7 @@ struct SkxDecision {
   std::vector<SkxPolicyAlertLink> alerts;
   std::string error;  ///< of a walk that ended in a fault; else empty
   std::optional<nlohmann::ordered_json> explanation;
+  size_t policiesLeftOut = 0;  ///< of the explanation, because there are too many
 };
 
 /// The central evaluation for `target`, by the policy source in force. With `explain` every step is kept.

@@ -1,4 +1,8 @@
 // Collects what an evaluation did, as the JSON of an answer's "explain".
+//
+// A few megabytes of linked groups make millions of steps, so that an explanation is bounded: of a policy its first
+// targets and those that matched are kept, of all policies the first ones and the one that applies, of a long text its
+// beginning. A policy of which targets are left out says how many ("leftOut").
 #pragma once
 
 #include <kx_util/evaluation_observer.h>
@@ -23,10 +27,12 @@ class CkxDecisionObserver : public IkxEvaluationObserver {
   const std::vector<SkxPolicyAlertLink>& Alerts() const { return _alerts; }
 
   const std::string& Fault() const { return _fault; }
+  size_t PoliciesLeftOut() const { return _policiesLeftOut; }
   nlohmann::ordered_json TakePolicies() { return std::move(_policies); }
 
  private:
   void KeepApplied(const CkxShBufPolicy& policy);
+  bool HasPlaceForTarget(bool matched) const;
 
   const bool _steps;
   std::string _policyName;
@@ -34,5 +40,8 @@ class CkxDecisionObserver : public IkxEvaluationObserver {
   std::string _fault;
   nlohmann::ordered_json _policies = nlohmann::ordered_json::array();
   nlohmann::ordered_json _targets = nlohmann::ordered_json::array();  // of the policy under way
+  size_t _targetsKept = 0;                                            // of all policies
+  size_t _targetsLeftOut = 0;                                         // of the policy under way
+  size_t _policiesLeftOut = 0;
   nlohmann::ordered_json _failed;  // the check that failed last, of the target under way
 };

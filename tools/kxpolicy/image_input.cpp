@@ -1,6 +1,8 @@
 #include "tools/kxpolicy/image_input.h"
 
+#include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
+#include "tools/kxpolicy/image_summary.h"
 #include "tools/kxpolicy/tool.h"
 
 namespace {
@@ -33,4 +35,15 @@ SkxPolicyImage KxImage_Load(const std::string& path) {
   const std::optional<KxWString> folder = KxText_FromUtf8(path);
   if (!folder || !KxPolicyImage_Load(*folder, image, error)) throw CkxToolFault(EkxExit::UnusableInput, error);
   return image;
+}
+
+SkxPublishableImage KxImage_LoadToPublish(const std::string& path, bool mayBeEmpty) {
+  SkxPublishableImage publishable = {KxImage_Load(path), ""};
+  const SkxImageSummary summary = KxImage_Summary(publishable.image);
+  if (summary.policies == 0 && !mayBeEmpty) {
+    throw CkxToolFault(EkxExit::UnusableInput,
+                       path + ": has no policies; --empty publishes it all the same, and nothing applies any more");
+  }
+  publishable.line = "published " + KxText_Printable(path) + ": " + summary.text;
+  return publishable;
 }

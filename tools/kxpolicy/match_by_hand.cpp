@@ -6,6 +6,7 @@
 #include <ostream>
 
 #include "Agent/engine/kx_util/regexp/regexp.h"
+#include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
 
 namespace {
@@ -63,19 +64,19 @@ const char* NameOf(EkxRegExpError code) {
 /// As wide as `text` on a terminal, so that what follows stands under its end.
 std::string BlanksBelow(CkxTextView text) {
   std::string blanks;
-  for (const char unit : KxText_ToUtf8(text)) {
-    if ((static_cast<unsigned char>(unit) & 0xC0) != 0x80) blanks += unit == '\t' ? '\t' : ' ';
+  for (const char unit : KxText_Printable(text)) {
+    if ((static_cast<unsigned char>(unit) & 0xC0) != 0x80) blanks += ' ';
   }
   return blanks;
 }
 
 void ShowError(CkxTextView pattern, const SkxRegExpError& error, std::ostream& err) {
   const size_t at = std::min(error.position, pattern.Size());
-  err << "  " << KxText_ToUtf8(pattern) << "\n  " << BlanksBelow(pattern.Part(0, at)) << "^ " << NameOf(error.code)
+  err << "  " << KxText_Printable(pattern) << "\n  " << BlanksBelow(pattern.Part(0, at)) << "^ " << NameOf(error.code)
       << " (error " << static_cast<uint32_t>(error.code) << ")\n";
 }
 
-std::string Quoted(CkxTextView part) { return "\"" + KxText_ToUtf8(part) + "\""; }
+std::string Quoted(CkxTextView part) { return "\"" + KxText_Printable(part) + "\""; }
 
 /// The part that a match is about.
 CkxTextView MatchedPart(EkxStrCompareAs mode, CkxTextView pattern, CkxTextView text, bool caseSensitive) {
@@ -110,9 +111,9 @@ EkxExit KxMatch_ByHand(const SkxMatchByHand& request, SkxStreams& streams) {
     const CkxTextView text = KxText_Trim(wide);
     if (KxUtil_MatchStr(pattern, wide, request.caseSensitive, mode)) {
       const CkxTextView part = MatchedPart(mode, pattern, text, request.caseSensitive);
-      streams.out << "match     " << argument << "  " << Quoted(part) << '\n';
+      streams.out << "match     " << KxText_Printable(argument) << "  " << Quoted(part) << '\n';
     } else {
-      streams.out << "no match  " << argument << PartialMatch(expression, text) << '\n';
+      streams.out << "no match  " << KxText_Printable(argument) << PartialMatch(expression, text) << '\n';
     }
   }
   return EkxExit::Done;

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <ostream>
+
+#include "Common_CPP/util/printable.h"
 
 namespace {
 
@@ -49,12 +52,16 @@ void CheckVerb(const std::vector<std::string>& arguments) {
   throw CkxToolFault(EkxExit::UnusableArguments, "\"" + arguments[0] + "\" is no verb; kxpolicy --help lists them");
 }
 
-}  // namespace
+/// The parser's own words, which quote the arguments.
+std::string UsageLine(const CLI::App* /*app*/, const CLI::Error& fault) {
+  return KxText_Printable(fault.what()) + "\nRun with --help for more information.\n";
+}
 
-int KxPolicy_Run(const std::vector<std::string>& arguments, SkxStreams& streams) {
+EkxExit RunVerb(const std::vector<std::string>& arguments, SkxStreams& streams) {
   CLI::App app("Compiles, shows and evaluates endpoint policies.", "kxpolicy");
   app.require_subcommand(1);
   app.allow_windows_style_options(false);  // "/quiet" is a text like any other, on every system
+  app.failure_message(UsageLine);
   app.footer(
       "Exit codes: 0 done, 1 a failure as the answer, 2 unusable arguments, 3 unusable input, 4 the system refused.");
 
@@ -69,18 +76,43 @@ int KxPolicy_Run(const std::vector<std::string>& arguments, SkxStreams& streams)
     std::vector<std::string> reversed = KeptWhole(arguments);
     std::reverse(reversed.begin(), reversed.end());
     app.parse(std::move(reversed));
-    const EkxExit code = chosen(streams);
-    if (!streams.out.flush()) throw CkxToolFault(EkxExit::SystemRefused, "standard output cannot be written");
-    return static_cast<int>(code);
   } catch (const CLI::ParseError& fault) {
-    const int code = app.exit(fault, streams.out, streams.err);
-    return static_cast<int>(code == 0 ? EkxExit::Done : EkxExit::UnusableArguments);
-  } catch (const CkxToolFault& fault) {
-    streams.out.flush();
-    streams.err << "kxpolicy: " << fault.what() << '\n';
-    return static_cast<int>(fault.Code());
-  } catch (const std::exception& fault) {
-    streams.err << "kxpolicy: " << fault.what() << '\n';
-    return static_cast<int>(EkxExit::SystemRefused);
+    return app.exit(fault, streams.out, streams.err) == 0 ? EkxExit::Done : EkxExit::UnusableArguments;
   }
+  const EkxExit code = chosen(streams);
+  if (!streams.outMayClose) KxTool_RequireOutput(streams);
+  return code;
+}
+
+/// What is said without memory.
+constexpr std::string_view kOutOfMemory = "kxpolicy: out of memory\n";
+
+}  // namespace
+
+void KxTool_RequireOutput(const SkxStreams& streams) {
+  errno = 0;
+  const bool isWritten = streams.out.rdbuf()->pubsync() == 0;  // once more, for the reason
+  if (isWritten && streams.out) return;
+  throw CkxToolFault(EkxExit::SystemRefused, errno == EPIPE ? "" : "standard output cannot be written");
+}
+
+int KxPolicy_Run(const std::vector<std::string>& arguments, SkxStreams& streams) {
+  EkxExit code = EkxExit::SystemRefused;
+  try {
+    try {
+      code = RunVerb(arguments, streams);
+    } catch (const CkxToolFault& fault) {
+      streams.out.flush();
+      code = fault.Code();
+      if (*fault.what() != 0) streams.err << "kxpolicy: " + KxText_Printable(fault.what()) + "\n";
+    } catch (const std::bad_alloc&) {
+      throw;
+    } catch (const std::exception& fault) {
+      streams.err << "kxpolicy: " + KxText_Printable(fault.what()) + "\n";
+    }
+  } catch (const std::bad_alloc&) {
+    code = EkxExit::SystemRefused;
+    streams.err.write(kOutOfMemory.data(), kOutOfMemory.size());
+  }
+  return static_cast<int>(code);
 }

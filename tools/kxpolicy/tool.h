@@ -22,6 +22,9 @@ struct SkxStreams {
   std::ostream& err;
   bool outIsTerminal = false;
 
+  /// Set by a verb whose work is not what it writes: it goes on, and ends well, when nobody reads that any more.
+  bool outMayClose = false;
+
   /// For a verb that runs until it is stopped: true once it is to end, false after so many milliseconds. Empty: it ends
   /// when the process is told to.
   std::function<bool(uint32_t milliseconds)> waitForStop{};
@@ -55,6 +58,10 @@ KxVerbAction KxVerb_Record(CLI::App& app);
 KxVerbAction KxVerb_Publish(CLI::App& app);
 KxVerbAction KxVerb_Unpublish(CLI::App& app);
 KxVerbAction KxVerb_Serve(CLI::App& app);
+
+/// Ends the command, quietly where nobody reads the output any more, when it cannot be written: a verb with a lot to
+/// write asks now and then.
+void KxTool_RequireOutput(const SkxStreams& streams);
 
 /// The whole command; `arguments` without the program's name, in UTF-8.
 int KxPolicy_Run(const std::vector<std::string>& arguments, SkxStreams& streams);

@@ -6,8 +6,10 @@
 #include "Agent/engine/kx_publish/encode.h"
 #include "Agent/engine/kx_publish/json_reader.h"
 #include "Agent/engine/kx_publish/policy_document.h"
+#include "Common_CPP/util/printable.h"
 #include "tools/kxpolicy/check_places.h"
 #include "tools/kxpolicy/image_input.h"
+#include "tools/kxpolicy/image_summary.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/tool.h"
 
@@ -30,14 +32,6 @@ bool IsFolder(const std::string& path) {
 
 const char* Word(EkxSeverity severity) { return severity == EkxSeverity::Error ? "error" : "warning"; }
 
-std::string OneLine(const std::string& text) {
-  return ordered_json(text).dump(-1, ' ', false, ordered_json::error_handler_t::replace);
-}
-
-std::string Counted(size_t count, const char* what) {
-  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
 /// Writes the findings as they come.
 class Report {
  public:
@@ -51,7 +45,9 @@ class Report {
   EkxExit End() {
     if (!_asJson) {
       const bool hasNone = _errors + _warnings == 0;
-      _out << (hasNone ? "no findings" : Counted(_errors, "error") + ", " + Counted(_warnings, "warning")) << '\n';
+      _out << (hasNone ? "no findings"
+                       : KxCounted(_errors, "error", "errors") + ", " + KxCounted(_warnings, "warning", "warnings"))
+           << '\n';
     }
     return _errors == 0 ? EkxExit::Done : EkxExit::Failure;
   }
@@ -70,9 +66,9 @@ class Report {
     line += std::string(Word(finding.severity)) + ": ";
     if (finding.policyId) {
       line += "policy " + std::to_string(*finding.policyId);
-      line += (finding.policyName ? " " + OneLine(*finding.policyName) : "") + ": ";
+      line += (finding.policyName ? " " + KxText_PrintableQuoted(*finding.policyName) : "") + ": ";
     }
-    return line + MessageOf(finding, place) + " [" + finding.rule + "]";
+    return KxText_Printable(line + MessageOf(finding, place) + " [" + finding.rule + "]");
   }
 
   static std::string AsJson(const SkxFinding& finding, const SkxCheckPlace& place) {
@@ -135,6 +131,10 @@ void CheckDocuments(const std::vector<std::string>& paths, std::istream& standar
   if (!KxPolicyDocument_Read(texts, publication, fault)) return AddFault(fault, documents, report);
   for (const SkxFinding& finding : KxLint_Image(KxEncode_Image(publication))) {
     report.Add(finding, documents.PlaceOf(finding));
+  }
+  for (const SkxFinding& finding : KxLint_Names(publication)) {
+    const bool isInImage = finding.section == EkxPolicySection::Policies;  // and told already
+    if (!isInImage) report.Add(finding, documents.PlaceOf(finding));
   }
 }
 

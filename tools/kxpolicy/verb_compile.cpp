@@ -2,8 +2,11 @@
 #include <ostream>
 
 #include "Agent/engine/kx_publish/encode.h"
+#include "Agent/engine/kx_publish/lint.h"
 #include "Agent/engine/kx_publish/policy_document.h"
+#include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
+#include "tools/kxpolicy/image_summary.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/tool.h"
 
@@ -14,8 +17,14 @@ struct Options {
   std::string folder;
 };
 
-std::string Counted(size_t count, const char* one, const char* many) {
-  return std::to_string(count) + " " + (count == 1 ? one : many);
+void WarnOfNames(const SkxPublication& publication, std::ostream& err) {
+  for (const SkxFinding& finding : KxLint_Names(publication)) {
+    const bool isGroup = finding.section == EkxPolicySection::AppGroups;
+    const std::string what = finding.policyId ? "policy " + std::to_string(*finding.policyId)
+                             : isGroup        ? "application group " + std::to_string(finding.record + 1)
+                                              : "alert " + std::to_string(finding.record + 1);
+    err << "kxpolicy: warning: the name of " << what << " " << finding.message << '\n';
+  }
 }
 
 EkxExit Run(const Options& options, SkxStreams& streams) {
@@ -27,7 +36,7 @@ EkxExit Run(const Options& options, SkxStreams& streams) {
   SkxPublication publication;
   SkxDocumentError fault;
   if (!KxPolicyDocument_Read(documents, publication, fault)) {
-    streams.err << fault.Text() << '\n';  // the file's name first, where editors look for it
+    streams.err << KxText_Printable(fault.Text()) << '\n';  // the file's name first, where editors look for it
     return EkxExit::UnusableInput;
   }
 
@@ -37,9 +46,11 @@ EkxExit Run(const Options& options, SkxStreams& streams) {
   if (!KxPolicyImage_Write(*folder, KxEncode_Image(publication), refusal)) {
     throw CkxToolFault(EkxExit::SystemRefused, refusal);
   }
-  streams.out << options.folder << ": " << Counted(publication.policies.size(), "policy", "policies") << ", "
-              << Counted(publication.groups.size(), "application group", "application groups") << ", "
-              << Counted(publication.alerts.size(), "alert", "alerts") << '\n';
+  WarnOfNames(publication, streams.err);
+  streams.out << KxText_Printable(options.folder) << ": "
+              << KxCounted(publication.policies.size(), "policy", "policies") << ", "
+              << KxCounted(publication.groups.size(), "application group", "application groups") << ", "
+              << KxCounted(publication.alerts.size(), "alert", "alerts") << '\n';
   return EkxExit::Done;
 }
 

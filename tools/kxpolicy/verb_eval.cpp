@@ -33,6 +33,7 @@ class Answers {
   /// `nameOf()` is how a person calls the target; only the table asks for it.
   template <class Name>
   void Write(const SkxDecision& decision, Name nameOf) {
+    if (!decision.error.empty()) _hasFault = true;
     if (_json) {
       Line(KxDecision_ToJson(decision));
       return;
@@ -53,6 +54,9 @@ class Answers {
     Line(KxDecision_ToRow(none, place));
   }
 
+  /// Whether there was a question that has no answer.
+  bool HasFault() const { return _hasFault; }
+
  private:
   void Heading() {
     if (!_headed) Line(KxDecision_TableHeading());
@@ -60,12 +64,13 @@ class Answers {
   }
   void Line(const std::string& line) {
     _streams.out << line << '\n';
-    if (_streams.outIsTerminal) _streams.out.flush();
+    if (!_streams.out || _streams.outIsTerminal) KxTool_RequireOutput(_streams);
   }
 
   const bool _json;
   SkxStreams& _streams;
   bool _headed = false;
+  bool _hasFault = false;
 };
 
 SkxDecision Decide(const CkxTargetDocument& document, bool explain) {
@@ -144,9 +149,12 @@ EkxExit Run(const Options& options, SkxStreams& streams) {
     scope.emplace(*image);
   }
   Answers answers(options, streams);
-  if (!options.targets.empty()) return EvalStream(options, user, answers, streams);
-  if (!options.target.empty()) return EvalDocument(options, user, answers, streams);
-  return EvalFiles(options, user, answers);
+  const EkxExit code = !options.targets.empty()  ? EvalStream(options, user, answers, streams)
+                       : !options.target.empty() ? EvalDocument(options, user, answers, streams)
+                                                 : EvalFiles(options, user, answers);
+  // An image is judged as it is; a machine that cannot be asked has not answered.
+  const bool isLive = options.image.empty();
+  return isLive && answers.HasFault() ? EkxExit::SystemRefused : code;
 }
 
 }  // namespace

@@ -154,7 +154,7 @@ EkxExit RunStream(SkxStreams& streams) {
       streams.out << KxFaultAnswer_Of(lines.TooLong() ? "" : line, fault.Line()) << '\n';
       code = EkxExit::UnusableInput;
     }
-    if (streams.outIsTerminal) streams.out.flush();
+    if (!streams.out || streams.outIsTerminal) KxTool_RequireOutput(streams);
   }
   return code;
 }

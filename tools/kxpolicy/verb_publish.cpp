@@ -8,14 +8,21 @@
 
 namespace {
 
-EkxExit Publish(const std::string& folder, SkxStreams& streams) {
-  const SkxPolicyImage image = KxImage_Load(folder);
+struct Options {
+  std::string image;
+  bool mayBeEmpty = false;
+};
+
+EkxExit Publish(const Options& options, SkxStreams& streams) {
+  const SkxPublishableImage publishable = KxImage_LoadToPublish(options.image, options.mayBeEmpty);
   CkxStop stop(streams);
   CkxPolicyPublication publication;
   std::string error;
-  if (!publication.Publish(image, error)) throw CkxToolFault(EkxExit::SystemRefused, error);
+  if (!publication.Publish(publishable.image, error)) throw CkxToolFault(EkxExit::SystemRefused, error);
+  streams.out << publishable.line << std::endl;
   if (KxSharedMemory_OutlivesPublisher()) return EkxExit::Done;
 
+  streams.outMayClose = true;
   streams.err << "kxpolicy: published for as long as this command runs; an interrupt ends it" << std::endl;
   while (!stop.Wait(1000)) {
   }
@@ -32,9 +39,10 @@ EkxExit Unpublish() {
 }  // namespace
 
 KxVerbAction KxVerb_Publish(CLI::App& app) {
-  const auto folder = std::make_shared<std::string>();
-  app.add_option("image", *folder, "Folder of a compiled image")->required();
-  return [folder](SkxStreams& streams) { return Publish(*folder, streams); };
+  const auto options = std::make_shared<Options>();
+  app.add_option("image", options->image, "Folder of a compiled image")->required();
+  app.add_flag("--empty", options->mayBeEmpty, "Also an image without policies, with which nothing applies any more");
+  return [options](SkxStreams& streams) { return Publish(*options, streams); };
 }
 
 KxVerbAction KxVerb_Unpublish(CLI::App& /*app*/) {

@@ -8,6 +8,7 @@
 #include "Agent/engine/kx_publish/agent_service.h"
 #include "Agent/engine/kx_publish/publication.h"
 #include "Common_CPP/util/last_error.h"
+#include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/image_input.h"
 #include "tools/kxpolicy/stop.h"
@@ -18,13 +19,15 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr uint32_t kLookMilliseconds = 200;
+constexpr unsigned kLooksToRetry = 25;  // at an image that could not be used, though it has not changed since
 
 struct Options {
   std::string image;
+  bool mayBeEmpty = false;
   bool verbose = false;
 };
 
-/// Lines for a person, whole ones from several threads.
+/// Lines for a person, whole ones from several threads. That nobody reads them any more is no reason to stop.
 class Log {
  public:
   Log(SkxStreams& streams, bool verbose) : _streams(streams), _verbose(verbose) {}
@@ -32,17 +35,15 @@ class Log {
   void Event(const std::string& line) {
     if (_verbose) Write(_streams.out, line);
   }
-  void Ready(const std::string& line) { Write(_streams.out, line); }
+  void State(const std::string& line) { Write(_streams.out, line); }
   void Fault(const std::string& line) { Write(_streams.err, "kxpolicy: " + line); }
 
  private:
-  /// What a client sent may be part of it: a line stays one.
-  void Write(std::ostream& out, std::string line) {
-    for (char& c : line) {
-      if (static_cast<unsigned char>(c) < ' ') c = ' ';
-    }
+  void Write(std::ostream& out, const std::string& line) {
+    const std::string printable = KxText_Printable(line) + '\n';
     const std::lock_guard lock(_mutex);
-    out << line << std::endl;
+    out.clear();
+    out << printable << std::flush;
   }
 
   SkxStreams& _streams;
@@ -78,33 +79,31 @@ class FolderState {
 class Agent {
  public:
   Agent(const Options& options, SkxStreams& streams)
-      : _folder(options.image),
-        _log(streams, options.verbose),
-        _service([this](const auto& line) { _log.Event(line); }) {}
+      : _options(options), _log(streams, options.verbose), _service([this](const auto& line) { _log.Event(line); }) {}
 
   void Start() {
-    _seen = _shown = FolderState::Of(FolderPath());
-    SkxPolicyImage image = KxImage_Load(_folder);
-    _service.Serve(image);  // who reads the publication finds the agent there
+    _seen = _tried = FolderState::Of(FolderPath());
+    SkxPublishableImage publishable = Load();
+    _service.Serve(publishable.image);  // who reads the publication finds the agent there
     KxWString channel;
     if (!_service.Start(channel)) {
       throw CkxToolFault(EkxExit::SystemRefused, "the channel " + KxText_ToUtf8(channel) + " cannot be opened, error " +
                                                      std::to_string(KxLastError_Get()));
     }
-    Show(std::move(image));
-    _log.Ready("serving " + _folder);
+    Show(std::move(publishable));
+    _log.State("serving " + _options.image);
   }
 
-  /// An image that changed is shown once it has stopped changing. One that is not usable leaves the one before.
+  /// An image that changed is shown once it has stopped changing. One that cannot be used, or not now, leaves the one
+  /// before in force and is tried again.
   void LookAtImage() {
-    const FolderState now = FolderState::Of(FolderPath());
-    const bool settled = now == std::exchange(_seen, now);
-    if (!settled || now == _shown) return;
-    _shown = now;
     try {
-      Show(KxImage_Load(_folder));
-    } catch (const CkxToolFault& fault) {
-      _log.Fault(fault.what());
+      if (!IsWorthALoad(FolderState::Of(FolderPath()))) return;
+      Show(Load());
+      _fault.clear();
+    } catch (const std::exception& fault) {
+      _looksToRetry = kLooksToRetry;
+      TellOnce(fault.what());
     }
   }
 
@@ -116,31 +115,53 @@ class Agent {
   }
 
  private:
-  fs::path FolderPath() const { return fs::path(KxText_FromUtf8(_folder).value_or(KxWString())); }
+  fs::path FolderPath() const { return fs::path(KxText_FromUtf8(_options.image).value_or(KxWString())); }
+
+  SkxPublishableImage Load() const { return KxImage_LoadToPublish(_options.image, _options.mayBeEmpty); }
+
+  void TellOnce(const char* fault) noexcept {
+    try {
+      if (_fault != fault) _log.Fault(fault);
+      _fault = fault;
+    } catch (const std::bad_alloc&) {  // it is told at the next try
+    }
+  }
+
+  bool IsWorthALoad(const FolderState& now) {
+    const bool isSettled = now == std::exchange(_seen, now);
+    const bool isToRetry = _looksToRetry != 0 && --_looksToRetry == 0;
+    if (!isSettled || (now == _tried && !isToRetry)) return false;
+    _tried = now;
+    _looksToRetry = 0;
+    return true;
+  }
 
   /// The service first: who is told of the publication asks at once, and may remember what it hears.
-  void Show(SkxPolicyImage image) {
+  void Show(SkxPublishableImage publishable) {
     std::string error;
-    _service.Serve(image);
-    if (!_publication.Publish(image, error)) {
+    _service.Serve(publishable.image);
+    if (!_publication.Publish(publishable.image, error)) {
       _service.Serve(_published);
       throw CkxToolFault(EkxExit::SystemRefused, error);
     }
-    _published = std::move(image);
-    _log.Event("published " + _folder);
+    _published = std::move(publishable.image);
+    _log.State(publishable.line);
   }
 
-  const std::string _folder;
+  const Options _options;
   Log _log;
   CkxPolicyPublication _publication;
   CkxAgentService _service;
   SkxPolicyImage _published;
   FolderState _seen;   // at the last look
-  FolderState _shown;  // of the image that is published
+  FolderState _tried;  // of the image that was loaded last, whatever came of it
+  unsigned _looksToRetry = 0;
+  std::string _fault;  // that was told last
 };
 
 EkxExit Run(const Options& options, SkxStreams& streams) {
   CkxStop stop(streams);
+  streams.outMayClose = true;
   Agent agent(options, streams);
   agent.Start();
   while (!stop.Wait(kLookMilliseconds)) agent.LookAtImage();
@@ -153,7 +174,8 @@ EkxExit Run(const Options& options, SkxStreams& streams) {
 KxVerbAction KxVerb_Serve(CLI::App& app) {
   const auto options = std::make_shared<Options>();
   app.add_option("image", options->image, "Folder of a compiled image")->required();
-  app.add_flag("--verbose", options->verbose, "One line for each publication and request");
+  app.add_flag("--empty", options->mayBeEmpty, "Also an image without policies, with which nothing applies any more");
+  app.add_flag("--verbose", options->verbose, "One line for each request");
   app.footer("Runs until it is interrupted. The image may be compiled again meanwhile.");
   return [options](SkxStreams& streams) { return Run(*options, streams); };
 }

@@ -1,8 +1,9 @@
 // show: the records of an image, as the library's debug text or as a policy document that compiles back.
 #include <ostream>
 
-#include "Agent/engine/kx_util/section_records.h"
+#include "Common_CPP/util/printable.h"
 #include "tools/kxpolicy/image_input.h"
+#include "tools/kxpolicy/image_records.h"
 #include "tools/kxpolicy/show_format.h"
 #include "tools/kxpolicy/tool.h"
 
@@ -18,17 +19,11 @@ struct Options {
 template <class Visit>
 void ForEachRecord(const std::optional<SkxPolicyImage::Bytes>& section, const SkxRecordKind& kind,
                    const std::string& image, const char* file, std::vector<std::string>& faults, Visit visit) {
-  if (!section) return;
-  const std::string place = image + "/" + file + ": byte ";
-  CkxSectionRecords records(kind, *section);
-  if (!records.HasCount()) return faults.push_back(place + "0: is too short for the count of its records");
-  size_t offset = sizeof(uint32_t);
-  for (uint32_t i = 0; i < records.Count(); ++i) {
-    const unsigned char* const bytes = records.Next();
-    if (bytes == nullptr) return faults.push_back(place + std::to_string(offset) + ": " + std::string(records.Fault()));
+  std::vector<std::string> places;
+  KxImage_ForEachRecord(section, kind, places, [&](const unsigned char* bytes, size_t offset) {
     visit(SkxShownRecord{bytes, offset, file});
-    offset += KxBytes_Load<uint32_t>(bytes + sizeof(uint32_t));
-  }
+  });
+  for (const std::string& place : places) faults.push_back(image + "/" + file + ": byte " + place);
 }
 
 /// Returns how many policies were shown.
@@ -81,7 +76,7 @@ EkxExit Run(Options options, SkxStreams& streams) {
   }
   format->End(image);
   streams.out.flush();
-  for (const std::string& fault : format->faults) streams.err << "kxpolicy: " << fault << '\n';
+  for (const std::string& fault : format->faults) streams.err << "kxpolicy: " << KxText_Printable(fault) << '\n';
   return format->faults.empty() ? EkxExit::Done : EkxExit::UnusableInput;
 }
 

@@ -10,6 +10,7 @@
 //   no-users     the policy is applicable to nobody
 //   duplicate-id two records with one id, of which look-ups find the first
 //   missing-group, missing-alert, alert-type      what a link names is not there, or is of another type
+//   name                                          a name that does not show as it is
 //   group-nesting                                 groups inside groups, deeper than is looked
 //   regexp, compare-mode, version-range, sid      a test that nothing can pass
 //   terminator, text-end, target-size, trailing-bytes      counts and sizes that a reader of another make may trip over
@@ -20,6 +21,7 @@
 #include <vector>
 
 #include "Agent/engine/kx_publish/policy_image.h"
+#include "Agent/engine/kx_publish/policy_model.h"
 
 enum class EkxSeverity : uint8_t { Warning, Error };
 
@@ -38,3 +40,6 @@ struct SkxFinding {
 /// In the order of the sections and the places in them. The image's applicable rules are well-formed, as those of one
 /// that was loaded are.
 std::vector<SkxFinding> KxLint_Image(const SkxPolicyImage& image);
+
+/// Of the names alone, those of groups and alerts among them, which no image has.
+std::vector<SkxFinding> KxLint_Names(const SkxPublication& publication);

@@ -4,6 +4,7 @@
 #include <kx_util/shared_policy_target.h>
 #include <kx_util/version.h>
 
+#include "Agent/engine/kx_publish/lint_names.h"
 #include "Agent/engine/kx_util/regexp/regexp.h"
 #include "Common_CPP/security/sid.h"
 #include "Common_CPP/util/byte_cursor.h"
@@ -96,11 +97,16 @@ class FieldLint : public IkxRecordVisitor {
       _pattern = {field.offset, std::string(field.path), field.text.ToString()};
       _caseSensitive = false;
     }
+    if (field.path == "name") WarnOfName(field);
     if (WarnOfEnd(field)) return;
     const uint32_t count = CountOf(field);
     if (count != 0 && field.text.Size() >= count / sizeof(WCHAR)) {
       Warn(field, "terminator", "the text has no terminating NUL");
     }
+  }
+
+  void WarnOfName(const SkxWalkedField& field) {
+    if (std::optional<std::string> fault = KxLint_NameFault(field.text)) Warn(field, "name", *std::move(fault));
   }
 
   /// A count that runs past the record's end, as far as readers put up with it.

@@ -5,9 +5,9 @@
 #include <kx_util/shared_policy.h>
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_util/section_records.h"
+#include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
 
 namespace {
@@ -161,9 +161,6 @@ const SkxRecordLayout& KxLint_Layout(EkxPolicySection section) {
 }
 
 std::string KxLint_PolicyText(const SkxLintRecord& policy) {
-  const auto quoted = [](const std::string& name) {
-    return nlohmann::json(name).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-  };
   return "policy " + std::to_string(policy.policyId.value_or(0)) +
-         (policy.policyName ? " " + quoted(*policy.policyName) : "");
+         (policy.policyName ? " " + KxText_PrintableQuoted(*policy.policyName) : "");
 }

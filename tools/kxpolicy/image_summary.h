@@ -1,0 +1,16 @@
+// What an image holds, in one line for a person.
+#pragma once
+
+#include "Agent/engine/kx_publish/policy_image.h"
+
+struct SkxImageSummary {
+  size_t policies = 0;  ///< that can be read
+
+  /// "2 policies (1 "No games", 2 "Setup"), 1 application group, 0 alerts"; of many policies the first ones by name.
+  std::string text;
+};
+
+SkxImageSummary KxImage_Summary(const SkxPolicyImage& image);
+
+/// "1 alert", "2 alerts".
+std::string KxCounted(size_t count, const char* one, const char* many);
