@@ -1,13 +1,20 @@
-// A whole image of hostile bytes: walked, looked up, and evaluated for a fixed target of each kind.
+// A whole image of hostile bytes: walked, looked up, and evaluated for a fixed target of each kind, and with every step
+// explained for the target of a document, which may have a user, parents and what it was started for.
 //
-//   offset 0: u16 bytes of the application-groups section, u16 bytes of the alerts section
-//          4: the groups section, the alerts section, the policies section
+//   offset 0: u16 bytes of the application-groups section, u16 bytes of the alerts section, u16 bytes of the document
+//          6: the groups section, the alerts section, the document, the policies section
 #include <kx_util/shared_policies_data.h>
 #include <kx_util/target_info_kinds.h>
 #include <kx_util/target_info_process.h>
 
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+
+#include "Agent/engine/kx_publish/json_reader.h"
+#include "Agent/engine/kx_publish/target_document.h"
 #include "Common_CPP/util/byte_cursor.h"
 #include "tests/support/section_source.h"
+#include "tools/kxpolicy/decision.h"
 
 namespace {
 
@@ -48,6 +55,23 @@ void EvaluateEachKind() {
   Evaluate(CkxTargetInfoElevator(CkxTargetInfoElevator::kUrlRequest, KXW("https://example.com/x"), nullptr));
 }
 
+/// Watching changes no answer, and the explanation of one that applies ends with it.
+void Explain(std::string_view text) {
+  try {
+    const CkxTargetDocument document = CkxTargetDocument::Parse(text);
+    const CkxMachineFactsScope machine(document.Machine());
+    const SkxDecision plain = KxDecision_Of(document.Target(), false);
+    const SkxDecision explained = KxDecision_Of(document.Target(), true);
+    if (plain.matched != explained.matched || plain.error != explained.error) std::abort();
+    const nlohmann::json answer = nlohmann::json::parse(KxDecision_ToJson(explained));
+    if (explained.matched && answer["explain"].back()["outcome"] != "applies") std::abort();
+    for (const char unit : KxDecision_ExplanationText(explained) + KxDecision_ToRow(explained, "target")) {
+      if (static_cast<unsigned char>(unit) < ' ' && unit != '\n') std::abort();
+    }
+  } catch (const CkxDocumentFault&) {  // no document: the sections are looked at all the same
+  }
+}
+
 /// Everything that a policy says of itself.
 bool Show(const CkxShBufPolicy& policy, void*) {
   CkxUtilStr text;
@@ -63,19 +87,25 @@ bool Show(const CkxShBufPolicy& policy, void*) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
-  constexpr size_t kHeader = 2 * sizeof(uint16_t);
+  constexpr size_t kHeader = 3 * sizeof(uint16_t);
   if (size < kHeader) return 0;
-  const size_t groups = std::min<size_t>(KxBytes_Load<uint16_t>(data), size - kHeader);
-  const size_t alerts = std::min<size_t>(KxBytes_Load<uint16_t>(data + sizeof(uint16_t)), size - kHeader - groups);
-  const unsigned char* const begin = data + kHeader;
+  const unsigned char* part = data + kHeader;
+  const auto take = [&](size_t which) {
+    const auto wanted = KxBytes_Load<uint16_t>(data + which * sizeof(uint16_t));
+    const unsigned char* const begin = part;
+    part += std::min<size_t>(wanted, static_cast<size_t>(data + size - part));
+    return KxBytes(begin, part);
+  };
   CkxSectionSource source;
-  source.PublishBytes(EkxPolicySection::AppGroups, KxBytes(begin, begin + groups));
-  source.PublishBytes(EkxPolicySection::Alerts, KxBytes(begin + groups, begin + groups + alerts));
-  source.PublishBytes(EkxPolicySection::Policies, KxBytes(begin + groups + alerts, data + size));
+  source.PublishBytes(EkxPolicySection::AppGroups, take(0));
+  source.PublishBytes(EkxPolicySection::Alerts, take(1));
+  const KxBytes document = take(2);
+  source.PublishBytes(EkxPolicySection::Policies, KxBytes(part, data + size));
 
   const CkxPolicySourceScope scope(source);
   CkxSharedPoliciesData::EnumPolicies(Show, nullptr, false, nullptr);
   EvaluateEachKind();
+  Explain({reinterpret_cast<const char*>(document.data()), document.size()});
   CkxShBufPolicy* policy = nullptr;
   if (CkxSharedPoliciesData::GetPolicyById(1, policy)) policy->Release();
   CkxShBufCustGuiDialog* dialog = nullptr;
