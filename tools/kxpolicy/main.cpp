@@ -4,6 +4,7 @@
 #include "tools/kxpolicy/tool.h"
 
 int main(int argc, char** argv) {
+  KxTool_EndWithoutMemory();
   const CkxProcessStreams process;
   std::ios::sync_with_stdio(false);
   std::cin.tie(nullptr);  // answers are flushed one by one where a person waits for them

@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <new>
 #include <ostream>
 
 #include "Common_CPP/util/printable.h"
@@ -87,7 +91,30 @@ EkxExit RunVerb(const std::vector<std::string>& arguments, SkxStreams& streams) 
 /// What is said without memory.
 constexpr std::string_view kOutOfMemory = "kxpolicy: out of memory\n";
 
+[[noreturn]] void EndWithoutMemory() {
+  std::fwrite(kOutOfMemory.data(), 1, kOutOfMemory.size(), stderr);
+  std::_Exit(static_cast<int>(EkxExit::SystemRefused));
+}
+
+/// What was thrown cannot be asked for here: unwinding has given it up.
+thread_local bool isShortOfMemory = false;
+
+void OnNoMemory() {
+  isShortOfMemory = true;
+  throw std::bad_alloc();
+}
+
+[[noreturn]] void OnTerminate() {
+  if (isShortOfMemory) EndWithoutMemory();
+  std::abort();
+}
+
 }  // namespace
+
+void KxTool_EndWithoutMemory() {
+  std::set_new_handler(OnNoMemory);
+  std::set_terminate(OnTerminate);
+}
 
 void KxTool_RequireOutput(const SkxStreams& streams) {
   errno = 0;

@@ -63,5 +63,9 @@ KxVerbAction KxVerb_Serve(CLI::App& app);
 /// write asks now and then.
 void KxTool_RequireOutput(const SkxStreams& streams);
 
+/// For the program's main. The JSON library takes memory where it destroys a document, and an exception cannot leave a
+/// destructor: a process without memory then ends here, with the same line and exit code as anywhere else.
+void KxTool_EndWithoutMemory();
+
 /// The whole command; `arguments` without the program's name, in UTF-8.
 int KxPolicy_Run(const std::vector<std::string>& arguments, SkxStreams& streams);

@@ -49,6 +49,8 @@ class Assembly {
       } catch (const CkxDocumentFault& fault) {
         error = {document.name, fault.Pointer(), fault.what()};
         return false;
+      } catch (const std::bad_alloc&) {
+        throw;  // no fault of the document
       } catch (const std::exception& fault) {
         error = {document.name, "", fault.what()};
         return false;
