@@ -123,6 +123,7 @@ TEST(OutOfMemory, IsOneLineAndAnExitCode) {
       {{"check", image}, ""},
       {{"show", image}, ""},
       {{"show", image, "--format", "json"}, ""},
+      {{"eval", image, "--target", "-", "--format", "json", "--explain"}, R"({"kind":"process","path":"C:\\a.exe"})"},
       {{"match"}, R"({"id":1,"op":"str","mode":5,"pattern":"a+","subject":"aa"})"},
       {{"record", "tokendata", std::string(60, '0')}, ""},
   };
@@ -133,7 +134,7 @@ TEST(OutOfMemory, IsOneLineAndAnExitCode) {
     ASSERT_EQ(whole.code, 0) << whole.err;
     size_t failures = 0;
     for (const bool onlyOne : {true, false}) {
-      for (size_t count = 0;; count += 1 + count / 20) {  // each of the first ones, then ever fewer
+      for (size_t count = 0;; count += 1 + count / 12) {  // each of the first ones, then ever fewer
         const SkxToolRun run = attempts.Run(test.arguments, test.input, {count, onlyOne});
         if (!attempts.IsStarved()) break;
         ++failures;

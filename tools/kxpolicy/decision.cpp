@@ -1,5 +1,7 @@
 #include "tools/kxpolicy/decision.h"
 
+#include <new>
+
 #include "Common_CPP/util/guid.h"
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
@@ -83,8 +85,9 @@ SkxDecision KxDecision_Of(const CkxTargetInfo& target, bool explain) {
   CkxDecisionObserver observer(explain);
   {
     const CkxEvaluationObserverScope scope(observer);
-    decision.matched = CkxSharedPoliciesData::GetTargetPolicyAction(target, decision.info);
+    decision.matched = CkxSharedPoliciesData::GetTargetPolicyAction(target, decision.info, decision.outcome);
   }
+  if (KxUtil_LastFault() == EkxEvaluationFault::OutOfMemory) throw std::bad_alloc();
   decision.policyName = observer.PolicyName();
   decision.alerts = observer.Alerts();
   decision.error = observer.Fault();

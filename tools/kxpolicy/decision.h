@@ -11,6 +11,7 @@
 struct SkxDecision {
   std::string idJson = "null";  ///< the target's id, as JSON text
   bool matched = false;
+  EkxEvaluationOutcome outcome = EkxEvaluationOutcome::NotAnswered;
   SkxTriggerPolicyShortInfo info;
   std::string policyName;
   std::vector<SkxPolicyAlertLink> alerts;
@@ -19,7 +20,8 @@ struct SkxDecision {
   size_t policiesLeftOut = 0;  ///< of the explanation, because there are too many
 };
 
-/// The central evaluation for `target`, by the policy source in force. With `explain` every step is kept.
+/// The central evaluation for `target`, by the policy source in force. With `explain` every step is kept. A want of
+/// memory is no answer: std::bad_alloc.
 SkxDecision KxDecision_Of(const CkxTargetInfo& target, bool explain);
 
 /// One line of JSON, without a line end.

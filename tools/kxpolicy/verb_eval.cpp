@@ -28,12 +28,13 @@ struct Options {
 /// Writes answers in the order asked, in the format asked for.
 class Answers {
  public:
-  Answers(const Options& options, SkxStreams& streams) : _json(options.format == "json"), _streams(streams) {}
+  Answers(const Options& options, SkxStreams& streams)
+      : _json(options.format == "json"), _isLive(options.image.empty()), _streams(streams) {}
 
   /// `nameOf()` is how a person calls the target; only the table asks for it.
   template <class Name>
-  void Write(const SkxDecision& decision, Name nameOf) {
-    if (!decision.error.empty()) _hasFault = true;
+  void Write(SkxDecision decision, Name nameOf) {
+    if (_isLive) Judge(decision);
     if (_json) {
       Line(KxDecision_ToJson(decision));
       return;
@@ -54,10 +55,18 @@ class Answers {
     Line(KxDecision_ToRow(none, place));
   }
 
-  /// Whether there was a question that has no answer.
-  bool HasFault() const { return _hasFault; }
+  /// Whether there was a question that this machine could not be asked.
+  bool IsAnyUnanswered() const { return _isAnyUnanswered; }
 
  private:
+  /// An image is judged as it is; a machine where nothing is published, or that cannot be asked, has not answered.
+  void Judge(SkxDecision& decision) {
+    if (decision.outcome == EkxEvaluationOutcome::NothingPublished && decision.error.empty()) {
+      decision.error = "No policies are published on this machine";
+    }
+    if (!decision.error.empty()) _isAnyUnanswered = true;
+  }
+
   void Heading() {
     if (!_headed) Line(KxDecision_TableHeading());
     _headed = true;
@@ -68,9 +77,10 @@ class Answers {
   }
 
   const bool _json;
+  const bool _isLive;
   SkxStreams& _streams;
   bool _headed = false;
-  bool _hasFault = false;
+  bool _isAnyUnanswered = false;
 };
 
 SkxDecision Decide(const CkxTargetDocument& document, bool explain) {
@@ -152,9 +162,7 @@ EkxExit Run(const Options& options, SkxStreams& streams) {
   const EkxExit code = !options.targets.empty()  ? EvalStream(options, user, answers, streams)
                        : !options.target.empty() ? EvalDocument(options, user, answers, streams)
                                                  : EvalFiles(options, user, answers);
-  // An image is judged as it is; a machine that cannot be asked has not answered.
-  const bool isLive = options.image.empty();
-  return isLive && answers.HasFault() ? EkxExit::SystemRefused : code;
+  return answers.IsAnyUnanswered() ? EkxExit::SystemRefused : code;
 }
 
 }  // namespace
