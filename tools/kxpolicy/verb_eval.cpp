@@ -64,7 +64,8 @@ class Answers {
     if (decision.outcome == EkxEvaluationOutcome::NothingPublished && decision.error.empty()) {
       decision.error = "No policies are published on this machine";
     }
-    if (!decision.error.empty()) _isAnyUnanswered = true;
+    _isAnyUnanswered = _isAnyUnanswered || decision.outcome == EkxEvaluationOutcome::NothingPublished ||
+                       decision.outcome == EkxEvaluationOutcome::NotAnswered;
   }
 
   void Heading() {
