@@ -104,6 +104,10 @@ bool CkxFileReader::Take(intptr_t handle) {
 bool CkxFileReader::Status(SkxFileStatus& status) const { return StatusOf(ToHandle(_handle), status); }
 
 std::optional<CkxSid> CkxFileReader::Owner() const {
+  if (_handle == -1) {  // to the system that is a handle of this process
+    KxLastError_Set(kKxErrorInvalidHandle);
+    return std::nullopt;
+  }
   PSID owner = nullptr;
   PSECURITY_DESCRIPTOR descriptor = nullptr;
   const DWORD error = GetSecurityInfo(ToHandle(_handle), SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner, nullptr,

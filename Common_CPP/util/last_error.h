@@ -9,6 +9,7 @@ inline constexpr uint32_t kKxErrorSuccess = 0;
 inline constexpr uint32_t kKxErrorFileNotFound = 2;
 inline constexpr uint32_t kKxErrorTooManyOpenFiles = 4;
 inline constexpr uint32_t kKxErrorAccessDenied = 5;
+inline constexpr uint32_t kKxErrorInvalidHandle = 6;
 inline constexpr uint32_t kKxErrorNotEnoughMemory = 8;
 inline constexpr uint32_t kKxErrorGenFailure = 31;
 inline constexpr uint32_t kKxErrorNoToken = 1008;

@@ -22,7 +22,7 @@ uint32_t ErrorFromErrno(int error) {
     case ENFILE:
       return kKxErrorTooManyOpenFiles;
     case EBADF:
-      return 6;  // invalid handle
+      return kKxErrorInvalidHandle;
     case ENOMEM:
       return kKxErrorNotEnoughMemory;
     case EROFS:

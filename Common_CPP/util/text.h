@@ -2,7 +2,8 @@
 //
 // Letters are compared after simple (one unit to one unit) Unicode upper-casing, without a locale, so that a policy
 // gives the same answer on a Turkish desktop and in CI; and only where lower-casing brings a unit back, as file systems
-// do it, so that no letter passes for another: nothing outside ASCII folds into it. Surrogate halves fold to themselves.
+// do it, so that no letter passes for another: nothing outside ASCII folds into it. Surrogate halves fold to
+// themselves.
 #pragma once
 
 #include <optional>
