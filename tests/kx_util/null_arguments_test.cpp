@@ -4,6 +4,7 @@
 #include <kx_util/update_policies_notifyer.h>
 
 #include "tests/support/recorded_facts.h"
+#include "tests/support/section_source.h"
 #include "tests/support/target_records.h"
 
 namespace {
@@ -43,6 +44,15 @@ TEST(NullArguments, OfCallbacksAndContexts) {
   const CkxShBufPolicyPtr policy(CkxShBufPolicy::PolicyFromBuffer(record.As<SkxPolicyBufHeader>(), false));
   ASSERT_NE(policy, nullptr);
   static_cast<const CkxShBufPolicyWithTargets&>(*policy).EnumTargets(nullptr, nullptr);
+
+  CkxSectionSource source;
+  source.Publish(EkxPolicySection::Policies, {Policy(2).U8(0).Append(List({})).Bytes()});
+  source.Publish(EkxPolicySection::AppGroups, {Group(1, {Link(1, 9)}).Bytes()});
+  const CkxPolicySourceScope scope(source);
+  EXPECT_FALSE(CkxSharedPoliciesData::EnumPolicies(nullptr, nullptr, false, nullptr));
+  EXPECT_FALSE(CkxSharedPoliciesData::CallAppGroup(KxTest_Id(1), nullptr, nullptr));
+  EXPECT_FALSE(CkxSharedPoliciesData::CallAppGroup(KxTest_Id(1), &CkxShBufAppGroup::DoMatchTarget, nullptr));
+  EXPECT_FALSE(CkxSharedPoliciesData::CallAppGroup(KxTest_Id(1), &CkxShBufAppGroup::DoEnumTargets, nullptr));
 
   CkxUpdatePoliciesNotifyer notifyer;
   notifyer.AddSubscriber(nullptr, nullptr);

@@ -18,6 +18,7 @@ bool CallToMatch(CkxFoundGroups& groups, const GUID& id, CkxShBufAppGroup::SkxMa
 }  // namespace
 
 bool CkxSharedPoliciesData::CallAppGroup(const GUID& id, KxAppGroupMember member, void* context) {
+  if (member == nullptr || context == nullptr) return false;  // the members that there are have a context
   return KxEntry(false, [&] {
     const CkxFoundGroups::Scope scope;
     CkxFoundGroups& groups = CkxFoundGroups::Current();

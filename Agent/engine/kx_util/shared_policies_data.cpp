@@ -28,6 +28,7 @@ bool CkxSharedPoliciesData::EnumPolicies(KxPolicyCallback callback, void* contex
 
 bool CkxSharedPoliciesData::EnumPolicies(const SkxPolicyFilter& filter, KxPolicyCallback callback, void* context,
                                          bool applicableOnly, void* token) {
+  if (callback == nullptr) return false;
   EkxWalkEnd end = EkxWalkEnd::Faulted;
   KxEntry([&] { end = KxSectionWalk_Policies(filter, callback, context, applicableOnly, token); });
   // A section that could not be opened enumerates nothing, which is no failure of the walk; the fault says the rest.
