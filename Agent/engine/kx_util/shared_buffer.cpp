@@ -122,6 +122,7 @@ CkxShBufList::CkxShBufList(const CkxShBufList& other) noexcept
     : _count(other._count), _borrowed(other._head != nullptr), _head(other._head) {}
 
 CkxShBufList& CkxShBufList::operator=(const CkxShBufList& other) noexcept {
+  if (this == &other) return *this;
   if (_head != nullptr && _head == other._head) return *this;  // one of them borrows from the other
   _Clear();
   _count = other._count;
