@@ -4,10 +4,22 @@
 
 #include "Common_CPP/access_token/native_token.h"
 
+namespace {
+
+constexpr unsigned kMarkShift = 62;
+constexpr uintptr_t kMark = 1;
+static_assert(sizeof(void*) == 8, "an address has no use for its two highest bits");
+
+}  // namespace
+
+void* CkxAccessToken::Handle() {
+  return reinterpret_cast<void*>(reinterpret_cast<uintptr_t>(this) | kMark << kMarkShift);
+}
+
 const CkxAccessToken* CkxAccessToken::FromHandle(void* token) {
-  const auto value = reinterpret_cast<intptr_t>(token);
-  if (value <= 0 || (value & 1) == 0) return nullptr;
-  return reinterpret_cast<const CkxAccessToken*>(static_cast<const unsigned char*>(token) - 1);
+  const auto value = reinterpret_cast<uintptr_t>(token);
+  if (value >> kMarkShift != kMark) return nullptr;
+  return reinterpret_cast<const CkxAccessToken*>(value & ~(kMark << kMarkShift));
 }
 
 std::optional<CkxSid> KxToken_User(void* token) {

@@ -2,9 +2,9 @@
 //
 // A token is the caller's `void*`, null meaning the caller's own. On Windows it is the system's token handle, or a
 // process handle that stands for the token of that process; elsewhere, and for recorded facts on every platform, it is
-// a `CkxAccessToken` made here. The two cannot be mixed up: a handle has its two low bits clear or is negative (the
-// system's pseudo handles), and the pointer that `CkxAccessToken::Handle` gives out is positive and has its lowest bit
-// set.
+// a `CkxAccessToken` made here. The two cannot be mixed up: of the two highest bits, what `CkxAccessToken::Handle`
+// gives out has the lower one alone set, which no address of a program has, and no handle: that is a number of 32 bits,
+// of which the lowest two are the caller's, or negative (the system's pseudo handles).
 #pragma once
 
 #include <vector>
@@ -20,7 +20,7 @@ class CkxAccessToken {
   CkxAccessToken(const CkxAccessToken&) = delete;
   CkxAccessToken& operator=(const CkxAccessToken&) = delete;
 
-  void* Handle() { return reinterpret_cast<unsigned char*>(this) + 1; }
+  void* Handle();
 
   /// The object behind a handle that `Handle` gave out; null for any other token.
   static const CkxAccessToken* FromHandle(void* token);

@@ -47,7 +47,8 @@ TEST(AccessToken, HandlesAreToldFromFacts) {
   EXPECT_EQ(CkxAccessToken::FromHandle(nullptr), nullptr);
   EXPECT_EQ(CkxAccessToken::FromHandle(&token), nullptr);
   // The system's handles, and its pseudo handles for the process, its thread and their tokens.
-  for (const intptr_t handle : {4, 0x1F8, -1, -2, -4, -5, -6}) {
+  // Of a handle the system leaves its lowest two bits to the caller.
+  for (const intptr_t handle : {4, 5, 6, 7, 0x1F8, 0x1F9, 0x7FFFFFFF, -1, -2, -4, -5, -6, -7}) {
     EXPECT_EQ(CkxAccessToken::FromHandle(Pointer(handle)), nullptr) << handle;
   }
 }
