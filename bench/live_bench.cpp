@@ -2,10 +2,19 @@
 // and the walk. The measure is the walk through an image with the same policies and the same applicable ids in the same
 // run, so that figures of different machines can be compared. The agent answers on its own threads in this process.
 #include <benchmark/benchmark.h>
+#include <grp.h>
 #include <kx_util/shared_policies_data.h>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <numeric>
@@ -23,11 +32,12 @@ namespace {
 
 constexpr uint32_t kPolicies = 1000;
 
-/// A runtime folder of this process's own, mode 0700, gone with all that it holds at the end of the scope.
+/// A runtime folder of this process's own, which others may enter, gone with all that it holds at the end of the scope.
 class RuntimeFolder {
  public:
   RuntimeFolder() : _path(std::filesystem::temp_directory_path() / "kx-bench-XXXXXX") {
     if (mkdtemp(_path.data()) == nullptr) throw std::runtime_error("no runtime folder: " + _path);
+    chmod(_path.c_str(), 0755);
     setenv("KX_RUNTIME_DIR", _path.c_str(), 1);
   }
   ~RuntimeFolder() {
@@ -37,6 +47,8 @@ class RuntimeFolder {
   }
   RuntimeFolder(const RuntimeFolder&) = delete;
   RuntimeFolder& operator=(const RuntimeFolder&) = delete;
+
+  const std::string& Path() const { return _path; }
 
  private:
   std::string _path;
@@ -52,6 +64,8 @@ class LiveMachine {
     KxWString name;
     if (!_agent.Start(name)) throw std::runtime_error("no channel " + KxText_ToUtf8(name));
   }
+
+  std::string Socket(const std::string& channel) const { return _folder.Path() + "/" + channel + ".sock"; }
 
  private:
   const RuntimeFolder _folder;
@@ -154,7 +168,95 @@ void AgentRequests(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 
+/// A user without rights, as a process of its own, that keeps thousands of connections to the agent open, says nothing
+/// on any, and opens each anew that it loses. Only root can make one. Made before this process has other threads.
+class IdleConnections {
+ public:
+  static constexpr int kConnections = 2500;
+
+  IdleConnections() {
+    if (pipe(_begin) != 0 || pipe(_ready) != 0) throw std::runtime_error("no pipes");
+    _process = fork();
+    if (_process == 0) Attack();
+    if (_process < 0) throw std::runtime_error("no process");
+  }
+  ~IdleConnections() {
+    kill(_process, SIGKILL);
+    waitpid(_process, nullptr, 0);
+    for (const int end : {_begin[0], _begin[1], _ready[0], _ready[1]}) close(end);
+  }
+  IdleConnections(const IdleConnections&) = delete;
+  IdleConnections& operator=(const IdleConnections&) = delete;
+
+  /// Returns once all are open.
+  bool Begin(const std::string& socket) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    socket.copy(address.sun_path, sizeof(address.sun_path) - 1);
+    char all = 0;
+    return write(_begin[1], &address, sizeof(address)) == sizeof(address) && read(_ready[0], &all, 1) == 1;
+  }
+
+ private:
+  static int Open(const sockaddr_un& address) {
+    const int connection = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (connect(connection, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) _exit(2);
+    return connection;
+  }
+
+  [[noreturn]] void Attack() const {
+    const rlimit files = {2 * kConnections, 2 * kConnections};
+    sockaddr_un address{};
+    if (setrlimit(RLIMIT_NOFILE, &files) != 0 || setgroups(0, nullptr) != 0 || setresgid(65534, 65534, 65534) != 0 ||
+        setresuid(65534, 65534, 65534) != 0 || read(_begin[0], &address, sizeof(address)) != sizeof(address)) {
+      _exit(1);
+    }
+    std::vector<pollfd> connections(kConnections);
+    for (pollfd& connection : connections) connection = {Open(address), POLLIN, 0};
+    if (write(_ready[1], "", 1) != 1) _exit(1);
+    for (;;) {
+      poll(connections.data(), connections.size(), -1);
+      int anew = 0;
+      for (pollfd& connection : connections) {
+        if (connection.revents == 0 || anew == 20) continue;
+        close(connection.fd);
+        connection.fd = Open(address);
+        ++anew;
+      }
+      usleep(10000);  // two thousand a second: the figure is to be the server's, not that of a busy processor
+    }
+  }
+
+  int _begin[2];
+  int _ready[2];
+  pid_t _process;
+};
+
+/// How long the agent takes to answer one user while another one holds all connections that it can get. The measure is
+/// the quiet agent of the same run.
+void AgentBesideIdleConnections(benchmark::State& state) {
+  if (geteuid() != 0) return state.SkipWithError("only root can be two users");
+  IdleConnections attack;
+  const LiveMachine machine(NamedImage());
+  const KxWString user = OwnSid();
+  const auto ask = [&] { return AskAgent(user); };
+  Durations quiet;
+  Durations attacked;
+  for (int i = 0; i < 1000; ++i) {
+    if (!quiet.Take(ask)) return state.SkipWithError("the agent did not name all policies");
+  }
+  if (!attack.Begin(machine.Socket("applicablePoliciesSer"))) return state.SkipWithError("no connections");
+  for (auto _ : state) {
+    if (!attacked.Take(ask)) return state.SkipWithError("the agent did not name all policies");
+    state.SetIterationTime(attacked.LastSeconds());
+  }
+  state.counters["quiet us"] = quiet.MedianMicroseconds();
+  state.counters["attacked us"] = attacked.MedianMicroseconds();
+  state.counters["ratio"] = attacked.MedianMicroseconds() / quiet.MedianMicroseconds();
+}
+
 }  // namespace
 
+BENCHMARK(AgentBesideIdleConnections)->UseManualTime()->Unit(benchmark::kMicrosecond)->Iterations(3000);
 BENCHMARK(LiveEvaluation)->UseManualTime()->Unit(benchmark::kMicrosecond);
 BENCHMARK(AgentRequests)->Threads(1)->Threads(8)->UseRealTime()->Unit(benchmark::kMicrosecond);

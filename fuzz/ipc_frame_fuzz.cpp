@@ -41,7 +41,7 @@ void Arrive(std::span<const unsigned char> bytes, size_t limit) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
-  Arrive<SkxRequestFrame>({data, size}, 24 + 2 * kKxFrameMaxName + kKxFrameMaxRequestBody);
+  Arrive<SkxRequestFrame>({data, size}, 32 + 4 * kKxFrameMaxName + kKxFrameMaxRequestBody);
   Arrive<SkxReplyFrame>({data, size}, 16 + kKxFrameMaxReplyBody);
   return 0;
 }

@@ -1,3 +1,4 @@
+#include "Common_CPP/access_token/integrity_win.h"
 #include "Common_CPP/access_token/native_token.h"
 #include "Common_CPP/access_token/open_token_win.h"
 #include "Common_CPP/access_token/owner_win.h"
@@ -30,14 +31,16 @@ std::optional<CkxSid> User(HANDLE token, bool& denyOnly) {
   return sid;
 }
 
-bool HasEnabledGroup(HANDLE token, const CkxSid& sid) {
+/// An enabled group with all of `attributes`.
+bool HasEnabledGroup(HANDLE token, const CkxSid& sid, DWORD attributes = 0) {
   const std::vector<unsigned char> bytes = Information(token, TokenGroups);
   if (bytes.size() < sizeof(TOKEN_GROUPS)) return false;
   const auto* groups = reinterpret_cast<const TOKEN_GROUPS*>(bytes.data());
+  const DWORD wanted = SE_GROUP_ENABLED | attributes;
   for (DWORD i = 0; i < groups->GroupCount; ++i) {
     const SID_AND_ATTRIBUTES& group = groups->Groups[i];
-    const DWORD state = group.Attributes & (SE_GROUP_ENABLED | SE_GROUP_USE_FOR_DENY_ONLY);
-    if (state == SE_GROUP_ENABLED && sid.Equals(ToSid(group.Sid))) return true;
+    const DWORD state = group.Attributes & (wanted | SE_GROUP_USE_FOR_DENY_ONLY);
+    if (state == wanted && sid.Equals(ToSid(group.Sid))) return true;
   }
   return false;
 }
@@ -82,12 +85,24 @@ bool KxNativeToken_IsAdministrator(void* token, bool& opened) {
 }
 
 std::optional<CkxSid> KxToken_OwnerOfNewObjects(void* token) {
+  const std::optional<CkxSid> administrators = CkxSid::FromUtf8("S-1-5-32-544");
   const CkxOpenToken open(token);
+  if (open && administrators && HasEnabledGroup(open.Get(), *administrators, SE_GROUP_OWNER)) return administrators;
   const std::vector<unsigned char> bytes = open ? Information(open.Get(), TokenOwner) : std::vector<unsigned char>();
   if (bytes.size() < sizeof(TOKEN_OWNER)) return std::nullopt;
   const CkxSid owner = ToSid(reinterpret_cast<const TOKEN_OWNER*>(bytes.data())->Owner);
   if (!owner.IsValid()) return std::nullopt;
   return owner;
+}
+
+std::optional<uint32_t> KxToken_Integrity(void* token) {
+  const CkxOpenToken open(token);
+  const std::vector<unsigned char> bytes =
+      open ? Information(open.Get(), TokenIntegrityLevel) : std::vector<unsigned char>();
+  if (bytes.size() < sizeof(TOKEN_MANDATORY_LABEL)) return std::nullopt;
+  const PSID level = reinterpret_cast<const TOKEN_MANDATORY_LABEL*>(bytes.data())->Label.Sid;
+  if (level == nullptr || !IsValidSid(level) || *GetSidSubAuthorityCount(level) == 0) return std::nullopt;
+  return *GetSidSubAuthority(level, *GetSidSubAuthorityCount(level) - DWORD{1});
 }
 
 CkxImpersonationScope::CkxImpersonationScope(void* token) {

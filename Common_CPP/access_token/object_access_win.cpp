@@ -9,7 +9,8 @@
 CkxObjectAccess::CkxObjectAccess(const KxWString& others, const KxWString& label) {
   const std::optional<CkxSid> owner = KxToken_OwnerOfNewObjects();
   if (!owner) return;
-  const KxWString text = L"D:P" + others + L"(A;;GA;;;SY)(A;;GA;;;" + owner->ToText() + L")" + label;
+  const KxWString text =
+      L"O:" + owner->ToText() + L"D:P" + others + L"(A;;GA;;;SY)(A;;GA;;;" + owner->ToText() + L")" + label;
   ConvertStringSecurityDescriptorToSecurityDescriptorW(text.c_str(), SDDL_REVISION_1, &_attributes.lpSecurityDescriptor,
                                                        nullptr);
 }

@@ -7,9 +7,9 @@
 #include "Common_CPP/util/handle_win.h"
 #include "Common_CPP/util/text_view.h"
 
-/// The system and the maker may do all; `others` are the entries for everybody else. None when the maker cannot be
-/// told: then nothing must be made, since the system's own default would be something else. `label` is the object's
-/// integrity label, S:(ML;...), where it is not the maker's.
+/// The object is its maker's (`KxToken_OwnerOfNewObjects`). The system and the maker may do all; `others` are the
+/// entries for everybody else. None when the maker cannot be told: then nothing must be made, since the system's own
+/// default would be something else. `label` is the object's integrity label, S:(ML;...), where it is not the maker's.
 class CkxObjectAccess {
  public:
   explicit CkxObjectAccess(const KxWString& others, const KxWString& label = {});

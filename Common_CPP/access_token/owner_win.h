@@ -5,7 +5,7 @@
 
 #include "Common_CPP/security/sid.h"
 
-/// To whom the system gives what this thread (with `token`: that process) makes: its user, or the administrators when
-/// it runs elevated. Named in a descriptor instead of the user, it does not open the object to the same user's
-/// processes that are not elevated.
+/// Whose this thread (with `token`: that process) makes what it makes: the administrators' when it may, which is when
+/// it runs elevated; else whosever the system says. Named in a descriptor instead of the user, it does not open the
+/// object to the same user's processes that are not elevated, and as the owner it tells everybody that the maker was.
 std::optional<CkxSid> KxToken_OwnerOfNewObjects(void* token = nullptr);

@@ -1,10 +1,12 @@
 #include "Common_CPP/file/runtime_folder_posix.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
 
+#include "Common_CPP/security/agent_trust.h"
 #include "Common_CPP/util/text.h"
 #include "Common_CPP/util/trace.h"
 
@@ -17,19 +19,29 @@ std::string Environment(const char* name) {
   return value == nullptr ? "" : value;
 }
 
+bool IsOwnUser(uid_t owner) { return KxTrust_OwnUser() && owner == geteuid(); }
+
 /// In a sticky folder nobody replaces the files of others, so that the owner of a file is all that counts.
 bool IsTrustedFolder(const struct stat& status) {
-  return KxPosix_IsTrustedOwner(status.st_uid) &&
+  return (status.st_uid == 0 || IsOwnUser(status.st_uid)) &&
          ((status.st_mode & (S_IWGRP | S_IWOTH)) == 0 || (status.st_mode & S_ISVTX) != 0);
+}
+
+bool IsRootsFolder(const std::string& path) {
+  struct stat status {};
+  return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == 0;
 }
 
 }  // namespace
 
-bool KxPosix_IsTrustedOwner(uid_t owner) { return owner == 0 || owner == geteuid(); }
+bool KxPosix_IsTrustedOwner(const CkxDescriptor& folder, uid_t owner) {
+  struct stat status {};
+  return owner == 0 || (IsOwnUser(owner) && fstat(folder.Get(), &status) == 0 && status.st_uid == owner);
+}
 
-std::string KxPosix_RuntimeFolder() {
-  std::string folder = Environment("KX_RUNTIME_DIR");
-  if (folder.empty() && geteuid() == 0) return "/run/kx";
+std::string KxPosix_RuntimeFolder(const std::string& systemFolder) {
+  std::string folder = KxTrust_IsDeveloperBuild() ? Environment("KX_RUNTIME_DIR") : "";
+  if (folder.empty() && (geteuid() == 0 || IsRootsFolder(systemFolder))) return systemFolder;
   if (folder.empty()) {
     folder = Environment("XDG_RUNTIME_DIR");
     if (!folder.empty()) folder += "/kx";
@@ -45,11 +57,27 @@ CkxDescriptor KxPosix_OpenRuntimeFolder(bool create) {
   struct stat status {};
   if (!folder || fstat(folder.Get(), &status) != 0) return CkxDescriptor();
   if (!IsTrustedFolder(status)) {
-    KxTrace(EkxTraceLevel::Warning, "KxPosix_OpenRuntimeFolder", "Others could replace files in [", path, "]. Refused");
+    KxTrace(EkxTraceLevel::Error, "KxPosix_OpenRuntimeFolder", "ERROR: Others could replace files in [", path,
+            "]. Refused");
     errno = EACCES;
     return CkxDescriptor();
   }
   return folder;
+}
+
+CkxDescriptor KxPosix_LockFile(const CkxDescriptor& folder, const std::string& file) {
+  CkxDescriptor lock(openat(folder.Get(), file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
+  struct stat status {};
+  if (!lock || fstat(lock.Get(), &status) != 0) return CkxDescriptor();
+  if (!S_ISREG(status.st_mode) || !KxPosix_IsTrustedOwner(folder, status.st_uid)) {
+    KxTrace(EkxTraceLevel::Error, "KxPosix_LockFile", "ERROR: [", file,
+            "] may be somebody else's than the agent's: owner ", status.st_uid, ". Refused");
+    errno = EACCES;
+    return CkxDescriptor();
+  }
+  if (flock(lock.Get(), LOCK_EX | LOCK_NB) == 0) return lock;
+  if (errno == EWOULDBLOCK) errno = EBUSY;
+  return CkxDescriptor();
 }
 
 bool KxPosix_RuntimeFileName(CkxTextView name, std::string& file) {

@@ -14,6 +14,11 @@
 // nobody has signaled yet or whoever did is gone, it sleeps on `name` alone and looks at the turn now and then. A
 // service that knows only the event `name` is heard as well.
 //
+// Any process may have made these before the agent did. One that cannot be the agent's
+// (Common_CPP/security/agent_trust.h) is refused by both sides, with a line in the trace: a sender does without it, and
+// a waiter looks at the turn now and then, later than it would have been told. So a waiter makes the event itself only
+// where it would be taken for the agent's; elsewhere it looks for it every second until there is one.
+//
 // Elsewhere: a file in the runtime folder, put in its place anew by each signal. The system keeps for each waiter what
 // happened to the file, or, before there is one, to the nearest folder above it that exists.
 #pragma once

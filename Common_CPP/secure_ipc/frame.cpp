@@ -10,7 +10,7 @@ namespace {
 
 /// Magic and version.
 using Start = std::array<unsigned char, 8>;
-constexpr Start kRequestStart = {'K', 'X', 'R', 'Q', 1, 0, 0, 0};
+constexpr Start kRequestStart = {'K', 'X', 'R', 'Q', 2, 0, 0, 0};
 constexpr Start kReplyStart = {'K', 'X', 'R', 'P', 1, 0, 0, 0};
 
 struct SkxRequestHeader {
@@ -18,19 +18,23 @@ struct SkxRequestHeader {
   uint32_t channel;
   uint32_t requestNameBytes;
   uint32_t clientNameBytes;
+  uint32_t imageBytes;
+  uint32_t signerBytes;
   uint32_t bodyBytes;
 
   static constexpr const Start& kStart = kRequestStart;
   bool IsAcceptable() const {
-    return requestNameBytes != 0 && IsName(requestNameBytes) && IsName(clientNameBytes) &&
-           bodyBytes <= kKxFrameMaxRequestBody;
+    return requestNameBytes != 0 && IsName(requestNameBytes) && IsName(clientNameBytes) && IsName(imageBytes) &&
+           IsName(signerBytes) && bodyBytes <= kKxFrameMaxRequestBody;
   }
-  size_t FollowingBytes() const { return size_t{requestNameBytes} + clientNameBytes + bodyBytes; }
+  size_t FollowingBytes() const {
+    return size_t{requestNameBytes} + clientNameBytes + imageBytes + signerBytes + bodyBytes;
+  }
 
  private:
   static bool IsName(uint32_t bytes) { return bytes <= kKxFrameMaxName && bytes % sizeof(WCHAR) == 0; }
 };
-static_assert(sizeof(SkxRequestHeader) == 24);
+static_assert(sizeof(SkxRequestHeader) == 32);
 
 struct SkxReplyHeader {
   Start start;
@@ -95,7 +99,9 @@ EkxFrameState KxFrame_Parse(std::span<const unsigned char> bytes, SkxRequestFram
   SkxRequestFrame parsed;
   std::span<const unsigned char> rest = bytes.subspan(sizeof(header));
   const bool named = TakeName(rest, header.requestNameBytes, parsed.requestName) &&
-                     TakeName(rest, header.clientNameBytes, parsed.clientName);
+                     TakeName(rest, header.clientNameBytes, parsed.clientName) &&
+                     TakeName(rest, header.imageBytes, parsed.claim.image) &&
+                     TakeName(rest, header.signerBytes, parsed.claim.signer);
   if (!named) return EkxFrameState::Malformed;
   parsed.channel = header.channel;
   parsed.body = rest;
@@ -112,18 +118,23 @@ EkxFrameState KxFrame_Parse(std::span<const unsigned char> bytes, SkxReplyFrame&
 
 std::optional<std::vector<unsigned char>> KxFrame_Bytes(const SkxRequestFrame& frame) {
   if (frame.requestName.IsEmpty() || !IsName(frame.requestName) || !IsName(frame.clientName) ||
-      frame.body.size() > kKxFrameMaxRequestBody) {
+      !IsName(frame.claim.image) || !IsName(frame.claim.signer) || frame.body.size() > kKxFrameMaxRequestBody) {
     return std::nullopt;
   }
   const auto requestName = BytesOf(frame.requestName);
   const auto clientName = BytesOf(frame.clientName);
-  const SkxRequestHeader header{kRequestStart, frame.channel, static_cast<uint32_t>(requestName.size()),
-                                static_cast<uint32_t>(clientName.size()), static_cast<uint32_t>(frame.body.size())};
+  const auto image = BytesOf(frame.claim.image);
+  const auto signer = BytesOf(frame.claim.signer);
+  const auto count = [](std::span<const unsigned char> part) { return static_cast<uint32_t>(part.size()); };
+  const SkxRequestHeader header{kRequestStart, frame.channel, count(requestName), count(clientName),
+                                count(image),  count(signer), count(frame.body)};
   std::vector<unsigned char> bytes;
   bytes.reserve(sizeof(header) + header.FollowingBytes());
   Append(bytes, BytesOf(header));
   Append(bytes, requestName);
   Append(bytes, clientName);
+  Append(bytes, image);
+  Append(bytes, signer);
   Append(bytes, frame.body);
   return bytes;
 }

@@ -1,12 +1,16 @@
 // The two messages of a call: a request, and the reply to it. All numbers are u32.
 //
 //   request            0 "KXRQ"                  reply      0 "KXRP"
-//                      4 version, 1                         4 version, 1
+//                      4 version, 2                         4 version, 1
 //                      8 channel                            8 status, 0 when the request was answered
 //                     12 bytes of request name             12 bytes of body, none unless the status is 0
 //                     16 bytes of client name              16 body
-//                     20 bytes of body
-//                     24 request name, client name, body
+//                     20 bytes of client's image
+//                     24 bytes of client's signer
+//                     28 bytes of body
+//                     32 request name, client name, client's image, client's signer, body
+//
+// Image and signer say which program the client is, as it claims itself: they prove nothing.
 //
 // Names are UTF-16LE without a terminator and without a NUL; the request's is not empty. A length beyond its limit
 // makes a frame malformed as soon as the header is there, so that nobody waits or makes room for what it claims.
@@ -30,11 +34,17 @@ enum class EkxReplyStatus : uint32_t {
   Failed = 3,         ///< the handler has no answer
 };
 
-/// Texts and bytes lie in the frame's bytes and die with them.
+/// Which program the client claims to be. The texts lie in the frame's bytes, as those below, and die with them.
+struct SkxClientClaim {
+  CkxTextView image;
+  CkxTextView signer;
+};
+
 struct SkxRequestFrame {
   uint32_t channel = 0;
   CkxTextView requestName;
   CkxTextView clientName;
+  SkxClientClaim claim;
   std::span<const unsigned char> body;
 };
 

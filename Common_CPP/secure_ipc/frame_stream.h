@@ -9,7 +9,7 @@
 enum class EkxFrameReceipt : unsigned char { Done, TimedOut, Closed, Malformed };
 
 /// Reads what the frame needs and no byte more. `bytes` grows with what has come, whatever a header claims; `frame`
-/// points into it.
+/// points into it. After any other answer than `Done` `bytes` is what has come.
 template <class Frame>
 EkxFrameReceipt KxFrame_Receive(CkxSecurePipe& pipe, CkxDeadline deadline, std::vector<unsigned char>& bytes,
                                 Frame& frame) {
@@ -22,9 +22,9 @@ EkxFrameReceipt KxFrame_Receive(CkxSecurePipe& pipe, CkxDeadline deadline, std::
     size_t count = 0;
     bytes.resize(there + std::min(more, kMostAtOnce));
     const EkxPipeResult result = pipe.Read(std::span(bytes).subspan(there), deadline, count);
+    bytes.resize(there + count);
     if (result == EkxPipeResult::TimedOut) return EkxFrameReceipt::TimedOut;
     if (result != EkxPipeResult::Done) return EkxFrameReceipt::Closed;
-    bytes.resize(there + count);
     state = KxFrame_Parse(bytes, frame, more);
   }
   return state == EkxFrameState::Complete ? EkxFrameReceipt::Done : EkxFrameReceipt::Malformed;

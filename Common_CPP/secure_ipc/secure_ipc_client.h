@@ -6,11 +6,12 @@
 //                                        .requestName = KXW("HANDLER_APPLICABLE_POLICIES"),
 //                                        .channel = 6};
 //   if (client.Open(request, 30000) != EkxSecureIpcResult::Done) ...
-//   if (client.Send(body, 30000) != EkxSecureIpcResult::Done) ...
-//   if (client.Receive(reply, 30000) != EkxSecureIpcResult::Done) ...
+//   if (client.Send(body) != EkxSecureIpcResult::Done) ...
+//   if (client.Receive(reply) != EkxSecureIpcResult::Done) ...
 //
-// Time-outs are milliseconds from the call on and cover all that the call waits for. After any result but `Done` the
-// client is closed. One thread uses a client at a time. The thread's last error tells more, as for the channel below.
+// The time-out is milliseconds from `Open` on, for all three together, whatever is waited for. After any result but
+// `Done` the client is closed. One thread uses a client at a time. The thread's last error tells more, as for the
+// channel below.
 #pragma once
 
 #include "Common_CPP/secure_ipc/frame.h"
@@ -20,7 +21,8 @@ enum class EkxSecureIpcResult : unsigned char {
   Done,
   CannotConnect,  ///< no such server, or no way to it
   WrongPeer,      ///< somebody else serves under that name; it was told nothing
-  CannotSend,     ///< too long a body or name, or the server closed the channel
+  CannotSend,     ///< too long a body or name
+  TurnedAway,  ///< the server closed the channel without a word: it has too many clients, or does not know the request
   TimedOut,
   BadReply,  ///< malformed, or the server closed the channel before the end of it
   Refused,   ///< by the server, which is well: see `Status`
@@ -32,7 +34,8 @@ struct SkxSecureIpcRequest {
   CkxTextView clientName;   ///< what the caller calls itself; the server is told
   CkxTextView requestName;  ///< with `channel`, which handler is meant
   uint32_t channel = 0;
-  SkxExpectedPeer server;  ///< what is expected of the server besides its user
+  SkxClientClaim claim;   ///< which program the caller says that it is; the server is told that too
+  SkxPipeOptions server;  ///< what is expected of the server, and what it may do
 };
 
 class CkxSecureIpcClient {
@@ -41,11 +44,11 @@ class CkxSecureIpcClient {
   EkxSecureIpcResult Open(const SkxSecureIpcRequest& request, uint32_t timeout);
 
   /// Sends the request with `body`, at most 64 KiB. Once an open client.
-  EkxSecureIpcResult Send(std::span<const unsigned char> body, uint32_t timeout);
+  EkxSecureIpcResult Send(std::span<const unsigned char> body);
 
   /// Waits for the reply, which ends the call: the client is closed afterwards. `reply` gets its body, at most 16 MiB,
   /// and is left as it was unless the result is `Done`.
-  EkxSecureIpcResult Receive(std::vector<unsigned char>& reply, uint32_t timeout);
+  EkxSecureIpcResult Receive(std::vector<unsigned char>& reply);
 
   /// Why the server refused.
   EkxReplyStatus Status() const { return _status; }
@@ -56,8 +59,11 @@ class CkxSecureIpcClient {
   EkxSecureIpcResult Fail(EkxSecureIpcResult result);
 
   CkxSecurePipe _pipe;
+  CkxDeadline _deadline = CkxDeadline::After(0);
   KxWString _clientName;
   KxWString _requestName;
+  KxWString _image;
+  KxWString _signer;
   uint32_t _channel = 0;
   EkxReplyStatus _status = EkxReplyStatus::Answered;
 };

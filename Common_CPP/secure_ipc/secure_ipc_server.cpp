@@ -1,6 +1,7 @@
 #include "Common_CPP/secure_ipc/secure_ipc_server.h"
 
 #include <algorithm>
+#include <new>
 #include <system_error>
 
 #include "Common_CPP/secure_ipc/frame_stream.h"
@@ -12,6 +13,16 @@ namespace {
 
 constexpr std::string_view kScope = "CkxSecureIpcServer";
 constexpr uint32_t kErrorBusy = 170;
+constexpr std::chrono::milliseconds kPause(100);  // for memory to come back
+
+/// Where there may be no memory for the line either.
+template <class... Parts>
+void Tell(EkxTraceLevel level, const Parts&... parts) noexcept {
+  try {
+    KxTrace(level, kScope, parts...);
+  } catch (const std::bad_alloc&) {
+  }
+}
 
 }  // namespace
 
@@ -36,11 +47,16 @@ bool CkxSecureIpcServer::Start(CkxTextView serverName, const SkxSecureIpcLimits&
   {
     const std::lock_guard lock(_mutex);
     _listener = std::move(listener);
+    _places.emplace(SkxPlaceLimits{_limits.clients, std::clamp<size_t>(limits.clientsOfAccount, 1, _limits.clients),
+                                   limits.waitingOfAccount});
     _stopping = false;
   }
   try {
-    // One more, to hold the client that waits for a place.
-    while (_threads.size() <= _limits.clients) _threads.emplace_back(&CkxSecureIpcServer::Serve, this);
+    _workers.reserve(_limits.clients);
+    _threads.reserve(2);
+    _workers.emplace_back(&CkxSecureIpcServer::Work, this);
+    _threads.emplace_back(&CkxSecureIpcServer::MakeWay, this);
+    _threads.emplace_back(&CkxSecureIpcServer::Accept, this);
   } catch (const std::system_error&) {
     Stop();
     Wait();
@@ -54,109 +70,164 @@ void CkxSecureIpcServer::Stop() {
   const std::lock_guard lock(_mutex);
   _stopping = true;
   if (_listener != nullptr) _listener->Stop();
-  for (Client* client : _clients) client->pipe.Cancel();
+  if (_places) {
+    _places->ForgetWaiting();
+    for (const Places::Place& place : _places->Served()) {
+      place.client->pipe.Cancel();
+      if (place.client->answering != nullptr) place.client->answering->Cancel();
+    }
+  }
+  _work.notify_all();
   _changed.notify_all();
 }
 
 void CkxSecureIpcServer::Wait() {
   for (std::thread& thread : _threads) thread.join();
+  for (std::thread& worker : _workers) worker.join();
   _threads.clear();
+  _workers.clear();
   const std::lock_guard lock(_mutex);
   _listener.reset();
 }
 
-void CkxSecureIpcServer::Serve() {
-  Client client;
-  while (Accept(client)) {
-    Answer(client);
-    Release(client);
+/// The listener stays until all threads have ended.
+void CkxSecureIpcServer::Accept() {
+  for (;;) {
+    try {
+      auto client =
+          std::make_unique<Client>();  // before it comes, so that it waits where it is when there is no memory
+      if (!_listener->Accept(client->pipe)) return;
+      Admit(std::move(client));
+    } catch (const std::bad_alloc&) {
+      Pause();
+    }
   }
 }
 
-bool CkxSecureIpcServer::Accept(Client& client) {
-  const std::lock_guard turn(_turn);
-  // The listener stays until all threads have ended.
-  if (!_listener->Accept(client.pipe)) return false;
-  std::unique_lock lock(_mutex);
-  MakePlace(lock);
-  if (_stopping) return false;
-  client.waitedForSince = Clock::now();
-  _clients.push_back(&client);
-  return true;
-}
-
-void CkxSecureIpcServer::Release(Client& client) {
+void CkxSecureIpcServer::Admit(std::unique_ptr<Client> client) {
+  const std::optional<CkxSid> account = client->pipe.ClientAccount();
+  const std::string name = account ? account->ToUtf8() : std::string();
   const std::lock_guard lock(_mutex);
-  std::erase(_clients, &client);
-  client.pipe.Close();
+  if (_stopping) return;
+  if (!_places->Add(name, std::move(client))) {
+    Tell(EkxTraceLevel::Verbose, "Too many clients of ", name, " at once: one is turned away");
+    return;
+  }
+  if (_idle < _places->Waiting() && _workers.size() < _limits.clients) MakeWorker();
+  _work.notify_one();
   _changed.notify_all();
 }
 
-/// Waits until a client can be served or the server stops.
-void CkxSecureIpcServer::MakePlace(std::unique_lock<std::mutex>& lock) {
-  const auto isDone = [&] { return _stopping || _clients.size() < _limits.clients; };
-  while (!isDone()) {
-    Client* const slowest = LongestWaitedFor();
+void CkxSecureIpcServer::MakeWorker() {
+  try {
+    _workers.emplace_back(&CkxSecureIpcServer::Work, this);
+  } catch (const std::system_error&) {  // there is one at least, and the next client brings another try
+    Tell(EkxTraceLevel::Warning, "No thread for more clients at once");
+  }
+}
+
+void CkxSecureIpcServer::Work() {
+  std::unique_lock lock(_mutex);
+  while (!_stopping) {
+    Places::Place* place = nullptr;
+    try {
+      place = _places->Next(Places::Clock::now());
+    } catch (const std::bad_alloc&) {
+      _work.wait_for(lock, kPause);
+      continue;
+    }
+    if (place == nullptr) {
+      ++_idle;
+      _work.wait(lock);
+      --_idle;
+      continue;
+    }
+    if (_places->Waiting() > 0) _changed.notify_all();
+    lock.unlock();
+    Answer(*place);
+    lock.lock();
+    _places->Release(*place);
+    _changed.notify_all();
+  }
+}
+
+/// Ends the wait for whoever keeps others from a place.
+void CkxSecureIpcServer::MakeWay() {
+  std::unique_lock lock(_mutex);
+  while (!_stopping) {
+    Places::Place* const slowest = _places->Slowest();
     if (slowest == nullptr) {
       _changed.wait(lock);
       continue;
     }
-    const Clock::time_point end = *slowest->waitedForSince + std::chrono::milliseconds(_limits.patience);
-    if (Clock::now() < end) {
+    const Places::Clock::time_point end = *slowest->waitedForSince + std::chrono::milliseconds(_limits.patience);
+    if (Places::Clock::now() < end) {
       _changed.wait_until(lock, end);
       continue;
     }
-    KxTrace(EkxTraceLevel::Warning, kScope, "Too many clients at once: the slowest loses its place");
+    Tell(EkxTraceLevel::Warning, "Too many clients at once: the slowest of ", slowest->account, " loses its place");
     slowest->waitedForSince.reset();
-    slowest->pipe.Cancel();
-    _changed.wait(lock, isDone);
+    slowest->client->pipe.Cancel();
   }
 }
 
-/// Null when every client waits for us.
-CkxSecureIpcServer::Client* CkxSecureIpcServer::LongestWaitedFor() {
-  Client* longest = nullptr;
-  for (Client* client : _clients) {
-    const bool isLonger = longest == nullptr || client->waitedForSince < longest->waitedForSince;
-    if (client->waitedForSince && isLonger) longest = client;
-  }
-  return longest;
+void CkxSecureIpcServer::Pause() {
+  Tell(EkxTraceLevel::Error, "ERROR: Out of memory: a client has to wait");
+  std::unique_lock lock(_mutex);
+  _changed.wait_for(lock, kPause, [&] { return _stopping; });
 }
 
-void CkxSecureIpcServer::SetWaitedFor(Client& client, bool isWaitedFor) {
+void CkxSecureIpcServer::SetWaitedFor(Places::Place& place, bool isWaitedFor, CkxCancel* answering) {
   const std::lock_guard lock(_mutex);
-  client.waitedForSince.reset();
-  if (isWaitedFor) client.waitedForSince = Clock::now();
-  _changed.notify_all();
+  place.waitedForSince.reset();
+  if (isWaitedFor) place.waitedForSince = Places::Clock::now();
+  place.client->answering = answering;
+  if (answering != nullptr && _stopping) answering->Cancel();
+  if (_places->Waiting() > 0) _changed.notify_all();
 }
 
-void CkxSecureIpcServer::Answer(Client& client) {
-  std::vector<unsigned char> bytes;
-  SkxRequestFrame request;
-  const EkxFrameReceipt receipt =
-      KxFrame_Receive(client.pipe, CkxDeadline::After(_limits.requestTimeout), bytes, request);
-  if (receipt == EkxFrameReceipt::Malformed) KxTrace(EkxTraceLevel::Warning, kScope, "A malformed request");
-  if (receipt != EkxFrameReceipt::Done) return;
+void CkxSecureIpcServer::Answer(Places::Place& place) {
+  try {
+    CkxSecurePipe& pipe = place.client->pipe;
+    std::vector<unsigned char> bytes;
+    SkxRequestFrame request;
+    const EkxFrameReceipt receipt = KxFrame_Receive(pipe, CkxDeadline::After(_limits.requestTimeout), bytes, request);
+    if (receipt == EkxFrameReceipt::Malformed) Tell(EkxTraceLevel::Warning, "A malformed request");
+    if (receipt != EkxFrameReceipt::Done) return;
+    if (const auto reply = ReplyTo(place, request)) pipe.Write(*reply, CkxDeadline::After(_limits.replyTimeout));
+  } catch (const std::bad_alloc&) {
+    Tell(EkxTraceLevel::Error, "ERROR: Out of memory: a request is not answered");
+  }
+}
 
-  SetWaitedFor(client, false);
+std::optional<std::vector<unsigned char>> CkxSecureIpcServer::ReplyTo(Places::Place& place,
+                                                                      const SkxRequestFrame& request) {
+  CkxCancel cancel(_limits.handlerTimeout);
   std::vector<unsigned char> body;
-  const auto reply = KxFrame_Bytes(Reply(client, request, body));
-  SetWaitedFor(client, true);
-  if (reply) client.pipe.Write(*reply, CkxDeadline::After(_limits.replyTimeout));
+  SetWaitedFor(place, false, &cancel);
+  const EkxReplyStatus status = Ask(*place.client, request, cancel, body);
+  SetWaitedFor(place, true, nullptr);
+  if (status != EkxReplyStatus::Answered) body.clear();
+  return KxFrame_Bytes(SkxReplyFrame{status, body});
 }
 
-/// The frame's bytes are those of `body`.
-SkxReplyFrame CkxSecureIpcServer::Reply(const Client& client, const SkxRequestFrame& request,
-                                        std::vector<unsigned char>& body) const {
-  const auto handler = std::find_if(_handlers.begin(), _handlers.end(), [&](const Handler& candidate) {
-    return candidate.channel == request.channel && KxText_Equals(candidate.requestName, request.requestName, true);
-  });
-  if (handler == _handlers.end()) return {EkxReplyStatus::NoSuchRequest, {}};
-  const std::optional<SkxPipePeer> peer = client.pipe.Peer();
-  if (!peer) return {EkxReplyStatus::UnknownCaller, {}};
-  if (!handler->answer({*peer, request.clientName}, request.body, body)) return {EkxReplyStatus::Failed, {}};
-  if (body.size() <= kKxFrameMaxReplyBody) return {EkxReplyStatus::Answered, body};
-  KxTrace(EkxTraceLevel::Error, kScope, "ERROR: The reply to ", request.requestName, " has ", body.size(),
-          " bytes, too many");
-  return {EkxReplyStatus::Failed, {}};
+/// Throws nothing: `cancel` has to be taken back.
+EkxReplyStatus CkxSecureIpcServer::Ask(const Client& client, const SkxRequestFrame& request, const CkxCancel& cancel,
+                                       std::vector<unsigned char>& body) const {
+  try {
+    const auto handler = std::find_if(_handlers.begin(), _handlers.end(), [&](const Handler& candidate) {
+      return candidate.channel == request.channel && KxText_Equals(candidate.requestName, request.requestName, true);
+    });
+    if (handler == _handlers.end()) return EkxReplyStatus::NoSuchRequest;
+    const std::optional<SkxPipePeer> peer = client.pipe.Peer();
+    if (!peer) return EkxReplyStatus::UnknownCaller;
+    const SkxSecureIpcCaller caller = {*peer, request.clientName, request.claim, client.pipe, cancel};
+    if (!handler->answer(caller, request.body, body)) return EkxReplyStatus::Failed;
+    if (body.size() <= kKxFrameMaxReplyBody) return EkxReplyStatus::Answered;
+    KxTrace(EkxTraceLevel::Error, kScope, "ERROR: The reply to ", request.requestName, " has ", body.size(),
+            " bytes, too many");
+  } catch (const std::bad_alloc&) {
+    Tell(EkxTraceLevel::Error, "ERROR: Out of memory: a request is refused");
+  }
+  return EkxReplyStatus::Failed;
 }

@@ -1,20 +1,16 @@
 #include "Common_CPP/secure_named_pipe/peer_identity.h"
 
-#include <algorithm>
 #include <atomic>
 
 #include "Common_CPP/secure_named_pipe/pipe_platform.h"
+#include "Common_CPP/security/agent_trust.h"
 #include "Common_CPP/util/trace.h"
 
 namespace {
 
-std::atomic<const IkxProcessIdentity*> installed{nullptr};
+constexpr std::string_view kScope = "KxPeer_IsExpectedServer";
 
-bool IsTrustedUser(const CkxSid& user) {
-  constexpr std::string_view kTrusted[] = {"S-1-5-18", "S-1-5-32-544"};  // the system, administrators
-  const std::string text = user.ToUtf8();
-  return std::find(std::begin(kTrusted), std::end(kTrusted), text) != std::end(kTrusted) || KxPeer_IsOwnUser(user);
-}
+std::atomic<const IkxProcessIdentity*> installed{nullptr};
 
 KxWStringView FileName(KxWStringView path) { return path.substr(path.find_last_of(KXW("\\/")) + 1); }
 
@@ -29,24 +25,35 @@ bool IsExpectedProgram(const IkxProcessIdentity& identity, uint32_t processId, c
   return expected.signer.empty() || identity.Signer(*image) == expected.signer;
 }
 
+uint32_t LeastIntegrity(const CkxSid& user) {
+  constexpr uint32_t kHigh = 0x3000;
+  constexpr uint32_t kSystem = 0x4000;
+  if (!KxTrust_IsPrivileged(user)) return 0;
+  return user.ToUtf8() == "S-1-5-32-544" ? kHigh : kSystem;
+}
+
 }  // namespace
 
 const IkxProcessIdentity* KxPeer_SetIdentity(const IkxProcessIdentity* identity) {
   return installed.exchange(identity, std::memory_order_acq_rel);
 }
 
-bool KxPeer_IsExpectedServer(const SkxPipePeer& peer, const SkxExpectedPeer& expected) {
-  constexpr std::string_view kScope = "KxPeer_IsExpectedServer";
-  if (!IsTrustedUser(peer.user)) {
-    KxTrace(EkxTraceLevel::Error, kScope, "ERROR: Process ", peer.processId, " serves as ", peer.user.ToUtf8(),
-            ". Refused");
+bool KxPeer_MayBeAgent(const SkxPipePeer& server, const SkxPipeAsker& asker) {
+  if (!KxTrust_IsPrivileged(server.user) && !asker.trustsOwner) return false;
+  return server.integrity.value_or(LeastIntegrity(server.user)) >= asker.integrity;
+}
+
+bool KxPeer_IsExpectedServer(const SkxPipePeer& server, const SkxExpectedPeer& expected) {
+  if (!KxPeer_MayBeAgent(server, KxPeer_Asker(server))) {
+    KxTrace(EkxTraceLevel::Error, kScope, "ERROR: Process ", server.processId, " serves as ", server.user.ToUtf8(),
+            ", integrity ", server.integrity.value_or(0), ". Refused");
     return false;
   }
   if (expected.image.empty() && expected.signer.empty()) return true;
   const IkxProcessIdentity* identity = installed.load(std::memory_order_acquire);
-  if (identity == nullptr) identity = KxPeer_SystemIdentity();
-  if (identity == nullptr || IsExpectedProgram(*identity, peer.processId, expected)) return true;
-  KxTrace(EkxTraceLevel::Error, kScope, "ERROR: Process ", peer.processId, " is not known to be [", expected.image,
+  if (identity == nullptr) identity = &KxPeer_SystemIdentity();
+  if (IsExpectedProgram(*identity, server.processId, expected)) return true;
+  KxTrace(EkxTraceLevel::Error, kScope, "ERROR: Process ", server.processId, " is not known to be [", expected.image,
           "] signed by [", expected.signer, "]. Refused");
   return false;
 }

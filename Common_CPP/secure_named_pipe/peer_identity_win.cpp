@@ -1,6 +1,6 @@
 #include "Common_CPP/access_token/access_token.h"
-#include "Common_CPP/access_token/owner_win.h"
-#include "Common_CPP/secure_named_pipe/peer_identity.h"
+#include "Common_CPP/access_token/integrity_win.h"
+#include "Common_CPP/access_token/object_owner_win.h"
 #include "Common_CPP/secure_named_pipe/pipe_platform.h"
 #include "Common_CPP/util/handle_win.h"
 
@@ -8,6 +8,7 @@ namespace {
 
 constexpr DWORD kKernelProcess = 4;
 constexpr DWORD kMaxPath = 32768;  // units, with the terminator
+constexpr uint32_t kSystemIntegrity = 0x4000;
 
 class CkxSystemIdentity : public IkxProcessIdentity {
  public:
@@ -27,15 +28,13 @@ class CkxSystemIdentity : public IkxProcessIdentity {
 
 }  // namespace
 
-/// The process's: a user that a thread of a service stands in for just now must not answer it in the agent's place. Of
-/// what the process made, the owner need not be its user.
-bool KxPeer_IsOwnUser(const CkxSid& user) {
-  const std::optional<CkxSid> own = KxToken_User(GetCurrentProcess());
-  const std::optional<CkxSid> owner = KxToken_OwnerOfNewObjects(GetCurrentProcess());
-  return (own && own->Equals(user)) || (owner && owner->Equals(user));
+/// The process's: a user that a thread of a service stands in for just now must not answer it in the agent's place. A
+/// process that cannot tell its own integrity has the highest, so that nobody is believed who may be below it.
+SkxPipeAsker KxPeer_Asker(const SkxPipePeer& server) {
+  return {KxObject_IsOwn(server.user), KxToken_Integrity(GetCurrentProcess()).value_or(kSystemIntegrity)};
 }
 
-const IkxProcessIdentity* KxPeer_SystemIdentity() {
+const IkxProcessIdentity& KxPeer_SystemIdentity() {
   static const CkxSystemIdentity system;
-  return &system;
+  return system;
 }

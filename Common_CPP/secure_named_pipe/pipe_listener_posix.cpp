@@ -1,6 +1,5 @@
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 #include "Common_CPP/secure_named_pipe/pipe_platform.h"
@@ -10,16 +9,12 @@
 
 namespace {
 
-constexpr int kBacklog = 64;  // clients that the system keeps until they are accepted
+constexpr int kBacklog = 256;  // clients that the system keeps until they are accepted
 
 /// Holds the name for as long as it is open: whoever has it may take away the socket that a killed server left. The
 /// file stays, since taking it away would leave two servers with a lock each.
 CkxDescriptor LockName(const CkxDescriptor& folder, const std::string& encodedName) {
-  const std::string file = encodedName + ".lock";
-  CkxDescriptor lock(openat(folder.Get(), file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
-  if (lock && flock(lock.Get(), LOCK_EX | LOCK_NB) == 0) return lock;
-  if (errno == EWOULDBLOCK) errno = EBUSY;
-  return CkxDescriptor();
+  return KxPosix_LockFile(folder, encodedName + ".lock");
 }
 
 /// Listening, and open to every user, whatever the umask is.

@@ -74,8 +74,12 @@ bool CkxSecurePipeListener::Listen(CkxTextView name) {
   const std::string encoded = KxPipe_EncodedName(name);
   if (encoded.empty()) return false;
   auto state = std::make_unique<State>();
-  state->name = KxPipe_SystemName(encoded);
-  if (!state->Listen()) return false;
+  state->name = KxPipe_SystemName(kKxProtectedPipes, encoded);
+  if (!state->Listen()) {
+    if (GetLastError() != ERROR_ACCESS_DENIED) return false;
+    state->name = KxPipe_SystemName(kKxPlainPipes, encoded);  // without the rights for the other
+    if (!state->Listen()) return false;
+  }
   _state = std::move(state);
   return true;
 }

@@ -11,8 +11,9 @@ inline constexpr int kKxAcceptPauseMs = 100;
 /// `name` as it is part of a file's or a pipe's name. Empty, with the last error set, when it is no name.
 std::string KxPipe_EncodedName(CkxTextView name);
 
-/// Whether a server that `user` stands for (`SkxPipePeer`) could be this process's own user's.
-bool KxPeer_IsOwnUser(const CkxSid& user);
+/// This process, as it asks `server`.
+SkxPipeAsker KxPeer_Asker(const SkxPipePeer& server);
 
 /// Connects without a look at who serves.
-EkxPipeResult KxPipe_ConnectUnchecked(const std::string& encodedName, CkxDeadline deadline, CkxSecurePipe& pipe);
+EkxPipeResult KxPipe_ConnectUnchecked(const std::string& encodedName, const SkxPipeOptions& options,
+                                      CkxDeadline deadline, CkxSecurePipe& pipe);

@@ -3,14 +3,15 @@
 
 #include <atomic>
 
+#include "Common_CPP/secure_named_pipe/protected_pipe_win.h"
 #include "Common_CPP/secure_named_pipe/secure_named_pipe.h"
 #include "Common_CPP/util/handle_win.h"
 
 /// An event that stays set until an operation resets it; none on failure.
 inline CkxHandle KxPipe_Event() { return CkxHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr)); }
 
-/// The name in the system's name space of pipes.
-std::wstring KxPipe_SystemName(const std::string& encodedName);
+/// The name in the system's name space of pipes: under `prefix` (protected_pipe_win.h).
+std::wstring KxPipe_SystemName(const wchar_t* prefix, const std::string& encodedName);
 
 /// One end of a pipe.
 struct CkxSecurePipe::State {

@@ -29,16 +29,16 @@ std::string KxPipe_EncodedName(CkxTextView name) {
   return encoded;
 }
 
-EkxPipeResult KxSecurePipe_Connect(CkxTextView name, const SkxExpectedPeer& expected, CkxDeadline deadline,
+EkxPipeResult KxSecurePipe_Connect(CkxTextView name, const SkxPipeOptions& options, CkxDeadline deadline,
                                    CkxSecurePipe& pipe) {
   pipe.Close();
   const std::string encoded = KxPipe_EncodedName(name);
   if (encoded.empty()) return EkxPipeResult::Failed;
   CkxSecurePipe connected;
-  const EkxPipeResult result = KxPipe_ConnectUnchecked(encoded, deadline, connected);
+  const EkxPipeResult result = KxPipe_ConnectUnchecked(encoded, options, deadline, connected);
   if (result != EkxPipeResult::Done) return result;
   const std::optional<SkxPipePeer> peer = connected.Peer();
-  if (!peer || !KxPeer_IsExpectedServer(*peer, expected)) {
+  if (!peer || !KxPeer_IsExpectedServer(*peer, options.expected)) {
     KxLastError_Set(kKxErrorAccessDenied);
     return EkxPipeResult::WrongPeer;
   }

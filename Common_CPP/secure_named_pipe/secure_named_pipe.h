@@ -3,11 +3,13 @@
 //   CkxSecurePipe pipe;
 //   if (KxSecurePipe_Connect(KXW("name"), {}, deadline, pipe) == EkxPipeResult::Done) pipe.Write(bytes, deadline);
 //
-// Windows: named pipes in byte mode, \\.\pipe\KxPipe.NAME, out of reach for other machines; a server learns who its
-// client is and cannot act as it. Elsewhere: local sockets, NAME.sock in the runtime folder, which must be as
-// trustworthy as for sections; NAME.lock beside it, which stays, keeps a second server off. Anyone on this machine may
-// connect. NAME is the given name with every byte of its UTF-8 form but letters, digits, '_' and '-' as %XX, at most
-// 64 bytes in all. Names that differ only in case may be one.
+// Windows: named pipes in byte mode, KxPipe.NAME, out of reach for other machines: under
+// \\.\pipe\ProtectedPrefix\Administrators\, where only administrators and the system can make one, and in \\.\pipe\ for
+// a server that is neither, where a client looks last. A server learns who its client is, and can act as it where that
+// lets it. Elsewhere: local sockets, NAME.sock in the runtime folder, which must be as trustworthy as for sections;
+// NAME.lock beside it, which stays, keeps a second server off. Anyone on this machine may connect. NAME is the given
+// name with every byte of its UTF-8 form but letters, digits, '_' and '-' as %XX, at most 64 bytes in all. Names that
+// differ only in case may be one.
 //
 // Whatever fails leaves the thread's last error: 2 when there is no such server, 109 for a closed channel, 1460 for a
 // deadline that is over.
@@ -26,6 +28,15 @@ enum class EkxPipeResult : unsigned char {
   Closed,     ///< by the peer, or canceled here
   WrongPeer,  ///< the server is not the expected one; nothing was sent to it
   Failed,
+};
+
+/// How a client connects.
+struct SkxPipeOptions {
+  SkxExpectedPeer expected;  ///< besides a user and an integrity that may be the agent's
+
+  /// The server may open files as this thread's user. On Windows only one under the protected prefix gets that right;
+  /// elsewhere root has it anyway.
+  bool letsActAsUs = false;
 };
 
 /// One end of a connected channel, closed when it goes. Movable, not copyable. One thread uses it at a time; what the
@@ -53,15 +64,39 @@ class CkxSecurePipe {
   /// before.
   std::optional<SkxPipePeer> Peer() const;
 
+  /// A server's: the account that its client's process runs as, from the connection on. To keep accounts apart; it
+  /// proves nothing that is asked in the client's name.
+  std::optional<CkxSid> ClientAccount() const;
+
   /// Ends every wait on this pipe, now and later, with `Closed`. From any thread, while nobody closes or moves it.
   void Cancel();
 
  private:
+  friend class CkxActAsClient;
   std::unique_ptr<State> _state;
 };
 
-/// Connects to the server of `name`, waiting while it is busy, and makes sure that it is the `expected` one.
-EkxPipeResult KxSecurePipe_Connect(CkxTextView name, const SkxExpectedPeer& expected, CkxDeadline deadline,
+/// A server's: while it lives, the calling thread opens files with the rights of the pipe's client and no others.
+class CkxActAsClient {
+ public:
+  explicit CkxActAsClient(const CkxSecurePipe& pipe);
+  ~CkxActAsClient();
+  CkxActAsClient(const CkxActAsClient&) = delete;
+  CkxActAsClient& operator=(const CkxActAsClient&) = delete;
+
+  /// False when the client does not let it, or the server cannot: then nothing must be opened.
+  explicit operator bool() const { return _may; }
+
+ private:
+  struct State;  // one a platform
+  std::unique_ptr<State> _before;
+  [[maybe_unused]] bool _isActing = false;
+  bool _may = false;
+};
+
+/// Connects to the server of `name`, waiting while it is busy, and makes sure that it may be the agent, and is the
+/// program that `options` expect.
+EkxPipeResult KxSecurePipe_Connect(CkxTextView name, const SkxPipeOptions& options, CkxDeadline deadline,
                                    CkxSecurePipe& pipe);
 
 /// The server's side of a name, which is its own until it is closed.

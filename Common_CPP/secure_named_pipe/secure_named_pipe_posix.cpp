@@ -1,7 +1,12 @@
 #include "Common_CPP/secure_named_pipe/secure_named_pipe.h"
 
 #include <poll.h>
+#include <sys/fsuid.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
+
+#include <exception>
+#include <vector>
 
 #include "Common_CPP/access_token/account_posix.h"
 #include "Common_CPP/secure_named_pipe/pipe_platform.h"
@@ -28,6 +33,38 @@ bool SetConnectTimeout(int socket, uint32_t milliseconds) {
   time.tv_sec = static_cast<time_t>(milliseconds / 1000);
   time.tv_usec = static_cast<suseconds_t>(milliseconds % 1000 * 1000);
   return setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &time, sizeof(time)) == 0;
+}
+
+std::vector<gid_t> OwnGroups() {
+  std::vector<gid_t> groups(static_cast<size_t>(std::max(getgroups(0, nullptr), 0)));
+  const int count = getgroups(static_cast<int>(groups.size()), groups.data());
+  groups.resize(static_cast<size_t>(std::max(count, 0)));
+  return groups;
+}
+
+/// Beside its first one.
+std::optional<std::vector<gid_t>> GroupsOf(int socket) {
+  std::vector<gid_t> groups(64);
+  for (;;) {
+    auto size = static_cast<socklen_t>(groups.size() * sizeof(gid_t));
+    const int result = getsockopt(socket, SOL_SOCKET, SO_PEERGROUPS, groups.data(), &size);
+    const size_t count = size / sizeof(gid_t);
+    if (result != 0 && (errno != ERANGE || count <= groups.size())) return std::nullopt;
+    groups.resize(count);
+    if (result == 0) return groups;
+  }
+}
+
+bool SetThreadGroups(const std::vector<gid_t>& groups) {
+  return syscall(SYS_setgroups, groups.size(), groups.data()) == 0;
+}
+
+/// The calls tell what was before, and so, called again, what is.
+bool SetThreadFileUser(uid_t user, gid_t group) {
+  constexpr auto kNobody = static_cast<uint32_t>(-1);
+  setfsgid(group);
+  setfsuid(user);
+  return static_cast<gid_t>(setfsgid(kNobody)) == group && static_cast<uid_t>(setfsuid(kNobody)) == user;
 }
 
 }  // namespace
@@ -88,7 +125,44 @@ std::optional<SkxPipePeer> CkxSecurePipe::Peer() const {
     KxLastError_SetFromSystem();
     return std::nullopt;
   }
-  return SkxPipePeer{KxPosixAccount_UserSid(credentials.uid), static_cast<uint32_t>(credentials.pid)};
+  return SkxPipePeer{KxPosixAccount_UserSid(credentials.uid), static_cast<uint32_t>(credentials.pid), std::nullopt};
+}
+
+std::optional<CkxSid> CkxSecurePipe::ClientAccount() const {
+  const std::optional<SkxPipePeer> peer = Peer();
+  return peer ? std::optional(peer->user) : std::nullopt;
+}
+
+/// What the thread, and not the process, had before.
+struct CkxActAsClient::State {
+  uid_t user;
+  gid_t group;
+  std::vector<gid_t> groups;
+};
+
+/// The system keeps the rights for files by thread; its library does not tell: it sets groups for all threads at once.
+CkxActAsClient::CkxActAsClient(const CkxSecurePipe& pipe) {
+  ucred client{};
+  socklen_t size = sizeof(client);
+  if (!pipe.IsOpen() || getsockopt(pipe._state->socket.Get(), SOL_SOCKET, SO_PEERCRED, &client, &size) != 0) return;
+  if (geteuid() != 0) {
+    _may = client.uid == geteuid();  // as it is
+    return;
+  }
+  const std::optional<std::vector<gid_t>> groups = GroupsOf(pipe._state->socket.Get());
+  if (!groups) return;
+  _before = std::make_unique<State>(State{geteuid(), getegid(), OwnGroups()});
+  _isActing = true;
+  _may = SetThreadGroups(*groups) && SetThreadFileUser(client.uid, client.gid);
+}
+
+CkxActAsClient::~CkxActAsClient() {
+  if (!_isActing) return;
+  const int error = errno;
+  if (!SetThreadFileUser(_before->user, _before->group) || !SetThreadGroups(_before->groups)) {
+    std::terminate();  // whatever this thread did next, it would do as a stranger
+  }
+  errno = error;
 }
 
 void CkxSecurePipe::Cancel() {
@@ -99,7 +173,8 @@ CkxSecurePipe KxSocket_ToPipe(CkxDescriptor socket) {
   return CkxSecurePipe(std::make_unique<CkxSecurePipe::State>(CkxSecurePipe::State{std::move(socket)}));
 }
 
-EkxPipeResult KxPipe_ConnectUnchecked(const std::string& encodedName, CkxDeadline deadline, CkxSecurePipe& pipe) {
+EkxPipeResult KxPipe_ConnectUnchecked(const std::string& encodedName, const SkxPipeOptions& /*options*/,
+                                      CkxDeadline deadline, CkxSecurePipe& pipe) {
   const CkxDescriptor folder = KxPosix_OpenRuntimeFolder(false);
   CkxDescriptor connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   if (!folder || !connection) return Fail(EkxPipeResult::Failed, errno);

@@ -1,8 +1,11 @@
 #include "Common_CPP/secure_named_pipe/secure_named_pipe.h"
 
 #include "Common_CPP/access_token/access_token.h"
+#include "Common_CPP/access_token/integrity_win.h"
+#include "Common_CPP/access_token/object_owner_win.h"
 #include "Common_CPP/secure_named_pipe/pipe_platform.h"
 #include "Common_CPP/secure_named_pipe/pipe_win.h"
+#include "Common_CPP/security/agent_trust.h"
 #include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/trace.h"
 
@@ -37,35 +40,58 @@ EkxPipeResult Transfer(const CkxSecurePipe::State& state, CkxDeadline deadline, 
   }
 }
 
+void GoBack() {
+  const CkxLastErrorGuard guard;
+  if (RevertToSelf()) return;
+  KxTrace(EkxTraceLevel::Error, "CkxSecurePipe",
+          "ERROR: The thread runs as a client and cannot go back. LastError=", KxLastError_Get());
+  std::terminate();  // whatever this thread did next, it would do as a stranger
+}
+
 /// The calling thread takes on the client's identity for a look at it.
 std::optional<CkxSid> ClientUser(HANDLE pipe) {
   if (!ImpersonateNamedPipeClient(pipe)) return std::nullopt;
   const std::optional<CkxSid> user = KxToken_User(nullptr);
-  if (!RevertToSelf()) {
-    KxTrace(EkxTraceLevel::Error, "CkxSecurePipe",
-            "ERROR: The thread runs as a client and cannot go back. LastError=", KxLastError_Get());
-    std::terminate();  // whatever this thread did next, it would do as a stranger
-  }
+  GoBack();
   return user;
 }
 
-/// Whoever made the pipe; a server's token is closed to its clients.
-std::optional<CkxSid> OwnerOf(HANDLE pipe) {
-  alignas(SECURITY_DESCRIPTOR) unsigned char bytes[256];
-  DWORD size = 0;
-  PSID owner = nullptr;
-  BOOL defaulted = FALSE;
-  if (!GetKernelObjectSecurity(pipe, OWNER_SECURITY_INFORMATION, bytes, sizeof(bytes), &size) ||
-      !GetSecurityDescriptorOwner(bytes, &owner, &defaulted) || owner == nullptr) {
-    return std::nullopt;
+/// The pipe's owner, since most servers' tokens are closed to their clients; the integrity where they are not.
+std::optional<SkxPipePeer> Server(HANDLE pipe, ULONG processId) {
+  const std::optional<CkxSid> owner = KxObject_Owner(pipe);
+  if (!owner) return std::nullopt;
+  const CkxHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
+  return SkxPipePeer{*owner, processId, process ? KxToken_Integrity(process.Get()) : std::nullopt};
+}
+
+std::optional<SkxPipePeer> Client(HANDLE pipe, ULONG processId) {
+  const std::optional<CkxSid> user = ClientUser(pipe);
+  if (!user || !user->IsValid()) return std::nullopt;
+  return SkxPipePeer{*user, processId, std::nullopt};
+}
+
+EkxPipeResult Connect(const std::wstring& name, DWORD flags, CkxDeadline deadline, CkxSecurePipe& pipe) {
+  // Less than GENERIC_WRITE, which includes the right to serve.
+  constexpr DWORD kAccess = FILE_GENERIC_READ | FILE_WRITE_DATA;
+  for (;;) {
+    const uint32_t left = deadline.Remaining();
+    if (left == 0) return Fail(EkxPipeResult::TimedOut, ERROR_TIMEOUT);
+    CkxHandle connection(CreateFileW(name.c_str(), kAccess, 0, nullptr, OPEN_EXISTING, flags, nullptr));
+    if (connection) {
+      auto state = CkxSecurePipe::State::Make(std::move(connection), false);
+      if (state == nullptr) return EkxPipeResult::Failed;
+      pipe = CkxSecurePipe(std::move(state));
+      return EkxPipeResult::Done;
+    }
+    if (GetLastError() != ERROR_PIPE_BUSY) return EkxPipeResult::Failed;
+    if (!WaitNamedPipeW(name.c_str(), left) && GetLastError() != ERROR_SEM_TIMEOUT) return EkxPipeResult::Failed;
   }
-  return CkxSid::FromBytes(owner, GetLengthSid(owner));
 }
 
 }  // namespace
 
-std::wstring KxPipe_SystemName(const std::string& encodedName) {
-  return L"\\\\.\\pipe\\KxPipe." + std::wstring(encodedName.begin(), encodedName.end());
+std::wstring KxPipe_SystemName(const wchar_t* prefix, const std::string& encodedName) {
+  return prefix + (L"KxPipe." + std::wstring(encodedName.begin(), encodedName.end()));
 }
 
 std::unique_ptr<CkxSecurePipe::State> CkxSecurePipe::State::Make(CkxHandle pipe, bool isServer) {
@@ -119,9 +145,35 @@ std::optional<SkxPipePeer> CkxSecurePipe::Peer() const {
   ULONG processId = 0;
   const BOOL known =
       _state->isServer ? GetNamedPipeClientProcessId(pipe, &processId) : GetNamedPipeServerProcessId(pipe, &processId);
-  const std::optional<CkxSid> user = _state->isServer ? ClientUser(pipe) : OwnerOf(pipe);
-  if (!known || !user || !user->IsValid()) return std::nullopt;
-  return SkxPipePeer{*user, processId};
+  if (!known) return std::nullopt;
+  return _state->isServer ? Client(pipe, processId) : Server(pipe, processId);
+}
+
+/// By its process: the pipe tells its client's user only once it has been read from.
+std::optional<CkxSid> CkxSecurePipe::ClientAccount() const {
+  ULONG processId = 0;
+  if (!IsOpen() || !GetNamedPipeClientProcessId(_state->pipe.Get(), &processId)) return std::nullopt;
+  const CkxHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
+  return process ? KxToken_User(process.Get()) : std::nullopt;
+}
+
+struct CkxActAsClient::State {};
+
+CkxActAsClient::CkxActAsClient(const CkxSecurePipe& pipe) {
+  const CkxSecurePipe::State* const state = pipe._state.get();
+  if (state == nullptr || !ImpersonateNamedPipeClient(state->pipe.Get())) return;
+  _isActing = true;
+  // One that lets itself only be identified opens nothing, and would be judged by what cannot be seen.
+  SECURITY_IMPERSONATION_LEVEL level{};
+  DWORD size = 0;
+  CkxHandle token;
+  _may = OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, token.Receive()) &&
+         GetTokenInformation(token.Get(), TokenImpersonationLevel, &level, sizeof(level), &size) &&
+         level >= SecurityImpersonation;
+}
+
+CkxActAsClient::~CkxActAsClient() {
+  if (_isActing) GoBack();
 }
 
 void CkxSecurePipe::Cancel() {
@@ -130,22 +182,14 @@ void CkxSecurePipe::Cancel() {
   SetEvent(_state->canceled.Get());
 }
 
-EkxPipeResult KxPipe_ConnectUnchecked(const std::string& encodedName, CkxDeadline deadline, CkxSecurePipe& pipe) {
-  // Less than GENERIC_WRITE, which includes the right to serve; the server may know this thread's user, no more.
-  constexpr DWORD kAccess = FILE_GENERIC_READ | FILE_WRITE_DATA;
-  constexpr DWORD kFlags = FILE_FLAG_OVERLAPPED | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
-  const std::wstring name = KxPipe_SystemName(encodedName);
-  for (;;) {
-    const uint32_t left = deadline.Remaining();
-    if (left == 0) return Fail(EkxPipeResult::TimedOut, ERROR_TIMEOUT);
-    CkxHandle connection(CreateFileW(name.c_str(), kAccess, 0, nullptr, OPEN_EXISTING, kFlags, nullptr));
-    if (connection) {
-      auto state = CkxSecurePipe::State::Make(std::move(connection), false);
-      if (state == nullptr) return EkxPipeResult::Failed;
-      pipe = CkxSecurePipe(std::move(state));
-      return EkxPipeResult::Done;
-    }
-    if (GetLastError() != ERROR_PIPE_BUSY) return EkxPipeResult::Failed;
-    if (!WaitNamedPipeW(name.c_str(), left) && GetLastError() != ERROR_SEM_TIMEOUT) return EkxPipeResult::Failed;
-  }
+/// First where nobody but administrators can serve; one that is met outside, which anybody may be, is no better known
+/// than its owner, and may never act as this thread's user, unless that is who serves.
+EkxPipeResult KxPipe_ConnectUnchecked(const std::string& encodedName, const SkxPipeOptions& options,
+                                      CkxDeadline deadline, CkxSecurePipe& pipe) {
+  constexpr DWORD kFlags = FILE_FLAG_OVERLAPPED | SECURITY_SQOS_PRESENT;
+  const DWORD known = kFlags | (options.letsActAsUs ? SECURITY_IMPERSONATION : SECURITY_IDENTIFICATION);
+  const DWORD unknown = KxTrust_OwnUser() ? known : kFlags | SECURITY_IDENTIFICATION;
+  const EkxPipeResult result = Connect(KxPipe_SystemName(kKxProtectedPipes, encodedName), known, deadline, pipe);
+  if (result != EkxPipeResult::Failed || GetLastError() != ERROR_FILE_NOT_FOUND) return result;
+  return Connect(KxPipe_SystemName(kKxPlainPipes, encodedName), unknown, deadline, pipe);
 }

@@ -1,9 +1,12 @@
 // One publisher at a time: a name that one holder on this machine has, until it lets go or its process ends, however it
 // ends.
 //
-// Windows: a section of that name that only publishers may open; in the global name space nobody but services and
-// administrators can make one, which a mutex would not give us. Elsewhere: a locked file in the runtime folder, mode
-// 0600, so that a reader cannot lock publishers out. It is taken away again with the lock.
+// Windows: a pipe with room for one server, to which nobody connects, under the prefix that is the system's and the
+// administrators' alone: nobody else can make it and so lock publishers out, which a mutex or a section would allow (in
+// session 0, where tasks and remote shells of any user run, the global name space is open to all). In a developer's
+// build a publisher without these rights has one outside the prefix. Elsewhere: a locked file in the runtime folder,
+// mode 0600, which must be somebody's who may be the agent (Common_CPP/security/agent_trust.h). It is taken away again
+// with the lock.
 #pragma once
 
 #include <memory>

@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 #include "Common_CPP/file/runtime_folder_posix.h"
@@ -16,25 +15,11 @@ bool IsNamed(const CkxDescriptor& lock, const CkxDescriptor& folder, const std::
          opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
-bool IsTrusted(const CkxDescriptor& lock) {
-  struct stat status {};
-  if (fstat(lock.Get(), &status) != 0) return false;
-  if (S_ISREG(status.st_mode) && KxPosix_IsTrustedOwner(status.st_uid)) return true;
-  errno = EACCES;
-  return false;
-}
-
 /// None with `errno` set.
 CkxDescriptor Lock(const CkxDescriptor& folder, const std::string& file) {
   for (;;) {
-    CkxDescriptor lock(
-        openat(folder.Get(), file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
-    if (!lock || !IsTrusted(lock)) return CkxDescriptor();
-    if (flock(lock.Get(), LOCK_EX | LOCK_NB) != 0) {
-      if (errno == EWOULDBLOCK) errno = EBUSY;
-      return CkxDescriptor();
-    }
-    if (IsNamed(lock, folder, file)) return lock;
+    CkxDescriptor lock = KxPosix_LockFile(folder, file);
+    if (!lock || IsNamed(lock, folder, file)) return lock;
   }
 }
 

@@ -1,10 +1,12 @@
 // Named read-only memory sections, by which the agent's service hands records to every process.
 //
 // Windows: file mappings in the session's or the global name space. Elsewhere: a file in a runtime folder
-// (KX_RUNTIME_DIR, else /run/kx for root, else $XDG_RUNTIME_DIR/kx), written beside its place and renamed into it,
-// never truncated, mode 0444, so that a reader's mapping stays whole when the section is replaced. Reader and publisher
-// refuse a file or a folder that someone other than root or themselves owns or could write (in a sticky folder, each
-// name is its owner's).
+// (Common_CPP/file/runtime_folder_posix.h), written beside its place and renamed into it, never truncated, mode 0444,
+// so that a reader's mapping stays whole when the section is replaced.
+//
+// Reader and publisher refuse a section that somebody made who cannot be the agent (Common_CPP/security/agent_trust.h),
+// with error 5 and a line in the trace that names it; where sections are files also one that others could write, and a
+// folder of which either is true (in a sticky folder, each name is its owner's).
 //
 // A view is the reader's own: it holds no lock, and it keeps its bytes alive after the name is gone.
 #pragma once

@@ -2,6 +2,7 @@
 #include <atomic>
 
 #include "Common_CPP/access_token/object_access_win.h"
+#include "Common_CPP/access_token/object_owner_win.h"
 #include "Common_CPP/sharedmemory/sharedmemory.h"
 #include "Common_CPP/util/handle_win.h"
 #include "Common_CPP/util/last_error.h"
@@ -61,8 +62,8 @@ bool CkxSharedMemoryView::Open(CkxTextView name) {
     KxLastError_Set(ERROR_INVALID_NAME);
     return false;
   }
-  CkxHandle mapping(OpenFileMappingW(FILE_MAP_READ, FALSE, name.ToString().c_str()));
-  if (!mapping) return false;
+  CkxHandle mapping(OpenFileMappingW(FILE_MAP_READ | READ_CONTROL, FALSE, name.ToString().c_str()));
+  if (!mapping || !KxObject_IsAgents(mapping.Get(), name)) return false;
   CkxMappedSection section(mapping.Get(), FILE_MAP_READ);
   if (section.Size() == 0) return false;
   _bytes = {section.Bytes(), section.Size()};
@@ -95,7 +96,7 @@ std::unique_ptr<CkxSharedMemoryPublication::Section> CkxSharedMemoryPublication:
   CkxHandle mapping(CreateSection(name, bytes.size()));
   if (!mapping) return nullptr;
   const bool existed = GetLastError() == ERROR_ALREADY_EXISTS;
-  if (existed && !mayExist) return nullptr;
+  if (existed && (!mayExist || !KxObject_IsAgents(mapping.Get(), name))) return nullptr;
 
   const CkxMappedSection section(mapping.Get(), FILE_MAP_WRITE);
   if (section.Size() == 0) return nullptr;

@@ -15,16 +15,16 @@ CkxRecordBytes Magic(std::string_view magic, uint32_t version = 1) {
 }
 
 /// A request's header, whose lengths are what they claim to be.
-CkxRecordBytes RequestHeader(uint32_t name, uint32_t client, uint32_t body) {
-  return Magic("KXRQ").U32(6).U32(name).U32(client).U32(body);
+CkxRecordBytes RequestHeader(uint32_t name, uint32_t client, uint32_t body, uint32_t image = 0, uint32_t signer = 0) {
+  return Magic("KXRQ", 2).U32(6).U32(name).U32(client).U32(image).U32(signer).U32(body);
 }
 
 CkxRecordBytes ReplyHeader(uint32_t status, uint32_t body) { return Magic("KXRP").U32(status).U32(body); }
 
-/// Channel 6, request "Go", client "\u00FC" as UTF-16LE, body 07 08 09.
+/// Channel 6, request "Go", client "\u00FC", image "I", signer "S.", each as UTF-16LE, body 07 08 09.
 KxBytes GoldenRequest() {
-  return {'K', 'X', 'R', 'Q', 1, 0, 0, 0,   6, 0,   0, 0,    4, 0, 0, 0, 2,
-          0,   0,   0,   3,   0, 0, 0, 'G', 0, 'o', 0, 0xFC, 0, 7, 8, 9};
+  return {'K', 'X', 'R', 'Q', 2, 0, 0, 0, 6,   0, 0,   0, 4,    0, 0,   0, 2,   0, 0,   0, 2, 0, 0, 0,
+          4,   0,   0,   0,   3, 0, 0, 0, 'G', 0, 'o', 0, 0xFC, 0, 'I', 0, 'S', 0, '.', 0, 7, 8, 9};
 }
 
 /// Answered with A1 A2.
@@ -56,6 +56,8 @@ TEST(IpcFrame, ARequestAsItGoesOverTheWire) {
   EXPECT_EQ(frame.channel, 6u);
   EXPECT_TRUE(frame.requestName.ToString() == KXW("Go"));
   EXPECT_TRUE(frame.clientName.ToString() == KXW("\u00FC"));
+  EXPECT_TRUE(frame.claim.image.ToString() == KXW("I"));
+  EXPECT_TRUE(frame.claim.signer.ToString() == KXW("S."));
   EXPECT_EQ(ToBytes(frame.body), KxBytes({7, 8, 9}));
   EXPECT_EQ(KxFrame_Bytes(frame), bytes);
 }
@@ -86,7 +88,7 @@ void ExpectNeeds(const KxBytes& bytes, size_t header) {
 }
 
 TEST(IpcFrame, ABeginningNeedsMore) {
-  ExpectNeeds<SkxRequestFrame>(GoldenRequest(), 24);
+  ExpectNeeds<SkxRequestFrame>(GoldenRequest(), 32);
   ExpectNeeds<SkxReplyFrame>(GoldenReply(), 16);
 }
 
@@ -97,11 +99,18 @@ TEST(IpcFrame, RequestsWithinTheLimitsAndBeyond) {
     EkxFrameState expected;
   } kCases[] = {
       {"the shortest", RequestHeader(2, 0, 0).U16('x'), EkxFrameState::Complete},
-      {"longest names", RequestHeader(256, 256, 0).Append(KxBytes(512, 1)), EkxFrameState::Complete},
+      {"longest names", RequestHeader(256, 256, 0, 256, 256).Append(KxBytes(1024, 1)), EkxFrameState::Complete},
       {"longest body", RequestHeader(2, 0, 65536).U16('x').Zeros(65536), EkxFrameState::Complete},
       {"body too long", RequestHeader(2, 0, 65537), EkxFrameState::Malformed},
       {"3 GiB of body", RequestHeader(2, 0, k3GiB), EkxFrameState::Malformed},
       {"lengths whose sum wraps", RequestHeader(2, 0xFFFFFFFE, 0xFFFFFFFF), EkxFrameState::Malformed},
+      {"claims whose sum wraps", RequestHeader(2, 0, 0, 0x80000000, 0x80000000), EkxFrameState::Malformed},
+      {"half a unit of image", RequestHeader(2, 0, 0, 1), EkxFrameState::Malformed},
+      {"half a unit of signer", RequestHeader(2, 0, 0, 0, 3), EkxFrameState::Malformed},
+      {"image too long", RequestHeader(2, 0, 0, 258), EkxFrameState::Malformed},
+      {"signer too long", RequestHeader(2, 0, 0, 0, 258), EkxFrameState::Malformed},
+      {"NUL in the image", RequestHeader(2, 0, 0, 2).U16('x').U16(0), EkxFrameState::Malformed},
+      {"NUL in the signer", RequestHeader(2, 0, 0, 0, 2).U16('x').U16(0), EkxFrameState::Malformed},
       {"no request name", RequestHeader(0, 2, 0), EkxFrameState::Malformed},
       {"half a unit of request name", RequestHeader(3, 0, 0), EkxFrameState::Malformed},
       {"request name too long", RequestHeader(258, 0, 0), EkxFrameState::Malformed},
@@ -111,8 +120,8 @@ TEST(IpcFrame, RequestsWithinTheLimitsAndBeyond) {
       {"NUL in the client name", RequestHeader(2, 2, 0).U16('x').U16(0), EkxFrameState::Malformed},
       {"a reply", Magic("KXRP"), EkxFrameState::Malformed},
       {"a wrong first byte, alone", Magic("k", 0), EkxFrameState::Malformed},
-      {"another version, and no more", Magic("KXRQ", 2), EkxFrameState::Malformed},
-      {"a version that looks the same in its first byte", Magic("KXRQ", 0x01000001), EkxFrameState::Malformed},
+      {"an earlier version, and no more", Magic("KXRQ", 1), EkxFrameState::Malformed},
+      {"a version that looks the same in its first byte", Magic("KXRQ", 0x01000002), EkxFrameState::Malformed},
   };
   for (const auto& test : kCases) EXPECT_EQ(StateOf<SkxRequestFrame>(test.bytes.Bytes()), test.expected) << test.name;
 }
@@ -141,8 +150,16 @@ TEST(IpcFrame, WhatTheOtherEndWouldRefuseIsNotWritten) {
   const KxWString longName(129, KXW('n'));
   const KxWString nul(1, WCHAR{0});
   const SkxRequestFrame kRequests[] = {
-      {6, {}, KXW("c"), {}}, {6, longName, {}, {}},  {6, KXW("r"), longName, {}},
-      {6, nul, {}, {}},      {6, KXW("r"), nul, {}}, {6, KXW("r"), {}, longBody},
+      {6, {}, KXW("c"), {}, {}},
+      {6, longName, {}, {}, {}},
+      {6, KXW("r"), longName, {}, {}},
+      {6, nul, {}, {}, {}},
+      {6, KXW("r"), nul, {}, {}},
+      {6, KXW("r"), {}, {longName, {}}, {}},
+      {6, KXW("r"), {}, {{}, longName}, {}},
+      {6, KXW("r"), {}, {nul, {}}, {}},
+      {6, KXW("r"), {}, {{}, nul}, {}},
+      {6, KXW("r"), {}, {}, longBody},
   };
   for (const auto& frame : kRequests) EXPECT_FALSE(KxFrame_Bytes(frame));
   EXPECT_FALSE(KxFrame_Bytes(SkxReplyFrame{EkxReplyStatus::Answered, longReply}));

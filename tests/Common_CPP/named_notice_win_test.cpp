@@ -1,11 +1,15 @@
 // The event that the notice shares with those who know nothing else of it.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 
+#include "Common_CPP/access_token/object_access_win.h"
 #include "Common_CPP/util/handle_win.h"
 #include "tests/support/notice_wait.h"
 #include "tests/support/runtime_folder_scope.h"
+#include "tests/support/stranger_win.h"
+#include "tests/support/trace_capture.h"
 
 namespace {
 
@@ -35,7 +39,8 @@ TEST(NamedNoticeWin, AServiceThatKnowsOnlyTheEventIsHeard) {
   const KxWString name = scope.Name(L"Updated");
   for (const bool manualReset : {false, true}) {
     const KxWString own = name + (manualReset ? L"Manual" : L"Auto");
-    const CkxHandle event(CreateEventW(nullptr, manualReset, FALSE, own.c_str()));
+    CkxObjectAccess service(L"");
+    const CkxHandle event(CreateEventW(service.Attributes(), manualReset, FALSE, own.c_str()));
     const auto waiter = KxNotice_OpenWaiter(own);
     ASSERT_NE(waiter, nullptr);
     for (int i = 0; i < 2; ++i) {
@@ -45,6 +50,27 @@ TEST(NamedNoticeWin, AServiceThatKnowsOnlyTheEventIsHeard) {
     waiter->Stop();
     EXPECT_EQ(KxTest_Wait(*waiter), EkxNoticeWait::Stopped);
   }
+}
+
+TEST(NamedNoticeWin, ASquattedEventIsRefusedByNameAndTheTurnTells) {
+  const CkxRuntimeFolderScope scope;
+  const KxWString name = scope.Name(L"Squatted");
+  CkxStrangersAccess strangers;
+  const CkxHandle squatted(CreateEventW(strangers.Attributes(), TRUE, TRUE, name.c_str()));  // and left set
+  ASSERT_TRUE(squatted);
+  const CkxTraceCapture trace;
+  const auto waiter = KxNotice_OpenWaiter(name);
+  ASSERT_NE(waiter, nullptr);
+  CkxNoticeSender sender(name);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_FALSE(sender.Signal()) << "not everybody is told";
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
+    EXPECT_EQ(KxTest_Wait(*waiter), EkxNoticeWait::Told) << i;
+  }
+  EXPECT_THAT(trace.Texts(), testing::Each(testing::HasSubstr("Squatted] is not the agent's")));
+  std::thread stopper([&] { waiter->Stop(); });
+  EXPECT_EQ(KxTest_Wait(*waiter), EkxNoticeWait::Stopped) << "and not told again and again";
+  stopper.join();
 }
 
 TEST(NamedNoticeWin, NothingIsLeftWhenEverybodyIsGone) {

@@ -25,13 +25,13 @@ const KxBytes kBody = {1, 2, 3};
 
 CkxDeadline Long() { return CkxDeadline::After(kLong); }
 
-/// The whole call; each wait has the same time-out.
+/// The whole call.
 Result Call(const SkxSecureIpcRequest& request, std::span<const unsigned char> body, KxBytes& reply,
             uint32_t timeout = kLong) {
   CkxSecureIpcClient client;
   Result result = client.Open(request, timeout);
-  if (result == Result::Done) result = client.Send(body, timeout);
-  if (result == Result::Done) result = client.Receive(reply, timeout);
+  if (result == Result::Done) result = client.Send(body);
+  if (result == Result::Done) result = client.Receive(reply);
   return result;
 }
 
@@ -59,7 +59,7 @@ class SecureIpc : public testing::Test {
  protected:
   const CkxRuntimeFolderScope _scope;
   const KxWString _name = _scope.Name(KXW("Srv"));
-  const SkxSecureIpcRequest _request = {_name, KXW("Cli"), KXW("HANDLER_ECHO"), 6, {}};
+  const SkxSecureIpcRequest _request = {_name, KXW("Cli"), KXW("HANDLER_ECHO"), 6, {KXW("Img"), KXW("Sgn")}, {}};
 };
 
 /// A server that does what it likes with each client's channel.
@@ -103,10 +103,12 @@ CkxSecurePipe Connect(const KxWString& name, const KxBytes& bytes) {
   return pipe;
 }
 
-KxBytes HalfAFrame() { return {'K', 'X', 'R', 'Q', 1, 0, 0, 0, 6, 0}; }
+KxBytes HalfAFrame() { return {'K', 'X', 'R', 'Q', 2, 0, 0, 0, 6, 0}; }
 
 /// A request that claims 3 GiB of body.
-KxBytes Claim() { return {'K', 'X', 'R', 'Q', 1, 0, 0, 0, 6, 0, 0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xC0}; }
+KxBytes Claim() {
+  return {'K', 'X', 'R', 'Q', 2, 0, 0, 0, 6, 0, 0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xC0};
+}
 
 // ---- calls that work
 
@@ -147,10 +149,10 @@ TEST_F(SecureIpc, ARequestGoesToItsHandlerAndTheReplyComesBack) {
   CkxSecureIpcClient client;
   for (const auto& test : kCases) {
     SCOPED_TRACE(testing::Message() << "channel " << test.channel << ", case " << (&test - kCases));
-    ASSERT_EQ(client.Open({_name, {}, test.request, test.channel, {}}, kLong), Result::Done);
-    ASSERT_EQ(client.Send(kBody, kLong), Result::Done);
+    ASSERT_EQ(client.Open({_name, {}, test.request, test.channel, {}, {}}, kLong), Result::Done);
+    ASSERT_EQ(client.Send(kBody), Result::Done);
     KxBytes reply;
-    EXPECT_EQ(client.Receive(reply, kLong), test.result);
+    EXPECT_EQ(client.Receive(reply), test.result);
     EXPECT_EQ(client.Status(), test.status);
     EXPECT_TRUE(reply == test.reply);
   }
@@ -159,11 +161,13 @@ TEST_F(SecureIpc, ARequestGoesToItsHandlerAndTheReplyComesBack) {
 TEST_F(SecureIpc, AHandlerIsToldWhoAsks) {
   CkxSecureIpcServer server;
   std::string user;
-  KxWString name;
+  KxWString name, image, signer;
   std::atomic<uint32_t> processId = 0;
   server.Handle(_request.requestName, 6, [&](const SkxSecureIpcCaller& caller, auto, auto&) {
     user = caller.peer.user.ToUtf8();
     name = caller.name.ToString();
+    image = caller.claim.image.ToString();
+    signer = caller.claim.signer.ToString();
     processId = caller.peer.processId;
     return true;
   });
@@ -173,7 +177,7 @@ TEST_F(SecureIpc, AHandlerIsToldWhoAsks) {
   EXPECT_TRUE(reply.empty());
   EXPECT_EQ(processId, KxTest_ProcessId());
   EXPECT_EQ(user, KxToken_User(nullptr)->ToUtf8());
-  EXPECT_TRUE(name == KXW("Cli"));
+  EXPECT_TRUE(name == KXW("Cli") && image == KXW("Img") && signer == KXW("Sgn"));
 }
 
 TEST_F(SecureIpc, SeveralClientsAreServedAtOnce) {
@@ -213,14 +217,14 @@ TEST_F(SecureIpc, TheLongestRequestIsSentAndNoLongerOne) {
 TEST_F(SecureIpc, NobodyServes) {
   CkxSecureIpcClient client;
   KxBytes reply;
-  EXPECT_EQ(client.Send(kBody, kLong), Result::CannotSend) << "not open";
-  EXPECT_EQ(client.Receive(reply, kLong), Result::BadReply);
+  EXPECT_EQ(client.Send(kBody), Result::CannotSend) << "not open";
+  EXPECT_EQ(client.Receive(reply), Result::BadReply);
   KxLastError_Set(kKxErrorSuccess);
   EXPECT_EQ(client.Open(_request, kLong), Result::CannotConnect);
   EXPECT_EQ(KxLastError_Get(), kKxErrorFileNotFound);
   for (const KxWString& name :
        {KxWString(), KxWString(65, KXW('n')), KxWString(22, KXW('.')), KxWString(1, WCHAR{0})}) {
-    EXPECT_EQ(client.Open({name, {}, KXW("A"), 6, {}}, kLong), Result::CannotConnect) << name.size();
+    EXPECT_EQ(client.Open({name, {}, KXW("A"), 6, {}, {}}, kLong), Result::CannotConnect) << name.size();
     EXPECT_NE(KxLastError_Get(), kKxErrorFileNotFound) << "a fault, and not an absent server";
     EXPECT_FALSE(CkxSecureIpcServer().Start(name)) << name.size();
   }
@@ -248,10 +252,10 @@ TEST_F(SecureIpc, AWaitForAReplyEndsInTime) {
     const CkxRawServer server(_name, test.behaviour);
     ExpectTakes(kShort, Result::TimedOut, [&] {
       CkxSecureIpcClient client;
-      EXPECT_EQ(client.Open(_request, kLong), Result::Done);
-      EXPECT_EQ(client.Send(kBody, kLong), Result::Done);
+      EXPECT_EQ(client.Open(_request, kShort), Result::Done);
+      EXPECT_EQ(client.Send(kBody), Result::Done);
       KxBytes reply;
-      return client.Receive(reply, kShort);
+      return client.Receive(reply);
     });
     EXPECT_EQ(KxLastError_Get(), 1460u);
   }
@@ -276,8 +280,9 @@ TEST_F(SecureIpc, RepliesThatAreNone) {
     const char* name;
     KxBytes reply;
     bool stays;  // the server keeps the channel open, so that the bytes alone must tell
+    Result result = Result::BadReply;
   } kCases[] = {
-      {"closes", {}, false},
+      {"closes", {}, false, Result::TurnedAway},
       {"six bytes", {'K', 'X', 'R', 'P', 1, 0}, false},
       {"six other bytes", {'H', 'T', 'T', 'P', '/', '1'}, true},
       {"half of a reply", {'K', 'X', 'R', 'P', 1, 0, 0, 0, 0, 0, 0, 0, 9, 0, 0, 0, 1, 2, 3}, false},
@@ -293,7 +298,7 @@ TEST_F(SecureIpc, RepliesThatAreNone) {
       if (test.stays) ReadAll(pipe);
     });
     KxBytes reply = {9};
-    EXPECT_EQ(Call(_request, kBody, reply), Result::BadReply);
+    EXPECT_EQ(Call(_request, kBody, reply), test.result);
     EXPECT_EQ(reply, KxBytes{9}) << "left as it was";
   }
 }
@@ -348,15 +353,63 @@ TEST_F(SecureIpc, TheServerIsTheExpectedOneOrHearsNothing) {
     });
     CkxSecureIpcClient client;
     SkxSecureIpcRequest request = _request;
-    request.server = test.expected;
+    request.server.expected = test.expected;
     EXPECT_EQ(client.Open(request, kLong), test.result);
-    EXPECT_EQ(client.Send(kBody, kLong), test.result == Result::Done ? Result::Done : Result::CannotSend);
+    EXPECT_EQ(client.Send(kBody), test.result == Result::Done ? Result::Done : Result::CannotSend);
     KxBytes reply;
-    EXPECT_EQ(client.Receive(reply, kLong), Result::BadReply);
+    EXPECT_EQ(client.Receive(reply), test.result == Result::Done ? Result::TurnedAway : Result::BadReply);
     // One client after the other: when this one has been heard, so has the one before.
     CkxSecurePipe last = Connect(_name, {1});
     ReadAll(last);
     EXPECT_EQ(heard > 1, test.result == Result::Done);
+  }
+}
+
+TEST_F(SecureIpc, OneTimeOutIsForAllOfACall) {
+  const CkxRawServer server(_name, [](CkxSecurePipe& pipe) { ReadAll(pipe); });
+  ExpectTakes(kShort, Result::TimedOut, [&] {
+    CkxSecureIpcClient client;
+    EXPECT_EQ(client.Open(_request, kShort), Result::Done);
+    std::this_thread::sleep_for(std::chrono::milliseconds(kShort / 2));
+    EXPECT_EQ(client.Send(kBody), Result::Done);
+    KxBytes reply;
+    return client.Receive(reply);
+  });
+}
+
+/// The process's own user, where there is nothing else that makes a server trusted, is not believed by any other build
+/// than a developer's.
+TEST_F(SecureIpc, WhoMayBeTheAgent) {
+  constexpr uint32_t kLow = 0x1000, kMedium = 0x2000, kHigh = 0x3000, kSystem = 0x4000;
+  constexpr std::optional<uint32_t> kClosed;  // the server's process may not be looked at
+  const char* const kUser = "S-1-5-21-1-2-3-1001";
+  const struct {
+    const char* name;
+    const char* user;
+    std::optional<uint32_t> integrity;
+    SkxPipeAsker asker;
+    bool may;
+  } kCases[] = {
+      {"the system", "S-1-5-18", kClosed, {false, kMedium}, true},
+      {"the system, of the system", "S-1-5-18", kClosed, {false, kSystem}, true},
+      {"a service", "S-1-5-19", kClosed, {false, kHigh}, true},
+      {"another service", "S-1-5-20", kClosed, {false, kHigh}, true},
+      {"a service's own account", "S-1-5-80-1-2-3-4-5", kClosed, {false, kHigh}, true},
+      {"an application pool", "S-1-5-82-1-2-3-4-5", kClosed, {false, kMedium}, false},
+      {"an administrator", "S-1-5-32-544", kClosed, {false, kHigh}, true},
+      {"an administrator, of the system", "S-1-5-32-544", kHigh, {false, kSystem}, false},
+      {"an administrator of low integrity", "S-1-5-32-544", kLow, {false, kMedium}, false},
+      {"a user", kUser, kSystem, {false, kLow}, false},
+      {"users", "S-1-5-32-545", kHigh, {false, kLow}, false},
+      {"nobody", "S-1-0-0", kHigh, {false, 0}, false},
+      {"the own user", kUser, kMedium, {true, kMedium}, true},
+      {"the own user, below", kUser, kLow, {true, kMedium}, false},
+      {"the own user, not to be looked at", kUser, kClosed, {true, kLow}, false},
+      {"no levels there", kUser, kClosed, {true, 0}, true},
+  };
+  for (const auto& test : kCases) {
+    const SkxPipePeer server = {*CkxSid::FromUtf8(test.user), 1, test.integrity};
+    EXPECT_EQ(KxPeer_MayBeAgent(server, test.asker), test.may) << test.name;
   }
 }
 
@@ -394,7 +447,7 @@ TEST_F(SecureIpc, SilentClientsBlockNobody) {
   server.Handle(KXW("large"), 6, [](auto&, auto, KxBytes& reply) { return reply.resize(4 * 1024 * 1024), true; });
   ASSERT_TRUE(
       server.Start(_name, {.clients = kClients, .requestTimeout = kLong, .replyTimeout = kLong, .patience = 20}));
-  const KxBytes neverTaken = *KxFrame_Bytes(SkxRequestFrame{6, KXW("large"), {}, {}});
+  const KxBytes neverTaken = *KxFrame_Bytes(SkxRequestFrame{6, KXW("large"), {}, {}, {}});
   const KxBytes kinds[] = {KxBytes(), HalfAFrame(), neverTaken};
   std::vector<CkxSecurePipe> silent;
   for (int round = 0; round < 4; ++round) {
@@ -405,7 +458,52 @@ TEST_F(SecureIpc, SilentClientsBlockNobody) {
   }
 }
 
+TEST_F(SecureIpc, ARequestThatRunsOutOfMemoryIsRefusedAndTheServerGoesOn) {
+  CkxSecureIpcServer server;
+  server.Handle(KXW("starves"), 6, [](auto&, auto, auto&) -> bool { throw std::bad_alloc(); });
+  server.Handle(_request.requestName, 6, Echo);
+  ASSERT_TRUE(server.Start(_name, {.clients = 1}));
+  SkxSecureIpcRequest starves = _request;
+  starves.requestName = KXW("starves");
+  for (int i = 0; i < 3; ++i) {
+    KxBytes reply;
+    EXPECT_EQ(Call(starves, kBody, reply), Result::Refused);
+    EXPECT_EQ(Call(_request, kBody, reply), Result::Done);
+  }
+}
+
+/// A handler that works until it is told that nobody waits any more.
+bool Labour(const SkxSecureIpcCaller& caller, std::span<const unsigned char>, KxBytes&) {
+  const CkxDeadline end = Long();
+  while (!caller.cancel.IsOver() && !end.IsOver()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  return false;
+}
+
+TEST_F(SecureIpc, AnAnswerHasItsTime) {
+  CkxSecureIpcServer server;
+  server.Handle(_request.requestName, 6, Labour);
+  ASSERT_TRUE(server.Start(_name, {.handlerTimeout = kShort}));
+  KxBytes reply;
+  ExpectTakes(kShort, Result::Refused, [&] { return Call(_request, kBody, reply); });
+}
+
 // ---- the server's life
+
+TEST_F(SecureIpc, StoppingEndsTheWorkForThoseWhoAsked) {
+  CkxSecureIpcServer server;
+  std::atomic<bool> atWork = false;
+  server.Handle(_request.requestName, 6, [&](auto& caller, auto body, auto& reply) {
+    atWork = true;
+    return Labour(caller, body, reply);
+  });
+  ASSERT_TRUE(server.Start(_name, {.handlerTimeout = kLong}));
+  CkxSecurePipe asks = Connect(_name, *KxFrame_Bytes(SkxRequestFrame{6, _request.requestName, {}, {}, kBody}));
+  while (!atWork) std::this_thread::yield();
+  const auto begin = std::chrono::steady_clock::now();
+  server.Stop();
+  server.Wait();
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(kLong / 10));
+}
 
 TEST_F(SecureIpc, StoppingCutsOffWhoeverIsConnected) {
   CkxSecureIpcServer server;
@@ -418,7 +516,7 @@ TEST_F(SecureIpc, StoppingCutsOffWhoeverIsConnected) {
   CkxSecurePipe silent = Connect(_name, {});
   CkxSecurePipe half = Connect(_name, HalfAFrame());
   KxBytes reply;
-  ASSERT_EQ(Call(_request, kBody, reply), Result::BadReply);
+  ASSERT_EQ(Call(_request, kBody, reply), Result::TurnedAway);
   const auto begin = std::chrono::steady_clock::now();
   server.Wait();
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(kLong / 10));

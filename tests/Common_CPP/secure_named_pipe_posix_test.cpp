@@ -1,4 +1,6 @@
 // Channels that are local sockets: where they lie, who holds a name, and who is trusted.
+#include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -6,8 +8,13 @@
 #include <thread>
 
 #include "Common_CPP/secure_named_pipe/secure_named_pipe.h"
+#include "Common_CPP/security/agent_trust.h"
+#include "Common_CPP/sharedmemory/publisher_lock.h"
+#include "Common_CPP/util/descriptor_posix.h"
 #include "Common_CPP/util/last_error.h"
 #include "tests/support/runtime_folder_scope.h"
+#include "tests/support/trace_capture.h"
+#include "tests/support/user_scope_posix.h"
 
 namespace {
 
@@ -25,15 +32,6 @@ mode_t ModeOf(const std::filesystem::path& path) {
   EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
   return status.st_mode & 07777;
 }
-
-/// This process as another user, until the end of the scope. Root alone can.
-class CkxUserScope {
- public:
-  explicit CkxUserScope(uid_t user) { EXPECT_EQ(seteuid(user), 0); }
-  ~CkxUserScope() { EXPECT_EQ(seteuid(0), 0); }
-  CkxUserScope(const CkxUserScope&) = delete;
-  CkxUserScope& operator=(const CkxUserScope&) = delete;
-};
 
 TEST(SecureNamedPipePosix, ASocketThatAllMayConnectToWhateverTheUmask) {
   const CkxRuntimeFolderScope scope;
@@ -111,16 +109,90 @@ TEST(SecureNamedPipePosix, AStrangerIsServedButDoesNotServe) {
   ASSERT_TRUE(roots.Accept(client));
   EXPECT_EQ(client.Peer()->user.ToUtf8(), "S-1-22-1-4241");
 
-  // In a sticky folder a stranger may have a name of its own.
+  // In a sticky folder a stranger may have a name of its own; here one that it made in a folder of its own.
   ASSERT_EQ(chmod(scope.Folder().Path().c_str(), 01777), 0);
+  const std::filesystem::path own = scope.Folder().Path() / "own";
+  std::filesystem::create_directory(own);
+  ASSERT_EQ(chown(own.c_str(), kStranger, kStranger), 0);
+  setenv("KX_RUNTIME_DIR", own.c_str(), 1);
   CkxSecurePipeListener strangers;
   {
     const CkxUserScope stranger(kStranger);
     ASSERT_TRUE(strangers.Listen(KXW("theirs")));
-    EXPECT_EQ(Connect(KXW("theirs")), EkxPipeResult::Done) << "by themselves";
+    EXPECT_EQ(Connect(KXW("theirs")), EkxPipeResult::Done) << "by themselves, in a folder of their own";
+    KxTrust_RefuseOwnUser(true);
+    EXPECT_EQ(Connect(KXW("theirs")), EkxPipeResult::Failed) << "and by nobody in a build that is not a developer's";
+    KxTrust_RefuseOwnUser(false);
   }
+  std::filesystem::rename(own / "theirs.sock", scope.Folder().Path() / "theirs.sock");
+  setenv("KX_RUNTIME_DIR", scope.Folder().Path().c_str(), 1);
   EXPECT_EQ(Connect(KXW("theirs")), EkxPipeResult::WrongPeer) << "not even root trusts them";
   EXPECT_EQ(KxLastError_Get(), kKxErrorAccessDenied);
+  {
+    const CkxUserScope stranger(kStranger);
+    EXPECT_EQ(Connect(KXW("theirs")), EkxPipeResult::WrongPeer) << "nor do they themselves in root's folder";
+    EXPECT_FALSE(CkxSecurePipeListener().Listen(KXW("theirs"))) << "where the lock would be a stranger's";
+  }
+}
+
+TEST(SecureNamedPipePosix, ASquattedLockIsRefusedByName) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+  const CkxRuntimeFolderScope scope;
+  const std::filesystem::path lock = scope.Folder().Path() / "n.lock";
+  scope.Folder().Write("n.lock", "");
+  ASSERT_EQ(chown(lock.c_str(), kStranger, kStranger), 0);
+  CkxTraceCapture trace;
+  EXPECT_FALSE(CkxSecurePipeListener().Listen(KXW("n")));
+  EXPECT_EQ(KxLastError_Get(), kKxErrorAccessDenied);
+  CkxPublisherLock publisher;
+  EXPECT_FALSE(publisher.Acquire(KXW("n")));
+  EXPECT_EQ(KxLastError_Get(), kKxErrorAccessDenied);
+  EXPECT_THAT(trace.Texts(), testing::Each(testing::HasSubstr("[n.lock] may be somebody else's")));
+  EXPECT_EQ(trace.Texts().size(), 2u);
+}
+
+/// Files that the client may open and others, as root sees them all.
+TEST(SecureNamedPipePosix, AServerOpensFilesWithItsClientsRights) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can act as somebody else";
+  const CkxRuntimeFolderScope scope;
+  ASSERT_EQ(chmod(scope.Folder().Path().c_str(), 0755), 0);
+  const struct {
+    const char* name;
+    uid_t user;
+    gid_t group;
+    mode_t mode;
+    bool opens;
+  } kFiles[] = {{"theirs", kStranger, 0, 0400, true},
+                {"roots", 0, 0, 0400, false},
+                {"everybodys", 0, 0, 0444, true},
+                {"of another group", 0, 4242, 0440, false}};
+  const auto opens = [&](const char* name) {
+    return static_cast<bool>(CkxDescriptor(open((scope.Folder().Path() / name).c_str(), O_RDONLY | O_CLOEXEC)));
+  };
+  for (const auto& file : kFiles) {
+    scope.Folder().Write(file.name, "x");
+    const std::string path = scope.Folder().Path() / file.name;
+    ASSERT_EQ(chown(path.c_str(), file.user, file.group), 0);
+    ASSERT_EQ(chmod(path.c_str(), file.mode), 0);
+  }
+  CkxSecurePipeListener listener;
+  ASSERT_TRUE(listener.Listen(kName));
+  CkxSecurePipe client;
+  {
+    const CkxUserScope stranger(kStranger);
+    ASSERT_EQ(KxSecurePipe_Connect(kName, {}, CkxDeadline::After(10000), client), EkxPipeResult::Done);
+  }
+  CkxSecurePipe server;
+  ASSERT_TRUE(listener.Accept(server));
+  {
+    const CkxActAsClient acting(server);
+    ASSERT_TRUE(acting);
+    for (const auto& file : kFiles) EXPECT_EQ(opens(file.name), file.opens) << file.name;
+    bool elsewhere = false;
+    std::thread([&] { elsewhere = opens("roots"); }).join();
+    EXPECT_FALSE(elsewhere) << "a thread inherits it";
+  }
+  for (const auto& file : kFiles) EXPECT_TRUE(opens(file.name)) << file.name << ", as before";
 }
 
 }  // namespace

@@ -3,9 +3,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "Common_CPP/file/runtime_folder_posix.h"
+#include "Common_CPP/security/agent_trust.h"
 #include "Common_CPP/sharedmemory/sharedmemory.h"
 #include "Common_CPP/util/last_error.h"
 #include "tests/support/runtime_folder_scope.h"
+#include "tests/support/user_scope_posix.h"
 
 namespace {
 
@@ -105,6 +108,72 @@ TEST(SharedMemoryPosix, AStrangersFileOrFolderIsRefused) {
     EXPECT_EQ(OpenError(), kKxErrorAccessDenied) << path;
     ASSERT_EQ(chown(path.c_str(), 0, 0), 0);
     EXPECT_EQ(OpenError(), kKxErrorSuccess) << path;
+  }
+}
+
+TEST(SharedMemoryPosix, TheSystemsFolderWinsWhereItIsRoots) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can make one";
+  const CkxTempFolder machine;
+  ASSERT_EQ(chmod(machine.Path().c_str(), 0755), 0);
+  const std::string system = machine.Path() / "run";
+  const struct {
+    const char* name;
+    uid_t owner;  // of the system's folder; -1: it is not there
+    uid_t user;
+    const char* override;  // KX_RUNTIME_DIR
+    std::string folder;
+  } kCases[] = {
+      {"root's, for a user", 0, 4241, nullptr, system},
+      {"somebody else's", 4242, 4241, nullptr, "/users/kx"},
+      {"the user's own", 4241, 4241, nullptr, "/users/kx"},
+      {"not there", uid_t(-1), 4241, nullptr, "/users/kx"},
+      {"root makes it", uid_t(-1), 0, nullptr, system},
+      {"a developer says where", 0, 4241, "/elsewhere/", "/elsewhere"},
+  };
+  setenv("XDG_RUNTIME_DIR", "/users", 1);
+  for (const auto& test : kCases) {
+    std::filesystem::remove(system);
+    if (test.owner != uid_t(-1)) {
+      std::filesystem::create_directory(system);
+      ASSERT_EQ(chown(system.c_str(), test.owner, 0), 0);
+    }
+    test.override != nullptr ? setenv("KX_RUNTIME_DIR", test.override, 1) : unsetenv("KX_RUNTIME_DIR");
+    const CkxUserScope user(test.user);
+    EXPECT_EQ(KxPosix_RuntimeFolder(system), test.folder) << test.name;
+  }
+  unsetenv("KX_RUNTIME_DIR");
+  unsetenv("XDG_RUNTIME_DIR");
+}
+
+TEST(SharedMemoryPosix, TheOwnUserIsBelievedInItsOwnFolderAndNowhereElse) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+  constexpr uid_t kUser = 4241;
+  const struct {
+    const char* name;
+    uid_t folder, section;
+    bool refused;  // as in a build that is not a developer's
+    uint32_t error;
+  } kCases[] = {
+      {"root's in root's", 0, 0, true, kKxErrorSuccess},
+      {"its own in its own", kUser, kUser, false, kKxErrorSuccess},
+      {"its own in its own, not a developer's build", kUser, kUser, true, kKxErrorAccessDenied},
+      {"its own in root's", 0, kUser, false, kKxErrorAccessDenied},
+      {"root's in its own, not a developer's build", kUser, 0, true, kKxErrorAccessDenied},
+  };
+  for (const auto& test : kCases) {
+    const CkxRuntimeFolderScope scope;
+    CkxSharedMemoryPublication publication;
+    ASSERT_TRUE(publication.Publish(kName, Bytes(1)));
+    const std::string folder = scope.Folder().Path();
+    ASSERT_EQ(chmod(folder.c_str(), 0755), 0);
+    ASSERT_EQ(chown((folder + "/" + kFile).c_str(), test.section, 0), 0);
+    ASSERT_EQ(chown(folder.c_str(), test.folder, 0), 0);
+    KxTrust_RefuseOwnUser(test.refused);
+    {
+      const CkxUserScope user(kUser);
+      EXPECT_EQ(OpenError(), test.error) << test.name;
+    }
+    KxTrust_RefuseOwnUser(false);
   }
 }
 

@@ -1,12 +1,16 @@
 // Sections that are file mappings: rewritten in place, whole pages, never writable by a reader.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <thread>
 
+#include "Common_CPP/sharedmemory/publisher_lock.h"
 #include "Common_CPP/sharedmemory/sharedmemory.h"
 #include "Common_CPP/util/handle_win.h"
 #include "tests/support/runtime_folder_scope.h"
+#include "tests/support/stranger_win.h"
+#include "tests/support/trace_capture.h"
 
 namespace {
 
@@ -72,6 +76,41 @@ TEST(SharedMemoryWin, AnotherSizeIsRefusedAndTheOldStays) {
   ASSERT_TRUE(view.Open(name));
   EXPECT_EQ(view.Bytes().size(), 8192u);
   EXPECT_EQ(view.Bytes()[0], 1);
+}
+
+TEST(SharedMemoryWin, AStrangersSectionIsRefusedByName) {
+  const CkxRuntimeFolderScope scope;
+  const KxWString name = scope.Name(L"Squatted");
+  CkxStrangersAccess strangers;
+  const CkxHandle squatted(
+      CreateFileMappingW(INVALID_HANDLE_VALUE, strangers.Attributes(), PAGE_READWRITE, 0, 4096, name.c_str()));
+  ASSERT_TRUE(squatted);
+  const CkxTraceCapture trace;
+  CkxSharedMemoryView view;
+  EXPECT_FALSE(view.Open(name));
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
+  CkxSharedMemoryPublication publication;
+  EXPECT_FALSE(publication.Publish(name, Bytes(4096, 1)));
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
+  EXPECT_THAT(trace.Texts(),
+              testing::Each(testing::HasSubstr("Squatted] is not the agent's: its owner is S-1-5-21-9-9")));
+  EXPECT_EQ(trace.Texts().size(), 2u);
+}
+
+TEST(SharedMemoryWin, AStrangerKeepsNoPublisherOff) {
+  const CkxRuntimeFolderScope scope;
+  const KxWString name = scope.Name(L"Publisher");
+  CkxStrangersAccess strangers;
+  const CkxHandle section(
+      CreateFileMappingW(INVALID_HANDLE_VALUE, strangers.Attributes(), PAGE_READWRITE, 0, 1, name.c_str()));
+  ASSERT_TRUE(section);
+  CkxPublisherLock first;
+  CkxPublisherLock second;
+  EXPECT_TRUE(first.Acquire(name));
+  EXPECT_FALSE(second.Acquire(name));
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_BUSY});
+  first.Release();
+  EXPECT_TRUE(second.Acquire(name));
 }
 
 TEST(SharedMemoryWin, AViewIsReadOnly) {

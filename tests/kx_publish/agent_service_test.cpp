@@ -4,9 +4,12 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <kx_util/expected_agent.h>
 #include <kx_util/shared_policies_data.h>
 
-#include <condition_variable>
+#include <atomic>
+#include <list>
+#include <thread>
 
 #include "Agent/engine/kx_publish/encode.h"
 #include "Agent/engine/kx_publish/policy_document.h"
@@ -41,16 +44,13 @@ SkxPolicyImage Image(const char* document) {
   return KxEncode_Image(publication);
 }
 
-/// The program behind every server is the one that clients of the agent expect.
-class ExpectedProgram : public IkxProcessIdentity {
+/// A host that knows which program the agent is, and can tell who signed what.
+class KnownProgram : public IkxProcessIdentity {
  public:
-  ExpectedProgram() : _previous(KxPeer_SetIdentity(this)) {}
-  ~ExpectedProgram() override { KxPeer_SetIdentity(_previous); }
-  std::optional<KxWString> Image(uint32_t /*processId*/) const override { return KXW("System"); }
-  std::optional<KxWString> Signer(const KxWString& /*image*/) const override { return KXW("Microsoft Windows"); }
-
- private:
-  const IkxProcessIdentity* const _previous;
+  KnownProgram(const WCHAR* image, const WCHAR* signer) { EXPECT_TRUE(KxUtil_SetExpectedAgent(image, signer, this)); }
+  ~KnownProgram() override { KxUtil_SetExpectedAgent(nullptr, nullptr); }
+  std::optional<KxWString> Image(uint32_t /*processId*/) const override { return KXW("C:\\Kx\\KxAgent.exe"); }
+  std::optional<KxWString> Signer(const KxWString& /*image*/) const override { return KXW("Vendor Inc."); }
 };
 
 class AgentService : public testing::Test {
@@ -70,7 +70,6 @@ class AgentService : public testing::Test {
   }
 
   const CkxRuntimeFolderScope folder;
-  const ExpectedProgram program;
   std::mutex mutex;
   std::vector<std::string> events;
   CkxAgentService service{[this](const std::string& line) {
@@ -104,6 +103,12 @@ TEST_F(AgentService, LiveEvaluationAsksItWhichPoliciesAreTheUsers) {
   EXPECT_THAT(events, testing::Contains(HasSubstr("S-1-5-21-1-2-3-1001: 1 policies")));
 }
 
+TEST_F(AgentService, IsToldWhichProgramAsksAboutAPrompt) {
+  SvcUacActionInfo action;
+  ASSERT_TRUE(CkxSharedPoliciesData::GetUacAction(KXW("C:\\setup.exe"), 0, action));
+  EXPECT_THAT(events, testing::Contains(HasSubstr(" as [System, Microsoft Windows]: \"C:\\setup.exe\": policy 2")));
+}
+
 TEST_F(AgentService, SaysWhatReplacesAPrompt) {
   SvcUacActionInfo action;
   ASSERT_TRUE(CkxSharedPoliciesData::GetUacAction(KXW("C:\\setup.exe"), 0, action));
@@ -120,10 +125,10 @@ TEST_F(AgentService, SaysWhatReplacesAPrompt) {
   EXPECT_EQ(action.htmlPath[0], 0);
   EXPECT_FALSE(CkxSharedPoliciesData::ShouldHookConsent(KXW("C:\\setup.exe"), 1));
 
-  const KxWString tooLong = KxWString(141, KXW('d')) + KXW("\\setup.exe");
+  const KxWString tooLong = KXW("C:\\") + KxWString(137, KXW('d')) + KXW("\\setup.exe");
   ASSERT_TRUE(CkxSharedPoliciesData::GetUacAction(tooLong.c_str(), 0, action)) << "asked about no path at all";
   EXPECT_EQ(action.policyApplies, 0);
-  const KxWString longest = KxWString(139, KXW('d')) + KXW("\\setup.exe");
+  const KxWString longest = KXW("C:\\") + KxWString(136, KXW('d')) + KXW("\\setup.exe");
   ASSERT_TRUE(CkxSharedPoliciesData::GetUacAction(longest.c_str(), 0, action));
   EXPECT_EQ(action.policyApplies, 1);
 }
@@ -135,10 +140,75 @@ TEST_F(AgentService, AnotherImageIsInForceAtOnce) {
   const SkxPolicyImage other =
       Image(R"({"policies": [{"id": 7, "name": "All", "action": "run", "targets": [{"type": "executable"}]}]})");
   std::string error;
-  ASSERT_TRUE(publication.Publish(other, error)) << error;
-  service.Serve(other);
+  EXPECT_FALSE(service.Replace(other, [] { return false; }));
+  ASSERT_TRUE(CkxSharedPoliciesData::GetTargetPolicyAction(tool, info));
+  EXPECT_EQ(info.PolicyId, 1u) << "nothing was published, and so nothing replaced";
+  ASSERT_TRUE(publication.Prepare(other, error)) << error;
+  ASSERT_TRUE(CkxSharedPoliciesData::GetTargetPolicyAction(tool, info));
+  EXPECT_EQ(info.PolicyId, 1u) << "not in force yet";
+  ASSERT_TRUE(service.Replace(other, [&] { return publication.Commit(error); })) << error;
   ASSERT_TRUE(CkxSharedPoliciesData::GetTargetPolicyAction(tool, info));
   EXPECT_EQ(info.PolicyId, 7u);
+}
+
+/// The rows that are answered are those of the publication that is in force while they are asked for, at whatever
+/// moment.
+TEST_F(AgentService, RowsAndPublicationChangeAsOneStep) {
+  std::atomic<uint32_t> inForce = 1;
+  std::atomic<bool> over = false;
+  std::atomic<int> torn = 0;
+  const auto image = [](uint32_t id) {
+    SkxPolicyImage made;
+    made.applicable = "{\"*\": [" + std::to_string(id) + "]}";
+    return made;
+  };
+  ASSERT_TRUE(service.Replace(image(1), [] { return true; }));
+  std::vector<std::thread> askers;
+  for (int i = 0; i < 3; ++i) {
+    askers.emplace_back([&] {
+      while (!over) {
+        const uint32_t before = inForce;
+        const auto ids = KxAgent_ApplicablePolicies(KXW("S-1-5-18"));
+        if (before == inForce && (!ids || ids->front() != before)) ++torn;
+      }
+    });
+  }
+  for (uint32_t id = 2; id < 300; ++id) {
+    EXPECT_TRUE(service.Replace(image(id), [&] {
+      inForce = id;
+      std::this_thread::sleep_for(std::chrono::microseconds(200));  // the step takes its time
+      return true;
+    }));
+  }
+  over = true;
+  for (std::thread& asker : askers) asker.join();
+  EXPECT_EQ(torn, 0);
+}
+
+TEST_F(AgentService, OpensNothingBeyondThisMachinesFiles) {
+  const struct {
+    const char* name;
+    const WCHAR* path;
+    bool answered;
+  } cases[] = {
+      {"a file", KXW("C:\\setup.exe"), true},
+      {"a file elsewhere", KXW("/tmp/setup.exe"), true},
+      {"by its name alone", KXW("setup.exe"), true},
+      {"another machine's", KXW("\\\\server\\share\\setup.exe"), false},
+      {"another machine's, in slashes", KXW("//server/share/setup.exe"), false},
+      {"the system's spelling", KXW("\\\\?\\C:\\setup.exe"), false},
+      {"the kernel's spelling", KXW("\\??\\C:\\setup.exe"), false},
+      {"a device", KXW("\\\\.\\PhysicalDrive0"), false},
+      {"a device's name", KXW("C:\\x\\nul"), false},
+      {"a device's name with an extension", KXW("C:\\Com1.exe"), false},
+      {"no device's name", KXW("C:\\Com10.exe"), true},
+      {"nor this", KXW("C:\\console.exe"), true},
+  };
+  const CkxTraceCapture quiet;
+  for (const auto& c : cases) {
+    SvcUacActionInfo action;
+    EXPECT_EQ(CkxSharedPoliciesData::GetUacAction(c.path, 0, action), c.answered) << c.name;
+  }
 }
 
 TEST_F(AgentService, RefusesWhatIsNoRequestAndGoesOn) {
@@ -188,7 +258,6 @@ TEST(AgentRequests, EveryFaultHasItsLine) {
        "Buffer got an incorrect message or is corrupted. Returned buffer size: 2"},
   };
   const CkxRuntimeFolderScope folder;
-  const ExpectedProgram program;
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     CkxSecureIpcServer server;
@@ -261,7 +330,6 @@ TEST(AgentRequests, GoWhereTheAgentListensWithWhatItReads) {
        KXW("HANDLER_SHOULD_HOOK_CONSENT"), 2, KXW("System"), KXW("Microsoft Windows"), 10000, question},
   };
   const CkxRuntimeFolderScope folder;
-  const ExpectedProgram program;
   const CkxTraceCapture quiet;
   for (const auto& c : cases) {
     SCOPED_TRACE(c.client);
@@ -284,29 +352,78 @@ TEST(AgentRequests, GoWhereTheAgentListensWithWhatItReads) {
   }
 }
 
-TEST(AgentRequests, AnotherProgramThanTheAgentIsToldNothing) {
+TEST(AgentRequests, AnotherProgramThanTheHostExpectsIsToldNothing) {
   const CkxRuntimeFolderScope folder;
-  CkxSecureIpcServer server;
-  bool asked = false;
-  server.Handle(kKxUacActionRequest.requestName, kKxUacActionRequest.channel,
-                [&](const auto&, auto, auto&) { return asked = true; });
-  ASSERT_TRUE(server.Start(kKxUacActionRequest.serverName));
-  SkxAgentRequest request = kKxUacActionRequest;
-  request.image = KXW("SomethingElse");
-  const ExpectedProgram program;
-  CkxTraceCapture trace;
+  std::atomic<bool> asked = false;
+  std::list<CkxSecureIpcServer> servers;
+  for (const SkxAgentRequest* request : {&kKxApplicablePoliciesRequest, &kKxUacActionRequest, &kKxHookConsentRequest}) {
+    servers.emplace_back().Handle(request->requestName, request->channel,
+                                  [&, size = request->channel == 6   ? 4U
+                                             : request->channel == 4 ? 2340U
+                                                                     : 1U](const auto&, auto, auto& reply) {
+                                    asked = true;
+                                    reply.assign(size, 1);
+                                    return true;
+                                  });
+    ASSERT_TRUE(servers.back().Start(request->serverName));
+  }
+  const struct {
+    const WCHAR* image;
+    const WCHAR* signer;
+    bool answered;
+  } cases[] = {{KXW("KxAgent"), KXW("Vendor Inc."), true}, {KXW("KxAgent"), nullptr, true},
+               {KXW("SomethingElse"), nullptr, false},     {KXW("KxAgent"), KXW("Somebody Else"), false},
+               {nullptr, KXW("Somebody Else"), false},     {nullptr, nullptr, true}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(&c - cases);
+    const KnownProgram program(c.image, c.signer);
+    CkxTraceCapture trace;
+    SvcUacActionInfo action;
+    asked = false;
+    EXPECT_EQ(KxAgent_ApplicablePolicies(KXW("S-1-5-18")).has_value(), c.answered);
+    EXPECT_EQ(KxAgent_UacAction(KXW("C:\\a.exe"), 0, action), c.answered);
+    EXPECT_EQ(KxAgent_ShouldHookConsent(KXW("C:\\a.exe"), 0).has_value(), c.answered);
+    EXPECT_EQ(asked, c.answered);
+    if (!c.answered) {
+      EXPECT_THAT(trace.Texts(),
+                  testing::Contains("KXT_ERROR CkxSharedPoliciesData: Failed to initiate connection with agent to "
+                                    "HANDLER_GET_UAC_ACTION"));
+    }
+  }
+  EXPECT_TRUE(KxUtil_SetExpectedAgent(nullptr, KXW("Vendor Inc.")));
   SvcUacActionInfo action;
-  EXPECT_FALSE(KxAgent_UacAction(KXW("C:\\a.exe"), 0, action, request));
-  EXPECT_THAT(trace.Texts(), testing::Contains("KXT_ERROR CkxSharedPoliciesData: Failed to initiate connection with "
-                                               "agent to HANDLER_GET_UAC_ACTION"));
-  server.Stop();
-  server.Wait();
-  EXPECT_FALSE(asked);
+  const CkxTraceCapture quiet;
+  EXPECT_FALSE(KxAgent_UacAction(KXW("C:\\a.exe"), 0, action))
+      << "nobody can tell signers: not compared would be worse";
+  EXPECT_TRUE(KxUtil_SetExpectedAgent(nullptr, nullptr));
+}
+
+TEST(AgentRequests, WhoIsTurnedAwayComesAgain) {
+  const CkxRuntimeFolderScope folder;
+  CkxSecurePipeListener busy;
+  ASSERT_TRUE(busy.Listen(kKxApplicablePoliciesRequest.serverName));
+  int turnedAway = 0;
+  std::thread agent([&] {
+    CkxSecurePipe client;
+    while (busy.Accept(client)) {
+      if (++turnedAway > 3) {
+        unsigned char request[1024];
+        size_t count = 0;
+        client.Read(request, CkxDeadline::After(10000), count);
+        const SkxReplyFrame reply = {EkxReplyStatus::Answered, std::span(request, 4)};  // "KXRQ" will do for an id
+        client.Write(*KxFrame_Bytes(reply), CkxDeadline::After(10000));
+      }
+      client.Close();
+    }
+  });
+  EXPECT_TRUE(KxAgent_ApplicablePolicies(KXW("S-1-5-18")));
+  busy.Stop();
+  agent.join();
+  EXPECT_EQ(turnedAway, 4);
 }
 
 TEST(AgentRequests, AnAbsentAndASilentServerFailInTime) {
   const CkxRuntimeFolderScope folder;
-  const ExpectedProgram program;
   const struct {
     const SkxAgentRequest& request;
     std::string word;

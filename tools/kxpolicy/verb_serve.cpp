@@ -136,15 +136,13 @@ class Agent {
     return true;
   }
 
-  /// The service first: who is told of the publication asks at once, and may remember what it hears.
+  /// One step for whoever asks: a user's policies are those of the publication that is in force.
   void Show(SkxPublishableImage publishable) {
     std::string error;
-    _service.Serve(publishable.image);
-    if (!_publication.Publish(publishable.image, error)) {
-      _service.Serve(_published);
+    if (!_publication.Prepare(publishable.image, error) ||
+        !_service.Replace(std::move(publishable.image), [&] { return _publication.Commit(error); })) {
       throw CkxToolFault(EkxExit::SystemRefused, error);
     }
-    _published = std::move(publishable.image);
     _log.State(publishable.line);
   }
 
@@ -152,7 +150,6 @@ class Agent {
   Log _log;
   CkxPolicyPublication _publication;
   CkxAgentService _service;
-  SkxPolicyImage _published;
   FolderState _seen;   // at the last look
   FolderState _tried;  // of the image that was loaded last, whatever came of it
   unsigned _looksToRetry = 0;

@@ -6,7 +6,9 @@
 
 #include <cstring>
 
+#include "Agent/engine/kx_publish/client_path.h"
 #include "Agent/engine/kx_util/agent_requests.h"
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/text.h"
@@ -15,6 +17,9 @@ namespace {
 
 using Body = std::span<const unsigned char>;
 using Reply = std::vector<unsigned char>;
+
+constexpr const char* kAnonymous = "S-1-5-7";
+constexpr const char* kNoImage = "refused, no image";
 
 template <class Block>
 void Append(Reply& reply, const Block& block) {
@@ -55,15 +60,18 @@ void FillDialog(const CkxShBufPolicy& policy, bool administrator, SvcUacActionIn
   for (size_t i = 0; i < path.Size(); ++i) action.htmlPath[i] = path[i];
 }
 
-/// What the policies say of a prompt that `user` is about to see.
-SvcUacActionInfo ActionOf(const CkxImageSource& source, const CkxSid& user, const SkxConsentQuestion& question) {
+CkxTargetInfoProcess ProgramAt(CkxTextView path, EkxClientPath kind, CkxAccessToken& user) {
+  const KxWString text = path.ToString();
+  if (kind == EkxClientPath::File) return CkxTargetInfoProcess(text.c_str(), SkxProcessFacts{}, user.Handle());
+  SkxFileFacts facts;
+  facts.path = text;
+  return CkxTargetInfoProcess(std::move(facts), SkxProcessFacts{}, user.Handle());
+}
+
+/// What the policies say of a prompt that `user` is about to see. Runs with the rights of the user.
+SvcUacActionInfo ActionOf(const CkxTargetInfoProcess& program, bool administrator) {
   SvcUacActionInfo action;
   std::memset(static_cast<void*>(&action), 0, sizeof(action));
-  const bool administrator = question.administrator != 0;
-  CkxAccessToken token(user, {}, administrator);
-  const CkxTargetInfoProcess program(PathOf(question).ToString().c_str(), SkxProcessFacts{}, token.Handle());
-
-  const CkxPolicySourceScope scope(source);
   SkxTriggerPolicyShortInfo info;
   CkxShBufPolicy* policy = nullptr;
   if (!CkxSharedPoliciesData::GetTargetPolicyAction(program, info)) return action;
@@ -76,17 +84,62 @@ SvcUacActionInfo ActionOf(const CkxImageSource& source, const CkxSid& user, cons
   return action;
 }
 
-/// "HANDLER_APPLICABLE_POLICIES from S-1-5-18: 3 policies"
+/// "HANDLER_APPLICABLE_POLICIES from S-1-5-18: 3 policies", with "as [System, Microsoft Windows]" behind the user where
+/// it claims to be somebody.
 std::string Event(const std::string& request, const SkxSecureIpcCaller& caller, const std::string& outcome) {
+  const SkxClientClaim& claim = caller.claim;
   std::string line = request;
-  line.append(" from ").append(caller.peer.user.ToUtf8()).append(": ").append(outcome);
-  return line;
+  line.append(" from ").append(caller.peer.user.ToUtf8());
+  if (!claim.image.IsEmpty() || !claim.signer.IsEmpty()) {
+    line.append(" as [")
+        .append(KxText_ToUtf8(claim.image))
+        .append(", ")
+        .append(KxText_ToUtf8(claim.signer))
+        .append("]");
+  }
+  return line.append(": ").append(outcome);
 }
 
 std::string Described(const SkxConsentQuestion& question, const SvcUacActionInfo& action) {
   std::string text = "\"" + KxText_ToUtf8(PathOf(question)) + "\": ";
   text += action.policyApplies != 0 ? "policy " + std::to_string(action.policy.PolicyId) : "no policy";
   return text + (action.replacePrompt != 0 ? ", replaces the prompt" : "");
+}
+
+/// The evaluation has no answer, and none may be made up for it.
+bool IsGivenUp() {
+  const EkxEvaluationFault fault = KxFault_Current();
+  return fault == EkxEvaluationFault::WorkLimit || fault == EkxEvaluationFault::OutOfMemory;
+}
+
+/// The two questions about a prompt. Whoever can be told by name is answered, about nobody but itself: the system, or
+/// the user who is about to see the prompt. Which program it claims to be is for the log, since anybody can.
+bool AnswerPrompt(const CkxImageSource* source, const SkxSecureIpcCaller& caller, Body body, SvcUacActionInfo& action,
+                  std::string& outcome) {
+  SkxConsentQuestion question;
+  outcome = kNoImage;
+  if (source == nullptr) return false;
+  outcome = "refused, " + std::to_string(body.size()) + " bytes";
+  if (!ReadQuestion(body, question)) return false;
+  outcome = "refused, nobody's";
+  if (caller.peer.user.ToUtf8() == kAnonymous) return false;
+  const EkxClientPath kind = KxClientPath_KindOf(PathOf(question));
+  outcome = "refused, \"" + KxText_ToUtf8(PathOf(question)) + "\" is no file of this machine";
+  if (kind == EkxClientPath::Refused) return false;
+
+  const bool administrator = question.administrator != 0;
+  CkxAccessToken user(caller.peer.user, {}, administrator);
+  const CkxTargetInfoProcess program = ProgramAt(PathOf(question), kind, user);
+  const CkxPolicySourceScope scope(*source);
+  const CkxEntryScope budget;  // one for all that the answer takes
+  const CkxActAsClient client(caller.pipe);
+  outcome = "refused, the client's rights cannot be taken on";
+  if (!client) return false;
+  action = ActionOf(program, administrator);
+  outcome = "given up";
+  if (IsGivenUp()) return false;
+  outcome = Described(question, action);
+  return true;
 }
 
 }  // namespace
@@ -106,6 +159,15 @@ void CkxAgentService::Serve(SkxPolicyImage image) {
   _source = std::move(source);
 }
 
+bool CkxAgentService::Replace(SkxPolicyImage image, const std::function<bool()>& publish) {
+  auto source = std::make_shared<const CkxImageSource>(std::move(image));
+  const CkxSwapGate::Change change(_gate);
+  if (!publish()) return false;
+  const std::lock_guard lock(_mutex);
+  _source = std::move(source);
+  return true;
+}
+
 std::shared_ptr<const CkxImageSource> CkxAgentService::Source() const {
   const std::lock_guard lock(_mutex);
   return _source;
@@ -113,18 +175,18 @@ std::shared_ptr<const CkxImageSource> CkxAgentService::Source() const {
 
 bool CkxAgentService::Start(KxWString& name) {
   const Channel channels[] = {
-      {kKxApplicablePoliciesRequest, AnswerApplicablePolicies},
-      {kKxUacActionRequest, AnswerUacAction},
-      {kKxHookConsentRequest, AnswerHookConsent},
+      {kKxApplicablePoliciesRequest, &CkxAgentService::AnswerApplicablePolicies},
+      {kKxUacActionRequest, &CkxAgentService::AnswerUacAction},
+      {kKxHookConsentRequest, &CkxAgentService::AnswerHookConsent},
   };
   for (const auto& [request, answer] : channels) {
     auto& server = *_servers.emplace_back(std::make_unique<CkxSecureIpcServer>());
     server.Handle(request.requestName, request.channel,
                   [this, word = KxText_ToUtf8(request.requestName), answer = answer](const SkxSecureIpcCaller& caller,
                                                                                      Body body, Reply& reply) {
-                    const std::shared_ptr<const CkxImageSource> source = Source();
-                    std::string outcome = "no image";
-                    const bool answered = source != nullptr && answer(*source, caller, body, reply, outcome);
+                    const CkxWorkCancelScope cancel(caller.cancel);
+                    std::string outcome;
+                    const bool answered = (this->*answer)(caller, body, reply, outcome);
                     if (_listener) _listener(Event(word, caller, outcome));
                     return answered;
                   });
@@ -143,15 +205,19 @@ void CkxAgentService::Stop() {
   _servers.clear();
 }
 
-bool CkxAgentService::AnswerApplicablePolicies(const CkxImageSource& source, const SkxSecureIpcCaller& /*caller*/,
-                                               Body body, Reply& reply, std::string& outcome) {
+bool CkxAgentService::AnswerApplicablePolicies(const SkxSecureIpcCaller& /*caller*/, Body body, Reply& reply,
+                                               std::string& outcome) {
   const CkxTextView text = CkxTextView::FromBytes(body.data(), body.size());
   const std::optional<CkxSid> user = CkxSid::FromUtf8(KxText_ToUtf8(text));
   if (!user) {
     outcome = "refused, no SID";
     return false;
   }
-  const CkxPolicySourceScope scope(source);
+  const CkxSwapGate::Request request(_gate);
+  const std::shared_ptr<const CkxImageSource> source = Source();
+  outcome = kNoImage;
+  if (source == nullptr) return false;
+  const CkxPolicySourceScope scope(*source);
   CkxAccessToken token(*user, {}, false);
   std::vector<int> ids;
   CkxSharedPoliciesData::GetPoliciesApplicableForUser(token.Handle(), ids);
@@ -161,24 +227,17 @@ bool CkxAgentService::AnswerApplicablePolicies(const CkxImageSource& source, con
   return true;
 }
 
-bool CkxAgentService::AnswerUacAction(const CkxImageSource& source, const SkxSecureIpcCaller& caller, Body body,
-                                      Reply& reply, std::string& outcome) {
-  SkxConsentQuestion question;
-  outcome = "refused, " + std::to_string(body.size()) + " bytes";
-  if (!ReadQuestion(body, question)) return false;
-  const SvcUacActionInfo action = ActionOf(source, caller.peer.user, question);
+bool CkxAgentService::AnswerUacAction(const SkxSecureIpcCaller& caller, Body body, Reply& reply, std::string& outcome) {
+  SvcUacActionInfo action;
+  if (!AnswerPrompt(Source().get(), caller, body, action, outcome)) return false;
   Append(reply, action);
-  outcome = Described(question, action);
   return true;
 }
 
-bool CkxAgentService::AnswerHookConsent(const CkxImageSource& source, const SkxSecureIpcCaller& caller, Body body,
-                                        Reply& reply, std::string& outcome) {
-  SkxConsentQuestion question;
-  outcome = "refused, " + std::to_string(body.size()) + " bytes";
-  if (!ReadQuestion(body, question)) return false;
-  const SvcUacActionInfo action = ActionOf(source, caller.peer.user, question);
+bool CkxAgentService::AnswerHookConsent(const SkxSecureIpcCaller& caller, Body body, Reply& reply,
+                                        std::string& outcome) {
+  SvcUacActionInfo action;
+  if (!AnswerPrompt(Source().get(), caller, body, action, outcome)) return false;
   reply.push_back(action.replacePrompt);
-  outcome = Described(question, action);
   return true;
 }

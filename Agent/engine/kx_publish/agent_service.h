@@ -5,7 +5,11 @@
 //   KxWString channel;
 //   service.Serve(image);
 //   if (!service.Start(channel)) ...
-//   ... service.Serve(anotherImage);       // from any thread; requests under way keep the image that they began with
+//   ... service.Replace(anotherImage, [&] { return publication.Commit(error); });         // from any thread
+//
+// A client is answered with no rights but its own: a file that it names is opened as the client, and only one of this
+// machine (client_path.h); the work that its question takes ends with the evaluation's budget, with the time that a
+// client waits, and when the service stops.
 #pragma once
 
 #include <kx_util/agent_uac_action.h>
@@ -15,6 +19,7 @@
 #include <mutex>
 
 #include "Agent/engine/kx_publish/image_source.h"
+#include "Agent/engine/kx_publish/swap_gate.h"
 #include "Common_CPP/secure_ipc/secure_ipc_server.h"
 
 /// Told of each request and what became of it: "HANDLER_APPLICABLE_POLICIES from S-1-5-18: 3 policies". On the server's
@@ -28,7 +33,13 @@ class CkxAgentService {
   CkxAgentService(const CkxAgentService&) = delete;
   CkxAgentService& operator=(const CkxAgentService&) = delete;
 
+  /// What is answered from, beginning with the next request, while nothing is published.
   void Serve(SkxPolicyImage image);
+
+  /// The same as one step with what `publish` puts in force, seen from whoever asks for a user's policies: such a
+  /// request is answered before both or after both. Questions about prompts, which nobody holds against what is
+  /// published, keep the image that they began with. False, with nothing changed, when `publish` says so.
+  bool Replace(SkxPolicyImage image, const std::function<bool()>& publish);
 
   /// False with the thread's last error set; `name` is then the channel that could not be opened, and none is open.
   bool Start(KxWString& name);
@@ -40,16 +51,17 @@ class CkxAgentService {
   using Body = std::span<const unsigned char>;
   using Reply = std::vector<unsigned char>;
   /// Fills the reply and says in `outcome` what it is, or what is wrong with the request.
-  using Answer = bool (*)(const CkxImageSource& source, const SkxSecureIpcCaller& caller, Body body, Reply& reply,
-                          std::string& outcome);
+  using Answer = bool (CkxAgentService::*)(const SkxSecureIpcCaller& caller, Body body, Reply& reply,
+                                           std::string& outcome);
   struct Channel;
 
-  static bool AnswerApplicablePolicies(const CkxImageSource&, const SkxSecureIpcCaller&, Body, Reply&, std::string&);
-  static bool AnswerUacAction(const CkxImageSource&, const SkxSecureIpcCaller&, Body, Reply&, std::string&);
-  static bool AnswerHookConsent(const CkxImageSource&, const SkxSecureIpcCaller&, Body, Reply&, std::string&);
+  bool AnswerApplicablePolicies(const SkxSecureIpcCaller&, Body, Reply&, std::string&);
+  bool AnswerUacAction(const SkxSecureIpcCaller&, Body, Reply&, std::string&);
+  bool AnswerHookConsent(const SkxSecureIpcCaller&, Body, Reply&, std::string&);
   std::shared_ptr<const CkxImageSource> Source() const;
 
   const KxAgentServiceListener _listener;
+  CkxSwapGate _gate;
   mutable std::mutex _mutex;  // guards the pointer
   std::shared_ptr<const CkxImageSource> _source;
   std::vector<std::unique_ptr<CkxSecureIpcServer>> _servers;

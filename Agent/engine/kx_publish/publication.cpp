@@ -1,6 +1,7 @@
 #include "Agent/engine/kx_publish/publication.h"
 
 #include <random>
+#include <utility>
 
 #include "Agent/engine/kx_util/live_policy_source.h"
 #include "Common_CPP/util/last_error.h"
@@ -42,21 +43,28 @@ CkxPolicyPublication::CkxPolicyPublication(CkxTextView nameSpace)
       _notice(_nameSpace + KXW("ZOR_PoliciesUpdatedEvent")) {}
 
 bool CkxPolicyPublication::Publish(const SkxPolicyImage& image, std::string& error) {
+  return Prepare(image, error) && Commit(error);
+}
+
+bool CkxPolicyPublication::Prepare(const SkxPolicyImage& image, std::string& error) {
   if (!Lock(error)) return false;
+  Forget(_next);
   _previous = {};
   // An index that cannot be read just now may still name sections.
   if (std::vector<KxWString> kept; NamesInIndex(kept)) KxSharedMemory_RemoveLeftBehind(_sectionPrefix, kept);
 
-  Sections made;
-  Index index{};
-  if (!MakeSections(image, made, index, error)) return false;
-  if (!_index.Publish(_indexName, index)) {
+  _nextIndex = {};
+  return MakeSections(image, _next, _nextIndex, error);
+}
+
+bool CkxPolicyPublication::Commit(std::string& error) {
+  if (!_index.Publish(_indexName, _nextIndex)) {
     error = Line(_indexName, "cannot be published");
-    for (CkxSharedMemoryPublication& section : made) section.Remove();
+    Forget(_next);
     return false;
   }
   _previous = std::move(_current);
-  _current = std::move(made);
+  _current = std::exchange(_next, {});
   if (!_notice.Signal()) {
     KxTrace(EkxTraceLevel::Warning, "CkxPolicyPublication",
             "Nobody was told of the publication. LastError=", KxLastError_Get());
@@ -64,8 +72,13 @@ bool CkxPolicyPublication::Publish(const SkxPolicyImage& image, std::string& err
   return true;
 }
 
+void CkxPolicyPublication::Forget(Sections& sections) {
+  for (CkxSharedMemoryPublication& section : sections) section.Remove();
+}
+
 bool CkxPolicyPublication::Unpublish(std::string& error) {
   if (!Lock(error)) return false;
+  Forget(_next);
   // Emptied before it is removed: on Windows a reader that has it open keeps it for others.
   CkxSharedMemoryView index;
   if (index.Open(_indexName)) _index.Publish(_indexName, Index{});
@@ -112,7 +125,7 @@ bool CkxPolicyPublication::MakeSections(const SkxPolicyImage& image, Sections& m
     _number = (_number + 1) % kNumbers;
     if (MakeNumbered(image, _number, made, index, error)) return true;
     const uint32_t lastError = KxLastError_Get();
-    for (CkxSharedMemoryPublication& section : made) section.Remove();
+    Forget(made);
     if (lastError != kErrorAlreadyExists) break;
   }
   return false;

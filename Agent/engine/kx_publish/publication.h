@@ -40,6 +40,11 @@ class CkxPolicyPublication {
   /// published before then still is.
   bool Publish(const SkxPolicyImage& image, std::string& error);
 
+  /// `Publish` in two steps. The first makes the sections, whom nobody knows yet, and takes its time; the second puts
+  /// them in force, and takes none.
+  bool Prepare(const SkxPolicyImage& image, std::string& error);
+  bool Commit(std::string& error);
+
   /// Takes out whatever is published, by this object or by a publisher that is gone, and tells everyone.
   bool Unpublish(std::string& error);
 
@@ -54,6 +59,9 @@ class CkxPolicyPublication {
   /// False when the index is there and cannot be read.
   bool NamesInIndex(std::vector<KxWString>& names) const;
 
+  /// Takes away the sections that are not in force yet.
+  void Forget(Sections& sections);
+
   /// Makes the sections of `image` under names that nobody has, and the index that names them.
   bool MakeSections(const SkxPolicyImage& image, Sections& made, Index& index, std::string& error);
   bool MakeNumbered(const SkxPolicyImage& image, uint32_t number, Sections& made, Index& index, std::string& error);
@@ -64,6 +72,8 @@ class CkxPolicyPublication {
   uint32_t _number;  // of the last publication
   CkxPublisherLock _lock;
   CkxSharedMemoryPublication _index;
+  Sections _next;  // prepared, and their index
+  Index _nextIndex{};
   Sections _current;
   Sections _previous;
   CkxNoticeSender _notice;

@@ -2,9 +2,12 @@
 
 #include <kx_util/shared_policies_data.h>
 
+#include <chrono>
 #include <cstring>
+#include <thread>
 
 #include "Agent/engine/kx_util/evaluation_fault.h"
+#include "Agent/engine/kx_util/expected_agent.h"
 #include "Common_CPP/secure_ipc/secure_ipc_client.h"
 #include "Common_CPP/util/text.h"
 #include "Common_CPP/util/trace.h"
@@ -26,29 +29,56 @@ constexpr FailureWords kConsentWords = {"Failed to send consent info", "Failed t
 
 void Fail(std::string_view line) { KxTrace(EkxTraceLevel::Error, kScope, line); }
 
-void FailForSize(const Bytes& reply) {
+void FailForSize(std::span<const unsigned char> reply) {
   KxTrace(EkxTraceLevel::Error, kScope,
           "Buffer got an incorrect message or is corrupted. Returned buffer size: ", reply.size());
 }
 
-bool Ask(const SkxAgentRequest& request, const FailureWords& words, std::span<const unsigned char> body, Bytes& reply) {
+/// What failed of a request.
+struct Step {
+  enum class Which : unsigned char { None, Open, Send, Receive };
+  Which which = Which::None;
+  bool isTurnedAway = false;
+};
+
+/// An agent that has too many of a user's requests at once turns some away: they come again, a little later each time.
+constexpr uint32_t kFirstPause = 20;  // milliseconds
+constexpr uint32_t kLastPause = 640;
+
+Step AskOnce(const SkxSecureIpcRequest& whom, CkxDeadline deadline, std::span<const unsigned char> body, Bytes& reply) {
+  using Result = EkxSecureIpcResult;
   CkxSecureIpcClient client;
-  const SkxSecureIpcRequest whom = {
-      request.serverName, request.clientName, request.requestName, request.channel, {request.image, request.signer}};
-  if (client.Open(whom, request.timeout) != EkxSecureIpcResult::Done) {
+  if (client.Open(whom, deadline.Remaining()) != Result::Done) return {Step::Which::Open, false};
+  const Result sent = client.Send(body);
+  if (sent != Result::Done) return {Step::Which::Send, sent == Result::TurnedAway};
+  const Result received = client.Receive(reply);
+  if (received != Result::Done) return {Step::Which::Receive, received == Result::TurnedAway};
+  return {};
+}
+
+bool Ask(const SkxAgentRequest& request, const FailureWords& words, std::span<const unsigned char> body, Bytes& reply) {
+  const std::shared_ptr<const SkxExpectedPeer> expected = KxAgent_Expected();
+  const SkxPipeOptions options = {expected != nullptr ? *expected : SkxExpectedPeer(), request.namesFile};
+  const SkxSecureIpcRequest whom = {request.serverName,
+                                    request.clientName,
+                                    request.requestName,
+                                    request.channel,
+                                    {request.image, request.signer},
+                                    options};
+  const CkxDeadline deadline = CkxDeadline::After(request.timeout);
+  Step failed = AskOnce(whom, deadline, body, reply);
+  for (uint32_t pause = kFirstPause; failed.isTurnedAway && pause <= kLastPause; pause *= 2) {
+    if (deadline.Remaining() <= pause) break;
+    std::this_thread::sleep_for(std::chrono::milliseconds(pause));
+    failed = AskOnce(whom, deadline, body, reply);
+  }
+  if (failed.which == Step::Which::Open) {
     KxTrace(EkxTraceLevel::Error, kScope, "Failed to initiate connection with agent to ",
             CkxTextView(request.requestName));
-    return false;
   }
-  if (client.Send(body, request.timeout) != EkxSecureIpcResult::Done) {
-    Fail(words.send);
-    return false;
-  }
-  if (client.Receive(reply, request.timeout) != EkxSecureIpcResult::Done) {
-    Fail(words.receive);
-    return false;
-  }
-  return true;
+  if (failed.which == Step::Which::Send) Fail(words.send);
+  if (failed.which == Step::Which::Receive) Fail(words.receive);
+  return failed.which == Step::Which::None;
 }
 
 SkxConsentQuestion Question(CkxTextView path, uint32_t administrator) {
@@ -71,6 +101,10 @@ std::optional<std::vector<uint32_t>> KxAgent_ApplicablePolicies(CkxTextView user
   const std::span body(reinterpret_cast<const unsigned char*>(user.c_str()), (user.size() + 1) * sizeof(WCHAR));
   Bytes reply;
   if (!Ask(request, kIdsWords, body, reply)) return std::nullopt;
+  return KxAgent_ReadApplicablePolicies(reply);
+}
+
+std::optional<std::vector<uint32_t>> KxAgent_ReadApplicablePolicies(std::span<const unsigned char> reply) {
   if (reply.empty()) {
     Fail("Failure getting applicable policies for the user - msg empty");
     return std::nullopt;
@@ -92,6 +126,10 @@ bool KxAgent_UacAction(CkxTextView path, uint32_t administrator, SvcUacActionInf
                        const SkxAgentRequest& request) {
   Bytes reply;
   if (!Ask(request, kConsentWords, BytesOf(Question(path, administrator)), reply)) return false;
+  return KxAgent_ReadUacAction(reply, action);
+}
+
+bool KxAgent_ReadUacAction(std::span<const unsigned char> reply, SvcUacActionInfo& action) {
   if (reply.size() != sizeof(action)) {
     FailForSize(reply);
     return false;
@@ -104,6 +142,10 @@ std::optional<bool> KxAgent_ShouldHookConsent(CkxTextView path, uint32_t adminis
                                               const SkxAgentRequest& request) {
   Bytes reply;
   if (!Ask(request, kConsentWords, BytesOf(Question(path, administrator)), reply)) return std::nullopt;
+  return KxAgent_ReadHookConsent(reply);
+}
+
+std::optional<bool> KxAgent_ReadHookConsent(std::span<const unsigned char> reply) {
   if (reply.size() != 1) {
     FailForSize(reply);
     return std::nullopt;

@@ -6,24 +6,29 @@
 //
 //   0: u32 nonzero for an administrator
 //   4: 300 bytes of path, terminated; all zero when it is too long
+//
+// The questions about prompts name a file, which the agent opens with the rights of who asks and no others.
 #pragma once
 
 #include <kx_util/agent_uac_action.h>
 
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "Common_CPP/util/text_view.h"
 
-/// Where a request goes, and what is expected of who answers it.
+/// Where a request goes, and as whom it is asked. What is expected of who answers is the host's to say
+/// (kx_util/expected_agent.h).
 struct SkxAgentRequest {
   const WCHAR* serverName;
   const WCHAR* clientName;
   const WCHAR* requestName;
   uint32_t channel;
-  const WCHAR* image;   ///< of the server's program; empty: not asked
+  const WCHAR* image;   ///< of the program that asks, as it says itself
   const WCHAR* signer;  ///< likewise
-  uint32_t timeout;     ///< milliseconds for each wait
+  uint32_t timeout;     ///< milliseconds for all of it
+  bool namesFile;       ///< that the agent opens as the user who asks
 };
 
 inline constexpr SkxAgentRequest kKxApplicablePoliciesRequest = {KXW("applicablePoliciesSer"),
@@ -32,21 +37,24 @@ inline constexpr SkxAgentRequest kKxApplicablePoliciesRequest = {KXW("applicable
                                                                  6,
                                                                  KXW(""),
                                                                  KXW(""),
-                                                                 30000};
+                                                                 30000,
+                                                                 false};
 inline constexpr SkxAgentRequest kKxUacActionRequest = {KXW("uacActionServ"),
                                                         KXW("uacActionCli"),
                                                         KXW("HANDLER_GET_UAC_ACTION"),
                                                         4,
                                                         KXW("System"),
                                                         KXW("Microsoft Windows"),
-                                                        10000};
+                                                        10000,
+                                                        true};
 inline constexpr SkxAgentRequest kKxHookConsentRequest = {KXW("shouldHookConsentServ"),
                                                           KXW("shouldHookConsentCli"),
                                                           KXW("HANDLER_SHOULD_HOOK_CONSENT"),
                                                           2,
                                                           KXW("System"),
                                                           KXW("Microsoft Windows"),
-                                                          10000};
+                                                          10000,
+                                                          true};
 
 #pragma pack(push, 1)
 struct SkxConsentQuestion {
@@ -65,3 +73,8 @@ bool KxAgent_UacAction(CkxTextView path, uint32_t administrator, SvcUacActionInf
                        const SkxAgentRequest& request = kKxUacActionRequest);
 std::optional<bool> KxAgent_ShouldHookConsent(CkxTextView path, uint32_t administrator,
                                               const SkxAgentRequest& request = kKxHookConsentRequest);
+
+/// What a reply says, whoever sent it. A reply that is none leaves a line in the trace, and `action` as it was.
+std::optional<std::vector<uint32_t>> KxAgent_ReadApplicablePolicies(std::span<const unsigned char> reply);
+bool KxAgent_ReadUacAction(std::span<const unsigned char> reply, SvcUacActionInfo& action);
+std::optional<bool> KxAgent_ReadHookConsent(std::span<const unsigned char> reply);

@@ -1,6 +1,7 @@
 #include "Agent/engine/kx_util/evaluation_fault.h"
 
 #include <atomic>
+#include <utility>
 
 #include "Agent/engine/kx_util/observe.h"
 
@@ -15,6 +16,7 @@ struct State {
   std::string_view line;
   uint64_t workLeft;
   EkxEvaluationFault last;  ///< of the entry before
+  const CkxCancel* cancel;
 };
 constinit thread_local State state = {};
 
@@ -65,7 +67,8 @@ EkxEvaluationFault KxFault_Current() noexcept { return state.fault; }
 
 bool KxWork_Spend(uint64_t units) noexcept {
   if (state.entries == 0) return true;  // nobody's evaluation
-  if (units <= state.workLeft) {
+  const bool isCanceled = state.cancel != nullptr && state.cancel->IsOver();
+  if (!isCanceled && units <= state.workLeft) {
     state.workLeft -= units;
     return true;
   }
@@ -73,6 +76,11 @@ bool KxWork_Spend(uint64_t units) noexcept {
   KxFault_Note(EkxEvaluationFault::WorkLimit);
   return false;
 }
+
+CkxWorkCancelScope::CkxWorkCancelScope(const CkxCancel& cancel) noexcept
+    : _before(std::exchange(state.cancel, &cancel)) {}
+
+CkxWorkCancelScope::~CkxWorkCancelScope() { state.cancel = _before; }
 
 CkxEntryScope::CkxEntryScope() noexcept {
   if (state.entries++ > 0) return;

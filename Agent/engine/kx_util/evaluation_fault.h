@@ -22,6 +22,8 @@
 #include <system_error>
 #include <utility>
 
+#include "Common_CPP/util/cancel.h"
+
 /// The first of an evaluation counts. `line` is a text that lives for ever, for whoever watches. Outside of any entry
 /// it is told at once.
 void KxFault_Note(EkxEvaluationFault fault, std::string_view line) noexcept;
@@ -36,6 +38,19 @@ inline constexpr uint64_t kWorkOfTarget = 32;
 /// Takes `units` from what the evaluation may cost. False, with the fault noted, once it is used up: the caller gives
 /// up.
 bool KxWork_Spend(uint64_t units) noexcept;
+
+/// While it lives, the evaluations of this thread are also given up, as if their budget were used up, once `cancel` is
+/// over. For whoever evaluates on behalf of somebody who waits only so long.
+class CkxWorkCancelScope {
+ public:
+  explicit CkxWorkCancelScope(const CkxCancel& cancel) noexcept;
+  ~CkxWorkCancelScope();
+  CkxWorkCancelScope(const CkxWorkCancelScope&) = delete;
+  CkxWorkCancelScope& operator=(const CkxWorkCancelScope&) = delete;
+
+ private:
+  const CkxCancel* const _before;
+};
 
 /// One entry under way on this thread. The outermost begins without a fault and with the whole budget; when it ends,
 /// whoever watches is told of the fault that was noted.
