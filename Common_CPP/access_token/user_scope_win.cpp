@@ -28,6 +28,7 @@ LocalMemory FromSddl(CkxTextView sddl) {
   PSECURITY_DESCRIPTOR descriptor = nullptr;
   if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(terminated.c_str(), SDDL_REVISION_1, &descriptor,
                                                             nullptr)) {
+    if (GetLastError() == ERROR_NOT_ENOUGH_MEMORY) throw std::bad_alloc();
     KxTrace(EkxTraceLevel::Error, "KxUserScope", "ERROR: Malformed security descriptor [", sddl,
             "] LastError=", KxLastError_Get());
     return nullptr;

@@ -1,13 +1,29 @@
 #include "Common_CPP/file/machine_facts.h"
 
+#include <new>
+
+#include "Common_CPP/thread/thread_slot.h"
+
 namespace {
 
-thread_local const IkxMachineFacts* t_facts = nullptr;  // the innermost scope's; null: the system's own
+/// The innermost scope's facts of this thread; null: the system's own.
+CkxThreadSlot& Slot() {
+  static CkxThreadSlot slot;
+  return slot;
+}
+
+const IkxMachineFacts* Current() { return static_cast<const IkxMachineFacts*>(Slot().Get()); }
+bool SetCurrent(const IkxMachineFacts* facts) { return Slot().Set(const_cast<IkxMachineFacts*>(facts)); }
 
 }  // namespace
 
-const IkxMachineFacts& KxMachine_Facts() { return t_facts != nullptr ? *t_facts : KxMachine_SystemFacts(); }
+const IkxMachineFacts& KxMachine_Facts() {
+  const IkxMachineFacts* const facts = Current();
+  return facts != nullptr ? *facts : KxMachine_SystemFacts();
+}
 
-CkxMachineFactsScope::CkxMachineFactsScope(const IkxMachineFacts& facts) : _previous(t_facts) { t_facts = &facts; }
+CkxMachineFactsScope::CkxMachineFactsScope(const IkxMachineFacts& facts) : _previous(Current()) {
+  if (!SetCurrent(&facts)) throw std::bad_alloc();  // judged by this machine instead, the answers would be others
+}
 
-CkxMachineFactsScope::~CkxMachineFactsScope() { t_facts = _previous; }
+CkxMachineFactsScope::~CkxMachineFactsScope() { SetCurrent(_previous); }

@@ -24,8 +24,8 @@ DWORD WINAPI Run(void* parameter) {
 
 class CkxModuleThread : public CkxLibraryThread {
  public:
-  CkxModuleThread(CkxHandle thread, std::shared_ptr<const CkxHandle> ended)
-      : _thread(std::move(thread)), _ended(std::move(ended)) {}
+  explicit CkxModuleThread(std::shared_ptr<const CkxHandle> ended) : _ended(std::move(ended)) {}
+  void SetThread(CkxHandle thread) { _thread = std::move(thread); }
 
   void Wait() const override { WaitFor(INFINITE); }
   bool HasEnded() const override { return WaitFor(0) != WAIT_TIMEOUT; }
@@ -38,7 +38,7 @@ class CkxModuleThread : public CkxLibraryThread {
     return WaitForMultipleObjects(2, handles, FALSE, milliseconds);
   }
 
-  const CkxHandle _thread;
+  CkxHandle _thread;
   const std::shared_ptr<const CkxHandle> _ended;
 };
 
@@ -46,6 +46,7 @@ class CkxModuleThread : public CkxLibraryThread {
 
 std::shared_ptr<CkxLibraryThread> CkxLibraryThread::Start(std::function<void()> body) {
   auto ended = std::make_shared<const CkxHandle>(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  auto started = std::make_shared<CkxModuleThread>(ended);  // nothing may fail once the thread runs
   auto launch = std::make_unique<Launch>(Launch{std::move(body), ended, nullptr});
   if (!*ended || !GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<const WCHAR*>(&Run),
                                      &launch->module)) {
@@ -59,5 +60,6 @@ std::shared_ptr<CkxLibraryThread> CkxLibraryThread::Start(std::function<void()> 
     return nullptr;
   }
   static_cast<void>(launch.release());  // the thread's own now
-  return std::make_shared<CkxModuleThread>(std::move(thread), std::move(ended));
+  started->SetThread(std::move(thread));
+  return started;
 }

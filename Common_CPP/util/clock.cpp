@@ -1,7 +1,8 @@
 #include "Common_CPP/util/clock.h"
 
 #include <chrono>
-#include <utility>
+
+#include "Common_CPP/thread/thread_slot.h"
 
 namespace {
 
@@ -10,11 +11,21 @@ int64_t SteadyMicroseconds() {
   return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
 }
 
-thread_local KxMicrosecondClock current = SteadyMicroseconds;
+/// The thread's clock of a scope; null: the steady one.
+CkxThreadSlot& Slot() {
+  static CkxThreadSlot slot;
+  return slot;
+}
+
+KxMicrosecondClock Current() { return reinterpret_cast<KxMicrosecondClock>(Slot().Get()); }
+void SetCurrent(KxMicrosecondClock clock) { Slot().Set(reinterpret_cast<void*>(clock)); }
 
 }  // namespace
 
-int64_t KxClock_Microseconds() { return current(); }
+int64_t KxClock_Microseconds() {
+  const KxMicrosecondClock clock = Current();
+  return clock != nullptr ? clock() : SteadyMicroseconds();
+}
 
-CkxClockScope::CkxClockScope(KxMicrosecondClock clock) : _previous(std::exchange(current, clock)) {}
-CkxClockScope::~CkxClockScope() { current = _previous; }
+CkxClockScope::CkxClockScope(KxMicrosecondClock clock) : _previous(Current()) { SetCurrent(clock); }
+CkxClockScope::~CkxClockScope() { SetCurrent(_previous); }

@@ -24,6 +24,7 @@ using KxPoliciesUpdatedCallback = void (*)(void* context);
 
 class KX_UTIL_API CkxUpdatePoliciesNotifyer {
  public:
+  /// Made without memory it never starts.
   CkxUpdatePoliciesNotifyer();
 
   /// Another source of notices than the service's event, for tests.
@@ -51,6 +52,8 @@ class KX_UTIL_API CkxUpdatePoliciesNotifyer {
   void RemoveSubscriber(KxPoliciesUpdatedCallback callback, void* context);
 
  private:
+  bool _Start();
+
   struct State;
   const std::unique_ptr<State> _state;
 };

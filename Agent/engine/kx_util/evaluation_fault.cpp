@@ -1,24 +1,31 @@
 #include "Agent/engine/kx_util/evaluation_fault.h"
 
 #include <atomic>
-#include <utility>
 
 #include "Agent/engine/kx_util/observe.h"
+#include "Common_CPP/thread/thread_slot.h"
 
 namespace {
 
 std::atomic<uint64_t> workLimit{kKxDefaultWorkLimit};
 
-/// Of this thread. Without a destructor: a thread that ends may still be in an entry of its own destructors.
-struct State {
-  unsigned entries;
-  EkxEvaluationFault fault;
-  std::string_view line;
-  uint64_t workLeft;
-  EkxEvaluationFault last;  ///< of the entry before
-  const CkxCancel* cancel;
-};
-constinit thread_local State state = {};
+// What a thread remembers: the outermost entry under way, the fault of the one before, and who may end its work.
+
+CkxThreadSlot& OutermostSlot() {
+  static CkxThreadSlot slot;
+  return slot;
+}
+CkxThreadSlot& LastFaultSlot() {
+  static CkxThreadSlot slot;
+  return slot;
+}
+CkxThreadSlot& CancelSlot() {
+  static CkxThreadSlot slot;
+  return slot;
+}
+
+CkxEntryScope* Outermost() { return static_cast<CkxEntryScope*>(OutermostSlot().Get()); }
+const CkxCancel* Cancel() { return static_cast<const CkxCancel*>(CancelSlot().Get()); }
 
 void Tell(std::string_view line) noexcept {
   try {
@@ -52,45 +59,54 @@ std::string_view KxUtil_FaultText(EkxEvaluationFault fault) noexcept {
 
 void KxUtil_SetWorkLimit(uint64_t units) noexcept { workLimit.store(units, std::memory_order_relaxed); }
 uint64_t KxUtil_WorkLimit() noexcept { return workLimit.load(std::memory_order_relaxed); }
-EkxEvaluationFault KxUtil_LastFault() noexcept { return state.last; }
+EkxEvaluationFault KxUtil_LastFault() noexcept {
+  return static_cast<EkxEvaluationFault>(reinterpret_cast<uintptr_t>(LastFaultSlot().Get()));
+}
 
 void KxFault_Note(EkxEvaluationFault fault, std::string_view line) noexcept {
   const CkxEntryScope scope;
-  if (state.fault != EkxEvaluationFault::None) return;
-  state.fault = fault;
-  state.line = line;
+  CkxEntryScope* const outermost = Outermost();
+  if (outermost == nullptr || outermost->_fault != EkxEvaluationFault::None) return;
+  outermost->_fault = fault;
+  outermost->_line = line;
 }
 
 void KxFault_Note(EkxEvaluationFault fault) noexcept { KxFault_Note(fault, KxUtil_FaultText(fault)); }
 
-EkxEvaluationFault KxFault_Current() noexcept { return state.fault; }
+EkxEvaluationFault KxFault_Current() noexcept {
+  const CkxEntryScope* const outermost = Outermost();
+  return outermost != nullptr ? outermost->_fault : EkxEvaluationFault::None;
+}
 
 bool KxWork_Spend(uint64_t units) noexcept {
-  if (state.entries == 0) return true;  // nobody's evaluation
-  const bool isCanceled = state.cancel != nullptr && state.cancel->IsOver();
-  if (!isCanceled && units <= state.workLeft) {
-    state.workLeft -= units;
+  CkxEntryScope* const outermost = Outermost();
+  if (outermost == nullptr) return true;  // nobody's evaluation
+  const CkxCancel* const cancel = Cancel();
+  const bool isCanceled = cancel != nullptr && cancel->IsOver();
+  if (!isCanceled && units <= outermost->_workLeft) {
+    outermost->_workLeft -= units;
     return true;
   }
-  state.workLeft = 0;
+  outermost->_workLeft = 0;
   KxFault_Note(EkxEvaluationFault::WorkLimit);
   return false;
 }
 
-CkxWorkCancelScope::CkxWorkCancelScope(const CkxCancel& cancel) noexcept
-    : _before(std::exchange(state.cancel, &cancel)) {}
+CkxWorkCancelScope::CkxWorkCancelScope(const CkxCancel& cancel) noexcept : _before(Cancel()) {
+  CancelSlot().Set(const_cast<CkxCancel*>(&cancel));
+}
 
-CkxWorkCancelScope::~CkxWorkCancelScope() { state.cancel = _before; }
+CkxWorkCancelScope::~CkxWorkCancelScope() { CancelSlot().Set(const_cast<CkxCancel*>(_before)); }
 
-CkxEntryScope::CkxEntryScope() noexcept {
-  if (state.entries++ > 0) return;
-  state.fault = EkxEvaluationFault::None;
-  state.line = {};
-  state.workLeft = KxUtil_WorkLimit();
+CkxEntryScope::CkxEntryScope() noexcept : _isOutermost(Outermost() == nullptr) {
+  if (!_isOutermost) return;
+  _workLeft = KxUtil_WorkLimit();
+  _isOpen = OutermostSlot().Set(this);
 }
 
 CkxEntryScope::~CkxEntryScope() {
-  if (--state.entries > 0) return;
-  state.last = state.fault;
-  if (state.fault != EkxEvaluationFault::None) Tell(state.line);
+  if (!_isOutermost) return;
+  OutermostSlot().Set(nullptr);
+  LastFaultSlot().Set(reinterpret_cast<void*>(uintptr_t{static_cast<unsigned char>(_fault)}));
+  if (_fault != EkxEvaluationFault::None) Tell(_line);
 }

@@ -60,11 +60,27 @@ class CkxEntryScope {
   ~CkxEntryScope();
   CkxEntryScope(const CkxEntryScope&) = delete;
   CkxEntryScope& operator=(const CkxEntryScope&) = delete;
+
+  /// False where the system has no memory to remember the entry by: nothing is asked then.
+  bool IsOpen() const { return _isOpen; }
+
+ private:
+  friend void KxFault_Note(EkxEvaluationFault fault, std::string_view line) noexcept;
+  friend EkxEvaluationFault KxFault_Current() noexcept;
+  friend bool KxWork_Spend(uint64_t units) noexcept;
+
+  // Of the outermost.
+  bool _isOutermost;
+  bool _isOpen = true;
+  EkxEvaluationFault _fault = EkxEvaluationFault::None;
+  std::string_view _line;
+  uint64_t _workLeft = 0;
 };
 
 template <class Result, class Function>
 Result KxEntry(Result onFault, Function&& function) noexcept {
   const CkxEntryScope scope;
+  if (!scope.IsOpen()) return onFault;
   try {
     Result result = std::forward<Function>(function)();
     if (KxFault_Current() == EkxEvaluationFault::None) return result;

@@ -1,24 +1,33 @@
 #include <kx_util/evaluation_observer.h>
 
-#include <utility>
-
 #include "Agent/engine/kx_util/observe.h"
+#include "Common_CPP/thread/thread_slot.h"
 
 namespace {
 
-thread_local IkxEvaluationObserver* current = nullptr;
-thread_local IkxEvaluationObserver* steps = nullptr;  // the same, or null when it does not want every step
+CkxThreadSlot& Slot() {
+  static CkxThreadSlot slot;
+  return slot;
+}
+
+/// The same observer, or null when it does not want every step.
+CkxThreadSlot& StepsSlot() {
+  static CkxThreadSlot slot;
+  return slot;
+}
 
 /// Returns the one before.
 IkxEvaluationObserver* Install(IkxEvaluationObserver* observer) {
-  steps = observer != nullptr && observer->WantsSteps() ? observer : nullptr;
-  return std::exchange(current, observer);
+  IkxEvaluationObserver* const previous = KxObserve_Current();
+  StepsSlot().Set(observer != nullptr && observer->WantsSteps() ? observer : nullptr);
+  Slot().Set(observer);
+  return previous;
 }
 
 }  // namespace
 
-IkxEvaluationObserver* KxObserve_Current() { return current; }
-IkxEvaluationObserver* KxObserve_Steps() { return steps; }
+IkxEvaluationObserver* KxObserve_Current() { return static_cast<IkxEvaluationObserver*>(Slot().Get()); }
+IkxEvaluationObserver* KxObserve_Steps() { return static_cast<IkxEvaluationObserver*>(StepsSlot().Get()); }
 
 CkxObservePause::CkxObservePause() : _previous(Install(nullptr)) {}
 CkxObservePause::~CkxObservePause() { Install(_previous); }

@@ -5,6 +5,7 @@
 
 #include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Agent/engine/kx_util/section_records.h"
+#include "Common_CPP/thread/thread_slot.h"
 #include "Common_CPP/util/trace.h"
 
 namespace {
@@ -18,7 +19,12 @@ uint64_t Question(const CkxTargetInfo& target, unsigned depth) {
   return target.Identity() << 4 | depth;
 }
 
-thread_local CkxFoundGroups* current = nullptr;
+/// The innermost scope's groups of this thread.
+CkxThreadSlot& Slot() {
+  static CkxThreadSlot slot;
+  return slot;
+}
+CkxFoundGroups* InForce() { return static_cast<CkxFoundGroups*>(Slot().Get()); }
 
 }  // namespace
 
@@ -34,21 +40,21 @@ class CkxFoundGroups::Level {
   CkxFoundGroups& _groups;
 };
 
-CkxFoundGroups::Scope::Scope() : _previous(current) {
+CkxFoundGroups::Scope::Scope() : _previous(InForce()) {
   const IkxPolicySource& source = KxPolicySource_Current();
-  if (current != nullptr && &current->_source == &source) return;
+  if (_previous != nullptr && &_previous->_source == &source) return;
   _own.reset(new CkxFoundGroups(source));
-  current = _own.get();
+  if (!Slot().Set(_own.get())) throw std::bad_alloc();
 }
 
-CkxFoundGroups::Scope::~Scope() { current = _previous; }
+CkxFoundGroups::Scope::~Scope() { Slot().Set(_previous); }
 
-CkxFoundGroups& CkxFoundGroups::Current() { return *current; }
+CkxFoundGroups& CkxFoundGroups::Current() { return *InForce(); }
 
 /// Ids are made at random, or by somebody who would like all of them in one bucket: so every byte counts, in a manner
 /// that differs from run to run.
 size_t CkxFoundGroups::SkxGuidHash::operator()(const GUID& id) const {
-  static const auto secret = reinterpret_cast<uintptr_t>(&current) | 1;
+  static const auto secret = reinterpret_cast<uintptr_t>(&Slot()) | 1;
   uint64_t halves[2];
   std::memcpy(halves, &id, sizeof(halves));
   uint64_t hash = (halves[0] ^ secret) * 0x9E3779B97F4A7C15;

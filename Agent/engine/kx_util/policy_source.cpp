@@ -1,20 +1,35 @@
 #include <kx_util/policy_source.h>
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "Agent/engine/kx_util/live_policy_source.h"
+#include "Common_CPP/thread/thread_slot.h"
 
 namespace {
-thread_local const IkxPolicySource* current = nullptr;
+
+/// The innermost scope's source of this thread; null: the live one.
+CkxThreadSlot& Slot() {
+  static CkxThreadSlot slot;
+  return slot;
 }
 
-const IkxPolicySource& KxPolicySource_Current() { return current != nullptr ? *current : KxPolicySource_Live(); }
+const IkxPolicySource* Current() { return static_cast<const IkxPolicySource*>(Slot().Get()); }
+bool SetCurrent(const IkxPolicySource* source) { return Slot().Set(const_cast<IkxPolicySource*>(source)); }
 
-CkxPolicySourceScope::CkxPolicySourceScope(const IkxPolicySource& source)
-    : _previous(std::exchange(current, &source)) {}
+}  // namespace
 
-CkxPolicySourceScope::~CkxPolicySourceScope() { current = _previous; }
+const IkxPolicySource& KxPolicySource_Current() {
+  const IkxPolicySource* const source = Current();
+  return source != nullptr ? *source : KxPolicySource_Live();
+}
+
+CkxPolicySourceScope::CkxPolicySourceScope(const IkxPolicySource& source) : _previous(Current()) {
+  if (!SetCurrent(&source)) throw std::bad_alloc();  // another source would answer
+}
+
+CkxPolicySourceScope::~CkxPolicySourceScope() { SetCurrent(_previous); }
 
 CkxApplicablePolicies CkxApplicablePolicies::All() {
   CkxApplicablePolicies all;

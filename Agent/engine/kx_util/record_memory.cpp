@@ -1,11 +1,17 @@
 #include "Agent/engine/kx_util/record_memory.h"
 
 #include <new>
-#include <utility>
+
+#include "Common_CPP/thread/thread_slot.h"
 
 namespace {
 
-thread_local CkxRecordArena* current = nullptr;
+/// The innermost scope's arena of this thread; null: the heap.
+CkxThreadSlot& Slot() {
+  static CkxThreadSlot slot;
+  return slot;
+}
+CkxRecordArena* Current() { return static_cast<CkxRecordArena*>(Slot().Get()); }
 
 /// Stands before every piece.
 struct alignas(std::max_align_t) Prefix {
@@ -19,7 +25,7 @@ constexpr size_t RoundedUp(size_t bytes) { return (bytes + alignof(Prefix) - 1) 
 void* KxRecord_Allocate(size_t bytes) noexcept {
   if (bytes > SIZE_MAX / 2) return KxRecord_NotNull<void>(nullptr);
   const size_t whole = sizeof(Prefix) + RoundedUp(bytes);
-  CkxRecordArena* arena = current;
+  CkxRecordArena* arena = Current();
   void* place = arena != nullptr ? arena->Take(whole) : nullptr;
   if (place == nullptr) {
     arena = nullptr;
@@ -45,5 +51,5 @@ void* CkxRecordArena::Take(size_t bytes) noexcept {
   return place;
 }
 
-CkxRecordArena::Scope::Scope(CkxRecordArena& arena) : _previous(std::exchange(current, &arena)) {}
-CkxRecordArena::Scope::~Scope() { current = _previous; }
+CkxRecordArena::Scope::Scope(CkxRecordArena& arena) : _previous(Current()) { Slot().Set(&arena); }
+CkxRecordArena::Scope::~Scope() { Slot().Set(_previous); }

@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Agent/engine/kx_util/live_policy_source.h"
 #include "Agent/engine/kx_util/tools_folder.h"
 #include "Common_CPP/notice/named_notice.h"
@@ -53,11 +54,12 @@ class Subscribers {
   /// Everyone who is there now, as long as they still are when it is their turn.
   void Tell(const std::atomic<bool>& stopped) {
     std::unique_lock lock(_mutex);
-    const std::vector<Subscriber> all = _subscribers;
-    for (const Subscriber& subscriber : all) {
-      if (stopped) break;
-      const auto same = [&](const Subscriber& other) { return other.id == subscriber.id; };
-      if (std::ranges::none_of(_subscribers, same)) continue;
+    const uint64_t newest = _lastId;
+    uint64_t told = 0;
+    for (const Subscriber* next = Behind(told); next != nullptr && next->id <= newest && !stopped;
+         next = Behind(told)) {
+      const Subscriber subscriber = *next;
+      told = subscriber.id;
       _current = subscriber;
       _caller = std::this_thread::get_id();
       lock.unlock();
@@ -69,6 +71,12 @@ class Subscribers {
   }
 
  private:
+  /// The first subscriber that came after the one with that id; they are in the order in which they came.
+  const Subscriber* Behind(uint64_t id) const {
+    const auto next = std::ranges::find_if(_subscribers, [&](const Subscriber& other) { return other.id > id; });
+    return next != _subscribers.end() ? &*next : nullptr;
+  }
+
   bool CallsOnThisThread() const { return _current && _caller == std::this_thread::get_id(); }
 
   mutable std::mutex _mutex;
@@ -124,7 +132,9 @@ struct CkxUpdatePoliciesNotifyer::State {
 CkxUpdatePoliciesNotifyer::CkxUpdatePoliciesNotifyer()
     : CkxUpdatePoliciesNotifyer([] { return KxNotice_OpenWaiter(kKxPoliciesUpdatedEvent); }) {}
 
-CkxUpdatePoliciesNotifyer::CkxUpdatePoliciesNotifyer(KxOpenWaiter open) : _state(std::make_unique<State>()) {
+CkxUpdatePoliciesNotifyer::CkxUpdatePoliciesNotifyer(KxOpenWaiter open)
+    : _state(KxEntry(std::unique_ptr<State>(), [] { return std::make_unique<State>(); })) {
+  if (_state == nullptr) return;
   _state->open = std::move(open);
   AddSubscriber([](void* /*context*/) { CkxToolsFolderCache::Instance().Drop(); }, nullptr);
 }
@@ -132,6 +142,11 @@ CkxUpdatePoliciesNotifyer::CkxUpdatePoliciesNotifyer(KxOpenWaiter open) : _state
 CkxUpdatePoliciesNotifyer::~CkxUpdatePoliciesNotifyer() { Stop(); }
 
 bool CkxUpdatePoliciesNotifyer::Start() {
+  return KxEntry(false, [&] { return _Start(); });
+}
+
+bool CkxUpdatePoliciesNotifyer::_Start() {
+  if (_state == nullptr) return false;
   const std::lock_guard lock(_state->mutex);
   const std::shared_ptr<Run> previous = _state->run;
   if (previous != nullptr && !previous->stopped) return true;
@@ -150,7 +165,7 @@ bool CkxUpdatePoliciesNotifyer::Start() {
 }
 
 void CkxUpdatePoliciesNotifyer::Stop() {
-  const std::shared_ptr<Run> run = _state->CurrentRun();
+  const std::shared_ptr<Run> run = _state != nullptr ? _state->CurrentRun() : nullptr;
   // Asked first: at the end of a process the thread may have been ended with a lock in its hands.
   if (run == nullptr || run->thread->HasEnded()) return;
   run->stopped = true;
@@ -159,14 +174,15 @@ void CkxUpdatePoliciesNotifyer::Stop() {
 }
 
 bool CkxUpdatePoliciesNotifyer::IsRunning() const {
-  const std::shared_ptr<Run> run = _state->CurrentRun();
+  const std::shared_ptr<Run> run = _state != nullptr ? _state->CurrentRun() : nullptr;
   return run != nullptr && !run->stopped && !run->thread->HasEnded();
 }
 
 void CkxUpdatePoliciesNotifyer::AddSubscriber(KxPoliciesUpdatedCallback callback, void* context) {
-  if (callback != nullptr) _state->subscribers->Add(callback, context);
+  if (callback == nullptr || _state == nullptr) return;
+  KxEntry([&] { _state->subscribers->Add(callback, context); });
 }
 
 void CkxUpdatePoliciesNotifyer::RemoveSubscriber(KxPoliciesUpdatedCallback callback, void* context) {
-  _state->subscribers->Remove(callback, context);
+  if (_state != nullptr) _state->subscribers->Remove(callback, context);
 }
