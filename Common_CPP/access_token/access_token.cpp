@@ -1,25 +1,24 @@
 #include "Common_CPP/access_token/access_token.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "Common_CPP/access_token/native_token.h"
 
 namespace {
 
 constexpr unsigned kMarkShift = 62;
-constexpr uintptr_t kMark = 1;
-static_assert(sizeof(void*) == 8, "an address has no use for its two highest bits");
+constexpr uint64_t kMark = 1;
+static_assert(sizeof(void*) == sizeof(kMark), "an address has no use for its two highest bits");
 
 }  // namespace
 
-void* CkxAccessToken::Handle() {
-  return reinterpret_cast<void*>(reinterpret_cast<uintptr_t>(this) | kMark << kMarkShift);
-}
+void* CkxAccessToken::Handle() { return std::bit_cast<void*>(std::bit_cast<uint64_t>(this) | kMark << kMarkShift); }
 
 const CkxAccessToken* CkxAccessToken::FromHandle(void* token) {
-  const auto value = reinterpret_cast<uintptr_t>(token);
+  const auto value = std::bit_cast<uint64_t>(token);
   if (value >> kMarkShift != kMark) return nullptr;
-  return reinterpret_cast<const CkxAccessToken*>(value & ~(kMark << kMarkShift));
+  return std::bit_cast<const CkxAccessToken*>(value & ~(kMark << kMarkShift));
 }
 
 std::optional<CkxSid> KxToken_User(void* token) {
