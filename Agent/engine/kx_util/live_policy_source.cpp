@@ -37,17 +37,7 @@ class CkxPolicyIndex {
  public:
   EkxSectionState Open(CkxTextView name) { return OpenOrTrace(_view, name); }
 
-  KxWString NameOf(EkxPolicySection which) const {
-    constexpr size_t kSlotBytes = kKxIndexSlotUnits * sizeof(WCHAR);
-    const size_t slot = static_cast<size_t>(which) * kSlotBytes;
-    if (_view.Bytes().size() < slot + kSlotBytes) return {};
-
-    // Only read, although the standard library's type takes what can be written too.
-    auto* const words = reinterpret_cast<uint64_t*>(const_cast<unsigned char*>(_view.Bytes().data() + slot));
-    std::array<uint64_t, kSlotBytes / sizeof(uint64_t)> copy;
-    for (size_t i = 0; i < copy.size(); ++i) copy[i] = std::atomic_ref(words[i]).load(std::memory_order_acquire);
-    return CkxTextView::FromBytes(copy.data(), kSlotBytes).ToString();
-  }
+  KxWString NameOf(EkxPolicySection which) const { return KxPolicyIndex_NameIn(_view.Bytes(), which); }
 
  private:
   CkxSharedMemoryView _view;
@@ -184,6 +174,18 @@ class CkxLivePolicySource : public IkxPolicySource {
 };
 
 }  // namespace
+
+KxWString KxPolicyIndex_NameIn(std::span<const unsigned char> index, EkxPolicySection which) {
+  constexpr size_t kSlotBytes = kKxIndexSlotUnits * sizeof(WCHAR);
+  const size_t slot = static_cast<size_t>(which) * kSlotBytes;
+  if (index.size() < slot + kSlotBytes) return {};
+
+  // Only read, although the standard library's type takes what can be written too.
+  auto* const words = reinterpret_cast<uint64_t*>(const_cast<unsigned char*>(index.data() + slot));
+  std::array<uint64_t, kSlotBytes / sizeof(uint64_t)> copy;
+  for (size_t i = 0; i < copy.size(); ++i) copy[i] = std::atomic_ref(words[i]).load(std::memory_order_acquire);
+  return CkxTextView::FromBytes(copy.data(), kSlotBytes).ToString();
+}
 
 KxWString KxPolicyIndex_SectionName(CkxTextView index, EkxPolicySection which) {
   CkxPolicyIndex opened;

@@ -17,6 +17,10 @@ extern const WCHAR* const kKxPoliciesUpdatedEvent;
 /// Units in each of the index section's slots, terminator included.
 inline constexpr size_t kKxIndexSlotUnits = 64;
 
+/// The name in the slot of `which` of an index section's bytes, which lie at a multiple of eight; empty when nothing is
+/// published there, or when the bytes end before the slot does.
+KxWString KxPolicyIndex_NameIn(std::span<const unsigned char> index, EkxPolicySection which);
+
 /// What the index section `index` has in the slot of `which`; empty when nothing is published there. Read in whole
 /// words of eight bytes, from the slot's first: a publisher that rewrites the slot in that manner is never read half
 /// way.
