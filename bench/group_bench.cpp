@@ -95,9 +95,8 @@ void WalkOverGroups(benchmark::State& state, SkxPublication (*make)()) {
       child->SetParent(std::move(chain));
       chain = std::move(child);
     }
-    best = std::min(best, KxBench_NanosecondsOf([&] {
-                      CkxSharedPoliciesData::GetTargetPolicyAction(*chain, info, outcome);
-                    }));
+    best = std::min(
+        best, KxBench_NanosecondsOf([&] { CkxSharedPoliciesData::GetTargetPolicyAction(*chain, info, outcome); }));
     if (outcome != EkxEvaluationOutcome::NoPolicyApplies) state.SkipWithError("not answered, or matched");
   }
   const double plain = KxBench_PlainReadNanoseconds(*image.policies) + KxBench_PlainReadNanoseconds(*image.appGroups);

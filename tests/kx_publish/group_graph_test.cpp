@@ -54,9 +54,8 @@ bool ParentFits(const Graph& graph, const Target& target, std::string_view chain
 std::optional<bool> Matches(const Graph& graph, int group, std::string_view chain, unsigned depth) {
   if (depth == kMaxDepth) return std::nullopt;
   for (const Target& target : graph[static_cast<size_t>(group)]) {
-    const bool match = target.link != kNone
-                           ? Matches(graph, target.link, chain, depth + 1) == true
-                           : target.program == chain[0] && ParentFits(graph, target, chain, depth + 1);
+    const bool match = target.link != kNone ? Matches(graph, target.link, chain, depth + 1) == true
+                                            : target.program == chain[0] && ParentFits(graph, target, chain, depth + 1);
     if (match) return true;
   }
   return false;

@@ -25,9 +25,7 @@ KxBytes Policy(uint32_t id, uint32_t action, const CkxRecordBytes& target = App(
   return NamedPolicy(action, id, true).U32(0).U8(1).Append(List({target})).Bytes();
 }
 
-CkxRecordBytes LinkToGroup9() {
-  return CkxRecordBytes().U32(0x22232427).SizeHere().Id(3).U32(2).Id(9);
-}
+CkxRecordBytes LinkToGroup9() { return CkxRecordBytes().U32(0x22232427).SizeHere().Id(3).U32(2).Id(9); }
 
 /// A source that is asked while a publisher and an agent go on with their work.
 class LiveSource : public IkxPolicySource {

@@ -83,9 +83,8 @@ std::string ReadFile(const char* path) {
 
 const CkxImageSource& Workstation() {
   static const CkxImageSource* const source = [] {
-    const SkxDocumentText documents[] = {
-        {"policies", ReadFile("examples/workstation/policies.jsonc")},
-        {"upkeep", ReadFile("examples/workstation/upkeep.jsonc")}};
+    const SkxDocumentText documents[] = {{"policies", ReadFile("examples/workstation/policies.jsonc")},
+                                         {"upkeep", ReadFile("examples/workstation/upkeep.jsonc")}};
     SkxPublication publication;
     SkxDocumentError error;
     EXPECT_TRUE(KxPolicyDocument_Read(documents, publication, error)) << error.Text();
@@ -184,7 +183,8 @@ TEST(NoMemory, QuestionsAboutPolicies) {
       {"GetCommonDialog",
        [](Target target) {
          CkxShBufCustGuiDialog* dialog = nullptr;
-         if (!Data::GetCommonDialog(EkxAlertTrigger::ReplaceUacOfAdministrator, dialog, target.UserToken())) return false;
+         if (!Data::GetCommonDialog(EkxAlertTrigger::ReplaceUacOfAdministrator, dialog, target.UserToken()))
+           return false;
          dialog->Release();
          return true;
        }},
@@ -245,8 +245,7 @@ TEST(NoMemory, LookUpsAndDebugTexts) {
   }
   Sweep("applicable policies", [](Trial& trial) {
     std::vector<int> some = {7};
-    const bool told =
-        trial.During([&] { return CkxSharedPoliciesData::GetPoliciesApplicableForUser(nullptr, some); });
+    const bool told = trial.During([&] { return CkxSharedPoliciesData::GetPoliciesApplicableForUser(nullptr, some); });
     EXPECT_TRUE(told || some.size() == 1) << "half an answer";
     return YesOrNothing(told);
   });
@@ -265,7 +264,8 @@ TEST(NoMemory, Matchers) {
       {"contains", [&] { return KxUtil_MatchStr(KXW("aA"), longText, false, EkxStrCompareAs::StrContains); }},
       {"wildcard", [&] { return KxUtil_MatchStr(KXW("*a*a?a"), longText, false, EkxStrCompareAs::StrWildcard); }},
       {"expression", [&] { return KxUtil_MatchStr(KXW("(a|b)*a\\h+"), longText, false, EkxStrCompareAs::StrRegExp); }},
-      {"back-reference", [&] { return KxUtil_MatchStr(KXW("{a}b*\\0a+"), longText, true, EkxStrCompareAs::StrRegExp); }},
+      {"back-reference",
+       [&] { return KxUtil_MatchStr(KXW("{a}b*\\0a+"), longText, true, EkxStrCompareAs::StrRegExp); }},
       {"valid expression", [] { return KxUtil_IsValidRegExp(KXW("<{.*?}>[a-z]*(b|c)"), false); }},
       {"arguments as a list",
        [&] { return KxUtil_MatchCmdLineArguments(arguments, line, path, true, EkxStrCompareAs::StrEquals); }},
@@ -273,11 +273,13 @@ TEST(NoMemory, Matchers) {
        [&] { return KxUtil_MatchCmdLineArguments(KXW("/first*"), line, path, false, EkxStrCompareAs::StrWildcard); }},
       {"location",
        [&] {
-         return KxUtil_MatchFileLocation(CkxSimplePathProvider(path.c_str()), KXW("ANY"), KXW("C:\\Program Files"), true);
+         return KxUtil_MatchFileLocation(CkxSimplePathProvider(path.c_str()), KXW("ANY"), KXW("C:\\Program Files"),
+                                         true);
        }},
       {"location by wildcard",
        [&] {
-         return KxUtil_MatchFileLocation(CkxSimplePathProvider(path.c_str()), nullptr, KXW("C:\\Prog*\\*Vendor*\\*"), true);
+         return KxUtil_MatchFileLocation(CkxSimplePathProvider(path.c_str()), nullptr, KXW("C:\\Prog*\\*Vendor*\\*"),
+                                         true);
        }},
       {"file name",
        [&] {

@@ -34,7 +34,6 @@ std::span<const uint32_t> CkxShBufTargetAdminTask::GetKxToolsFolderItemIds() con
 const WCHAR* CkxShBufTargetAdminTask::TaskName() const { return _task != nullptr ? _task->Name() : KXW("Unknown"); }
 
 void CkxShBufTargetAdminTask::AppendDebugMsg(CkxUtilStr& text) const {
-  KxDebugText_Append(text, [&] {
-    KxText_AppendFormat(text, KXW("\r\n  Target: AdminTask %d (%s).\r\n"), _taskId, TaskName());
-  });
+  KxDebugText_Append(
+      text, [&] { KxText_AppendFormat(text, KXW("\r\n  Target: AdminTask %d (%s).\r\n"), _taskId, TaskName()); });
 }

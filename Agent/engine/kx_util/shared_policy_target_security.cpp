@@ -35,8 +35,8 @@ bool CkxShBufTargetFSEntry::FromBuffer(const unsigned char*& cursor, unsigned lo
 
 void CkxShBufTargetFSEntry::AppendDebugMsg(CkxUtilStr& text) const {
   KxDebugText_Append(text, [&] {
-    KxText_AppendFormat(text, KXW("\r\n  Target: %s: AccessMask=0x%.8X [%s]\r\n"), IsFolder() ? KXW("DIR") : KXW("FILE"),
-                        AccessMask(), _path.Path());
+    KxText_AppendFormat(text, KXW("\r\n  Target: %s: AccessMask=0x%.8X [%s]\r\n"),
+                        IsFolder() ? KXW("DIR") : KXW("FILE"), AccessMask(), _path.Path());
   });
 }
 
@@ -48,8 +48,8 @@ bool CkxShBufTargetRegKey::FromBuffer(const unsigned char*& cursor, unsigned lon
 
 void CkxShBufTargetRegKey::AppendDebugMsg(CkxUtilStr& text) const {
   KxDebugText_Append(text, [&] {
-    KxText_AppendFormat(text, KXW("\r\n  Target: REGKEY: AccessMask=0x%.8X [%s\\%s]\r\n"), AccessMask(), RootName(_root),
-                        KeyPath());
+    KxText_AppendFormat(text, KXW("\r\n  Target: REGKEY: AccessMask=0x%.8X [%s\\%s]\r\n"), AccessMask(),
+                        RootName(_root), KeyPath());
   });
 }
 

@@ -75,7 +75,5 @@ bool CkxShBufTargetUrl::MatchTarget(const CkxTargetInfo& target) const {
 }
 
 void CkxShBufTargetUrl::AppendDebugMsg(CkxUtilStr& text) const {
-  KxDebugText_Append(text, [&] {
-    KxText_AppendFormat(text, KXW("\r\n  Target: URL: %s\r\n"), _url.Pattern());
-  });
+  KxDebugText_Append(text, [&] { KxText_AppendFormat(text, KXW("\r\n  Target: URL: %s\r\n"), _url.Pattern()); });
 }

@@ -112,8 +112,8 @@ void CkxShBufPolicyWithTargets::_AppendDebugMsg(CkxUtilStr& text) const {
   KxDebugText_Append(text, [&] {
     CkxShBufPolicy::_AppendDebugMsg(text);
     if (_targets.Count() == 0) return text.Append(KXW("No targets\r\n"));
-    KxText_AppendFormat(text, KXW("PolicyAutomation Enabled: %s\r\n\r\n%d targets\r\n"), KxText_YesNo(_policyAutomation),
-                        _targets.Count());
+    KxText_AppendFormat(text, KXW("PolicyAutomation Enabled: %s\r\n\r\n%d targets\r\n"),
+                        KxText_YesNo(_policyAutomation), _targets.Count());
     for (const CkxShBufTarget& target : CkxNodes<CkxShBufTarget>(_targets)) target.AppendDebugMsg(text);
   });
 }

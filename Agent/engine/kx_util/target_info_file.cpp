@@ -164,7 +164,8 @@ bool CkxTargetInfoFile::IsSystemProcess() const { return IsSystemPseudoFile(_pat
 
 int64_t CkxTargetInfoFile::GetFileSize() const {
   return KxEntry<int64_t>(kUnknownSize, [&] {
-    const WCHAR* const size = _Cached(KXW("KxSize"), [this](CkxUtilStr& value) { return Store(value, _Facts().Size()); });
+    const WCHAR* const size =
+        _Cached(KXW("KxSize"), [this](CkxUtilStr& value) { return Store(value, _Facts().Size()); });
     return size != nullptr ? ToNumber(size) : kUnknownSize;
   });
 }
