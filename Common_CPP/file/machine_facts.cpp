@@ -7,23 +7,20 @@
 namespace {
 
 /// The innermost scope's facts of this thread; null: the system's own.
-CkxThreadSlot& Slot() {
-  static CkxThreadSlot slot;
-  return slot;
+const CkxThreadPointer<const IkxMachineFacts>& Current() {
+  static const CkxThreadPointer<const IkxMachineFacts> facts;
+  return facts;
 }
-
-const IkxMachineFacts* Current() { return static_cast<const IkxMachineFacts*>(Slot().Get()); }
-bool SetCurrent(const IkxMachineFacts* facts) { return Slot().Set(const_cast<IkxMachineFacts*>(facts)); }
 
 }  // namespace
 
 const IkxMachineFacts& KxMachine_Facts() {
-  const IkxMachineFacts* const facts = Current();
+  const IkxMachineFacts* const facts = Current().Get();
   return facts != nullptr ? *facts : KxMachine_SystemFacts();
 }
 
-CkxMachineFactsScope::CkxMachineFactsScope(const IkxMachineFacts& facts) : _previous(Current()) {
-  if (!SetCurrent(&facts)) throw std::bad_alloc();  // judged by this machine instead, the answers would be others
+CkxMachineFactsScope::CkxMachineFactsScope(const IkxMachineFacts& facts) : _previous(Current().Get()) {
+  if (!Current().Set(&facts)) throw std::bad_alloc();  // judged by this machine instead, the answers would be others
 }
 
-CkxMachineFactsScope::~CkxMachineFactsScope() { SetCurrent(_previous); }
+CkxMachineFactsScope::~CkxMachineFactsScope() { Current().Set(_previous); }

@@ -1,12 +1,16 @@
 // A pointer that each thread has for itself, null at first.
 //
-//   CkxThreadSlot& Current() { static CkxThreadSlot slot; return slot; }
+//   const CkxThreadPointer<const IkxClock>& Current() {
+//     static const CkxThreadPointer<const IkxClock> clock;
+//     return clock;
+//   }
 //
 // In place of the language's thread-local variables: on some platforms those take memory at a thread's first look at
 // them, and end the process when there is none. A slot lives as long as the process; there are few of them.
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 
 class CkxThreadSlot {
  public:
@@ -22,4 +26,15 @@ class CkxThreadSlot {
 
  private:
   const uint32_t _index;
+};
+
+/// The same with the type of what it points to, which it does not own.
+template <class Object>
+class CkxThreadPointer {
+ public:
+  Object* Get() const noexcept { return static_cast<Object*>(_slot.Get()); }
+  bool Set(Object* object) const noexcept { return _slot.Set(const_cast<std::remove_const_t<Object>*>(object)); }
+
+ private:
+  const CkxThreadSlot _slot;
 };

@@ -11,21 +11,18 @@ std::atomic<uint64_t> workLimit{kKxDefaultWorkLimit};
 
 // What a thread remembers: the outermost entry under way, the fault of the one before, and who may end its work.
 
-CkxThreadSlot& OutermostSlot() {
-  static CkxThreadSlot slot;
-  return slot;
+const CkxThreadPointer<CkxEntryScope>& Outermost() {
+  static const CkxThreadPointer<CkxEntryScope> entry;
+  return entry;
 }
 CkxThreadSlot& LastFaultSlot() {
   static CkxThreadSlot slot;
   return slot;
 }
-CkxThreadSlot& CancelSlot() {
-  static CkxThreadSlot slot;
-  return slot;
+const CkxThreadPointer<const CkxCancel>& Cancel() {
+  static const CkxThreadPointer<const CkxCancel> cancel;
+  return cancel;
 }
-
-CkxEntryScope* Outermost() { return static_cast<CkxEntryScope*>(OutermostSlot().Get()); }
-const CkxCancel* Cancel() { return static_cast<const CkxCancel*>(CancelSlot().Get()); }
 
 void Tell(std::string_view line) noexcept {
   try {
@@ -65,7 +62,7 @@ EkxEvaluationFault KxUtil_LastFault() noexcept {
 
 void KxFault_Note(EkxEvaluationFault fault, std::string_view line) noexcept {
   const CkxEntryScope scope;
-  CkxEntryScope* const outermost = Outermost();
+  CkxEntryScope* const outermost = Outermost().Get();
   if (outermost == nullptr || outermost->_fault != EkxEvaluationFault::None) return;
   outermost->_fault = fault;
   outermost->_line = line;
@@ -74,14 +71,14 @@ void KxFault_Note(EkxEvaluationFault fault, std::string_view line) noexcept {
 void KxFault_Note(EkxEvaluationFault fault) noexcept { KxFault_Note(fault, KxUtil_FaultText(fault)); }
 
 EkxEvaluationFault KxFault_Current() noexcept {
-  const CkxEntryScope* const outermost = Outermost();
+  const CkxEntryScope* const outermost = Outermost().Get();
   return outermost != nullptr ? outermost->_fault : EkxEvaluationFault::None;
 }
 
 bool KxWork_Spend(uint64_t units) noexcept {
-  CkxEntryScope* const outermost = Outermost();
+  CkxEntryScope* const outermost = Outermost().Get();
   if (outermost == nullptr) return true;  // nobody's evaluation
-  const CkxCancel* const cancel = Cancel();
+  const CkxCancel* const cancel = Cancel().Get();
   const bool isCanceled = cancel != nullptr && cancel->IsOver();
   if (!isCanceled && units <= outermost->_workLeft) {
     outermost->_workLeft -= units;
@@ -92,21 +89,21 @@ bool KxWork_Spend(uint64_t units) noexcept {
   return false;
 }
 
-CkxWorkCancelScope::CkxWorkCancelScope(const CkxCancel& cancel) noexcept : _before(Cancel()) {
-  CancelSlot().Set(const_cast<CkxCancel*>(&cancel));
+CkxWorkCancelScope::CkxWorkCancelScope(const CkxCancel& cancel) noexcept : _before(Cancel().Get()) {
+  Cancel().Set(&cancel);
 }
 
-CkxWorkCancelScope::~CkxWorkCancelScope() { CancelSlot().Set(const_cast<CkxCancel*>(_before)); }
+CkxWorkCancelScope::~CkxWorkCancelScope() { Cancel().Set(_before); }
 
-CkxEntryScope::CkxEntryScope() noexcept : _isOutermost(Outermost() == nullptr) {
+CkxEntryScope::CkxEntryScope() noexcept : _isOutermost(Outermost().Get() == nullptr) {
   if (!_isOutermost) return;
   _workLeft = KxUtil_WorkLimit();
-  _isOpen = OutermostSlot().Set(this);
+  _isOpen = Outermost().Set(this);
 }
 
 CkxEntryScope::~CkxEntryScope() {
   if (!_isOutermost) return;
-  OutermostSlot().Set(nullptr);
+  Outermost().Set(nullptr);
   LastFaultSlot().Set(reinterpret_cast<void*>(uintptr_t{static_cast<unsigned char>(_fault)}));
   if (_fault != EkxEvaluationFault::None) Tell(_line);
 }

@@ -5,29 +5,31 @@
 
 namespace {
 
-CkxThreadSlot& Slot() {
-  static CkxThreadSlot slot;
-  return slot;
+using Pointer = CkxThreadPointer<IkxEvaluationObserver>;
+
+const Pointer& Current() {
+  static const Pointer observer;
+  return observer;
 }
 
 /// The same observer, or null when it does not want every step.
-CkxThreadSlot& StepsSlot() {
-  static CkxThreadSlot slot;
-  return slot;
+const Pointer& Steps() {
+  static const Pointer observer;
+  return observer;
 }
 
 /// Returns the one before.
 IkxEvaluationObserver* Install(IkxEvaluationObserver* observer) {
   IkxEvaluationObserver* const previous = KxObserve_Current();
-  StepsSlot().Set(observer != nullptr && observer->WantsSteps() ? observer : nullptr);
-  Slot().Set(observer);
+  Steps().Set(observer != nullptr && observer->WantsSteps() ? observer : nullptr);
+  Current().Set(observer);
   return previous;
 }
 
 }  // namespace
 
-IkxEvaluationObserver* KxObserve_Current() { return static_cast<IkxEvaluationObserver*>(Slot().Get()); }
-IkxEvaluationObserver* KxObserve_Steps() { return static_cast<IkxEvaluationObserver*>(StepsSlot().Get()); }
+IkxEvaluationObserver* KxObserve_Current() { return Current().Get(); }
+IkxEvaluationObserver* KxObserve_Steps() { return Steps().Get(); }
 
 CkxObservePause::CkxObservePause() : _previous(Install(nullptr)) {}
 CkxObservePause::~CkxObservePause() { Install(_previous); }

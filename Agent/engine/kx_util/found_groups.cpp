@@ -20,11 +20,10 @@ uint64_t Question(const CkxTargetInfo& target, unsigned depth) {
 }
 
 /// The innermost scope's groups of this thread.
-CkxThreadSlot& Slot() {
-  static CkxThreadSlot slot;
-  return slot;
+const CkxThreadPointer<CkxFoundGroups>& InForce() {
+  static const CkxThreadPointer<CkxFoundGroups> groups;
+  return groups;
 }
-CkxFoundGroups* InForce() { return static_cast<CkxFoundGroups*>(Slot().Get()); }
 
 }  // namespace
 
@@ -40,21 +39,21 @@ class CkxFoundGroups::Level {
   CkxFoundGroups& _groups;
 };
 
-CkxFoundGroups::Scope::Scope() : _previous(InForce()) {
+CkxFoundGroups::Scope::Scope() : _previous(InForce().Get()) {
   const IkxPolicySource& source = KxPolicySource_Current();
   if (_previous != nullptr && &_previous->_source == &source) return;
   _own.reset(new CkxFoundGroups(source));
-  if (!Slot().Set(_own.get())) throw std::bad_alloc();
+  if (!InForce().Set(_own.get())) throw std::bad_alloc();
 }
 
-CkxFoundGroups::Scope::~Scope() { Slot().Set(_previous); }
+CkxFoundGroups::Scope::~Scope() { InForce().Set(_previous); }
 
-CkxFoundGroups& CkxFoundGroups::Current() { return *InForce(); }
+CkxFoundGroups& CkxFoundGroups::Current() { return *InForce().Get(); }
 
 /// Ids are made at random, or by somebody who would like all of them in one bucket: so every byte counts, in a manner
 /// that differs from run to run.
 size_t CkxFoundGroups::SkxGuidHash::operator()(const GUID& id) const {
-  static const auto secret = reinterpret_cast<uintptr_t>(&Slot()) | 1;
+  static const auto secret = reinterpret_cast<uintptr_t>(&InForce()) | 1;
   uint64_t halves[2];
   std::memcpy(halves, &id, sizeof(halves));
   uint64_t hash = (halves[0] ^ secret) * 0x9E3779B97F4A7C15;

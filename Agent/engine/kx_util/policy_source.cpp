@@ -10,26 +10,23 @@
 namespace {
 
 /// The innermost scope's source of this thread; null: the live one.
-CkxThreadSlot& Slot() {
-  static CkxThreadSlot slot;
-  return slot;
+const CkxThreadPointer<const IkxPolicySource>& Current() {
+  static const CkxThreadPointer<const IkxPolicySource> source;
+  return source;
 }
-
-const IkxPolicySource* Current() { return static_cast<const IkxPolicySource*>(Slot().Get()); }
-bool SetCurrent(const IkxPolicySource* source) { return Slot().Set(const_cast<IkxPolicySource*>(source)); }
 
 }  // namespace
 
 const IkxPolicySource& KxPolicySource_Current() {
-  const IkxPolicySource* const source = Current();
+  const IkxPolicySource* const source = Current().Get();
   return source != nullptr ? *source : KxPolicySource_Live();
 }
 
-CkxPolicySourceScope::CkxPolicySourceScope(const IkxPolicySource& source) : _previous(Current()) {
-  if (!SetCurrent(&source)) throw std::bad_alloc();  // another source would answer
+CkxPolicySourceScope::CkxPolicySourceScope(const IkxPolicySource& source) : _previous(Current().Get()) {
+  if (!Current().Set(&source)) throw std::bad_alloc();  // another source would answer
 }
 
-CkxPolicySourceScope::~CkxPolicySourceScope() { SetCurrent(_previous); }
+CkxPolicySourceScope::~CkxPolicySourceScope() { Current().Set(_previous); }
 
 CkxApplicablePolicies CkxApplicablePolicies::All() {
   CkxApplicablePolicies all;

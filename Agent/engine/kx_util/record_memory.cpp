@@ -7,11 +7,10 @@
 namespace {
 
 /// The innermost scope's arena of this thread; null: the heap.
-CkxThreadSlot& Slot() {
-  static CkxThreadSlot slot;
-  return slot;
+const CkxThreadPointer<CkxRecordArena>& Current() {
+  static const CkxThreadPointer<CkxRecordArena> arena;
+  return arena;
 }
-CkxRecordArena* Current() { return static_cast<CkxRecordArena*>(Slot().Get()); }
 
 /// Stands before every piece.
 struct alignas(std::max_align_t) Prefix {
@@ -25,7 +24,7 @@ constexpr size_t RoundedUp(size_t bytes) { return (bytes + alignof(Prefix) - 1) 
 void* KxRecord_Allocate(size_t bytes) noexcept {
   if (bytes > SIZE_MAX / 2) return KxRecord_NotNull<void>(nullptr);
   const size_t whole = sizeof(Prefix) + RoundedUp(bytes);
-  CkxRecordArena* arena = Current();
+  CkxRecordArena* arena = Current().Get();
   void* place = arena != nullptr ? arena->Take(whole) : nullptr;
   if (place == nullptr) {
     arena = nullptr;
@@ -51,5 +50,5 @@ void* CkxRecordArena::Take(size_t bytes) noexcept {
   return place;
 }
 
-CkxRecordArena::Scope::Scope(CkxRecordArena& arena) : _previous(Current()) { Slot().Set(&arena); }
-CkxRecordArena::Scope::~Scope() { Slot().Set(_previous); }
+CkxRecordArena::Scope::Scope(CkxRecordArena& arena) : _previous(Current().Get()) { Current().Set(&arena); }
+CkxRecordArena::Scope::~Scope() { Current().Set(_previous); }
