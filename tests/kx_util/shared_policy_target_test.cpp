@@ -219,12 +219,12 @@ TEST_F(TargetTest, AnExecutableMatchesWhenAllThatItAsksForIsThere) {
          l.ancestors = {KXW("C:\\explorer.exe"), KXW("C:\\cmd.exe"), KXW("C:\\browser.exe")};
        },
        parent + "C:\\explorer.exe"},
-      {"an ancestor beyond the 64th does not count",
+      {"excluded group looks all the way up",
        [](Launch& l) {
-         l.ancestors.assign(64, KXW("C:\\explorer.exe"));
+         l.ancestors.assign(200, KXW("C:\\explorer.exe"));
          l.ancestors.push_back(KXW("C:\\browser.exe"));
        },
-       ""},
+       parent + "C:\\explorer.exe"},
   };
   const CkxReadTarget exe(FullExe());
   ASSERT_NE(exe.node, nullptr);

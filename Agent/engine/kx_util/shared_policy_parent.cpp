@@ -7,9 +7,6 @@
 
 namespace {
 
-/// Ancestors that are looked at; recorded descriptions may nest as deep as somebody wrote them.
-constexpr int kMaxAncestors = 64;
-
 enum class Membership { NoSuchGroup, Outside, Inside };
 
 Membership MembershipOf(const CkxTargetInfo& ancestor, const GUID& group) {
@@ -23,11 +20,12 @@ const CkxTargetInfo* ParentOf(const CkxTargetInfo& target) {
   return target.IsTargetInfoProcess() ? static_cast<const CkxTargetInfoProcess&>(target).Parent() : nullptr;
 }
 
+/// All the way up, however far that is: who starts processes of processes gets rid of no ancestor. What asking takes is
+/// spent where the group is asked.
 Membership MembershipOfAny(const CkxTargetInfo* ancestor, const GUID& group, bool anyAncestor) {
-  const int levels = anyAncestor ? kMaxAncestors : 1;
-  for (int level = 0; level < levels && ancestor != nullptr; ++level, ancestor = ParentOf(*ancestor)) {
+  for (; ancestor != nullptr; ancestor = ParentOf(*ancestor)) {
     const Membership membership = MembershipOf(*ancestor, group);
-    if (membership != Membership::Outside) return membership;
+    if (membership != Membership::Outside || !anyAncestor) return membership;
   }
   return Membership::Outside;
 }
