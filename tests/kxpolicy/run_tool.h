@@ -20,6 +20,7 @@ inline SkxToolRun KxTest_RunTool(const std::vector<std::string>& arguments, cons
   std::ostringstream out;
   std::ostringstream err;
   SkxStreams streams = {in, out, err};
+  streams.waitForStop = [](uint32_t) { return true; };  // what runs until it is stopped ends at once
   const int code = KxPolicy_Run(arguments, streams);
   return {code, out.str(), err.str()};
 }

@@ -78,11 +78,28 @@ class ParentFolders {
   std::vector<fs::path> _made;  // the lowest first
 };
 
-void RemoveWorkFolder(const fs::path& folder, CkxFileLock& lock) {
+constexpr int kWorkFolderDepth = 2;  // it has folders with files
+
+/// As far as it goes: what somebody has open keeps its place on some systems. (The standard library's own function may
+/// never end where an entry goes away under it.)
+void RemoveTree(const fs::path& folder, int depth) {
   std::error_code ignored;
-  fs::remove_all(folder, ignored);
+  std::vector<fs::path> entries;
+  for (fs::directory_iterator entry(folder, ignored), end; !ignored && entry != end; entry.increment(ignored)) {
+    entries.push_back(entry->path());
+  }
+  for (const fs::path& entry : entries) {
+    const bool isFolder = fs::symlink_status(entry, ignored).type() == fs::file_type::directory;
+    if (isFolder && depth > 1) RemoveTree(entry, depth - 1);
+    if (!isFolder) fs::remove(entry, ignored);
+  }
+  fs::remove(folder, ignored);
+}
+
+void RemoveWorkFolder(const fs::path& folder, CkxFileLock& lock) {
+  RemoveTree(folder, kWorkFolderDepth);
   lock.Release();
-  fs::remove_all(folder, ignored);  // where a file that is open keeps its place
+  RemoveTree(folder, kWorkFolderDepth);  // with the lock, where that was kept by being held
 }
 
 /// A new folder of its own beside the image's place, on the same volume so that renaming is enough. Goes with what is
@@ -105,7 +122,10 @@ class WorkFolder {
   WorkFolder(const WorkFolder&) = delete;
   WorkFolder& operator=(const WorkFolder&) = delete;
   ~WorkFolder() {
-    if (!_path.empty()) RemoveWorkFolder(_path, _lock);
+    try {
+      if (!_path.empty()) RemoveWorkFolder(_path, _lock);
+    } catch (const std::bad_alloc&) {  // it goes with the next writer's
+    }
   }
 
   fs::path Of(const char* name) const { return _path / name; }
