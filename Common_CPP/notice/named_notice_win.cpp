@@ -177,16 +177,16 @@ bool CkxNoticeSender::Signal() {
   const uint64_t past = turn.Current();  // another sender's, if it is gone and a waiter has kept it
   CkxHandle over;
   const uint64_t next = _state->NewTurn(over);
-  if (!over || !_state->Begin(turn.SectionName(), next)) return false;
+  const bool hasTurn = over && _state->Begin(turn.SectionName(), next);  // not where somebody else holds its name
 
   // The event first: a waiter that it ends knows the new turn, and is not told of it again.
   const bool told = _state->event && SetEvent(_state->event.Get()) && ResetEvent(_state->event.Get());
   const CkxHandle pastOver(past == 0 ? nullptr
                                      : OpenEventW(EVENT_MODIFY_STATE, FALSE, EventName(_state->name, past).c_str()));
   if (pastOver) SetEvent(pastOver.Get());
-  _state->over = std::move(over);
+  if (hasTurn) _state->over = std::move(over);
   if (!_state->event) KxLastError_Set(eventError);
-  return told;
+  return told && hasTurn;
 }
 
 void CkxNoticeSender::Withdraw() {

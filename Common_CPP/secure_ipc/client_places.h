@@ -7,7 +7,9 @@
 //   places.Release(*place);
 #pragma once
 
+#include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <list>
 #include <map>
 #include <memory>
@@ -18,6 +20,7 @@ struct SkxPlaceLimits {
   size_t places = 16;            ///< served at once
   size_t placesOfAccount = 4;    ///< of these, by one account
   size_t waitingOfAccount = 64;  ///< clients of one account that have no place yet
+  size_t waiting = 256;          ///< of all accounts together
 };
 
 template <class Client>
@@ -35,25 +38,27 @@ class CkxClientPlaces {
 
   /// False when the client is turned away.
   bool Add(const std::string& account, std::unique_ptr<Client> client) {
-    Account& known = _accounts[account];
-    if (known.waiting.size() >= _limits.waitingOfAccount) return false;
-    known.waiting.push_back(std::move(client));
+    const auto found = _accounts.find(account);
+    const size_t own = found != _accounts.end() ? found->second.waiting.size() : 0;
+    if (own >= _limits.waitingOfAccount || (_waiting >= _limits.waiting && !MakeRoom(own))) return false;
+    _accounts[account].waiting.push_back({++_arrivals, std::move(client)});
     ++_waiting;
     return true;
   }
 
-  /// Gives a place to the client that has waited longest of the account that has the fewest, if there is room for it.
+  /// Gives a place to a client of the account that has the fewest, if there is room for it: of such accounts, to the
+  /// one that has waited longest. So many accounts of one person get in nobody's way.
   Place* Next(Clock::time_point now) {
     if (_served.size() >= _limits.places) return nullptr;
     auto next = _accounts.end();
     for (auto it = _accounts.begin(); it != _accounts.end(); ++it) {
       const Account& account = it->second;
       const bool mayHave = !account.waiting.empty() && account.places < _limits.placesOfAccount;
-      if (mayHave && (next == _accounts.end() || account.places < next->second.places)) next = it;
+      if (mayHave && (next == _accounts.end() || IsBefore(account, next->second))) next = it;
     }
     if (next == _accounts.end()) return nullptr;
     _served.push_back({nullptr, now, next->first});
-    _served.back().client = std::move(next->second.waiting.front());
+    _served.back().client = std::move(next->second.waiting.front().client);
     next->second.waiting.pop_front();
     ++next->second.places;
     --_waiting;
@@ -92,10 +97,29 @@ class CkxClientPlaces {
   }
 
  private:
+  struct Waiter {
+    uint64_t arrival;
+    std::unique_ptr<Client> client;
+  };
   struct Account {
     size_t places = 0;
-    std::list<std::unique_ptr<Client>> waiting;
+    std::list<Waiter> waiting;
   };
+
+  static bool IsBefore(const Account& a, const Account& b) {
+    return a.places != b.places ? a.places < b.places : a.waiting.front().arrival < b.waiting.front().arrival;
+  }
+
+  /// The account with the most who wait loses the last of them to an account with less than that.
+  bool MakeRoom(size_t ofNewcomer) {
+    const auto most = std::max_element(_accounts.begin(), _accounts.end(), [](const auto& a, const auto& b) {
+      return a.second.waiting.size() < b.second.waiting.size();
+    });
+    if (most == _accounts.end() || most->second.waiting.size() <= ofNewcomer + 1) return false;
+    most->second.waiting.pop_back();
+    --_waiting;
+    return true;
+  }
 
   /// Where its account is at its limit, others of the account wait for the place; where the server is, anybody may who
   /// has fewer.
@@ -113,4 +137,5 @@ class CkxClientPlaces {
   std::map<std::string, Account> _accounts;  // those with a place, or who wait for one
   std::list<Place> _served;                  // pointers into it stay
   size_t _waiting = 0;
+  uint64_t _arrivals = 0;
 };

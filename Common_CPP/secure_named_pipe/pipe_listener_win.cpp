@@ -77,6 +77,10 @@ bool CkxSecurePipeListener::Listen(CkxTextView name) {
   state->name = KxPipe_SystemName(kKxProtectedPipes, encoded);
   if (!state->Listen()) {
     if (GetLastError() != ERROR_ACCESS_DENIED) return false;
+    if (WaitNamedPipeW(state->name.c_str(), 1) || GetLastError() != ERROR_FILE_NOT_FOUND) {  // somebody has it already
+      SetLastError(ERROR_ACCESS_DENIED);
+      return false;
+    }
     state->name = KxPipe_SystemName(kKxPlainPipes, encoded);  // without the rights for the other
     if (!state->Listen()) return false;
   }

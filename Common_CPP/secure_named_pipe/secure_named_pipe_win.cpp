@@ -50,10 +50,12 @@ void GoBack() {
 
 /// The calling thread takes on the client's identity for a look at it.
 std::optional<CkxSid> ClientUser(HANDLE pipe) {
+  struct Back {
+    ~Back() { GoBack(); }
+  };
   if (!ImpersonateNamedPipeClient(pipe)) return std::nullopt;
-  const std::optional<CkxSid> user = KxToken_User(nullptr);
-  GoBack();
-  return user;
+  const Back back;
+  return KxToken_User(nullptr);
 }
 
 /// The pipe's owner, since most servers' tokens are closed to their clients; the integrity where they are not.

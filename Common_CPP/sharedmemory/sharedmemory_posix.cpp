@@ -81,10 +81,11 @@ CkxSharedMemoryPublication::~CkxSharedMemoryPublication() = default;
 bool CkxSharedMemoryPublication::Publish(CkxTextView name, std::span<const unsigned char> bytes) {
   std::string file;
   if (!KxPosix_RuntimeFileName(name, file)) return Fail();
-  CkxDescriptor folder = KxPosix_OpenRuntimeFolder(true);
-  if (!folder || !KxPosixFile_Replace(folder.Get(), file, bytes, 0444)) return Fail();
-  if (_section != nullptr && _section->file != file) Remove();
-  _section = std::make_unique<Section>(Section{std::move(folder), std::move(file)});
+  // Made before the file is in its place: what is published is always known to be.
+  auto section = std::make_unique<Section>(Section{KxPosix_OpenRuntimeFolder(true), std::move(file)});
+  if (!section->folder || !KxPosixFile_Replace(section->folder.Get(), section->file, bytes, 0444)) return Fail();
+  if (_section != nullptr && _section->file != section->file) Remove();
+  _section = std::move(section);
   return true;
 }
 

@@ -104,8 +104,10 @@ std::unique_ptr<CkxSharedMemoryPublication::Section> CkxSharedMemoryPublication:
     KxLastError_Set(ERROR_ALREADY_EXISTS);
     return nullptr;
   }
+  auto made = std::make_unique<Section>();  // before the bytes are in force
   RewriteInPlace(section, bytes);
-  return std::make_unique<Section>(Section{std::move(mapping)});
+  made->mapping = std::move(mapping);
+  return made;
 }
 
 CkxSharedMemoryPublication::CkxSharedMemoryPublication() = default;

@@ -28,6 +28,7 @@
 #include <kx_util/shared_policy.h>
 
 using KxSoftwareDistributorUpdateHelper = bool (*)(CkxFileOrigin& origin);
+/// Must not throw; what it asks of the library counts as part of the walk, its faults and its cost too.
 using KxPolicyCallback = bool (*)(const CkxShBufPolicy& policy, void* context);
 
 class KX_UTIL_API CkxSharedPoliciesData {

@@ -30,6 +30,9 @@ class KX_UTIL_API CkxTargetInfoProcess : public CkxTargetInfoFile {
     _RenewIdentity();
   }
 
+  /// The process stands for what its file is by its name, a package or a script, and not for a program under any name.
+  void SetTypedByName();
+
   /// What the process carries besides itself, in the order in which it was added. Owned.
   void AddLinked(CkxTargetInfoPtr target);
 
@@ -46,8 +49,8 @@ class KX_UTIL_API CkxTargetInfoProcess : public CkxTargetInfoFile {
 
   const SkxProcessFacts _process;
   const bool _isRecorded;
-  const bool _isTyped;     // by its record
-  bool _isLinked = false;  // to the process that was started for it
+  const bool _isTyped;  // by its record
+  bool _isTypedByName = false;
   CkxTargetInfoPtr _parent;
   std::vector<CkxTargetInfoPtr> _linked;
   mutable std::optional<CkxTargetInfoPtr> _script;  // that the command line names; none until it is sought

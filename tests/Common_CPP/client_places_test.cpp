@@ -54,6 +54,31 @@ TEST(ClientPlaces, WhoHasFewestIsNextAndEachInItsOrder) {
   EXPECT_EQ(*place->client, 2) << "the first that still waits";
 }
 
+/// Somebody with any number of accounts waits in line like everybody else, and the line ends.
+TEST(ClientPlaces, ManyAccountsGetInNobodysWay) {
+  Places places({.places = 2, .placesOfAccount = 1, .waitingOfAccount = 4, .waiting = 20});
+  const auto account = [](int i) { return "S-1-22-1-" + std::to_string(100000 + i); };
+  for (int i = 0; i < 10; ++i) EXPECT_TRUE(Add(places, account(i).c_str(), i));
+  EXPECT_TRUE(Add(places, "S-1-5-18", 77));
+  int served = -1;
+  for (int turn = 0; turn < 11 && served != 77; ++turn) {
+    const Places::Place* const place = places.Next(kBegin);
+    ASSERT_NE(place, nullptr);
+    served = *place->client;
+    EXPECT_EQ(served, turn == 10 ? 77 : turn);
+    places.Release(*place);
+  }
+  EXPECT_EQ(served, 77);
+
+  for (int i = 0; i < 5; ++i) {
+    for (int client = 0; client < 4; ++client) EXPECT_TRUE(Add(places, account(i).c_str()));
+  }
+  EXPECT_EQ(places.Waiting(), 20u);
+  EXPECT_FALSE(Add(places, account(0).c_str())) << "its own line is full";
+  EXPECT_TRUE(Add(places, "S-1-5-18")) << "in the place of one who has more";
+  EXPECT_EQ(places.Waiting(), 20u);
+}
+
 TEST(ClientPlaces, TheSlowestMakesWayForThoseWhoseWayItIsIn) {
   Places places({.places = 3, .placesOfAccount = 2, .waitingOfAccount = 9});
   const auto serve = [&](const char* account, Places::Clock::duration at) {

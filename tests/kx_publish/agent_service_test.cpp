@@ -126,11 +126,27 @@ TEST_F(AgentService, SaysWhatReplacesAPrompt) {
   EXPECT_FALSE(CkxSharedPoliciesData::ShouldHookConsent(KXW("C:\\setup.exe"), 1));
 
   const KxWString tooLong = KXW("C:\\") + KxWString(137, KXW('d')) + KXW("\\setup.exe");
-  ASSERT_TRUE(CkxSharedPoliciesData::GetUacAction(tooLong.c_str(), 0, action)) << "asked about no path at all";
-  EXPECT_EQ(action.policyApplies, 0);
+  EXPECT_FALSE(CkxSharedPoliciesData::GetUacAction(tooLong.c_str(), 0, action)) << "whatever it is, not \"no policy\"";
   const KxWString longest = KXW("C:\\") + KxWString(136, KXW('d')) + KXW("\\setup.exe");
   ASSERT_TRUE(CkxSharedPoliciesData::GetUacAction(longest.c_str(), 0, action));
   EXPECT_EQ(action.policyApplies, 1);
+}
+
+/// What the agent itself cannot read is no answer, and above all not "this user has no policies".
+TEST_F(AgentService, ADamagedImageIsNoAnswer) {
+  SkxPolicyImage damaged = Image(kDocument);
+  damaged.applicable.reset();
+  (*damaged.policies)[4] ^= 1;  // the first record's signature
+  service.Serve(damaged);
+  EXPECT_EQ(KxAgent_ApplicablePolicies(KXW("S-1-5-18")), std::nullopt);
+  SvcUacActionInfo action;
+  EXPECT_FALSE(CkxSharedPoliciesData::GetUacAction(KXW("C:\\setup.exe"), 0, action));
+
+  const CkxTargetInfoFile tool(KxTest_FileAt(KXW("C:\\tool.exe")), anyone.Handle());
+  SkxTriggerPolicyShortInfo info;
+  EkxEvaluationOutcome outcome = EkxEvaluationOutcome::NoPolicyApplies;
+  EXPECT_FALSE(CkxSharedPoliciesData::GetTargetPolicyAction(tool, info, outcome));
+  EXPECT_EQ(outcome, EkxEvaluationOutcome::NotAnswered);
 }
 
 TEST_F(AgentService, AnotherImageIsInForceAtOnce) {

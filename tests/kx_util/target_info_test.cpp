@@ -177,7 +177,7 @@ TEST(TargetInfo, ComesFromConsentData) {
   for (const auto& c : cases) {
     CkxConsentData consent;
     consent.kind = static_cast<CkxConsentData::Kind>(c.kind);
-    consent.path = KXW("C:\\no\\such\\place\\x.exe");
+    consent.path = KXW("C:\\no\\such\\place\\x.msi");
     consent.commandLine = KXW("x.exe /all");
     consent.url = KXW("https://example.com/x");
     consent.userToken = &token;
@@ -190,10 +190,11 @@ TEST(TargetInfo, ComesFromConsentData) {
                                               : "",
               std::string(c.made));
     EXPECT_EQ(target->UserToken(), &token);
-    EXPECT_EQ(Utf8(target->QueryPathProvider()->GetPath()), "C:\\no\\such\\place\\x.exe");
+    EXPECT_EQ(Utf8(target->QueryPathProvider()->GetPath()), "C:\\no\\such\\place\\x.msi");
     if (target->IsTargetInfoProcess()) {
       const auto& process = static_cast<const CkxTargetInfoProcess&>(*target);
       EXPECT_EQ(process.Pid(), 4711u);
+      EXPECT_EQ(process.TargetType(), c.kind == 2 ? EkxPolicyTarget::Msi : EkxPolicyTarget::Executable);
       EXPECT_EQ(Utf8(process.CommandLine()), "x.exe /all");
     }
   }

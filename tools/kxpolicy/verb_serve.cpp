@@ -84,8 +84,9 @@ class Agent {
   void Start() {
     _seen = _tried = FolderState::Of(FolderPath());
     SkxPublishableImage publishable = Load();
-    _service.Serve(publishable.image);  // who reads the publication finds the agent there
     KxWString channel;
+    // Whoever asks before the publication is there is refused: another one may still be in force, and its policies are
+    // not this image's.
     if (!_service.Start(channel)) {
       throw CkxToolFault(EkxExit::SystemRefused, "the channel " + KxText_ToUtf8(channel) + " cannot be opened, error " +
                                                      std::to_string(KxLastError_Get()));

@@ -20,6 +20,7 @@ using Reply = std::vector<unsigned char>;
 
 constexpr const char* kAnonymous = "S-1-5-7";
 constexpr const char* kNoImage = "refused, no image";
+constexpr const char* kGivenUp = "given up";
 
 template <class Block>
 void Append(Reply& reply, const Block& block) {
@@ -106,12 +107,6 @@ std::string Described(const SkxConsentQuestion& question, const SvcUacActionInfo
   return text + (action.replacePrompt != 0 ? ", replaces the prompt" : "");
 }
 
-/// The evaluation has no answer, and none may be made up for it.
-bool IsGivenUp() {
-  const EkxEvaluationFault fault = KxFault_Current();
-  return fault == EkxEvaluationFault::WorkLimit || fault == EkxEvaluationFault::OutOfMemory;
-}
-
 /// The two questions about a prompt. Whoever can be told by name is answered, about nobody but itself: the system, or
 /// the user who is about to see the prompt. Which program it claims to be is for the log, since anybody can.
 bool AnswerPrompt(const CkxImageSource* source, const SkxSecureIpcCaller& caller, Body body, SvcUacActionInfo& action,
@@ -125,19 +120,22 @@ bool AnswerPrompt(const CkxImageSource* source, const SkxSecureIpcCaller& caller
   if (caller.peer.user.ToUtf8() == kAnonymous) return false;
   const EkxClientPath kind = KxClientPath_KindOf(PathOf(question));
   outcome = "refused, \"" + KxText_ToUtf8(PathOf(question)) + "\" is no file of this machine";
+  if (PathOf(question).IsEmpty()) return false;  // too long to be asked about
   if (kind == EkxClientPath::Refused) return false;
 
   const bool administrator = question.administrator != 0;
   CkxAccessToken user(caller.peer.user, {}, administrator);
   const CkxTargetInfoProcess program = ProgramAt(PathOf(question), kind, user);
   const CkxPolicySourceScope scope(*source);
-  const CkxEntryScope budget;  // one for all that the answer takes
+  CkxEntryScope budget;  // one for all that the answer takes
+  outcome = kGivenUp;
+  if (!budget.IsOpen()) return false;
   const CkxActAsClient client(caller.pipe);
   outcome = "refused, the client's rights cannot be taken on";
   if (!client) return false;
   action = ActionOf(program, administrator);
-  outcome = "given up";
-  if (IsGivenUp()) return false;
+  outcome = kGivenUp;
+  if (KxFault_Current() != EkxEvaluationFault::None) return false;  // no answer, and none may be made up for it
   outcome = Described(question, action);
   return true;
 }
@@ -221,6 +219,8 @@ bool CkxAgentService::AnswerApplicablePolicies(const SkxSecureIpcCaller& /*calle
   CkxAccessToken token(*user, {}, false);
   std::vector<int> ids;
   CkxSharedPoliciesData::GetPoliciesApplicableForUser(token.Handle(), ids);
+  outcome = kGivenUp;
+  if (KxUtil_LastFault() != EkxEvaluationFault::None) return false;  // not the same as "none"
   for (const int id : ids) Append(reply, id);
   outcome = user->ToUtf8() + ": " + std::to_string(ids.size()) + " policies";
   if (ids.empty()) Append(reply, 0);  // a reply without anything would be taken for a fault

@@ -33,7 +33,8 @@ class CkxAgentService {
   CkxAgentService(const CkxAgentService&) = delete;
   CkxAgentService& operator=(const CkxAgentService&) = delete;
 
-  /// What is answered from, beginning with the next request, while nothing is published.
+  /// What is answered from, beginning with the next request, where nothing is published: who asks about a publication
+  /// must not be answered from another image. Before that every request is refused.
   void Serve(SkxPolicyImage image);
 
   /// The same as one step with what `publish` puts in force, seen from whoever asks for a user's policies: such a

@@ -63,13 +63,20 @@ bool CkxPolicyPublication::Commit(std::string& error) {
     Forget(_next);
     return false;
   }
+  // From here on it is in force, and nothing may fail.
   _previous = std::move(_current);
   _current = std::exchange(_next, {});
-  if (!_notice.Signal()) {
-    KxTrace(EkxTraceLevel::Warning, "CkxPolicyPublication",
-            "Nobody was told of the publication. LastError=", KxLastError_Get());
-  }
+  TellOfIt();
   return true;
+}
+
+void CkxPolicyPublication::TellOfIt() noexcept {
+  try {
+    if (_notice.Signal()) return;
+  } catch (const std::bad_alloc&) {  // as when it cannot be told for another reason
+  }
+  KxTrace(EkxTraceLevel::Warning, "CkxPolicyPublication",
+          "Nobody was told of the publication. LastError=", KxLastError_Get());
 }
 
 void CkxPolicyPublication::Forget(Sections& sections) {

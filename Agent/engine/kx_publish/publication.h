@@ -60,6 +60,7 @@ class CkxPolicyPublication {
   bool NamesInIndex(std::vector<KxWString>& names) const;
 
   /// Takes away the sections that are not in force yet.
+  void TellOfIt() noexcept;
   void Forget(Sections& sections);
 
   /// Makes the sections of `image` under names that nobody has, and the index that names them.

@@ -27,8 +27,7 @@ const CkxThreadPointer<const CkxCancel>& Cancel() {
 void Tell(std::string_view line) noexcept {
   try {
     if (IkxEvaluationObserver* const observer = KxObserve_Current()) observer->OnFault(line);
-  } catch (
-      const std::bad_alloc&) {  // whoever watches has no memory to remember it by; `KxUtil_LastFault` still says it
+  } catch (const std::exception&) {  // no memory to remember it by, say; `KxUtil_LastFault` still tells it
   }
 }
 
@@ -57,11 +56,12 @@ std::string_view KxUtil_FaultText(EkxEvaluationFault fault) noexcept {
 void KxUtil_SetWorkLimit(uint64_t units) noexcept { workLimit.store(units, std::memory_order_relaxed); }
 uint64_t KxUtil_WorkLimit() noexcept { return workLimit.load(std::memory_order_relaxed); }
 EkxEvaluationFault KxUtil_LastFault() noexcept {
+  if (const EkxEvaluationFault now = KxFault_Current(); now != EkxEvaluationFault::None) return now;
   return static_cast<EkxEvaluationFault>(reinterpret_cast<uintptr_t>(LastFaultSlot().Get()));
 }
 
 void KxFault_Note(EkxEvaluationFault fault, std::string_view line) noexcept {
-  const CkxEntryScope scope;
+  CkxEntryScope scope;
   CkxEntryScope* const outermost = Outermost().Get();
   if (outermost == nullptr || outermost->_fault != EkxEvaluationFault::None) return;
   outermost->_fault = fault;
@@ -99,6 +99,9 @@ CkxEntryScope::CkxEntryScope() noexcept : _isOutermost(Outermost().Get() == null
   if (!_isOutermost) return;
   _workLeft = KxUtil_WorkLimit();
   _isOpen = Outermost().Set(this);
+  if (_isOpen) return;
+  _fault = EkxEvaluationFault::OutOfMemory;
+  _line = KxUtil_FaultText(_fault);
 }
 
 CkxEntryScope::~CkxEntryScope() {

@@ -79,7 +79,7 @@ class CkxEntryScope {
 
 template <class Result, class Function>
 Result KxEntry(Result onFault, Function&& function) noexcept {
-  const CkxEntryScope scope;
+  CkxEntryScope scope;
   if (!scope.IsOpen()) return onFault;
   try {
     Result result = std::forward<Function>(function)();

@@ -108,10 +108,12 @@ class LiveFileFacts : public IkxFileFacts {
 
   /// One read for the version and all of the fields; without a version resource, neither.
   const SkxPeVersionInfo& VersionInfo() const {
-    if (!_version) {
-      if (File() != nullptr) _version = KxPe_ReadVersionInfo(_file);
-      if (!_version) _version.emplace();
-    }
+    static const SkxPeVersionInfo kNone;
+    if (_version) return *_version;
+    std::optional<SkxPeVersionInfo> read;
+    if (File() != nullptr) read = KxPe_ReadVersionInfo(_file);
+    if (!read && KxFault_Current() != EkxEvaluationFault::None) return kNone;  // not had, which is not "none"
+    _version = read ? std::move(*read) : kNone;
     return *_version;
   }
 

@@ -61,16 +61,20 @@ size_t CkxFoundGroups::SkxGuidHash::operator()(const GUID& id) const {
   return static_cast<size_t>(hash ^ (hash >> 32));
 }
 
-/// The first record with an id counts. What lies behind a damaged frame cannot be found.
+/// The first record with an id counts.
 void CkxFoundGroups::Index() {
   _isIndexed = true;
   const EkxSectionState state = _source.OpenSection(EkxPolicySection::AppGroups, _section);
   if (state == EkxSectionState::Refused) KxFault_Note(EkxEvaluationFault::SectionRefused);
   if (state != EkxSectionState::Open) return;
   CkxSectionRecords records(kKxAppGroupRecord, _section.bytes);
+  if (!records.HasCount()) _damage = KxUtil_FaultText(EkxEvaluationFault::Malformed);
   for (uint32_t i = 0; i < records.Count() && KxWork_Spend(1); ++i) {
     const auto* const record = reinterpret_cast<const SkxAppGroupBufHeader*>(records.Next());
-    if (record == nullptr) return;
+    if (record == nullptr) {
+      _damage = records.Fault();
+      return;
+    }
     const GUID id = record->id;
     SkxGroup& group = _groups[id];
     if (group.record == nullptr) group.record = record;
@@ -80,7 +84,10 @@ void CkxFoundGroups::Index() {
 CkxFoundGroups::SkxGroup* CkxFoundGroups::Find(const GUID& id) {
   if (!_isIndexed) Index();
   const auto found = _groups.find(id);
-  if (found == _groups.end()) return nullptr;
+  if (found == _groups.end()) {
+    if (!_damage.empty()) KxFault_Note(EkxEvaluationFault::Malformed, _damage);
+    return nullptr;
+  }
   SkxGroup& group = found->second;
   if (!std::exchange(group.isRead, true)) {
     group.group.reset(CkxShBufAppGroup::AppGroupFromBuffer(group.record, false));
@@ -98,7 +105,6 @@ bool CkxFoundGroups::IsTooDeep(const GUID& id) {
 }
 
 std::optional<const CkxShBufTarget*> CkxFoundGroups::Match(const GUID& id, const CkxTargetInfo& target) {
-  if (target.IsIncomplete()) KxFault_Note(EkxEvaluationFault::OutOfMemory);
   if (!KxWork_Spend(1) || IsTooDeep(id)) return std::nullopt;
   SkxGroup* const found = Find(id);
   if (found == nullptr) return std::nullopt;
@@ -131,15 +137,17 @@ const CkxShBufTarget* CkxFoundGroups::Judge(SkxGroup& found, const CkxTargetInfo
 }
 
 bool CkxFoundGroups::Enumerate(const GUID& id, CkxShBufAppGroup::SkxEnumContext& enumeration) {
-  if (IsTooDeep(id)) return false;
+  if (!KxWork_Spend(1 + _handedOut.size()) || IsTooDeep(id)) return false;
   SkxGroup* const found = Find(id);
   if (found == nullptr) return false;
-  const auto isOfThis = [&](const SkxHandedOut& done) { return done.enumeration == enumeration.context; };
+  const auto isOfThis = [&](const SkxHandedOut& done) {
+    return done.callback == enumeration.callback && done.context == enumeration.context;
+  };
   const auto isThis = [&](const SkxHandedOut& done) { return isOfThis(done) && done.group == found; };
   if (std::any_of(_handedOut.begin(), _handedOut.end(), isThis)) return true;
 
   const bool isOutermost = std::none_of(_handedOut.begin(), _handedOut.end(), isOfThis);
-  _handedOut.push_back({found, enumeration.context});
+  _handedOut.push_back({found, enumeration.callback, enumeration.context});
   const Level level(*this);
   found->group->DoEnumTargets(&enumeration);
   if (isOutermost) std::erase_if(_handedOut, isOfThis);  // another may come to lie at the same address

@@ -74,7 +74,8 @@ class CkxFoundGroups {
   };
   struct SkxHandedOut {
     const SkxGroup* group;
-    const void* enumeration;  // whose targets they are handed to: a callback may enumerate on its own account
+    KxTargetCallback callback;  // to whom: a callback may enumerate on its own account
+    const void* context;
   };
   class Level;
 
@@ -88,6 +89,7 @@ class CkxFoundGroups {
   const IkxPolicySource& _source;
   SkxSectionBytes _section;
   bool _isIndexed = false;
+  std::string_view _damage;  // a group that is not found may lie behind it; empty where there is none
   std::unordered_map<GUID, SkxGroup, SkxGuidHash, SkxGuidEqual> _groups;
   std::vector<SkxHandedOut> _handedOut;
   unsigned _depth = 0;

@@ -37,6 +37,7 @@ bool KxUtil_MatchCmdLineArguments(CkxTextView pattern, CkxTextView commandLine, 
                                   bool caseSensitive, EkxStrCompareAs compareAs) {
   return KxEntry(false, [&] {
     if (commandLine.IsNull()) return pattern.IsNull();
+    if (!KxWork_Spend(commandLine.Size())) return false;
     const CkxTextView arguments = KxCommandLine_TakeApart(commandLine, programPath).arguments;
     if (compareAs == EkxStrCompareAs::StrEquals) return AreSameArguments(pattern, arguments, caseSensitive);
     return KxUtil_MatchStr(pattern, arguments, caseSensitive, compareAs);

@@ -9,7 +9,7 @@
 
 /// The first record that `wanted(header)` accepts, made by `make` as a copy of its own, so that it outlives the
 /// section. False, with `out` untouched, when there is none; with an error line when that record or one before it is
-/// malformed; with the fault noted when it cannot be told.
+/// malformed; with the fault noted when the section is refused or there is no memory.
 template <class Header, class Wanted, class Object>
 bool KxSection_LookUp(EkxPolicySection which, const SkxRecordKind& kind, Wanted wanted,
                       Object* (*make)(const Header* record, bool copy), Object*& out) {

@@ -65,6 +65,9 @@ class SectionWalk {
     const CkxPolicyComReference com;
     const CkxFoundGroups::Scope groups;
     CkxSectionRecords records(kKxPolicyRecord, section);
+    if (!records.HasCount()) {
+      return Fault(EkxEvaluationFault::Malformed, KxUtil_FaultText(EkxEvaluationFault::Malformed));
+    }
     _count = records.Count();
     for (bool goOn = true; goOn && _visited < _count;) {
       const unsigned char* const record = records.Next();

@@ -43,6 +43,7 @@ bool CkxShBufAppGroup::FromBuffer(const unsigned char*& cursor, unsigned long& r
 
 const CkxShBufTarget* CkxShBufAppGroup::FindMatch(const CkxTargetInfo& target) const {
   return KxEntry<const CkxShBufTarget*>(nullptr, [&]() -> const CkxShBufTarget* {
+    if (target.IsIncomplete()) KxFault_Note(EkxEvaluationFault::OutOfMemory);
     for (const CkxShBufTarget& candidate : CkxNodes<CkxShBufTarget>(_targets)) {
       if (!KxWork_Spend(kWorkOfTarget)) return nullptr;
       if (candidate.Matches(target)) return &candidate;

@@ -26,11 +26,12 @@ struct Enumeration {
 
 /// Hands on a target, or in the place of a link the targets of its group, links among those included.
 bool HandOnExpanded(const CkxShBufTarget& target, void* enumeration) {
+  if (!KxWork_Spend(1)) return false;
   if (target.IsTargetType(EkxPolicyTarget::AppGroupLink)) {
     return static_cast<const CkxShBufTargetAppGroupLink&>(target).EnumTargets(HandOnExpanded, enumeration);
   }
   const auto& to = *static_cast<const Enumeration*>(enumeration);
-  return KxWork_Spend(1) && to.callback(target, to.context);
+  return to.callback(target, to.context);
 }
 
 }  // namespace
@@ -48,6 +49,7 @@ void CkxShBufPolicyWithTargets::FillPolicyInfo(SkxTriggerPolicyShortInfo& info) 
 
 bool CkxShBufPolicyWithTargets::IsApplicableTarget(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info) const {
   return KxEntry(false, [&] {
+    if (target.IsIncomplete()) KxFault_Note(EkxEvaluationFault::OutOfMemory);
     if (_IsApplicableToAnyTarget(target, info)) return true;
     for (const CkxShBufTarget& candidate : CkxNodes<CkxShBufTarget>(_targets)) {
       if (!KxWork_Spend(kWorkOfTarget)) return false;

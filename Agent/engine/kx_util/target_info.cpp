@@ -156,7 +156,9 @@ CkxTargetInfoPtr Describe(const CkxConsentData& consent, unsigned long pid) {
       SkxProcessFacts process;
       process.pid = static_cast<uint32_t>(pid);
       process.commandLine = CkxTextView(consent.commandLine).ToString();
-      return Make<CkxTargetInfoProcess>(consent.path, std::move(process), consent.userToken);
+      auto asked = std::make_unique<CkxTargetInfoProcess>(consent.path, std::move(process), consent.userToken);
+      if (consent.kind == CkxConsentData::Kind::Msi) asked->SetTypedByName();  // a package, and not who installs it
+      return CkxTargetInfoPtr(asked.release());
     }
   }
   KxTrace(EkxTraceLevel::Error, "CkxTargetInfo", "ERROR: Unexpected type: ", static_cast<uint32_t>(consent.kind));

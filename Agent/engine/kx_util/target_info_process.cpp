@@ -39,12 +39,17 @@ CkxTargetInfoProcess::CkxTargetInfoProcess(bool isTyped, SkxFileFacts file, SkxP
 CkxTargetInfoProcess::~CkxTargetInfoProcess() = default;
 
 EkxPolicyTarget CkxTargetInfoProcess::TargetType() const {
-  return _isTyped || _isLinked ? CkxTargetInfoFile::TargetType() : EkxPolicyTarget::Executable;
+  return _isTyped || _isTypedByName ? CkxTargetInfoFile::TargetType() : EkxPolicyTarget::Executable;
+}
+
+void CkxTargetInfoProcess::SetTypedByName() {
+  _isTypedByName = true;
+  _RenewIdentity();
 }
 
 void CkxTargetInfoProcess::AddLinked(CkxTargetInfoPtr target) {
   if (target == nullptr) return;
-  if (target->IsTargetInfoProcess()) static_cast<CkxTargetInfoProcess&>(*target)._isLinked = true;
+  if (target->IsTargetInfoProcess()) static_cast<CkxTargetInfoProcess&>(*target).SetTypedByName();
   const bool isAdded = KxEntry(false, [&] {
     _linked.push_back(std::move(target));
     return true;
@@ -65,7 +70,11 @@ const CkxTargetInfoFile* CkxTargetInfoProcess::LinkedOfType(EkxPolicyTarget type
         return static_cast<const CkxTargetInfoFile*>(linked.get());
     }
     if (type != EkxPolicyTarget::Script) return nullptr;
-    if (!_script) _script = _DescribeScript();
+    if (!_script) {
+      CkxTargetInfoPtr script = _DescribeScript();
+      if (KxFault_Current() != EkxEvaluationFault::None) return nullptr;  // not known, which is not "none"
+      _script = std::move(script);
+    }
     return static_cast<const CkxTargetInfoFile*>(_script->get());
   });
 }

@@ -34,7 +34,6 @@ bool GetTargetPolicyActionEnumProc(const CkxShBufPolicy& policy, void* context) 
 }
 
 EkxEvaluationOutcome Evaluate(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info) {
-  if (target.IsIncomplete()) KxFault_Note(EkxEvaluationFault::OutOfMemory);
   Evaluation evaluation = {target, {}};
   switch (KxSectionWalk_Policies(kEvaluated, GetTargetPolicyActionEnumProc, &evaluation, true, target.UserToken())) {
     case EkxWalkEnd::Walked:
