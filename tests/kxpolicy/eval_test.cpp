@@ -239,7 +239,7 @@ TEST(Eval, EvaluatesADamagedImageAsTheLibraryDoes) {
       {"a record that does not parse is passed over",
        KxTest_Section({KxTest_PolicyHead(3, 2, u"No list").Bytes(), block}), Applied("\"t\"", 2, "Block", 2)},
       {"no records", KxTest_Section({}), "{\"id\":\"t\",\"matched\":false}\n"},
-      {"not even a count", {}, "{\"id\":\"t\",\"matched\":false}\n"},
+      {"not even a count", {}, "{\"id\":\"t\",\"matched\":false,\"error\":\"ERROR: The section is damaged\"}\n"},
   };
   for (const auto& test : kCases) {
     SCOPED_TRACE(test.name);
