@@ -10,6 +10,8 @@
 #include "Agent/engine/kx_util/agent_requests.h"
 #include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Common_CPP/access_token/access_token.h"
+#include "Common_CPP/file/machine_facts.h"
+#include "Common_CPP/file/path.h"
 #include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/text.h"
 
@@ -133,6 +135,8 @@ bool AnswerPrompt(const CkxImageSource* source, const SkxSecureIpcCaller& caller
   const CkxActAsClient client(caller.pipe);
   outcome = "refused, the client's rights cannot be taken on";
   if (!client) return false;
+  outcome = "refused, the client's drive is another machine's";
+  if (KxMachine_Facts().DriveType(KxPath_DriveLetter(PathOf(question))) == EkxDriveType::Remote) return false;
   action = ActionOf(program, administrator);
   outcome = kGivenUp;
   if (KxFault_Current() != EkxEvaluationFault::None) return false;  // no answer, and none may be made up for it

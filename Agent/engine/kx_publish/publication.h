@@ -7,7 +7,7 @@
 // The index section never changes its name; the data sections have new names in each publication:
 //
 //   Global\KxPoliciesIndexSection    three slots of 128 bytes: policies, application groups, alerts
-//   Global\KxPubNNNN-Policies        NNNN counts publications; it lies in one aligned word of eight bytes of the slot,
+//   Global\KxPubNNNN-Policies        NNNN is new each time; it lies in one aligned word of eight bytes of the slot,
 //   Global\KxPubNNNN-AppGroups       and in an index it is all that ever differs from another publication's, but for
 //   Global\KxPubNNNN-Alerts          the slot's first word, which is 0 where a section is not published
 //
