@@ -23,7 +23,10 @@ void ForEachRecord(const std::optional<SkxPolicyImage::Bytes>& section, const Sk
   KxImage_ForEachRecord(section, kind, places, [&](const unsigned char* bytes, size_t offset) {
     visit(SkxShownRecord{bytes, offset, file});
   });
-  for (const std::string& place : places) faults.push_back(image + "/" + file + ": byte " + place);
+  for (const std::string& place : places) {
+    faults.push_back(image);
+    faults.back().append("/").append(file).append(": byte ").append(place);
+  }
 }
 
 /// Returns how many policies were shown.

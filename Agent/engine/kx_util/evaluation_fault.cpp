@@ -9,15 +9,22 @@ namespace {
 
 std::atomic<uint64_t> workLimit{kKxDefaultWorkLimit};
 
+/// What a thread's pointer to its last fault points to: each at the place of its number.
+constexpr EkxEvaluationFault kFaults[] = {EkxEvaluationFault::None,        EkxEvaluationFault::OutOfMemory,
+                                          EkxEvaluationFault::WorkLimit,   EkxEvaluationFault::SectionRefused,
+                                          EkxEvaluationFault::UserUnknown, EkxEvaluationFault::PublicationUnstable,
+                                          EkxEvaluationFault::Malformed};
+static_assert(kFaults[static_cast<size_t>(EkxEvaluationFault::Malformed)] == EkxEvaluationFault::Malformed);
+
 // What a thread remembers: the outermost entry under way, the fault of the one before, and who may end its work.
 
 const CkxThreadPointer<CkxEntryScope>& Outermost() {
   static const CkxThreadPointer<CkxEntryScope> entry;
   return entry;
 }
-CkxThreadSlot& LastFaultSlot() {
-  static CkxThreadSlot slot;
-  return slot;
+const CkxThreadPointer<const EkxEvaluationFault>& LastFault() {
+  static const CkxThreadPointer<const EkxEvaluationFault> fault;
+  return fault;
 }
 const CkxThreadPointer<const CkxCancel>& Cancel() {
   static const CkxThreadPointer<const CkxCancel> cancel;
@@ -57,7 +64,8 @@ void KxUtil_SetWorkLimit(uint64_t units) noexcept { workLimit.store(units, std::
 uint64_t KxUtil_WorkLimit() noexcept { return workLimit.load(std::memory_order_relaxed); }
 EkxEvaluationFault KxUtil_LastFault() noexcept {
   if (const EkxEvaluationFault now = KxFault_Current(); now != EkxEvaluationFault::None) return now;
-  return static_cast<EkxEvaluationFault>(reinterpret_cast<uintptr_t>(LastFaultSlot().Get()));
+  const EkxEvaluationFault* const last = LastFault().Get();
+  return last != nullptr ? *last : EkxEvaluationFault::None;
 }
 
 void KxFault_Note(EkxEvaluationFault fault, std::string_view line) noexcept {
@@ -107,6 +115,6 @@ CkxEntryScope::CkxEntryScope() noexcept : _isOutermost(Outermost().Get() == null
 CkxEntryScope::~CkxEntryScope() {
   if (!_isOutermost) return;
   Outermost().Set(nullptr);
-  LastFaultSlot().Set(reinterpret_cast<void*>(uintptr_t{static_cast<unsigned char>(_fault)}));
+  LastFault().Set(&kFaults[static_cast<size_t>(_fault)]);
   if (_fault != EkxEvaluationFault::None) Tell(_line);
 }

@@ -113,7 +113,8 @@ class LiveFileFacts : public IkxFileFacts {
     std::optional<SkxPeVersionInfo> read;
     if (File() != nullptr) read = KxPe_ReadVersionInfo(_file);
     if (!read && KxFault_Current() != EkxEvaluationFault::None) return kNone;  // not had, which is not "none"
-    _version = read ? std::move(*read) : kNone;
+    if (!read) read.emplace();
+    _version = std::move(read);
     return *_version;
   }
 
