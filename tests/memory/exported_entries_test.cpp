@@ -9,6 +9,7 @@
 #include <kx_util/target_info_kinds.h>
 #include <kx_util/token_policy_data.h>
 
+#include <cstring>
 #include <fstream>
 #include <functional>
 
@@ -346,6 +347,100 @@ TEST(NoMemory, ADescriptionThatCouldNotBeMadeIsNotEvaluated) {
     const CkxTargetInfoPtr target(trial.During([&] { return CkxTargetInfo::CreateFromConsentData(consent, 7); }));
     return target != nullptr ? Answer(KxText_ToUtf8(target->QueryPathProvider()->GetPath())) : std::nullopt;
   });
+}
+
+TEST(NoMemory, RecordsOfProcessesTasksTokensAndGroups) {
+  const CkxPolicySourceScope scope(Workstation());
+  const KxWString path = KXW("C:\\Windows\\System32\\a program that opens something.exe");
+  const KxWString line = KXW("\"") + path + KXW("\" -File C:\\Scripts\\something\\that\\runs.ps1");
+  const auto program = [&] {
+    SkxFileFacts file;
+    file.path = path;
+    file.hashes = {{KXW("SHA256"), KxWString(64, KXW('0'))}};
+    file.versionInfo = {{KXW("FileDescription"), KxWString(40, KXW('d'))}};
+    SkxProcessFacts process;
+    process.commandLine = line;
+    return std::make_unique<CkxTargetInfoProcess>(std::move(file), std::move(process), nullptr);
+  };
+  const auto held = [](const CkxUtilStr& text) {
+    return text.IsEmpty() ? Answer() : Answer(KxText_ToUtf8(text.View()));
+  };
+  const std::pair<const char*, Entry> entries[] = {
+      {"a record of a process",
+       [&](Trial& trial) {
+         const auto process = program();
+         CkxFileSrcProcess writer;
+         const bool filled = trial.During([&] { return writer.Fill(*process); });
+         EXPECT_EQ(writer.Facts().path.empty(), !filled) << "half a record";
+         return YesOrNothing(filled);
+       }},
+      {"its command line",
+       [&](Trial& trial) {
+         const auto process = program();
+         CkxFileSrcProcess writer;
+         writer.Fill(*process);
+         const KxWString text = trial.During([&] { return writer.CommandLine(); });
+         return YesOrNothing(!text.empty());
+       }},
+      {"the provider's own hash",
+       [&](Trial& trial) {
+         const auto process = program();
+         CkxUtilStr hash;
+         trial.During([&] { return process->GetAlgorithmAndHashString(hash); });
+         return held(hash);
+       }},
+      {"an administrative task",
+       [&](Trial& trial) {
+         const auto process = program();
+         return YesOrNothing(trial.During([&] { return CkxAdminTask::CreateInstance(1)->MatchProcess(*process); }));
+       }},
+      {"the script that a process was started for",
+       [&](Trial& trial) {
+         const auto process = program();
+         CkxTargetInfoProcess* found = nullptr;
+         return YesOrNothing(
+             trial.During([&] { return KxUtil_GetProcTargetOfType(*process, EkxPolicyTarget::Script, found); }));
+       }},
+      {"a token's text",
+       [&](Trial& trial) {
+         CkxUtilStr text;
+         trial.During([&] {
+           SkxTokenPolicyData(true, 7, SkxTriggerPolicyShortInfo()).GetDebugString(text);
+           return true;
+         });
+         return held(text);
+       }},
+      {"a mapped path",
+       [&](Trial& trial) -> Answer {
+         const WCHAR* text = trial.During([&] { return CkxTargetInfo::_MappedPathToUncStrDup(nullptr, path.c_str()); });
+         const Answer answer = text != nullptr ? Answer(KxText_ToUtf8(text)) : std::nullopt;
+         CkxTargetInfo::_Free(text);
+         return answer;
+       }},
+      {"a linked target that was lost",
+       [&](Trial& trial) {
+         const auto process = program();
+         CkxTargetInfoPtr package(new CkxTargetInfoFile(KXW("C:\\a.msi"), nullptr));
+         trial.During([&] {
+           process->AddLinked(std::move(package));
+           return true;
+         });
+         return YesOrNothing(!process->IsIncomplete());
+       }},
+      {"a group by its id",
+       [&](Trial& trial) {
+         GUID id{};
+         const auto& groups = Workstation();
+         SkxSectionBytes section;
+         EXPECT_EQ(groups.OpenSection(EkxPolicySection::AppGroups, section), EkxSectionState::Open);
+         std::memcpy(&id, section.bytes.data() + 12, sizeof(id));
+         CkxShBufAppGroup* group = nullptr;
+         const bool found = trial.During([&] { return CkxSharedPoliciesData::GetAppGroupById(id, group); });
+         CkxShBufAppGroup::Release(group);
+         return YesOrNothing(found);
+       }},
+  };
+  for (const auto& [name, entry] : entries) Sweep(name, entry);
 }
 
 }  // namespace
