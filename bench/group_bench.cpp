@@ -23,8 +23,17 @@ SkxTargetModel AskingAncestors(size_t group) {
   SkxTargetModel target = BenchPolicies::NameTarget(0);
   auto& program = std::get<SkxExeTarget>(target.body);
   program.fileName.reset();
-  program.parentProcess = SkxParentTest{.includedGroup = GroupId(group), .includedAnyAncestor = true};
+  program.parentProcess.emplace();
+  program.parentProcess->includedGroup = GroupId(group);
+  program.parentProcess->includedAnyAncestor = true;
   return target;
+}
+
+SkxAppGroupModel Group(size_t group, std::vector<SkxTargetModel> targets) {
+  SkxAppGroupModel model;
+  model.id = GroupId(group);
+  model.targets = std::move(targets);
+  return model;
 }
 
 SkxPolicyModel Policy(uint32_t id, std::vector<SkxTargetModel> targets) {
@@ -38,7 +47,7 @@ SkxPolicyModel Policy(uint32_t id, std::vector<SkxTargetModel> targets) {
 /// 1,000 policies that link one group of 5,000 programs.
 SkxPublication OneGroupForAll() {
   SkxPublication publication;
-  publication.groups.push_back({.id = GroupId(0)});
+  publication.groups.push_back(Group(0, {}));
   for (uint32_t i = 0; i < 5000; ++i) publication.groups[0].targets.push_back(BenchPolicies::NameTarget(i));
   for (uint32_t id = 1; id <= 1000; ++id) publication.policies.push_back(Policy(id, {Link(0)}));
   return publication;
@@ -48,7 +57,7 @@ SkxPublication OneGroupForAll() {
 SkxPublication AGroupForEach() {
   SkxPublication publication;
   for (uint32_t id = 1; id <= 16000; ++id) {
-    publication.groups.push_back({.id = GroupId(id), .targets = {BenchPolicies::NameTarget(id)}});
+    publication.groups.push_back(Group(id, {BenchPolicies::NameTarget(id)}));
     publication.policies.push_back(Policy(id, {Link(id)}));
   }
   return publication;
@@ -60,8 +69,7 @@ SkxPublication Layers() {
   constexpr size_t kLayers = 8;
   SkxPublication publication;
   for (size_t group = 0; group < kWidth * kLayers; ++group) {
-    auto& made = publication.groups.emplace_back();
-    made.id = GroupId(group);
+    SkxAppGroupModel& made = publication.groups.emplace_back(Group(group, {}));
     const size_t next = (group / kWidth + 1) * kWidth;
     for (size_t i = 0; i < kWidth && next < kWidth * kLayers; ++i) made.targets.push_back(Link(next + i));
   }
@@ -73,8 +81,7 @@ SkxPublication Layers() {
 SkxPublication Ancestors() {
   SkxPublication publication;
   for (size_t group = 0; group < 12; ++group) {
-    auto& made = publication.groups.emplace_back();
-    made.id = GroupId(group);
+    SkxAppGroupModel& made = publication.groups.emplace_back(Group(group, {}));
     for (size_t other = 0; other < 12; ++other) made.targets.push_back(AskingAncestors(other));
   }
   publication.policies.push_back(Policy(1, {Link(0)}));
@@ -89,10 +96,10 @@ void WalkOverGroups(benchmark::State& state, SkxPublication (*make)()) {
   EkxEvaluationOutcome outcome = EkxEvaluationOutcome::NotAnswered;
   double best = 1e300;
   for (auto _ : state) {
-    CkxTargetInfoPtr chain = bench.UnmatchedTarget();
+    std::unique_ptr<CkxTargetInfoProcess> chain = bench.UnmatchedTarget();
     for (int ancestor = 0; ancestor < 60; ++ancestor) {
       auto child = bench.UnmatchedTarget();
-      child->SetParent(std::move(chain));
+      child->SetParent(CkxTargetInfoPtr(chain.release()));
       chain = std::move(child);
     }
     best = std::min(
