@@ -7,6 +7,7 @@
 
 #include "Agent/engine/kx_publish/agent_service.h"
 #include "Agent/engine/kx_publish/publication.h"
+#include "Common_CPP/file/file.h"
 #include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
@@ -51,17 +52,17 @@ class Log {
   std::mutex _mutex;
 };
 
-/// What tells one state of an image's folder from another, without reading it.
+/// What tells one state of an image's folder from another, without reading it. The times are the system's own: the
+/// standard library's are whole seconds on some, and an image may be compiled twice in one.
 class FolderState {
  public:
   static FolderState Of(const fs::path& folder) {
     FolderState state;
     size_t i = 0;
     for (const char* const name : {"policies.sec", "appgroups.sec", "alerts.sec", "applicable.json"}) {
-      std::error_code error;
       File& file = state._files[i++];
-      file.size = fs::file_size(folder / name, error);
-      file.written = fs::last_write_time(folder / name, error);
+      const std::optional<SkxFileStatus> status = KxFile_Status((folder / name).string<WCHAR>());
+      if (status) file = {status->size, status->modificationTime};
     }
     return state;
   }
@@ -69,8 +70,8 @@ class FolderState {
 
  private:
   struct File {
-    uintmax_t size = 0;
-    fs::file_time_type written;
+    uint64_t size = 0;
+    int64_t written = 0;
     bool operator==(const File&) const = default;
   };
   std::array<File, 4> _files;

@@ -127,10 +127,9 @@ bool CkxPolicyPublication::NamesInIndex(std::vector<KxWString>& names) const {
 }
 
 bool CkxPolicyPublication::MakeSections(const SkxPolicyImage& image, Sections& made, Index& index, std::string& error) {
-  // A reader may still have what a publisher before has made under the next number. Who takes the numbers that come
-  // next, to keep old policies in force, does not know which are tried then.
+  // A reader may still have what a publisher before has made under the next number.
   for (int attempt = 0; attempt < 100; ++attempt) {
-    _number = (attempt == 0 ? _number + 1 : std::random_device()()) % kNumbers;
+    _number = (_number + 1) % kNumbers;
     if (MakeNumbered(image, _number, made, index, error)) return true;
     const uint32_t lastError = KxLastError_Get();
     Forget(made);
