@@ -161,7 +161,7 @@ bool KxUtil_MatchFileLocation(const IkxPathProvider& provider, CkxTextView typeL
       TraceInvalidArguments("KxUtil_MatchFileLocation", spelled, locationPattern);
       return false;
     }
-    if (!KxWork_Spend((spelled.Size() + locationPattern.Size()))) return false;
+    if (!KxWork_Spend(spelled.Size() + locationPattern.Size())) return false;
     if (!KxUtil_MatchFileLocationTypes(provider, typeList)) return false;
 
     void* const token = provider.GetAccessToken();
