@@ -8,6 +8,7 @@
 
 #include <optional>
 
+#include "Common_CPP/secure_named_pipe/process_identity.h"
 #include "Common_CPP/security/sid.h"
 
 /// As the system tells it, not the peer. Of a client: the user that its thread connected as. Of a server: the owner of
@@ -25,18 +26,6 @@ struct SkxPipePeer {
 struct SkxExpectedPeer {
   KxWString image;   ///< file name, with or without ".exe", case folded: "KxAgent"; "System" is the kernel
   KxWString signer;  ///< name of the signer, to the letter: "Vendor Inc."
-};
-
-/// What is known of the program behind a process. The host installs its own where it can tell a file's signer.
-class IkxProcessIdentity {
- public:
-  virtual ~IkxProcessIdentity() = default;
-
-  /// Full path of the process's image; nothing when it cannot be told.
-  virtual std::optional<KxWString> Image(uint32_t processId) const = 0;
-
-  /// The name of the valid signer of the file `image`; nothing when it has none or that cannot be told.
-  virtual std::optional<KxWString> Signer(const KxWString& image) const = 0;
 };
 
 /// Asks the system for images, where it lets this process see them; signers cannot be told.

@@ -8,7 +8,7 @@
 // Nothing is expected until it is installed.
 #pragma once
 
-#include "Common_CPP/secure_named_pipe/peer_identity.h"
+#include "Common_CPP/secure_named_pipe/process_identity.h"
 
 /// For the whole process, from the next request on. `image` is a file name, with or without ".exe", case folded;
 /// `signer` is the name of the signer, to the letter; null or empty is not compared. `identity` tells them (not owned;
