@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-#include "Agent/engine/kx_publish/encode.h"
+#include "Agent/engine/kx_publish/image/encode_image.h"
 #include "Common_CPP/util/text.h"
 
 namespace {

@@ -6,8 +6,8 @@
 #include <memory>
 #include <span>
 
-#include "Agent/engine/kx_publish/image_source.h"
-#include "Agent/engine/kx_publish/policy_model.h"
+#include "Agent/engine/kx_publish/image/image_source.h"
+#include "Agent/engine/kx_publish/model/policy_model.h"
 
 class BenchPolicies {
  public:

@@ -3,8 +3,8 @@
 #include <benchmark/benchmark.h>
 #include <kx_util/shared_policies_data.h>
 
-#include "Agent/engine/kx_publish/encode.h"
-#include "Agent/engine/kx_publish/image_source.h"
+#include "Agent/engine/kx_publish/image/encode_image.h"
+#include "Agent/engine/kx_publish/image/image_source.h"
 #include "bench/bench_policies.h"
 #include "bench/plain_read.h"
 

@@ -20,10 +20,11 @@
 #include <numeric>
 #include <stdexcept>
 
-#include "Agent/engine/kx_publish/agent_service.h"
-#include "Agent/engine/kx_publish/publication.h"
-#include "Agent/engine/kx_util/agent_requests.h"
-#include "Agent/engine/kx_util/live_policy_source.h"
+#include "Agent/engine/kx_publish/document/applicable_document.h"
+#include "Agent/engine/kx_publish/service/agent_service.h"
+#include "Agent/engine/kx_publish/service/publication.h"
+#include "Agent/engine/kx_util/store/agent_requests.h"
+#include "Agent/engine/kx_util/store/live_policy_source.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/util/text.h"
 #include "bench/bench_policies.h"

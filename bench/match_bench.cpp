@@ -2,7 +2,7 @@
 // think of, in plain reads of pattern and subject.
 #include <kx_util/kx_util.h>
 
-#include "Agent/engine/kx_util/evaluation_fault.h"
+#include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "bench/plain_read.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "Agent/engine/kx_util/agent_requests.h"
+#include "Agent/engine/kx_util/store/agent_requests.h"
 
 namespace {
 

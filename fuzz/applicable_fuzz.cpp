@@ -1,8 +1,9 @@
 // Input: an applicable.json. What is read of it is written and read again, and asked.
 #include <cstdlib>
 
-#include "Agent/engine/kx_publish/applicable_rules.h"
-#include "Agent/engine/kx_publish/json_reader.h"
+#include "Agent/engine/kx_publish/document/applicable_document.h"
+#include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/image/applicable_rules.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/access_token/user_scope.h"
 

@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-#include "Agent/engine/kx_util/command_line.h"
+#include "Agent/engine/kx_util/command/command_line.h"
 #include "Common_CPP/util/text.h"
 
 namespace {

@@ -10,8 +10,8 @@
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 
-#include "Agent/engine/kx_publish/json_reader.h"
-#include "Agent/engine/kx_publish/target_document.h"
+#include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/target_document.h"
 #include "Common_CPP/util/byte_cursor.h"
 #include "tests/support/section_source.h"
 #include "tools/kxpolicy/decision.h"

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <vector>
 
-#include "Agent/engine/kx_util/live_policy_source.h"
+#include "Agent/engine/kx_util/store/live_policy_source.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
   std::vector<uint64_t> words(size / sizeof(uint64_t) + 1);  // as aligned as a mapped page

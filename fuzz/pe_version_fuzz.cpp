@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "Agent/engine/kx_util/pe_version_info.h"
+#include "Agent/engine/kx_util/target/pe_version_info.h"
 
 namespace {
 

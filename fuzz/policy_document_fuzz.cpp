@@ -1,8 +1,8 @@
 // Any text as a policy document. What reads as one must write as one that means the same.
 #include <cstdlib>
 
-#include "Agent/engine/kx_publish/encode.h"
-#include "Agent/engine/kx_publish/policy_document.h"
+#include "Agent/engine/kx_publish/document/policy_document.h"
+#include "Agent/engine/kx_publish/image/encode_image.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   SkxDocumentText document{"fuzz.jsonc", std::string(reinterpret_cast<const char*>(data), size)};

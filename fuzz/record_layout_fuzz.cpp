@@ -2,8 +2,8 @@
 // reader takes, and visits nothing outside the bytes. The checks of a publication get the record as its section.
 #include <cstdlib>
 
-#include "Agent/engine/kx_publish/lint_records.h"
-#include "Agent/engine/kx_publish/record_walk.h"
+#include "Agent/engine/kx_publish/lint/lint_records.h"
+#include "Agent/engine/kx_publish/record/record_walk.h"
 #include "tests/support/record_reading.h"
 
 namespace {

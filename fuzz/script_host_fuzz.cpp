@@ -1,8 +1,8 @@
 // Input: a byte that selects an interpreter, then its command line in UTF-16LE.
 #include <cstdlib>
 
-#include "Agent/engine/kx_util/command_line.h"
-#include "Agent/engine/kx_util/script_host.h"
+#include "Agent/engine/kx_util/command/command_line.h"
+#include "Agent/engine/kx_util/command/script_host.h"
 #include "Common_CPP/util/text.h"
 
 namespace {

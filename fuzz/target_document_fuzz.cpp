@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 
-#include "Agent/engine/kx_publish/json_reader.h"
-#include "Agent/engine/kx_publish/target_document.h"
+#include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/target_document.h"
 #include "Common_CPP/file/machine_facts.h"
 
 namespace {

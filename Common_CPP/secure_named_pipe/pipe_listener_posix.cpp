@@ -1,3 +1,4 @@
+// The server's end: a local socket in the runtime folder.
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/stat.h>

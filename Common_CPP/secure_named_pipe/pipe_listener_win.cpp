@@ -1,3 +1,4 @@
+// The server's end: a named pipe, of which one instance always waits.
 #include "Common_CPP/access_token/object_access_win.h"
 #include "Common_CPP/secure_named_pipe/pipe_platform.h"
 #include "Common_CPP/secure_named_pipe/pipe_win.h"

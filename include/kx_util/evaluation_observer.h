@@ -8,11 +8,11 @@
 //   CkxSharedPoliciesData::GetTargetPolicyAction(target, info);
 #pragma once
 
-#include <kx_util/policy_codes.h>
-
 #include "Common_CPP/util/owned_str.h"
 
 class CkxShBufPolicy;
+enum class EkxPolicyAction : int32_t;
+enum class EkxPolicyTarget : uint32_t;
 
 enum class EkxPolicyOutcome : unsigned char {
   Applies,

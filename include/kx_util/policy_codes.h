@@ -1,4 +1,5 @@
-// The code numbers of the policy buffer and their display names.
+// The code numbers of the policy buffer. What they are called stands with the kinds (shared_policy.h,
+// shared_policy_target.h).
 #pragma once
 
 #include "Common_CPP/util/base.h"
@@ -55,9 +56,3 @@ enum class EkxPolicyTarget : uint32_t {
 enum class EkxAlertTrigger : uint32_t { ReplaceUacOfStandardUser = 26, ReplaceUacOfAdministrator = 27 };
 
 enum class EkxAlertType : uint16_t { Dialog = 1, Balloon = 2 };
-
-/// "Run", "Block", ... ; "Unknown Policy Action" with an error line for a code that is none.
-KX_UTIL_API const WCHAR* KxUtil_PolicyActionStr(EkxPolicyAction action);
-
-/// "Executable", "URL", ... ; "Unknown Target Type" with an error line for a code that is none.
-KX_UTIL_API const WCHAR* KxUtil_PolicyTargetTypeStr(EkxPolicyTarget type);

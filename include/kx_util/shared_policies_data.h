@@ -16,6 +16,16 @@
 // holds for the process: calls under way may still end in the helper before.
 //
 // True is success or found; every failure is false, with the trace saying why.
+//
+// The members live in Agent/engine/kx_util/store:
+//
+//   shared_policies_data.cpp                 enumeration, look-ups of policies and groups, who they are applicable to
+//   shared_policies_data_action.cpp          the central evaluation
+//   shared_policies_data_predicates.cpp      the questions of their own
+//   shared_policies_data_groups.cpp          what is done with a group
+//   shared_policies_data_alerts.cpp          alerts
+//   shared_policies_data_distributors.cpp    the names of distributors in records of processes
+//   agent_requests.cpp, tools_folder.cpp     prompts; folders of tools
 #pragma once
 
 #include <kx_util/agent_uac_action.h>

@@ -27,6 +27,9 @@
 
 class CkxShBufCustGuiBase;
 
+/// "Run", "Block", ... ; "Unknown Policy Action" with an error line for a code that is none.
+KX_UTIL_API const WCHAR* KxUtil_PolicyActionStr(EkxPolicyAction action);
+
 #pragma pack(push, 1)
 struct SkxPolicyBufHeader {
   static constexpr uint32_t kMagic = 0x22232425;

@@ -9,8 +9,10 @@
 // installer-property elements, which match nothing. What the target does not know is never a match.
 #pragma once
 
-#include <kx_util/kx_util.h>
+#include <kx_util/match_bitmask.h>
+#include <kx_util/match_str.h>
 #include <kx_util/shared_buffer.h>
+#include <kx_util/target_info_process.h>
 
 #include <memory>
 

@@ -22,11 +22,11 @@ struct SkxTargetBufHeader {
   GUID targetId;
   EkxPolicyTarget type;
 };
-struct SkxGuidBlock {  ///< a GUID in place, at any address
-  GUID value;
-};
 #pragma pack(pop)
 static_assert(sizeof(SkxTargetBufHeader) == 28);
+
+/// "Executable", "URL", ... ; "Unknown Target Type" with an error line for a code that is none.
+KX_UTIL_API const WCHAR* KxUtil_PolicyTargetTypeStr(EkxPolicyTarget type);
 
 class CkxFileSrcProcess;
 class CkxShBufTarget;
@@ -61,102 +61,4 @@ class KX_UTIL_API CkxShBufTarget : public CkxShBufList::CkxNode {
 
  private:
   const SkxTargetBufHeader* _header = nullptr;  // into the buffer
-};
-
-/// GUID of the group that stands for its targets.
-class KX_UTIL_API CkxShBufTargetAppGroupLink : public CkxShBufTarget {
- public:
-  bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining) override;
-  bool MatchTarget(const CkxTargetInfo& target) const override;
-  void AppendDebugMsg(CkxUtilStr& text) const override;
-
-  GUID GroupId() const { return _groupId->value; }
-
-  /// `info` is filled from the target of the group that matched.
-  bool MatchTarget(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info) const;
-
-  /// Every target of the group, in order, until a call returns false, which is then the answer. A group that is not
-  /// there has none.
-  bool EnumTargets(KxTargetCallback callback, void* context) const;
-
- private:
-  const SkxGuidBlock* _groupId = nullptr;
-};
-
-/// A program: u8 inheritable; file version range; product version range; location; file name and hash; arguments;
-/// owners; publishers; version fields; service name; parent process; users (plain string); origin; distributor name
-/// (text).
-class KX_UTIL_API CkxShBufTargetExe : public CkxShBufTarget {
- public:
-  bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining) override;
-  void FillTargetInfo(SkxTriggerPolicyShortInfo& info) const override;
-
-  /// All of its properties that are set, cheap ones and those that decide most often first.
-  bool MatchTarget(const CkxTargetInfo& target) const override;
-  bool MatchProcess(const CkxFileSrcProcess& process) const override;
-  void AppendDebugMsg(CkxUtilStr& text) const override;
-
-  bool Inheritable() const { return _inheritable; }
-  const CkxShBufPropVersionRange& FileVersions() const { return _fileVersions; }
-  const CkxShBufPropVersionRange& ProductVersions() const { return _productVersions; }
-  const CkxShBufPropFileLocation& Location() const { return _location; }
-  const CkxShBufPropFileName& FileName() const { return _fileName; }
-  const CkxShBufPropArguments& Arguments() const { return _arguments; }
-  const CkxShBufPropFileOwners& Owners() const { return _owners; }
-  const CkxShBufPropPublishers& Publishers() const { return _publishers; }
-  const CkxShBufPropFileVerInfos& VersionFields() const { return _versionFields; }
-  const CkxShBufPropSvcName& ServiceName() const { return _serviceName; }
-  const CkxShBufPropParentProcess& ParentProcess() const { return _parentProcess; }
-  CkxTextView Users() const { return _users.View(); }
-  const CkxShBufPropFileOrigin& Origin() const { return _origin; }
-  CkxTextView SoftwareDistributorName() const { return _softwareDistributorName.View(); }
-
- private:
-  bool _inheritable = false;
-  CkxShBufPropVersionRange _fileVersions;
-  CkxShBufPropVersionRange _productVersions;
-  CkxShBufPropFileLocation _location;
-  CkxShBufPropFileName _fileName;
-  CkxShBufPropArguments _arguments;
-  CkxShBufPropFileOwners _owners;
-  CkxShBufPropPublishers _publishers;
-  CkxShBufPropFileVerInfos _versionFields;
-  CkxShBufPropSvcName _serviceName;
-  CkxShBufPropParentProcess _parentProcess;
-  CkxShBufTargetUsers _users;
-  CkxShBufPropFileOrigin _origin;
-  CkxShBufString _softwareDistributorName;
-};
-
-/// What an exclusion leaves out: location; file name; users (plain string). Users that are a descriptor limit it to
-/// those in that scope; without a text, and with the marker, it is for everybody.
-class KX_UTIL_API CkxShBufTargetExclude : public CkxShBufTarget {
- public:
-  bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining) override;
-  bool MatchTarget(const CkxTargetInfo& target) const override;
-  void AppendDebugMsg(CkxUtilStr& text) const override;
-
-  bool MatchExcludedTarget(const IkxPathProvider& file) const;
-
-  const CkxShBufPropFileLocation& Location() const { return _location; }
-  const CkxShBufPropFileName& FileName() const { return _fileName; }
-  CkxTextView Users() const { return _users.View(); }
-
- private:
-  CkxShBufPropFileLocation _location;
-  CkxShBufPropFileName _fileName;
-  CkxShBufTargetUsers _users;
-};
-
-/// A request to elevate a download: the pattern of its address.
-class KX_UTIL_API CkxShBufTargetUrl : public CkxShBufTarget {
- public:
-  bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining) override;
-  bool MatchTarget(const CkxTargetInfo& target) const override;
-  void AppendDebugMsg(CkxUtilStr& text) const override;
-
-  const CkxShBufPropStr& Url() const { return _url; }
-
- private:
-  CkxShBufPropStr _url;
 };

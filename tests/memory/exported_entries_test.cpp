@@ -13,10 +13,10 @@
 #include <fstream>
 #include <functional>
 
-#include "Agent/engine/kx_publish/encode.h"
-#include "Agent/engine/kx_publish/image_source.h"
-#include "Agent/engine/kx_publish/policy_document.h"
-#include "Agent/engine/kx_publish/target_document.h"
+#include "Agent/engine/kx_publish/document/policy_document.h"
+#include "Agent/engine/kx_publish/document/target_document.h"
+#include "Agent/engine/kx_publish/image/encode_image.h"
+#include "Agent/engine/kx_publish/image/image_source.h"
 #include "Common_CPP/util/text.h"
 #include "tests/memory/failing_memory.h"
 #include "tests/support/temp_folder.h"

@@ -8,7 +8,7 @@
 
 #include <optional>
 
-#include "Agent/engine/kx_util/section_records.h"
+#include "Agent/engine/kx_util/store/section_records.h"
 #include "tests/support/record_bytes.h"
 
 /// Read once as `make` does, and once more for the count of bytes, which objects do not tell.

@@ -2,7 +2,7 @@
 
 #include <charconv>
 
-#include "Agent/engine/kx_publish/json_reader.h"
+#include "Agent/engine/kx_publish/document/json_reader.h"
 
 namespace {
 

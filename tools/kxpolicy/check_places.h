@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
-#include "Agent/engine/kx_publish/lint.h"
+#include "Agent/engine/kx_publish/lint/lint.h"
 
 struct SkxCheckPlace {
   std::string file;                    ///< or document

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "Agent/engine/kx_publish/policy_image.h"
-#include "Agent/engine/kx_util/section_records.h"
+#include "Agent/engine/kx_publish/image/policy_image.h"
+#include "Agent/engine/kx_util/store/section_records.h"
 
 /// `visit(bytes, offset)` for each record of a section, `offset` from the section's first byte. Nothing for a section
 /// that is not there. Where the framing ends too early, "12: what is wrong there" is added to `faults`.

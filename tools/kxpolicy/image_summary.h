@@ -1,7 +1,7 @@
 // What an image holds, in one line for a person.
 #pragma once
 
-#include "Agent/engine/kx_publish/policy_image.h"
+#include "Agent/engine/kx_publish/image/policy_image.h"
 
 struct SkxImageSummary {
   size_t policies = 0;  ///< that can be read

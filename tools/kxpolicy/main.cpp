@@ -1,3 +1,4 @@
+// The command. All it does is in tool.h, where the tests reach it.
 #include <iostream>
 
 #include "Common_CPP/util/process_args.h"

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "Agent/engine/kx_publish/policy_image.h"
+#include "Agent/engine/kx_publish/image/policy_image.h"
 
 /// A record as it lies in its section, framed well; whether it parses is another question.
 struct SkxShownRecord {

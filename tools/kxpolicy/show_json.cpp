@@ -1,10 +1,11 @@
+// What `show --json` prints.
 #include <iterator>
 #include <ostream>
 
-#include "Agent/engine/kx_publish/applicable_rules.h"
-#include "Agent/engine/kx_publish/policy_decode.h"
-#include "Agent/engine/kx_publish/policy_document.h"
-#include "Agent/engine/kx_publish/sayable.h"
+#include "Agent/engine/kx_publish/document/applicable_document.h"
+#include "Agent/engine/kx_publish/document/policy_document.h"
+#include "Agent/engine/kx_publish/document/sayable.h"
+#include "Agent/engine/kx_publish/record/policy_decode.h"
 #include "tools/kxpolicy/show_format.h"
 
 namespace {

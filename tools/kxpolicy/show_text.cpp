@@ -1,6 +1,7 @@
+// What `show` prints for people.
 #include <ostream>
 
-#include "Agent/engine/kx_publish/record_walk.h"
+#include "Agent/engine/kx_publish/record/record_walk.h"
 #include "Common_CPP/util/byte_cursor.h"
 #include "Common_CPP/util/format.h"
 #include "Common_CPP/util/guid.h"

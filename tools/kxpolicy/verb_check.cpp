@@ -3,9 +3,9 @@
 #include <filesystem>
 #include <ostream>
 
-#include "Agent/engine/kx_publish/encode.h"
-#include "Agent/engine/kx_publish/json_reader.h"
-#include "Agent/engine/kx_publish/policy_document.h"
+#include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/policy_document.h"
+#include "Agent/engine/kx_publish/image/encode_image.h"
 #include "Common_CPP/util/printable.h"
 #include "tools/kxpolicy/check_places.h"
 #include "tools/kxpolicy/image_input.h"

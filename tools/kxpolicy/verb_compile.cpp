@@ -1,9 +1,9 @@
 // compile: policy documents into an image.
 #include <ostream>
 
-#include "Agent/engine/kx_publish/encode.h"
-#include "Agent/engine/kx_publish/lint.h"
-#include "Agent/engine/kx_publish/policy_document.h"
+#include "Agent/engine/kx_publish/document/policy_document.h"
+#include "Agent/engine/kx_publish/image/encode_image.h"
+#include "Agent/engine/kx_publish/lint/lint.h"
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/image_summary.h"

@@ -3,9 +3,9 @@
 
 #include <ostream>
 
-#include "Agent/engine/kx_publish/image_source.h"
-#include "Agent/engine/kx_publish/json_reader.h"
-#include "Agent/engine/kx_publish/target_document.h"
+#include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/target_document.h"
+#include "Agent/engine/kx_publish/image/image_source.h"
 #include "Common_CPP/file/file.h"
 #include "tools/kxpolicy/decision.h"
 #include "tools/kxpolicy/fault_answer.h"

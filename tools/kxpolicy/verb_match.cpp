@@ -5,8 +5,8 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
-#include "Agent/engine/kx_publish/json_reader.h"
-#include "Agent/engine/kx_publish/target_document.h"
+#include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/target_document.h"
 #include "tools/kxpolicy/fault_answer.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/match_by_hand.h"

@@ -1,7 +1,7 @@
 // publish and unpublish: an image into the live sections of this machine, and out again.
 #include <ostream>
 
-#include "Agent/engine/kx_publish/publication.h"
+#include "Agent/engine/kx_publish/service/publication.h"
 #include "tools/kxpolicy/image_input.h"
 #include "tools/kxpolicy/stop.h"
 #include "tools/kxpolicy/tool.h"

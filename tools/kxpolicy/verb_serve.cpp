@@ -5,8 +5,8 @@
 #include <mutex>
 #include <ostream>
 
-#include "Agent/engine/kx_publish/agent_service.h"
-#include "Agent/engine/kx_publish/publication.h"
+#include "Agent/engine/kx_publish/service/agent_service.h"
+#include "Agent/engine/kx_publish/service/publication.h"
 #include "Common_CPP/file/file.h"
 #include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/printable.h"

@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Agent/engine/kx_util/regexp/regexp_program.h"
+#include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/util/trace.h"
 
 namespace {

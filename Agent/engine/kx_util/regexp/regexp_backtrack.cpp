@@ -1,7 +1,7 @@
 // The machine for programs with back-references: one way after the other, the most preferred first. What a group took
 // decides what comes after it, so that ways cannot be followed together; the steps are limited instead.
-#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Agent/engine/kx_util/regexp/regexp_program.h"
+#include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/util/trace.h"
 
 namespace {

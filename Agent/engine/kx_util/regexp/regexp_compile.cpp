@@ -1,3 +1,4 @@
+// From the tree of an expression to its program.
 #include <utility>
 
 #include "Agent/engine/kx_util/regexp/regexp_program.h"

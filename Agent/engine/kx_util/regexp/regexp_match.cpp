@@ -7,8 +7,8 @@
 #include <array>
 #include <utility>
 
-#include "Agent/engine/kx_util/evaluation_fault.h"
 #include "Agent/engine/kx_util/regexp/regexp_program.h"
+#include "Agent/engine/kx_util/watch/evaluation_fault.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 // than groups and `!` are nested in the pattern, which kxRegExpMaxDepth bounds.
 #pragma once
 
+#include "Agent/engine/kx_util/buffer/wipe.h"
 #include "Agent/engine/kx_util/regexp/regexp.h"
-#include "Agent/engine/kx_util/wipe.h"
 
 enum class EkxRegExpNode : uint8_t {
   Unit,           ///< value: the unit as written

@@ -1,0 +1,265 @@
+#include "Agent/engine/kx_publish/document/document_in.h"
+
+#include <kx_util/admin_task.h>
+
+#include <algorithm>
+#include <charconv>
+
+#include "Agent/engine/kx_publish/model/derived_id.h"
+#include "Common_CPP/crypto/hash.h"
+
+namespace {
+
+using nlohmann::json;
+
+/// Names for a fault: "a", "b" or "c".
+template <class Range, class NameOf>
+std::string Alternatives(const Range& range, NameOf nameOf) {
+  std::string text;
+  const size_t count = std::size(range);
+  for (size_t i = 0; i < count; ++i) {
+    text += (i == 0 ? "\"" : i + 1 == count ? " or \"" : ", \"") + std::string(nameOf(range[i])) + "\"";
+  }
+  return text;
+}
+
+const char* Itself(const char* name) { return name; }
+
+/// "1.2.3.4", fewer parts when the rest is 0, or "*" as the last part, which stands for `wildcardPart` from there on.
+std::optional<uint64_t> ParseVersion(std::string_view text, uint16_t wildcardPart) {
+  uint64_t version = 0;
+  uint16_t rest = 0;
+  int parts = 0;
+  while (parts < 4) {
+    const std::string_view part = text.substr(0, text.find('.'));
+    const bool isLast = part.size() == text.size();
+    if (part == "*" && isLast && parts > 0) {
+      rest = wildcardPart;
+      break;
+    }
+    uint16_t number = 0;
+    const auto [end, error] = std::from_chars(part.data(), part.data() + part.size(), number);
+    if (error != std::errc() || end != part.data() + part.size()) return std::nullopt;
+    version = version << 16 | number;
+    ++parts;
+    if (isLast) break;
+    text.remove_prefix(part.size() + 1);
+    if (parts == 4) return std::nullopt;
+  }
+  for (; parts < 4; ++parts) version = version << 16 | rest;
+  return version;
+}
+
+/// "0x" and one to eight digits.
+bool ParseHex(std::string_view text, uint32_t& number) {
+  if (!text.starts_with("0x")) return false;
+  text.remove_prefix(2);
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, 16);
+  return error == std::errc() && end == text.data() + text.size();
+}
+
+constexpr size_t kHexDigits[] = {32, 40, 64, 96, 128};  // by EkxHashAlgorithm
+
+void ReadHash(const json& value, const std::string& pointer, SkxFileNameTest& test) {
+  CkxJsonObject object(value, pointer);
+  const auto algorithm = KxHash_FromName(object.Required<KxWString>("algorithm"));
+  if (!algorithm.has_value()) {
+    throw CkxDocumentFault(object.PointerTo("algorithm"),
+                           "must be \"MD5\", \"SHA1\", \"SHA256\", \"SHA384\" or \"SHA512\"");
+  }
+  std::string hex = object.Required<std::string>("hex");
+  object.Finish();
+
+  const size_t digits = kHexDigits[static_cast<size_t>(*algorithm)];
+  if (hex.size() != digits || hex.find_first_not_of("0123456789abcdefABCDEF") != hex.npos) {
+    throw CkxDocumentFault(object.PointerTo("hex"), "must be " + std::to_string(digits) + " hexadecimal digits");
+  }
+  std::transform(hex.begin(), hex.end(), hex.begin(),
+                 [](char c) { return c >= 'a' ? static_cast<char>(c - 0x20) : c; });
+  test.hashAlgorithm = KxHash_Name(*algorithm);
+  test.hash = test.hashAlgorithm + KXW("##") + KxWString(hex.begin(), hex.end());
+}
+
+}  // namespace
+
+const nlohmann::json& CkxDocumentIn::Find(const char* key) {
+  const Json* const found = _object.Find(key);
+  if (found == nullptr) throw CkxDocumentFault(_object.Pointer(), std::string("\"") + key + "\" is missing");
+  return *found;
+}
+
+void CkxDocumentIn::Name(const char* key, KxWString& text) {
+  Required(key, text);
+  if (text.empty()) throw CkxDocumentFault(_object.PointerTo(key), "must not be empty");
+}
+
+void CkxDocumentIn::Property(const char* key, std::optional<KxWString>& property) {
+  if (_object.Find(key) != nullptr) Name(key, property.emplace());
+}
+
+void CkxDocumentIn::LocationTypes(const char* key, KxWString& types) {
+  const Json* const found = _object.Find(key);
+  if (found == nullptr) return;
+  const std::string pointer = _object.PointerTo(key);
+  if (!found->is_array()) throw CkxDocumentFault(pointer, "must be an array");
+  for (size_t i = 0; i < found->size(); ++i) {
+    const auto known = std::find(std::begin(kKxLocationTypes), std::end(kKxLocationTypes), (*found)[i]);
+    if (known == std::end(kKxLocationTypes)) {
+      throw CkxDocumentFault(KxJson_Pointer(pointer, i), "must be " + Alternatives(kKxLocationTypes, Itself));
+    }
+    const std::string_view name = *known;
+    if (!types.empty()) types += KXW(',');
+    types.append(name.begin(), name.end());
+  }
+}
+
+void CkxDocumentIn::Version(const char* key, uint64_t& version, uint16_t wildcardPart) {
+  const Json* const found = _object.Find(key);
+  if (found == nullptr) return;
+  const std::string pointer = _object.PointerTo(key);
+  const std::optional<uint64_t> parsed = ParseVersion(KxJson_As<std::string>(*found, pointer), wildcardPart);
+  if (!parsed.has_value()) {
+    throw CkxDocumentFault(pointer,
+                           "must be a version: one to four numbers up to 65535 (\"1.2.3.4\"), the last may be \"*\"");
+  }
+  if (*parsed == SkxVersionBounds::kOpen)
+    throw CkxDocumentFault(pointer, "this version cannot be a bound; leave the bound out");
+  version = *parsed;
+}
+
+void CkxDocumentIn::FileNameAndHash(std::optional<SkxFileNameTest>& test) {
+  Property("fileName", test);
+  const Json* const hash = _object.Find("hash");
+  const Json* const size = _object.Find("fileSize");
+  if (hash != nullptr) {
+    if (!test.has_value()) Read(Json("*"), "", test.emplace());
+    ReadHash(*hash, _object.PointerTo("hash"), *test);
+  }
+  if (size != nullptr) {
+    const std::string pointer = _object.PointerTo("fileSize");
+    if (hash == nullptr) throw CkxDocumentFault(pointer, "a size counts only together with a hash");
+    test->fileSize = KxJson_As<int64_t>(*size, pointer);
+    if (test->fileSize < 0) throw CkxDocumentFault(pointer, "must not be negative");
+  }
+}
+
+/// A text alone is a class id; anything else is a test as of any text.
+void CkxDocumentIn::ClassId(const char* key, std::optional<SkxTextTest>& test) {
+  const Json* const found = _object.Find(key);
+  if (found == nullptr) return;
+  const std::string pointer = _object.PointerTo(key);
+  if (!found->is_string()) return Read(*found, pointer, test.emplace());
+  GUID id{};
+  Read(*found, pointer, id);
+  test.emplace().pattern = KxGuid_ToText(id);
+}
+
+void CkxDocumentIn::AccessMask(const char* key, uint32_t& mask) {
+  const Json& value = Find(key);
+  const std::string pointer = _object.PointerTo(key);
+  if (!value.is_string()) {
+    mask = KxJson_As<uint32_t>(value, pointer);
+  } else if (!ParseHex(value.get_ref<const std::string&>(), mask)) {
+    throw CkxDocumentFault(pointer, "must be a number, or \"0x\" and up to eight hexadecimal digits");
+  }
+}
+
+void CkxDocumentIn::AdminTask(const char* key, uint32_t& task) {
+  const Json& value = Find(key);
+  const std::string pointer = _object.PointerTo(key);
+  const CkxAdminTask* known = nullptr;
+  if (value.is_string()) {
+    const auto name = KxJson_As<KxWString>(value, pointer);
+    for (const CkxAdminTask& each : CkxAdminTask::All()) {
+      if (KxText_Equals(each.Name(), name, false)) known = &each;
+    }
+  } else {
+    known = CkxAdminTask::CreateInstance(KxJson_As<uint32_t>(value, pointer));
+  }
+  if (known == nullptr) throw CkxDocumentFault(pointer, "there is no administrative task of this name or number");
+  task = known->Id();
+}
+
+void CkxDocumentIn::Group(const char* key, GUID& id) {
+  const Json* const found = _object.Find(key);
+  if (found == nullptr) return;
+  const std::string pointer = _object.PointerTo(key);
+  const SkxNamedThing* const group = _names.groups.Find(KxJson_As<KxWString>(*found, pointer));
+  if (group == nullptr) throw CkxDocumentFault(pointer, "there is no application group of this name or id");
+  id = group->id;
+}
+
+/// An alert of the publication says of which type it is. One that is published elsewhere goes by its id.
+void CkxDocumentIn::Alert(const char* typeKey, const char* idKey, SkxAlertLinkModel& link) {
+  const Json& value = Find(idKey);
+  const std::string pointer = _object.PointerTo(idKey);
+  const SkxNamedThing* const alert = _names.alerts.Find(KxJson_As<KxWString>(value, pointer));
+  if (alert == nullptr) {
+    const std::optional<GUID> id = KxGuid_FromUtf8(value.get_ref<const std::string&>());
+    if (!id.has_value()) throw CkxDocumentFault(pointer, "must be the name of an alert or a GUID");
+    link.alert = *id;
+    return Coded(typeKey, link.type, kKxAlertTypes);
+  }
+  link.alert = alert->id;
+  Coded(typeKey, link.type, kKxAlertTypes, alert->alertType);
+  if (link.type != alert->alertType) throw CkxDocumentFault(_object.PointerTo(typeKey), "the alert is of another type");
+}
+
+void CkxDocumentIn::DerivedId(const char* key, GUID& id, const std::string& place) {
+  const Json* const found = _object.Find(key);
+  if (found != nullptr) return Read(*found, _object.PointerTo(key), id);
+  id = KxDerivedId(place);
+}
+
+template <class Row, size_t count>
+const Row& CkxDocumentIn::FindKind(const char* key, const Row (&kinds)[count]) {
+  const std::string pointer = _object.PointerTo(key);
+  const auto name = KxJson_As<std::string>(Find(key), pointer);
+  const Row* const kind = KxKind_Find(kinds, &Row::key, name.c_str());
+  if (kind != nullptr) return *kind;
+  throw CkxDocumentFault(pointer, "must be " + Alternatives(kinds, [](const Row& row) { return row.key; }));
+}
+
+void CkxDocumentIn::Kind(const char* key, SkxPolicyModel& policy) {
+  const SkxPolicyKind& kind = FindKind(key, kKxPolicyKinds);
+  policy.action = kind.action;
+  policy.params = kind.params();
+}
+
+void CkxDocumentIn::Kind(const char* key, SkxAlertBody& body) { body = FindKind(key, kKxAlertKinds).body(); }
+
+void CkxDocumentIn::Targets(const char* key, std::vector<SkxTargetModel>& targets, const std::string& owner) {
+  const Json* const found = _object.Find(key);
+  if (found == nullptr) return;
+  const std::string pointer = _object.PointerTo(key);
+  if (!found->is_array()) throw CkxDocumentFault(pointer, "must be an array");
+  for (size_t i = 0; i < found->size(); ++i) {
+    Read((*found)[i], KxJson_Pointer(pointer, i), targets.emplace_back(), owner + "/target/" + std::to_string(i));
+  }
+}
+
+void CkxDocumentIn::Read(const Json& value, const std::string& pointer, GUID& id) const {
+  const std::optional<GUID> parsed = KxGuid_FromUtf8(KxJson_As<std::string>(value, pointer));
+  if (!parsed.has_value()) throw CkxDocumentFault(pointer, "must be a GUID, {XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}");
+  id = *parsed;
+}
+
+void CkxDocumentIn::Read(const Json& value, const std::string& pointer, CkxSid& sid) const {
+  const std::optional<CkxSid> parsed = CkxSid::FromUtf8(KxJson_As<std::string>(value, pointer));
+  if (!parsed.has_value()) throw CkxDocumentFault(pointer, "must be a SID, S-1-...");
+  sid = *parsed;
+}
+
+void CkxDocumentIn::Read(const Json& value, const std::string& pointer, SkxTargetModel& target,
+                         const std::string& place) const {
+  CkxDocumentIn in(value, pointer, _names);
+  target.body = in.FindKind("type", kKxTargetKinds).body();
+  in.DerivedId("id", target.id, place);
+  std::visit(
+      [&](auto& body) {
+        KxFields(in, body);
+        in._object.Finish();
+        if (const char* const fault = KxFaultOf(body)) throw CkxDocumentFault(pointer, fault);
+      },
+      target.body);
+}

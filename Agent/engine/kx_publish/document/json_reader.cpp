@@ -1,0 +1,196 @@
+#include "Agent/engine/kx_publish/document/json_reader.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace {
+
+using nlohmann::json;
+
+constexpr size_t kMaxDepth = 64;
+
+/// The parser's own words from "line ..." on; what comes before them are numbers of its exceptions.
+std::string PlainMessage(const json::exception& fault) {
+  const std::string_view what = fault.what();
+  for (const std::string_view mark : {"parse error at ", "] "}) {
+    if (const size_t at = what.find(mark); at != what.npos) return std::string(what.substr(at + mark.size()));
+  }
+  return std::string(what);
+}
+
+/// Builds a document while it is parsed. The parser's own builder would let the last of two values under one key win;
+/// one that calls back on each element walks the array around it, over and over.
+class Builder {
+ public:
+  json Take() { return std::move(_root); }
+
+  bool null() { return Add(nullptr); }
+  bool boolean(bool value) { return Add(value); }
+  bool number_integer(json::number_integer_t value) { return Add(value); }
+  bool number_unsigned(json::number_unsigned_t value) { return Add(value); }
+  bool number_float(json::number_float_t value, const std::string& /*text*/) { return Add(value); }
+  bool string(std::string& value) { return Add(std::move(value)); }
+  bool binary(json::binary_t& /*value*/) { return false; }  // not in JSON text
+  bool start_object(size_t /*count*/) { return Open(json::object()); }
+  bool start_array(size_t /*count*/) { return Open(json::array()); }
+  bool end_object() { return Close(); }
+  bool end_array() { return Close(); }
+
+  bool key(std::string& key) {
+    Level& level = _open.back();
+    const auto [member, isNew] = level.value->emplace(key, nullptr);
+    level.member = member;
+    if (!isNew) throw CkxDocumentFault(Place(), "the key is there twice");
+    return true;
+  }
+
+  bool parse_error(size_t /*position*/, const std::string& /*token*/, const json::exception& fault) {
+    throw CkxDocumentFault("", PlainMessage(fault));
+  }
+
+ private:
+  struct Level {
+    json* value;            // stays where it is as long as the level is open: it is the last element of its parent
+    json::iterator member;  // of an object: the value that comes next
+  };
+
+  json* Put(json value) {
+    if (_open.empty()) return &(_root = std::move(value));
+    Level& level = _open.back();
+    if (level.value->is_object()) return &(*level.member = std::move(value));
+    level.value->push_back(std::move(value));
+    return &level.value->back();
+  }
+
+  bool Add(json value) {
+    Put(std::move(value));
+    return true;
+  }
+
+  bool Open(json value) {
+    if (_open.size() >= kMaxDepth) throw CkxDocumentFault(Place(), "nested too deeply");
+    json* const added = Put(std::move(value));
+    _open.push_back({added, added->end()});
+    return true;
+  }
+
+  bool Close() {
+    _open.pop_back();
+    return true;
+  }
+
+  /// Of the value that comes next.
+  std::string Place() const {
+    std::string pointer;
+    for (size_t i = 0; i < _open.size(); ++i) {
+      const json& value = *_open[i].value;
+      const bool isOuter = i + 1 < _open.size();  // has the level below among its elements already
+      pointer = value.is_object() ? KxJson_Pointer(pointer, _open[i].member.key())
+                                  : KxJson_Pointer(pointer, value.size() - (isOuter ? 1 : 0));
+    }
+    return pointer;
+  }
+
+  json _root;
+  std::vector<Level> _open;
+};
+
+[[noreturn]] void Refuse(const std::string& pointer, const std::string& what) { throw CkxDocumentFault(pointer, what); }
+
+template <class Number>
+Number ToInteger(const json& value, const std::string& pointer) {
+  using Limits = std::numeric_limits<Number>;
+  if (value.is_number_unsigned()) {
+    const auto number = value.get<uint64_t>();
+    if (number <= static_cast<uint64_t>(Limits::max())) return static_cast<Number>(number);
+  } else if (value.is_number_integer() && std::is_signed_v<Number>) {
+    const auto number = value.get<int64_t>();
+    if (number >= static_cast<int64_t>(Limits::min())) return static_cast<Number>(number);
+  }
+  Refuse(pointer,
+         "must be a whole number from " + std::to_string(Limits::min()) + " to " + std::to_string(Limits::max()));
+}
+
+const std::string& ToText(const json& value, const std::string& pointer) {
+  if (!value.is_string()) Refuse(pointer, "must be a text");
+  const auto& text = value.get_ref<const std::string&>();
+  if (text.find('\0') != text.npos) Refuse(pointer, "must not have a NUL inside");
+  return text;
+}
+
+KxWString ToWideText(const json& value, const std::string& pointer) {
+  std::optional<KxWString> text = KxText_FromUtf8(ToText(value, pointer));
+  if (!text.has_value()) Refuse(pointer, "must be UTF-8");
+  return *std::move(text);
+}
+
+bool ToBool(const json& value, const std::string& pointer) {
+  if (!value.is_boolean()) Refuse(pointer, "must be true or false");
+  return value.get<bool>();
+}
+
+}  // namespace
+
+std::string KxJson_Pointer(const std::string& pointer, std::string_view key) {
+  std::string extended = pointer + '/';
+  for (const char unit : key) {
+    if (unit == '~') {
+      extended += "~0";
+    } else if (unit == '/') {
+      extended += "~1";
+    } else {
+      extended += unit;
+    }
+  }
+  return extended;
+}
+
+std::string KxJson_Pointer(const std::string& pointer, size_t index) { return pointer + '/' + std::to_string(index); }
+
+nlohmann::json KxJson_Parse(std::string_view text, bool commentsAllowed) {
+  Builder builder;
+  json::sax_parse(text, &builder, json::input_format_t::json, true, commentsAllowed);
+  return builder.Take();
+}
+
+template <class Value>
+Value KxJson_As(const nlohmann::json& value, const std::string& pointer) {
+  if constexpr (std::is_same_v<Value, bool>) {
+    return ToBool(value, pointer);
+  } else if constexpr (std::is_same_v<Value, std::string>) {
+    return ToText(value, pointer);
+  } else if constexpr (std::is_same_v<Value, KxWString>) {
+    return ToWideText(value, pointer);
+  } else {
+    return ToInteger<Value>(value, pointer);
+  }
+}
+
+template bool KxJson_As(const nlohmann::json&, const std::string&);
+template uint8_t KxJson_As(const nlohmann::json&, const std::string&);
+template uint16_t KxJson_As(const nlohmann::json&, const std::string&);
+template uint32_t KxJson_As(const nlohmann::json&, const std::string&);
+template uint64_t KxJson_As(const nlohmann::json&, const std::string&);
+template int32_t KxJson_As(const nlohmann::json&, const std::string&);
+template int64_t KxJson_As(const nlohmann::json&, const std::string&);
+template std::string KxJson_As(const nlohmann::json&, const std::string&);
+template KxWString KxJson_As(const nlohmann::json&, const std::string&);
+
+CkxJsonObject::CkxJsonObject(const nlohmann::json& object, std::string pointer)
+    : _json(object), _pointer(std::move(pointer)) {
+  if (!_json.is_object()) Refuse(_pointer, "must be an object");
+}
+
+const nlohmann::json* CkxJsonObject::Find(const char* key) {
+  const auto found = _json.find(key);
+  if (found == _json.end()) return nullptr;
+  if (std::find(_known.begin(), _known.end(), &*found) == _known.end()) _known.push_back(&*found);
+  return &*found;
+}
+
+void CkxJsonObject::Finish() const {
+  if (_known.size() == _json.size()) return;
+  for (const auto& [key, value] : _json.items()) {
+    if (std::find(_known.begin(), _known.end(), &value) == _known.end()) Refuse(PointerTo(key), "unknown key");
+  }
+}

@@ -1,0 +1,35 @@
+// The JSON that people write policies in (docs/policy.schema.json), comments allowed, to and from the model.
+//
+//   {"policies": [{"id": 1, "name": "No games", "action": "block",
+//                  "targets": [{"type": "executable", "fileName": "solitaire*.exe"}]}]}
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <span>
+
+#include "Agent/engine/kx_publish/model/policy_model.h"
+
+struct SkxDocumentText {
+  std::string name;  ///< how faults call it: a file's path
+  std::string text;
+};
+
+/// Where a document is at fault: `pointer` is a JSON pointer, empty for the document as a whole and for a syntax fault,
+/// whose message names line and column.
+struct SkxDocumentError {
+  std::string document;
+  std::string pointer;
+  std::string message;
+
+  /// "policies.jsonc: /policies/0/id: must be ..."
+  std::string Text() const;
+};
+
+/// All documents together as one publication: policies in the order given, groups and alerts known by name across
+/// documents.
+bool KxPolicyDocument_Read(std::span<const SkxDocumentText> documents, SkxPublication& publication,
+                           SkxDocumentError& error);
+
+/// The document that reads back as `publication`, if any does (sayable.h). Values at their defaults are left out.
+/// Throws a `CkxDocumentFault` for a text that is no well-formed UTF-16, which JSON cannot carry.
+nlohmann::ordered_json KxPolicyDocument_Write(const SkxPublication& publication);

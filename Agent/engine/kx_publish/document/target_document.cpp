@@ -1,0 +1,359 @@
+#include "Agent/engine/kx_publish/document/target_document.h"
+
+#include <kx_util/target_info_kinds.h>
+#include <kx_util/target_info_process.h>
+
+#include <algorithm>
+#include <array>
+
+#include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Common_CPP/access_token/user_scope.h"
+#include "Common_CPP/crypto/hash.h"
+#include "Common_CPP/file/path.h"
+
+namespace {
+
+using nlohmann::json;
+
+/// Parents of parents, and what is linked to what is linked: more than this is no real launch.
+constexpr unsigned kMaxNesting = 64;
+
+struct DriveTypeName {
+  std::string_view name;
+  EkxDriveType type;
+};
+constexpr std::array<DriveTypeName, 6> kDriveTypes = {{
+    {"UNKNOWN", EkxDriveType::Unknown},
+    {"REMOVABLE", EkxDriveType::Removable},
+    {"FIXED", EkxDriveType::Fixed},
+    {"REMOTE", EkxDriveType::Remote},
+    {"CDROM", EkxDriveType::Cdrom},
+    {"RAMDISK", EkxDriveType::RamDisk},
+}};
+
+class RecordedMachine : public IkxMachineFacts {
+ public:
+  std::map<WCHAR, EkxDriveType> drives;
+  std::map<WCHAR, KxWString> shares;
+
+  EkxDriveType DriveType(WCHAR letter) const override {
+    const auto drive = drives.find(letter);
+    return drive != drives.end() ? drive->second : EkxDriveType::Unknown;
+  }
+  std::optional<KxWString> MappedShare(WCHAR letter) const override {
+    const auto share = shares.find(letter);
+    if (share == shares.end()) return std::nullopt;
+    return share->second;
+  }
+};
+
+CkxSid SidAt(const std::string& text, const std::string& pointer) {
+  const std::optional<CkxSid> sid = CkxSid::FromUtf8(text);
+  if (!sid) throw CkxDocumentFault(pointer, "\"" + text + "\" is no SID");
+  return *sid;
+}
+
+/// Each member of the object `key`, if there is one: `each(name, value, pointer)`.
+template <class Each>
+void ForEachMember(CkxJsonObject& object, const char* key, Each each) {
+  const json* const members = object.Find(key);
+  if (members == nullptr) return;
+  const std::string pointer = object.PointerTo(key);
+  if (!members->is_object()) throw CkxDocumentFault(pointer, "must be an object");
+  for (const auto& [name, value] : members->items()) each(name, value, KxJson_Pointer(pointer, name));
+}
+
+template <class Each>
+void ForEachElement(CkxJsonObject& object, const char* key, Each each) {
+  const json* const elements = object.Find(key);
+  if (elements == nullptr) return;
+  const std::string pointer = object.PointerTo(key);
+  if (!elements->is_array()) throw CkxDocumentFault(pointer, "must be an array");
+  for (size_t i = 0; i < elements->size(); ++i) each((*elements)[i], KxJson_Pointer(pointer, i));
+}
+
+std::map<KxWString, KxWString> TextsOf(CkxJsonObject& object, const char* key) {
+  std::map<KxWString, KxWString> texts;
+  ForEachMember(object, key, [&](const std::string& name, const json& value, const std::string& pointer) {
+    texts[KxJson_As<KxWString>(json(name), pointer)] = KxJson_As<KxWString>(value, pointer);
+  });
+  return texts;
+}
+
+WCHAR DriveLetterAt(const std::string& name, const std::string& pointer) {
+  const WCHAR letter =
+      name.size() == 1 ? KxPath_DriveLetter(KxWString{static_cast<WCHAR>(name[0]), KXW(':')}) : WCHAR{};
+  if (letter == 0) throw CkxDocumentFault(pointer, "\"" + name + "\" is no drive letter");
+  return letter;
+}
+
+EkxDriveType DriveTypeAt(const std::string& name, const std::string& pointer) {
+  for (const DriveTypeName& row : kDriveTypes) {
+    if (row.name == name) return row.type;
+  }
+  throw CkxDocumentFault(pointer, "\"" + name + "\" is no drive type");
+}
+
+KxWString HashAt(const json& value, const std::string& pointer) {
+  const auto hex = KxJson_As<std::string>(value, pointer);
+  if (hex.empty() || hex.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
+    throw CkxDocumentFault(pointer, "is not hexadecimal");
+  }
+  return KxJson_As<KxWString>(value, pointer);
+}
+
+/// In the order of the codes.
+constexpr std::array<std::string_view, 9> kPublisherStatuses = {
+    "unknown", "system", "weak", "invalid", "valid", "unsigned", "untrustedRoot", "expired", "revoked"};
+static_assert(kPublisherStatuses.size() == static_cast<size_t>(EkxPublisherStatus::Revoked) + 1);
+
+/// A number, or its name.
+EkxPublisherStatus PublisherStatusAt(const json& value, const std::string& pointer) {
+  size_t status = 0;
+  if (value.is_string()) {
+    const auto* const row = std::find(kPublisherStatuses.begin(), kPublisherStatuses.end(), value.get<std::string>());
+    status = static_cast<size_t>(row - kPublisherStatuses.begin());
+  } else {
+    status = KxJson_As<uint32_t>(value, pointer);
+  }
+  if (status < kPublisherStatuses.size()) return static_cast<EkxPublisherStatus>(status);
+  std::string names;
+  for (const std::string_view name : kPublisherStatuses) names.append(names.empty() ? "" : ", ").append(name);
+  throw CkxDocumentFault(pointer, "must be 0 to 8, or one of " + names);
+}
+
+/// Up to four numbers of 16 bits with dots between them; a remark may follow the fourth one after a blank, as in the
+/// texts of version resources. What is none would read as 0. The empty text says that there is no version.
+bool IsVersion(CkxTextView text) {
+  if (text.IsEmpty()) return true;
+  for (int fields = 1;; ++fields) {
+    uint32_t number = 0;
+    size_t digits = 0;
+    for (; digits < text.Size() && text[digits] >= KXW('0') && text[digits] <= KXW('9') && number <= UINT16_MAX;
+         ++digits) {
+      number = number * 10 + (text[digits] - KXW('0'));
+    }
+    if (digits == 0 || number > UINT16_MAX) return false;
+    text = text.Part(digits);
+    if (text.IsEmpty()) return true;
+    if (fields == 4) return text.Front() == KXW(' ');
+    if (text.Front() != KXW('.')) return false;
+    text = text.Part(1);
+  }
+}
+
+/// A text, which is a version where it is given.
+template <class Text>
+void OptionalVersion(CkxJsonObject& object, const char* key, Text& version) {
+  KxWString text;
+  if (!object.Optional(key, text)) return;
+  if (!IsVersion(text)) throw CkxDocumentFault(object.PointerTo(key), "is no version: must be like \"1.2.3.4\"");
+  version = std::move(text);
+}
+
+SkxSignerFact SignerOf(const json& value, const std::string& pointer) {
+  CkxJsonObject object(value, pointer);
+  SkxSignerFact signer;
+  object.Optional("name", signer.name);
+  if (const json* const status = object.Find("status")) {
+    signer.status = PublisherStatusAt(*status, object.PointerTo("status"));
+  }
+  object.Finish();
+  return signer;
+}
+
+std::optional<SkxAppPackageFacts> AppPackageOf(CkxJsonObject& object) {
+  const json* const value = object.Find("appPackage");
+  if (value == nullptr) return std::nullopt;
+  CkxJsonObject fields(*value, object.PointerTo("appPackage"));
+  SkxAppPackageFacts package;
+  fields.Optional("name", package.name);
+  OptionalVersion(fields, "version", package.version);
+  package.capabilitiesKnown = fields.Find("capabilities") != nullptr;
+  ForEachElement(fields, "capabilities", [&](const json& capability, const std::string& pointer) {
+    package.capabilities.push_back(KxJson_As<KxWString>(capability, pointer));
+  });
+  fields.Finish();
+  return package;
+}
+
+SkxFileFacts FileFactsOf(CkxJsonObject& object) {
+  SkxFileFacts facts;
+  object.Optional("path", facts.path);
+  object.Optional("targetType", facts.targetType);
+  object.Optional("size", facts.size);
+  if (facts.size && *facts.size < 0) throw CkxDocumentFault(object.PointerTo("size"), "must not be negative");
+  object.Optional("modified", facts.modificationTime);
+  ForEachMember(object, "hashes", [&](const std::string& name, const json& value, const std::string& pointer) {
+    const auto text = KxJson_As<KxWString>(json(name), pointer);
+    const std::optional<EkxHashAlgorithm> algorithm = KxHash_FromName(text);
+    if (!algorithm) throw CkxDocumentFault(pointer, "\"" + name + "\" is no hash algorithm");
+    facts.hashes[KxHash_Name(*algorithm)] = HashAt(value, pointer);
+  });
+  ForEachElement(object, "signers", [&](const json& value, const std::string& pointer) {
+    if (facts.signers.size() == 2) throw CkxDocumentFault(pointer, "a file has at most two signers");
+    facts.signers.push_back(SignerOf(value, pointer));
+  });
+  std::string owner;
+  if (object.Optional("owner", owner)) facts.owner = SidAt(owner, object.PointerTo("owner"));
+  object.Optional("ownerName", facts.ownerName);
+  OptionalVersion(object, "fileVersion", facts.fileVersion);
+  facts.versionInfo = TextsOf(object, "versionInfo");
+  facts.msiProperties = TextsOf(object, "msi");
+  object.Optional("origin", facts.origin);
+  facts.appPackage = AppPackageOf(object);
+  return facts;
+}
+
+struct RequestFacts {
+  uint32_t kind = 0;
+  KxWString url;
+};
+
+RequestFacts RequestOf(CkxJsonObject& object) {
+  RequestFacts request;
+  if (const json* const value = object.Find("request")) {
+    CkxJsonObject fields(*value, object.PointerTo("request"));
+    fields.Optional("kind", request.kind);
+    fields.Optional("url", request.url);
+    fields.Finish();
+  }
+  return request;
+}
+
+SkxServerFacts ServerFactsOf(CkxJsonObject& object) {
+  SkxServerFacts facts;
+  object.Optional("classId", facts.classId);
+  object.Optional("sourceAddress", facts.sourceAddress);
+  return facts;
+}
+
+SkxProcessFacts ProcessFactsOf(CkxJsonObject& object) {
+  SkxProcessFacts facts;
+  object.Optional("pid", facts.pid);
+  object.Optional("commandLine", facts.commandLine);
+  object.Optional("services", facts.services);
+  return facts;
+}
+
+/// Builds the description of a document and, inside out, those of its parent and of what is linked to it.
+class TargetBuilder {
+ public:
+  explicit TargetBuilder(std::vector<std::unique_ptr<CkxAccessToken>>& tokens) : _tokens(tokens) {}
+
+  /// Every key of every kind is checked, whatever the kind: a recorder may write more than the kind has use for.
+  CkxTargetInfoPtr Target(CkxJsonObject& object, void* token, unsigned nesting = 0) {
+    const auto kind = object.Required<std::string>("kind");
+    SkxFileFacts file = FileFactsOf(object);
+    SkxProcessFacts process = ProcessFactsOf(object);
+    SkxServerFacts server = ServerFactsOf(object);
+    RequestFacts request = RequestOf(object);
+    CkxTargetInfoPtr parent = Parent(object, token, nesting);
+    std::vector<CkxTargetInfoPtr> linked = Linked(object, token, nesting);
+
+    if (kind == "file") return Made(std::make_unique<CkxTargetInfoFile>(std::move(file), token));
+    if (kind == "activex")
+      return Made(std::make_unique<CkxTargetInfoActiveX>(std::move(file), std::move(server), token));
+    if (kind == "uaccom") return Made(std::make_unique<CkxTargetInfoUacCOM>(std::move(file), std::move(server), token));
+    if (kind == "elevator") {
+      const std::optional<EkxPolicyTarget> type =
+          file.targetType ? std::optional(static_cast<EkxPolicyTarget>(*file.targetType)) : std::nullopt;
+      return Made(std::make_unique<CkxTargetInfoElevator>(request.kind, std::move(request.url), token, false, type));
+    }
+    if (kind == "process") {
+      auto made = std::make_unique<CkxTargetInfoProcess>(std::move(file), std::move(process), token);
+      made->SetParent(std::move(parent));
+      for (CkxTargetInfoPtr& target : linked) made->AddLinked(std::move(target));
+      return Made(std::move(made));
+    }
+    throw CkxDocumentFault(object.PointerTo("kind"),
+                           "\"" + kind + "\" is not \"file\", \"process\", \"activex\", \"elevator\" or \"uaccom\"");
+  }
+
+  /// The token of a target of which no user is known: not that of whoever asks.
+  void* Nobody() { return Keep(std::make_unique<CkxAccessToken>(SidAt(kKxNobody, ""), std::vector<CkxSid>{}, false)); }
+
+  /// The token of the object's own user, or `otherwise`.
+  void* Token(CkxJsonObject& object, void* otherwise) {
+    const json* const user = object.Find("user");
+    return user != nullptr ? Keep(KxTargetDocument_User(*user, object.PointerTo("user"))) : otherwise;
+  }
+
+  void* Keep(std::unique_ptr<CkxAccessToken> token) {
+    _tokens.push_back(std::move(token));
+    return _tokens.back()->Handle();
+  }
+
+ private:
+  static CkxTargetInfoPtr Made(std::unique_ptr<CkxTargetInfo> target) { return CkxTargetInfoPtr(target.release()); }
+
+  CkxTargetInfoPtr Nested(const json& value, const std::string& pointer, void* token, unsigned nesting) {
+    if (nesting == kMaxNesting) throw CkxDocumentFault(pointer, "targets nest too deep");
+    CkxJsonObject object(value, pointer);
+    object.Find("id");
+    CkxTargetInfoPtr target = Target(object, Token(object, token), nesting + 1);
+    object.Finish();
+    return target;
+  }
+
+  CkxTargetInfoPtr Parent(CkxJsonObject& object, void* token, unsigned nesting) {
+    const json* const parent = object.Find("parent");
+    return parent != nullptr ? Nested(*parent, object.PointerTo("parent"), token, nesting) : nullptr;
+  }
+
+  std::vector<CkxTargetInfoPtr> Linked(CkxJsonObject& object, void* token, unsigned nesting) {
+    std::vector<CkxTargetInfoPtr> linked;
+    ForEachElement(object, "linked", [&](const json& value, const std::string& pointer) {
+      linked.push_back(Nested(value, pointer, token, nesting));
+    });
+    return linked;
+  }
+
+  std::vector<std::unique_ptr<CkxAccessToken>>& _tokens;
+};
+
+}  // namespace
+
+std::unique_ptr<IkxMachineFacts> KxTargetDocument_Machine(CkxJsonObject& object) {
+  auto machine = std::make_unique<RecordedMachine>();
+  ForEachMember(object, "drives", [&](const std::string& name, const json& value, const std::string& pointer) {
+    machine->drives[DriveLetterAt(name, pointer)] = DriveTypeAt(KxJson_As<std::string>(value, pointer), pointer);
+  });
+  ForEachMember(object, "mappedDrives", [&](const std::string& name, const json& value, const std::string& pointer) {
+    auto share = KxJson_As<KxWString>(value, pointer);
+    if (!KxPath_IsUnc(share)) throw CkxDocumentFault(pointer, "must be a \\\\server\\share");
+    machine->shares[DriveLetterAt(name, pointer)] = std::move(share);
+  });
+  return machine;
+}
+
+std::unique_ptr<CkxAccessToken> KxTargetDocument_User(const json& value, const std::string& pointer) {
+  CkxJsonObject object(value, pointer);
+  const CkxSid user = SidAt(object.Required<std::string>("sid"), object.PointerTo("sid"));
+  std::vector<CkxSid> groups;
+  ForEachElement(object, "groups", [&](const json& group, const std::string& place) {
+    groups.push_back(SidAt(KxJson_As<std::string>(group, place), place));
+  });
+  bool administrator = false;
+  object.Optional("admin", administrator);
+  object.Finish();
+  return std::make_unique<CkxAccessToken>(user, std::move(groups), administrator);
+}
+
+CkxTargetDocument CkxTargetDocument::Parse(std::string_view text, const std::optional<CkxSid>& user) {
+  return FromJson(KxJson_Parse(text, false), user);
+}
+
+CkxTargetDocument CkxTargetDocument::FromJson(const json& value, const std::optional<CkxSid>& user) {
+  CkxTargetDocument document;
+  TargetBuilder builder(document._tokens);
+  CkxJsonObject object(value, "");
+  if (const json* const id = object.Find("id")) document._idJson = id->dump();
+  document._machine = KxTargetDocument_Machine(object);
+  void* token = builder.Token(object, nullptr);
+  if (user) token = builder.Keep(std::make_unique<CkxAccessToken>(*user, std::vector<CkxSid>{}, false));
+  if (token == nullptr) token = builder.Nobody();
+  document._target = builder.Target(object, token);
+  object.Finish();
+  return document;
+}

@@ -1,0 +1,8 @@
+// From the model to the image of a whole publication.
+#pragma once
+
+#include "Agent/engine/kx_publish/image/policy_image.h"
+#include "Agent/engine/kx_publish/model/policy_model.h"
+
+/// All three sections, an empty one for what the publication has none of, and the applicable rules when it has some.
+SkxPolicyImage KxEncode_Image(const SkxPublication& publication);

@@ -1,0 +1,23 @@
+// Policies from an image instead of the live sections.
+//
+//   CkxImageSource source(std::move(image));
+//   CkxPolicySourceScope scope(source);
+//   CkxSharedPoliciesData::GetTargetPolicyAction(target, info);
+#pragma once
+
+#include "Agent/engine/kx_publish/image/applicable_rules.h"
+#include "Agent/engine/kx_publish/image/policy_image.h"
+
+class CkxImageSource : public IkxPolicySource {
+ public:
+  /// Rules that are malformed, which loading an image would have refused, make no policy applicable to anybody.
+  explicit CkxImageSource(SkxPolicyImage image) : _image(std::move(image)), _rules(_image.applicable) {}
+
+  /// The bytes live as long as the source.
+  EkxSectionState OpenSection(EkxPolicySection which, SkxSectionBytes& section) const override;
+  std::shared_ptr<const CkxApplicablePolicies> ApplicablePolicies(void* token) const override;
+
+ private:
+  const SkxPolicyImage _image;
+  const CkxApplicableRules _rules;
+};

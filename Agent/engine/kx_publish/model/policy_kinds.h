@@ -1,0 +1,102 @@
+// The kinds of policies, targets and alerts that can be written, one row each: code, name in documents, what a record
+// of it has.
+#pragma once
+
+#include <string_view>
+
+#include "Agent/engine/kx_publish/model/policy_model.h"
+
+struct SkxPolicyKind {
+  EkxPolicyAction action;
+  const char* key;
+  bool withTargets;
+  SkxPolicyParams (*params)();  ///< the kind's own fields, at their defaults
+};
+
+template <class Params>
+SkxPolicyParams KxPolicyKind_Params() {
+  return Params{};
+}
+
+inline constexpr SkxPolicyKind kKxPolicyKinds[] = {
+    {EkxPolicyAction::Run, "run", true, KxPolicyKind_Params<std::monostate>},
+    {EkxPolicyAction::Block, "block", true, KxPolicyKind_Params<std::monostate>},
+    {EkxPolicyAction::Elevate, "elevate", true, KxPolicyKind_Params<std::monostate>},
+    {EkxPolicyAction::Trust, "elevateOnDemand", true, KxPolicyKind_Params<SkxElevateOnDemandParams>},
+    {EkxPolicyAction::CollectUac, "collectUac", false, KxPolicyKind_Params<std::monostate>},
+    {EkxPolicyAction::RunAndCollectEvents, "runAndCollectEvents", true, KxPolicyKind_Params<SkxZeroTouchParams>},
+    {EkxPolicyAction::LogOff, "logOff", false, KxPolicyKind_Params<std::monostate>},
+    {EkxPolicyAction::ComputerAction, "computerAction", false, KxPolicyKind_Params<SkxComputerActionParams>},
+    {EkxPolicyAction::RunScript, "runScript", false, KxPolicyKind_Params<SkxScriptParams>},
+    {EkxPolicyAction::Configuration, "configuration", false, KxPolicyKind_Params<SkxConfigurationParams>},
+    {EkxPolicyAction::SetSecurity, "setSecurity", true, KxPolicyKind_Params<SkxSetSecurityParams>},
+    {EkxPolicyAction::Exclude, "exclude", true, KxPolicyKind_Params<SkxExcludeParams>},
+    {EkxPolicyAction::SoftwareDistributor, "softwareDistributor", true, KxPolicyKind_Params<std::monostate>},
+    {EkxPolicyAction::DeveloperApplication, "developerApplication", true, KxPolicyKind_Params<std::monostate>},
+};
+
+struct SkxTargetKind {
+  EkxPolicyTarget type;
+  const char* key;
+  SkxTargetBody (*body)();
+};
+
+template <class Body>
+SkxTargetBody KxTargetKind_Body() {
+  return Body{};
+}
+
+inline constexpr SkxTargetKind kKxTargetKinds[] = {
+    {EkxPolicyTarget::AppGroupLink, "applicationGroup", KxTargetKind_Body<SkxGroupLink>},
+    {EkxPolicyTarget::Executable, "executable", KxTargetKind_Body<SkxExeTarget>},
+    {EkxPolicyTarget::Script, "script", KxTargetKind_Body<SkxScriptTarget>},
+    {EkxPolicyTarget::Msi, "msi", KxTargetKind_Body<SkxMsiTarget>},
+    {EkxPolicyTarget::Msu, "msu", KxTargetKind_Body<SkxMsuTarget>},
+    {EkxPolicyTarget::Url, "url", KxTargetKind_Body<SkxUrlTarget>},
+    {EkxPolicyTarget::AdminTask, "administrativeTask", KxTargetKind_Body<SkxAdminTaskTarget>},
+    {EkxPolicyTarget::ActiveX, "activeX", KxTargetKind_Body<SkxActiveXTarget>},
+    {EkxPolicyTarget::FileSystemEntry, "fileSystemEntry", KxTargetKind_Body<SkxFileSystemEntryTarget>},
+    {EkxPolicyTarget::RegistryKey, "registryKey", KxTargetKind_Body<SkxRegistryKeyTarget>},
+    {EkxPolicyTarget::Com, "com", KxTargetKind_Body<SkxComTarget>},
+    {EkxPolicyTarget::Exclude, "exclude", KxTargetKind_Body<SkxExcludeTarget>},
+    {EkxPolicyTarget::Service, "service", KxTargetKind_Body<SkxServiceTarget>},
+    {EkxPolicyTarget::UsbDevice, "usbDevice", KxTargetKind_Body<SkxUsbDeviceTarget>},
+    {EkxPolicyTarget::OpticalDisc, "opticalDisc", KxTargetKind_Body<SkxOpticalDiscTarget>},
+    {EkxPolicyTarget::AppPackage, "appPackage", KxTargetKind_Body<SkxAppPackageTarget>},
+    {EkxPolicyTarget::Dll, "dll", KxTargetKind_Body<SkxDllTarget>},
+};
+static_assert(std::size(kKxTargetKinds) == std::variant_size_v<SkxTargetBody>);
+
+inline const SkxTargetKind& KxTargetKind_Of(const SkxTargetBody& body) { return kKxTargetKinds[body.index()]; }
+
+struct SkxAlertKind {
+  EkxAlertType type;
+  const char* key;
+  SkxAlertBody (*body)();
+};
+
+template <class Body>
+SkxAlertBody KxAlertKind_Body() {
+  return Body{};
+}
+
+inline constexpr SkxAlertKind kKxAlertKinds[] = {
+    {EkxAlertType::Dialog, "dialog", KxAlertKind_Body<SkxDialogAlert>},
+    {EkxAlertType::Balloon, "balloon", KxAlertKind_Body<SkxBalloonAlert>},
+};
+static_assert(std::size(kKxAlertKinds) == std::variant_size_v<SkxAlertBody>);
+
+inline const SkxAlertKind& KxAlertKind_Of(const SkxAlertBody& body) { return kKxAlertKinds[body.index()]; }
+
+/// The row whose `field` is `value`, or null.
+template <class Kind, size_t count, class Field>
+constexpr const Kind* KxKind_Find(const Kind (&kinds)[count], Field Kind::*field, std::type_identity_t<Field> value) {
+  for (const Kind& kind : kinds) {
+    if constexpr (std::is_same_v<Field, const char*>) {
+      if (std::string_view(kind.*field) == value) return &kind;
+    } else {
+      if (kind.*field == value) return &kind;
+    }
+  }
+  return nullptr;
+}

@@ -1,0 +1,247 @@
+#include "Agent/engine/kx_publish/service/agent_service.h"
+
+#include <kx_util/shared_policies_data.h>
+#include <kx_util/shared_policy_kinds.h>
+#include <kx_util/target_info_process.h>
+
+#include <cstring>
+
+#include "Agent/engine/kx_publish/service/client_path.h"
+#include "Agent/engine/kx_util/store/agent_requests.h"
+#include "Agent/engine/kx_util/watch/evaluation_fault.h"
+#include "Common_CPP/access_token/access_token.h"
+#include "Common_CPP/file/machine_facts.h"
+#include "Common_CPP/file/path.h"
+#include "Common_CPP/util/last_error.h"
+#include "Common_CPP/util/text.h"
+
+namespace {
+
+using Body = std::span<const unsigned char>;
+using Reply = std::vector<unsigned char>;
+
+constexpr const char* kAnonymous = "S-1-5-7";
+constexpr const char* kNoImage = "refused, no image";
+constexpr const char* kGivenUp = "given up";
+
+template <class Block>
+void Append(Reply& reply, const Block& block) {
+  const auto* const bytes = reinterpret_cast<const unsigned char*>(&block);
+  reply.insert(reply.end(), bytes, bytes + sizeof(block));
+}
+
+bool ReadQuestion(Body body, SkxConsentQuestion& question) {
+  if (body.size() != sizeof(question)) return false;
+  std::memcpy(&question, body.data(), sizeof(question));
+  return true;
+}
+
+CkxTextView PathOf(const SkxConsentQuestion& question) {
+  return CkxTextView::FromBytes(question.path, sizeof(question.path));
+}
+
+bool ReplacesPrompt(const CkxShBufPolicy& policy, bool administrator) {
+  if (const auto* const run = dynamic_cast<const CkxShBufPolicyNormalRun*>(&policy)) {
+    return run->ShouldReplaceUAC(administrator);
+  }
+  const auto* const trust = dynamic_cast<const CkxShBufPolicyElevateOnDemand*>(&policy);
+  return trust != nullptr && trust->ShouldReplaceUAC(administrator);
+}
+
+/// The dialog that the policy shows instead of the prompt, where it names one that there is.
+void FillDialog(const CkxShBufPolicy& policy, bool administrator, SvcUacActionInfo& action) {
+  const EkxAlertTrigger trigger =
+      administrator ? EkxAlertTrigger::ReplaceUacOfAdministrator : EkxAlertTrigger::ReplaceUacOfStandardUser;
+  CkxShBufCustGuiBase* alert = nullptr;
+  if (!policy.GetAlert(trigger, EkxAlertType::Dialog, alert)) return;
+  const CkxShBufCustGuiPtr owned(alert);
+  const auto& dialog = static_cast<const CkxShBufCustGuiDialog&>(*alert);
+  const CkxTextView path = dialog.HtmlPathView();
+  if (path.Size() >= SvcUacActionInfo::kHtmlPathUnits) return;  // cut off it would name something else
+  action.alertId = dialog.Id();
+  action.dialogType = static_cast<uint32_t>(dialog.DlgType());
+  for (size_t i = 0; i < path.Size(); ++i) action.htmlPath[i] = path[i];
+}
+
+CkxTargetInfoProcess ProgramAt(CkxTextView path, EkxClientPath kind, CkxAccessToken& user) {
+  const KxWString text = path.ToString();
+  if (kind == EkxClientPath::File) return CkxTargetInfoProcess(text.c_str(), SkxProcessFacts{}, user.Handle());
+  SkxFileFacts facts;
+  facts.path = text;
+  return CkxTargetInfoProcess(std::move(facts), SkxProcessFacts{}, user.Handle());
+}
+
+/// What the policies say of a prompt that `user` is about to see. Runs with the rights of the user.
+SvcUacActionInfo ActionOf(const CkxTargetInfoProcess& program, bool administrator) {
+  SvcUacActionInfo action;
+  std::memset(static_cast<void*>(&action), 0, sizeof(action));
+  SkxTriggerPolicyShortInfo info;
+  CkxShBufPolicy* policy = nullptr;
+  if (!CkxSharedPoliciesData::GetTargetPolicyAction(program, info)) return action;
+  action.policy = info;
+  action.policyApplies = 1;
+  if (!CkxSharedPoliciesData::GetPolicyById(info.PolicyId, policy)) return action;
+  const CkxShBufPolicyPtr owned(policy);
+  action.replacePrompt = ReplacesPrompt(*policy, administrator) ? 1 : 0;
+  if (action.replacePrompt != 0) FillDialog(*policy, administrator, action);
+  return action;
+}
+
+/// "HANDLER_APPLICABLE_POLICIES from S-1-5-18: 3 policies", with "as [System, Microsoft Windows]" behind the user where
+/// it claims to be somebody.
+std::string Event(const std::string& request, const SkxSecureIpcCaller& caller, const std::string& outcome) {
+  const SkxClientClaim& claim = caller.claim;
+  std::string line = request;
+  line.append(" from ").append(caller.peer.user.ToUtf8());
+  if (!claim.image.IsEmpty() || !claim.signer.IsEmpty()) {
+    line.append(" as [")
+        .append(KxText_ToUtf8(claim.image))
+        .append(", ")
+        .append(KxText_ToUtf8(claim.signer))
+        .append("]");
+  }
+  return line.append(": ").append(outcome);
+}
+
+std::string Described(const SkxConsentQuestion& question, const SvcUacActionInfo& action) {
+  std::string text = "\"" + KxText_ToUtf8(PathOf(question)) + "\": ";
+  text += action.policyApplies != 0 ? "policy " + std::to_string(action.policy.PolicyId) : "no policy";
+  return text + (action.replacePrompt != 0 ? ", replaces the prompt" : "");
+}
+
+/// The two questions about a prompt. Whoever can be told by name is answered, about nobody but itself: the system, or
+/// the user who is about to see the prompt. Which program it claims to be is for the log, since anybody can.
+bool AnswerPrompt(const CkxImageSource* source, const SkxSecureIpcCaller& caller, Body body, SvcUacActionInfo& action,
+                  std::string& outcome) {
+  SkxConsentQuestion question;
+  outcome = kNoImage;
+  if (source == nullptr) return false;
+  outcome = "refused, " + std::to_string(body.size()) + " bytes";
+  if (!ReadQuestion(body, question)) return false;
+  outcome = "refused, nobody's";
+  if (caller.peer.user.ToUtf8() == kAnonymous) return false;
+  const EkxClientPath kind = KxClientPath_KindOf(PathOf(question));
+  outcome = "refused, \"" + KxText_ToUtf8(PathOf(question)) + "\" is no file of this machine";
+  if (PathOf(question).IsEmpty()) return false;  // too long to be asked about
+  if (kind == EkxClientPath::Refused) return false;
+
+  const bool administrator = question.administrator != 0;
+  CkxAccessToken user(caller.peer.user, {}, administrator);
+  const CkxTargetInfoProcess program = ProgramAt(PathOf(question), kind, user);
+  const CkxPolicySourceScope scope(*source);
+  CkxEntryScope budget;  // one for all that the answer takes
+  outcome = kGivenUp;
+  if (!budget.IsOpen()) return false;
+  const CkxActAsClient client(caller.pipe);
+  outcome = "refused, the client's rights cannot be taken on";
+  if (!client) return false;
+  outcome = "refused, the client's drive is another machine's";
+  if (KxMachine_Facts().DriveType(KxPath_DriveLetter(PathOf(question))) == EkxDriveType::Remote) return false;
+  action = ActionOf(program, administrator);
+  outcome = kGivenUp;
+  if (KxFault_Current() != EkxEvaluationFault::None) return false;  // no answer, and none may be made up for it
+  outcome = Described(question, action);
+  return true;
+}
+
+}  // namespace
+
+struct CkxAgentService::Channel {
+  const SkxAgentRequest& request;
+  Answer answer;
+};
+
+CkxAgentService::CkxAgentService(KxAgentServiceListener listener) : _listener(std::move(listener)) {}
+
+CkxAgentService::~CkxAgentService() { Stop(); }
+
+void CkxAgentService::Serve(SkxPolicyImage image) {
+  auto source = std::make_shared<const CkxImageSource>(std::move(image));
+  const std::lock_guard lock(_mutex);
+  _source = std::move(source);
+}
+
+bool CkxAgentService::Replace(SkxPolicyImage image, const std::function<bool()>& publish) {
+  auto source = std::make_shared<const CkxImageSource>(std::move(image));
+  const CkxSwapGate::Change change(_gate);
+  if (!publish()) return false;
+  const std::lock_guard lock(_mutex);
+  _source = std::move(source);
+  return true;
+}
+
+std::shared_ptr<const CkxImageSource> CkxAgentService::Source() const {
+  const std::lock_guard lock(_mutex);
+  return _source;
+}
+
+bool CkxAgentService::Start(KxWString& name) {
+  const Channel channels[] = {
+      {kKxApplicablePoliciesRequest, &CkxAgentService::AnswerApplicablePolicies},
+      {kKxUacActionRequest, &CkxAgentService::AnswerUacAction},
+      {kKxHookConsentRequest, &CkxAgentService::AnswerHookConsent},
+  };
+  for (const auto& [request, answer] : channels) {
+    auto& server = *_servers.emplace_back(std::make_unique<CkxSecureIpcServer>());
+    server.Handle(request.requestName, request.channel,
+                  [this, word = KxText_ToUtf8(request.requestName), answer = answer](const SkxSecureIpcCaller& caller,
+                                                                                     Body body, Reply& reply) {
+                    const CkxWorkCancelScope cancel(caller.cancel);
+                    std::string outcome;
+                    const bool answered = (this->*answer)(caller, body, reply, outcome);
+                    if (_listener) _listener(Event(word, caller, outcome));
+                    return answered;
+                  });
+    if (server.Start(request.serverName)) continue;
+    name = request.serverName;
+    const CkxLastErrorGuard guard;
+    Stop();
+    return false;
+  }
+  return true;
+}
+
+void CkxAgentService::Stop() {
+  for (const auto& server : _servers) server->Stop();
+  for (const auto& server : _servers) server->Wait();
+  _servers.clear();
+}
+
+bool CkxAgentService::AnswerApplicablePolicies(const SkxSecureIpcCaller& /*caller*/, Body body, Reply& reply,
+                                               std::string& outcome) {
+  const CkxTextView text = CkxTextView::FromBytes(body.data(), body.size());
+  const std::optional<CkxSid> user = CkxSid::FromUtf8(KxText_ToUtf8(text));
+  if (!user) {
+    outcome = "refused, no SID";
+    return false;
+  }
+  const CkxSwapGate::Request request(_gate);
+  const std::shared_ptr<const CkxImageSource> source = Source();
+  outcome = kNoImage;
+  if (source == nullptr) return false;
+  const CkxPolicySourceScope scope(*source);
+  CkxAccessToken token(*user, {}, false);
+  std::vector<int> ids;
+  CkxSharedPoliciesData::GetPoliciesApplicableForUser(token.Handle(), ids);
+  outcome = kGivenUp;
+  if (KxUtil_LastFault() != EkxEvaluationFault::None) return false;  // not the same as "none"
+  for (const int id : ids) Append(reply, id);
+  outcome = user->ToUtf8() + ": " + std::to_string(ids.size()) + " policies";
+  if (ids.empty()) Append(reply, 0);  // a reply without anything would be taken for a fault
+  return true;
+}
+
+bool CkxAgentService::AnswerUacAction(const SkxSecureIpcCaller& caller, Body body, Reply& reply, std::string& outcome) {
+  SvcUacActionInfo action;
+  if (!AnswerPrompt(Source().get(), caller, body, action, outcome)) return false;
+  Append(reply, action);
+  return true;
+}
+
+bool CkxAgentService::AnswerHookConsent(const SkxSecureIpcCaller& caller, Body body, Reply& reply,
+                                        std::string& outcome) {
+  SvcUacActionInfo action;
+  if (!AnswerPrompt(Source().get(), caller, body, action, outcome)) return false;
+  reply.push_back(action.replacePrompt);
+  return true;
+}

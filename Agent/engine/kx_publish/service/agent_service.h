@@ -1,0 +1,69 @@
+// The agent's service as far as the library asks it: answers the three requests from an image. What a developer runs on
+// a desk, and what tests run in place of the agent.
+//
+//   CkxAgentService service([](const std::string& line) { ... });
+//   KxWString channel;
+//   service.Serve(image);
+//   if (!service.Start(channel)) ...
+//   ... service.Replace(anotherImage, [&] { return publication.Commit(error); });         // from any thread
+//
+// A client is answered with no rights but its own: a file that it names is opened as the client, and only one of this
+// machine (client_path.h); the work that its question takes ends with the evaluation's budget, with the time that a
+// client waits, and when the service stops.
+#pragma once
+
+#include <kx_util/agent_uac_action.h>
+
+#include <functional>
+#include <memory>
+#include <mutex>
+
+#include "Agent/engine/kx_publish/image/image_source.h"
+#include "Agent/engine/kx_publish/service/swap_gate.h"
+#include "Common_CPP/secure_ipc/secure_ipc_server.h"
+
+/// Told of each request and what became of it: "HANDLER_APPLICABLE_POLICIES from S-1-5-18: 3 policies". On the server's
+/// threads, several at once.
+using KxAgentServiceListener = std::function<void(const std::string& line)>;
+
+class CkxAgentService {
+ public:
+  explicit CkxAgentService(KxAgentServiceListener listener = {});
+  ~CkxAgentService();
+  CkxAgentService(const CkxAgentService&) = delete;
+  CkxAgentService& operator=(const CkxAgentService&) = delete;
+
+  /// What is answered from, beginning with the next request, where nothing is published: who asks about a publication
+  /// must not be answered from another image. Before that every request is refused.
+  void Serve(SkxPolicyImage image);
+
+  /// The same as one step with what `publish` puts in force, seen from whoever asks for a user's policies: such a
+  /// request is answered before both or after both. Questions about prompts, which nobody holds against what is
+  /// published, keep the image that they began with. False, with nothing changed, when `publish` says so.
+  bool Replace(SkxPolicyImage image, const std::function<bool()>& publish);
+
+  /// False with the thread's last error set; `name` is then the channel that could not be opened, and none is open.
+  bool Start(KxWString& name);
+
+  /// Returns once nobody is answered any more.
+  void Stop();
+
+ private:
+  using Body = std::span<const unsigned char>;
+  using Reply = std::vector<unsigned char>;
+  /// Fills the reply and says in `outcome` what it is, or what is wrong with the request.
+  using Answer = bool (CkxAgentService::*)(const SkxSecureIpcCaller& caller, Body body, Reply& reply,
+                                           std::string& outcome);
+  struct Channel;
+
+  bool AnswerApplicablePolicies(const SkxSecureIpcCaller&, Body, Reply&, std::string&);
+  bool AnswerUacAction(const SkxSecureIpcCaller&, Body, Reply&, std::string&);
+  bool AnswerHookConsent(const SkxSecureIpcCaller&, Body, Reply&, std::string&);
+  std::shared_ptr<const CkxImageSource> Source() const;
+
+  const KxAgentServiceListener _listener;
+  CkxSwapGate _gate;
+  mutable std::mutex _mutex;  // guards the pointer
+  std::shared_ptr<const CkxImageSource> _source;
+  std::vector<std::unique_ptr<CkxSecureIpcServer>> _servers;
+};

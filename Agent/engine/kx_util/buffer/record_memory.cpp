@@ -1,0 +1,54 @@
+#include "Agent/engine/kx_util/buffer/record_memory.h"
+
+#include <new>
+
+#include "Common_CPP/thread/thread_slot.h"
+
+namespace {
+
+/// The innermost scope's arena of this thread; null: the heap.
+const CkxThreadPointer<CkxRecordArena>& Current() {
+  static const CkxThreadPointer<CkxRecordArena> arena;
+  return arena;
+}
+
+/// Stands before every piece.
+struct alignas(std::max_align_t) Prefix {
+  CkxRecordArena* arena;  ///< null: the heap
+};
+
+constexpr size_t RoundedUp(size_t bytes) { return (bytes + alignof(Prefix) - 1) & ~(alignof(Prefix) - 1); }
+
+}  // namespace
+
+void* KxRecord_Allocate(size_t bytes) noexcept {
+  if (bytes > SIZE_MAX / 2) return KxRecord_NotNull<void>(nullptr);
+  const size_t whole = sizeof(Prefix) + RoundedUp(bytes);
+  CkxRecordArena* arena = Current().Get();
+  void* place = arena != nullptr ? arena->Take(whole) : nullptr;
+  if (place == nullptr) {
+    arena = nullptr;
+    place = KxRecord_NotNull(::operator new(whole, std::nothrow));
+    if (place == nullptr) return nullptr;
+  }
+  return new (place) Prefix{arena} + 1;
+}
+
+void KxRecord_Free(void* piece) noexcept {
+  if (piece == nullptr) return;
+  Prefix* const prefix = static_cast<Prefix*>(piece) - 1;
+  if (prefix->arena != nullptr) return prefix->arena->GiveBack();
+  ::operator delete(prefix);
+}
+
+void* CkxRecordArena::Take(size_t bytes) noexcept {
+  if (_block == nullptr) _block.reset(new (std::nothrow) unsigned char[kBlockBytes]);
+  if (_block == nullptr || bytes > kBlockBytes - _used) return nullptr;
+  unsigned char* const place = _block.get() + _used;
+  _used += bytes;
+  ++_pieces;
+  return place;
+}
+
+CkxRecordArena::Scope::Scope(CkxRecordArena& arena) : _previous(Current().Get()) { Current().Set(&arena); }
+CkxRecordArena::Scope::~Scope() { Current().Set(_previous); }

@@ -1,0 +1,100 @@
+#include <kx_util/file_src_process.h>
+#include <kx_util/match_location.h>
+
+#include <algorithm>
+
+#include "Agent/engine/kx_util/command/command_line.h"
+#include "Agent/engine/kx_util/watch/evaluation_fault.h"
+#include "Common_CPP/access_token/access_token.h"
+#include "Common_CPP/file/path.h"
+#include "Common_CPP/util/text.h"
+
+namespace {
+
+constexpr const WCHAR* kHashMark = KXW("##");
+constexpr const WCHAR* kSystemInstallers[] = {KXW("TrustedInstaller.exe"), KXW("msiexec.exe")};
+constexpr const WCHAR* kInstallerKeywords[] = {KXW("setup"), KXW("install"), KXW("update"), KXW("upgrade")};
+
+KxWString TextOf(CkxTextView text) { return text.ToString(); }
+
+const WCHAR* OrNull(const KxWString& text) { return text.empty() ? nullptr : text.c_str(); }
+
+KxWString HashOf(const IkxHashProvider& program) {
+  CkxUtilStr hash;
+  return program.GetAlgorithmAndHashString(hash) ? hash.View().ToString() : KxWString();
+}
+
+}  // namespace
+
+bool CkxFileSrcProcess::Fill(const CkxTargetInfoProcess& process) {
+  const CkxTextView path = process.GetPath();
+  if (path.IsEmpty()) return false;
+  return KxEntry(false, [&] {
+    SkxFileSrcProcessFacts facts = _facts;
+    facts.isSetup = IsSetupExeTarget(process);
+    facts.serviceNames = TextOf(process.ServiceNames());
+    facts.publisher = TextOf(process.GetPublisher(false, facts.publisherStatus));
+    facts.fileDescription = TextOf(process.GetVersionInfo(KXW("FileDescription")));
+    facts.productName = TextOf(process.GetProductName());
+    facts.path = TextOf(path);
+    facts.locationType = TextOf(KxUtil_GetFileLocationType(process));
+    facts.arguments = TextOf(KxCommandLine_TakeApart(process.CommandLine(), path).arguments);
+    facts.hash = HashOf(process);
+    facts.user = KxToken_User(process.UserToken());
+    if (KxFault_Current() == EkxEvaluationFault::None) _facts = std::move(facts);
+    return true;
+  });
+}
+
+KxWString CkxFileSrcProcess::CommandLine() const {
+  return KxEntry(KxWString(), [&] {
+    const KxWString program = KXW("\"") + _facts.path + KXW("\"");
+    return _facts.arguments.empty() ? program : program + KXW(" ") + _facts.arguments;
+  });
+}
+
+bool CkxFileSrcProcess::IsSetupExeTarget(const CkxTargetInfoProcess& process) {
+  const CkxTextView name = KxPath_FileName(process.GetPath());
+  const auto isName = [&](CkxTextView installer) { return KxText_Equals(name, installer, false); };
+  return std::any_of(std::begin(kSystemInstallers), std::end(kSystemInstallers), isName) ||
+         ContainsInstallerKeywords(process.GetVersionInfo(KXW("OriginalFilename"))) ||
+         ContainsInstallerKeywords(process.GetVersionInfo(KXW("FileDescription")));
+}
+
+bool CkxFileSrcProcess::ContainsInstallerKeywords(CkxTextView text) {
+  const auto isIn = [&](CkxTextView keyword) { return KxText_Find(text, keyword, false) != CkxTextView::npos; };
+  return std::any_of(std::begin(kInstallerKeywords), std::end(kInstallerKeywords), isIn);
+}
+
+const WCHAR* CkxFileSrcProcess::GetPath() const { return OrNull(_facts.path); }
+
+const WCHAR* CkxFileSrcProcess::GetHashStringUsing(const WCHAR* algorithm) const {
+  const CkxTextView held = _facts.hash;
+  const size_t mark = KxText_Find(held, kHashMark, true);
+  const bool isHeld = mark != CkxTextView::npos && KxText_Equals(held.Part(0, mark), algorithm, false);
+  return isHeld ? _facts.hash.c_str() : nullptr;
+}
+
+bool CkxFileSrcProcess::GetHash(CkxUtilStr& algorithm, CkxUtilStr& hash) const {
+  const CkxTextView held = _facts.hash;
+  const size_t mark = KxText_Find(held, kHashMark, true);
+  if (mark == CkxTextView::npos) return false;
+  return KxEntry(false, [&] {
+    CkxUtilStr name = held.Part(0, mark);
+    CkxUtilStr digits = held.Part(mark + CkxTextView(kHashMark).Size());
+    algorithm = std::move(name);
+    hash = std::move(digits);
+    return true;
+  });
+}
+
+const WCHAR* CkxFileSrcProcess::GetPublisher(bool secondSigner, EkxPublisherStatus& status) const {
+  status = secondSigner ? EkxPublisherStatus::Unknown : _facts.publisherStatus;
+  return secondSigner ? nullptr : OrNull(_facts.publisher);
+}
+
+const WCHAR* CkxFileSrcProcess::GetVersionInfo(const WCHAR* field) const {
+  if (KxText_Equals(field, KXW("FileDescription"), false)) return OrNull(_facts.fileDescription);
+  if (KxText_Equals(field, KXW("ProductName"), false)) return OrNull(_facts.productName);
+  return nullptr;
+}

@@ -1,0 +1,76 @@
+// An image that is compiled again while others read it: what they read is one of the two, and never a mixture.
+#include <gtest/gtest.h>
+#include <kx_util/shared_policies_data.h>
+#include <kx_util/target_info_file.h>
+
+#include <chrono>
+#include <thread>
+
+#include "Agent/engine/kx_publish/document/policy_document.h"
+#include "Agent/engine/kx_publish/image/encode_image.h"
+#include "Agent/engine/kx_publish/image/image_source.h"
+#include "Common_CPP/file/held_folder.h"
+#include "Common_CPP/util/last_error.h"
+#include "tests/support/temp_folder.h"
+#include "tests/support/trace_capture.h"
+
+namespace {
+
+/// Both block everything; the rules of the one with the policies of the other leave only the elevation.
+SkxPolicyImage Image(const std::string& id) {
+  const std::string targets = R"("targets": [{"type": "executable"}]})";
+  const SkxDocumentText text[] = {{"test", R"({"policies": [{"id": )" + id + R"(, "name": "B", "action": "block", )" +
+                                               targets + R"(, {"id": 11, "name": "E", "action": "elevate", )" +
+                                               targets + R"(], "applicable": {"*": [)" + id + ", 11]}}"}};
+  SkxPublication publication;
+  SkxDocumentError error;
+  EXPECT_TRUE(KxPolicyDocument_Read(text, publication, error)) << error.Text();
+  return KxEncode_Image(publication);
+}
+
+EkxPolicyAction Decision(SkxPolicyImage image) {
+  const CkxImageSource source(std::move(image));
+  const CkxPolicySourceScope scope(source);
+  SkxFileFacts facts;
+  facts.path = KXW("C:\\tool.exe");
+  SkxTriggerPolicyShortInfo info;
+  const bool applies = CkxSharedPoliciesData::GetTargetPolicyAction(CkxTargetInfoFile(facts, nullptr), info);
+  return applies ? info.PolicyAction : EkxPolicyAction::Invalid;
+}
+
+TEST(ImageSwap, AReaderNeverMeetsAMixture) {
+  constexpr int kLoads = 2000;  // or as many as fit into the time
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+  const CkxTraceCapture quiet;
+  const CkxTempFolder temp;
+  const KxWString folder = temp.Text("image");
+  const SkxPolicyImage images[] = {Image("1"), Image("2")};
+  std::string error;
+  ASSERT_TRUE(KxPolicyImage_Write(folder, images[0], error)) << error;
+  const bool inOneStep = KxFolder_Exchange(folder, folder) || KxLastError_Get() != 50;
+
+  std::atomic<bool> over = false;
+  std::string writersError;
+  std::thread writer([&] {
+    for (size_t i = 1; !over && KxPolicyImage_Write(folder, images[i % 2], writersError); ++i) {
+    }
+  });
+  int loaded = 0;
+  for (int i = 0; i < kLoads && !HasFailure() && std::chrono::steady_clock::now() < end; ++i) {
+    SkxPolicyImage image;
+    if (!KxPolicyImage_Load(folder, image, error)) {
+      EXPECT_FALSE(inOneStep) << error << ": there is always one of the two";
+      continue;
+    }
+    ++loaded;
+    EXPECT_EQ(Decision(std::move(image)), EkxPolicyAction::Block);
+  }
+  over = true;
+  writer.join();
+  EXPECT_EQ(writersError, "");
+  EXPECT_GT(loaded, 0);
+  EXPECT_TRUE(KxPolicyImage_Write(folder, images[0], error)) << error;
+  EXPECT_EQ(temp.Count(), 1u) << "also what a reader had kept in its place is gone now";
+}
+
+}  // namespace

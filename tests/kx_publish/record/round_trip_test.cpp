@@ -1,0 +1,65 @@
+// What is written is what was meant: a publication that goes through records and the library's objects, or through a
+// document, comes back with the same bytes.
+#include <gtest/gtest.h>
+#include <kx_util/shared_app_groups.h>
+#include <kx_util/shared_cust_gui.h>
+
+#include "Agent/engine/kx_publish/document/policy_document.h"
+#include "Agent/engine/kx_publish/image/encode_image.h"
+#include "Agent/engine/kx_publish/record/encode.h"
+#include "Agent/engine/kx_publish/record/policy_decode.h"
+#include "tests/kx_publish/document/random_publication.h"
+
+namespace {
+
+constexpr uint32_t kSeeds = 50;
+
+using Bytes = std::vector<unsigned char>;
+
+/// Encoded, read by the library as a copy, decoded and encoded again.
+template <class Release, class Header, class Object, class Model>
+void ExpectComesBack(const std::vector<Model>& models, Bytes (*encode)(const Model&),
+                     Object* (*read)(const Header*, bool), bool (*decode)(const Object&, Model&)) {
+  for (const Model& model : models) {
+    const Bytes bytes = encode(model);
+    const std::unique_ptr<Object, Release> object(read(reinterpret_cast<const Header*>(bytes.data()), true));
+    ASSERT_NE(object, nullptr);
+    Model decoded;
+    ASSERT_TRUE(decode(*object, decoded));
+    ASSERT_EQ(encode(decoded), bytes);
+  }
+}
+
+TEST(RoundTrip, ThroughRecordsAndObjects) {
+  for (uint32_t seed = 0; seed < kSeeds; ++seed) {
+    SCOPED_TRACE(seed);
+    const SkxPublication publication = CkxRandomPublication(seed).Make();
+    ExpectComesBack<SkxPolicyRelease>(publication.policies, KxEncode_Policy, CkxShBufPolicy::PolicyFromBuffer,
+                                      KxDecode_Policy);
+    ExpectComesBack<SkxAppGroupRelease>(publication.groups, KxEncode_AppGroup, CkxShBufAppGroup::AppGroupFromBuffer,
+                                        KxDecode_AppGroup);
+    ExpectComesBack<SkxCustGuiRelease>(publication.alerts, KxEncode_Alert, CkxShBufCustGuiBase::CustGuiFromBuffer,
+                                       KxDecode_Alert);
+  }
+}
+
+TEST(RoundTrip, ThroughDocuments) {
+  for (uint32_t seed = 0; seed < kSeeds; ++seed) {
+    const SkxPublication publication = CkxRandomPublication(seed).Make();
+    const std::string text = KxPolicyDocument_Write(publication).dump(2);
+    SkxPublication read;
+    SkxDocumentError error;
+    const SkxDocumentText document{"generated.jsonc", text};
+    ASSERT_TRUE(KxPolicyDocument_Read({&document, 1}, read, error)) << "seed " << seed << ": " << error.Text() << "\n"
+                                                                    << text;
+
+    const SkxPolicyImage expected = KxEncode_Image(publication);
+    const SkxPolicyImage actual = KxEncode_Image(read);
+    ASSERT_EQ(actual.policies, expected.policies) << "seed " << seed << "\n" << text;
+    ASSERT_EQ(actual.appGroups, expected.appGroups) << "seed " << seed << "\n" << text;
+    ASSERT_EQ(actual.alerts, expected.alerts) << "seed " << seed << "\n" << text;
+    ASSERT_EQ(actual.applicable, expected.applicable) << "seed " << seed << "\n" << text;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,72 @@
+// With whose rights the agent looks at a file that a client names.
+#include <gtest/gtest.h>
+#include <kx_util/shared_policies_data.h>
+#include <sys/stat.h>
+
+#include "Agent/engine/kx_publish/document/policy_document.h"
+#include "Agent/engine/kx_publish/image/encode_image.h"
+#include "Agent/engine/kx_publish/service/agent_service.h"
+#include "tests/support/runtime_folder_scope.h"
+#include "tests/support/trace_capture.h"
+#include "tests/support/user_scope_posix.h"
+
+namespace {
+
+constexpr uid_t kStranger = 4241;
+
+/// About a file with nothing but an "x" in it.
+SkxPolicyImage Image() {
+  SkxPublication publication;
+  SkxDocumentError error;
+  const SkxDocumentText text[] = {{"test", R"({"policies": [
+      {"id": 2, "name": "Setup", "action": "run", "targets": [{"type": "executable", "hash": {"algorithm": "SHA256",
+       "hex": "2D711642B726B04401627CA9FBAC32F5C8530FB1903CC4DB02258717921A4881"}}]}]})"}};
+  EXPECT_TRUE(KxPolicyDocument_Read(text, publication, error)) << error.Text();
+  return KxEncode_Image(publication);
+}
+
+TEST(AgentServicePosix, AFileIsOpenedWithTheClientsRights) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can be two users";
+  const CkxRuntimeFolderScope runtime;
+  ASSERT_EQ(chmod(runtime.Folder().Path().c_str(), 0755), 0);
+  CkxAgentService service;
+  KxWString channel;
+  service.Serve(Image());
+  ASSERT_TRUE(service.Start(channel));
+  const struct {
+    const char* name;
+    mode_t mode;
+    uid_t client;
+    bool applies;
+  } cases[] = {{"readable", 0644, kStranger, true}, {"secret", 0600, kStranger, false}, {"secret", 0600, 0, true}};
+  for (const auto& c : cases) {
+    const std::string name = std::string(c.name) + ".exe";
+    const KxWString path = runtime.Folder().Write(name, "x");
+    ASSERT_EQ(chmod((runtime.Folder().Path() / name).c_str(), c.mode), 0);
+    const CkxUserScope client(c.client);
+    SvcUacActionInfo action;
+    ASSERT_TRUE(CkxSharedPoliciesData::GetUacAction(path.c_str(), 0, action)) << c.name;
+    EXPECT_EQ(action.policyApplies != 0, c.applies) << c.name << " for " << c.client;
+  }
+  service.Stop();
+}
+
+/// An answer that cannot be had in time is none: neither "no policy" nor the server's end.
+TEST(AgentServicePosix, AnEvaluationThatCostsTooMuchIsRefused) {
+  const CkxRuntimeFolderScope runtime;
+  CkxAgentService service;
+  KxWString channel;
+  service.Serve(Image());
+  ASSERT_TRUE(service.Start(channel));
+  const KxWString path = runtime.Folder().Write("setup.exe", "x");
+  const CkxTraceCapture quiet;
+  SvcUacActionInfo action;
+  const uint64_t limit = KxUtil_WorkLimit();
+  KxUtil_SetWorkLimit(0);
+  EXPECT_FALSE(CkxSharedPoliciesData::GetUacAction(path.c_str(), 0, action));
+  KxUtil_SetWorkLimit(limit);
+  EXPECT_TRUE(CkxSharedPoliciesData::GetUacAction(path.c_str(), 0, action));
+  service.Stop();
+}
+
+}  // namespace

@@ -1,0 +1,475 @@
+// The library and the agent's side together: live sections, the three channels, and what is said when one is out of
+// order.
+#include "Agent/engine/kx_publish/service/agent_service.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <kx_util/expected_agent.h>
+#include <kx_util/shared_policies_data.h>
+
+#include <atomic>
+#include <list>
+#include <thread>
+
+#include "Agent/engine/kx_publish/document/policy_document.h"
+#include "Agent/engine/kx_publish/image/encode_image.h"
+#include "Agent/engine/kx_publish/service/publication.h"
+#include "Agent/engine/kx_util/store/agent_requests.h"
+#include "Common_CPP/access_token/access_token.h"
+#include "Common_CPP/util/text.h"
+#include "tests/support/recorded_facts.h"
+#include "tests/support/runtime_folder_scope.h"
+#include "tests/support/trace_capture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr const char* kDocument = R"({
+  "alerts": [{"name": "ask", "type": "dialog", "dialogType": 3, "htmlPath": "C:\\Alerts\\ask.html"}],
+  "policies": [
+    {"id": 1, "name": "Tools", "action": "block", "targets": [{"type": "executable", "fileName": "tool.exe"}]},
+    {"id": 2, "name": "Setup", "action": "run",
+     "alerts": [{"trigger": "replaceUacOfStandardUser", "type": "dialog", "id": "ask"}],
+     "targets": [{"type": "executable", "fileName": "setup.exe"}]}],
+  "applicable": {"S-1-5-21-1-2-3-1001": [1], "*": [1, 2]}
+})";
+
+SkxPolicyImage Image(const char* document) {
+  SkxPublication publication;
+  SkxDocumentError error;
+  const SkxDocumentText text[] = {{"test", document}};
+  EXPECT_TRUE(KxPolicyDocument_Read(text, publication, error)) << error.Text();
+  return KxEncode_Image(publication);
+}
+
+/// A host that knows which program the agent is, and can tell who signed what.
+class KnownProgram : public IkxProcessIdentity {
+ public:
+  KnownProgram(const WCHAR* image, const WCHAR* signer) { EXPECT_TRUE(KxUtil_SetExpectedAgent(image, signer, this)); }
+  ~KnownProgram() override { KxUtil_SetExpectedAgent(nullptr, nullptr); }
+  std::optional<KxWString> Image(uint32_t /*processId*/) const override { return KXW("C:\\Kx\\KxAgent.exe"); }
+  std::optional<KxWString> Signer(const KxWString& /*image*/) const override { return KXW("Vendor Inc."); }
+};
+
+class AgentService : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::string error;
+    KxWString channel;
+    const SkxPolicyImage image = Image(kDocument);
+    service.Serve(image);
+    ASSERT_TRUE(service.Start(channel)) << KxText_ToUtf8(channel);
+    ASSERT_TRUE(publication.Publish(image, error)) << error;
+  }
+  void TearDown() override {
+    service.Stop();
+    std::string error;
+    EXPECT_TRUE(publication.Unpublish(error)) << error;
+  }
+
+  const CkxRuntimeFolderScope folder;
+  std::mutex mutex;
+  std::vector<std::string> events;
+  CkxAgentService service{[this](const std::string& line) {
+    const std::lock_guard lock(mutex);
+    events.push_back(line);
+  }};
+  CkxPolicyPublication publication;
+  CkxAccessToken anyone{*CkxSid::FromUtf8("S-1-5-21-1-2-3-1000"), {}, false};
+  CkxAccessToken restricted{*CkxSid::FromUtf8("S-1-5-21-1-2-3-1001"), {}, false};
+};
+
+TEST_F(AgentService, LiveEvaluationAsksItWhichPoliciesAreTheUsers) {
+  const struct {
+    const char* name;
+    const WCHAR* path;
+    CkxAccessToken& user;
+    uint32_t policy;  // 0: none
+  } cases[] = {
+      {"blocked for anyone", KXW("C:\\tool.exe"), anyone, 1},
+      {"blocked for the restricted", KXW("C:\\tool.exe"), restricted, 1},
+      {"run for anyone", KXW("C:\\setup.exe"), anyone, 2},
+      {"not the restricted user's policy", KXW("C:\\setup.exe"), restricted, 0},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const CkxTargetInfoFile target(KxTest_FileAt(c.path), c.user.Handle());
+    SkxTriggerPolicyShortInfo info;
+    EXPECT_EQ(CkxSharedPoliciesData::GetTargetPolicyAction(target, info), c.policy != 0);
+    EXPECT_EQ(info.PolicyId, c.policy);
+  }
+  EXPECT_THAT(events, testing::Contains(HasSubstr("S-1-5-21-1-2-3-1001: 1 policies")));
+}
+
+TEST_F(AgentService, IsToldWhichProgramAsksAboutAPrompt) {
+  SvcUacActionInfo action;
+  ASSERT_TRUE(CkxSharedPoliciesData::GetUacAction(KXW("C:\\setup.exe"), 0, action));
+  EXPECT_THAT(events, testing::Contains(HasSubstr(" as [System, Microsoft Windows]: \"C:\\setup.exe\": policy 2")));
+}
+
+TEST_F(AgentService, SaysWhatReplacesAPrompt) {
+  SvcUacActionInfo action;
+  ASSERT_TRUE(CkxSharedPoliciesData::GetUacAction(KXW("C:\\setup.exe"), 0, action));
+  EXPECT_EQ(action.policyApplies, 1);
+  EXPECT_EQ(action.policy.PolicyId, 2u);
+  EXPECT_EQ(action.replacePrompt, 1);
+  EXPECT_EQ(action.dialogType, 3u);
+  EXPECT_EQ(KxWString(action.htmlPath), KXW("C:\\Alerts\\ask.html"));
+  EXPECT_TRUE(CkxSharedPoliciesData::ShouldHookConsent(KXW("C:\\setup.exe"), 0));
+
+  ASSERT_TRUE(CkxSharedPoliciesData::GetUacAction(KXW("C:\\setup.exe"), 1, action)) << "an administrator";
+  EXPECT_EQ(action.policy.PolicyId, 2u);
+  EXPECT_EQ(action.replacePrompt, 0);
+  EXPECT_EQ(action.htmlPath[0], 0);
+  EXPECT_FALSE(CkxSharedPoliciesData::ShouldHookConsent(KXW("C:\\setup.exe"), 1));
+
+  const KxWString tooLong = KXW("C:\\") + KxWString(137, KXW('d')) + KXW("\\setup.exe");
+  EXPECT_FALSE(CkxSharedPoliciesData::GetUacAction(tooLong.c_str(), 0, action)) << "whatever it is, not \"no policy\"";
+  const KxWString longest = KXW("C:\\") + KxWString(136, KXW('d')) + KXW("\\setup.exe");
+  ASSERT_TRUE(CkxSharedPoliciesData::GetUacAction(longest.c_str(), 0, action));
+  EXPECT_EQ(action.policyApplies, 1);
+}
+
+/// What the agent itself cannot read is no answer, and above all not "this user has no policies".
+TEST_F(AgentService, ADamagedImageIsNoAnswer) {
+  SkxPolicyImage damaged = Image(kDocument);
+  damaged.applicable.reset();
+  (*damaged.policies)[4] ^= 1;  // the first record's signature
+  service.Serve(damaged);
+  EXPECT_EQ(KxAgent_ApplicablePolicies(KXW("S-1-5-18")), std::nullopt);
+  SvcUacActionInfo action;
+  EXPECT_FALSE(CkxSharedPoliciesData::GetUacAction(KXW("C:\\setup.exe"), 0, action));
+
+  const CkxTargetInfoFile tool(KxTest_FileAt(KXW("C:\\tool.exe")), anyone.Handle());
+  SkxTriggerPolicyShortInfo info;
+  EkxEvaluationOutcome outcome = EkxEvaluationOutcome::NoPolicyApplies;
+  EXPECT_FALSE(CkxSharedPoliciesData::GetTargetPolicyAction(tool, info, outcome));
+  EXPECT_EQ(outcome, EkxEvaluationOutcome::NotAnswered);
+}
+
+TEST_F(AgentService, AnotherImageIsInForceAtOnce) {
+  const CkxTargetInfoFile tool(KxTest_FileAt(KXW("C:\\tool.exe")), anyone.Handle());
+  SkxTriggerPolicyShortInfo info;
+  ASSERT_TRUE(CkxSharedPoliciesData::GetTargetPolicyAction(tool, info));
+  const SkxPolicyImage other =
+      Image(R"({"policies": [{"id": 7, "name": "All", "action": "run", "targets": [{"type": "executable"}]}]})");
+  std::string error;
+  EXPECT_FALSE(service.Replace(other, [] { return false; }));
+  ASSERT_TRUE(CkxSharedPoliciesData::GetTargetPolicyAction(tool, info));
+  EXPECT_EQ(info.PolicyId, 1u) << "nothing was published, and so nothing replaced";
+  ASSERT_TRUE(publication.Prepare(other, error)) << error;
+  ASSERT_TRUE(CkxSharedPoliciesData::GetTargetPolicyAction(tool, info));
+  EXPECT_EQ(info.PolicyId, 1u) << "not in force yet";
+  ASSERT_TRUE(service.Replace(other, [&] { return publication.Commit(error); })) << error;
+  ASSERT_TRUE(CkxSharedPoliciesData::GetTargetPolicyAction(tool, info));
+  EXPECT_EQ(info.PolicyId, 7u);
+}
+
+/// The rows that are answered are those of the publication that is in force while they are asked for, at whatever
+/// moment.
+TEST_F(AgentService, RowsAndPublicationChangeAsOneStep) {
+  std::atomic<uint32_t> inForce = 1;
+  std::atomic<bool> over = false;
+  std::atomic<int> torn = 0;
+  const auto image = [](uint32_t id) {
+    SkxPolicyImage made;
+    made.applicable = "{\"*\": [" + std::to_string(id) + "]}";
+    return made;
+  };
+  ASSERT_TRUE(service.Replace(image(1), [] { return true; }));
+  std::vector<std::thread> askers;
+  for (int i = 0; i < 3; ++i) {
+    askers.emplace_back([&] {
+      while (!over) {
+        const uint32_t before = inForce;
+        const auto ids = KxAgent_ApplicablePolicies(KXW("S-1-5-18"));
+        if (before == inForce && (!ids || ids->front() != before)) ++torn;
+      }
+    });
+  }
+  for (uint32_t id = 2; id < 300; ++id) {
+    EXPECT_TRUE(service.Replace(image(id), [&] {
+      inForce = id;
+      std::this_thread::sleep_for(std::chrono::microseconds(200));  // the step takes its time
+      return true;
+    }));
+  }
+  over = true;
+  for (std::thread& asker : askers) asker.join();
+  EXPECT_EQ(torn, 0);
+}
+
+TEST_F(AgentService, OpensNothingBeyondThisMachinesFiles) {
+  const struct {
+    const char* name;
+    const WCHAR* path;
+    bool answered;
+  } cases[] = {
+      {"a file", KXW("C:\\setup.exe"), true},
+      {"a file elsewhere", KXW("/tmp/setup.exe"), true},
+      {"by its name alone", KXW("setup.exe"), true},
+      {"another machine's", KXW("\\\\server\\share\\setup.exe"), false},
+      {"another machine's, in slashes", KXW("//server/share/setup.exe"), false},
+      {"the system's spelling", KXW("\\\\?\\C:\\setup.exe"), false},
+      {"the kernel's spelling", KXW("\\??\\C:\\setup.exe"), false},
+      {"a device", KXW("\\\\.\\PhysicalDrive0"), false},
+      {"a device's name", KXW("C:\\x\\nul"), false},
+      {"a device's name with an extension", KXW("C:\\Com1.exe"), false},
+      {"no device's name", KXW("C:\\Com10.exe"), true},
+      {"nor this", KXW("C:\\console.exe"), true},
+  };
+  const CkxTraceCapture quiet;
+  for (const auto& c : cases) {
+    SvcUacActionInfo action;
+    EXPECT_EQ(CkxSharedPoliciesData::GetUacAction(c.path, 0, action), c.answered) << c.name;
+  }
+}
+
+TEST_F(AgentService, RefusesWhatIsNoRequestAndGoesOn) {
+  CkxTraceCapture trace;
+  EXPECT_EQ(KxAgent_ApplicablePolicies(KXW("no SID")), std::nullopt);
+  EXPECT_THAT(trace.Texts(), ElementsAre(HasSubstr("Failed to get receive list of applicable policies Ids")));
+  EXPECT_NE(KxAgent_ApplicablePolicies(KXW("S-1-5-18")), std::nullopt);
+}
+
+/// One server of the tests' own, which answers with the given bytes or refuses.
+using Script = std::optional<std::vector<unsigned char>>;
+
+TEST(AgentRequests, EveryFaultHasItsLine) {
+  using Bytes = std::vector<unsigned char>;
+  const auto policies = [](const SkxAgentRequest& request) {
+    const auto ids = KxAgent_ApplicablePolicies(KXW("S-1-5-18"), request);
+    return ids.has_value() && !ids->empty();
+  };
+  const auto action = [](const SkxAgentRequest& request) {
+    SvcUacActionInfo unused;
+    return KxAgent_UacAction(KXW("C:\\a.exe"), 0, unused, request);
+  };
+  const auto consent = [](const SkxAgentRequest& request) {
+    return KxAgent_ShouldHookConsent(KXW("C:\\a.exe"), 0, request).has_value();
+  };
+  struct {
+    const char* name;
+    const SkxAgentRequest& request;
+    bool (*ask)(const SkxAgentRequest&);
+    Script reply;
+    const char* line;  // null: an answer
+  } const cases[] = {
+      {"policies", kKxApplicablePoliciesRequest, policies, Bytes{1, 0, 0, 0, 2, 0, 0, 0}, nullptr},
+      {"no policies", kKxApplicablePoliciesRequest, policies, Bytes(4), "No applicable policies for the user"},
+      {"an empty list", kKxApplicablePoliciesRequest, policies, Bytes{},
+       "Failure getting applicable policies for the user - msg empty"},
+      {"six bytes of a list", kKxApplicablePoliciesRequest, policies, Bytes(6),
+       "Buffer got an incorrect message or is corrupted. Returned buffer size: 6"},
+      {"a refused list", kKxApplicablePoliciesRequest, policies, std::nullopt,
+       "Failed to get receive list of applicable policies Ids"},
+      {"an action", kKxUacActionRequest, action, Bytes(2340), nullptr},
+      {"a short action", kKxUacActionRequest, action, Bytes(2339),
+       "Buffer got an incorrect message or is corrupted. Returned buffer size: 2339"},
+      {"a refused action", kKxUacActionRequest, action, std::nullopt, "Failed to get receive policy info"},
+      {"a consent", kKxHookConsentRequest, consent, Bytes(1), nullptr},
+      {"a long consent", kKxHookConsentRequest, consent, Bytes(2),
+       "Buffer got an incorrect message or is corrupted. Returned buffer size: 2"},
+  };
+  const CkxRuntimeFolderScope folder;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    CkxSecureIpcServer server;
+    server.Handle(c.request.requestName, c.request.channel, [&](const SkxSecureIpcCaller&, auto, auto& reply) {
+      if (c.reply) reply = *c.reply;
+      return c.reply.has_value();
+    });
+    ASSERT_TRUE(server.Start(c.request.serverName));
+    CkxTraceCapture trace;
+    EXPECT_EQ(c.ask(c.request), c.line == nullptr);
+    if (c.line == nullptr) {
+      EXPECT_THAT(trace.Texts(), ElementsAre());
+    } else {
+      EXPECT_THAT(trace.Texts(), ElementsAre(std::string("KXT_ERROR CkxSharedPoliciesData: ") + c.line));
+    }
+    server.Stop();
+    server.Wait();
+  }
+}
+
+/// ASCII as UTF-16LE.
+std::vector<unsigned char> Units(std::string_view text) {
+  std::vector<unsigned char> bytes;
+  for (const char unit : text) bytes.insert(bytes.end(), {static_cast<unsigned char>(unit), 0});
+  return bytes;
+}
+
+TEST(AgentRequests, GoWhereTheAgentListensWithWhatItReads) {
+  using Data = CkxSharedPoliciesData;
+  std::vector<unsigned char> sid = Units("S-1-5-18");
+  sid.resize(18);
+  std::vector<unsigned char> question = {1, 2, 0, 0};
+  const std::vector<unsigned char> path = Units("C:\\a.exe");
+  question.insert(question.end(), path.begin(), path.end());
+  question.resize(304);
+  const auto policies = [] {
+    CkxAccessToken system{*CkxSid::FromUtf8("S-1-5-18"), {}, true};
+    std::vector<int> ids;
+    return Data::GetPoliciesApplicableForUser(system.Handle(), ids);
+  };
+  const auto action = [] {
+    SvcUacActionInfo unused;
+    return Data::GetUacAction(KXW("C:\\a.exe"), 0x201, unused);
+  };
+  const auto consent = [] { return Data::ShouldHookConsent(KXW("C:\\a.exe"), 0x201); };
+  const struct {
+    const SkxAgentRequest& request;
+    bool (*ask)();
+    const WCHAR* server;
+    std::string client;
+    const WCHAR* word;
+    uint32_t channel;
+    KxWString image, signer;
+    uint32_t timeout;
+    const std::vector<unsigned char>& body;
+  } cases[] = {
+      {kKxApplicablePoliciesRequest,
+       policies,
+       KXW("applicablePoliciesSer"),
+       "applicablePoliciesSerCli",
+       KXW("HANDLER_APPLICABLE_POLICIES"),
+       6,
+       {},
+       {},
+       30000,
+       sid},
+      {kKxUacActionRequest, action, KXW("uacActionServ"), "uacActionCli", KXW("HANDLER_GET_UAC_ACTION"), 4,
+       KXW("System"), KXW("Microsoft Windows"), 10000, question},
+      {kKxHookConsentRequest, consent, KXW("shouldHookConsentServ"), "shouldHookConsentCli",
+       KXW("HANDLER_SHOULD_HOOK_CONSENT"), 2, KXW("System"), KXW("Microsoft Windows"), 10000, question},
+  };
+  const CkxRuntimeFolderScope folder;
+  const CkxTraceCapture quiet;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.client);
+    std::string client;
+    std::vector<unsigned char> body;
+    CkxSecureIpcServer server;
+    server.Handle(c.word, c.channel, [&](const SkxSecureIpcCaller& caller, auto sent, auto&) {
+      client = KxText_ToUtf8(caller.name);
+      body.assign(sent.begin(), sent.end());
+      return false;
+    });
+    ASSERT_TRUE(server.Start(c.server));
+    EXPECT_FALSE(c.ask());
+    server.Stop();
+    server.Wait();
+    EXPECT_EQ(client, c.client);
+    EXPECT_EQ(body, c.body);
+    EXPECT_TRUE(c.request.image == c.image && c.request.signer == c.signer);
+    EXPECT_EQ(c.request.timeout, c.timeout);
+  }
+}
+
+TEST(AgentRequests, AnotherProgramThanTheHostExpectsIsToldNothing) {
+  const CkxRuntimeFolderScope folder;
+  std::atomic<bool> asked = false;
+  std::list<CkxSecureIpcServer> servers;
+  for (const SkxAgentRequest* request : {&kKxApplicablePoliciesRequest, &kKxUacActionRequest, &kKxHookConsentRequest}) {
+    servers.emplace_back().Handle(request->requestName, request->channel,
+                                  [&, size = request->channel == 6   ? 4U
+                                             : request->channel == 4 ? 2340U
+                                                                     : 1U](const auto&, auto, auto& reply) {
+                                    asked = true;
+                                    reply.assign(size, 1);
+                                    return true;
+                                  });
+    ASSERT_TRUE(servers.back().Start(request->serverName));
+  }
+  const struct {
+    const WCHAR* image;
+    const WCHAR* signer;
+    bool answered;
+  } cases[] = {{KXW("KxAgent"), KXW("Vendor Inc."), true}, {KXW("KxAgent"), nullptr, true},
+               {KXW("SomethingElse"), nullptr, false},     {KXW("KxAgent"), KXW("Somebody Else"), false},
+               {nullptr, KXW("Somebody Else"), false},     {nullptr, nullptr, true}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(&c - cases);
+    const KnownProgram program(c.image, c.signer);
+    CkxTraceCapture trace;
+    SvcUacActionInfo action;
+    asked = false;
+    EXPECT_EQ(KxAgent_ApplicablePolicies(KXW("S-1-5-18")).has_value(), c.answered);
+    EXPECT_EQ(KxAgent_UacAction(KXW("C:\\a.exe"), 0, action), c.answered);
+    EXPECT_EQ(KxAgent_ShouldHookConsent(KXW("C:\\a.exe"), 0).has_value(), c.answered);
+    EXPECT_EQ(asked, c.answered);
+    if (!c.answered) {
+      EXPECT_THAT(trace.Texts(),
+                  testing::Contains("KXT_ERROR CkxSharedPoliciesData: Failed to initiate connection with agent to "
+                                    "HANDLER_GET_UAC_ACTION"));
+    }
+  }
+  EXPECT_TRUE(KxUtil_SetExpectedAgent(nullptr, KXW("Vendor Inc.")));
+  SvcUacActionInfo action;
+  const CkxTraceCapture quiet;
+  EXPECT_FALSE(KxAgent_UacAction(KXW("C:\\a.exe"), 0, action))
+      << "nobody can tell signers: not compared would be worse";
+  EXPECT_TRUE(KxUtil_SetExpectedAgent(nullptr, nullptr));
+}
+
+TEST(AgentRequests, WhoIsTurnedAwayComesAgain) {
+  const CkxRuntimeFolderScope folder;
+  CkxSecurePipeListener busy;
+  ASSERT_TRUE(busy.Listen(kKxApplicablePoliciesRequest.serverName));
+  int turnedAway = 0;
+  std::thread agent([&] {
+    CkxSecurePipe client;
+    while (busy.Accept(client)) {
+      if (++turnedAway > 3) {
+        unsigned char request[1024];
+        size_t count = 0;
+        client.Read(request, CkxDeadline::After(10000), count);
+        const SkxReplyFrame reply = {EkxReplyStatus::Answered, std::span(request, 4)};  // "KXRQ" will do for an id
+        client.Write(*KxFrame_Bytes(reply), CkxDeadline::After(10000));
+      }
+      client.Close();
+    }
+  });
+  EXPECT_TRUE(KxAgent_ApplicablePolicies(KXW("S-1-5-18")));
+  busy.Stop();
+  agent.join();
+  EXPECT_EQ(turnedAway, 4);
+}
+
+TEST(AgentRequests, AnAbsentAndASilentServerFailInTime) {
+  const CkxRuntimeFolderScope folder;
+  const struct {
+    const SkxAgentRequest& request;
+    std::string word;
+  } requests[] = {{kKxApplicablePoliciesRequest, "HANDLER_APPLICABLE_POLICIES"},
+                  {kKxUacActionRequest, "HANDLER_GET_UAC_ACTION"},
+                  {kKxHookConsentRequest, "HANDLER_SHOULD_HOOK_CONSENT"}};
+  for (const auto& row : requests) {
+    const SkxAgentRequest& request = row.request;
+    const std::string& word = row.word;
+    SCOPED_TRACE(word);
+    SkxAgentRequest impatient = request;
+    impatient.timeout = 300;
+    const auto ask = [&] {
+      if (&request == &kKxApplicablePoliciesRequest) {
+        return KxAgent_ApplicablePolicies(KXW("S-1-5-18"), impatient).has_value();
+      }
+      return KxAgent_ShouldHookConsent(KXW("C:\\a.exe"), 0, impatient).has_value();
+    };
+    CkxTraceCapture trace;
+    EXPECT_FALSE(ask());
+    EXPECT_THAT(trace.Texts(), testing::Contains("KXT_ERROR CkxSharedPoliciesData: Failed to initiate connection with "
+                                                 "agent to " +
+                                                 word));
+    CkxSecurePipeListener silent;  // takes connections, and nobody ever reads them
+    ASSERT_TRUE(silent.Listen(request.serverName));
+    trace.Clear();
+    EXPECT_FALSE(ask());
+    EXPECT_THAT(trace.Texts(), testing::Contains(HasSubstr("Failed to get receive ")));
+    silent.Stop();
+  }
+}
+
+}  // namespace

@@ -1,0 +1,206 @@
+// Which targets and which users a policy takes.
+#include <kx_util/shared_policies_data.h>
+#include <kx_util/shared_policy_kinds.h>
+#include <kx_util/target_info_kinds.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "Common_CPP/access_token/access_token.h"
+#include "tests/kx_util/policy/held_policy.h"
+#include "tests/support/recording_observer.h"
+#include "tests/support/section_source.h"
+#include "tests/support/trace_capture.h"
+
+namespace {
+
+using namespace kx_test_records;
+using testing::ElementsAre;
+
+TEST(Policy, AppliesToTargetsByItsKind) {
+  const CkxTargetInfoPtr file = KxTest_Program(KXW("C:\\a.exe"), EkxPolicyTarget::Script);
+  const CkxTargetInfoPtr request(new CkxTargetInfoElevator(2, KXW("http://x"), nullptr));
+  const std::vector<CkxRecordBytes> none;
+  const std::vector<CkxRecordBytes> both = {Exclude(1, u"a.exe"), Url(2, u"http:*")};
+  const std::vector<CkxRecordBytes> other = {Exclude(1, u"b.exe"), Url(2, u"ftp:*")};
+  const CkxRecordBytes ofOtherKind = CkxRecordBytes().U16(1);
+  const struct {
+    const char* name;
+    CkxRecordBytes record;
+    bool toFile;
+    bool toRequest;
+  } cases[] = {
+      {"run", PolicyWith(1, both), true, true},
+      {"block without targets", PolicyWith(2, none), false, false},
+      {"elevate what does not match", PolicyWith(3, other), false, false},
+      {"developer application", PolicyWith(18, both), true, true},
+      {"trust", PolicyWith(4, both, PolicyTail(4)), true, false},
+      {"trust without targets", PolicyWith(4, none, PolicyTail(4)), true, false},
+      {"trust what does not match", PolicyWith(4, other, PolicyTail(4)), false, false},
+      {"collect events", PolicyWith(6, both, PolicyTail(6)), true, true},
+      {"collect events without targets", PolicyWith(6, none, PolicyTail(6)), true, true},
+      {"collect events of what does not match", PolicyWith(6, other, PolicyTail(6)), false, false},
+      {"exclude", PolicyWith(12, both, PolicyTail(12)), true, false},
+      {"exclude from something else", PolicyWith(12, both, ofOtherKind), false, false},
+      {"set security", PolicyWith(11, both, PolicyTail(11)), false, false},
+      {"software distributor", PolicyWith(13, both), false, false},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const CkxHeldPolicy<> policy(c.record);
+    ASSERT_NE(policy.policy, nullptr);
+    for (const bool isFile : {true, false}) {
+      SkxTriggerPolicyShortInfo info;
+      EXPECT_EQ(policy->IsApplicableTarget(isFile ? *file : *request, info), isFile ? c.toFile : c.toRequest) << isFile;
+      EXPECT_EQ(info.IsEmpty(), !(isFile ? c.toFile : c.toRequest));
+      SkxTriggerPolicyShortInfo unused;
+      if (policy->Targets().Count() != 0) {
+        EXPECT_FALSE(policy->IsApplicableToAnyTarget(*file, unused));
+      }
+      if (info.IsEmpty() || policy->Targets().Count() != 0) continue;
+      EXPECT_EQ(EkxPolicyTarget{info.TargetType}, isFile ? EkxPolicyTarget::Script : request->TargetType());
+      EXPECT_TRUE(policy->IsApplicableToAnyTarget(*file, info));
+    }
+  }
+}
+
+TEST(Policy, AWalkPutsTheTargetsOfAGroupInThePlaceOfItsLink) {
+  CkxSectionSource source;
+  source.Publish(EkxPolicySection::AppGroups,
+                 {Group(1, {}).Bytes(), Group(2, {Url(21, u"*"), Exclude(22, u"a.exe")}).Bytes(),
+                  Group(3, {Link(31, 2), Url(32, u"*")}).Bytes()});
+  const CkxPolicySourceScope scope(source);
+
+  const struct {
+    const char* name;
+    std::vector<CkxRecordBytes> targets;
+    std::vector<uint32_t> visited;
+    bool excludesA;
+  } cases[] = {
+      {"no targets", {}, {}, false},
+      {"an empty group", {Link(1, 1)}, {}, false},
+      {"a group that is not there", {Link(1, 9)}, {}, false},
+      {"a group between targets", {Url(1, u"*"), Link(2, 2), Exclude(3, u"b.exe")}, {1, 21, 22, 3}, true},
+      {"a group in a group", {Link(1, 3), Url(2, u"*")}, {21, 22, 32, 2}, true},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const CkxHeldPolicy<CkxShBufPolicyExclude> policy(PolicyWith(12, c.targets, PolicyTail(12)));
+    std::vector<uint32_t> visited;
+    policy->EnumTargets(
+        [](const CkxShBufTarget& target, void* ids) {
+          static_cast<std::vector<uint32_t>*>(ids)->push_back(target.TargetId().Data1);
+          return true;
+        },
+        &visited);
+    EXPECT_EQ(visited, c.visited);
+    EXPECT_EQ(policy->HasRealTargets(), !c.visited.empty());
+    EXPECT_EQ(policy->HasTargetOfType(EkxPolicyTarget::Url), !c.visited.empty());
+    EXPECT_EQ(policy->HasTargetOfType(EkxPolicyTarget::Exclude), c.excludesA);
+    EXPECT_FALSE(policy->HasTargetOfType(EkxPolicyTarget::Executable));
+    EXPECT_EQ(policy->IsExcludedTarget(CkxSimplePathProvider(KXW("C:\\A.exe"))), c.excludesA);
+    EXPECT_FALSE(policy->IsExcludedTarget(CkxSimplePathProvider(KXW("C:\\c.exe"))));
+  }
+
+  const CkxHeldPolicy<> linked(PolicyWith(1, {Link(2, 2)}));
+  int found = 0;
+  const auto asksAgain = [&] {
+    if (linked->HasTargetOfType(EkxPolicyTarget::Url)) ++found;
+  };
+  linked->EnumTargets(
+      [](const CkxShBufTarget&, void* ask) {
+        (*static_cast<decltype(&asksAgain)>(ask))();
+        return true;
+      },
+      const_cast<void*>(static_cast<const void*>(&asksAgain)));
+  EXPECT_EQ(found, 2) << "each of the group's two targets asks on its own account";
+
+  CkxRecordingObserver observer;
+  const CkxEvaluationObserverScope watching(observer);
+  SkxTriggerPolicyShortInfo info;
+  EXPECT_TRUE(linked->IsApplicableTarget(*KxTest_Program(KXW("C:\\a.exe")), info));
+  EXPECT_EQ(uint32_t{info.PolicyTargetId.Data1}, 22u) << "the group's target, not the link";
+  EXPECT_FALSE(linked->IsApplicableTarget(*KxTest_Program(KXW("C:\\b.exe")), info));
+  EXPECT_THAT(
+      observer.lines,
+      ElementsAre("check kind: request for an address / Executable file", "target 7 21 did not match",
+                  "target 16 22 matched", "target 2 2 matched", "check kind: request for an address / Executable file",
+                  "target 7 21 did not match", "check fileName: equals a.exe / b.exe", "target 16 22 did not match",
+                  "check group: a target of {00000002-0000-0000-0000-000000000002} / none of them matches",
+                  "target 2 2 did not match"));
+}
+
+TEST(Policy, ActsByTheClassOfTheUser) {
+  const CkxSid user = *CkxSid::FromUtf8("S-1-5-21-1-2-3-1001");
+  CkxAccessToken administrator(user, {}, true);
+  CkxAccessToken standardUser(user, {}, false);
+
+  for (const bool admin : {false, true}) {
+    SCOPED_TRACE(admin);
+    void* const token = admin ? administrator.Handle() : standardUser.Handle();
+    void* const otherToken = admin ? standardUser.Handle() : administrator.Handle();
+
+    const CkxHeldPolicy<CkxShBufPolicyNormalRun> run(Policy(1, {AlertLink(admin ? 27 : 26, 1, 1)}).U8(0).U32(0));
+    EXPECT_TRUE(run->ShouldReplaceUAC(admin) && run->ShouldReplaceUAC(token));
+    EXPECT_FALSE(run->ShouldReplaceUAC(!admin) || run->ShouldReplaceUAC(otherToken));
+
+    const CkxHeldPolicy<CkxShBufPolicyElevateOnDemand> trust(
+        PolicyWith(4, {}, CkxRecordBytes().U8(0).U8(!admin).U8(admin)));
+    EXPECT_TRUE(trust->ShouldReplaceUAC(admin) && trust->ShouldReplaceUAC(token));
+    EXPECT_FALSE(trust->ShouldReplaceUAC(!admin) || trust->ShouldReplaceUAC(otherToken));
+    EXPECT_FALSE(trust->ShellExtensionEnabled());
+
+    const CkxHeldPolicy<CkxShBufPolicyZeroTouch> watch(
+        PolicyWith(6, {}, CkxRecordBytes().U8(0).U8(admin).U8(!admin).Zeros(4)));
+    EXPECT_TRUE(watch->IsApplicableToUser(token));
+    EXPECT_FALSE(watch->IsApplicableToUser(otherToken));
+  }
+  EXPECT_TRUE(CkxHeldPolicy<CkxShBufPolicyZeroTouch>(PolicyWith(6, {}, CkxRecordBytes().U8(0).U8(1).U8(1).Zeros(4)))
+                  ->IsApplicableToUser(nullptr))
+      << "the caller is the one or the other";
+}
+
+TEST(Policy, OneThatCannotBeReadIsPassedOverAndTheOthersDecide) {
+  const auto program = [](unsigned char id, std::u16string_view name) {
+    return Exe(id, {{kFileName, FileName(name)}});
+  };
+  const std::vector<CkxRecordBytes> app = {program(1, u"app.exe")};
+  const auto withSecondTarget = [&](const CkxRecordBytes& target) { return PolicyWith(2, {app[0], target}, {}, 2); };
+  const struct {
+    const char* name;
+    CkxRecordBytes second;
+    const char* line;  // null: it is read, and decides
+  } cases[] = {
+      {"nothing is wrong", PolicyWith(2, app, {}, 2), nullptr},
+      {"an action that has no kind", PolicyWith(14, app, {}, 2), "Id=2, Action=14, Record=1"},
+      {"a target type that has no kind", withSecondTarget(Target(10, 2).Zeros(64)), "Id=2, Action=2, Record=1"},
+      {"a target type beyond all", withSecondTarget(Target(25, 2).Zeros(64)), "Id=2, Action=2, Record=1"},
+      {"a target that is a group", withSecondTarget(Group(2, {})), "Id=2, Action=2, Record=1"},
+      {"a target without its body", withSecondTarget(Target(3, 2)), "Id=2, Action=2, Record=1"},
+      {"parameters that are missing", PolicyWith(4, app, {}, 2), "Id=2, Action=4, Record=1"},
+  };
+  CkxSectionSource source;
+  const CkxPolicySourceScope scope(source);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    source.Publish(EkxPolicySection::Policies, {PolicyWith(2, {program(1, u"other.exe")}, {}, 1).Bytes(),
+                                                c.second.Bytes(), PolicyWith(3, app, {}, 3).Bytes()});
+    CkxTraceCapture trace;
+    std::vector<uint32_t> delivered;
+    EXPECT_TRUE(CkxSharedPoliciesData::EnumPolicies(
+        [](const CkxShBufPolicy& policy, void* ids) {
+          static_cast<std::vector<uint32_t>*>(ids)->push_back(policy.Id());
+          return true;
+        },
+        &delivered, false, nullptr));
+    const std::string line = "KXT_ERROR CkxSharedPoliciesData: ERROR: Policy cannot be read and is passed over. ";
+    EXPECT_EQ(trace.Texts(), c.line != nullptr ? std::vector<std::string>{line + c.line} : std::vector<std::string>());
+    EXPECT_EQ(delivered, c.line != nullptr ? std::vector<uint32_t>({1, 3}) : std::vector<uint32_t>({1, 2, 3}));
+
+    SkxTriggerPolicyShortInfo info;
+    EXPECT_TRUE(CkxSharedPoliciesData::GetTargetPolicyAction(*KxTest_Program(KXW("C:\\app.exe")), info));
+    EXPECT_EQ(uint32_t{info.PolicyId}, c.line != nullptr ? 3u : 2u);
+  }
+}
+
+}  // namespace

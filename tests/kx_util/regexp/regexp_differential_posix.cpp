@@ -1,0 +1,196 @@
+// Generated expressions against PCRE2, which a test may lean on and the library must not: what both dialects can say
+// has to have the same preferred match and the same groups. Built where the 16-bit PCRE2 library is at hand.
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "tests/kx_util/regexp/regexp_test_tree.h"
+#include "tests/support/trace_capture.h"
+
+#define PCRE2_CODE_UNIT_WIDTH 16
+#include <pcre2.h>
+
+namespace {
+
+using EkxKind = SkxTestTree::EkxKind;
+
+class CkxGenerator {
+ public:
+  explicit CkxGenerator(uint32_t seed) : _random(seed) {}
+
+  size_t Below(size_t bound) { return std::uniform_int_distribution<size_t>(0, bound - 1)(_random); }
+
+  SkxTestTree Tree() {
+    _groups = 0;
+    _closed.clear();
+    return Tree(1 + Below(5));
+  }
+
+  std::string Subject() {
+    static const std::string units = "aaabbbcAB1 \n";
+    std::string subject;
+    for (size_t left = Below(12); left != 0; --left) subject += units[Below(units.size())];
+    return subject;
+  }
+
+ private:
+  SkxTestTree Tree(size_t depth) {
+    if (depth == 0) return Leaf();
+    switch (Below(9)) {
+      case 0:
+      case 1:
+      case 2:
+        return SkxTestTree::Of(EkxKind::Sequence, Children(depth));
+      case 3:
+        return SkxTestTree::Of(EkxKind::Alternatives, Children(depth));
+      case 4:
+        return Group(depth);
+      case 5:
+      case 6:
+        return Repeat(depth);
+      case 7:
+        return Below(2) != 0 ? SkxTestTree::Of(EkxKind::NotAhead, {Tree(depth - 1)}) : Leaf();
+      default:
+        return Leaf();
+    }
+  }
+
+  std::vector<SkxTestTree> Children(size_t depth) {
+    std::vector<SkxTestTree> children;
+    for (size_t left = 2 + Below(2); left != 0; --left) children.push_back(Tree(depth - 1));
+    return children;
+  }
+
+  SkxTestTree Group(size_t depth) {
+    const size_t number = _groups++;
+    SkxTestTree group = SkxTestTree::Of(EkxKind::Group, {Tree(depth - 1)});
+    if (!group.CanBeEmpty()) _closed.push_back(number);
+    return group;
+  }
+
+  SkxTestTree Repeat(size_t depth) {
+    static const char* const quantifiers[] = {"?", "*", "+", "??", "*?", "+?"};
+    SkxTestTree child = Tree(depth - 1);
+    if (child.CanBeEmpty()) return child;
+    return SkxTestTree::Of(EkxKind::Repeat, {std::move(child)}, quantifiers[Below(6)]);
+  }
+
+  SkxTestTree Leaf() {
+    static const SkxTestTree leaves[] = {
+        SkxTestTree::Leaf("a"),
+        SkxTestTree::Leaf("a"),
+        SkxTestTree::Leaf("b"),
+        SkxTestTree::Leaf("b"),
+        SkxTestTree::Leaf("c"),
+        SkxTestTree::Leaf("A"),
+        SkxTestTree::Leaf("."),
+        SkxTestTree::Leaf("[a-b]"),
+        SkxTestTree::Leaf("[^a]"),
+        SkxTestTree::Leaf("[B-Z1]"),
+        Written("\\d", "[0-9]"),
+        Written("\\w", "(?:[a-zA-Z]+)"),
+        Written("\\a", "[a-zA-Z0-9]"),
+        Written("\\b", "[ \\t]"),
+        Written("\\n", "(?:\\r|\\r?\\n)"),
+        SkxTestTree::Of(EkxKind::Anchor, {}, "^"),
+        SkxTestTree::Of(EkxKind::Anchor, {}, "$"),
+    };
+    if (!_closed.empty() && Below(4) == 0) {
+      SkxTestTree reference = SkxTestTree::Of(EkxKind::BackReference, {});
+      reference.group = _closed[Below(_closed.size())];
+      if (reference.group < 10) return reference;
+    }
+    return leaves[Below(std::size(leaves))];
+  }
+
+  static SkxTestTree Written(const std::string& dialect, const std::string& perl) {
+    SkxTestTree leaf = SkxTestTree::Leaf(dialect);
+    leaf.perl = perl;
+    return leaf;
+  }
+
+  std::mt19937 _random;
+  size_t _groups = 0;
+  std::vector<size_t> _closed;
+};
+
+class CkxPcre {
+ public:
+  CkxPcre(const std::string& pattern, bool caseSensitive) {
+    const KxWString wide = Wide(pattern);
+    int error = 0;
+    PCRE2_SIZE offset = 0;
+    _code = pcre2_compile(Units(wide), wide.size(), PCRE2_DOTALL | (caseSensitive ? 0 : PCRE2_CASELESS), &error,
+                          &offset, nullptr);
+    if (_code != nullptr) _match = pcre2_match_data_create_from_pattern(_code, nullptr);
+  }
+  ~CkxPcre() {
+    pcre2_match_data_free(_match);
+    pcre2_code_free(_code);
+  }
+  CkxPcre(const CkxPcre&) = delete;
+  CkxPcre& operator=(const CkxPcre&) = delete;
+
+  static constexpr const char* gaveUp = "too many steps";
+
+  bool IsOk() const { return _code != nullptr; }
+
+  std::string Search(const std::string& subject, bool anchored, size_t groupCount) {
+    const KxWString wide = Wide(subject);
+    const int count = pcre2_match(_code, Units(wide), wide.size(), 0, anchored ? PCRE2_ANCHORED : 0, _match, nullptr);
+    if (count == PCRE2_ERROR_MATCHLIMIT) return gaveUp;
+    if (count < 0) return count == PCRE2_ERROR_NOMATCH ? "none" : "error " + std::to_string(count);
+    const PCRE2_SIZE* ends = pcre2_get_ovector_pointer(_match);
+    SkxRegExpMatch match{ends[0], ends[1], {}};
+    for (size_t group = 1; group <= groupCount; ++group) match.groups.push_back({ends[2 * group], ends[2 * group + 1]});
+    return Show(true, match);
+  }
+
+ private:
+  static PCRE2_SPTR Units(const KxWString& text) { return reinterpret_cast<PCRE2_SPTR>(text.c_str()); }
+
+  pcre2_code* _code = nullptr;
+  pcre2_match_data* _match = nullptr;
+};
+
+TEST(RegExpDifferential, GeneratedExpressionsAgainstPcre) {
+  CkxGenerator generate(20240611);
+  size_t pairs = 0;
+  size_t matches = 0;
+  size_t gaveUp = 0;
+  while (pairs < 100'000) {
+    SkxTestTree tree = generate.Tree();
+    const size_t groupCount = tree.NumberGroups();
+    const bool caseSensitive = generate.Below(2) == 0;
+    const std::string pattern = tree.Dialect();
+    CkxPcre pcre(tree.Perl(), caseSensitive);
+    CkxRegExp expression;
+    ASSERT_TRUE(pcre.IsOk()) << tree.Perl();
+    ASSERT_TRUE(expression.Parse(Wide(pattern), caseSensitive).IsOk()) << pattern;
+    for (int round = 0; round < 10; ++round) {
+      const std::string subject = generate.Subject();
+      const std::string searched = pcre.Search(subject, false, groupCount);
+      const std::string atStart = pcre.Search(subject, true, 0);
+      const CkxTraceCapture errors;
+      SkxRegExpMatch match;
+      SkxRegExpMatch prefix;
+      const bool found = expression.Match(Wide(subject), match);
+      const bool prefixFound = expression.MatchPrefix(Wide(subject), prefix.end);
+      const bool whole = expression.MatchWhole(Wide(subject));
+      if (!errors.Lines().empty() || searched == CkxPcre::gaveUp || atStart == CkxPcre::gaveUp) {
+        ++gaveUp;
+        continue;
+      }
+      const std::string what = pattern + " = " + tree.Perl() + " on [" + subject + "]";
+      ASSERT_EQ(Show(found, match), searched) << what;
+      ASSERT_EQ(Show(prefixFound, prefix), atStart) << what;
+      ASSERT_EQ(whole, prefixFound && prefix.end == subject.size()) << what;
+      matches += found && match.end != match.start ? 1 : 0;
+      ++pairs;
+    }
+  }
+  EXPECT_GT(matches, pairs / 4) << "most pairs must have something to compare";
+  EXPECT_LT(gaveUp, pairs / 1000) << "a backtracking engine's limits are rarely met";
+}
+
+}  // namespace

@@ -1,0 +1,213 @@
+#include "Agent/engine/kx_util/target/pe_version_info.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <numeric>
+
+#include "Common_CPP/file/file.h"
+#include "Common_CPP/util/text.h"
+#include "tests/kx_util/target/pe_image.h"
+
+namespace {
+
+class MemorySource : public IkxByteSource {
+ public:
+  explicit MemorySource(std::span<const unsigned char> bytes) : _bytes(bytes) {}
+  std::optional<size_t> ReadAt(uint64_t offset, std::span<unsigned char> bytes) const override {
+    if (offset >= _bytes.size()) return 0;
+    const size_t count = std::min<size_t>(bytes.size(), _bytes.size() - offset);
+    std::copy_n(_bytes.begin() + static_cast<std::ptrdiff_t>(offset), count, bytes.begin());
+    bytesRead += count;
+    return count;
+  }
+  mutable size_t bytesRead = 0;
+
+ private:
+  const std::span<const unsigned char> _bytes;
+};
+
+std::optional<SkxPeVersionInfo> Read(const CkxTestBytes& file) {
+  return KxPe_ReadVersionInfo(MemorySource(file.bytes));
+}
+
+/// "" when there is none.
+std::string Field(const std::optional<SkxPeVersionInfo>& info, const WCHAR* name) {
+  const KxWString* const text = info ? info->Field(name) : nullptr;
+  return text != nullptr ? KxText_ToUtf8(*text) : "";
+}
+
+TEST(PeVersionInfo, ReadsBothFormats) {
+  for (const SkxTestPeLayout& layout : {kTestPe32, kTestPe32Plus}) {
+    const std::optional<SkxPeVersionInfo> info = Read(KxTest_PeImage(layout, KxTest_UsualVersion()));
+    ASSERT_TRUE(info);
+    EXPECT_TRUE(info->fileVersion.IsEqual(1, 2, 3, 4));
+    EXPECT_TRUE(info->productVersion.IsEqual(5, 6, 7, 8));
+    EXPECT_EQ(info->fields.size(), 3u);
+    EXPECT_EQ(Field(info, KXW("CompanyName")), "Vendor Inc.");
+    EXPECT_EQ(Field(info, KXW("filedescription")), "Tool");
+    EXPECT_EQ(Field(info, KXW("PRODUCTVERSION")), "5.6 beta");
+    EXPECT_EQ(Field(info, KXW("ProductName")), "");
+  }
+}
+
+TEST(PeVersionInfo, ReadsTreesOfOtherShapes) {
+  const auto text = [](const WCHAR* value) { return KxTest_VersionText(KXW("Name"), value); };
+  const auto tables = [](const std::vector<CkxTestBytes>& list) {
+    return KxTest_VersionNode(KXW("StringFileInfo"), EkxTestNode::Text, {}, list);
+  };
+  const auto translation = [](const CkxTestBytes& pairs) {
+    return KxTest_VersionNode(KXW("VarFileInfo"), EkxTestNode::Text, {},
+                              {KxTest_VersionNode(KXW("Translation"), EkxTestNode::Binary, pairs)});
+  };
+  const std::vector<CkxTestBytes> twoTables = {KxTest_VersionTable(KXW("040904b0"), {text(KXW("English"))}),
+                                               KxTest_VersionTable(KXW("040704e4"), {text(KXW("Deutsch"))})};
+  CkxTestBytes lengthInBytes = text(KXW("whole text"));
+  lengthInBytes.Set16(2, 22);
+  CkxTestBytes noTerminator = KxTest_VersionNode(KXW("Name"), EkxTestNode::Text, CkxTestBytes().U16('a').U16('b'));
+
+  struct {
+    const char* name;
+    std::vector<CkxTestBytes> children;
+    const char* expected;
+  } const cases[] = {
+      {"no texts", {}, ""},
+      {"the first table", {tables(twoTables)}, "English"},
+      {"the table of the translation",
+       {tables(twoTables), translation(CkxTestBytes().U16(0x407).U16(0x4E4))},
+       "Deutsch"},
+      {"translation before the tables",
+       {translation(CkxTestBytes().U16(0x407).U16(0x4E4)), tables(twoTables)},
+       "Deutsch"},
+      {"a translation without a table",
+       {tables(twoTables), translation(CkxTestBytes().U16(0x40C).U16(0x4E4))},
+       "English"},
+      {"half a translation", {tables(twoTables), translation(CkxTestBytes().U16(0x407))}, "English"},
+      {"the first of two texts", {tables({KxTest_VersionTable(KXW("0"), {text(KXW("a")), text(KXW("b"))})})}, "a"},
+      {"a length in bytes", {tables({KxTest_VersionTable(KXW("0"), {lengthInBytes})})}, "whole text"},
+      {"a text without its NUL", {tables({KxTest_VersionTable(KXW("0"), {noTerminator})})}, "ab"},
+      {"an empty text", {tables({KxTest_VersionTable(KXW("0"), {text(KXW(""))})})}, ""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const auto info = Read(KxTest_PeImage(kTestPe32Plus, KxTest_Version(0x00010002, 0x00030004, 0, 0, c.children)));
+    ASSERT_TRUE(info);
+    EXPECT_TRUE(info->fileVersion.IsEqual(1, 2, 3, 4));
+    EXPECT_EQ(Field(info, KXW("Name")), c.expected);
+  }
+}
+
+TEST(PeVersionInfo, WithoutAFixedBlockThereIsNoVersion) {
+  CkxTestBytes wrongSignature = KxTest_UsualVersion();
+  wrongSignature.bytes[40] ^= 1;  // 6 bytes of header, 32 of key, 2 of padding
+  const CkxTestBytes tooShort =
+      KxTest_VersionNode(KXW("VS_VERSION_INFO"), EkxTestNode::Binary, CkxTestBytes().U32(0xFEEF04BD).PadTo(51));
+  for (const CkxTestBytes& version : {wrongSignature, tooShort}) {
+    const auto info = Read(KxTest_PeImage(kTestPe32, version));
+    ASSERT_TRUE(info);
+    EXPECT_TRUE(info->fileVersion.IsEmpty());
+    EXPECT_TRUE(info->productVersion.IsEmpty());
+  }
+}
+
+TEST(PeVersionInfo, RefusesFilesWithABrokenWayToTheResource) {
+  constexpr size_t kNt = SkxTestPeLayout::kNtHeaders;
+  constexpr size_t kResources = SkxTestPeLayout::kResources;
+  struct {
+    const char* name;
+    size_t at;
+    uint32_t value;
+  } const cases[] = {
+      {"no DOS header", 0, 0x5A4E},
+      {"NT headers beyond the file", 60, 0x7FFFFFFF},
+      {"no NT signature", kNt, 0x4551},
+      {"no sections", kNt + 6, 0},
+      {"an optional header too short for directories", kNt + 20, 0x00220080},
+      {"an unknown optional header", kNt + 24, 0x107},
+      {"two directories only", kTestPe32Plus.directories - 4, 2},
+      {"no resources", kTestPe32Plus.directories + 16, 0},
+      {"resources before every section", kTestPe32Plus.directories + 16, 0xFFF},
+      {"resources beyond every section", kTestPe32Plus.directories + 16, 0xFFFFFFFF},
+      {"a section beyond the file", kTestPe32Plus.sectionHeader + 20, 0xFFFFFFFF},
+      {"a section that ends before its data", kTestPe32Plus.sectionHeader + 16, 0x100},
+      {"no version among the types", kResources + 16, 15},
+      {"a type that is no directory", kResources + 20, 0x18},
+      {"a type that loops back", kResources + 20, 0x80000000},
+      {"a type beyond the section", kResources + 20, 0xFFFFFFFF},
+      {"a name that is no directory", kResources + 0x18 + 20, 0x48},
+      {"an empty directory of languages", kResources + 0x30 + 12, 0},
+      {"a language that is a directory", kResources + 0x30 + 20, 0x80000048},
+      {"data beyond the section", kResources + 0x48, 0x7FFFFFFF},
+      {"one byte more than there is", kResources + 0x4C, static_cast<uint32_t>(KxTest_UsualVersion().Size()) + 1},
+      {"a huge resource", kResources + 0x4C, 0xFFFFFFFF},
+      {"an empty resource", kResources + 0x4C, 0},
+      {"another tree", SkxTestPeLayout::kVersion + 6, 'W'},
+      {"a tree longer than the resource", SkxTestPeLayout::kVersion, 0xFFFF},
+  };
+  for (const auto& c : cases) {
+    CkxTestBytes file = KxTest_PeImage(kTestPe32Plus, KxTest_UsualVersion());
+    const CkxTestBytes value = CkxTestBytes().U32(c.value);
+    std::copy(value.bytes.begin(), value.bytes.end(), file.bytes.begin() + static_cast<std::ptrdiff_t>(c.at));
+    EXPECT_FALSE(Read(file)) << c.name;
+  }
+}
+
+TEST(PeVersionInfo, EveryCutIsRefused) {
+  for (const SkxTestPeLayout& layout : {kTestPe32, kTestPe32Plus}) {
+    const CkxTestBytes file = KxTest_PeImage(layout, KxTest_UsualVersion());
+    for (size_t size = 0; size < file.Size(); ++size) {
+      // A vector of its own, so that a sanitizer sees a read beyond it.
+      const std::vector<unsigned char> cut(file.bytes.begin(), file.bytes.begin() + static_cast<std::ptrdiff_t>(size));
+      ASSERT_FALSE(KxPe_ReadVersionInfo(MemorySource(cut))) << size;
+    }
+    EXPECT_TRUE(Read(file));
+  }
+}
+
+TEST(PeVersionInfo, NoByteLeadsAstray) {
+  const CkxTestBytes whole = KxTest_PeImage(kTestPe32, KxTest_UsualVersion());
+  size_t refused = 0;
+  for (size_t at = 0; at < whole.Size(); ++at) {
+    for (const int change : {0x01, 0x02, 0x10, 0x80, 0xFF}) {
+      CkxTestBytes file = whole;
+      file.bytes[at] ^= static_cast<unsigned char>(change);
+      const MemorySource source(file.bytes);
+      const auto info = KxPe_ReadVersionInfo(source);
+      ASSERT_LE(source.bytesRead, 2 * file.Size()) << at;  // nothing is read over and over
+      if (!info) ++refused;
+      if (!info || at < SkxTestPeLayout::kVersion) continue;
+      // Whatever broke inside of the tree: a text is not found, cut short, or what it was but for the changed unit.
+      const KxWString* const company = info->Field(KXW("CompanyName"));
+      if (company == nullptr) continue;
+      constexpr KxWStringView kCompany(KXW("Vendor Inc.\0"), 12);
+      ASSERT_LE(company->size(), kCompany.size()) << at;
+      const auto differs = [](WCHAR a, WCHAR b) { return a == b ? 0 : 1; };
+      ASSERT_LE(std::inner_product(company->begin(), company->end(), kCompany.begin(), 0, std::plus<>(), differs), 1)
+          << at;
+    }
+  }
+  EXPECT_GT(refused, 100u);
+}
+
+TEST(PeVersionInfo, ALoadOfEntriesAndSectionsIsReadUpToTheLimits) {
+  CkxTestBytes file = KxTest_PeImage(kTestPe32, KxTest_UsualVersion());
+  file.Set16(SkxTestPeLayout::kNtHeaders + 6, 0xFFFF);   // sections
+  file.Set16(SkxTestPeLayout::kResources + 12, 0xFFFF);  // named types
+  file.Set16(SkxTestPeLayout::kResources + 14, 0xFFFF);  // numbered types
+  file.PadTo(8 * 1024 * 1024);
+  const MemorySource source(file.bytes);
+  EXPECT_FALSE(KxPe_ReadVersionInfo(source));
+  EXPECT_LT(source.bytesRead, 64u * 1024);
+}
+
+TEST(PeVersionInfo, ReadsAProgramThatWeDidNotMake) {
+  CkxFileReader file;
+  if (!file.Open(KXW("/usr/share/win32/gpgv.exe"))) GTEST_SKIP() << "needs the package gpgv-win32";
+  const std::optional<SkxPeVersionInfo> info = KxPe_ReadVersionInfo(file);
+  ASSERT_TRUE(info);
+  EXPECT_EQ(Field(info, KXW("CompanyName")), "g10 Code GmbH");
+  EXPECT_EQ(SkxVersion::Parse(*info->Field(KXW("FileVersion"))).MostSignificant(), info->fileVersion.MostSignificant());
+  EXPECT_FALSE(info->fileVersion.IsEmpty());
+}
+
+}  // namespace

@@ -1,0 +1,291 @@
+#include <kx_util/target_info_file.h>
+
+#include <gtest/gtest.h>
+
+#include "Agent/engine/kx_util/watch/evaluation_fault.h"
+#include "Common_CPP/util/text.h"
+#include "tests/kx_util/target/pe_image.h"
+#include "tests/support/temp_folder.h"
+#include "tests/support/trace_capture.h"
+
+namespace {
+
+std::string Utf8(const WCHAR* text) { return text != nullptr ? KxText_ToUtf8(text) : "<null>"; }
+
+constexpr const char* kSha256OfAbc = "SHA256##BA7816BF8F01CFEA414140DE5DAE2223B00361A396177A9CB410FF61F20015AD";
+
+SkxFileFacts FullFacts() {
+  SkxFileFacts facts;
+  facts.path = KXW("C:\\dir\\tool.exe");
+  facts.size = 1000;
+  facts.modificationTime = 133000000000000000;
+  facts.hashes = {{KXW("SHA1"), KXW("9a0b")}, {KXW("SHA384"), KXW("0Fab")}};
+  facts.signers = {{KXW("Vendor Inc."), EkxPublisherStatus::ValidByWeakDigest}, {KXW(""), EkxPublisherStatus::Expired}};
+  facts.owner = CkxSid::FromUtf8("S-1-5-18");
+  facts.ownerName = KXW("NT AUTHORITY\\SYSTEM");
+  facts.fileVersion = KXW("1.2.3");
+  facts.versionInfo = {{KXW("CompanyName"), KXW("Vendor")},
+                       {KXW("productversion"), KXW("5.6 beta")},
+                       {KXW("ProductName"), KXW("Suite")}};
+  facts.msiProperties = {{KXW("ProductVersion"), KXW("3.0.1")}};
+  return facts;
+}
+
+TEST(TargetInfoFile, RecordedFactsAreTold) {
+  const CkxTargetInfoFile file(FullFacts(), nullptr);
+  EkxPublisherStatus status = EkxPublisherStatus::Unknown;
+  for (int again = 0; again < 2; ++again) {  // computed, then kept
+    EXPECT_EQ(Utf8(file.GetPath()), "C:\\dir\\tool.exe");
+    EXPECT_EQ(file.GetFileSize(), 1000);
+    EXPECT_EQ(file.GetModificationTime(), 133000000000000000);
+    EXPECT_EQ(Utf8(file.GetHashStringUsing(KXW("SHA1"))), "SHA1##9A0B");
+    EXPECT_EQ(Utf8(file.GetHashStringUsing(KXW("sha384"))), "SHA384##0FAB");
+    EXPECT_EQ(file.GetHashStringUsing(KXW("SHA256")), nullptr);
+    EXPECT_EQ(file.GetHashStringUsing(nullptr), nullptr);
+    EXPECT_EQ(Utf8(file.GetPublisher(false, status)), "Vendor Inc.");
+    EXPECT_EQ(status, EkxPublisherStatus::ValidByWeakDigest);
+    EXPECT_EQ(file.GetPublisher(true, status), nullptr);
+    EXPECT_EQ(status, EkxPublisherStatus::Expired);
+    EXPECT_EQ(file.GetOwner()->ToUtf8(), "S-1-5-18");
+    EXPECT_EQ(Utf8(file.GetOwnerDomainUserName()), "NT AUTHORITY\\SYSTEM");
+    EXPECT_TRUE(file.GetVersion().IsEqual(1, 2, 3, 0));
+    EXPECT_EQ(Utf8(file.GetVersionStr()), "1.2.3.0");
+    EXPECT_EQ(Utf8(file.GetVersionInfo(KXW("COMPANYNAME"))), "Vendor");
+    EXPECT_EQ(file.GetVersionInfo(KXW("Company")), nullptr);
+    EXPECT_EQ(file.GetVersionInfo(nullptr), nullptr);
+    EXPECT_EQ(Utf8(file.GetProductVersionStr()), "5.6 beta");
+    EXPECT_EQ(Utf8(file.GetProductName()), "Suite");
+    EXPECT_EQ(Utf8(file.GetEmbeddedDescription()), "Suite");
+    EXPECT_EQ(Utf8(file.GetMsiProperty(KXW("ProductVersion"))), "3.0.1");
+    EXPECT_EQ(file.GetMsiProperty(KXW("PRODUCTVERSION")), nullptr);
+  }
+}
+
+TEST(TargetInfoFile, AFactThatIsNotGivenDoesNotExist) {
+  const CkxTempFolder folder;
+  SkxFileFacts facts;
+  facts.path = folder.Write("there.exe", "abc");  // a file that does exist here must not be looked at
+  for (const SkxFileFacts& nothing : {facts, SkxFileFacts()}) {
+    const CkxTargetInfoFile file(nothing, nullptr);
+    EkxPublisherStatus status = EkxPublisherStatus::Valid;
+    CkxUtilStr algorithm;
+    CkxUtilStr hash;
+    EXPECT_EQ(file.GetFileSize(), -1);
+    EXPECT_EQ(file.GetModificationTime(), 0);
+    EXPECT_EQ(file.GetHashStringUsing(KXW("SHA256")), nullptr);
+    EXPECT_FALSE(file.GetHash(algorithm, hash));
+    EXPECT_FALSE(file.GetAlgorithmAndHashString(hash));
+    EXPECT_EQ(file.GetPublisher(false, status), nullptr);
+    EXPECT_EQ(status, EkxPublisherStatus::Unknown);
+    EXPECT_EQ(file.GetOwner(), nullptr);
+    EXPECT_EQ(file.GetOwnerDomainUserName(), nullptr);
+    EXPECT_TRUE(file.GetVersion().IsEmpty());
+    EXPECT_EQ(file.GetVersionStr(), nullptr);
+    EXPECT_EQ(file.GetProductVersionStr(), nullptr);
+    EXPECT_EQ(file.GetEmbeddedDescription(), nullptr);
+    EXPECT_EQ(file.GetMsiProperty(KXW("ProductVersion")), nullptr);
+  }
+}
+
+TEST(TargetInfoFile, ChoosesTheBestHashItHas) {
+  SkxFileFacts facts;
+  facts.path = KXW("x.exe");
+  for (const WCHAR* best : {KXW("MD5"), KXW("SHA1"), KXW("SHA512"), KXW("SHA384"), KXW("SHA256")}) {
+    facts.hashes[best] = KXW("ab");
+    const CkxTargetInfoFile file(facts, nullptr);
+    CkxUtilStr algorithm;
+    CkxUtilStr hash;
+    CkxUtilStr both(KXW("replaced"));
+    ASSERT_TRUE(file.GetHash(algorithm, hash));
+    EXPECT_EQ(Utf8(algorithm.String()), Utf8(best));
+    EXPECT_EQ(Utf8(hash.String()), "AB");
+    EXPECT_TRUE(file.GetAlgorithmAndHashString(both));
+    EXPECT_EQ(Utf8(both.String()), Utf8(best) + "##AB");
+  }
+}
+
+TEST(TargetInfoFile, NumbersComeBackWhole) {
+  for (const int64_t number : {int64_t{0}, int64_t{-5}, INT64_MAX, INT64_MIN}) {
+    SkxFileFacts facts;
+    facts.size = number;
+    facts.modificationTime = number;
+    const CkxTargetInfoFile file(facts, nullptr);
+    EXPECT_EQ(file.GetFileSize(), number);
+    EXPECT_EQ(file.GetModificationTime(), number);
+  }
+}
+
+TEST(TargetInfoFile, LongNamesAreNamesLikeAnyOther) {
+  const KxWString longName(5000, KXW('n'));
+  SkxFileFacts facts;
+  facts.versionInfo = {{longName, KXW("long")}, {longName + KXW("2"), KXW("longer")}};
+  const CkxTargetInfoFile file(facts, nullptr);
+  for (size_t size = 40; size < 70; ++size) {  // around the room that a key has on the stack
+    EXPECT_EQ(file.GetVersionInfo(KxWString(size, KXW('n')).c_str()), nullptr);
+  }
+  EXPECT_EQ(Utf8(file.GetVersionInfo(longName.c_str())), "long");
+  EXPECT_EQ(Utf8(file.GetVersionInfo((longName + KXW("2")).c_str())), "longer");
+}
+
+TEST(TargetInfoFile, TheSystemPseudoFileIsNoFile) {
+  struct {
+    const WCHAR* path;
+    bool system;
+  } const cases[] = {{KXW("System"), true},
+                     {KXW("system"), false},
+                     {KXW("System.exe"), false},
+                     {KXW("C:\\System"), false},
+                     {KXW(""), false}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(Utf8(c.path));
+    SkxFileFacts recorded;
+    recorded.path = c.path;
+    recorded.signers = {{KXW("Somebody"), EkxPublisherStatus::Valid}};
+    const CkxTargetInfoFile live(c.path, nullptr);
+    const CkxTargetInfoFile noted(recorded, nullptr);
+    for (const CkxTargetInfoFile* file : {&live, &noted}) {
+      EkxPublisherStatus status = EkxPublisherStatus::Unknown;
+      const WCHAR* const name = file->GetPublisher(false, status);
+      EXPECT_EQ(file->IsSystemProcess(), c.system);
+      EXPECT_EQ(status == EkxPublisherStatus::SystemPseudoFile, c.system);
+      EXPECT_EQ(name == nullptr, c.system || file == &live);
+    }
+  }
+}
+
+TEST(TargetInfoFile, TypesFollowTheExtension) {
+  struct {
+    unsigned type;
+    std::vector<const WCHAR*> paths;
+  } const cases[] = {
+      {3,
+       {KXW("C:\\a\\b.exe"), KXW("b.COM"), KXW("\\\\server\\share\\x.eXe"), KXW("/opt/x.exe"), KXW(".exe"),
+        KXW("a.dll.exe")}},
+      {21,
+       {KXW("a.acm"), KXW("a.ax"), KXW("a.cpl"), KXW("a.dll"), KXW("a.efi"), KXW("a.fon"), KXW("a.fot"), KXW("a.icl"),
+        KXW("a.ime"), KXW("a.mui"), KXW("a.ocx"), KXW("a.shs"), KXW("a.VBX")}},
+      {5, {KXW("a.msi"), KXW("a.MSP")}},
+      {6, {KXW("a.msu")}},
+      {4,
+       {KXW("a.bat"), KXW("a.cmd"), KXW("a.hta"), KXW("a.js"), KXW("a.jse"), KXW("a.ps1"), KXW("a.psm1"), KXW("a.vbe"),
+        KXW("a.vbs"), KXW("a.wsf"), KXW("a.WSH")}},
+      {0,
+       {nullptr, KXW(""), KXW("System"), KXW("C:\\a.exe\\b"), KXW("a.exe2"), KXW("a.ex"), KXW("exe"), KXW("a."),
+        KXW("a.txt"), KXW("a.psd1")}},
+  };
+  for (const auto& c : cases) {
+    for (const WCHAR* path : c.paths) {
+      EXPECT_EQ(static_cast<unsigned>(CkxTargetInfoFile::TypeOfPath(path)), c.type) << Utf8(path);
+    }
+  }
+  SkxFileFacts facts;
+  facts.path = KXW("C:\\a.exe");
+  facts.targetType = 17;
+  EXPECT_EQ(CkxTargetInfoFile(facts, nullptr).TargetType(), EkxPolicyTarget::Service);
+}
+
+TEST(TargetInfoFile, ALiveFileIsLookedAtOnce) {
+  const CkxTempFolder folder;
+  const KxWString path = folder.Write("tool.exe", "abc");
+  const CkxTargetInfoFile file(path.c_str(), nullptr);
+  EXPECT_EQ(file.TargetType(), EkxPolicyTarget::Executable);
+  EXPECT_EQ(file.GetFileSize(), 3);
+  EXPECT_EQ(Utf8(file.GetHashStringUsing(KXW("sha256"))), kSha256OfAbc);
+  EXPECT_EQ(Utf8(file.GetHashStringUsing(KXW("MD5"))), "MD5##900150983CD24FB0D6963F7D28E17F72");
+  EXPECT_EQ(file.GetHashStringUsing(KXW("CRC32")), nullptr);
+  CkxUtilStr both;
+  EXPECT_TRUE(file.GetAlgorithmAndHashString(both));
+  EXPECT_EQ(Utf8(both.String()), kSha256OfAbc);
+  EXPECT_GT(file.GetModificationTime(), 116444736000000000);  // 1970
+  EXPECT_TRUE(file.GetOwner() != nullptr && file.GetOwner()->IsValid());
+  EXPECT_NE(file.GetOwnerDomainUserName(), nullptr);
+  EXPECT_EQ(file.GetVersionStr(), nullptr);
+
+  folder.Write("tool.exe", "changed");
+  EXPECT_EQ(file.GetFileSize(), 3);
+  EXPECT_EQ(Utf8(file.GetHashStringUsing(KXW("SHA256"))), kSha256OfAbc);
+}
+
+TEST(TargetInfoFile, OneReadOfALiveFileGivesAllHashesThatPoliciesAskFor) {
+  const CkxTempFolder folder;
+  const KxWString first = folder.Write("first", "abc");
+  const KxWString second = folder.Write("second", "abc");
+  for (const WCHAR* algorithm : {KXW("SHA256"), KXW("MD5")}) {
+    EXPECT_NE(CkxTargetInfoFile(first.c_str(), nullptr).GetHashStringUsing(algorithm), nullptr);
+  }
+  const CkxTargetInfoFile file(second.c_str(), nullptr);
+  EXPECT_EQ(Utf8(file.GetHashStringUsing(KXW("SHA256"))), kSha256OfAbc);
+  folder.Write("second", "xyz");
+  EXPECT_EQ(Utf8(file.GetHashStringUsing(KXW("MD5"))), "MD5##900150983CD24FB0D6963F7D28E17F72");
+}
+
+TEST(TargetInfoFile, AllFactsAreOfTheFileThatWasOpenedFirst) {
+  const CkxTempFolder folder;
+  const KxWString path = folder.Write("tool.exe", "abc");
+  const CkxTargetInfoFile file(path.c_str(), nullptr);
+  EXPECT_EQ(file.GetFileSize(), 3);
+  std::filesystem::rename(folder.Path() / "tool.exe", folder.Path() / "moved.exe");
+  folder.Write("tool.exe", "another");
+  EXPECT_EQ(Utf8(file.GetHashStringUsing(KXW("SHA256"))), kSha256OfAbc);
+  EXPECT_TRUE(file.GetOwner() != nullptr && file.GetOwner()->IsValid());
+}
+
+TEST(TargetInfoFile, AFileOverTheLimitHasNoHashWhichIsTold) {
+  const CkxTempFolder folder;
+  const KxWString path = folder.Write("tool.exe", "abc");
+  const uint64_t before = KxUtil_HashLimit();
+  for (const uint64_t limit : {uint64_t{3}, uint64_t{2}}) {
+    KxUtil_SetHashLimit(limit);
+    const CkxTraceCapture trace;
+    const CkxEntryScope evaluation;
+    EXPECT_EQ(CkxTargetInfoFile(path.c_str(), nullptr).GetHashStringUsing(KXW("SHA256")) != nullptr, limit == 3);
+    EXPECT_EQ(trace.Texts().size(), limit == 3 ? 0u : 1u);
+    EXPECT_EQ(KxFault_Current(), EkxEvaluationFault::None);
+  }
+  KxUtil_SetHashLimit(before);
+}
+
+TEST(TargetInfoFile, HashingIsSpentAndWhatWasGivenUpIsNotMissing) {
+  const CkxTempFolder folder;
+  const KxWString path = folder.Write("tool.exe", std::string(1'000'000, 'x'));
+  const CkxTargetInfoFile file(path.c_str(), nullptr);
+  const uint64_t before = KxUtil_WorkLimit();
+  KxUtil_SetWorkLimit(1'000);
+  {
+    const CkxEntryScope evaluation;
+    EXPECT_EQ(file.GetHashStringUsing(KXW("SHA256")), nullptr);
+    EXPECT_EQ(KxFault_Current(), EkxEvaluationFault::WorkLimit);
+  }
+  KxUtil_SetWorkLimit(before);
+  const CkxEntryScope evaluation;
+  EXPECT_NE(file.GetHashStringUsing(KXW("SHA256")), nullptr);
+}
+
+TEST(TargetInfoFile, WhatWasMissingStaysMissing) {
+  const CkxTempFolder folder;
+  const CkxTargetInfoFile file(folder.Text("late.exe").c_str(), nullptr);
+  const auto seesNothing = [&file] {
+    CkxUtilStr both;
+    return file.GetFileSize() == -1 && file.GetModificationTime() == 0 && file.GetOwner() == nullptr &&
+           file.GetHashStringUsing(KXW("SHA256")) == nullptr && !file.GetAlgorithmAndHashString(both);
+  };
+  EXPECT_TRUE(seesNothing());
+  folder.Write("late.exe", "abc");
+  EXPECT_TRUE(seesNothing());
+  EXPECT_EQ(CkxTargetInfoFile(folder.Text("late.exe").c_str(), nullptr).GetFileSize(), 3);
+}
+
+TEST(TargetInfoFile, ALiveProgramTellsItsVersion) {
+  const CkxTestBytes image = KxTest_PeImage(kTestPe32Plus, KxTest_UsualVersion());
+  const CkxTempFolder folder;
+  const KxWString path = folder.Write("tool.exe", std::string(image.bytes.begin(), image.bytes.end()));
+  const CkxTargetInfoFile file(path.c_str(), nullptr);
+  EXPECT_TRUE(file.GetVersion().IsEqual(1, 2, 3, 4));
+  EXPECT_EQ(Utf8(file.GetVersionStr()), "1.2.3.4");
+  EXPECT_EQ(Utf8(file.GetVersionInfo(KXW("companyname"))), "Vendor Inc.");
+  EXPECT_EQ(Utf8(file.GetProductVersionStr()), "5.6 beta");
+  EXPECT_EQ(Utf8(file.GetEmbeddedDescription()), "Tool");
+  EXPECT_EQ(file.GetProductName(), nullptr);
+}
+
+}  // namespace
