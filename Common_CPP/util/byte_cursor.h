@@ -39,6 +39,15 @@ class CkxByteCursor {
   bool I64(int64_t& value) { return Fixed(value); }
   bool Guid(GUID& value) { return Fixed(value); }
 
+  /// Any number or GUID.
+  template <class Number>
+  bool Fixed(Number& value) {
+    if (!Has(sizeof(value))) return false;
+    value = KxBytes_Load<Number>(_cursor);
+    Advance(sizeof(value));
+    return true;
+  }
+
   /// One byte; any value but 0 is true.
   bool Flag(bool& value) {
     uint8_t byte = 0;
@@ -70,13 +79,4 @@ class CkxByteCursor {
 
   const unsigned char*& _cursor;
   unsigned long& _remaining;
-
- private:
-  template <class Number>
-  bool Fixed(Number& value) {
-    if (!Has(sizeof(value))) return false;
-    value = KxBytes_Load<Number>(_cursor);
-    Advance(sizeof(value));
-    return true;
-  }
 };

@@ -6,16 +6,21 @@
 #include <kx_util/shared_policy.h>
 
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "Agent/engine/kx_publish/image/policy_image.h"
+#include "Common_CPP/util/byte_cursor.h"
 
 /// A record as it lies in its section, framed well; whether it parses is another question.
 struct SkxShownRecord {
   const unsigned char* bytes;
   size_t offset;     ///< in its file
   const char* file;  ///< "policies.sec"
+
+  /// As long as its size field says.
+  std::span<const unsigned char> All() const { return {bytes, KxBytes_Load<uint32_t>(bytes + sizeof(uint32_t))}; }
 
   template <class Header>
   const Header& As() const {

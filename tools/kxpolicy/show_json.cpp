@@ -5,7 +5,7 @@
 #include "Agent/engine/kx_publish/document/applicable_document.h"
 #include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/document/sayable.h"
-#include "Agent/engine/kx_publish/record/policy_decode.h"
+#include "Agent/engine/kx_publish/record/decode.h"
 #include "tools/kxpolicy/show_format.h"
 
 namespace {
@@ -16,13 +16,13 @@ class JsonFormat : public IkxShowFormat {
       : _out(out), _image(image), _onlyNamed(onlyNamed) {}
 
   void Policy(const SkxShownRecord& record, const CkxShBufPolicy* policy) override {
-    Add(_policies, Place(record, KxShow_PolicyTitle(record)), policy, KxDecode_Policy);
+    Add(_policies, Place(record, KxShow_PolicyTitle(record)), policy != nullptr, record.All(), KxDecode_Policy);
   }
   void Group(const SkxShownRecord& record, const CkxShBufAppGroup* group) override {
-    Add(_groups, Place(record, KxShow_GroupTitle(record)), group, KxDecode_AppGroup);
+    Add(_groups, Place(record, KxShow_GroupTitle(record)), group != nullptr, record.All(), KxDecode_AppGroup);
   }
   void Alert(const SkxShownRecord& record, const CkxShBufCustGuiBase* alert) override {
-    Add(_alerts, Place(record, KxShow_AlertTitle(record)), alert, KxDecode_Alert);
+    Add(_alerts, Place(record, KxShow_AlertTitle(record)), alert != nullptr, record.All(), KxDecode_Alert);
   }
 
   void End(const SkxPolicyImage& image) override {
@@ -47,14 +47,16 @@ class JsonFormat : public IkxShowFormat {
     return _image + "/" + record.file + ": byte " + std::to_string(record.offset) + ": " + title;
   }
 
-  template <class Model, class Object>
-  void Add(std::vector<Decoded<Model>>& all, std::string place, const Object* object,
-           bool (*decode)(const Object&, Model&)) {
+  using Bytes = std::span<const unsigned char>;
+
+  template <class Model>
+  void Add(std::vector<Decoded<Model>>& all, std::string place, bool parses, Bytes record,
+           bool (*decode)(Bytes, Model&)) {
     Model model;
-    if (object != nullptr && decode(*object, model)) {
+    if (parses && decode(record, model)) {
       all.push_back({std::move(place), std::move(model)});
     } else {
-      faults.push_back(place + (object == nullptr ? " does not parse" : " is of a kind that no document can say"));
+      faults.push_back(place + (parses ? " is of a kind that no document can say" : " does not parse"));
     }
   }
 

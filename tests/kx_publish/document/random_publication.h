@@ -200,8 +200,8 @@ class CkxRandomPublication {
     if (Flag()) t.classId = ClassId();
   }
   void Fill(SkxFileSystemEntryTarget& t) {
-    FillAll(t.accessMask, t.folder);
-    t.path = NonEmpty();
+    FillAll(t.accessMask, t.path.folder);
+    t.path.path = NonEmpty();
   }
   void Fill(SkxRegistryKeyTarget& t) {
     FillAll(t.accessMask, t.root);
@@ -217,7 +217,7 @@ class CkxRandomPublication {
   }
   void Fill(SkxServiceTarget& t) {
     Fill(t.accessMask);
-    t.serviceName = NonEmpty();
+    t.service.name = NonEmpty();
   }
   void Fill(SkxMediaTarget& t) { FillAll(t.accessMask, t.media); }
   void Fill(SkxAppPackageTarget& t) {

@@ -4,12 +4,13 @@
 #include <gtest/gtest.h>
 #include <kx_util/shared_app_groups.h>
 #include <kx_util/shared_cust_gui.h>
+#include <kx_util/shared_policy.h>
 
 #include <functional>
 
 #include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/record/encode.h"
-#include "Agent/engine/kx_publish/record/policy_decode.h"
+#include "Agent/engine/kx_publish/record/decode.h"
 #include "tests/kx_publish/document/random_publication.h"
 #include "tests/support/record_bytes.h"
 
@@ -183,7 +184,7 @@ class Damaged {
       bytes.Data()[at] = static_cast<unsigned char>(bytes.Data()[at] ^ (1u << _random() % 8));
       const auto object = read(bytes.As<Header>());
       if (object == nullptr) continue;
-      EXPECT_TRUE(decode(*object, decoded.emplace_back())) << "what the library reads the model has words for";
+      EXPECT_TRUE(decode({bytes.cursor, bytes.remaining}, decoded.emplace_back())) << "what the library reads the model has words for";
     }
     return decoded;
   }

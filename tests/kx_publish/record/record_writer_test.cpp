@@ -199,14 +199,13 @@ SkxRegistryKeyTarget RegistryKey() {
 
 SkxFileSystemEntryTarget Folder() {
   auto entry = WithMask<SkxFileSystemEntryTarget>(0x00100116);
-  entry.path = KXW("C:\\X");
-  entry.folder = true;
+  entry.path = {KXW("C:\\X"), true};
   return entry;
 }
 
 SkxServiceTarget Service() {
   auto service = WithMask<SkxServiceTarget>(0x20);
-  service.serviceName = KXW("Spooler");
+  service.service.name = KXW("Spooler");
   return service;
 }
 

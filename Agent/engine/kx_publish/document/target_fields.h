@@ -216,8 +216,8 @@ void KxFields(Io& io, SkxActiveXTarget& target) {
 
 template <class Io>
 void KxFields(Io& io, SkxFileSystemEntryTarget& target) {
-  io.Name("path", target.path);
-  io.Field("folder", target.folder, false);
+  io.Name("path", target.path.path);
+  io.Field("folder", target.path.folder, false);
   io.AccessMask("accessMask", target.accessMask);
 }
 
@@ -247,7 +247,7 @@ void KxFields(Io& io, SkxExcludeTarget& target) {
 
 template <class Io>
 void KxFields(Io& io, SkxServiceTarget& target) {
-  io.Name("serviceName", target.serviceName);
+  io.Name("serviceName", target.service.name);
   io.AccessMask("accessMask", target.accessMask);
 }
 

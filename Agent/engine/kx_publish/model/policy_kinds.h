@@ -3,36 +3,48 @@
 #pragma once
 
 #include <string_view>
+#include <type_traits>
+#include <variant>
 
 #include "Agent/engine/kx_publish/model/policy_model.h"
+
+/// Which alternative of a variant `Value` is.
+template <class Value, class... Alternatives>
+consteval size_t KxVariantIndex(std::type_identity<std::variant<Alternatives...>> /*variant*/) {
+  size_t index = 0;
+  static_cast<void>(((std::is_same_v<Value, Alternatives> || (++index, false)) || ...));
+  return index;
+}
 
 struct SkxPolicyKind {
   EkxPolicyAction action;
   const char* key;
   bool withTargets;
-  SkxPolicyParams (*params)();  ///< the kind's own fields, at their defaults
+  size_t paramsIndex;           ///< of the kind's own fields among the alternatives
+  SkxPolicyParams (*params)();  ///< those, at their defaults
 };
 
 template <class Params>
-SkxPolicyParams KxPolicyKind_Params() {
-  return Params{};
+constexpr SkxPolicyKind KxPolicyKind(EkxPolicyAction action, const char* key, bool withTargets) {
+  return {action, key, withTargets, KxVariantIndex<Params>(std::type_identity<SkxPolicyParams>()),
+          [] { return SkxPolicyParams(Params()); }};
 }
 
 inline constexpr SkxPolicyKind kKxPolicyKinds[] = {
-    {EkxPolicyAction::Run, "run", true, KxPolicyKind_Params<std::monostate>},
-    {EkxPolicyAction::Block, "block", true, KxPolicyKind_Params<std::monostate>},
-    {EkxPolicyAction::Elevate, "elevate", true, KxPolicyKind_Params<std::monostate>},
-    {EkxPolicyAction::Trust, "elevateOnDemand", true, KxPolicyKind_Params<SkxElevateOnDemandParams>},
-    {EkxPolicyAction::CollectUac, "collectUac", false, KxPolicyKind_Params<std::monostate>},
-    {EkxPolicyAction::RunAndCollectEvents, "runAndCollectEvents", true, KxPolicyKind_Params<SkxZeroTouchParams>},
-    {EkxPolicyAction::LogOff, "logOff", false, KxPolicyKind_Params<std::monostate>},
-    {EkxPolicyAction::ComputerAction, "computerAction", false, KxPolicyKind_Params<SkxComputerActionParams>},
-    {EkxPolicyAction::RunScript, "runScript", false, KxPolicyKind_Params<SkxScriptParams>},
-    {EkxPolicyAction::Configuration, "configuration", false, KxPolicyKind_Params<SkxConfigurationParams>},
-    {EkxPolicyAction::SetSecurity, "setSecurity", true, KxPolicyKind_Params<SkxSetSecurityParams>},
-    {EkxPolicyAction::Exclude, "exclude", true, KxPolicyKind_Params<SkxExcludeParams>},
-    {EkxPolicyAction::SoftwareDistributor, "softwareDistributor", true, KxPolicyKind_Params<std::monostate>},
-    {EkxPolicyAction::DeveloperApplication, "developerApplication", true, KxPolicyKind_Params<std::monostate>},
+    KxPolicyKind<std::monostate>(EkxPolicyAction::Run, "run", true),
+    KxPolicyKind<std::monostate>(EkxPolicyAction::Block, "block", true),
+    KxPolicyKind<std::monostate>(EkxPolicyAction::Elevate, "elevate", true),
+    KxPolicyKind<SkxElevateOnDemandParams>(EkxPolicyAction::Trust, "elevateOnDemand", true),
+    KxPolicyKind<std::monostate>(EkxPolicyAction::CollectUac, "collectUac", false),
+    KxPolicyKind<SkxZeroTouchParams>(EkxPolicyAction::RunAndCollectEvents, "runAndCollectEvents", true),
+    KxPolicyKind<std::monostate>(EkxPolicyAction::LogOff, "logOff", false),
+    KxPolicyKind<SkxComputerActionParams>(EkxPolicyAction::ComputerAction, "computerAction", false),
+    KxPolicyKind<SkxScriptParams>(EkxPolicyAction::RunScript, "runScript", false),
+    KxPolicyKind<SkxConfigurationParams>(EkxPolicyAction::Configuration, "configuration", false),
+    KxPolicyKind<SkxSetSecurityParams>(EkxPolicyAction::SetSecurity, "setSecurity", true),
+    KxPolicyKind<SkxExcludeParams>(EkxPolicyAction::Exclude, "exclude", true),
+    KxPolicyKind<std::monostate>(EkxPolicyAction::SoftwareDistributor, "softwareDistributor", true),
+    KxPolicyKind<std::monostate>(EkxPolicyAction::DeveloperApplication, "developerApplication", true),
 };
 
 struct SkxTargetKind {

@@ -51,6 +51,36 @@ struct SkxNamedTextTest : SkxTextTest {
 struct SkxVersionFieldTest : SkxNamedTextTest {};
 struct SkxInstallerPropertyTest : SkxNamedTextTest {};
 
+/// A name that has a value; no target asks for one.
+struct SkxNameValueTest : SkxTextTest {
+  KxWString value;
+};
+
+/// No target asks for one.
+struct SkxBitmaskTest {
+  uint32_t mask = 0;
+  uint16_t compareAs = 1;  ///< EkxBitmaskCompareAs, or a number outside its table
+};
+
+// What properties of one value hold. Targets have the value alone.
+struct SkxOwnerTest {
+  CkxSid sid;
+};
+struct SkxUserTest {
+  CkxSid sid;
+};
+struct SkxServiceTest {
+  KxWString name;
+};
+struct SkxDistributionServiceTest {
+  KxWString name;
+};
+
+struct SkxFsPath {
+  KxWString path;
+  bool folder = false;
+};
+
 /// A null GUID is no group.
 struct SkxParentTest {
   GUID includedGroup{};
@@ -170,8 +200,7 @@ struct SkxSecurityTarget {
 };
 
 struct SkxFileSystemEntryTarget : SkxSecurityTarget {
-  KxWString path;
-  bool folder = false;
+  SkxFsPath path;
 };
 
 struct SkxRegistryKeyTarget : SkxSecurityTarget {
@@ -195,7 +224,7 @@ struct SkxExcludeTarget {
 };
 
 struct SkxServiceTarget : SkxSecurityTarget {
-  KxWString serviceName;
+  SkxServiceTest service;
 };
 
 struct SkxMediaTarget : SkxSecurityTarget {

@@ -1,111 +1,147 @@
 #include "Agent/engine/kx_publish/record/encode.h"
 
-#include <kx_util/shared_app_groups.h>
-#include <kx_util/shared_cust_gui.h>
-#include <kx_util/shared_policy.h>
-
 #include "Agent/engine/kx_publish/model/policy_kinds.h"
-#include "Agent/engine/kx_publish/record/encode_targets.h"
+#include "Agent/engine/kx_publish/record/policy_records.h"
+#include "Agent/engine/kx_publish/record/record_writer.h"
 
 namespace {
 
 using Out = CkxRecordWriter;
 
-void Write(Out&, std::monostate) {}
+template <class Record, class Object>
+void WriteFields(Out& out, const Object& object);
+template <class Stored, class Element>
+void WriteValue(Out& out, const std::vector<Element>& elements, EkxField kind);
+template <class Stored, class Value>
+void WriteValue(Out& out, const std::optional<Value>& property, EkxField kind);
 
-void Write(Out& out, const SkxElevateOnDemandParams& params) {
-  out.Flag(params.shellExtension);
-  out.Flag(params.replaceUacOfStandardUsers);
-  out.Flag(params.replaceUacOfAdministrators);
+void WriteTarget(Out& out, const SkxTargetModel& target);
+
+void WriteText(Out& out, const KxWString& text, EkxField kind) {
+  return kind == EkxField::Text || kind == EkxField::Data ? out.Text(text) : out.ObfuscatedText(text);
 }
 
-void Write(Out& out, const SkxZeroTouchParams& params) {
-  out.Flag(params.allowUserRequest);
-  out.Flag(params.monitorAdministrators);
-  out.Flag(params.monitorStandardUsers);
-  out.Flag(params.useHeuristics);
-  out.Flag(params.triggeredByUser);
-  out.Flag(params.suppressUacOfStandardUsers);
-  out.Flag(params.suppressUacOfAdministrators);
+void WriteNumber(Out& out, uint64_t value, EkxField kind) {
+  if (kind != EkxField::Version) return out.Number(value);
+  const SkxVersion version(value);
+  out.U32(version.MostSignificant());
+  out.U32(version.LeastSignificant());
 }
 
-void Write(Out& out, const SkxComputerActionParams& params) { out.U32(params.computerAction); }
-
-void Write(Out& out, const SkxScriptParams& script) {
-  out.Guid(script.id);
-  out.ObfuscatedText(script.firstText);
-  out.Text(script.firstData);
-  out.ObfuscatedText(script.secondText);
-  out.Text(script.secondData);
-  out.Text(script.thirdData);
+/// A struct by its own table, or a value that has none by that of `Stored`, which holds just it.
+template <class Stored, class Value>
+void WriteStruct(Out& out, const Value& value) {
+  if constexpr (std::is_void_v<Stored>) {
+    WriteFields<Value>(out, value);
+  } else {
+    WriteFields<Stored>(out, Stored{value});
+  }
 }
 
-void Write(Out& out, const SkxConfigurationParams& params) {
-  out.ObfuscatedText(params.configurationXml);
-  out.ObfuscatedText(params.messagesXml);
+template <class Stored, class Value>
+void WriteValue(Out& out, const Value& value, EkxField kind) {
+  if constexpr (std::is_same_v<Value, bool>) {
+    out.Flag(value);
+  } else if constexpr (std::is_same_v<Value, uint64_t>) {
+    WriteNumber(out, value, kind);
+  } else if constexpr (std::is_arithmetic_v<Value> || std::is_same_v<Value, GUID>) {
+    out.Number(value);
+  } else if constexpr (std::is_same_v<Value, KxWString>) {
+    WriteText(out, value, kind);
+  } else if constexpr (std::is_same_v<Value, CkxSid>) {
+    out.Sid(value);
+  } else {
+    if (kind == EkxField::Property) out.Flag(true);  // one that is always set
+    WriteStruct<Stored>(out, value);
+  }
 }
 
-void Write(Out& out, const SkxSetSecurityParams& params) { out.Flag(params.allowAccess); }
-
-void Write(Out& out, const SkxExcludeParams& params) { out.U16(params.excludeType); }
-
-void Write(Out& out, const SkxDialogAlert& dialog) {
-  out.U32(dialog.dialogType);
-  out.Text(dialog.htmlPath);
-}
-
-void Write(Out&, const SkxBalloonAlert&) {}
-
-void WriteAlertLinks(Out& out, const std::vector<SkxAlertLinkModel>& alerts) {
-  out.List(alerts, [&out](const SkxAlertLinkModel& link) {
-    out.U32(link.trigger);
-    out.U16(link.type);
-    out.Zeros(sizeof(SkxPolicyAlertLink::reserved));
-    out.Guid(link.alert);
+template <class Stored, class Element>
+void WriteValue(Out& out, const std::vector<Element>& elements, EkxField /*kind*/) {
+  out.List(elements, [&out](const Element& element) {
+    if constexpr (std::is_same_v<Element, SkxTargetModel>) {
+      WriteTarget(out, element);
+    } else if constexpr (kKxIsOptional<Element>) {
+      WriteValue<Stored>(out, element, EkxField::Property);
+    } else {
+      WriteStruct<Stored>(out, element);
+    }
   });
 }
 
-void WriteHeaderFields(Out& out, const SkxPolicyModel& policy) {
+template <class Stored, class Value>
+void WriteValue(Out& out, const std::optional<Value>& property, EkxField /*kind*/) {
+  out.Property(property, [&out](const Value& value) {
+    if constexpr (kKxIsVector<Value>) {
+      WriteValue<Stored>(out, value, EkxField::List);
+    } else {
+      WriteStruct<Stored>(out, value);
+    }
+  });
+}
+
+template <class Object, class Struct, class Value, class Stored>
+void WriteLine(Out& out, const Object& object, const SkxMember<Struct, Value, Stored>& line) {
+  WriteValue<Stored>(out, object.*line.member, line.kind);
+}
+template <class Object, class Base>
+void WriteLine(Out& out, const Object& object, const SkxBase<Base>& /*line*/) {
+  WriteFields<Base>(out, static_cast<const Base&>(object));
+}
+template <class Object>
+void WriteLine(Out& /*out*/, const Object& /*object*/, const SkxFrame& /*line*/) {}  // the writer's, around all of it
+template <class Object>
+void WriteLine(Out& out, const Object& /*object*/, const SkxUnused& line) {
+  out.Zeros(line.bytes);
+}
+void WriteLine(Out& out, const SkxPolicyModel& policy, const SkxCode& /*line*/) {
   out.U32(static_cast<uint32_t>(policy.action));
-  out.U32(policy.id);
-  out.Flag(policy.active);
-  out.Zeros(sizeof(SkxPolicyBufHeader::unused17));
-  out.U64(policy.order);
-  out.Flag(policy.implicit);
-  out.Zeros(sizeof(SkxPolicyBufHeader::unused33));
+}
+void WriteLine(Out& out, const SkxTargetModel& target, const SkxCode& /*line*/) {
+  out.U32(static_cast<uint32_t>(KxTargetKind_Of(target.body).type));
+}
+void WriteLine(Out& out, const SkxAlertModel& alert, const SkxCode& /*line*/) {
+  out.U16(static_cast<uint16_t>(KxAlertKind_Of(alert.body).type));
+}
+
+template <class Record, class Object>
+void WriteFields(Out& out, const Object& object) {
+  std::apply([&](const auto&... line) { (WriteLine(out, object, line), ...); }, kKxRecord<Record>.lines);
+}
+
+template <class... Bodies>
+void WriteBody(Out& out, const std::variant<Bodies...>& body) {
+  std::visit([&out]<class Body>(const Body& own) { WriteFields<Body>(out, own); }, body);
+}
+
+void WriteTarget(Out& out, const SkxTargetModel& target) {
+  out.Record(SkxTargetBufHeader::kMagic, [&] {
+    WriteFields<SkxTargetHeaderPart>(out, target);
+    WriteBody(out, target.body);
+  });
 }
 
 void WriteRecord(Out& out, const SkxPolicyModel& policy) {
   const SkxPolicyKind* const kind = KxKind_Find(kKxPolicyKinds, &SkxPolicyKind::action, policy.action);
   out.Record(SkxPolicyBufHeader::kMagic, [&] {
-    WriteHeaderFields(out, policy);
-    out.ObfuscatedText(policy.name);
-    out.Text(policy.gpId);
-    out.Text(policy.kxGpoId);
-    out.U32(policy.reportUsageState);
-    out.U32(policy.guiType);
-    WriteAlertLinks(out, policy.alerts);
-    if (kind != nullptr && kind->withTargets) {
-      out.Flag(policy.policyAutomation);
-      KxEncode_Targets(out, policy.targets);
-    }
-    std::visit([&out](const auto& params) { Write(out, params); }, policy.params);
+    WriteFields<SkxPolicyHeaderPart>(out, policy);
+    WriteFields<SkxPolicyCommonPart>(out, policy);
+    if (kind != nullptr && kind->withTargets) WriteFields<SkxPolicyTargetsPart>(out, policy);
+    WriteBody(out, policy.params);
   });
 }
 
 void WriteRecord(Out& out, const SkxAppGroupModel& group) {
   out.Record(SkxAppGroupBufHeader::kMagic, [&] {
-    out.Guid(group.id);
-    KxEncode_Targets(out, group.targets);
+    WriteFields<SkxAppGroupHeaderPart>(out, group);
+    WriteFields<SkxAppGroupModel>(out, group);
   });
 }
 
 void WriteRecord(Out& out, const SkxAlertModel& alert) {
   out.Record(SkxAlertBufHeader::kMagic, [&] {
-    out.U16(static_cast<uint16_t>(KxAlertKind_Of(alert.body).type));
-    out.Zeros(sizeof(SkxAlertBufHeader::reserved));
-    out.Guid(alert.id);
-    std::visit([&out](const auto& body) { Write(out, body); }, alert.body);
+    WriteFields<SkxAlertHeaderPart>(out, alert);
+    WriteBody(out, alert.body);
   });
 }
 

@@ -1,47 +1,20 @@
-// What the policy buffer looks like, as data: one table a layout, one line a field, in buffer order. Whatever needs to
-// know more of a record than its objects tell goes by these tables: the walk that verifies records (record_walk.h) and
-// the reference for other producers (docs/record-formats.md).
+// What the policy buffer looks like, as data: one table a layout, one line a field, in buffer order, made of the tables
+// that records are declared by (record_declaration.h). Whatever needs to know more of a record than its objects tell
+// goes by these: the walk that verifies records (record_walk.h) and the reference for other producers
+// (docs/record-formats.md).
 //
-//   {"fileName", EkxField::Property, &kFileNameTest, "..."}     a flag byte; the fields of kFileNameTest when it is set
-//   {"targets", EkxField::List, &kElementTarget, "..."}         u32 count, then so many elements
+//   {"fileName", EkxField::Property, &file name test, "..."}     a flag byte; the fields of the test when it is set
+//   {"targets", EkxField::List, &target, "..."}                  u32 count, then so many elements
 //
-// The library's readers do not go by them: being read twice, in two ways, is what keeps both right. A name is the key
-// that policy documents have for the field, so that the path of a field ("targets/0/fileName/pattern") is also its
-// place in a document. A field without a name has the place of what it is in.
+// A name is the key that policy documents have for the field, so that the path of a field
+// ("targets/0/fileName/pattern") is also its place in a document. A field without a name has the place of what it is
+// in.
 #pragma once
 
-#include <kx_util/policy_codes.h>
-
 #include <span>
+#include <string>
 
-enum class EkxField : uint8_t {
-  U8,
-  U16,
-  U32,
-  U64,
-  I64,
-  Flag,
-  Guid,
-  GroupId,           ///< GUID of an application group; null is none
-  AlertId,           ///< GUID of an alert
-  AlertType,         ///< u16, EkxAlertType
-  TaskId,            ///< u32, of the catalogue of administrative tasks; any other number is a fault
-  CompareAs,         ///< u16, EkxStrCompareAs
-  BitmaskCompareAs,  ///< u16, EkxBitmaskCompareAs
-  Version,           ///< 8 bytes; all ones is an open bound
-  Unused,            ///< `bytes` of them
-  NameSlot,          ///< text up to its NUL in a fixed place of `bytes`
-  Text,              ///< u32 byte count, UTF-16LE with its terminator
-  ObfuscatedText,    ///< the same, obfuscated
-  NonEmptyText,      ///< obfuscated; a count of 0 is a fault
-  Data,              ///< u32 byte count, bytes that nobody here interprets
-  Sid,               ///< u32 byte count, binary SID
-  Part,              ///< the fields of `nested`, in place
-  Property,          ///< flag byte; the fields of `nested` when it is not 0
-  List,              ///< u32 count, so many times the fields of `nested`
-  Target,            ///< a target record
-  Rest,              ///< whatever follows
-};
+#include "Agent/engine/kx_publish/record/record_field.h"
 
 struct SkxLayout;
 
@@ -58,10 +31,10 @@ struct SkxLayout {
   std::span<const SkxLayoutField> fields;
 };
 
-/// Bytes that a field of `kind` always takes; 0 when that differs from record to record, or from field to field.
-size_t KxField_FixedBytes(EkxField kind);
-/// The same of a field, of which `Unused` ones and slots know their size.
-size_t KxField_FixedBytes(const SkxLayoutField& field);
+/// Bytes that a field always takes, of which `Unused` ones and slots know how many; 0 when it differs.
+constexpr size_t KxField_FixedBytes(const SkxLayoutField& field) {
+  return KxField_FixedBytes(field.kind) + field.bytes;
+}
 
 /// The body that goes with a code of the header.
 struct SkxRecordBody {

@@ -27,6 +27,13 @@ class CkxRecordWriter {
   void Guid(const GUID& guid) { Number(guid); }
   void Zeros(size_t count) { _bytes.insert(_bytes.end(), count, 0); }
 
+  /// Any number or GUID, as it lies in memory.
+  template <class Fixed>
+  void Number(const Fixed& value) {
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(&value);
+    _bytes.insert(_bytes.end(), bytes, bytes + sizeof(value));
+  }
+
   /// Counted text, its terminator counted in; the empty text is absent and has the count 0.
   void Text(CkxTextView text) { CountedText(text, 0); }
   void ObfuscatedText(CkxTextView text);
@@ -61,11 +68,6 @@ class CkxRecordWriter {
   std::vector<unsigned char> Take() && { return std::move(_bytes); }
 
  private:
-  template <class Fixed>
-  void Number(const Fixed& value) {
-    const auto* const bytes = reinterpret_cast<const unsigned char*>(&value);
-    _bytes.insert(_bytes.end(), bytes, bytes + sizeof(value));
-  }
   void CountedText(CkxTextView text, unsigned char mask);
   void PatchU32(size_t offset, uint32_t value) { std::memcpy(_bytes.data() + offset, &value, sizeof(value)); }
 
