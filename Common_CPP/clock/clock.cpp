@@ -2,8 +2,6 @@
 
 #include <chrono>
 
-#include "Common_CPP/thread/thread_slot.h"
-
 namespace {
 
 int64_t SteadyMicroseconds() {
@@ -12,20 +10,16 @@ int64_t SteadyMicroseconds() {
 }
 
 /// The thread's clock of a scope; null: the steady one.
-CkxThreadSlot& Slot() {
-  static CkxThreadSlot slot;
-  return slot;
+const CkxThreadPointer<const KxMicrosecondClock>& Current() {
+  static const CkxThreadPointer<const KxMicrosecondClock> clock;
+  return clock;
 }
-
-KxMicrosecondClock Current() { return reinterpret_cast<KxMicrosecondClock>(Slot().Get()); }
-void SetCurrent(KxMicrosecondClock clock) { Slot().Set(reinterpret_cast<void*>(clock)); }
 
 }  // namespace
 
 int64_t KxClock_Microseconds() {
-  const KxMicrosecondClock clock = Current();
-  return clock != nullptr ? clock() : SteadyMicroseconds();
+  const KxMicrosecondClock* const clock = Current().Get();
+  return clock != nullptr ? (*clock)() : SteadyMicroseconds();
 }
 
-CkxClockScope::CkxClockScope(KxMicrosecondClock clock) : _previous(Current()) { SetCurrent(clock); }
-CkxClockScope::~CkxClockScope() { SetCurrent(_previous); }
+CkxClockScope::CkxClockScope(KxMicrosecondClock clock) : _clock(clock), _scope(Current(), &_clock) {}

@@ -2,7 +2,7 @@
 // walk can be shown without waiting for one.
 #pragma once
 
-#include <cstdint>
+#include "Common_CPP/thread/thread_slot.h"
 
 using KxMicrosecondClock = int64_t (*)();
 
@@ -13,10 +13,8 @@ int64_t KxClock_Microseconds();
 class CkxClockScope {
  public:
   explicit CkxClockScope(KxMicrosecondClock clock);
-  ~CkxClockScope();
-  CkxClockScope(const CkxClockScope&) = delete;
-  CkxClockScope& operator=(const CkxClockScope&) = delete;
 
  private:
-  const KxMicrosecondClock _previous;
+  const KxMicrosecondClock _clock;
+  const CkxThreadPointer<const KxMicrosecondClock>::Scope _scope;
 };

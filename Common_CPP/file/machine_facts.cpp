@@ -1,8 +1,6 @@
 #include "Common_CPP/file/machine_facts.h"
 
-#include <new>
-
-#include "Common_CPP/thread/thread_slot.h"
+#include "Common_CPP/util/text.h"
 
 namespace {
 
@@ -14,13 +12,16 @@ const CkxThreadPointer<const IkxMachineFacts>& Current() {
 
 }  // namespace
 
+std::optional<EkxDriveType> KxDriveType_Of(CkxTextView word, bool caseSensitive) {
+  for (const SkxDriveTypeWord& row : kKxDriveTypeWords) {
+    if (KxText_Equals(row.word, word, caseSensitive)) return row.type;
+  }
+  return std::nullopt;
+}
+
 const IkxMachineFacts& KxMachine_Facts() {
   const IkxMachineFacts* const facts = Current().Get();
   return facts != nullptr ? *facts : KxMachine_SystemFacts();
 }
 
-CkxMachineFactsScope::CkxMachineFactsScope(const IkxMachineFacts& facts) : _previous(Current().Get()) {
-  if (!Current().Set(&facts)) throw std::bad_alloc();  // judged by this machine instead, the answers would be others
-}
-
-CkxMachineFactsScope::~CkxMachineFactsScope() { Current().Set(_previous); }
+CkxMachineFactsScope::CkxMachineFactsScope(const IkxMachineFacts& facts) : _scope(Current(), &facts) {}

@@ -6,6 +6,7 @@
 
 #include <optional>
 
+#include "Common_CPP/thread/thread_slot.h"
 #include "Common_CPP/util/text_view.h"
 
 /// The system's drive types, by its own numbers.
@@ -18,6 +19,29 @@ enum class EkxDriveType : unsigned {
   Cdrom = 5,
   RamDisk = 6
 };
+
+struct SkxDriveTypeWord {
+  EkxDriveType type;
+  const WCHAR* word;
+};
+
+/// What policies and documents call them. A drive of any other type counts as unknown.
+inline constexpr SkxDriveTypeWord kKxDriveTypeWords[] = {
+    {EkxDriveType::Unknown, KXW("UNKNOWN")}, {EkxDriveType::Removable, KXW("REMOVABLE")},
+    {EkxDriveType::Fixed, KXW("FIXED")},     {EkxDriveType::Remote, KXW("REMOTE")},
+    {EkxDriveType::Cdrom, KXW("CDROM")},     {EkxDriveType::RamDisk, KXW("RAMDISK")},
+};
+
+/// The word, or null for a type without one.
+constexpr const WCHAR* KxDriveType_Word(EkxDriveType type) {
+  for (const SkxDriveTypeWord& row : kKxDriveTypeWords) {
+    if (row.type == type) return row.word;
+  }
+  return nullptr;
+}
+
+/// The type that the word names; nothing for another word.
+std::optional<EkxDriveType> KxDriveType_Of(CkxTextView word, bool caseSensitive);
 
 class IkxMachineFacts {
  public:
@@ -42,10 +66,7 @@ const IkxMachineFacts& KxMachine_SystemFacts();
 class CkxMachineFactsScope {
  public:
   explicit CkxMachineFactsScope(const IkxMachineFacts& facts);
-  ~CkxMachineFactsScope();
-  CkxMachineFactsScope(const CkxMachineFactsScope&) = delete;
-  CkxMachineFactsScope& operator=(const CkxMachineFactsScope&) = delete;
 
  private:
-  const IkxMachineFacts* const _previous;
+  const CkxThreadPointer<const IkxMachineFacts>::Scope _scope;
 };

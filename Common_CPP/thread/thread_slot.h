@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstdint>
+#include <new>
 #include <type_traits>
 
 class CkxThreadSlot {
@@ -32,9 +33,28 @@ class CkxThreadSlot {
 template <class Object>
 class CkxThreadPointer {
  public:
+  class Scope;
+
   Object* Get() const noexcept { return static_cast<Object*>(_slot.Get()); }
   bool Set(Object* object) const noexcept { return _slot.Set(const_cast<std::remove_const_t<Object>*>(object)); }
 
  private:
   const CkxThreadSlot _slot;
+};
+
+/// `pointer` is `object` on this thread until the scope ends, which it does on the same thread. Scopes nest.
+template <class Object>
+class CkxThreadPointer<Object>::Scope {
+ public:
+  /// Throws std::bad_alloc when the system has no memory for it: with the pointer as it was, answers would be others.
+  Scope(const CkxThreadPointer& pointer, Object* object) : _pointer(pointer), _previous(pointer.Get()) {
+    if (!pointer.Set(object)) throw std::bad_alloc();
+  }
+  ~Scope() { _pointer.Set(_previous); }
+  Scope(const Scope&) = delete;
+  Scope& operator=(const Scope&) = delete;
+
+ private:
+  const CkxThreadPointer& _pointer;
+  Object* const _previous;
 };

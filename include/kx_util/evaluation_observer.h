@@ -8,6 +8,7 @@
 //   CkxSharedPoliciesData::GetTargetPolicyAction(target, info);
 #pragma once
 
+#include "Common_CPP/thread/thread_slot.h"
 #include "Common_CPP/util/owned_str.h"
 
 class CkxShBufPolicy;
@@ -57,10 +58,8 @@ class IkxEvaluationObserver {
 class KX_UTIL_API CkxEvaluationObserverScope {
  public:
   explicit CkxEvaluationObserverScope(IkxEvaluationObserver& observer);
-  ~CkxEvaluationObserverScope();
-  CkxEvaluationObserverScope(const CkxEvaluationObserverScope&) = delete;
-  CkxEvaluationObserverScope& operator=(const CkxEvaluationObserverScope&) = delete;
 
  private:
-  IkxEvaluationObserver* const _previous;
+  const CkxThreadPointer<IkxEvaluationObserver>::Scope _current;
+  const CkxThreadPointer<IkxEvaluationObserver>::Scope _steps;
 };

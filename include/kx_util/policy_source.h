@@ -14,6 +14,7 @@
 #include <span>
 #include <vector>
 
+#include "Common_CPP/thread/thread_slot.h"
 #include "Common_CPP/util/base.h"
 
 enum class EkxPolicySection : unsigned char { Policies, AppGroups, Alerts };
@@ -79,12 +80,9 @@ class IkxPolicySource {
 class KX_UTIL_API CkxPolicySourceScope {
  public:
   explicit CkxPolicySourceScope(const IkxPolicySource& source);
-  ~CkxPolicySourceScope();
-  CkxPolicySourceScope(const CkxPolicySourceScope&) = delete;
-  CkxPolicySourceScope& operator=(const CkxPolicySourceScope&) = delete;
 
  private:
-  const IkxPolicySource* const _previous;
+  const CkxThreadPointer<const IkxPolicySource>::Scope _scope;
 };
 
 /// The source in force on this thread.

@@ -177,10 +177,10 @@ TEST(Match, PointsAtTheFaultOfAnExpression) {
     const char* pattern;
     const char* err;
   } kCases[] = {
-      {"not closed", "x(a", "  x(a\n   ^ \"(\" is not closed (error 3)\n"},
-      {"a range", "ä[z-a]", "  ä[z-a]\n    ^ the range runs backwards (error 8)\n"},
-      {"nothing to repeat", "*a", "  *a\n  ^ unexpected here (error 5)\n"},
-      {"a blank that does not show", "\t)", "  <U+0009>)\n          ^ unexpected here (error 5)\n"},
+      {"not closed", "x(a", "  x(a\n   ^ a ( is not closed (error 3)\n"},
+      {"a range", "ä[z-a]", "  ä[z-a]\n    ^ a range runs backwards (error 8)\n"},
+      {"nothing to repeat", "*a", "  *a\n  ^ nothing of the kind can stand here (error 5)\n"},
+      {"a blank that does not show", "\t)", "  <U+0009>)\n          ^ nothing of the kind can stand here (error 5)\n"},
   };
   for (const auto& test : kCases) {
     SCOPED_TRACE(test.name);

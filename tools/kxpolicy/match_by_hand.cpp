@@ -2,48 +2,18 @@
 
 #include <kx_util/kx_util.h>
 
-#include <array>
 #include <ostream>
 
+#include "Agent/engine/kx_util/match/compare_modes.h"
 #include "Agent/engine/kx_util/regexp/regexp.h"
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
 
 namespace {
 
-struct ModeName {
-  std::string_view name;
-  std::string_view number;
-  EkxStrCompareAs mode;
-};
-constexpr std::array<ModeName, 5> kModes = {{
-    {"equals", "1", EkxStrCompareAs::StrEquals},
-    {"startsWith", "2", EkxStrCompareAs::StrStartsWith},
-    {"contains", "3", EkxStrCompareAs::StrContains},
-    {"wildcard", "4", EkxStrCompareAs::StrWildcard},
-    {"regExp", "5", EkxStrCompareAs::StrRegExp},
-}};
-
-struct ErrorName {
-  EkxRegExpError code;
-  const char* name;
-};
-constexpr std::array<ErrorName, 10> kErrors = {{
-    {EkxRegExpError::OutOfMemory, "the expression is too large"},
-    {EkxRegExpError::BraceExpected, "\"{\" is not closed"},
-    {EkxRegExpError::ParenExpected, "\"(\" is not closed"},
-    {EkxRegExpError::BracketExpected, "\"[\" is not closed"},
-    {EkxRegExpError::Unexpected, "unexpected here"},
-    {EkxRegExpError::EmptyRange, "a class without members"},
-    {EkxRegExpError::InvalidGroup, "no such match group, or it is not closed yet"},
-    {EkxRegExpError::InvalidRange, "the range runs backwards"},
-    {EkxRegExpError::EmptyRepeat, "repeats what may be empty"},
-    {EkxRegExpError::InvalidInput, "not an expression"},
-}};
-
 EkxStrCompareAs ModeOf(const std::string& text) {
-  for (const ModeName& row : kModes) {
-    if (text == row.name || text == row.number) return row.mode;
+  for (const SkxCompareMode& mode : kKxCompareModes) {
+    if (text == mode.key || text == std::to_string(static_cast<unsigned>(mode.code))) return mode.code;
   }
   throw CkxToolFault(EkxExit::UnusableArguments, "--mode: \"" + text + "\" is no mode");
 }
@@ -52,13 +22,6 @@ KxWString FromArgument(const std::string& text) {
   std::optional<KxWString> wide = KxText_FromUtf8(text);
   if (!wide) throw CkxToolFault(EkxExit::UnusableArguments, "\"" + text + "\" is not UTF-8");
   return *std::move(wide);
-}
-
-const char* NameOf(EkxRegExpError code) {
-  for (const ErrorName& row : kErrors) {
-    if (code == row.code) return row.name;
-  }
-  return "is no expression";
 }
 
 /// As wide as `text` on a terminal, so that what follows stands under its end.
@@ -72,8 +35,8 @@ std::string BlanksBelow(CkxTextView text) {
 
 void ShowError(CkxTextView pattern, const SkxRegExpError& error, std::ostream& err) {
   const size_t at = std::min(error.position, pattern.Size());
-  err << "  " << KxText_Printable(pattern) << "\n  " << BlanksBelow(pattern.Part(0, at)) << "^ " << NameOf(error.code)
-      << " (error " << static_cast<uint32_t>(error.code) << ")\n";
+  err << "  " << KxText_Printable(pattern) << "\n  " << BlanksBelow(pattern.Part(0, at)) << "^ "
+      << KxRegExp_ErrorText(error.code) << " (error " << static_cast<uint32_t>(error.code) << ")\n";
 }
 
 std::string Quoted(CkxTextView part) { return "\"" + KxText_Printable(part) + "\""; }

@@ -7,6 +7,7 @@
 #include <array>
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_util/target/publisher_status.h"
 #include "Common_CPP/access_token/user_scope.h"
 #include "Common_CPP/crypto/hash.h"
 #include "Common_CPP/file/path.h"
@@ -17,19 +18,6 @@ using nlohmann::json;
 
 /// Parents of parents, and what is linked to what is linked: more than this is no real launch.
 constexpr unsigned kMaxNesting = 64;
-
-struct DriveTypeName {
-  std::string_view name;
-  EkxDriveType type;
-};
-constexpr std::array<DriveTypeName, 6> kDriveTypes = {{
-    {"UNKNOWN", EkxDriveType::Unknown},
-    {"REMOVABLE", EkxDriveType::Removable},
-    {"FIXED", EkxDriveType::Fixed},
-    {"REMOTE", EkxDriveType::Remote},
-    {"CDROM", EkxDriveType::Cdrom},
-    {"RAMDISK", EkxDriveType::RamDisk},
-}};
 
 class RecordedMachine : public IkxMachineFacts {
  public:
@@ -88,10 +76,9 @@ WCHAR DriveLetterAt(const std::string& name, const std::string& pointer) {
 }
 
 EkxDriveType DriveTypeAt(const std::string& name, const std::string& pointer) {
-  for (const DriveTypeName& row : kDriveTypes) {
-    if (row.name == name) return row.type;
-  }
-  throw CkxDocumentFault(pointer, "\"" + name + "\" is no drive type");
+  const std::optional<EkxDriveType> type = KxDriveType_Of(KxText_FromUtf8(name).value_or(KxWString()), true);
+  if (!type) throw CkxDocumentFault(pointer, "\"" + name + "\" is no drive type");
+  return *type;
 }
 
 KxWString HashAt(const json& value, const std::string& pointer) {
@@ -102,23 +89,14 @@ KxWString HashAt(const json& value, const std::string& pointer) {
   return KxJson_As<KxWString>(value, pointer);
 }
 
-/// In the order of the codes.
-constexpr std::array<std::string_view, 9> kPublisherStatuses = {
-    "unknown", "system", "weak", "invalid", "valid", "unsigned", "untrustedRoot", "expired", "revoked"};
-static_assert(kPublisherStatuses.size() == static_cast<size_t>(EkxPublisherStatus::Revoked) + 1);
-
 /// A number, or its name.
 EkxPublisherStatus PublisherStatusAt(const json& value, const std::string& pointer) {
-  size_t status = 0;
-  if (value.is_string()) {
-    const auto* const row = std::find(kPublisherStatuses.begin(), kPublisherStatuses.end(), value.get<std::string>());
-    status = static_cast<size_t>(row - kPublisherStatuses.begin());
-  } else {
-    status = KxJson_As<uint32_t>(value, pointer);
-  }
-  if (status < kPublisherStatuses.size()) return static_cast<EkxPublisherStatus>(status);
+  const uint32_t code = value.is_string() ? 0 : KxJson_As<uint32_t>(value, pointer);
   std::string names;
-  for (const std::string_view name : kPublisherStatuses) names.append(names.empty() ? "" : ", ").append(name);
+  for (const SkxPublisherStatusRow& row : kKxPublisherStatuses) {
+    if (value.is_string() ? value == row.key : code == static_cast<uint32_t>(row.status)) return row.status;
+    names.append(names.empty() ? "" : ", ").append(row.key);
+  }
   throw CkxDocumentFault(pointer, "must be 0 to 8, or one of " + names);
 }
 

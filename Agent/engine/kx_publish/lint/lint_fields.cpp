@@ -11,34 +11,6 @@
 
 namespace {
 
-const char* Words(EkxRegExpError error) {
-  switch (error) {
-    case EkxRegExpError::Ok:
-      break;
-    case EkxRegExpError::OutOfMemory:
-      return "it is over a limit";
-    case EkxRegExpError::BraceExpected:
-      return "a { is not closed";
-    case EkxRegExpError::ParenExpected:
-      return "a ( is not closed";
-    case EkxRegExpError::BracketExpected:
-      return "a [ is not closed";
-    case EkxRegExpError::Unexpected:
-      return "nothing of the kind can stand here";
-    case EkxRegExpError::EmptyRange:
-      return "a class is empty";
-    case EkxRegExpError::InvalidGroup:
-      return "the group is not there, or not closed yet";
-    case EkxRegExpError::InvalidRange:
-      return "a range runs backwards";
-    case EkxRegExpError::EmptyRepeat:
-      return "what is repeated may be empty";
-    case EkxRegExpError::InvalidInput:
-      return "there is none";
-  }
-  return "";
-}
-
 uint32_t CountOf(const SkxWalkedField& field) { return KxBytes_Load<uint32_t>(field.bytes.data()); }
 
 bool IsModeOf(const SkxWalkedField& field, EkxStrCompareAs first, EkxStrCompareAs last) {
@@ -130,8 +102,8 @@ class FieldLint : public IkxRecordVisitor {
     const SkxRegExpError error = CkxRegExp().Parse(_pattern.text, _caseSensitive);
     if (error.IsOk()) return;
     _findings.Warn(_record, "regexp", _pattern.offset, _pattern.path,
-                   std::string("the regular expression does not compile: ") + Words(error.code) + ", at character " +
-                       std::to_string(error.position + 1));
+                   std::string("the regular expression does not compile: ") + KxRegExp_ErrorText(error.code) +
+                       ", at character " + std::to_string(error.position + 1));
   }
 
   void OnGroupId(const SkxWalkedField& field) {

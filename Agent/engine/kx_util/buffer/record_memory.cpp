@@ -2,8 +2,6 @@
 
 #include <new>
 
-#include "Common_CPP/thread/thread_slot.h"
-
 namespace {
 
 /// The innermost scope's arena of this thread; null: the heap.
@@ -50,5 +48,4 @@ void* CkxRecordArena::Take(size_t bytes) noexcept {
   return place;
 }
 
-CkxRecordArena::Scope::Scope(CkxRecordArena& arena) : _previous(Current().Get()) { Current().Set(&arena); }
-CkxRecordArena::Scope::~Scope() { Current().Set(_previous); }
+CkxRecordArena::Scope::Scope(CkxRecordArena& arena) : _scope(Current(), &arena) {}

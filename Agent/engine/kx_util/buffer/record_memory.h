@@ -15,6 +15,7 @@
 #include <memory>
 
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
+#include "Common_CPP/thread/thread_slot.h"
 
 /// Null, with the fault noted, when there is no memory. Aligned for any record object.
 void* KxRecord_Allocate(size_t bytes) noexcept;
@@ -40,12 +41,9 @@ class CkxRecordArena {
   class Scope {
    public:
     explicit Scope(CkxRecordArena& arena);
-    ~Scope();
-    Scope(const Scope&) = delete;
-    Scope& operator=(const Scope&) = delete;
 
    private:
-    CkxRecordArena* const _previous;
+    const CkxThreadPointer<CkxRecordArena>::Scope _scope;
   };
 
  private:

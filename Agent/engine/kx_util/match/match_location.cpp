@@ -11,9 +11,9 @@
 
 namespace {
 
-constexpr const WCHAR* kUnknown = KXW("UNKNOWN");
-constexpr const WCHAR* kRemote = KXW("REMOTE");
-constexpr const WCHAR* kFixed = KXW("FIXED");
+constexpr const WCHAR* kUnknown = KxDriveType_Word(EkxDriveType::Unknown);
+constexpr const WCHAR* kRemote = KxDriveType_Word(EkxDriveType::Remote);
+constexpr const WCHAR* kFixed = KxDriveType_Word(EkxDriveType::Fixed);
 constexpr const WCHAR* kAny = KXW("ANY");
 constexpr const WCHAR* kOpticalDrive = KXW("CDROM:");  // how a location pattern names whatever optical drive there is
 
@@ -93,23 +93,11 @@ const WCHAR* KxUtil_GetFileLocationType(void* token, CkxTextView path) {
     if (path.IsEmpty() || KxText_Equals(path, CkxTargetInfoFile::kSystemPseudoFile, true)) return kUnknown;
     const CkxJudgedPath judged(path);
     const EkxDriveType drive = DriveTypeOf(token, judged.View());
-    switch (drive) {
-      case EkxDriveType::Removable:
-        return KXW("REMOVABLE");
-      case EkxDriveType::Fixed:
-        return kFixed;
-      case EkxDriveType::Remote:
-        return kRemote;
-      case EkxDriveType::Cdrom:
-        return KXW("CDROM");
-      case EkxDriveType::RamDisk:
-        return KXW("RAMDISK");
-      case EkxDriveType::Unknown:
-      case EkxDriveType::NoRoot:
-        break;
-      default:
-        KxTrace(EkxTraceLevel::Error, "KxUtil_GetFileLocationType", "ERROR: GetDriveType returned unexpected value ",
-                static_cast<unsigned>(drive));
+    const WCHAR* const word = KxDriveType_Word(drive);
+    if (word != nullptr && drive != EkxDriveType::Unknown) return word;
+    if (word == nullptr && drive != EkxDriveType::NoRoot) {
+      KxTrace(EkxTraceLevel::Error, "KxUtil_GetFileLocationType", "ERROR: GetDriveType returned unexpected value ",
+              static_cast<unsigned>(drive));
     }
     return KxPath_IsUnc(judged.View()) ? kRemote : kUnknown;
   });

@@ -6,6 +6,7 @@
 #include "Agent/engine/kx_util/buffer/buffer_reader.h"
 #include "Agent/engine/kx_util/policy/target_debug_text.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
+#include "Common_CPP/util/callback.h"
 
 namespace {
 
@@ -20,20 +21,18 @@ bool MatchAndFill(const CkxShBufTarget& target, const CkxTargetInfo& description
   return true;
 }
 
-struct Enumeration {
-  KxTargetCallback callback;
-  void* context;
-};
-
 /// Hands on a target, or in the place of a link the targets of its group, links among those included.
-bool HandOnExpanded(const CkxShBufTarget& target, void* enumeration) {
-  if (!KxWork_Spend(1)) return false;
-  if (target.IsTargetType(EkxPolicyTarget::AppGroupLink)) {
-    return static_cast<const CkxShBufTargetAppGroupLink&>(target).EnumTargets(HandOnExpanded, enumeration);
+struct HandOnExpanded {
+  const KxTargetCallback callback;
+  void* const context;
+
+  bool operator()(const CkxShBufTarget& target) {
+    if (!KxWork_Spend(1)) return false;
+    if (!target.IsTargetType(EkxPolicyTarget::AppGroupLink)) return callback(target, context);
+    const auto& link = static_cast<const CkxShBufTargetAppGroupLink&>(target);
+    return link.EnumTargets(KxCallback<const CkxShBufTarget&>(*this), this);
   }
-  const auto& to = *static_cast<const Enumeration*>(enumeration);
-  return to.callback(target, to.context);
-}
+};
 
 }  // namespace
 
@@ -77,38 +76,26 @@ bool CkxShBufPolicyWithTargets::_AppliesWithoutTargets(const CkxTargetInfo& targ
 
 void CkxShBufPolicyWithTargets::EnumTargets(KxTargetCallback callback, void* context) const {
   if (callback == nullptr) return;
-  Enumeration enumeration = {callback, context};
+  HandOnExpanded handOn = {callback, context};
   KxEntry([&] {
     for (const CkxShBufTarget& target : CkxNodes<CkxShBufTarget>(_targets)) {
-      if (!HandOnExpanded(target, &enumeration)) return;
+      if (!handOn(target)) return;
     }
   });
 }
 
 bool CkxShBufPolicyWithTargets::HasRealTargets() const {
   bool found = false;
-  EnumTargets(
-      [](const CkxShBufTarget&, void* context) {
-        *static_cast<bool*>(context) = true;
-        return false;
-      },
-      &found);
+  auto isNone = [&](const CkxShBufTarget&) { return !(found = true); };
+  EnumTargets(KxCallback<const CkxShBufTarget&>(isNone), &isNone);
   return found;
 }
 
 bool CkxShBufPolicyWithTargets::HasTargetOfType(EkxPolicyTarget type) const {
-  struct Search {
-    const EkxPolicyTarget type;
-    bool found = false;
-  } search = {type};
-  EnumTargets(
-      [](const CkxShBufTarget& target, void* context) {
-        auto& sought = *static_cast<Search*>(context);
-        sought.found = target.IsTargetType(sought.type);
-        return !sought.found;
-      },
-      &search);
-  return search.found;
+  bool found = false;
+  auto isOther = [&](const CkxShBufTarget& target) { return !(found = target.IsTargetType(type)); };
+  EnumTargets(KxCallback<const CkxShBufTarget&>(isOther), &isOther);
+  return found;
 }
 
 void CkxShBufPolicyWithTargets::_AppendDebugMsg(CkxUtilStr& text) const {

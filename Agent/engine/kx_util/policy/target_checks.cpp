@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "Agent/engine/kx_util/target/publisher_status.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/file/machine_facts.h"
@@ -43,14 +44,9 @@ void AppendNameSizeOrHash(CkxUtilStr& text, const CkxShBufPropFileName& expected
 }
 
 void AppendSigner(CkxUtilStr& text, const IkxPublisherProvider& file) {
-  constexpr const WCHAR* kWords[] = {KXW("unknown"),        KXW("the system's"), KXW("valid by a weak digest"),
-                                     KXW("invalid"),        KXW("valid"),        KXW("unsigned"),
-                                     KXW("untrusted root"), KXW("expired"),      KXW("revoked")};
   EkxPublisherStatus status = EkxPublisherStatus::Unknown;
   const CkxTextView name = file.GetPublisher(false, status);
-  const auto index = static_cast<size_t>(status);
-  KxText_AppendFormat(text, KXW("%s (%s)"), Or(name, KXW("no signer")),
-                      index < std::size(kWords) ? kWords[index] : kWords[0]);
+  KxText_AppendFormat(text, KXW("%s (%s)"), Or(name, KXW("no signer")), KxPublisherStatus_Row(status).words);
 }
 
 template <class Process>
@@ -63,10 +59,9 @@ bool CheckArguments(const CkxShBufPropArguments& arguments, const Process& proce
 /// The machine, but for a drive whose type is remembered by its word: other media may be in it by now.
 class RememberedDrive : public IkxMachineFacts {
  public:
-  explicit RememberedDrive(CkxTextView locationType) : _machine(KxMachine_Facts()) {
-    for (const auto& [word, type] : kDrives) {
-      if (KxText_Equals(locationType, word, false)) _remembered = type;
-    }
+  explicit RememberedDrive(CkxTextView locationType)
+      : _machine(KxMachine_Facts()), _remembered(KxDriveType_Of(locationType, false)) {
+    if (_remembered == EkxDriveType::Unknown) _remembered.reset();
   }
   EkxDriveType DriveType(WCHAR letter) const override {
     return _remembered ? *_remembered : _machine.DriveType(letter);
@@ -75,16 +70,6 @@ class RememberedDrive : public IkxMachineFacts {
   CkxTextView WindowsFolder() const override { return _machine.WindowsFolder(); }
 
  private:
-  struct Drive {
-    const WCHAR* word;
-    EkxDriveType type;
-  };
-  static constexpr Drive kDrives[] = {{KXW("REMOVABLE"), EkxDriveType::Removable},
-                                      {KXW("FIXED"), EkxDriveType::Fixed},
-                                      {KXW("REMOTE"), EkxDriveType::Remote},
-                                      {KXW("CDROM"), EkxDriveType::Cdrom},
-                                      {KXW("RAMDISK"), EkxDriveType::RamDisk}};
-
   const IkxMachineFacts& _machine;
   std::optional<EkxDriveType> _remembered;
 };

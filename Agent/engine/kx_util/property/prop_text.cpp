@@ -1,5 +1,6 @@
 #include "Agent/engine/kx_util/property/prop_text.h"
 
+#include "Agent/engine/kx_util/match/compare_modes.h"
 #include "Common_CPP/util/format.h"
 #include "Common_CPP/util/guid.h"
 
@@ -8,14 +9,10 @@ namespace {
 constexpr const WCHAR* kAnything = KXW("anything");
 
 void AppendCompared(CkxUtilStr& text, EkxStrCompareAs compareAs, CkxTextView pattern) {
-  constexpr const WCHAR* kWords[] = {KXW("equals"), KXW("starts with"), KXW("contains"), KXW("is like"),
-                                     KXW("matches")};
-  const size_t mode = static_cast<size_t>(compareAs) - 1;
-  if (mode < std::size(kWords)) {
-    KxText_AppendFormat(text, KXW("%s %s"), kWords[mode], pattern);
-  } else {
-    KxText_AppendFormat(text, KXW("(unknown mode %u) %s"), static_cast<uint16_t>(compareAs), pattern);
+  for (const SkxCompareMode& mode : kKxCompareModes) {
+    if (mode.code == compareAs) return KxText_AppendFormat(text, KXW("%s %s"), mode.words, pattern);
   }
+  KxText_AppendFormat(text, KXW("(unknown mode %u) %s"), static_cast<uint16_t>(compareAs), pattern);
 }
 
 /// What a property says when it is set.

@@ -51,6 +51,9 @@ enum class EkxRegExpError : uint32_t {
   InvalidInput = 10,    ///< the pattern is "no value"
 };
 
+/// In words, as people who wrote the expression are told; empty for no error.
+const char* KxRegExp_ErrorText(EkxRegExpError error);
+
 struct SkxRegExpError {
   EkxRegExpError code = EkxRegExpError::Ok;
   size_t position = 0;  ///< unit offset of the offending piece in the pattern

@@ -1,11 +1,9 @@
 #include <kx_util/policy_source.h>
 
 #include <algorithm>
-#include <new>
 #include <utility>
 
 #include "Agent/engine/kx_util/store/live_policy_source.h"
-#include "Common_CPP/thread/thread_slot.h"
 
 namespace {
 
@@ -22,11 +20,7 @@ const IkxPolicySource& KxPolicySource_Current() {
   return source != nullptr ? *source : KxPolicySource_Live();
 }
 
-CkxPolicySourceScope::CkxPolicySourceScope(const IkxPolicySource& source) : _previous(Current().Get()) {
-  if (!Current().Set(&source)) throw std::bad_alloc();  // another source would answer
-}
-
-CkxPolicySourceScope::~CkxPolicySourceScope() { Current().Set(_previous); }
+CkxPolicySourceScope::CkxPolicySourceScope(const IkxPolicySource& source) : _scope(Current(), &source) {}
 
 CkxApplicablePolicies CkxApplicablePolicies::All() {
   CkxApplicablePolicies all;

@@ -4,20 +4,18 @@
 #include <kx_util/evaluation_observer.h>
 
 #include <string_view>
+#include <utility>
 
 #include "Agent/engine/kx_util/store/section_walk.h"
+#include "Agent/engine/kx_util/value/action_bits.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
-
-/// The filter's bit of an action that policies are made of.
-constexpr uint32_t KxPolicyWalk_Bit(EkxPolicyAction action) {
-  return action == EkxPolicyAction::DeveloperApplication ? 0x2000 : 1u << (static_cast<uint32_t>(action) - 1);
-}
+#include "Common_CPP/util/callback.h"
 
 /// The kinds that decide about launches: Run, Block, Elevate, Trust, Run & Collect Events, Exclude.
 inline constexpr uint32_t kKxDecidingActions =
-    KxPolicyWalk_Bit(EkxPolicyAction::Run) | KxPolicyWalk_Bit(EkxPolicyAction::Block) |
-    KxPolicyWalk_Bit(EkxPolicyAction::Elevate) | KxPolicyWalk_Bit(EkxPolicyAction::Trust) |
-    KxPolicyWalk_Bit(EkxPolicyAction::RunAndCollectEvents) | KxPolicyWalk_Bit(EkxPolicyAction::Exclude);
+    KxActionBit_Of(EkxPolicyAction::Run) | KxActionBit_Of(EkxPolicyAction::Block) |
+    KxActionBit_Of(EkxPolicyAction::Elevate) | KxActionBit_Of(EkxPolicyAction::Trust) |
+    KxActionBit_Of(EkxPolicyAction::RunAndCollectEvents) | KxActionBit_Of(EkxPolicyAction::Exclude);
 static_assert(kKxDecidingActions == 0x82F);
 
 /// An exclusion from something else than policies decides about no target.
@@ -31,22 +29,22 @@ EkxPolicyOutcome KxPolicyWalk_Judge(const CkxShBufPolicyWithTargets& policy, con
 bool KxPolicyWalk_IsExpected(std::string_view name, uint32_t actions, const CkxShBufPolicy& policy);
 
 /// `ask(policy)` of each policy of those kinds, all of which have targets, until it is false or a policy of another
-/// kind turns up. False when the walk itself failed: what was asked then is not all, and the last answer may be none.
+/// kind turns up. What was asked is not all, and the last answer may be none, unless the walk went to its end.
+template <class Ask>
+EkxWalkEnd KxPolicyWalk_Run(std::string_view name, uint32_t actions, void* token, Ask ask) {
+  const SkxPolicyFilter filter = {SkxPolicyFilter::kActive | SkxPolicyFilter::kByAction, actions};
+  auto askExpected = [&](const CkxShBufPolicy& policy) {
+    return KxPolicyWalk_IsExpected(name, actions, policy) && ask(static_cast<const CkxShBufPolicyWithTargets&>(policy));
+  };
+  return KxEntry(EkxWalkEnd::Faulted, [&] {
+    return KxSectionWalk_Policies(filter, KxCallback<const CkxShBufPolicy&>(askExpected), &askExpected, true, token);
+  });
+}
+
+/// The same; false when the walk itself failed.
 template <class Ask>
 bool KxPolicyWalk_Each(std::string_view name, uint32_t actions, void* token, Ask ask) {
-  struct Question {
-    std::string_view name;
-    uint32_t actions;
-    Ask& ask;
-  } question = {name, actions, ask};
-  const SkxPolicyFilter filter = {SkxPolicyFilter::kActive | SkxPolicyFilter::kByAction, actions};
-  const auto callback = [](const CkxShBufPolicy& policy, void* context) {
-    auto& asked = *static_cast<Question*>(context);
-    return KxPolicyWalk_IsExpected(asked.name, asked.actions, policy) &&
-           asked.ask(static_cast<const CkxShBufPolicyWithTargets&>(policy));
-  };
-  const EkxWalkEnd end =
-      KxEntry(EkxWalkEnd::Faulted, [&] { return KxSectionWalk_Policies(filter, callback, &question, true, token); });
+  const EkxWalkEnd end = KxPolicyWalk_Run(name, actions, token, std::move(ask));
   return end == EkxWalkEnd::Walked || end == EkxWalkEnd::NothingPublished;
 }
 

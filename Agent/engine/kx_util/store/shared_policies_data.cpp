@@ -2,6 +2,7 @@
 
 #include "Agent/engine/kx_util/store/section_lookup.h"
 #include "Agent/engine/kx_util/store/section_walk.h"
+#include "Common_CPP/util/callback.h"
 #include "Common_CPP/util/guid.h"
 
 namespace {
@@ -12,11 +13,11 @@ bool AppendIds(const CkxApplicablePolicies& applicable, std::vector<int>& ids) {
 }
 
 bool AppendAllIds(void* token, std::vector<int>& ids) {
-  const auto append = [](const CkxShBufPolicy& policy, void* context) {
-    static_cast<std::vector<int>*>(context)->push_back(static_cast<int>(policy.Id()));
+  auto append = [&](const CkxShBufPolicy& policy) {
+    ids.push_back(static_cast<int>(policy.Id()));
     return true;
   };
-  return CkxSharedPoliciesData::EnumPolicies(append, &ids, false, token) &&
+  return CkxSharedPoliciesData::EnumPolicies(KxCallback<const CkxShBufPolicy&>(append), &append, false, token) &&
          KxFault_Current() == EkxEvaluationFault::None;
 }
 

@@ -4,38 +4,27 @@
 #include "Agent/engine/kx_util/store/policy_walk.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Agent/engine/kx_util/watch/observe.h"
-#include "Common_CPP/util/trace.h"
 
 namespace {
 
 constexpr std::string_view kScope = "GetProcessPolicyAction";
 
-constexpr SkxPolicyFilter kEvaluated = {SkxPolicyFilter::kActive | SkxPolicyFilter::kByAction, kKxDecidingActions};
-
-struct Evaluation {
-  const CkxTargetInfo& target;
-  SkxTriggerPolicyShortInfo result;
-};
-
-/// The walk's callback: goes on until a policy applies.
-bool GetTargetPolicyActionEnumProc(const CkxShBufPolicy& policy, void* context) {
-  if (!policy.WithTargets()) {
-    KxTrace(EkxTraceLevel::Error, kScope, "ERROR: Unexpected policy action ", static_cast<int32_t>(policy.Action()));
-    return false;
-  }
-  auto& evaluation = *static_cast<Evaluation*>(context);
-  const EkxPolicyOutcome outcome =
-      KxPolicyWalk_Judge(static_cast<const CkxShBufPolicyWithTargets&>(policy), evaluation.target, evaluation.result);
+void Tell(const CkxShBufPolicy& policy, EkxPolicyOutcome outcome) {
   const bool applies = outcome == EkxPolicyOutcome::Applies;
   if (IkxEvaluationObserver* const observer = applies ? KxObserve_Current() : KxObserve_Steps()) {
     observer->OnPolicy({policy.Id(), policy.Action(), policy.NameView(), &policy}, outcome);
   }
-  return !applies;
 }
 
+/// Every kind that decides, until a policy applies.
 EkxEvaluationOutcome Evaluate(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info) {
-  Evaluation evaluation = {target, {}};
-  switch (KxSectionWalk_Policies(kEvaluated, GetTargetPolicyActionEnumProc, &evaluation, true, target.UserToken())) {
+  SkxTriggerPolicyShortInfo result;
+  const auto isUndecided = [&](const CkxShBufPolicyWithTargets& policy) {
+    const EkxPolicyOutcome outcome = KxPolicyWalk_Judge(policy, target, result);
+    Tell(policy, outcome);
+    return outcome != EkxPolicyOutcome::Applies;
+  };
+  switch (KxPolicyWalk_Run(kScope, kKxDecidingActions, target.UserToken(), isUndecided)) {
     case EkxWalkEnd::Walked:
       break;
     case EkxWalkEnd::NothingPublished:
@@ -46,8 +35,8 @@ EkxEvaluationOutcome Evaluate(const CkxTargetInfo& target, SkxTriggerPolicyShort
     case EkxWalkEnd::Faulted:
       return EkxEvaluationOutcome::NotAnswered;
   }
-  if (evaluation.result.IsEmpty()) return EkxEvaluationOutcome::NoPolicyApplies;
-  info = evaluation.result;
+  if (result.IsEmpty()) return EkxEvaluationOutcome::NoPolicyApplies;
+  info = result;
   return EkxEvaluationOutcome::PolicyApplies;
 }
 

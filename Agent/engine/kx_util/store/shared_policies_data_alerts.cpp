@@ -10,22 +10,17 @@ namespace {
 
 /// Active policies of the one action that configures the agent.
 constexpr SkxPolicyFilter kConfiguration = {SkxPolicyFilter::kActive | SkxPolicyFilter::kByAction,
-                                            KxPolicyWalk_Bit(EkxPolicyAction::Configuration)};
+                                            KxActionBit_Of(EkxPolicyAction::Configuration)};
 
-struct DialogSearch {
-  const EkxAlertTrigger trigger;
-  GUID alertId = {};  ///< null until found
-};
-
-/// The walk's callback: goes on until a policy names a dialog.
-bool GetCommonDialogEnumProc(const CkxShBufPolicy& policy, void* context) {
-  auto& search = *static_cast<DialogSearch*>(context);
+/// The alert that the policy names as the dialog for `trigger`; null when it names none.
+GUID DialogOf(const CkxShBufPolicy& policy, EkxAlertTrigger trigger) {
   SkxPolicyAlertLink link;
-  if (!policy.FindAlertLink(search.trigger, EkxAlertType::Dialog, link)) return true;
-  search.alertId = link.alertId;
-  if (!KxGuid_IsNull(search.alertId)) return false;
-  KxTrace(EkxTraceLevel::Error, "CkxSharedPoliciesData", "ERROR: Alert id is GUID_NULL in policy ", policy.Id());
-  return true;
+  if (!policy.FindAlertLink(trigger, EkxAlertType::Dialog, link)) return GUID{};
+  const GUID id = link.alertId;
+  if (KxGuid_IsNull(id)) {
+    KxTrace(EkxTraceLevel::Error, "CkxSharedPoliciesData", "ERROR: Alert id is GUID_NULL in policy ", policy.Id());
+  }
+  return id;
 }
 
 }  // namespace
@@ -41,10 +36,13 @@ bool CkxSharedPoliciesData::GetAlert(const GUID& id, EkxAlertType type, CkxShBuf
 
 bool CkxSharedPoliciesData::GetCommonDialog(EkxAlertTrigger trigger, CkxShBufCustGuiDialog*& dialog, void* token) {
   return KxEntry(false, [&] {
-    DialogSearch search = {trigger};
-    if (!EnumPolicies(kConfiguration, GetCommonDialogEnumProc, &search, true, token)) return false;
+    GUID id = {};
+    auto namesNone = [&](const CkxShBufPolicy& policy) { return KxGuid_IsNull(id = DialogOf(policy, trigger)); };
+    if (!EnumPolicies(kConfiguration, KxCallback<const CkxShBufPolicy&>(namesNone), &namesNone, true, token)) {
+      return false;
+    }
     CkxShBufCustGuiBase* alert = nullptr;
-    if (KxGuid_IsNull(search.alertId) || !GetAlert(search.alertId, EkxAlertType::Dialog, alert)) return false;
+    if (KxGuid_IsNull(id) || !GetAlert(id, EkxAlertType::Dialog, alert)) return false;
     dialog = static_cast<CkxShBufCustGuiDialog*>(alert);
     return true;
   });

@@ -6,12 +6,12 @@
 
 namespace {
 
-constexpr uint32_t kBlock = KxPolicyWalk_Bit(EkxPolicyAction::Block);
-constexpr uint32_t kTrust = KxPolicyWalk_Bit(EkxPolicyAction::Trust);
-constexpr uint32_t kCollect = KxPolicyWalk_Bit(EkxPolicyAction::RunAndCollectEvents);
-constexpr uint32_t kExclude = KxPolicyWalk_Bit(EkxPolicyAction::Exclude);
-constexpr uint32_t kDistributor = KxPolicyWalk_Bit(EkxPolicyAction::SoftwareDistributor);
-constexpr uint32_t kDeveloper = KxPolicyWalk_Bit(EkxPolicyAction::DeveloperApplication);
+constexpr uint32_t kBlock = KxActionBit_Of(EkxPolicyAction::Block);
+constexpr uint32_t kTrust = KxActionBit_Of(EkxPolicyAction::Trust);
+constexpr uint32_t kCollect = KxActionBit_Of(EkxPolicyAction::RunAndCollectEvents);
+constexpr uint32_t kExclude = KxActionBit_Of(EkxPolicyAction::Exclude);
+constexpr uint32_t kDistributor = KxActionBit_Of(EkxPolicyAction::SoftwareDistributor);
+constexpr uint32_t kDeveloper = KxActionBit_Of(EkxPolicyAction::DeveloperApplication);
 
 bool OffersShellElevation(const CkxShBufPolicy& policy) {
   return policy.IsAction(EkxPolicyAction::Trust) &&
@@ -67,7 +67,7 @@ bool CkxSharedPoliciesData::GetPossibleActiveXInstallPolicyActions(void* token, 
                                           const bool concerned = policy.HasTargetOfType(EkxPolicyTarget::ActiveX) ||
                                                                  AppliesWithoutTargets(policy);
                                           const bool decides = concerned && !KxPolicyWalk_IsPassedOver(policy);
-                                          if (decides) possible |= KxPolicyWalk_Bit(policy.Action());
+                                          if (decides) possible |= KxActionBit_Of(policy.Action());
                                           return true;
                                         });
   if (!walked || possible == 0) return false;

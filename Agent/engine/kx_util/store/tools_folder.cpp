@@ -14,27 +14,19 @@
 namespace {
 
 constexpr std::string_view kScope = "IsToolsFolderEnabled";
-constexpr uint32_t kElevating = KxPolicyWalk_Bit(EkxPolicyAction::Elevate) | KxPolicyWalk_Bit(EkxPolicyAction::Trust);
+constexpr uint32_t kElevating = KxActionBit_Of(EkxPolicyAction::Elevate) | KxActionBit_Of(EkxPolicyAction::Trust);
 
 /// Whether some elevating policy of the user has a target that `wanted` accepts, links to groups looked through.
 /// Nothing when the policies could not be walked.
 template <class Wanted>
 std::optional<bool> AnyTarget(std::string_view name, void* token, Wanted wanted) {
-  struct Search {
-    Wanted& wanted;
-    bool found = false;
-  } search = {wanted};
+  bool found = false;
+  auto isUnwanted = [&](const CkxShBufTarget& target) { return !(found = wanted(target)); };
   const bool walked = KxPolicyWalk_Each(name, kElevating, token, [&](const CkxShBufPolicyWithTargets& policy) {
-    policy.EnumTargets(
-        [](const CkxShBufTarget& target, void* context) {
-          auto& searched = *static_cast<Search*>(context);
-          searched.found = searched.wanted(target);
-          return !searched.found;
-        },
-        &search);
-    return !search.found;
+    policy.EnumTargets(KxCallback<const CkxShBufTarget&>(isUnwanted), &isUnwanted);
+    return !found;
   });
-  return walked ? std::optional(search.found) : std::nullopt;
+  return walked ? std::optional(found) : std::nullopt;
 }
 
 std::optional<bool> IsEnabledByPolicies(void* token) {

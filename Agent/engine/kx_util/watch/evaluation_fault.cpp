@@ -3,7 +3,6 @@
 #include <atomic>
 
 #include "Agent/engine/kx_util/watch/observe.h"
-#include "Common_CPP/thread/thread_slot.h"
 
 namespace {
 
@@ -97,11 +96,7 @@ bool KxWork_Spend(uint64_t units) noexcept {
   return false;
 }
 
-CkxWorkCancelScope::CkxWorkCancelScope(const CkxCancel& cancel) noexcept : _before(Cancel().Get()) {
-  Cancel().Set(&cancel);
-}
-
-CkxWorkCancelScope::~CkxWorkCancelScope() { Cancel().Set(_before); }
+CkxWorkCancelScope::CkxWorkCancelScope(const CkxCancel& cancel) : _scope(Cancel(), &cancel) {}
 
 CkxEntryScope::CkxEntryScope() noexcept : _isOutermost(Outermost().Get() == nullptr) {
   if (!_isOutermost) return;

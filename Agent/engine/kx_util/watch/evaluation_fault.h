@@ -22,6 +22,7 @@
 #include <system_error>
 #include <utility>
 
+#include "Common_CPP/thread/thread_slot.h"
 #include "Common_CPP/util/cancel.h"
 
 /// The first of an evaluation counts. `line` is a text that lives for ever, for whoever watches. Outside of any entry
@@ -43,13 +44,10 @@ bool KxWork_Spend(uint64_t units) noexcept;
 /// over. For whoever evaluates on behalf of somebody who waits only so long.
 class CkxWorkCancelScope {
  public:
-  explicit CkxWorkCancelScope(const CkxCancel& cancel) noexcept;
-  ~CkxWorkCancelScope();
-  CkxWorkCancelScope(const CkxWorkCancelScope&) = delete;
-  CkxWorkCancelScope& operator=(const CkxWorkCancelScope&) = delete;
+  explicit CkxWorkCancelScope(const CkxCancel& cancel);
 
  private:
-  const CkxCancel* const _before;
+  const CkxThreadPointer<const CkxCancel>::Scope _scope;
 };
 
 /// One entry under way on this thread. The outermost begins without a fault and with the whole budget; when it ends,

@@ -1,7 +1,6 @@
 #include <kx_util/evaluation_observer.h>
 
 #include "Agent/engine/kx_util/watch/observe.h"
-#include "Common_CPP/thread/thread_slot.h"
 
 namespace {
 
@@ -18,25 +17,15 @@ const Pointer& Steps() {
   return observer;
 }
 
-/// Returns the one before.
-IkxEvaluationObserver* Install(IkxEvaluationObserver* observer) {
-  IkxEvaluationObserver* const previous = KxObserve_Current();
-  Steps().Set(observer != nullptr && observer->WantsSteps() ? observer : nullptr);
-  Current().Set(observer);
-  return previous;
-}
-
 }  // namespace
 
 IkxEvaluationObserver* KxObserve_Current() { return Current().Get(); }
 IkxEvaluationObserver* KxObserve_Steps() { return Steps().Get(); }
 
-CkxObservePause::CkxObservePause() : _previous(Install(nullptr)) {}
-CkxObservePause::~CkxObservePause() { Install(_previous); }
+CkxObservePause::CkxObservePause() : _current(Current(), nullptr), _steps(Steps(), nullptr) {}
 
 CkxEvaluationObserverScope::CkxEvaluationObserverScope(IkxEvaluationObserver& observer)
-    : _previous(Install(&observer)) {}
-CkxEvaluationObserverScope::~CkxEvaluationObserverScope() { Install(_previous); }
+    : _current(Current(), &observer), _steps(Steps(), observer.WantsSteps() ? &observer : nullptr) {}
 
 const char* KxUtil_PolicyOutcomeText(EkxPolicyOutcome outcome) {
   switch (outcome) {

@@ -34,10 +34,8 @@ bool KxObserve_Check(const char* property, bool matched, Describe describe) {
 class CkxObservePause {
  public:
   CkxObservePause();
-  ~CkxObservePause();
-  CkxObservePause(const CkxObservePause&) = delete;
-  CkxObservePause& operator=(const CkxObservePause&) = delete;
 
  private:
-  IkxEvaluationObserver* const _previous;
+  const CkxThreadPointer<IkxEvaluationObserver>::Scope _current;
+  const CkxThreadPointer<IkxEvaluationObserver>::Scope _steps;
 };
