@@ -1,9 +1,10 @@
-// Generated expressions against PCRE2, which a test may lean on and the library must not: what both dialects can say
-// has to have the same preferred match and the same groups. Built where the 16-bit PCRE2 library is at hand.
+// Expressions against PCRE2, which a test may lean on and the library must not: what both dialects can say has to have
+// the same preferred match and the same groups. Built where the 16-bit PCRE2 library is at hand.
 #include <gtest/gtest.h>
 
 #include <random>
 
+#include "Agent/engine/kx_util/regexp/regexp_program.h"
 #include "tests/kx_util/regexp/regexp_test_tree.h"
 #include "tests/support/trace_capture.h"
 
@@ -191,6 +192,90 @@ TEST(RegExpDifferential, GeneratedExpressionsAgainstPcre) {
   }
   EXPECT_GT(matches, pairs / 4) << "most pairs must have something to compare";
   EXPECT_LT(gaveUp, pairs / 1000) << "a backtracking engine's limits are rarely met";
+}
+
+/// All trees of `size` nodes, from the smaller ones in `bySize`.
+std::vector<SkxTestTree> TreesOf(size_t size, const std::vector<std::vector<SkxTestTree>>& bySize) {
+  if (size == 1) {
+    return {SkxTestTree::Leaf("a"), SkxTestTree::Leaf("b"), SkxTestTree::Of(EkxKind::Anchor, {}, "$")};
+  }
+  std::vector<SkxTestTree> trees;
+  for (const SkxTestTree& child : bySize[size - 1]) {
+    for (const char* quantifier : {"?", "*", "+", "??", "*?", "+?"}) {
+      trees.push_back(SkxTestTree::Of(EkxKind::Repeat, {child}, quantifier));
+    }
+    trees.push_back(SkxTestTree::Of(EkxKind::Group, {child}));
+    trees.push_back(SkxTestTree::Of(EkxKind::NotAhead, {child}));
+  }
+  for (size_t left = 1; left + 1 < size; ++left) {
+    for (const SkxTestTree& first : bySize[left]) {
+      for (const SkxTestTree& second : bySize[size - 1 - left]) {
+        trees.push_back(SkxTestTree::Of(EkxKind::Sequence, {first, second}));
+        trees.push_back(SkxTestTree::Of(EkxKind::Alternatives, {first, second}));
+      }
+    }
+  }
+  return trees;
+}
+
+std::vector<std::string> SubjectsUpTo(size_t length) {
+  std::vector<std::string> subjects = {""};
+  for (size_t at = 0; at < subjects.size() && subjects[at].size() < length; ++at) {
+    subjects.push_back(subjects[at] + "a");
+    subjects.push_back(subjects[at] + "b");
+  }
+  return subjects;
+}
+
+std::string Backtracked(const SkxRegExpProgram& program, const KxWString& subject) {
+  SkxRegExpFound found;
+  found.slots.resize(SkxRegExpFound::SlotCount(program));
+  SkxRegExpMatch match;
+  const bool matched = KxRegExp_RunBacktracking(program, subject, false, found);
+  const auto position = [](uint32_t slot) { return slot == SkxRegExpFound::unset ? CkxTextView::npos : slot; };
+  match.start = found.slots[0];
+  match.end = found.end;
+  for (size_t slot = 1; slot < found.slots.size(); slot += 2) {
+    match.groups.push_back({position(found.slots[slot]), position(found.slots[slot + 1])});
+  }
+  return Show(matched, match);
+}
+
+/// Every small expression over a and b, on every short subject, by both machines.
+TEST(RegExpDifferential, AllSmallExpressionsAgainstPcre) {
+  const std::vector<std::string> subjects = SubjectsUpTo(4);
+  std::vector<std::vector<SkxTestTree>> bySize(1);
+  size_t compared = 0;
+  for (size_t size = 1; size <= 5; ++size) {
+    bySize.push_back(TreesOf(size, bySize));
+    for (SkxTestTree& tree : bySize.back()) {
+      const size_t groupCount = tree.NumberGroups();
+      const std::string pattern = tree.Dialect();
+      CkxRegExp expression;
+      const SkxRegExpError error = expression.Parse(Wide(pattern), true);
+      ASSERT_EQ(error.code, tree.RepeatsEmpty() ? EkxRegExpError::EmptyRepeat : EkxRegExpError::Ok) << pattern;
+      if (!error.IsOk()) continue;
+      SkxRegExpTree parsed;
+      SkxRegExpProgram program;
+      ASSERT_TRUE(KxRegExp_ParseTree(Wide(pattern), parsed).IsOk());
+      ASSERT_TRUE(KxRegExp_Compile(parsed, true, program).IsOk());
+      CkxPcre pcre(tree.Perl(), true);
+      ASSERT_TRUE(pcre.IsOk()) << tree.Perl();
+      for (const std::string& subject : subjects) {
+        const std::string what = pattern + " on " + subject;
+        const std::string expected = pcre.Search(subject, false, groupCount);
+        SkxRegExpMatch match;
+        const bool found = expression.Match(Wide(subject), match);
+        ASSERT_EQ(Show(found, match), expected) << what;
+        ASSERT_EQ(Backtracked(program, Wide(subject)), expected) << what;
+        SkxRegExpMatch prefix;
+        const bool prefixFound = expression.MatchPrefix(Wide(subject), prefix.end);
+        ASSERT_EQ(Show(prefixFound, prefix), pcre.Search(subject, true, 0)) << what;
+        ++compared;
+      }
+    }
+  }
+  EXPECT_GT(compared, 100'000u);
 }
 
 }  // namespace

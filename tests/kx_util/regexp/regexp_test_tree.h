@@ -1,8 +1,7 @@
 // Expressions as the regular-expression tests make them: trees that print themselves in the dialect, and in the syntax
-// of a Perl-compatible engine, and that can be matched by plain recursion, the meaning written down once more.
+// of a Perl-compatible engine.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,15 +12,14 @@ struct SkxTestTree {
   enum class EkxKind { Leaf, Anchor, BackReference, Sequence, Alternatives, Group, Repeat, NotAhead };
 
   EkxKind kind = EkxKind::Leaf;
-  std::string text;   ///< leaf: as the dialect writes it; anchor: ^ or $; repeat: ?, *, +, ??, *? or +?
-  std::string perl;   ///< leaf: as the other syntax writes it
-  std::string units;  ///< leaf: the units that it takes
-  size_t group = 0;   ///< group and back-reference: its number, set by NumberGroups for groups
+  std::string text;  ///< leaf: as the dialect writes it; anchor: ^ or $; repeat: ?, *, +, ??, *? or +?
+  std::string perl;  ///< leaf: as the other syntax writes it
+  size_t group = 0;  ///< group and back-reference: its number, set by NumberGroups for groups
   std::vector<SkxTestTree> children;
 
-  static SkxTestTree Leaf(const std::string& unit) { return {EkxKind::Leaf, unit, unit, unit, 0, {}}; }
+  static SkxTestTree Leaf(const std::string& unit) { return {EkxKind::Leaf, unit, unit, 0, {}}; }
   static SkxTestTree Of(EkxKind kind, std::vector<SkxTestTree> children, const std::string& text = {}) {
-    return {kind, text, {}, {}, 0, std::move(children)};
+    return {kind, text, {}, 0, std::move(children)};
   }
 
   size_t NumberGroups(size_t first = 0) {
@@ -107,100 +105,6 @@ struct SkxTestTree {
   static std::string Grouped(const SkxTestTree& tree, bool asPerl) {
     return (asPerl ? "(?:" : "(") + tree.Print(asPerl) + ")";
   }
-};
-
-/// Matches a tree by trying one way after the other, each rest of the expression a continuation.
-class CkxTestReference {
- public:
-  CkxTestReference(const SkxTestTree& tree, size_t groupCount, const std::string& subject)
-      : _tree(tree), _groupCount(groupCount), _subject(subject) {}
-
-  bool Search(SkxRegExpMatch& match) {
-    for (size_t start = 0; start <= _subject.size(); ++start) {
-      _groups.assign(_groupCount, {});
-      const bool found = Try(_tree, start, [&](size_t end) {
-        match = {start, end, _groups};
-        return true;
-      });
-      if (found) return true;
-    }
-    return false;
-  }
-
- private:
-  using Rest = std::function<bool(size_t)>;
-  using EkxKind = SkxTestTree::EkxKind;
-
-  bool Try(const SkxTestTree& tree, size_t at, const Rest& rest) {
-    switch (tree.kind) {
-      case EkxKind::Leaf:
-        return at < _subject.size() && tree.units.find(_subject[at]) != std::string::npos && rest(at + 1);
-      case EkxKind::Anchor:
-        return at == (tree.text == "^" ? 0 : _subject.size()) && rest(at);
-      case EkxKind::Sequence:
-        return TrySequence(tree, 0, at, rest);
-      case EkxKind::Alternatives:
-        for (const SkxTestTree& child : tree.children) {
-          if (Try(child, at, rest)) return true;
-        }
-        return false;
-      case EkxKind::Repeat:
-        return TryRepeat(tree, at, rest);
-      case EkxKind::NotAhead: {
-        const std::vector<SkxRegExpSpan> before = _groups;
-        const bool ahead = Try(tree.children[0], at, [](size_t) { return true; });
-        _groups = before;
-        return !ahead && rest(at);
-      }
-      case EkxKind::Group:
-      case EkxKind::BackReference:
-        break;
-    }
-    if (tree.kind == EkxKind::BackReference) {
-      const SkxRegExpSpan span = _groups[tree.group];
-      if (span.end == CkxTextView::npos) return false;
-      const size_t size = span.end - span.start;
-      return _subject.compare(at, size, _subject, span.start, size) == 0 && rest(at + size);
-    }
-    const SkxRegExpSpan before = _groups[tree.group];
-    if (Try(tree.children[0], at, [&](size_t end) {
-          const SkxRegExpSpan inner = std::exchange(_groups[tree.group], {at, end});
-          if (rest(end)) return true;
-          _groups[tree.group] = inner;
-          return false;
-        })) {
-      return true;
-    }
-    _groups[tree.group] = before;
-    return false;
-  }
-
-  bool TrySequence(const SkxTestTree& tree, size_t index, size_t at, const Rest& rest) {
-    if (index == tree.children.size()) return rest(at);
-    return Try(tree.children[index], at, [&](size_t next) { return TrySequence(tree, index + 1, next, rest); });
-  }
-
-  bool TryRepeat(const SkxTestTree& tree, size_t at, const Rest& rest) {
-    const bool lazy = tree.text.size() == 2;
-    const auto again = [&] {
-      return Try(tree.children[0], at,
-                 [&](size_t next) { return tree.text[0] == '?' ? rest(next) : TryMore(tree, lazy, next, rest); });
-    };
-    if (tree.text[0] == '+') return again();
-    return lazy ? rest(at) || again() : again() || rest(at);
-  }
-
-  bool TryMore(const SkxTestTree& tree, bool lazy, size_t at, const Rest& rest) {
-    const auto again = [&] {
-      return Try(tree.children[0], at, [&](size_t next) { return TryMore(tree, lazy, next, rest); });
-    };
-    return lazy ? rest(at) || again() : again() || rest(at);
-  }
-
-  const SkxTestTree& _tree;
-  size_t _groupCount;
-  const std::string& _subject;
-  std::vector<SkxRegExpSpan> _groups;
 };
 
 inline KxWString Wide(const std::string& narrow) { return KxWString(narrow.begin(), narrow.end()); }
