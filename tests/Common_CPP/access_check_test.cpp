@@ -1,10 +1,11 @@
 #include "Common_CPP/security/access_check.h"
 
-#include <gtest/gtest.h>
-
+#include <map>
 #include <random>
+#include <sstream>
 
 #include "Common_CPP/util/text.h"
+#include "tests/support/data_rows.h"
 #include "tests/support/naive_access_check.h"
 
 namespace {
@@ -33,35 +34,21 @@ CkxSidList Ann() {
 }
 
 TEST(AccessCheck, Decides) {
-  const struct {
-    const char* name;
-    const WCHAR* sddl;
-    uint32_t desired;
-    EkxAccess answer;
-    uint32_t granted;
-  } kCases[] = {
-      {"no DACL", KXW("O:SYG:SY"), 7, Granted, 7},
-      {"null DACL", KXW("O:SYG:SYD:NO_ACCESS_CONTROL"), 0x1F0007, Granted, 0x1F0007},
-      {"null DACL, all that there is", KXW("O:SYG:SYD:NO_ACCESS_CONTROL"), 0x2000100, Granted, 0xF0107},
-      {"null DACL and the system's security", KXW("O:SYG:SY"), 0x1000001, Denied, 0},
-      {"nothing is wanted", KXW("O:SYG:SYD:(A;;GA;;;WD)"), 0, Denied, 0},
-      {"generic rights are not asked for", KXW("O:SYG:SYD:(A;;GA;;;WD)"), 0x80000000, GenericNotMapped, 0},
-      {"owner through a group", KXW("O:BUG:SYD:"), 0x20000, Granted, 0x20000},
-      {"owner's rights of one that only denies", KXW("O:BAG:SYD:(A;;CC;;;OW)(D;;DC;;;OW)(A;;CCDCLC;;;WD)"), 0x2000000,
-       Granted, 5},
-      {"all that there is", KXW("O:SYG:SYD:(D;;CC;;;WD)(A;;CCDC;;;WD)(D;;DCLC;;;WD)(A;;LCSW;;;WD)"), 0x2000000, Granted,
-       0xA},
-      {"an ACE gives no access to the system's security", KXW("O:SYG:SYD:(A;;0x1000000;;;WD)"), 0x1000000, Denied, 0},
-      {"no owner", KXW("G:SYD:(A;;GA;;;WD)"), 1, NoOwnerOrGroup, 0},
-      {"no group", KXW("O:SYD:(A;;GA;;;WD)"), 1, NoOwnerOrGroup, 0},
-  };
-  const CkxSidList ann = Ann();
-  for (const auto& c : kCases) {
-    uint32_t granted = 0xBAD;
-    EXPECT_EQ(KxAccess_Check(Descriptor(c.sddl), ann, c.desired, kMapping, &granted), c.answer) << c.name;
-    EXPECT_EQ(granted, c.granted) << c.name;
-    EXPECT_EQ(KxAccess_Check(Descriptor(c.sddl), ann, c.desired, kMapping), c.answer) << c.name;
-  }
+  const std::map<EkxAccess, std::string> words = {{Granted, "granted"},
+                                                  {Denied, "denied"},
+                                                  {NoOwnerOrGroup, "no owner or group"},
+                                                  {GenericNotMapped, "generic rights are not mapped"}};
+  KxTest_ForRows<std::string, KxWString, std::string, std::string>(
+      "security/access.txt", [&](const auto&, const auto& sddl, const auto& desired, const auto& expected) {
+        const auto bits = static_cast<uint32_t>(std::stoul(desired, nullptr, 16));
+        uint32_t granted = 0xBAD;
+        const EkxAccess answer = KxAccess_Check(Descriptor(sddl), Ann(), bits, kMapping, &granted);
+        std::ostringstream said;
+        said << words.at(answer);
+        if (granted != 0) said << " " << std::uppercase << std::hex << granted;
+        EXPECT_EQ(said.str(), expected);
+        EXPECT_EQ(KxAccess_Check(Descriptor(sddl), Ann(), bits, kMapping), answer);
+      });
 }
 
 /// Few SIDs and few bits, so that ACEs meet.

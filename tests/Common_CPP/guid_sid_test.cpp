@@ -1,10 +1,9 @@
-#include <gtest/gtest.h>
-
 #include <vector>
 
 #include "Common_CPP/security/sid.h"
 #include "Common_CPP/util/guid.h"
 #include "Common_CPP/util/text.h"
+#include "tests/support/data_rows.h"
 
 namespace {
 
@@ -99,47 +98,14 @@ TEST(Sid, FromBytesNeedsAllThatTheLayoutSays) {
 }
 
 TEST(Sid, TextForms) {
-  const struct {
-    const char* name;
-    std::string text;
-    const char* normal;  // null: refused
-  } kCases[] = {
-      {"everyone", "S-1-1-0", "S-1-1-0"},
-      {"domain account", "S-1-5-21-3623811015-3361044348-30300820-1013",
-       "S-1-5-21-3623811015-3361044348-30300820-1013"},
-      {"fifteen sub-authorities", "S-1-5-1-2-3-4-5-6-7-8-9-10-11-12-13-14-15",
-       "S-1-5-1-2-3-4-5-6-7-8-9-10-11-12-13-14-15"},
-      {"sixteen", "S-1-5-1-2-3-4-5-6-7-8-9-10-11-12-13-14-15-16", nullptr},
-      {"hexadecimal authority", "S-1-0x5-18", "S-1-5-18"},
-      {"largest decimal shown", "S-1-4294967295-1", "S-1-4294967295-1"},
-      {"authority beyond 32 bits", "S-1-4294967296-1", "S-1-0x000100000000-1"},
-      {"authority of 48 bits", "S-1-0xFFFFFFFFFFFF-1", "S-1-0xffffffffffff-1"},
-      {"authority of 49 bits", "S-1-0x1000000000000-1", nullptr},
-      {"authority beyond 64 bits", "S-1-0x10000000000000005-1", nullptr},
-      {"largest sub-authority", "S-1-5-4294967295", "S-1-5-4294967295"},
-      {"sub-authority of 33 bits", "S-1-5-4294967296", nullptr},
-      {"sub-authority beyond 64 bits", "S-1-5-18446744073709551617", nullptr},
-      {"hexadecimal sub-authority", "S-1-5-0x20", nullptr},
-      {"no sub-authority", "S-1-5", nullptr},
-      {"no authority", "S-1", nullptr},
-      {"revision 2", "S-2-5-18", nullptr},
-      {"empty field", "S-1-5--18", nullptr},
-      {"sign", "S-1-5-+18", nullptr},
-      {"dash at the end", "S-1-5-18-", nullptr},
-      {"blank at the end", "S-1-5-18 ", nullptr},
-      {"blank at the front", " S-1-5-18", nullptr},
-      {"letters", "S-1-5-x", nullptr},
-      {"hexadecimal without digits", "S-1-0x-1", nullptr},
-      {"alias", "BA", nullptr},
-      {"empty", "", nullptr},
-  };
-  for (const auto& c : kCases) {
-    const auto sid = CkxSid::FromUtf8(c.text);
-    ASSERT_EQ(sid.has_value(), c.normal != nullptr) << c.name;
-    if (!sid) continue;
-    EXPECT_EQ(sid->ToUtf8(), c.normal) << c.name;
-    EXPECT_TRUE(CkxSid::FromBytes(sid->Bytes(), sid->Size()).Equals(*sid)) << c.name;
-  }
+  KxTest_ForRows<std::string, std::string, std::optional<std::string>>(
+      "security/sids.txt", [](const auto&, const auto& text, const auto& normal) {
+        const auto sid = CkxSid::FromUtf8(text);
+        ASSERT_EQ(sid.has_value(), normal.has_value());
+        if (!sid) return;
+        EXPECT_EQ(sid->ToUtf8(), *normal);
+        EXPECT_TRUE(CkxSid::FromBytes(sid->Bytes(), sid->Size()).Equals(*sid));
+      });
 }
 
 TEST(Sid, EqualsOnlyAmongValidOnes) {

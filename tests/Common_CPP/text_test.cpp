@@ -1,12 +1,11 @@
 #include "Common_CPP/util/text.h"
 
-#include <gtest/gtest.h>
-
 #include <random>
 #include <set>
 #include <vector>
 
 #include "Common_CPP/util/owned_str.h"
+#include "tests/support/data_rows.h"
 
 namespace {
 
@@ -39,45 +38,10 @@ size_t SlowFind(const KxWString& text, const KxWString& part, bool caseSensitive
 }
 
 TEST(Fold, KnownLetters) {
-  const struct {
-    const char* name;
-    char32_t unit, folded;
-  } kCases[] = {
-      {"first letter", 'a', 'A'},
-      {"last letter", 'z', 'Z'},
-      {"before the letters", '`', '`'},
-      {"behind the letters", '{', '{'},
-      {"upper case stays", 'Q', 'Q'},
-      {"at sign is no letter", '@', '@'},
-      {"micro sign is not the letter mu", 0x00B5, 0x00B5},
-      {"sharp s has no single upper case", 0x00DF, 0x00DF},
-      {"a umlaut", 0x00E4, 0x00C4},
-      {"division sign", 0x00F7, 0x00F7},
-      {"y diaeresis leaves its block", 0x00FF, 0x0178},
-      {"alternating alphabet, lower", 0x0101, 0x0100},
-      {"alternating alphabet, upper", 0x0102, 0x0102},
-      {"dotless i is not i", 0x0131, 0x0131},
-      {"dotted capital I", 0x0130, 0x0130},
-      {"long s is not s", 0x017F, 0x017F},
-      {"title-case digraph", 0x01C5, 0x01C5},
-      {"lower-case digraph", 0x01C6, 0x01C4},
-      {"sigma", 0x03C3, 0x03A3},
-      {"final sigma", 0x03C2, 0x03C2},
-      {"cyrillic", 0x044F, 0x042F},
-      {"georgian", 0x10D0, 0x1C90},
-      {"capital sharp s", 0x1E9E, 0x1E9E},
-      {"greek with ypogegrammeni", 0x1FB3, 0x1FBC},
-      {"kelvin sign", 0x212A, 0x212A},
-      {"roman numeral", 0x217B, 0x216B},
-      {"cherokee", 0xAB70, 0x13A0},
-      {"full width", 0xFF5A, 0xFF3A},
-      {"first half of a pair", 0xD801, 0xD801},
-      {"second half of a pair", 0xDC28, 0xDC28},
-      {"last unit", 0xFFFF, 0xFFFF},
-  };
-  for (const auto& c : kCases) {
-    EXPECT_EQ(char32_t{KxText_Fold(static_cast<WCHAR>(c.unit))}, c.folded) << c.name;
-  }
+  KxTest_ForRows<std::string, std::string, std::string>(
+      "text/folding.txt", [](const auto&, const auto& unit, const auto& folded) {
+        EXPECT_EQ(KxText_Fold(static_cast<WCHAR>(std::stoul(unit, nullptr, 16))), std::stoul(folded, nullptr, 16));
+      });
 }
 
 TEST(Fold, OfEveryUnit) {
