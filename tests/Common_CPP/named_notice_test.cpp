@@ -36,22 +36,6 @@ TEST_F(NamedNotice, EveryWaiterIsToldOfEachSignal) {
   }
 }
 
-TEST_F(NamedNotice, SignalsReachWhoIsNotWaiting) {
-  const auto waiter = Waiter();
-  CkxNoticeSender sender(name);
-  for (int i = 0; i < 3; ++i) ASSERT_TRUE(sender.Signal());
-  EXPECT_EQ(KxTest_Wait(*waiter), EkxNoticeWait::Told);
-}
-
-TEST_F(NamedNotice, AnotherSenderGoesOn) {
-  const auto waiter = Waiter();
-  for (int i = 0; i < 3; ++i) {
-    CkxNoticeSender sender(name);
-    ASSERT_TRUE(sender.Signal());
-    EXPECT_EQ(KxTest_Wait(*waiter), EkxNoticeWait::Told) << i;
-  }
-}
-
 TEST_F(NamedNotice, WithdrawingTellsAndLeavesNothing) {
   const auto waiter = Waiter();
   CkxNoticeSender sender(name);

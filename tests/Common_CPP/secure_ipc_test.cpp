@@ -10,6 +10,7 @@
 #include "Common_CPP/secure_ipc/secure_ipc_client.h"
 #include "Common_CPP/secure_ipc/secure_ipc_server.h"
 #include "Common_CPP/util/last_error.h"
+#include "tests/support/known_program.h"
 #include "tests/support/process_resources.h"
 #include "tests/support/record_bytes.h"
 #include "tests/support/runtime_folder_scope.h"
@@ -230,12 +231,14 @@ TEST_F(SecureIpc, NobodyServes) {
   }
 }
 
+/// One time-out is for all of a call.
 TEST_F(SecureIpc, AWaitForAReplyEndsInTime) {
   const struct {
     const char* name;
     void (*behaviour)(CkxSecurePipe&);
+    uint32_t pause;  // before the request is sent
   } kCases[] = {
-      {"accepts and says nothing", [](CkxSecurePipe& pipe) { ReadAll(pipe); }},
+      {"accepts and says nothing", [](CkxSecurePipe& pipe) { ReadAll(pipe); }, kShort / 2},
       {"a byte now and then",
        [](CkxSecurePipe& pipe) {
          size_t count = 0;
@@ -245,7 +248,8 @@ TEST_F(SecureIpc, AWaitForAReplyEndsInTime) {
          while (pipe.Read(request, CkxDeadline::After(20), count) == EkxPipeResult::TimedOut) {
            if (pipe.Write(KxBytes{0}, Long()) != EkxPipeResult::Done) return;
          }
-       }},
+       },
+       0},
   };
   for (const auto& test : kCases) {
     SCOPED_TRACE(test.name);
@@ -253,6 +257,7 @@ TEST_F(SecureIpc, AWaitForAReplyEndsInTime) {
     ExpectTakes(kShort, Result::TimedOut, [&] {
       CkxSecureIpcClient client;
       EXPECT_EQ(client.Open(_request, kShort), Result::Done);
+      std::this_thread::sleep_for(std::chrono::milliseconds(test.pause));
       EXPECT_EQ(client.Send(kBody), Result::Done);
       KxBytes reply;
       return client.Receive(reply);
@@ -303,48 +308,9 @@ TEST_F(SecureIpc, RepliesThatAreNone) {
   }
 }
 
-/// Knows one program, and the signer of some files.
-struct CkxKnownProgram : IkxProcessIdentity {
-  CkxKnownProgram(std::optional<KxWString> program, std::optional<KxWString> signedBy)
-      : image(std::move(program)), signer(std::move(signedBy)), before(KxPeer_SetIdentity(this)) {}
-  ~CkxKnownProgram() override { KxPeer_SetIdentity(before); }
-
-  std::optional<KxWString> Image(uint32_t processId) const override {
-    return processId == KxTest_ProcessId() ? image : std::nullopt;
-  }
-  std::optional<KxWString> Signer(const KxWString& path) const override {
-    return path == image ? signer : std::nullopt;
-  }
-
-  const std::optional<KxWString> image;
-  const std::optional<KxWString> signer;
-  const IkxProcessIdentity* const before;
-};
-
 TEST_F(SecureIpc, TheServerIsTheExpectedOneOrHearsNothing) {
-  const KxWString image = KXW("C:\\Program Files\\Kx\\KxAgent.exe");
-  const KxWString signer = KXW("Kx Inc.");
-  const struct {
-    const char* name;
-    std::optional<KxWString> image, signer;  // what is known
-    SkxExpectedPeer expected;
-    Result result;
-  } kCases[] = {
-      {"nothing expected, nothing known", {}, {}, {}, Result::Done},
-      {"both as expected", image, signer, {KXW("KxAgent.exe"), KXW("Kx Inc.")}, Result::Done},
-      {"without its ending, in another case", image, {}, {KXW("kxagent"), {}}, Result::Done},
-      {"signer alone", image, signer, {{}, KXW("Kx Inc.")}, Result::Done},
-      {"the kernel has no path", KXW("System"), {}, {KXW("System"), {}}, Result::Done},
-      {"another image", image, signer, {KXW("Agent"), KXW("Kx Inc.")}, Result::WrongPeer},
-      {"a folder of the name", KXW("C:\\KxAgent.exe\\x.exe"), signer, {KXW("KxAgent"), {}}, Result::WrongPeer},
-      {"another signer", image, KXW("kx inc."), {KXW("KxAgent"), KXW("Kx Inc.")}, Result::WrongPeer},
-      {"signer not known", image, {}, {KXW("KxAgent"), KXW("Kx Inc.")}, Result::WrongPeer},
-      {"image not known", {}, signer, {KXW("KxAgent"), {}}, Result::WrongPeer},
-      {"image not known, signer expected", {}, signer, {{}, KXW("Kx Inc.")}, Result::WrongPeer},
-  };
-  for (const auto& test : kCases) {
-    SCOPED_TRACE(test.name);
-    const CkxKnownProgram known(test.image, test.signer);
+  const CkxKnownProgram known(KxTest_ProcessId(), KXW("C:\\KxAgent.exe"), {});
+  for (const auto& [image, result] : {std::pair(KXW("KxAgent"), Result::Done), {KXW("Agent"), Result::WrongPeer}}) {
     std::atomic<size_t> heard = 0;
     const CkxRawServer server(_name, [&](CkxSecurePipe& pipe) {
       size_t count = 0;
@@ -353,77 +319,34 @@ TEST_F(SecureIpc, TheServerIsTheExpectedOneOrHearsNothing) {
     });
     CkxSecureIpcClient client;
     SkxSecureIpcRequest request = _request;
-    request.server.expected = test.expected;
-    EXPECT_EQ(client.Open(request, kLong), test.result);
-    EXPECT_EQ(client.Send(kBody), test.result == Result::Done ? Result::Done : Result::CannotSend);
+    request.server.expected.image = image;
+    EXPECT_EQ(client.Open(request, kLong), result);
+    EXPECT_EQ(client.Send(kBody), result == Result::Done ? Result::Done : Result::CannotSend);
     KxBytes reply;
-    EXPECT_EQ(client.Receive(reply), test.result == Result::Done ? Result::TurnedAway : Result::BadReply);
+    EXPECT_EQ(client.Receive(reply), result == Result::Done ? Result::TurnedAway : Result::BadReply);
     // One client after the other: when this one has been heard, so has the one before.
     CkxSecurePipe last = Connect(_name, {1});
     ReadAll(last);
-    EXPECT_EQ(heard > 1, test.result == Result::Done);
-  }
-}
-
-TEST_F(SecureIpc, OneTimeOutIsForAllOfACall) {
-  const CkxRawServer server(_name, [](CkxSecurePipe& pipe) { ReadAll(pipe); });
-  ExpectTakes(kShort, Result::TimedOut, [&] {
-    CkxSecureIpcClient client;
-    EXPECT_EQ(client.Open(_request, kShort), Result::Done);
-    std::this_thread::sleep_for(std::chrono::milliseconds(kShort / 2));
-    EXPECT_EQ(client.Send(kBody), Result::Done);
-    KxBytes reply;
-    return client.Receive(reply);
-  });
-}
-
-/// The process's own user, where there is nothing else that makes a server trusted, is not believed by any other build
-/// than a developer's.
-TEST_F(SecureIpc, WhoMayBeTheAgent) {
-  constexpr uint32_t kLow = 0x1000, kMedium = 0x2000, kHigh = 0x3000, kSystem = 0x4000;
-  constexpr std::optional<uint32_t> kClosed;  // the server's process may not be looked at
-  const char* const kUser = "S-1-5-21-1-2-3-1001";
-  const struct {
-    const char* name;
-    const char* user;
-    std::optional<uint32_t> integrity;
-    SkxPipeAsker asker;
-    bool may;
-  } kCases[] = {
-      {"the system", "S-1-5-18", kClosed, {false, kMedium}, true},
-      {"the system, of the system", "S-1-5-18", kClosed, {false, kSystem}, true},
-      {"a service", "S-1-5-19", kClosed, {false, kHigh}, true},
-      {"another service", "S-1-5-20", kClosed, {false, kHigh}, true},
-      {"a service's own account", "S-1-5-80-1-2-3-4-5", kClosed, {false, kHigh}, true},
-      {"an application pool", "S-1-5-82-1-2-3-4-5", kClosed, {false, kMedium}, false},
-      {"an administrator", "S-1-5-32-544", kClosed, {false, kHigh}, true},
-      {"an administrator, of the system", "S-1-5-32-544", kHigh, {false, kSystem}, false},
-      {"an administrator of low integrity", "S-1-5-32-544", kLow, {false, kMedium}, false},
-      {"a user", kUser, kSystem, {false, kLow}, false},
-      {"users", "S-1-5-32-545", kHigh, {false, kLow}, false},
-      {"nobody", "S-1-0-0", kHigh, {false, 0}, false},
-      {"the own user", kUser, kMedium, {true, kMedium}, true},
-      {"the own user, below", kUser, kLow, {true, kMedium}, false},
-      {"the own user, not to be looked at", kUser, kClosed, {true, kLow}, false},
-      {"no levels there", kUser, kClosed, {true, 0}, true},
-  };
-  for (const auto& test : kCases) {
-    const SkxPipePeer server = {*CkxSid::FromUtf8(test.user), 1, test.integrity};
-    EXPECT_EQ(KxPeer_MayBeAgent(server, test.asker), test.may) << test.name;
+    EXPECT_EQ(heard > 1, result == Result::Done);
   }
 }
 
 // ---- clients that fail their server
+
+/// What the client reads that has sent these bytes.
+EkxPipeResult ReadAfter(const KxWString& name, const KxBytes& bytes, uint32_t timeout) {
+  CkxSecurePipe pipe = Connect(name, bytes);
+  unsigned char reply[16];
+  size_t count = 0;
+  return pipe.Read(reply, CkxDeadline::After(timeout), count);
+}
 
 TEST_F(SecureIpc, AMalformedRequestIsCutOffAtOnce) {
   CkxSecureIpcServer server;
   server.Handle(_request.requestName, 6, Echo);
   ASSERT_TRUE(server.Start(_name, {.requestTimeout = kLong}));
   for (const KxBytes& bytes : {Claim(), KxBytes{'G'}}) {
-    CkxSecurePipe pipe = Connect(_name, bytes);
-    unsigned char reply[16];
-    size_t count = 0;
-    EXPECT_EQ(pipe.Read(reply, CkxDeadline::After(kLong / 2), count), EkxPipeResult::Closed);
+    EXPECT_EQ(ReadAfter(_name, bytes, kLong / 2), EkxPipeResult::Closed);
   }
 }
 
@@ -431,12 +354,7 @@ TEST_F(SecureIpc, ASlowClientIsCutOffInTime) {
   CkxSecureIpcServer server;
   ASSERT_TRUE(server.Start(_name, {.requestTimeout = kShort}));
   for (const KxBytes& bytes : {KxBytes(), HalfAFrame()}) {
-    ExpectTakes(kShort, EkxPipeResult::Closed, [&] {
-      CkxSecurePipe pipe = Connect(_name, bytes);
-      unsigned char reply[16];
-      size_t count = 0;
-      return pipe.Read(reply, Long(), count);
-    });
+    ExpectTakes(kShort, EkxPipeResult::Closed, [&] { return ReadAfter(_name, bytes, kLong); });
   }
 }
 
