@@ -1,12 +1,11 @@
 #include "Common_CPP/file/file.h"
 
-#include <gtest/gtest.h>
-
 #include <limits>
 
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/text.h"
+#include "tests/support/data_rows.h"
 #include "tests/support/temp_folder.h"
 
 namespace {
@@ -170,20 +169,9 @@ TEST(File, ANewFileIsOwnedByItsWriter) {
 }
 
 TEST(File, AccountNames) {
-  const struct {
-    const char* sid;
-    const char* name;
-  } kCases[] = {
-      {"S-1-1-0", "Everyone"},
-      {"S-1-5-18", "NT AUTHORITY\\SYSTEM"},
-      {"S-1-5-32-544", "BUILTIN\\Administrators"},
-      {"S-1-5-21-1-2-3-4", "S-1-5-21-1-2-3-4"},
-      {"S-1-22-1-4000000000", "S-1-22-1-4000000000"},
-      {"S-1-22-1-1-2", "S-1-22-1-1-2"},
-  };
-  for (const auto& test : kCases) {
-    EXPECT_EQ(KxText_ToUtf8(KxSid_AccountName(*CkxSid::FromUtf8(test.sid))), test.name);
-  }
+  KxTest_ForRows<std::string, std::string>("security/accounts.txt", [](const auto& sid, const auto& name) {
+    EXPECT_EQ(KxText_ToUtf8(KxSid_AccountName(*CkxSid::FromUtf8(sid))), name);
+  });
   EXPECT_TRUE(KxSid_AccountName(CkxSid()).empty());
 }
 

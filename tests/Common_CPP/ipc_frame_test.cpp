@@ -1,25 +1,9 @@
-#include <gtest/gtest.h>
-
 #include "Common_CPP/secure_ipc/frame.h"
 #include "Common_CPP/util/text.h"
+#include "tests/support/data_rows.h"
 #include "tests/support/record_bytes.h"
 
 namespace {
-
-constexpr uint32_t k3GiB = 0xC0000000;
-
-CkxRecordBytes Magic(std::string_view magic, uint32_t version = 1) {
-  CkxRecordBytes bytes;
-  for (const char letter : magic) bytes.U8(static_cast<unsigned char>(letter));
-  return bytes.U32(version);
-}
-
-/// A request's header, whose lengths are what they claim to be.
-CkxRecordBytes RequestHeader(uint32_t name, uint32_t client, uint32_t body, uint32_t image = 0, uint32_t signer = 0) {
-  return Magic("KXRQ", 2).U32(6).U32(name).U32(client).U32(image).U32(signer).U32(body);
-}
-
-CkxRecordBytes ReplyHeader(uint32_t status, uint32_t body) { return Magic("KXRP").U32(status).U32(body); }
 
 /// Channel 6, request "Go", client "\u00FC", image "I", signer "S.", each as UTF-16LE, body 07 08 09.
 KxBytes GoldenRequest() {
@@ -92,56 +76,20 @@ TEST(IpcFrame, ABeginningNeedsMore) {
   ExpectNeeds<SkxReplyFrame>(GoldenReply(), 16);
 }
 
-TEST(IpcFrame, RequestsWithinTheLimitsAndBeyond) {
-  const struct {
-    const char* name;
-    CkxRecordBytes bytes;
-    EkxFrameState expected;
-  } kCases[] = {
-      {"the shortest", RequestHeader(2, 0, 0).U16('x'), EkxFrameState::Complete},
-      {"longest names", RequestHeader(256, 256, 0, 256, 256).Append(KxBytes(1024, 1)), EkxFrameState::Complete},
-      {"longest body", RequestHeader(2, 0, 65536).U16('x').Zeros(65536), EkxFrameState::Complete},
-      {"body too long", RequestHeader(2, 0, 65537), EkxFrameState::Malformed},
-      {"3 GiB of body", RequestHeader(2, 0, k3GiB), EkxFrameState::Malformed},
-      {"lengths whose sum wraps", RequestHeader(2, 0xFFFFFFFE, 0xFFFFFFFF), EkxFrameState::Malformed},
-      {"claims whose sum wraps", RequestHeader(2, 0, 0, 0x80000000, 0x80000000), EkxFrameState::Malformed},
-      {"half a unit of image", RequestHeader(2, 0, 0, 1), EkxFrameState::Malformed},
-      {"half a unit of signer", RequestHeader(2, 0, 0, 0, 3), EkxFrameState::Malformed},
-      {"image too long", RequestHeader(2, 0, 0, 258), EkxFrameState::Malformed},
-      {"signer too long", RequestHeader(2, 0, 0, 0, 258), EkxFrameState::Malformed},
-      {"NUL in the image", RequestHeader(2, 0, 0, 2).U16('x').U16(0), EkxFrameState::Malformed},
-      {"NUL in the signer", RequestHeader(2, 0, 0, 0, 2).U16('x').U16(0), EkxFrameState::Malformed},
-      {"no request name", RequestHeader(0, 2, 0), EkxFrameState::Malformed},
-      {"half a unit of request name", RequestHeader(3, 0, 0), EkxFrameState::Malformed},
-      {"request name too long", RequestHeader(258, 0, 0), EkxFrameState::Malformed},
-      {"half a unit of client name", RequestHeader(2, 1, 0), EkxFrameState::Malformed},
-      {"client name too long", RequestHeader(2, 258, 0), EkxFrameState::Malformed},
-      {"NUL in the request name", RequestHeader(4, 0, 0).U16('x').U16(0), EkxFrameState::Malformed},
-      {"NUL in the client name", RequestHeader(2, 2, 0).U16('x').U16(0), EkxFrameState::Malformed},
-      {"a reply", Magic("KXRP"), EkxFrameState::Malformed},
-      {"a wrong first byte, alone", Magic("k", 0), EkxFrameState::Malformed},
-      {"an earlier version, and no more", Magic("KXRQ", 1), EkxFrameState::Malformed},
-      {"a version that looks the same in its first byte", Magic("KXRQ", 0x01000002), EkxFrameState::Malformed},
-  };
-  for (const auto& test : kCases) EXPECT_EQ(StateOf<SkxRequestFrame>(test.bytes.Bytes()), test.expected) << test.name;
+template <class Frame>
+void ExpectStates(const std::string& file) {
+  KxTest_ForRows<std::string, KxBytes, std::string>(file, [](const auto&, const auto& bytes, const auto& expected) {
+    const EkxFrameState state = StateOf<Frame>(bytes);
+    EXPECT_EQ(state == EkxFrameState::Complete    ? "complete"
+              : state == EkxFrameState::Malformed ? "malformed"
+                                                  : "needs more",
+              expected);
+  });
 }
 
-TEST(IpcFrame, RepliesWithinTheLimitsAndBeyond) {
-  const struct {
-    const char* name;
-    CkxRecordBytes bytes;
-    EkxFrameState expected;
-  } kCases[] = {
-      {"empty", ReplyHeader(0, 0), EkxFrameState::Complete},
-      {"longest", ReplyHeader(0, 16777216).Zeros(16777216), EkxFrameState::Complete},
-      {"too long", ReplyHeader(0, 16777217), EkxFrameState::Malformed},
-      {"3 GiB", ReplyHeader(0, k3GiB), EkxFrameState::Malformed},
-      {"refused", ReplyHeader(3, 0), EkxFrameState::Complete},
-      {"refused for an unknown reason", ReplyHeader(0xFFFFFFFF, 0), EkxFrameState::Complete},
-      {"refused, and with a body", ReplyHeader(1, 1), EkxFrameState::Malformed},
-      {"a request", Magic("KXRQ"), EkxFrameState::Malformed},
-  };
-  for (const auto& test : kCases) EXPECT_EQ(StateOf<SkxReplyFrame>(test.bytes.Bytes()), test.expected) << test.name;
+TEST(IpcFrame, WithinTheLimitsAndBeyond) {
+  ExpectStates<SkxRequestFrame>("channel/requests.txt");
+  ExpectStates<SkxReplyFrame>("channel/replies.txt");
 }
 
 TEST(IpcFrame, WhatTheOtherEndWouldRefuseIsNotWritten) {

@@ -168,44 +168,26 @@ TEST(Text, WhiteSpaceIsTheUnicodeProperty) {
 }
 
 TEST(Text, Trim) {
-  const struct {
-    const char* name;
-    KxWString text, trimmed;
-  } kCases[] = {
-      {"nothing to do", KXW("a b"), KXW("a b")},
-      {"both ends", KXW(" \t a b\r\n"), KXW("a b")},
-      {"only blanks", KXW(" \u3000 "), KXW("")},
-      {"ideographic and no-break space", KXW("\u3000a\u00A0"), KXW("a")},
-      {"a zero-width space is no white space", KXW("\u200Ba"), KXW("\u200Ba")},
-  };
-  for (const auto& c : kCases) EXPECT_EQ(KxText_Trim(c.text).ToString(), c.trimmed) << c.name;
+  KxTest_ForRows<std::string, KxWString, KxWString>(
+      "text/trimmed.txt",
+      [](const auto&, const auto& text, const auto& trimmed) { EXPECT_EQ(KxText_Trim(text).ToString(), trimmed); });
   EXPECT_TRUE(KxText_Trim(CkxTextView()).IsNull());
   EXPECT_FALSE(KxText_Trim(KXW("  ")).IsNull());
 }
 
 TEST(Text, AnyFieldVisitsNonEmptyFieldsUntilOneIsTaken) {
-  const struct {
-    const char* name;
-    KxWString list, stopAt;
-    std::string visited;
-    bool taken;
-  } kCases[] = {
-      {"all", KXW("a,bc,d"), KXW(""), "a|bc|d|", false},
-      {"empty fields are skipped", KXW(",,a,,b,"), KXW(""), "a|b|", false},
-      {"stops", KXW("a,b,c"), KXW("b"), "a|b|", true},
-      {"blanks are kept", KXW("a, b"), KXW("b"), "a| b|", false},
-      {"no fields", KXW(",,"), KXW(""), "", false},
-      {"empty list", KXW(""), KXW(""), "", false},
-  };
-  for (const auto& c : kCases) {
-    std::string visited;
-    const bool taken = KxText_AnyField(c.list, KXW(','), [&](CkxTextView field) {
-      visited += KxText_ToUtf8(field) + "|";
-      return KxText_Equals(field, c.stopAt, true);
-    });
-    EXPECT_EQ(visited, c.visited) << c.name;
-    EXPECT_EQ(taken, c.taken) << c.name;
-  }
+  using Fields = std::vector<std::string>;
+  KxTest_ForRows<std::string, KxWString, KxWString, Fields, bool>(
+      "text/fields.txt", [](const auto&, const auto& list, const auto& stopAt, const auto& expected, bool taken) {
+        Fields visited;
+        EXPECT_EQ(KxText_AnyField(list, KXW(','),
+                                  [&](CkxTextView field) {
+                                    visited.push_back(KxText_ToUtf8(field));
+                                    return KxText_Equals(field, stopAt, true);
+                                  }),
+                  taken);
+        EXPECT_EQ(visited, expected);
+      });
 }
 
 TEST(Utf8, RoundTripsEveryCodePoint) {
@@ -239,28 +221,11 @@ TEST(Utf8, GoldenBytesAndLoneSurrogates) {
 }
 
 TEST(Utf8, RefusesWhatIsNotWellFormed) {
-  const struct {
-    const char* name;
-    std::string bytes;
-  } kCases[] = {
-      {"continuation first", "\x80"},
-      {"overlong slash, two bytes", "\xC0\xAF"},
-      {"overlong, two bytes", "\xC1\xBF"},
-      {"overlong, three bytes", "\xE0\x9F\xBF"},
-      {"overlong, four bytes", "\xF0\x8F\xBF\xBF"},
-      {"first surrogate", "\xED\xA0\x80"},
-      {"last surrogate", "\xED\xBF\xBF"},
-      {"beyond the last code point", "\xF4\x90\x80\x80"},
-      {"lead byte of five", "\xF8\x88\x80\x80\x80"},
-      {"no lead byte", "\xFF"},
-      {"continuation missing", "\xC3("},
-      {"third byte is no continuation", "\xE2\x82("},
-      {"lead byte instead of a continuation", "\xE2\xC3\xA9"},
-  };
-  for (const auto& c : kCases) {
-    EXPECT_EQ(KxText_FromUtf8(c.bytes), std::nullopt) << c.name;
-    EXPECT_EQ(KxText_FromUtf8("ok" + c.bytes), std::nullopt) << c.name;
-  }
+  KxTest_ForRows<std::string, std::vector<unsigned char>>("text/not_utf8.txt", [](const auto&, const auto& bytes) {
+    const std::string text(bytes.begin(), bytes.end());
+    EXPECT_EQ(KxText_FromUtf8(text), std::nullopt);
+    EXPECT_EQ(KxText_FromUtf8("ok" + text), std::nullopt);
+  });
   for (const std::string character : {"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"}) {
     for (size_t kept = 1; kept < character.size(); ++kept) {
       const std::vector<char> exact(character.begin(), character.begin() + static_cast<std::ptrdiff_t>(kept));

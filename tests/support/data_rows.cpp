@@ -2,6 +2,7 @@
 
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <stdexcept>
 
 #include "Common_CPP/util/text.h"
@@ -11,6 +12,21 @@ using nlohmann::json;
 namespace {
 
 [[noreturn]] void Fail(const std::string& at, const std::string& why) { throw std::runtime_error(at + ": " + why); }
+
+/// Throws std::invalid_argument.
+void AppendGroup(const std::string& group, std::vector<unsigned char>& bytes) {
+  const size_t star = group.find('*');
+  const std::string digits = group.substr(0, star);
+  std::vector<unsigned char> once;
+  for (size_t at = 0; at < digits.size(); at += 2) {
+    size_t used = 0;
+    once.push_back(static_cast<unsigned char>(std::stoul(digits.substr(at, 2), &used, 16)));
+    if (used != 2) throw std::invalid_argument(group);
+  }
+  for (size_t left = star == std::string::npos ? 1 : std::stoul(group.substr(star + 1)); left != 0; --left) {
+    bytes.insert(bytes.end(), once.begin(), once.end());
+  }
+}
 
 }  // namespace
 
@@ -45,6 +61,17 @@ void CkxDataRow::Read(size_t index, KxWString& value) const {
   std::string utf8;
   Get(index, utf8);
   value = KxText_FromUtf8(utf8).value();
+}
+
+void CkxDataRow::Read(size_t index, std::vector<unsigned char>& value) const {
+  std::string text;
+  Get(index, text);
+  std::istringstream groups(text);
+  try {
+    for (std::string group; groups >> group;) AppendGroup(group, value);
+  } catch (const std::invalid_argument&) {
+    Fail(_at, "field " + std::to_string(index) + ": no bytes");
+  }
 }
 
 std::vector<CkxDataRow> KxTest_Rows(const std::string& file) {
