@@ -1,75 +1,32 @@
 #include <kx_util/shared_buffer.h>
 
-#include <gtest/gtest.h>
-
 #include "Agent/engine/kx_util/buffer/buffer_reader.h"
-#include "tests/support/record_bytes.h"
+#include "tests/support/data_rows.h"
+#include "tests/support/wipe_capture.h"
 
 namespace {
 
 // The key of the built-in seed is 0xB9: 2654435769 is 0x9E3779B9. So a stored byte is the plain one XOR 0x46.
 constexpr unsigned char kMask = 0x46;
 
-struct StringCase {
-  const char* name;
-  KxBytes bytes;
-  bool read;
-  size_t consumed;
-  uint32_t byteCount;
-  KxWString text;
-};
-
-void RunCases(const std::vector<StringCase>& cases,
-              bool (CkxShBufString::*reader)(const unsigned char*&, unsigned long&)) {
-  for (const StringCase& c : cases) {
-    SCOPED_TRACE(c.name);
-    CkxExactBytes in(c.bytes);
-    CkxShBufString text;
-    EXPECT_EQ((text.*reader)(in.cursor, in.remaining), c.read);
-    EXPECT_EQ(in.Consumed(), c.consumed);
-    EXPECT_EQ(in.remaining, c.bytes.size() - c.consumed);
-    EXPECT_EQ(text.ByteCount(), c.byteCount);
-    EXPECT_EQ(text.View().ToString(), c.text);
-    EXPECT_EQ(text.IsEmpty(), c.text.empty());
-    EXPECT_EQ(text.String() == nullptr, c.byteCount == 0);
-    EXPECT_NE(text.SafeString(), nullptr);
-  }
-}
-
-TEST(ShBufString, ReadsPlainText) {
-  RunCases(
-      {
-          {"nothing there", {}, false, 0, 0, KXW("")},
-          {"half a count", {2, 0, 0}, false, 0, 0, KXW("")},
-          {"absent", {0, 0, 0, 0, 9}, true, 4, 0, KXW("")},
-          {"with its NUL", {4, 0, 0, 0, 'a', 0, 0, 0, 9}, true, 8, 4, KXW("a")},
-          {"without a NUL", {4, 0, 0, 0, 'a', 0, 'b', 0}, true, 8, 4, KXW("ab")},
-          {"ends at its first NUL", {6, 0, 0, 0, 'a', 0, 0, 0, 'b', 0}, true, 10, 6, KXW("a")},
-          {"only a NUL", {2, 0, 0, 0, 0, 0}, true, 6, 2, KXW("")},
-          {"a lone last byte is no unit", {3, 0, 0, 0, 'a', 0, 'b'}, true, 7, 3, KXW("a")},
-          {"one byte too long", {3, 0, 0, 0, 'a', 0}, false, 4, 0, KXW("")},
-          {"far too long", {0xFF, 0xFF, 0xFF, 0xFF, 'a', 0}, false, 4, 0, KXW("")},
-      },
-      &CkxShBufString::FromBuffer);
-}
-
-TEST(ShBufString, ReadsObfuscatedText) {
+TEST(ShBufString, ReadsPlainAndObfuscatedText) {
   ASSERT_EQ(KxUtil_ObfuscationKey(), 0xB9);
-  RunCases(
-      {
-          {"nothing there", {}, false, 0, 0, KXW("")},
-          {"half a count", {0, 0, 0}, false, 0, 0, KXW("")},
-          {"absent", {0, 0, 0, 0, 9}, true, 4, 0, KXW("")},
-          {"with its NUL", {6, 0, 0, 0, 0x07, 0x46, 0x24, 0x46, 0x46, 0x46, 9}, true, 10, 6, KXW("Ab")},
-          {"without a NUL", {4, 0, 0, 0, 0x07, 0x46, 0x24, 0x46}, true, 8, 4, KXW("Ab")},
-          {"an odd last byte is dropped", {3, 0, 0, 0, 0x07, 0x46, 0x24}, true, 7, 3, KXW("A")},
-          // Bytes beyond the end are stored zeros: 0x46 each once they are un-obfuscated.
-          {"one byte beyond the end", {4, 0, 0, 0, 0x07, 0x46, 0x24}, true, 7, 4, {KXW('A'), 0x4662}},
-          {"four bytes beyond the end", {4, 0, 0, 0}, true, 4, 4, {0x4646, 0x4646}},
-          {"five bytes beyond the end", {5, 0, 0, 0}, false, 0, 0, KXW("")},
-          {"far too long", {0xFF, 0xFF, 0xFF, 0xFF, 0x07, 0x46}, false, 0, 0, KXW("")},
-      },
-      &CkxShBufString::FromBufferAndUnObfuscate);
+  KxTest_ForRows<std::string, bool, KxBytes, bool, uint64_t, uint64_t, KxWString>(
+      "records/texts.txt", [](const auto&, bool isObfuscated, const auto& bytes, bool isRead, uint64_t consumed,
+                              uint64_t byteCount, const auto& expected) {
+        CkxExactBytes in(bytes);
+        CkxShBufString text;
+        EXPECT_EQ(isObfuscated ? text.FromBufferAndUnObfuscate(in.cursor, in.remaining)
+                               : text.FromBuffer(in.cursor, in.remaining),
+                  isRead);
+        EXPECT_EQ(in.Consumed(), consumed);
+        EXPECT_EQ(in.remaining, bytes.size() - consumed);
+        EXPECT_EQ(text.ByteCount(), byteCount);
+        EXPECT_EQ(text.View().ToString(), expected);
+        EXPECT_EQ(text.IsEmpty(), expected.empty());
+        EXPECT_EQ(text.String() == nullptr, byteCount == 0);
+        EXPECT_NE(text.SafeString(), nullptr);
+      });
 }
 
 TEST(ShBufString, UnObfuscatesEveryLengthAtEveryAddress) {
@@ -105,14 +62,8 @@ TEST(ShBufString, ANullCursorIsAShortField) {
   EXPECT_EQ(remaining, 100u);
 }
 
-std::vector<KxBytes> wiped;
-void RememberWiped(const unsigned char* bytes, size_t count) { wiped.emplace_back(bytes, bytes + count); }
-
 class ShBufStringWipe : public testing::Test {
  protected:
-  ShBufStringWipe() : _before(KxUtil_SetWipeHook(RememberWiped)) { wiped.clear(); }
-  ~ShBufStringWipe() override { KxUtil_SetWipeHook(_before); }
-
   /// `count` bytes of obfuscated text.
   static CkxShBufString Secret(unsigned char count) {
     KxBytes record{count, 0, 0, 0};
@@ -123,8 +74,8 @@ class ShBufStringWipe : public testing::Test {
     return text;
   }
 
- private:
-  const KxWipeHook _before;
+  const CkxWipeCapture capture;
+  const std::vector<KxBytes>& wiped = capture.left;
 };
 
 TEST_F(ShBufStringWipe, AnEndedStringLeavesZeros) {
@@ -286,35 +237,15 @@ TEST(ShBufList, ALongListIsReleasedWithoutDeepCalls) {
 }
 
 TEST(BufReader, ReadsCountedSids) {
-  const KxBytes administrators{16, 0, 0, 0, 1, 2, 0, 0, 0, 0, 0, 5, 32, 0, 0, 0, 0x20, 2, 0, 0};
-  KxBytes longer = administrators;
-  longer[0] = 100;
-  longer.resize(104, 0xAA);
-  struct {
-    const char* name;
-    KxBytes bytes;
-    bool read;
-    size_t consumed;
-    const char* sid;
-  } const cases[] = {
-      {"half a count", {16, 0, 0}, false, 0, ""},
-      {"a count of 0 is the null SID", {0, 0, 0, 0, 9}, true, 4, "S-1-0-0"},
-      {"administrators", administrators, true, 20, "S-1-5-32-544"},
-      {"bytes after the SID", longer, true, 104, "S-1-5-32-544"},
-      {"three bytes beyond the end", {12, 0, 0, 0, 1, 1, 0, 0, 0, 0, 0, 5, 18}, true, 13, "S-1-5-18"},
-      {"five bytes beyond the end", {12, 0, 0, 0, 1, 1, 0, 0, 0, 0, 0}, false, 0, ""},
-      {"less than its layout says", {8, 0, 0, 0, 1, 1, 0, 0, 0, 0, 0, 5}, true, 12, ""},
-      {"no SID at all", {2, 0, 0, 0, 0xFF, 0xFF}, true, 6, ""},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    CkxExactBytes in(c.bytes);
-    CkxSid sid;
-    EXPECT_EQ(CkxBufReader(in.cursor, in.remaining).Sid(sid), c.read);
-    EXPECT_EQ(in.Consumed(), c.consumed);
-    EXPECT_EQ(in.remaining, c.bytes.size() - c.consumed);
-    EXPECT_EQ(sid.ToUtf8(), c.sid);
-  }
+  KxTest_ForRows<std::string, KxBytes, bool, uint64_t, std::string>(
+      "records/sids.txt", [](const auto&, const auto& bytes, bool isRead, uint64_t consumed, const auto& expected) {
+        CkxExactBytes in(bytes);
+        CkxSid sid;
+        EXPECT_EQ(CkxBufReader(in.cursor, in.remaining).Sid(sid), isRead);
+        EXPECT_EQ(in.Consumed(), consumed);
+        EXPECT_EQ(in.remaining, bytes.size() - consumed);
+        EXPECT_EQ(sid.ToUtf8(), expected);
+      });
 }
 
 }  // namespace

@@ -1,10 +1,10 @@
 // Where files lie, beside what tests/data/match/locations.txt says.
 #include <gmock/gmock.h>
 #include <kx_util/kx_util.h>
-#include <kx_util/shared_buffer.h>
 
 #include "tests/support/recorded_facts.h"
 #include "tests/support/trace_capture.h"
+#include "tests/support/wipe_capture.h"
 
 namespace {
 
@@ -60,14 +60,10 @@ TEST_F(Location, TheMachineIsAskedOnceHoweverLongTheListIs) {
   EXPECT_EQ(machine.questions, 1u);
 }
 
-size_t wipedBytes = 0;
-void CountWiped(const unsigned char*, size_t count) { wipedBytes += count; }
-
 TEST_F(Location, APatternThatIsWrittenAnewIsWiped) {
-  const KxWipeHook before = KxUtil_SetWipeHook(CountWiped);
+  const CkxWipeCapture wiped;
   EXPECT_TRUE(Matches(KXW("D:\\setup\\a.exe"), KXW("CDROM"), KXW("CDROM:\\setup")));
-  KxUtil_SetWipeHook(before);
-  EXPECT_EQ(wipedBytes, KxWStringView(KXW("D:\\setup")).size() * sizeof(WCHAR));
+  EXPECT_THAT(wiped.left, ElementsAre(KxBytes(2 * KxWStringView(KXW("D:\\setup")).size())));
 }
 
 TEST_F(Location, MissingArgumentsAndWildcardsAreTraced) {

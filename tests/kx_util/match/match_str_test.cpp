@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 #include <kx_util/kx_util.h>
-#include <kx_util/shared_buffer.h>
 
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
+#include "tests/support/wipe_capture.h"
 
 namespace {
 
@@ -31,19 +31,15 @@ TEST(MatchStr, LongTextsAreSpentFromWhatTheEvaluationMayCost) {
   KxUtil_SetWorkLimit(before);
 }
 
-size_t wipedBytes = 0;
-bool allWereWiped = true;
-void CountWiped(const unsigned char* bytes, size_t count) {
-  wipedBytes += count;
-  allWereWiped = allWereWiped && std::all_of(bytes, bytes + count, [](unsigned char byte) { return byte == 0; });
-}
-
 TEST(MatchStr, WipesWhatAnExpressionWasCompiledTo) {
-  const KxWipeHook before = KxUtil_SetWipeHook(CountWiped);
+  const CkxWipeCapture wiped;
   EXPECT_TRUE(KxUtil_MatchStr(KXW("secret[0-9]+"), KXW("secret1"), false, StrRegExp));
-  KxUtil_SetWipeHook(before);
-  EXPECT_TRUE(allWereWiped);
-  EXPECT_GT(wipedBytes, 2 * 7 * sizeof(WCHAR)) << "each unit, as parsed and as compiled";
+  size_t count = 0;
+  for (const KxBytes& bytes : wiped.left) {
+    EXPECT_EQ(bytes, KxBytes(bytes.size()));
+    count += bytes.size();
+  }
+  EXPECT_GT(count, 2 * 7 * sizeof(WCHAR)) << "each unit, as parsed and as compiled";
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/util/text.h"
 #include "tests/kx_util/target/pe_image.h"
+#include "tests/support/data_rows.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/trace_capture.h"
 
@@ -154,30 +155,10 @@ TEST(TargetInfoFile, TheSystemPseudoFileIsNoFile) {
 }
 
 TEST(TargetInfoFile, TypesFollowTheExtension) {
-  struct {
-    unsigned type;
-    std::vector<const WCHAR*> paths;
-  } const cases[] = {
-      {3,
-       {KXW("C:\\a\\b.exe"), KXW("b.COM"), KXW("\\\\server\\share\\x.eXe"), KXW("/opt/x.exe"), KXW(".exe"),
-        KXW("a.dll.exe")}},
-      {21,
-       {KXW("a.acm"), KXW("a.ax"), KXW("a.cpl"), KXW("a.dll"), KXW("a.efi"), KXW("a.fon"), KXW("a.fot"), KXW("a.icl"),
-        KXW("a.ime"), KXW("a.mui"), KXW("a.ocx"), KXW("a.shs"), KXW("a.VBX")}},
-      {5, {KXW("a.msi"), KXW("a.MSP")}},
-      {6, {KXW("a.msu")}},
-      {4,
-       {KXW("a.bat"), KXW("a.cmd"), KXW("a.hta"), KXW("a.js"), KXW("a.jse"), KXW("a.ps1"), KXW("a.psm1"), KXW("a.vbe"),
-        KXW("a.vbs"), KXW("a.wsf"), KXW("a.WSH")}},
-      {0,
-       {nullptr, KXW(""), KXW("System"), KXW("C:\\a.exe\\b"), KXW("a.exe2"), KXW("a.ex"), KXW("exe"), KXW("a."),
-        KXW("a.txt"), KXW("a.psd1")}},
-  };
-  for (const auto& c : cases) {
-    for (const WCHAR* path : c.paths) {
-      EXPECT_EQ(static_cast<unsigned>(CkxTargetInfoFile::TypeOfPath(path)), c.type) << Utf8(path);
-    }
-  }
+  KxTest_ForRows<KxWString, uint64_t>("path/types.txt", [](const auto& path, uint64_t type) {
+    EXPECT_EQ(static_cast<uint64_t>(CkxTargetInfoFile::TypeOfPath(path.c_str())), type);
+  });
+  EXPECT_EQ(CkxTargetInfoFile::TypeOfPath(nullptr), EkxPolicyTarget{});
   SkxFileFacts facts;
   facts.path = KXW("C:\\a.exe");
   facts.targetType = 17;

@@ -6,6 +6,7 @@
 #include <kx_util/target_info_kinds.h>
 #include <kx_util/target_info_process.h>
 
+#include "tests/support/data_rows.h"
 #include "tests/support/recorded_facts.h"
 #include "tests/support/trace_capture.h"
 
@@ -56,17 +57,11 @@ TEST(TargetInfoCache, KeepsTheLastValueOfAnExactKey) {
   probe._RemoveFromCache(KXW("Key"));
   probe._RemoveFromCache(KXW("never there"));
   EXPECT_EQ(probe._GetFromCache(KXW("Key")), nullptr) << "one entry a key";
-  EXPECT_EQ(Utf8(probe._GetFromCache(KXW("KEY"))), "other");
-}
 
-TEST(TargetInfoCache, TextsStayWhereTheyAre) {
-  const Probe probe;
-  probe._SaveToCache(KXW("0"), KXW("short"));
-  const WCHAR* const first = probe._GetFromCache(KXW("0"));
-  for (int i = 1; i < 100; ++i)
-    probe._SaveToCache(CkxUtilStr(KxWString(static_cast<size_t>(i), KXW('k'))).String(), KXW("x"));
-  EXPECT_EQ(probe._GetFromCache(KXW("0")), first);
-  EXPECT_EQ(Utf8(first), "short");
+  const WCHAR* const kept = probe._GetFromCache(KXW("KEY"));
+  for (size_t i = 1; i < 100; ++i) probe._SaveToCache(KxWString(i, KXW('k')).c_str(), KXW("x"));
+  EXPECT_EQ(probe._GetFromCache(KXW("KEY")), kept) << "texts stay where they are";
+  EXPECT_EQ(Utf8(kept), "other");
 }
 
 TEST(TargetInfoCache, WhatIsKnownIsNeverComputedAgain) {
@@ -88,15 +83,11 @@ TEST(TargetInfoCache, WhatIsKnownIsNeverComputedAgain) {
 
 TEST(TargetInfo, HoldsWhatItIsGiven) {
   Probe probe(KXW(""), true);
-  EXPECT_EQ(probe.UserToken(), &probe);
-  EXPECT_TRUE(probe.ConstructionFlag());
-  EXPECT_FALSE(probe.OnDemandElevationRequested());
+  EXPECT_TRUE(probe.UserToken() == &probe && probe.ConstructionFlag() && !probe.OnDemandElevationRequested());
   EXPECT_FALSE(probe.IsLocalCopySource());
   probe.SetLocalCopySource(true);
   EXPECT_TRUE(probe.IsLocalCopySource());
-  EXPECT_FALSE(probe.OnDemandElevationRequested());
 
-  EXPECT_EQ(probe.GetDescriptionBase(), nullptr);
   KxWString own = KXW("base");
   probe.SetDescriptionBase(own.c_str());
   own = KXW("gone");
@@ -207,26 +198,14 @@ TEST(TargetInfo, MappedPathsBecomeUnc) {
   CkxRecordedMachine machine;
   machine.shares[KXW('H')] = KXW("\\\\server\\share");
   const CkxMachineFactsScope scope(machine);
-  struct {
-    const WCHAR* path;
-    const char* unc;
-  } const cases[] = {
-      {nullptr, "<null>"},
-      {KXW(""), ""},
-      {KXW("H:\\dir\\x.exe"), "\\\\server\\share\\dir\\x.exe"},
-      {KXW("h:/x.exe"), "\\\\server\\share/x.exe"},
-      {KXW("H:"), "\\\\server\\share"},
-      {KXW("H:x.exe"), "H:x.exe"},
-      {KXW("C:\\dir\\x.exe"), "C:\\dir\\x.exe"},
-      {KXW("\\\\other\\share\\x"), "\\\\other\\share\\x"},
-  };
-  for (const auto& c : cases) {
-    const WCHAR* unc = CkxTargetInfo::_MappedPathToUncStrDup(nullptr, c.path);
-    EXPECT_EQ(Utf8(unc), c.unc);
-    EXPECT_TRUE(unc == nullptr || unc != c.path);
+  KxTest_ForRows<KxWString, std::string>("path/mapped.txt", [](const auto& path, const auto& expected) {
+    const WCHAR* unc = CkxTargetInfo::_MappedPathToUncStrDup(nullptr, path.c_str());
+    EXPECT_EQ(Utf8(unc), expected);
+    EXPECT_NE(unc, path.c_str());
     CkxTargetInfo::_Free(unc);
     EXPECT_EQ(unc, nullptr);
-  }
+  });
+  EXPECT_EQ(CkxTargetInfo::_MappedPathToUncStrDup(nullptr, nullptr), nullptr);
 }
 
 TEST(TargetInfo, AProcessIsAnExecutableUnderAnyName) {

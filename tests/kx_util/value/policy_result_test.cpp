@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <initializer_list>
 #include <vector>
 
 #include "Common_CPP/util/text.h"
@@ -18,10 +17,13 @@ struct At {
   Bytes bytes;
 };
 
-Bytes Golden(size_t size, std::initializer_list<At> fields) {
+using Fields = std::vector<At>;
+
+Bytes Golden(size_t size, const Fields& fields) {
   Bytes bytes(size);
-  for (const At& field : fields)
+  for (const At& field : fields) {
     std::copy(field.bytes.begin(), field.bytes.end(), bytes.begin() + static_cast<std::ptrdiff_t>(field.offset));
+  }
   return bytes;
 }
 
@@ -44,7 +46,7 @@ constexpr GUID kTarget = {0x03020100, 0x0504, 0x0706, {8, 9, 10, 11, 12, 13, 14,
 const Bytes kTargetBytes = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
 
 /// The first 315 bytes of a record, every field of which differs.
-const std::initializer_list<At> kCommon = {
+const Fields kCommon = {
     {0, {1, 2, 3, 4}},                               // PolicyId
     {4, {3, 0, 0, 0}},                               // PolicyAction
     {8, {0xFE, 0xFF, 0xFF, 0xFF}},                   // OriginalPolicyAction
@@ -59,11 +61,10 @@ const std::initializer_list<At> kCommon = {
     {314, {1}},                                      // Inheritable
 };
 
-Bytes CommonAnd(size_t size, std::initializer_list<At> rest) {
-  Bytes bytes = Golden(size, kCommon);
-  for (const At& field : rest)
-    std::copy(field.bytes.begin(), field.bytes.end(), bytes.begin() + static_cast<std::ptrdiff_t>(field.offset));
-  return bytes;
+Bytes CommonAnd(size_t size, const Fields& rest) {
+  Fields all = kCommon;
+  all.insert(all.end(), rest.begin(), rest.end());
+  return Golden(size, all);
 }
 
 TEST(PolicyResult, FieldsLieWhereTheFormatHasThem) {
