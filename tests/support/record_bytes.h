@@ -43,12 +43,24 @@ class CkxRecordBytes {
   /// The same, each byte complemented and XOR-ed with 0xB9, the low byte of 2654435769 = 0x9E3779B9: XOR 0x46 in all.
   CkxRecordBytes& Obfuscated(std::u16string_view text) { return U32(Count(text)).Units(text, 0x46); }
 
+  /// Neither counted nor in a record: its units and the terminator.
+  CkxRecordBytes& Plain(std::u16string_view text) { return Units(text, 0); }
+
   /// A text, blob or SID that is not there.
   CkxRecordBytes& Absent() { return U32(0); }
 
   /// A SID of the NT authority: S-1-5-a, or S-1-5-a-b.
   CkxRecordBytes& Sid(uint32_t a) { return U32(12).U8(1).U8(1).NtAuthority().U32(a); }
   CkxRecordBytes& Sid(uint32_t a, uint32_t b) { return U32(16).U8(1).U8(2).NtAuthority().U32(a).U32(b); }
+
+  CkxRecordBytes& PadTo(size_t size) { return Zeros(size > Size() ? size - Size() : 0); }
+  CkxRecordBytes& Align(size_t unit) { return PadTo((Size() + unit - 1) / unit * unit); }
+  CkxRecordBytes& SetU16(size_t at, size_t value) {
+    _bytes[at] = static_cast<unsigned char>(value);
+    _bytes[at + 1] = static_cast<unsigned char>(value >> 8);
+    return *this;
+  }
+  size_t Size() const { return _bytes.size(); }
 
   /// The size of the whole record, once it is known.
   CkxRecordBytes& SizeHere() {

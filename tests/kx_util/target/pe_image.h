@@ -1,89 +1,45 @@
 // Makes the smallest program files that have a version resource, for tests. What is put down reads like the layout.
 #pragma once
 
-#include <algorithm>
-#include <cstdint>
-#include <string_view>
-#include <vector>
-
-#include "Common_CPP/util/base.h"
-
-/// Little-endian bytes, one after the other.
-class CkxTestBytes {
- public:
-  CkxTestBytes& U16(uint32_t value) { return Number(value, 2); }
-  CkxTestBytes& U32(uint32_t value) { return Number(value, 4); }
-  CkxTestBytes& Raw(std::string_view text) {
-    bytes.insert(bytes.end(), text.begin(), text.end());
-    return *this;
-  }
-  CkxTestBytes& Text(KxWStringView text) {
-    for (const WCHAR unit : text) U16(unit);
-    return U16(0);
-  }
-  CkxTestBytes& Append(const CkxTestBytes& other) {
-    bytes.insert(bytes.end(), other.bytes.begin(), other.bytes.end());
-    return *this;
-  }
-  CkxTestBytes& PadTo(size_t size) {
-    bytes.resize(std::max(size, bytes.size()));
-    return *this;
-  }
-  CkxTestBytes& Align() { return PadTo((bytes.size() + 3) / 4 * 4); }
-  void Set16(size_t at, size_t value) {
-    bytes[at] = static_cast<unsigned char>(value);
-    bytes[at + 1] = static_cast<unsigned char>(value >> 8);
-  }
-  size_t Size() const { return bytes.size(); }
-
-  std::vector<unsigned char> bytes;
-
- private:
-  CkxTestBytes& Number(uint32_t value, int size) {
-    for (int i = 0; i < size; ++i) bytes.push_back(static_cast<unsigned char>(value >> 8 * i));
-    return *this;
-  }
-};
+#include "tests/support/record_bytes.h"
 
 enum class EkxTestNode : uint16_t { Binary = 0, Text = 1 };
 
-inline CkxTestBytes KxTest_VersionNode(KxWStringView key, EkxTestNode type, const CkxTestBytes& value,
-                                       const std::vector<CkxTestBytes>& children = {}) {
-  CkxTestBytes node;
-  node.U16(0);  // length, below
-  node.U16(static_cast<uint32_t>(type == EkxTestNode::Text ? value.Size() / 2 : value.Size()));
-  node.U16(static_cast<uint32_t>(type)).Text(key).Align().Append(value);
-  for (const CkxTestBytes& child : children) node.Align().Append(child);
-  node.Set16(0, node.Size());
-  return node;
+/// Key, padding, the value, and each child at the next multiple of four bytes.
+inline CkxRecordBytes KxTest_VersionNode(std::u16string_view key, EkxTestNode type, const CkxRecordBytes& value,
+                                         const std::vector<CkxRecordBytes>& children = {}) {
+  const size_t valueSize = type == EkxTestNode::Text ? value.Size() / 2 : value.Size();
+  CkxRecordBytes node;
+  node.U16(0).U16(static_cast<unsigned>(valueSize)).U16(static_cast<unsigned>(type)).Plain(key).Align(4).Append(value);
+  for (const CkxRecordBytes& child : children) node.Align(4).Append(child);
+  return node.SetU16(0, node.Size());
 }
 
-inline CkxTestBytes KxTest_VersionText(KxWStringView name, KxWStringView text) {
-  return KxTest_VersionNode(name, EkxTestNode::Text, CkxTestBytes().Text(text));
+inline CkxRecordBytes KxTest_VersionText(std::u16string_view name, std::u16string_view text) {
+  return KxTest_VersionNode(name, EkxTestNode::Text, CkxRecordBytes().Plain(text));
 }
 
-inline CkxTestBytes KxTest_VersionTable(KxWStringView name, const std::vector<CkxTestBytes>& texts) {
+inline CkxRecordBytes KxTest_VersionTable(std::u16string_view name, const std::vector<CkxRecordBytes>& texts) {
   return KxTest_VersionNode(name, EkxTestNode::Text, {}, texts);
 }
 
-inline CkxTestBytes KxTest_Version(uint32_t fileMs, uint32_t fileLs, uint32_t productMs, uint32_t productLs,
-                                   const std::vector<CkxTestBytes>& children) {
-  CkxTestBytes fixed;
+inline CkxRecordBytes KxTest_Version(uint32_t fileMs, uint32_t fileLs, uint32_t productMs, uint32_t productLs,
+                                     const std::vector<CkxRecordBytes>& children) {
+  CkxRecordBytes fixed;
   fixed.U32(0xFEEF04BD).U32(0x10000).U32(fileMs).U32(fileLs).U32(productMs).U32(productLs).PadTo(52);
-  return KxTest_VersionNode(KXW("VS_VERSION_INFO"), EkxTestNode::Binary, fixed, children);
+  return KxTest_VersionNode(u"VS_VERSION_INFO", EkxTestNode::Binary, fixed, children);
 }
 
 /// Version 1.2.3.4 of a product 5.6.7.8, with a table of texts.
-inline CkxTestBytes KxTest_UsualVersion() {
-  const CkxTestBytes table =
-      KxTest_VersionTable(KXW("040904B0"), {KxTest_VersionText(KXW("CompanyName"), KXW("Vendor Inc.")),
-                                            KxTest_VersionText(KXW("FileDescription"), KXW("Tool")),
-                                            KxTest_VersionText(KXW("ProductVersion"), KXW("5.6 beta"))});
-  const CkxTestBytes translation =
-      KxTest_VersionNode(KXW("Translation"), EkxTestNode::Binary, CkxTestBytes().U16(0x409).U16(0x4B0));
+inline CkxRecordBytes KxTest_UsualVersion() {
+  const CkxRecordBytes table = KxTest_VersionTable(
+      u"040904B0", {KxTest_VersionText(u"CompanyName", u"Vendor Inc."), KxTest_VersionText(u"FileDescription", u"Tool"),
+                    KxTest_VersionText(u"ProductVersion", u"5.6 beta")});
+  const CkxRecordBytes translation =
+      KxTest_VersionNode(u"Translation", EkxTestNode::Binary, CkxRecordBytes().U16(0x409).U16(0x4B0));
   return KxTest_Version(0x00010002, 0x00030004, 0x00050006, 0x00070008,
-                        {KxTest_VersionNode(KXW("StringFileInfo"), EkxTestNode::Text, {}, {table}),
-                         KxTest_VersionNode(KXW("VarFileInfo"), EkxTestNode::Text, {}, {translation})});
+                        {KxTest_VersionNode(u"StringFileInfo", EkxTestNode::Text, {}, {table}),
+                         KxTest_VersionNode(u"VarFileInfo", EkxTestNode::Text, {}, {translation})});
 }
 
 /// Where the parts of such a file begin.
@@ -100,22 +56,19 @@ constexpr SkxTestPeLayout kTestPe32Plus = {SkxTestPeLayout::kOptionalHeader + 11
                                            SkxTestPeLayout::kOptionalHeader + 240};
 
 /// A file of headers and one section of resources; its last byte is the last of the version resource.
-inline CkxTestBytes KxTest_PeImage(const SkxTestPeLayout& layout, const CkxTestBytes& version) {
+inline CkxRecordBytes KxTest_PeImage(const SkxTestPeLayout& layout, const CkxRecordBytes& version) {
   constexpr uint32_t kAddress = 0x1000;
   const bool plus = layout.directories == kTestPe32Plus.directories;
   const auto size = static_cast<uint32_t>(version.Size());
-  CkxTestBytes file;
-  file.Raw("MZ").PadTo(60).U32(SkxTestPeLayout::kNtHeaders);
-  file.Raw(std::string_view("PE\0\0", 4)).U16(plus ? 0x8664 : 0x14C).U16(1).U32(0).U32(0).U32(0);
-  file.U16(static_cast<uint32_t>(layout.sectionHeader - SkxTestPeLayout::kOptionalHeader)).U16(0x22);
+  CkxRecordBytes file;
+  file.U8('M').U8('Z').PadTo(60).U32(SkxTestPeLayout::kNtHeaders);
+  file.U32(0x4550).U16(plus ? 0x8664 : 0x14C).U16(1).U32(0).U32(0).U32(0);  // "PE"
+  file.U16(static_cast<unsigned>(layout.sectionHeader - SkxTestPeLayout::kOptionalHeader)).U16(0x22);
   file.U16(plus ? 0x20B : 0x10B).PadTo(layout.directories - 4).U32(16);
   file.U32(0).U32(0).U32(0).U32(0).U32(kAddress).U32(0x58 + size).PadTo(layout.sectionHeader);
-  file.Raw(".rsrc").PadTo(layout.sectionHeader + 8);
-  file.U32(0x58 + size)
-      .U32(kAddress)
-      .U32(0x58 + size)
-      .U32(SkxTestPeLayout::kResources)
-      .PadTo(SkxTestPeLayout::kResources);
+  file.U32(0x7273722E).U8('c').PadTo(layout.sectionHeader + 8);  // ".rsrc"
+  file.U32(0x58 + size).U32(kAddress).U32(0x58 + size).U32(SkxTestPeLayout::kResources);
+  file.PadTo(SkxTestPeLayout::kResources);
 
   const auto directory = [&file](uint32_t id, uint32_t entry) {
     file.U32(0).U32(0).U32(0).U16(0).U16(1).U32(id).U32(entry);

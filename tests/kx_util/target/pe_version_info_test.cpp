@@ -13,7 +13,7 @@ namespace {
 
 class MemorySource : public IkxByteSource {
  public:
-  explicit MemorySource(std::span<const unsigned char> bytes) : _bytes(bytes) {}
+  explicit MemorySource(KxBytes bytes) : _bytes(std::move(bytes)) {}  // so that a sanitizer sees a read beyond them
   std::optional<size_t> ReadAt(uint64_t offset, std::span<unsigned char> bytes) const override {
     if (offset >= _bytes.size()) return 0;
     const size_t count = std::min<size_t>(bytes.size(), _bytes.size() - offset);
@@ -24,11 +24,11 @@ class MemorySource : public IkxByteSource {
   mutable size_t bytesRead = 0;
 
  private:
-  const std::span<const unsigned char> _bytes;
+  const KxBytes _bytes;
 };
 
-std::optional<SkxPeVersionInfo> Read(const CkxTestBytes& file) {
-  return KxPe_ReadVersionInfo(MemorySource(file.bytes));
+std::optional<SkxPeVersionInfo> Read(const CkxRecordBytes& file) {
+  return KxPe_ReadVersionInfo(MemorySource(file.Bytes()));
 }
 
 /// "" when there is none.
@@ -52,41 +52,41 @@ TEST(PeVersionInfo, ReadsBothFormats) {
 }
 
 TEST(PeVersionInfo, ReadsTreesOfOtherShapes) {
-  const auto text = [](const WCHAR* value) { return KxTest_VersionText(KXW("Name"), value); };
-  const auto tables = [](const std::vector<CkxTestBytes>& list) {
-    return KxTest_VersionNode(KXW("StringFileInfo"), EkxTestNode::Text, {}, list);
+  const auto text = [](std::u16string_view value) { return KxTest_VersionText(u"Name", value); };
+  const auto tables = [](const std::vector<CkxRecordBytes>& list) {
+    return KxTest_VersionNode(u"StringFileInfo", EkxTestNode::Text, {}, list);
   };
-  const auto translation = [](const CkxTestBytes& pairs) {
-    return KxTest_VersionNode(KXW("VarFileInfo"), EkxTestNode::Text, {},
-                              {KxTest_VersionNode(KXW("Translation"), EkxTestNode::Binary, pairs)});
+  const auto translation = [](const CkxRecordBytes& pairs) {
+    return KxTest_VersionNode(u"VarFileInfo", EkxTestNode::Text, {},
+                              {KxTest_VersionNode(u"Translation", EkxTestNode::Binary, pairs)});
   };
-  const std::vector<CkxTestBytes> twoTables = {KxTest_VersionTable(KXW("040904b0"), {text(KXW("English"))}),
-                                               KxTest_VersionTable(KXW("040704e4"), {text(KXW("Deutsch"))})};
-  CkxTestBytes lengthInBytes = text(KXW("whole text"));
-  lengthInBytes.Set16(2, 22);
-  CkxTestBytes noTerminator = KxTest_VersionNode(KXW("Name"), EkxTestNode::Text, CkxTestBytes().U16('a').U16('b'));
+  const std::vector<CkxRecordBytes> twoTables = {KxTest_VersionTable(u"040904b0", {text(u"English")}),
+                                                 KxTest_VersionTable(u"040704e4", {text(u"Deutsch")})};
+  CkxRecordBytes lengthInBytes = text(u"whole text");
+  lengthInBytes.SetU16(2, 22);
+  CkxRecordBytes noTerminator = KxTest_VersionNode(u"Name", EkxTestNode::Text, CkxRecordBytes().U16('a').U16('b'));
 
   struct {
     const char* name;
-    std::vector<CkxTestBytes> children;
+    std::vector<CkxRecordBytes> children;
     const char* expected;
   } const cases[] = {
       {"no texts", {}, ""},
       {"the first table", {tables(twoTables)}, "English"},
       {"the table of the translation",
-       {tables(twoTables), translation(CkxTestBytes().U16(0x407).U16(0x4E4))},
+       {tables(twoTables), translation(CkxRecordBytes().U16(0x407).U16(0x4E4))},
        "Deutsch"},
       {"translation before the tables",
-       {translation(CkxTestBytes().U16(0x407).U16(0x4E4)), tables(twoTables)},
+       {translation(CkxRecordBytes().U16(0x407).U16(0x4E4)), tables(twoTables)},
        "Deutsch"},
       {"a translation without a table",
-       {tables(twoTables), translation(CkxTestBytes().U16(0x40C).U16(0x4E4))},
+       {tables(twoTables), translation(CkxRecordBytes().U16(0x40C).U16(0x4E4))},
        "English"},
-      {"half a translation", {tables(twoTables), translation(CkxTestBytes().U16(0x407))}, "English"},
-      {"the first of two texts", {tables({KxTest_VersionTable(KXW("0"), {text(KXW("a")), text(KXW("b"))})})}, "a"},
-      {"a length in bytes", {tables({KxTest_VersionTable(KXW("0"), {lengthInBytes})})}, "whole text"},
-      {"a text without its NUL", {tables({KxTest_VersionTable(KXW("0"), {noTerminator})})}, "ab"},
-      {"an empty text", {tables({KxTest_VersionTable(KXW("0"), {text(KXW(""))})})}, ""},
+      {"half a translation", {tables(twoTables), translation(CkxRecordBytes().U16(0x407))}, "English"},
+      {"the first of two texts", {tables({KxTest_VersionTable(u"0", {text(u"a"), text(u"b")})})}, "a"},
+      {"a length in bytes", {tables({KxTest_VersionTable(u"0", {lengthInBytes})})}, "whole text"},
+      {"a text without its NUL", {tables({KxTest_VersionTable(u"0", {noTerminator})})}, "ab"},
+      {"an empty text", {tables({KxTest_VersionTable(u"0", {text(u"")})})}, ""},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -98,11 +98,11 @@ TEST(PeVersionInfo, ReadsTreesOfOtherShapes) {
 }
 
 TEST(PeVersionInfo, WithoutAFixedBlockThereIsNoVersion) {
-  CkxTestBytes wrongSignature = KxTest_UsualVersion();
-  wrongSignature.bytes[40] ^= 1;  // 6 bytes of header, 32 of key, 2 of padding
-  const CkxTestBytes tooShort =
-      KxTest_VersionNode(KXW("VS_VERSION_INFO"), EkxTestNode::Binary, CkxTestBytes().U32(0xFEEF04BD).PadTo(51));
-  for (const CkxTestBytes& version : {wrongSignature, tooShort}) {
+  CkxRecordBytes wrongSignature = KxTest_UsualVersion();
+  wrongSignature.SetU16(40, 0x04BC);  // 6 bytes of header, 32 of key, 2 of padding
+  const CkxRecordBytes tooShort =
+      KxTest_VersionNode(u"VS_VERSION_INFO", EkxTestNode::Binary, CkxRecordBytes().U32(0xFEEF04BD).PadTo(51));
+  for (const CkxRecordBytes& version : {wrongSignature, tooShort}) {
     const auto info = Read(KxTest_PeImage(kTestPe32, version));
     ASSERT_TRUE(info);
     EXPECT_TRUE(info->fileVersion.IsEmpty());
@@ -145,35 +145,31 @@ TEST(PeVersionInfo, RefusesFilesWithABrokenWayToTheResource) {
       {"a tree longer than the resource", SkxTestPeLayout::kVersion, 0xFFFF},
   };
   for (const auto& c : cases) {
-    CkxTestBytes file = KxTest_PeImage(kTestPe32Plus, KxTest_UsualVersion());
-    const CkxTestBytes value = CkxTestBytes().U32(c.value);
-    std::copy(value.bytes.begin(), value.bytes.end(), file.bytes.begin() + static_cast<std::ptrdiff_t>(c.at));
-    EXPECT_FALSE(Read(file)) << c.name;
+    CkxRecordBytes file = KxTest_PeImage(kTestPe32Plus, KxTest_UsualVersion());
+    EXPECT_FALSE(Read(file.SetU16(c.at, c.value).SetU16(c.at + 2, c.value >> 16))) << c.name;
   }
 }
 
 TEST(PeVersionInfo, EveryCutIsRefused) {
   for (const SkxTestPeLayout& layout : {kTestPe32, kTestPe32Plus}) {
-    const CkxTestBytes file = KxTest_PeImage(layout, KxTest_UsualVersion());
-    for (size_t size = 0; size < file.Size(); ++size) {
-      // A vector of its own, so that a sanitizer sees a read beyond it.
-      const std::vector<unsigned char> cut(file.bytes.begin(), file.bytes.begin() + static_cast<std::ptrdiff_t>(size));
-      ASSERT_FALSE(KxPe_ReadVersionInfo(MemorySource(cut))) << size;
+    const KxBytes file = KxTest_PeImage(layout, KxTest_UsualVersion()).Bytes();
+    for (size_t size = 0; size <= file.size(); ++size) {
+      const KxBytes cut(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(size));
+      ASSERT_EQ(KxPe_ReadVersionInfo(MemorySource(cut)).has_value(), size == file.size()) << size;
     }
-    EXPECT_TRUE(Read(file));
   }
 }
 
 TEST(PeVersionInfo, NoByteLeadsAstray) {
-  const CkxTestBytes whole = KxTest_PeImage(kTestPe32, KxTest_UsualVersion());
+  const KxBytes whole = KxTest_PeImage(kTestPe32, KxTest_UsualVersion()).Bytes();
   size_t refused = 0;
-  for (size_t at = 0; at < whole.Size(); ++at) {
+  for (size_t at = 0; at < whole.size(); ++at) {
     for (const int change : {0x01, 0x02, 0x10, 0x80, 0xFF}) {
-      CkxTestBytes file = whole;
-      file.bytes[at] ^= static_cast<unsigned char>(change);
-      const MemorySource source(file.bytes);
+      KxBytes file = whole;
+      file[at] ^= static_cast<unsigned char>(change);
+      const MemorySource source(file);
       const auto info = KxPe_ReadVersionInfo(source);
-      ASSERT_LE(source.bytesRead, 2 * file.Size()) << at;  // nothing is read over and over
+      ASSERT_LE(source.bytesRead, 2 * file.size()) << at;  // nothing is read over and over
       if (!info) ++refused;
       if (!info || at < SkxTestPeLayout::kVersion) continue;
       // Whatever broke inside of the tree: a text is not found, cut short, or what it was but for the changed unit.
@@ -190,12 +186,12 @@ TEST(PeVersionInfo, NoByteLeadsAstray) {
 }
 
 TEST(PeVersionInfo, ALoadOfEntriesAndSectionsIsReadUpToTheLimits) {
-  CkxTestBytes file = KxTest_PeImage(kTestPe32, KxTest_UsualVersion());
-  file.Set16(SkxTestPeLayout::kNtHeaders + 6, 0xFFFF);   // sections
-  file.Set16(SkxTestPeLayout::kResources + 12, 0xFFFF);  // named types
-  file.Set16(SkxTestPeLayout::kResources + 14, 0xFFFF);  // numbered types
+  CkxRecordBytes file = KxTest_PeImage(kTestPe32, KxTest_UsualVersion());
+  file.SetU16(SkxTestPeLayout::kNtHeaders + 6, 0xFFFF);   // sections
+  file.SetU16(SkxTestPeLayout::kResources + 12, 0xFFFF);  // named types
+  file.SetU16(SkxTestPeLayout::kResources + 14, 0xFFFF);  // numbered types
   file.PadTo(8 * 1024 * 1024);
-  const MemorySource source(file.bytes);
+  const MemorySource source(file.Bytes());
   EXPECT_FALSE(KxPe_ReadVersionInfo(source));
   EXPECT_LT(source.bytesRead, 64u * 1024);
 }

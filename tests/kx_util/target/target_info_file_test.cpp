@@ -257,9 +257,9 @@ TEST(TargetInfoFile, WhatWasMissingStaysMissing) {
 }
 
 TEST(TargetInfoFile, ALiveProgramTellsItsVersion) {
-  const CkxTestBytes image = KxTest_PeImage(kTestPe32Plus, KxTest_UsualVersion());
+  const KxBytes image = KxTest_PeImage(kTestPe32Plus, KxTest_UsualVersion()).Bytes();
   const CkxTempFolder folder;
-  const KxWString path = folder.Write("tool.exe", std::string(image.bytes.begin(), image.bytes.end()));
+  const KxWString path = folder.Write("tool.exe", std::string(image.begin(), image.end()));
   const CkxTargetInfoFile file(path.c_str(), nullptr);
   EXPECT_TRUE(file.GetVersion().IsEqual(1, 2, 3, 4));
   EXPECT_EQ(Utf8(file.GetVersionStr()), "1.2.3.4");
