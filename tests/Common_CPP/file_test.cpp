@@ -115,9 +115,8 @@ TEST(File, ReadAllKeepsToItsLimit) {
     uint64_t limit;
     bool read;
   } kCases[] = {
-      {"below", "12345", 6, true},          {"exactly", "12345", 5, true},
-      {"one too many", "12345", 4, false},  {"empty file", "", 0, true},
-      {"nothing allowed", "1", 0, false},   {"no limit", "12345", std::numeric_limits<uint64_t>::max(), true},
+      {"exactly", "12345", 5, true},        {"one too many", "12345", 4, false},
+      {"empty file", "", 0, true},          {"no limit", "12345", std::numeric_limits<uint64_t>::max(), true},
       {"large", large, large.size(), true}, {"too large", large, large.size() - 1, false},
   };
   for (const auto& test : kCases) {
@@ -173,6 +172,35 @@ TEST(File, AccountNames) {
     EXPECT_EQ(KxText_ToUtf8(KxSid_AccountName(*CkxSid::FromUtf8(sid))), name);
   });
   EXPECT_TRUE(KxSid_AccountName(CkxSid()).empty());
+}
+
+/// "nothing" for no path at all.
+std::string FullPath(const std::filesystem::path& path) {
+  const std::optional<KxWString> full = KxFile_FullPath(path.string<WCHAR>());
+  return full ? KxText_ToUtf8(*full) : "nothing";
+}
+
+TEST(File, AFullPathIsAbsoluteAndNormal) {
+  const std::filesystem::path here = std::filesystem::current_path();
+  const CkxTempFolder folder;
+  const std::filesystem::path far = folder.Path();
+  const struct {
+    const char* name;
+    std::filesystem::path path;
+    std::filesystem::path full;
+  } kCases[] = {
+      {"a name", "x.exe", here / "x.exe"},
+      {"below", std::filesystem::path("a") / "." / "b" / ".." / "x.exe", here / "a" / "x.exe"},
+      {"beside", std::filesystem::path("..") / "x.exe", here.parent_path() / "x.exe"},
+      {"absolute", far / "x.exe", far / "x.exe"},
+      {"absolute, roundabout", far / "none" / ".." / "." / "x.exe", far / "x.exe"},
+      {"beyond ASCII", std::filesystem::path(u"\u00E4\u0416.exe"), here / std::filesystem::path(u"\u00E4\u0416.exe")},
+      {"longer than a buffer of the usual size", far / std::string(200, 'a') / std::string(200, 'b'),
+       far / std::string(200, 'a') / std::string(200, 'b')},
+  };
+  for (const auto& test : kCases) EXPECT_EQ(FullPath(test.path), KxText_ToUtf8(test.full.string<WCHAR>())) << test.name;
+  EXPECT_EQ(FullPath(""), "nothing");
+  EXPECT_FALSE(KxFile_FullPath(KxWString(KXW("a")) + WCHAR{0} + KXW("b")));
 }
 
 }  // namespace

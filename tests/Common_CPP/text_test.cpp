@@ -57,27 +57,14 @@ TEST(Fold, OfEveryUnit) {
 }
 
 TEST(TextView, EndsAtItsNulOrItsCountedBytes) {
-  const unsigned char kBytes[] = {'a', 0, 'b', 0, 'c', 0, 'd', 0, 0, 0, 'e', 0};
-  const struct {
-    const char* name;
-    size_t byteCount;
-    KxWString expected;
-  } kCases[] = {
-      {"nothing", 0, KXW("")},
-      {"half a unit", 1, KXW("")},
-      {"one", 2, KXW("a")},
-      {"a lone last byte", 3, KXW("a")},
-      {"four, no NUL", 8, KXW("abcd")},
-      {"half a NUL", 9, KXW("abcd")},
-      {"NUL", 10, KXW("abcd")},
-      {"nothing behind the NUL", 12, KXW("abcd")},
-  };
-  for (const auto& c : kCases) {
-    const std::vector<unsigned char> exact(kBytes, kBytes + c.byteCount);  // so that a read beyond the count is seen
-    EXPECT_EQ(CkxTextView::FromBytes(exact.data(), exact.size()).ToString(), c.expected) << c.name;
-  }
+  KxTest_ForRows<std::string, std::vector<unsigned char>, KxWString>(
+      "text/counted.txt", [](const auto&, const auto& bytes, const auto& text) {
+        const std::vector<unsigned char> exact = bytes;  // so that a read beyond the count is seen
+        EXPECT_EQ(CkxTextView::FromBytes(exact.data(), exact.size()).ToString(), text);
+      });
+  const unsigned char nothing = 0;
   EXPECT_TRUE(CkxTextView::FromBytes(nullptr, 8).IsNull());
-  EXPECT_FALSE(CkxTextView::FromBytes(kBytes, 0).IsNull());
+  EXPECT_FALSE(CkxTextView::FromBytes(&nothing, 0).IsNull());
   EXPECT_TRUE(CkxTextView(static_cast<const WCHAR*>(nullptr)).IsNull());
 }
 

@@ -1,12 +1,12 @@
 #include <kx_util/file_src_process.h>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <functional>
 
 #include "Common_CPP/access_token/access_token.h"
 #include "tests/kx_util/policy/held_policy.h"
+#include "tests/support/data_rows.h"
 #include "tests/support/read_target.h"
 #include "tests/support/recorded_facts.h"
 #include "tests/support/recording_observer.h"
@@ -268,31 +268,19 @@ TEST(FileSrcProcess, OffersItsFactsToMatchers) {
 }
 
 TEST(FileSrcProcess, SetupsAreKnownByNameOrByKeyword) {
-  const struct {
-    const char* name;
-    const WCHAR* path;
-    const WCHAR* originalName;
-    const WCHAR* description;
-    bool isSetup;
-  } cases[] = {
-      {"the system's installer", KXW("C:\\Windows\\MSIEXEC.exe"), nullptr, nullptr, true},
-      {"the system's other installer", KXW("C:\\TrustedInstaller.exe"), nullptr, nullptr, true},
-      {"only a part of that name", KXW("C:\\msiexec.exe.exe"), nullptr, nullptr, false},
-      {"keyword in the original name", KXW("C:\\a.exe"), KXW("MyUPDATEr.exe"), nullptr, true},
-      {"keyword in the description", KXW("C:\\a.exe"), KXW("a.exe"), KXW("Vendor's SetUp"), true},
-      {"keyword in the path alone", KXW("C:\\setup\\install.exe"), KXW("a.exe"), KXW("A"), false},
-      {"no version resource", KXW("C:\\a.exe"), nullptr, nullptr, false},
-  };
-  for (const auto& c : cases) {
-    SkxFileFacts file = KxTest_FileAt(c.path);
-    if (c.originalName != nullptr) file.versionInfo[KXW("OriginalFilename")] = c.originalName;
-    if (c.description != nullptr) file.versionInfo[KXW("FileDescription")] = c.description;
-    const CkxTargetInfoProcess process(file, SkxProcessFacts(), nullptr);
-    EXPECT_EQ(CkxFileSrcProcess::IsSetupExeTarget(process), c.isSetup) << c.name;
-    CkxFileSrcProcess remembered;
-    EXPECT_TRUE(remembered.Fill(process));
-    EXPECT_EQ(remembered.Facts().isSetup, c.isSetup) << c.name;
-  }
+  using TextOrNone = std::optional<KxWString>;
+  KxTest_ForRows<std::string, KxWString, TextOrNone, TextOrNone, bool>(
+      "origin/setups.txt",
+      [](const auto&, const auto& path, const auto& originalName, const auto& description, bool isSetup) {
+        SkxFileFacts file = KxTest_FileAt(path);
+        if (originalName) file.versionInfo[KXW("OriginalFilename")] = *originalName;
+        if (description) file.versionInfo[KXW("FileDescription")] = *description;
+        const CkxTargetInfoProcess process(file, SkxProcessFacts(), nullptr);
+        EXPECT_EQ(CkxFileSrcProcess::IsSetupExeTarget(process), isSetup);
+        CkxFileSrcProcess remembered;
+        EXPECT_TRUE(remembered.Fill(process));
+        EXPECT_EQ(remembered.Facts().isSetup, isSetup);
+      });
   for (const WCHAR* text : {KXW("setup"), KXW("reINSTALLed"), KXW("Updates"), KXW("an upgrade")}) {
     EXPECT_TRUE(CkxFileSrcProcess::ContainsInstallerKeywords(text));
   }
