@@ -137,11 +137,13 @@ class CkxSddlParser {
     SkxPiece piece;
     bool object = false;
     bool inherited = false;
-    // clang-format off: one line a field
-    const bool read = Field(KXW(';'), piece) && Type(acl, piece, type) && Field(KXW(';'), piece) &&
-                      Flags(piece, ace.flags) && Field(KXW(';'), piece) && Rights(*type, piece, ace.mask) &&
-                      Field(KXW(';'), piece) && Object(*type, piece, object) && Field(KXW(';'), piece) &&
-                      Object(*type, piece, inherited) && Field(KXW(')'), piece) && Sid(piece, ace.sid);
+    // clang-format off
+    const bool read = Field(KXW(';'), piece) && Type(acl, piece, type) &&
+                      Field(KXW(';'), piece) && Flags(piece, ace.flags) &&
+                      Field(KXW(';'), piece) && Rights(*type, piece, ace.mask) &&
+                      Field(KXW(';'), piece) && Object(*type, piece, object) &&
+                      Field(KXW(';'), piece) && Object(*type, piece, inherited) &&
+                      Field(KXW(')'), piece) && Sid(piece, ace.sid);
     // clang-format on
     if (!read) return false;
     ace.type = object ? type->type : KxSddl_WithoutObject(type->type);

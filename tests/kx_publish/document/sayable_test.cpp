@@ -9,8 +9,8 @@
 #include <functional>
 
 #include "Agent/engine/kx_publish/document/policy_document.h"
-#include "Agent/engine/kx_publish/record/encode.h"
 #include "Agent/engine/kx_publish/record/decode.h"
+#include "Agent/engine/kx_publish/record/encode.h"
 #include "tests/kx_publish/document/random_publication.h"
 #include "tests/support/record_bytes.h"
 
@@ -184,7 +184,8 @@ class Damaged {
       bytes.Data()[at] = static_cast<unsigned char>(bytes.Data()[at] ^ (1u << _random() % 8));
       const auto object = read(bytes.As<Header>());
       if (object == nullptr) continue;
-      EXPECT_TRUE(decode({bytes.cursor, bytes.remaining}, decoded.emplace_back())) << "what the library reads the model has words for";
+      EXPECT_TRUE(decode({bytes.cursor, bytes.remaining}, decoded.emplace_back()))
+          << "what the library reads the model has words for";
     }
     return decoded;
   }

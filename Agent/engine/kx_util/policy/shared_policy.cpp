@@ -99,9 +99,14 @@ bool CkxShBufPolicy::_CopyBuffer(const SkxPolicyBufHeader*& record, uint32_t siz
 
 bool CkxShBufPolicy::_ReadCommon(const unsigned char*& cursor, unsigned long& remaining) {
   CkxBufReader in(cursor, remaining);
-  // clang-format off: one line a field
-  return in.Header(_header) && in.ObfuscatedText(_name) && in.Text(_gpId) && in.Text(_kxGpoId) &&
-         in.U32(_reportUsageState) && in.U32(_guiType) && in.Nested(_alerts);
+  // clang-format off
+  return in.Header(_header) &&
+         in.ObfuscatedText(_name) &&
+         in.Text(_gpId) &&
+         in.Text(_kxGpoId) &&
+         in.U32(_reportUsageState) &&
+         in.U32(_guiType) &&
+         in.Nested(_alerts);
   // clang-format on
 }
 

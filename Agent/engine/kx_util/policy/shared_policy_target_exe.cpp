@@ -7,11 +7,21 @@
 bool CkxShBufTargetExe::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
   if (!CkxShBufTarget::FromBuffer(cursor, remaining)) return false;
   CkxBufReader in(cursor, remaining);
-  // clang-format off: one line a field
-  return in.Flag(_inheritable) && in.Nested(_fileVersions) && in.Nested(_productVersions) && in.Nested(_location) &&
-         in.Nested(_fileName) && in.Nested(_arguments) && in.Nested(_owners) && in.Nested(_publishers) &&
-         in.Nested(_versionFields) && in.Nested(_serviceName) && in.Nested(_parentProcess) && in.Nested(_users) &&
-         in.Nested(_origin) && in.ObfuscatedText(_softwareDistributorName);
+  // clang-format off
+  return in.Flag(_inheritable) &&
+         in.Nested(_fileVersions) &&
+         in.Nested(_productVersions) &&
+         in.Nested(_location) &&
+         in.Nested(_fileName) &&
+         in.Nested(_arguments) &&
+         in.Nested(_owners) &&
+         in.Nested(_publishers) &&
+         in.Nested(_versionFields) &&
+         in.Nested(_serviceName) &&
+         in.Nested(_parentProcess) &&
+         in.Nested(_users) &&
+         in.Nested(_origin) &&
+         in.ObfuscatedText(_softwareDistributorName);
   // clang-format on
 }
 
@@ -29,26 +39,35 @@ bool CkxShBufTargetExe::MatchTarget(const CkxTargetInfo& target) const {
       target.IsTargetInfoProcess() ? static_cast<const CkxTargetInfoProcess*>(&file) : nullptr;
   const bool asksForProcess = _arguments.Initialized() || _serviceName.Initialized() || _parentProcess.Initialized();
 
-  // clang-format off: one line a check
+  // clang-format off
   return KxCheck_Kind(process != nullptr || !asksForProcess, KXW("Executable process"), target) &&
-         (process == nullptr || KxCheck_Arguments(_arguments, *process)) && KxCheck_FileNameAndHash(_fileName, file) &&
-         KxCheck_Location(_location, file) && KxCheck_Origin(_origin, file) &&
+         (process == nullptr || KxCheck_Arguments(_arguments, *process)) &&
+         KxCheck_FileNameAndHash(_fileName, file) &&
+         KxCheck_Location(_location, file) &&
+         KxCheck_Origin(_origin, file) &&
          (process == nullptr || KxCheck_ServiceName(_serviceName, process->ServiceNames())) &&
-         KxCheck_Owners(_owners, file) && KxCheck_FileVersion(_fileVersions, file) &&
-         KxCheck_ProductVersion(_productVersions, file) && KxCheck_VersionFields(_versionFields, file) &&
+         KxCheck_Owners(_owners, file) &&
+         KxCheck_FileVersion(_fileVersions, file) &&
+         KxCheck_ProductVersion(_productVersions, file) &&
+         KxCheck_VersionFields(_versionFields, file) &&
          KxCheck_Publishers(_publishers, file) &&
          (process == nullptr || KxCheck_ParentProcess(_parentProcess, *process));
   // clang-format on
 }
 
 bool CkxShBufTargetExe::MatchProcess(const CkxFileSrcProcess& process) const {
-  // clang-format off: one line a check
-  return KxCheck_Arguments(_arguments, process) && KxCheck_FileNameAndHash(_fileName, process) &&
-         KxCheck_Location(_location, process) && KxCheck_NotRemembered("origin", _origin) &&
-         KxCheck_ServiceName(_serviceName, process.Facts().serviceNames) && KxCheck_NotRemembered("owners", _owners) &&
+  // clang-format off
+  return KxCheck_Arguments(_arguments, process) &&
+         KxCheck_FileNameAndHash(_fileName, process) &&
+         KxCheck_Location(_location, process) &&
+         KxCheck_NotRemembered("origin", _origin) &&
+         KxCheck_ServiceName(_serviceName, process.Facts().serviceNames) &&
+         KxCheck_NotRemembered("owners", _owners) &&
          KxCheck_NotRemembered("fileVersion", _fileVersions) &&
-         KxCheck_NotRemembered("productVersion", _productVersions) && KxCheck_VersionFields(_versionFields, process) &&
-         KxCheck_Publishers(_publishers, process) && KxCheck_NotRemembered("parentProcess", _parentProcess);
+         KxCheck_NotRemembered("productVersion", _productVersions) &&
+         KxCheck_VersionFields(_versionFields, process) &&
+         KxCheck_Publishers(_publishers, process) &&
+         KxCheck_NotRemembered("parentProcess", _parentProcess);
   // clang-format on
 }
 

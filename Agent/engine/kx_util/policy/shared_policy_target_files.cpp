@@ -44,9 +44,15 @@ void AppendTitle(CkxUtilStr& text, const WCHAR* title) {
 bool CkxShBufTargetScript::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
   if (!CkxShBufTarget::FromBuffer(cursor, remaining)) return false;
   CkxBufReader in(cursor, remaining);
-  // clang-format off: one line a field
-  return in.Flag(_inheritable) && in.Flag(_embedded) && in.Nested(_location) && in.Nested(_fileName) &&
-         in.Nested(_arguments) && in.Nested(_owners) && in.Nested(_publishers) && in.Nested(_parentProcess) &&
+  // clang-format off
+  return in.Flag(_inheritable) &&
+         in.Flag(_embedded) &&
+         in.Nested(_location) &&
+         in.Nested(_fileName) &&
+         in.Nested(_arguments) &&
+         in.Nested(_owners) &&
+         in.Nested(_publishers) &&
+         in.Nested(_parentProcess) &&
          in.Nested(_origin);
   // clang-format on
 }
@@ -60,11 +66,13 @@ bool CkxShBufTargetScript::MatchTarget(const CkxTargetInfo& target) const {
   Subject script;
   if (!KxCheck_Kind(script.Find(target, EkxPolicyTarget::Script), KXW("Script"), target)) return false;
   const bool asksForProcess = _arguments.Initialized() || _parentProcess.Initialized();
-  // clang-format off: one line a check
+  // clang-format off
   return KxCheck_Kind(script.carrier != nullptr || !asksForProcess, KXW("Script that a process runs"), target) &&
          (script.process == nullptr || KxCheck_Arguments(_arguments, *script.process)) &&
-         KxCheck_FileNameAndHash(_fileName, *script.file) && KxCheck_Location(_location, *script.file) &&
-         KxCheck_Origin(_origin, *script.file) && KxCheck_Owners(_owners, *script.file) &&
+         KxCheck_FileNameAndHash(_fileName, *script.file) &&
+         KxCheck_Location(_location, *script.file) &&
+         KxCheck_Origin(_origin, *script.file) &&
+         KxCheck_Owners(_owners, *script.file) &&
          KxCheck_Publishers(_publishers, *script.file) &&
          (script.carrier == nullptr || KxCheck_ParentProcess(_parentProcess, *script.carrier));
   // clang-format on
@@ -87,9 +95,15 @@ void CkxShBufTargetScript::AppendDebugMsg(CkxUtilStr& text) const {
 bool CkxShBufTargetMsi::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
   if (!CkxShBufTarget::FromBuffer(cursor, remaining)) return false;
   CkxBufReader in(cursor, remaining);
-  // clang-format off: one line a field
-  return in.Nested(_productVersions) && in.Nested(_location) && in.Nested(_fileName) && in.Nested(_arguments) &&
-         in.Nested(_owners) && in.Nested(_publishers) && in.Nested(_installerProperties) && in.Nested(_parentProcess) &&
+  // clang-format off
+  return in.Nested(_productVersions) &&
+         in.Nested(_location) &&
+         in.Nested(_fileName) &&
+         in.Nested(_arguments) &&
+         in.Nested(_owners) &&
+         in.Nested(_publishers) &&
+         in.Nested(_installerProperties) &&
+         in.Nested(_parentProcess) &&
          in.Nested(_origin);
   // clang-format on
 }
@@ -98,11 +112,13 @@ bool CkxShBufTargetMsi::MatchTarget(const CkxTargetInfo& target) const {
   Subject package;
   if (!KxCheck_Kind(package.Find(target, EkxPolicyTarget::Msi), KXW("MSI"), target)) return false;
   const bool asksForProcess = _arguments.Initialized() || _parentProcess.Initialized();
-  // clang-format off: one line a check
+  // clang-format off
   return KxCheck_Kind(package.carrier != nullptr || !asksForProcess, KXW("MSI that a process installs"), target) &&
          (package.process == nullptr || KxCheck_Arguments(_arguments, *package.process)) &&
-         KxCheck_FileNameAndHash(_fileName, *package.file) && KxCheck_Location(_location, *package.file) &&
-         KxCheck_Origin(_origin, *package.file) && KxCheck_Owners(_owners, *package.file) &&
+         KxCheck_FileNameAndHash(_fileName, *package.file) &&
+         KxCheck_Location(_location, *package.file) &&
+         KxCheck_Origin(_origin, *package.file) &&
+         KxCheck_Owners(_owners, *package.file) &&
          KxCheck_ProductVersion(_productVersions, *package.file) &&
          KxCheck_InstallerProperties(_installerProperties, *package.file) &&
          KxCheck_Publishers(_publishers, *package.file) &&
@@ -128,20 +144,25 @@ void CkxShBufTargetMsi::AppendDebugMsg(CkxUtilStr& text) const {
 bool CkxShBufTargetMsu::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
   if (!CkxShBufTarget::FromBuffer(cursor, remaining)) return false;
   CkxBufReader in(cursor, remaining);
-  // clang-format off: one line a field
-  return in.Nested(_location) && in.Nested(_fileName) && in.Nested(_owners) && in.Nested(_publishers) &&
-         in.Nested(_parentProcess) && in.Nested(_origin);
+  // clang-format off
+  return in.Nested(_location) &&
+         in.Nested(_fileName) &&
+         in.Nested(_owners) &&
+         in.Nested(_publishers) &&
+         in.Nested(_parentProcess) &&
+         in.Nested(_origin);
   // clang-format on
 }
 
 bool CkxShBufTargetMsu::MatchTarget(const CkxTargetInfo& target) const {
   Subject package;
   if (!KxCheck_Kind(package.Find(target, EkxPolicyTarget::Msu), KXW("MSU"), target)) return false;
-  // clang-format off: one line a check
-  return KxCheck_Kind(package.carrier != nullptr || !_parentProcess.Initialized(), KXW("MSU that a process installs"),
-                      target) &&
-         KxCheck_FileNameAndHash(_fileName, *package.file) && KxCheck_Location(_location, *package.file) &&
-         KxCheck_Origin(_origin, *package.file) && KxCheck_Owners(_owners, *package.file) &&
+  // clang-format off
+  return KxCheck_Kind(package.carrier != nullptr || !_parentProcess.Initialized(), KXW("MSU that a process installs"), target) &&
+         KxCheck_FileNameAndHash(_fileName, *package.file) &&
+         KxCheck_Location(_location, *package.file) &&
+         KxCheck_Origin(_origin, *package.file) &&
+         KxCheck_Owners(_owners, *package.file) &&
          KxCheck_Publishers(_publishers, *package.file) &&
          (package.carrier == nullptr || KxCheck_ParentProcess(_parentProcess, *package.carrier));
   // clang-format on
@@ -162,20 +183,30 @@ void CkxShBufTargetMsu::AppendDebugMsg(CkxUtilStr& text) const {
 bool CkxShBufTargetDll::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
   if (!CkxShBufTarget::FromBuffer(cursor, remaining)) return false;
   CkxBufReader in(cursor, remaining);
-  // clang-format off: one line a field
-  return in.Nested(_fileVersions) && in.Nested(_productVersions) && in.Nested(_location) && in.Nested(_fileName) &&
-         in.Nested(_owners) && in.Nested(_publishers) && in.Nested(_versionFields) && in.Nested(_origin);
+  // clang-format off
+  return in.Nested(_fileVersions) &&
+         in.Nested(_productVersions) &&
+         in.Nested(_location) &&
+         in.Nested(_fileName) &&
+         in.Nested(_owners) &&
+         in.Nested(_publishers) &&
+         in.Nested(_versionFields) &&
+         in.Nested(_origin);
   // clang-format on
 }
 
 bool CkxShBufTargetDll::MatchTarget(const CkxTargetInfo& target) const {
   Subject library;
   if (!KxCheck_Kind(library.Find(target, EkxPolicyTarget::Dll), KXW("Dll"), target)) return false;
-  // clang-format off: one line a check
-  return KxCheck_FileNameAndHash(_fileName, *library.file) && KxCheck_Location(_location, *library.file) &&
-         KxCheck_Origin(_origin, *library.file) && KxCheck_Owners(_owners, *library.file) &&
-         KxCheck_FileVersion(_fileVersions, *library.file) && KxCheck_ProductVersion(_productVersions, *library.file) &&
-         KxCheck_VersionFields(_versionFields, *library.file) && KxCheck_Publishers(_publishers, *library.file);
+  // clang-format off
+  return KxCheck_FileNameAndHash(_fileName, *library.file) &&
+         KxCheck_Location(_location, *library.file) &&
+         KxCheck_Origin(_origin, *library.file) &&
+         KxCheck_Owners(_owners, *library.file) &&
+         KxCheck_FileVersion(_fileVersions, *library.file) &&
+         KxCheck_ProductVersion(_productVersions, *library.file) &&
+         KxCheck_VersionFields(_versionFields, *library.file) &&
+         KxCheck_Publishers(_publishers, *library.file);
   // clang-format on
 }
 
@@ -196,8 +227,11 @@ void CkxShBufTargetDll::AppendDebugMsg(CkxUtilStr& text) const {
 bool CkxShBufTargetActiveX::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
   if (!CkxShBufTarget::FromBuffer(cursor, remaining)) return false;
   CkxBufReader in(cursor, remaining);
-  // clang-format off: one line a field
-  return in.Nested(_classId) && in.Nested(_sourceAddress) && in.Nested(_location) && in.Nested(_fileName) &&
+  // clang-format off
+  return in.Nested(_classId) &&
+         in.Nested(_sourceAddress) &&
+         in.Nested(_location) &&
+         in.Nested(_fileName) &&
          in.Nested(_publishers);
   // clang-format on
 }
@@ -205,7 +239,7 @@ bool CkxShBufTargetActiveX::FromBuffer(const unsigned char*& cursor, unsigned lo
 bool CkxShBufTargetActiveX::MatchTarget(const CkxTargetInfo& target) const {
   if (!KxCheck_Kind(target.IsTargetInfoActiveX(), KXW("ActiveX"), target)) return false;
   const auto& control = static_cast<const CkxTargetInfoActiveX&>(target);
-  // clang-format off: one line a check
+  // clang-format off
   return KxCheck_Text("classId", _classId, control.ClassId()) &&
          KxCheck_Text("sourceAddress", _sourceAddress, control.SourceAddress()) &&
          KxCheck_FileNameAndHash(_fileName, *control.QueryHashProvider()) &&
@@ -228,16 +262,20 @@ void CkxShBufTargetActiveX::AppendDebugMsg(CkxUtilStr& text) const {
 bool CkxShBufTargetCom::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
   if (!CkxShBufTarget::FromBuffer(cursor, remaining)) return false;
   CkxBufReader in(cursor, remaining);
-  // clang-format off: one line a field
-  return in.Nested(_classId) && in.Nested(_location) && in.Nested(_fileName) && in.Nested(_owners) &&
-         in.Nested(_publishers) && in.Nested(_versionFields);
+  // clang-format off
+  return in.Nested(_classId) &&
+         in.Nested(_location) &&
+         in.Nested(_fileName) &&
+         in.Nested(_owners) &&
+         in.Nested(_publishers) &&
+         in.Nested(_versionFields);
   // clang-format on
 }
 
 bool CkxShBufTargetCom::MatchTarget(const CkxTargetInfo& target) const {
   if (!KxCheck_Kind(target.IsTargetInfoUacCOM(), KXW("COM"), target)) return false;
   const auto& component = static_cast<const CkxTargetInfoUacCOM&>(target);
-  // clang-format off: one line a check
+  // clang-format off
   return KxCheck_Text("classId", _classId, component.ClassId()) &&
          KxCheck_FileNameAndHash(_fileName, *component.QueryHashProvider()) &&
          KxCheck_Location(_location, *component.QueryPathProvider()) &&
@@ -262,8 +300,11 @@ void CkxShBufTargetCom::AppendDebugMsg(CkxUtilStr& text) const {
 bool CkxShBufTargetAppPackage::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
   if (!CkxShBufTarget::FromBuffer(cursor, remaining)) return false;
   CkxBufReader in(cursor, remaining);
-  // clang-format off: one line a field
-  return in.Flag(_inheritable) && in.Nested(_versions) && in.Nested(_packageName) && in.Nested(_publishers) &&
+  // clang-format off
+  return in.Flag(_inheritable) &&
+         in.Nested(_versions) &&
+         in.Nested(_packageName) &&
+         in.Nested(_publishers) &&
          in.Nested(_capabilities);
   // clang-format on
 }
@@ -277,9 +318,11 @@ bool CkxShBufTargetAppPackage::MatchTarget(const CkxTargetInfo& target) const {
   const CkxTargetInfoFile* const file = FileOfPackage(target);
   if (!KxCheck_Kind(file != nullptr, KXW("AppPackage"), target)) return false;
   const SkxAppPackageFacts& package = *file->AppPackage();
-  // clang-format off: one line a check
-  return KxCheck_Text("packageName", _packageName, package.name) && KxCheck_PackageVersion(_versions, package) &&
-         KxCheck_Capabilities(_capabilities, package) && KxCheck_Publishers(_publishers, *file);
+  // clang-format off
+  return KxCheck_Text("packageName", _packageName, package.name) &&
+         KxCheck_PackageVersion(_versions, package) &&
+         KxCheck_Capabilities(_capabilities, package) &&
+         KxCheck_Publishers(_publishers, *file);
   // clang-format on
 }
 
