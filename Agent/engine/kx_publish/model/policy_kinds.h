@@ -10,7 +10,7 @@
 
 /// Which alternative of a variant `Value` is.
 template <class Value, class... Alternatives>
-consteval size_t KxVariantIndex(std::type_identity<std::variant<Alternatives...>> /*variant*/) {
+constexpr size_t KxVariantIndex(std::type_identity<std::variant<Alternatives...>> /*variant*/) {
   size_t index = 0;
   static_cast<void>(((std::is_same_v<Value, Alternatives> || (++index, false)) || ...));
   return index;

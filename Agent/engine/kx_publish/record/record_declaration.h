@@ -30,7 +30,7 @@ inline constexpr bool kKxIsVector<std::vector<Value>> = true;
 
 /// How a member of that type is stored when its line does not say.
 template <class Value>
-consteval EkxField KxField_Of() {
+constexpr EkxField KxField_Of() {
   if constexpr (std::is_same_v<Value, bool>) return EkxField::Flag;
   if constexpr (std::is_same_v<Value, uint8_t>) return EkxField::U8;
   if constexpr (std::is_same_v<Value, uint16_t>) return EkxField::U16;
@@ -83,12 +83,12 @@ template <class Stored>
 inline constexpr SkxAs<Stored> kKxAs{};
 
 template <class Struct, class Value>
-consteval auto KxField(const char* name, Value Struct::*member, const char* meaning,
+constexpr auto KxField(const char* name, Value Struct::*member, const char* meaning,
                        EkxField kind = KxField_Of<Value>()) {
   return SkxMember<Struct, Value, void>{name, member, meaning, kind};
 }
 template <class Struct, class Value, class Stored>
-consteval auto KxField(const char* name, Value Struct::*member, const char* meaning, SkxAs<Stored> /*as*/) {
+constexpr auto KxField(const char* name, Value Struct::*member, const char* meaning, SkxAs<Stored> /*as*/) {
   return SkxMember<Struct, Value, Stored>{name, member, meaning, KxField_Of<Value>()};
 }
 
@@ -99,7 +99,7 @@ struct SkxRecord {
 };
 
 template <class... Lines>
-consteval auto KxRecord(const char* name, Lines... lines) {
+constexpr auto KxRecord(const char* name, Lines... lines) {
   return SkxRecord<Lines...>{name, std::tuple<Lines...>(lines...)};
 }
 
