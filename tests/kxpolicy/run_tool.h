@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/record_bytes.h"
 #include "tests/support/temp_folder.h"
 #include "tools/kxpolicy/tool.h"
 
@@ -31,26 +30,8 @@ inline std::string KxTest_PathText(const std::filesystem::path& path) {
   return std::string(text.begin(), text.end());
 }
 
-inline std::string KxTest_Text(const KxBytes& bytes) { return std::string(bytes.begin(), bytes.end()); }
-
-/// Lower case.
-inline std::string KxTest_Hex(const KxBytes& bytes) {
-  std::string text;
-  for (const unsigned char byte : bytes) {
-    for (const int digit : {byte >> 4, byte & 15}) text += "0123456789abcdef"[digit];
-  }
-  return text;
-}
-
-/// The bytes of hexadecimal text; blanks between them do not count.
-inline KxBytes KxTest_FromHex(const std::string& text) {
-  KxBytes bytes;
-  std::string digits;
-  for (const char unit : text) {
-    if (unit != ' ') digits += unit;
-    if (digits.size() < 2) continue;
-    bytes.push_back(static_cast<unsigned char>(std::stoi(digits, nullptr, 16)));
-    digits.clear();
-  }
-  return bytes;
+/// The same with "/" between its parts, on every system.
+inline std::string KxTest_GenericPath(const std::filesystem::path& path) {
+  const std::u8string text = path.generic_u8string();
+  return std::string(text.begin(), text.end());
 }

@@ -29,8 +29,9 @@ void* Allocate(size_t bytes) noexcept {
 
 void* AllocateOrThrow(size_t bytes) {
   void* const block = Allocate(bytes);
-  if (block == nullptr) throw std::bad_alloc();
-  return block;
+  if (block != nullptr) return block;
+  if (const std::new_handler handler = std::get_new_handler()) handler();
+  throw std::bad_alloc();
 }
 
 void Free(void* block) noexcept {
