@@ -2,6 +2,7 @@
 // case begins with "== its name" and has a folder of its own, whose path is written "@". A line is one of
 //
 //   file NAME             a file in that folder, of the lines "| ..." that follow
+//   copy NAME PATH        a file of this tree
 //   folder NAME           an empty folder
 //   bytes NAME HEX        a file of those bytes; "00*40" is a byte 40 times
 //   add NAME HEX          bytes to the end of a file
@@ -176,6 +177,9 @@ class Player {
     if (key == "file") {
       _file = name;
       content.clear();
+    } else if (key == "copy") {
+      std::ifstream original(words.at(1), std::ios::binary);
+      content.assign(std::istreambuf_iterator<char>(original), {});
     } else if (key == "save") {
       content = _lastOut;
     } else if (key == "bytes") {

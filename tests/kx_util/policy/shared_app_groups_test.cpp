@@ -4,8 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "Common_CPP/util/guid.h"
 #include "tests/support/recording_observer.h"
 #include "tests/support/target_records.h"
@@ -38,47 +36,12 @@ std::vector<uint32_t> Enumerated(CkxShBufAppGroup& group, size_t atMost, bool& c
   return visit.ids;
 }
 
-TEST(AppGroup, OnlyAWholeRecordIsOne) {
-  EXPECT_EQ(CkxShBufAppGroup::AppGroupFromBuffer(nullptr, false), nullptr);
+TEST(AppGroup, IsNoneWhenItCannotBeRead) {
   const KxBytes record = ThreeUrls().Bytes();
-  for (const bool copy : {false, true}) {
-    for (size_t size = 8; size < record.size(); ++size) {
-      CkxExactBytes part(record, size);
-      part.Data()[4] = static_cast<unsigned char>(size);
-      part.Data()[5] = static_cast<unsigned char>(size >> 8);
-      EXPECT_EQ(Read(part, copy), nullptr) << "of " << size << " bytes";
-    }
-    KxBytes other = record;
-    other[0] = 0x25;
-    EXPECT_EQ(Read(CkxExactBytes(other), copy), nullptr) << "the magic of policies";
-    EXPECT_NE(Read(CkxExactBytes(ThreeUrls().Zeros(9).Bytes()), copy), nullptr) << "bytes after the targets";
-  }
-}
-
-TEST(AppGroup, ReadInPlaceTakesWhatItsTargetsTake) {
-  KxBytes record = ThreeUrls().Zeros(2).Bytes();
-  CkxExactBytes bytes(record);
-  CkxShBufAppGroup group;
-  EXPECT_TRUE(KxGuid_IsNull(group.Id()));
-  EXPECT_TRUE(group.FromBuffer(bytes.cursor, bytes.remaining));
-  EXPECT_EQ(bytes.remaining, 2u);
-  EXPECT_EQ(group.Targets().Count(), 3u);
-
   CkxExactBytes shorter(record, record.size() - 1);
+  CkxShBufAppGroup group;
   EXPECT_FALSE(group.FromBuffer(shorter.cursor, shorter.remaining)) << "its size reaches past the end";
   EXPECT_TRUE(KxGuid_IsNull(group.Id()) && group.BufferSize() == 0 && group.Targets().Count() == 0);
-}
-
-TEST(AppGroup, ACopyOutlivesItsRecord) {
-  CkxShBufAppGroupPtr group;
-  {
-    CkxExactBytes bytes(ThreeUrls().Bytes());
-    group = Read(bytes, true);
-    std::fill_n(bytes.Data(), bytes.remaining, static_cast<unsigned char>(0xCC));
-  }
-  bool completed = false;
-  EXPECT_EQ(group->Id().Data1, 4u);
-  EXPECT_THAT(Enumerated(*group, 9, completed), ElementsAre(1u, 2u, 3u));
 }
 
 TEST(AppGroup, TheFirstTargetThatMatchesIsTheAnswer) {

@@ -1,13 +1,9 @@
 #include <kx_util/shared_cust_gui.h>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <algorithm>
 
 #include "Common_CPP/util/text.h"
 #include "tests/support/record_bytes.h"
-#include "tests/support/trace_capture.h"
 
 namespace {
 
@@ -70,63 +66,6 @@ TEST(Alert, EachTypeHasItsRecord) {
       EXPECT_EQ(alert != nullptr ? Answers(*alert) : "no alert", c.answers);
     }
   }
-}
-
-TEST(Alert, OnlyAWholeRecordIsOne) {
-  EXPECT_EQ(CkxShBufCustGuiBase::CustGuiFromBuffer(nullptr, false), nullptr);
-  for (const CkxRecordBytes& record : {Dialog(), Balloon()}) {
-    const KxBytes whole = record.Bytes();
-    SCOPED_TRACE(whole.size());
-    for (const bool copy : {false, true}) {
-      for (size_t size = 8; size < whole.size(); ++size) {
-        CkxExactBytes part(whole, size);
-        part.Data()[4] = static_cast<unsigned char>(size);
-        EXPECT_EQ(Read(part, copy), nullptr) << "of " << size << " bytes";
-      }
-      CkxExactBytes policy(whole);
-      policy.Data()[0] = 0x25;
-      EXPECT_EQ(Read(policy, copy), nullptr) << "the magic of policies";
-    }
-  }
-  CkxExactBytes beyond(Balloon().Bytes());
-  beyond.Data()[4] = 29;
-  EXPECT_FALSE(CkxShBufCustGuiBaloon().FromBuffer(beyond.cursor, beyond.remaining)) << "larger than what remains";
-  const unsigned char* nothing = nullptr;
-  unsigned long remaining = 100;
-  EXPECT_FALSE(CkxShBufCustGuiDialog().FromBuffer(nothing, remaining));
-}
-
-TEST(Alert, AnyByteMayBeWrongAndACopyAnswersAsTheRecordDoes) {
-  for (const CkxRecordBytes& record : {Dialog(), Balloon()}) {
-    const KxBytes whole = record.Bytes();
-    size_t read = 0;
-    for (size_t at = 0; at < whole.size(); ++at) {
-      if (at >= 4 && at < 8) continue;  // whoever hands out a record vouches for its size
-      for (const unsigned mask : {0x01u, 0x80u, 0xFFu}) {
-        CkxExactBytes bytes(whole);
-        bytes.Data()[at] = static_cast<unsigned char>(bytes.Data()[at] ^ mask);
-        const CkxShBufCustGuiPtr inPlace = Read(bytes);
-        const CkxShBufCustGuiPtr copy = Read(bytes, true);
-        ASSERT_EQ(inPlace == nullptr, copy == nullptr) << at;
-        if (inPlace == nullptr) continue;
-        ++read;
-        EXPECT_EQ(Answers(*inPlace), Answers(*copy)) << at;
-      }
-    }
-    EXPECT_GE(read, 18u * 3) << "the id and what is reserved may be anything";
-  }
-}
-
-TEST(Alert, ACopyOutlivesItsRecordAndElseItPointsIntoIt) {
-  CkxExactBytes bytes(Dialog().Bytes());
-  const CkxShBufCustGuiPtr copy = Read(bytes, true);
-  const CkxShBufCustGuiPtr inPlace = Read(bytes, false);
-  const auto* const path =
-      reinterpret_cast<const unsigned char*>(static_cast<const CkxShBufCustGuiDialog&>(*inPlace).HtmlPath());
-  EXPECT_EQ(path, bytes.cursor + 36);
-  const std::string before = Answers(*copy);
-  std::fill_n(bytes.Data(), bytes.remaining, static_cast<unsigned char>(0xCC));
-  EXPECT_EQ(Answers(*copy), before);
 }
 
 TEST(Alert, TheBarePathOfACopyEndsWithTheCopy) {

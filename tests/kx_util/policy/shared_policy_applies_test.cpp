@@ -1,21 +1,16 @@
 // Which targets and which users a policy takes.
-#include <kx_util/shared_policies_data.h>
 #include <kx_util/shared_policy_kinds.h>
 #include <kx_util/target_info_kinds.h>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "Common_CPP/access_token/access_token.h"
 #include "tests/kx_util/policy/held_policy.h"
-#include "tests/support/recording_observer.h"
 #include "tests/support/section_source.h"
-#include "tests/support/trace_capture.h"
 
 namespace {
 
 using namespace kx_test_records;
-using testing::ElementsAre;
 
 TEST(Policy, AppliesToTargetsByItsKind) {
   const CkxTargetInfoPtr file = KxTest_Program(KXW("C:\\a.exe"), EkxPolicyTarget::Script);
@@ -114,20 +109,6 @@ TEST(Policy, AWalkPutsTheTargetsOfAGroupInThePlaceOfItsLink) {
       },
       const_cast<void*>(static_cast<const void*>(&asksAgain)));
   EXPECT_EQ(found, 2) << "each of the group's two targets asks on its own account";
-
-  CkxRecordingObserver observer;
-  const CkxEvaluationObserverScope watching(observer);
-  SkxTriggerPolicyShortInfo info;
-  EXPECT_TRUE(linked->IsApplicableTarget(*KxTest_Program(KXW("C:\\a.exe")), info));
-  EXPECT_EQ(uint32_t{info.PolicyTargetId.Data1}, 22u) << "the group's target, not the link";
-  EXPECT_FALSE(linked->IsApplicableTarget(*KxTest_Program(KXW("C:\\b.exe")), info));
-  EXPECT_THAT(
-      observer.lines,
-      ElementsAre("check kind: request for an address / Executable file", "target 7 21 did not match",
-                  "target 16 22 matched", "target 2 2 matched", "check kind: request for an address / Executable file",
-                  "target 7 21 did not match", "check fileName: equals a.exe / b.exe", "target 16 22 did not match",
-                  "check group: a target of {00000002-0000-0000-0000-000000000002} / none of them matches",
-                  "target 2 2 did not match"));
 }
 
 TEST(Policy, ActsByTheClassOfTheUser) {
@@ -158,49 +139,6 @@ TEST(Policy, ActsByTheClassOfTheUser) {
   EXPECT_TRUE(CkxHeldPolicy<CkxShBufPolicyZeroTouch>(PolicyWith(6, {}, CkxRecordBytes().U8(0).U8(1).U8(1).Zeros(4)))
                   ->IsApplicableToUser(nullptr))
       << "the caller is the one or the other";
-}
-
-TEST(Policy, OneThatCannotBeReadIsPassedOverAndTheOthersDecide) {
-  const auto program = [](unsigned char id, std::u16string_view name) {
-    return Exe(id, {{kFileName, FileName(name)}});
-  };
-  const std::vector<CkxRecordBytes> app = {program(1, u"app.exe")};
-  const auto withSecondTarget = [&](const CkxRecordBytes& target) { return PolicyWith(2, {app[0], target}, {}, 2); };
-  const struct {
-    const char* name;
-    CkxRecordBytes second;
-    const char* line;  // null: it is read, and decides
-  } cases[] = {
-      {"nothing is wrong", PolicyWith(2, app, {}, 2), nullptr},
-      {"an action that has no kind", PolicyWith(14, app, {}, 2), "Id=2, Action=14, Record=1"},
-      {"a target type that has no kind", withSecondTarget(Target(10, 2).Zeros(64)), "Id=2, Action=2, Record=1"},
-      {"a target type beyond all", withSecondTarget(Target(25, 2).Zeros(64)), "Id=2, Action=2, Record=1"},
-      {"a target that is a group", withSecondTarget(Group(2, {})), "Id=2, Action=2, Record=1"},
-      {"a target without its body", withSecondTarget(Target(3, 2)), "Id=2, Action=2, Record=1"},
-      {"parameters that are missing", PolicyWith(4, app, {}, 2), "Id=2, Action=4, Record=1"},
-  };
-  CkxSectionSource source;
-  const CkxPolicySourceScope scope(source);
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    source.Publish(EkxPolicySection::Policies, {PolicyWith(2, {program(1, u"other.exe")}, {}, 1).Bytes(),
-                                                c.second.Bytes(), PolicyWith(3, app, {}, 3).Bytes()});
-    CkxTraceCapture trace;
-    std::vector<uint32_t> delivered;
-    EXPECT_TRUE(CkxSharedPoliciesData::EnumPolicies(
-        [](const CkxShBufPolicy& policy, void* ids) {
-          static_cast<std::vector<uint32_t>*>(ids)->push_back(policy.Id());
-          return true;
-        },
-        &delivered, false, nullptr));
-    const std::string line = "KXT_ERROR CkxSharedPoliciesData: ERROR: Policy cannot be read and is passed over. ";
-    EXPECT_EQ(trace.Texts(), c.line != nullptr ? std::vector<std::string>{line + c.line} : std::vector<std::string>());
-    EXPECT_EQ(delivered, c.line != nullptr ? std::vector<uint32_t>({1, 3}) : std::vector<uint32_t>({1, 2, 3}));
-
-    SkxTriggerPolicyShortInfo info;
-    EXPECT_TRUE(CkxSharedPoliciesData::GetTargetPolicyAction(*KxTest_Program(KXW("C:\\app.exe")), info));
-    EXPECT_EQ(uint32_t{info.PolicyId}, c.line != nullptr ? 3u : 2u);
-  }
 }
 
 }  // namespace
