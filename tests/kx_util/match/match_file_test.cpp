@@ -92,24 +92,17 @@ TEST(MatchHash, ComesAfterTheName) {
   EXPECT_TRUE(matches(KXW("a*"), nullptr));
 }
 
-class FakeOwner final : public IkxOwnerProvider {
- public:
-  explicit FakeOwner(const CkxSid* owner) : _owner(owner) {}
-  const CkxSid* GetOwner() const override { return _owner; }
-  const WCHAR* GetOwnerDomainUserName() const override { return nullptr; }
-
- private:
-  const CkxSid* _owner;
-};
-
 TEST(MatchFileOwner, TakesEqualValidSidsOnly) {
   const CkxSid system = *CkxSid::FromUtf8("S-1-5-18");
-  const CkxSid service = *CkxSid::FromUtf8("S-1-5-19");
-  const CkxSid broken;
-  EXPECT_TRUE(KxUtil_MatchFileOwner(FakeOwner(&system), system));
-  EXPECT_FALSE(KxUtil_MatchFileOwner(FakeOwner(&system), service));
-  EXPECT_FALSE(KxUtil_MatchFileOwner(FakeOwner(&broken), broken));
-  EXPECT_FALSE(KxUtil_MatchFileOwner(FakeOwner(nullptr), system));
+  const auto owns = [](std::optional<CkxSid> owner, const CkxSid& expected) {
+    SkxFileFacts facts;
+    facts.owner = std::move(owner);
+    return KxUtil_MatchFileOwner(CkxTargetInfoFile(facts, nullptr), expected);
+  };
+  EXPECT_TRUE(owns(system, system));
+  EXPECT_FALSE(owns(system, *CkxSid::FromUtf8("S-1-5-19")));
+  EXPECT_FALSE(owns(CkxSid(), CkxSid()));
+  EXPECT_FALSE(owns(std::nullopt, system));
 }
 
 class FakePublisher final : public IkxPublisherProvider {
@@ -170,43 +163,33 @@ TEST(MatchPublisher, NeedsAValidSignerOrTwo) {
   }
 }
 
-TEST(MatchPublisher, NoNameIsNoMatchForANullPattern) {
+TEST(MatchPublisher, ANullPatternMatchesNothingAndTheTraceBracketsIt) {
+  const CkxTraceCapture trace;
   const FakePublisher file({nullptr, EkxPublisherStatus::Valid}, {nullptr, EkxPublisherStatus::Valid});
   EXPECT_FALSE(KxUtil_MatchPublisher(file, {}, false, StrEquals));
-}
-
-TEST(MatchPublisher, IsBracketedInTheTrace) {
-  const CkxTraceCapture trace;
-  const FakePublisher file({KXW("a"), EkxPublisherStatus::Revoked}, {nullptr, EkxPublisherStatus::Unknown});
-  EXPECT_FALSE(KxUtil_MatchPublisher(file, KXW("a"), false, StrEquals));
   EXPECT_THAT(trace.Texts(), ElementsAre("KXT_TRACE KxUtil_MatchPublisher: _KxTlgMatchPublisherStartImpl",
                                          "KXT_TRACE KxUtil_MatchPublisher: _KxTlgMatchPublisherStopImpl"));
 }
 
-class FakeVersion final : public IkxVersionInfoProvider {
- public:
-  const WCHAR* GetVersionInfo(const WCHAR* field) const override {
-    return KxText_Equals(field, KXW("CompanyName"), true) ? KXW(" Acme Ltd ") : nullptr;
-  }
-};
-
-TEST(MatchFileVersionInfo, NeedsTheField) {
-  const FakeVersion file;
-  EXPECT_TRUE(KxUtil_MatchFileVersionInfo(file, KXW("CompanyName"), KXW("acme ltd"), false, StrEquals));
-  EXPECT_FALSE(KxUtil_MatchFileVersionInfo(file, KXW("CompanyName"), KXW("acme ltd"), true, StrEquals));
-  EXPECT_FALSE(KxUtil_MatchFileVersionInfo(file, KXW("ProductName"), KXW("*"), false, StrWildcard));
-  EXPECT_FALSE(KxUtil_MatchFileVersionInfo(file, KXW("ProductName"), {}, false, StrEquals));
-}
-
-TEST(MatchFileMsiInfo, NeedsTheProperty) {
+TEST(MatchFileFields, NeedTheField) {
   SkxFileFacts facts;
-  facts.path = KXW("C:\\setup.msi");
+  facts.versionInfo[KXW("CompanyName")] = KXW(" Acme Ltd ");
   facts.msiProperties[KXW("ProductName")] = KXW("Tool 2.1");
   const CkxTargetInfoFile file(facts, nullptr);
-  EXPECT_TRUE(KxUtil_MatchFileMsiInfo(file, KXW("ProductName"), KXW("TOOL*"), false, StrWildcard));
-  EXPECT_FALSE(KxUtil_MatchFileMsiInfo(file, KXW("ProductName"), KXW("TOOL*"), true, StrWildcard));
-  EXPECT_FALSE(KxUtil_MatchFileMsiInfo(file, KXW("Manufacturer"), KXW("*"), false, StrWildcard));
-  EXPECT_FALSE(KxUtil_MatchFileMsiInfo(file, KXW("Manufacturer"), {}, false, StrEquals));
+  const auto version = [&](const WCHAR* field, const WCHAR* pattern, bool caseSensitive, EkxStrCompareAs mode) {
+    return KxUtil_MatchFileVersionInfo(file, field, pattern, caseSensitive, mode);
+  };
+  const auto msi = [&](const WCHAR* field, const WCHAR* pattern, bool caseSensitive, EkxStrCompareAs mode) {
+    return KxUtil_MatchFileMsiInfo(file, field, pattern, caseSensitive, mode);
+  };
+  EXPECT_TRUE(version(KXW("CompanyName"), KXW("acme ltd"), false, StrEquals));
+  EXPECT_FALSE(version(KXW("CompanyName"), KXW("acme ltd"), true, StrEquals));
+  EXPECT_FALSE(version(KXW("ProductName"), KXW("*"), false, StrWildcard));
+  EXPECT_FALSE(version(KXW("ProductName"), nullptr, false, StrEquals));
+  EXPECT_TRUE(msi(KXW("ProductName"), KXW("TOOL*"), false, StrWildcard));
+  EXPECT_FALSE(msi(KXW("ProductName"), KXW("TOOL*"), true, StrWildcard));
+  EXPECT_FALSE(msi(KXW("Manufacturer"), KXW("*"), false, StrWildcard));
+  EXPECT_FALSE(msi(KXW("Manufacturer"), nullptr, false, StrEquals));
 }
 
 TEST(MatchFilePublisher, WhatIsNotThereHasNone) {
