@@ -2,10 +2,11 @@
 // the same preferred match and the same groups. Built where the 16-bit PCRE2 library is at hand.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 #include "Agent/engine/kx_util/regexp/regexp_program.h"
-#include "tests/kx_util/regexp/regexp_test_tree.h"
+#include "tests/kx_util/regexp/regexp_test_texts.h"
 #include "tests/support/trace_capture.h"
 
 #define PCRE2_CODE_UNIT_WIDTH 16
@@ -13,7 +14,61 @@
 
 namespace {
 
-using EkxKind = SkxTestTree::EkxKind;
+/// How closely an expression holds together: only an atom may be repeated as it stands.
+enum class EkxBinding { Alternatives, Sequence, Repeat, Negation, Atom };
+
+/// One expression in both dialects.
+struct SkxExpression {
+  std::string dialect;
+  std::string perl;
+  bool canBeEmpty = false;
+  EkxBinding binding = EkxBinding::Atom;
+  bool repeatsEmpty = false;  ///< somewhere in it, which the dialect refuses
+
+  size_t GroupCount() const { return static_cast<size_t>(std::count(dialect.begin(), dialect.end(), '{')); }
+};
+
+/// As one piece where less than `least` would fall apart.
+SkxExpression Held(const SkxExpression& e, EkxBinding least) {
+  if (e.binding >= least) return e;
+  return {"(" + e.dialect + ")", "(?:" + e.perl + ")", e.canBeEmpty, EkxBinding::Atom, e.repeatsEmpty};
+}
+
+SkxExpression Leaf(const std::string& dialect, const std::string& perl) { return {dialect, perl}; }
+SkxExpression Leaf(const std::string& both) { return {both, both}; }
+
+/// In its own group an anchor is first and last.
+SkxExpression Anchor(char which) {
+  return {std::string("(") + which + ")", which == '^' ? "(?:\\A)" : "(?:\\z)", true};
+}
+
+SkxExpression Sequence(const SkxExpression& first, const SkxExpression& second) {
+  const SkxExpression a = Held(first, EkxBinding::Sequence);
+  const SkxExpression b = Held(second, EkxBinding::Sequence);
+  return {a.dialect + b.dialect, a.perl + b.perl, a.canBeEmpty && b.canBeEmpty, EkxBinding::Sequence,
+          a.repeatsEmpty || b.repeatsEmpty};
+}
+
+SkxExpression Alternatives(const SkxExpression& a, const SkxExpression& b) {
+  return {a.dialect + "|" + b.dialect, a.perl + "|" + b.perl, a.canBeEmpty || b.canBeEmpty, EkxBinding::Alternatives,
+          a.repeatsEmpty || b.repeatsEmpty};
+}
+
+SkxExpression Group(const SkxExpression& e) {
+  return {"{" + e.dialect + "}", "(" + e.perl + ")", e.canBeEmpty, EkxBinding::Atom, e.repeatsEmpty};
+}
+
+const char* const kQuantifiers[] = {"?", "*", "+", "??", "*?", "+?"};
+
+SkxExpression Repeat(const SkxExpression& e, const std::string& quantifier) {
+  const SkxExpression held = Held(e, EkxBinding::Atom);
+  return {held.dialect + quantifier, held.perl + quantifier, quantifier[0] != '+' || e.canBeEmpty, EkxBinding::Repeat,
+          e.repeatsEmpty || e.canBeEmpty};
+}
+
+SkxExpression NotAhead(const SkxExpression& e) {
+  return {"!" + Held(e, EkxBinding::Repeat).dialect, "(?!" + e.perl + ")", true, EkxBinding::Negation, e.repeatsEmpty};
+}
 
 class CkxGenerator {
  public:
@@ -21,10 +76,10 @@ class CkxGenerator {
 
   size_t Below(size_t bound) { return std::uniform_int_distribution<size_t>(0, bound - 1)(_random); }
 
-  SkxTestTree Tree() {
+  SkxExpression Expression() {
     _groups = 0;
     _closed.clear();
-    return Tree(1 + Below(5));
+    return Expression(1 + Below(5));
   }
 
   std::string Subject() {
@@ -35,79 +90,56 @@ class CkxGenerator {
   }
 
  private:
-  SkxTestTree Tree(size_t depth) {
-    if (depth == 0) return Leaf();
-    switch (Below(9)) {
-      case 0:
-      case 1:
-      case 2:
-        return SkxTestTree::Of(EkxKind::Sequence, Children(depth));
-      case 3:
-        return SkxTestTree::Of(EkxKind::Alternatives, Children(depth));
-      case 4:
-        return Group(depth);
-      case 5:
-      case 6:
-        return Repeat(depth);
-      case 7:
-        return Below(2) != 0 ? SkxTestTree::Of(EkxKind::NotAhead, {Tree(depth - 1)}) : Leaf();
-      default:
-        return Leaf();
+  SkxExpression Expression(size_t depth) {
+    const size_t kind = depth == 0 ? 9 : Below(9);
+    if (kind <= 3) {
+      SkxExpression all = Expression(depth - 1);
+      for (size_t left = 1 + Below(2); left != 0; --left) {
+        const SkxExpression next = Expression(depth - 1);
+        all = kind == 3 ? Alternatives(all, next) : Sequence(all, next);
+      }
+      return all;
     }
+    if (kind == 4) return NumberedGroup(depth);
+    if (kind <= 6) {
+      const SkxExpression child = Expression(depth - 1);
+      return child.canBeEmpty ? child : Repeat(child, kQuantifiers[Below(6)]);
+    }
+    return kind == 7 && Below(2) != 0 ? NotAhead(Expression(depth - 1)) : AnyLeaf();
   }
 
-  std::vector<SkxTestTree> Children(size_t depth) {
-    std::vector<SkxTestTree> children;
-    for (size_t left = 2 + Below(2); left != 0; --left) children.push_back(Tree(depth - 1));
-    return children;
-  }
-
-  SkxTestTree Group(size_t depth) {
+  SkxExpression NumberedGroup(size_t depth) {
     const size_t number = _groups++;
-    SkxTestTree group = SkxTestTree::Of(EkxKind::Group, {Tree(depth - 1)});
-    if (!group.CanBeEmpty()) _closed.push_back(number);
+    SkxExpression group = Group(Expression(depth - 1));
+    if (!group.canBeEmpty) _closed.push_back(number);
     return group;
   }
 
-  SkxTestTree Repeat(size_t depth) {
-    static const char* const quantifiers[] = {"?", "*", "+", "??", "*?", "+?"};
-    SkxTestTree child = Tree(depth - 1);
-    if (child.CanBeEmpty()) return child;
-    return SkxTestTree::Of(EkxKind::Repeat, {std::move(child)}, quantifiers[Below(6)]);
-  }
-
-  SkxTestTree Leaf() {
-    static const SkxTestTree leaves[] = {
-        SkxTestTree::Leaf("a"),
-        SkxTestTree::Leaf("a"),
-        SkxTestTree::Leaf("b"),
-        SkxTestTree::Leaf("b"),
-        SkxTestTree::Leaf("c"),
-        SkxTestTree::Leaf("A"),
-        SkxTestTree::Leaf("."),
-        SkxTestTree::Leaf("[a-b]"),
-        SkxTestTree::Leaf("[^a]"),
-        SkxTestTree::Leaf("[B-Z1]"),
-        Written("\\d", "[0-9]"),
-        Written("\\w", "(?:[a-zA-Z]+)"),
-        Written("\\a", "[a-zA-Z0-9]"),
-        Written("\\b", "[ \\t]"),
-        Written("\\n", "(?:\\r|\\r?\\n)"),
-        SkxTestTree::Of(EkxKind::Anchor, {}, "^"),
-        SkxTestTree::Of(EkxKind::Anchor, {}, "$"),
+  SkxExpression AnyLeaf() {
+    static const SkxExpression leaves[] = {
+        Leaf("a"),
+        Leaf("a"),
+        Leaf("b"),
+        Leaf("b"),
+        Leaf("c"),
+        Leaf("A"),
+        Leaf("."),
+        Leaf("[a-b]"),
+        Leaf("[^a]"),
+        Leaf("[B-Z1]"),
+        Leaf("\\d", "[0-9]"),
+        Leaf("\\w", "(?:[a-zA-Z]+)"),
+        Leaf("\\a", "[a-zA-Z0-9]"),
+        Leaf("\\b", "[ \\t]"),
+        Leaf("\\n", "(?:\\r|\\r?\\n)"),
+        Anchor('^'),
+        Anchor('$'),
     };
     if (!_closed.empty() && Below(4) == 0) {
-      SkxTestTree reference = SkxTestTree::Of(EkxKind::BackReference, {});
-      reference.group = _closed[Below(_closed.size())];
-      if (reference.group < 10) return reference;
+      const size_t group = _closed[Below(_closed.size())];
+      if (group < 10) return Leaf("\\" + std::to_string(group), "\\g{" + std::to_string(group + 1) + "}");
     }
     return leaves[Below(std::size(leaves))];
-  }
-
-  static SkxTestTree Written(const std::string& dialect, const std::string& perl) {
-    SkxTestTree leaf = SkxTestTree::Leaf(dialect);
-    leaf.perl = perl;
-    return leaf;
   }
 
   std::mt19937 _random;
@@ -160,17 +192,15 @@ TEST(RegExpDifferential, GeneratedExpressionsAgainstPcre) {
   size_t matches = 0;
   size_t gaveUp = 0;
   while (pairs < 100'000) {
-    SkxTestTree tree = generate.Tree();
-    const size_t groupCount = tree.NumberGroups();
+    const SkxExpression made = generate.Expression();
     const bool caseSensitive = generate.Below(2) == 0;
-    const std::string pattern = tree.Dialect();
-    CkxPcre pcre(tree.Perl(), caseSensitive);
+    CkxPcre pcre(made.perl, caseSensitive);
     CkxRegExp expression;
-    ASSERT_TRUE(pcre.IsOk()) << tree.Perl();
-    ASSERT_TRUE(expression.Parse(Wide(pattern), caseSensitive).IsOk()) << pattern;
+    ASSERT_TRUE(pcre.IsOk()) << made.perl;
+    ASSERT_TRUE(expression.Parse(Wide(made.dialect), caseSensitive).IsOk()) << made.dialect;
     for (int round = 0; round < 10; ++round) {
       const std::string subject = generate.Subject();
-      const std::string searched = pcre.Search(subject, false, groupCount);
+      const std::string searched = pcre.Search(subject, false, made.GroupCount());
       const std::string atStart = pcre.Search(subject, true, 0);
       const CkxTraceCapture errors;
       SkxRegExpMatch match;
@@ -182,7 +212,7 @@ TEST(RegExpDifferential, GeneratedExpressionsAgainstPcre) {
         ++gaveUp;
         continue;
       }
-      const std::string what = pattern + " = " + tree.Perl() + " on [" + subject + "]";
+      const std::string what = made.dialect + " = " + made.perl + " on [" + subject + "]";
       ASSERT_EQ(Show(found, match), searched) << what;
       ASSERT_EQ(Show(prefixFound, prefix), atStart) << what;
       ASSERT_EQ(whole, prefixFound && prefix.end == subject.size()) << what;
@@ -194,28 +224,26 @@ TEST(RegExpDifferential, GeneratedExpressionsAgainstPcre) {
   EXPECT_LT(gaveUp, pairs / 1000) << "a backtracking engine's limits are rarely met";
 }
 
-/// All trees of `size` nodes, from the smaller ones in `bySize`.
-std::vector<SkxTestTree> TreesOf(size_t size, const std::vector<std::vector<SkxTestTree>>& bySize) {
-  if (size == 1) {
-    return {SkxTestTree::Leaf("a"), SkxTestTree::Leaf("b"), SkxTestTree::Of(EkxKind::Anchor, {}, "$")};
-  }
-  std::vector<SkxTestTree> trees;
-  for (const SkxTestTree& child : bySize[size - 1]) {
-    for (const char* quantifier : {"?", "*", "+", "??", "*?", "+?"}) {
-      trees.push_back(SkxTestTree::Of(EkxKind::Repeat, {child}, quantifier));
-    }
-    trees.push_back(SkxTestTree::Of(EkxKind::Group, {child}));
-    trees.push_back(SkxTestTree::Of(EkxKind::NotAhead, {child}));
+using Expressions = std::vector<SkxExpression>;
+
+/// All expressions of `size` pieces, from the smaller ones in `bySize`.
+Expressions ExpressionsOf(size_t size, const std::vector<Expressions>& bySize) {
+  if (size == 1) return {Leaf("a"), Leaf("b"), Anchor('$')};
+  Expressions all;
+  for (const SkxExpression& child : bySize[size - 1]) {
+    for (const char* quantifier : kQuantifiers) all.push_back(Repeat(child, quantifier));
+    all.push_back(Group(child));
+    all.push_back(NotAhead(child));
   }
   for (size_t left = 1; left + 1 < size; ++left) {
-    for (const SkxTestTree& first : bySize[left]) {
-      for (const SkxTestTree& second : bySize[size - 1 - left]) {
-        trees.push_back(SkxTestTree::Of(EkxKind::Sequence, {first, second}));
-        trees.push_back(SkxTestTree::Of(EkxKind::Alternatives, {first, second}));
+    for (const SkxExpression& first : bySize[left]) {
+      for (const SkxExpression& second : bySize[size - 1 - left]) {
+        all.push_back(Sequence(first, second));
+        all.push_back(Alternatives(first, second));
       }
     }
   }
-  return trees;
+  return all;
 }
 
 std::vector<std::string> SubjectsUpTo(size_t length) {
@@ -244,26 +272,24 @@ std::string Backtracked(const SkxRegExpProgram& program, const KxWString& subjec
 /// Every small expression over a and b, on every short subject, by both machines.
 TEST(RegExpDifferential, AllSmallExpressionsAgainstPcre) {
   const std::vector<std::string> subjects = SubjectsUpTo(4);
-  std::vector<std::vector<SkxTestTree>> bySize(1);
+  std::vector<Expressions> bySize(1);
   size_t compared = 0;
   for (size_t size = 1; size <= 5; ++size) {
-    bySize.push_back(TreesOf(size, bySize));
-    for (SkxTestTree& tree : bySize.back()) {
-      const size_t groupCount = tree.NumberGroups();
-      const std::string pattern = tree.Dialect();
+    bySize.push_back(ExpressionsOf(size, bySize));
+    for (const SkxExpression& small : bySize.back()) {
       CkxRegExp expression;
-      const SkxRegExpError error = expression.Parse(Wide(pattern), true);
-      ASSERT_EQ(error.code, tree.RepeatsEmpty() ? EkxRegExpError::EmptyRepeat : EkxRegExpError::Ok) << pattern;
+      const SkxRegExpError error = expression.Parse(Wide(small.dialect), true);
+      ASSERT_EQ(error.code, small.repeatsEmpty ? EkxRegExpError::EmptyRepeat : EkxRegExpError::Ok) << small.dialect;
       if (!error.IsOk()) continue;
       SkxRegExpTree parsed;
       SkxRegExpProgram program;
-      ASSERT_TRUE(KxRegExp_ParseTree(Wide(pattern), parsed).IsOk());
+      ASSERT_TRUE(KxRegExp_ParseTree(Wide(small.dialect), parsed).IsOk());
       ASSERT_TRUE(KxRegExp_Compile(parsed, true, program).IsOk());
-      CkxPcre pcre(tree.Perl(), true);
-      ASSERT_TRUE(pcre.IsOk()) << tree.Perl();
+      CkxPcre pcre(small.perl, true);
+      ASSERT_TRUE(pcre.IsOk()) << small.perl;
       for (const std::string& subject : subjects) {
-        const std::string what = pattern + " on " + subject;
-        const std::string expected = pcre.Search(subject, false, groupCount);
+        const std::string what = small.dialect + " on " + subject;
+        const std::string expected = pcre.Search(subject, false, small.GroupCount());
         SkxRegExpMatch match;
         const bool found = expression.Match(Wide(subject), match);
         ASSERT_EQ(Show(found, match), expected) << what;

@@ -5,7 +5,7 @@
 #include <chrono>
 
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
-#include "tests/kx_util/regexp/regexp_test_tree.h"
+#include "tests/kx_util/regexp/regexp_test_texts.h"
 #include "tests/support/data_rows.h"
 #include "tests/support/trace_capture.h"
 
