@@ -46,28 +46,13 @@ struct Machine : IkxMachineFacts {
 };
 
 TEST(ScriptHost, OnlyOnTheSystemsDriveWhereItIsKnown) {
-  const struct {
-    const WCHAR* windowsFolder;
-    const WCHAR* program;
-    const char* script;
-  } kCases[] = {
-      {KXW("C:\\Windows"), kCmd, "a.bat"},
-      {KXW("c:\\Windows"), KXW("\\\\?\\C:\\Windows\\System32\\cmd.exe"), "a.bat"},
-      {KXW("C:\\Windows"), KXW("D:\\Windows\\System32\\cmd.exe"), ""},
-      {KXW("C:\\Windows"), KXW("\\\\server\\share\\Windows\\System32\\cmd.exe"), ""},
-      {KXW("D:\\Windows"), KXW("D:\\Windows\\System32\\cmd.exe"), "a.bat"},
-      {KXW("D:\\Windows"), kCmd, ""},
-  };
-  for (const auto& c : kCases) {
-    const Machine machine(c.windowsFolder);
-    const CkxMachineFactsScope scope(machine);
-    EXPECT_EQ(ScriptOf(c.program, KXW("cmd.exe /c a.bat")), c.script)
-        << KxText_ToUtf8(c.program) << " in " << KxText_ToUtf8(c.windowsFolder);
-  }
-  const Machine machine(KXW("C:\\Windows"));
-  const CkxMachineFactsScope scope(machine);
-  EXPECT_EQ(ScriptOf(kPwsh, KXW("pwsh a.ps1")), "a.ps1");
-  EXPECT_EQ(ScriptOf(KXW("D:\\Program Files\\PowerShell\\7\\pwsh.exe"), KXW("pwsh a.ps1")), "");
+  KxTest_ForRows<KxWString, KxWString, KxWString, std::optional<std::string>>(
+      "command/system_drives.txt",
+      [](const auto& windowsFolder, const auto& program, const auto& line, const auto& script) {
+        const Machine machine(windowsFolder.c_str());
+        const CkxMachineFactsScope scope(machine);
+        EXPECT_EQ(ScriptOf(program.c_str(), line.c_str()), script.value_or(""));
+      });
 }
 
 TEST(ScriptHost, FindsTheScriptOfALine) {

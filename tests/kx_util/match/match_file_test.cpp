@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 #include <kx_util/kx_util.h>
 
+#include <algorithm>
+
+#include "tests/support/data_rows.h"
 #include "tests/support/trace_capture.h"
 
 namespace {
@@ -126,41 +129,23 @@ class FakePublisher final : public IkxPublisherProvider {
 };
 
 TEST(MatchPublisher, NeedsAValidSignerOrTwo) {
-  using enum EkxPublisherStatus;
-  const WCHAR* const acme = KXW("Acme Ltd");
-  const WCHAR* const other = KXW("Other");
-  const FakePublisher::Signer none{nullptr, Unknown};
-  struct {
-    const char* name;
-    FakePublisher::Signer first, second;
-    bool matches;
-    const char* asked;
-  } const cases[] = {
-      {"valid", {acme, Valid}, none, true, "1"},
-      {"valid, the second does not count", {acme, Valid}, {other, Invalid}, true, "1"},
-      {"valid, another name", {other, Valid}, {acme, Valid}, false, "1"},
-      {"weak, confirmed", {acme, ValidByWeakDigest}, {acme, Valid}, true, "12"},
-      {"weak, alone", {acme, ValidByWeakDigest}, none, false, "12"},
-      {"weak, no second name", {acme, ValidByWeakDigest}, {nullptr, Valid}, false, "12"},
-      {"weak, confirmed by another", {acme, ValidByWeakDigest}, {other, Valid}, false, "12"},
-      {"weak twice", {acme, ValidByWeakDigest}, {acme, ValidByWeakDigest}, false, "12"},
-      {"weak, another name", {other, ValidByWeakDigest}, {acme, Valid}, false, "1"},
-      {"no name", {nullptr, Valid}, {acme, Valid}, false, "1"},
-      {"system", {acme, SystemPseudoFile}, {acme, Valid}, false, "1"},
-      {"invalid", {acme, Invalid}, {acme, Valid}, false, "1"},
-      {"unsigned", {acme, Unsigned}, none, false, "1"},
-      {"untrusted", {acme, UntrustedRoot}, none, false, "1"},
-      {"expired", {acme, Expired}, none, false, "1"},
-      {"revoked", {acme, Revoked}, none, false, "1"},
-      {"unknown", {acme, Unknown}, none, false, "1"},
+  constexpr std::string_view kStatuses[] = {"unknown",  "system",        "weak",    "invalid", "valid",
+                                            "unsigned", "untrustedRoot", "expired", "revoked"};
+  const auto signer = [&](const std::optional<KxWString>& name, const std::string& status) {
+    const auto* const found = std::find(std::begin(kStatuses), std::end(kStatuses), status);
+    EXPECT_NE(found, std::end(kStatuses)) << status;
+    return FakePublisher::Signer{name ? name->c_str() : nullptr,
+                                 static_cast<EkxPublisherStatus>(found - std::begin(kStatuses))};
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    const FakePublisher file(c.first, c.second);
-    EXPECT_EQ(KxUtil_MatchPublisher(file, KXW("ACME*"), false, StrWildcard), c.matches);
-    EXPECT_EQ(file.asked, c.asked);
-    EXPECT_FALSE(KxUtil_MatchPublisher(file, KXW("ACME*"), true, StrWildcard));
-  }
+  using Name = std::optional<KxWString>;
+  KxTest_ForRows<std::string, Name, std::string, Name, std::string, bool, std::string>(
+      "match/publishers.txt", [&](const auto&, const auto& first, const auto& firstStatus, const auto& second,
+                                  const auto& secondStatus, bool matches, const auto& asked) {
+        const FakePublisher file(signer(first, firstStatus), signer(second, secondStatus));
+        EXPECT_EQ(KxUtil_MatchPublisher(file, KXW("ACME*"), false, StrWildcard), matches);
+        EXPECT_EQ(file.asked, asked);
+        EXPECT_FALSE(KxUtil_MatchPublisher(file, KXW("ACME*"), true, StrWildcard));
+      });
 }
 
 TEST(MatchPublisher, ANullPatternMatchesNothingAndTheTraceBracketsIt) {

@@ -1,13 +1,12 @@
 #include "Agent/engine/kx_util/target/pe_version_info.h"
 
-#include <gtest/gtest.h>
-
 #include <functional>
 #include <numeric>
 
 #include "Common_CPP/file/file.h"
 #include "Common_CPP/util/text.h"
 #include "tests/kx_util/target/pe_image.h"
+#include "tests/support/data_rows.h"
 
 namespace {
 
@@ -111,43 +110,13 @@ TEST(PeVersionInfo, WithoutAFixedBlockThereIsNoVersion) {
 }
 
 TEST(PeVersionInfo, RefusesFilesWithABrokenWayToTheResource) {
-  constexpr size_t kNt = SkxTestPeLayout::kNtHeaders;
-  constexpr size_t kResources = SkxTestPeLayout::kResources;
-  struct {
-    const char* name;
-    size_t at;
-    uint32_t value;
-  } const cases[] = {
-      {"no DOS header", 0, 0x5A4E},
-      {"NT headers beyond the file", 60, 0x7FFFFFFF},
-      {"no NT signature", kNt, 0x4551},
-      {"no sections", kNt + 6, 0},
-      {"an optional header too short for directories", kNt + 20, 0x00220080},
-      {"an unknown optional header", kNt + 24, 0x107},
-      {"two directories only", kTestPe32Plus.directories - 4, 2},
-      {"no resources", kTestPe32Plus.directories + 16, 0},
-      {"resources before every section", kTestPe32Plus.directories + 16, 0xFFF},
-      {"resources beyond every section", kTestPe32Plus.directories + 16, 0xFFFFFFFF},
-      {"a section beyond the file", kTestPe32Plus.sectionHeader + 20, 0xFFFFFFFF},
-      {"a section that ends before its data", kTestPe32Plus.sectionHeader + 16, 0x100},
-      {"no version among the types", kResources + 16, 15},
-      {"a type that is no directory", kResources + 20, 0x18},
-      {"a type that loops back", kResources + 20, 0x80000000},
-      {"a type beyond the section", kResources + 20, 0xFFFFFFFF},
-      {"a name that is no directory", kResources + 0x18 + 20, 0x48},
-      {"an empty directory of languages", kResources + 0x30 + 12, 0},
-      {"a language that is a directory", kResources + 0x30 + 20, 0x80000048},
-      {"data beyond the section", kResources + 0x48, 0x7FFFFFFF},
-      {"one byte more than there is", kResources + 0x4C, static_cast<uint32_t>(KxTest_UsualVersion().Size()) + 1},
-      {"a huge resource", kResources + 0x4C, 0xFFFFFFFF},
-      {"an empty resource", kResources + 0x4C, 0},
-      {"another tree", SkxTestPeLayout::kVersion + 6, 'W'},
-      {"a tree longer than the resource", SkxTestPeLayout::kVersion, 0xFFFF},
-  };
-  for (const auto& c : cases) {
-    CkxRecordBytes file = KxTest_PeImage(kTestPe32Plus, KxTest_UsualVersion());
-    EXPECT_FALSE(Read(file.SetU16(c.at, c.value).SetU16(c.at + 2, c.value >> 16))) << c.name;
-  }
+  KxTest_ForRows<std::string, std::string, std::string>(
+      "target/broken_programs.txt", [](const auto&, const auto& offset, const auto& value) {
+        const size_t at = std::stoul(offset, nullptr, 16);
+        const auto number = static_cast<uint32_t>(std::stoul(value, nullptr, 16));
+        CkxRecordBytes file = KxTest_PeImage(kTestPe32Plus, KxTest_UsualVersion());
+        EXPECT_FALSE(Read(file.SetU16(at, number).SetU16(at + 2, number >> 16)));
+      });
 }
 
 TEST(PeVersionInfo, EveryCutIsRefused) {

@@ -85,28 +85,18 @@ TEST_F(AdminTaskTest, WhatOnlyTheShellShowsHasItemsOfItsOwn) {
 
 Ids Only(const std::optional<uint64_t>& id) { return id ? Ids{static_cast<uint32_t>(*id)} : Ids(); }
 
-TEST_F(AdminTaskTest, ProcessesAndFiles) {
+TEST_F(AdminTaskTest, ProcessesFilesRequestsAndClasses) {
   KxTest_ForRows<KxWString, KxWString, std::optional<uint64_t>>(
       "tasks/processes.txt",
       [](const auto& path, const auto& line, const auto& id) { EXPECT_EQ(OfProcess(path, line), Only(id)); });
   KxTest_ForRows<KxWString, std::optional<uint64_t>>(
       "tasks/files.txt", [](const auto& path, const auto& id) { EXPECT_EQ(OfFile(path), Only(id)); });
-}
-
-TEST_F(AdminTaskTest, RequestsAndClasses) {
-  constexpr uint32_t kUrl = CkxTargetInfoElevator::kUrlRequest;
-  EXPECT_THAT(OfRequest(kUrl, KXW("ms-settings:DateAndTime")), ElementsAre(1));
-  EXPECT_THAT(OfRequest(kUrl, KXW("shell:::{4026492F-2F69-46B8-B9BF-5654FC07E423}")), ElementsAre(12));
-  EXPECT_THAT(OfRequest(kUrl, KXW("{4026492F-2F69-46B8-B9BF-5654FC07E423}")), IsEmpty());
-  EXPECT_THAT(OfRequest(kUrl, KXW("https://example.com/ms-settings:dateandtime")), IsEmpty());
-  EXPECT_THAT(OfRequest(kUrl, KXW("timedate.cpl")), IsEmpty());
-  EXPECT_THAT(OfRequest(kUrl, KXW("")), IsEmpty());
-  EXPECT_THAT(OfRequest(1, KXW("ms-settings:dateandtime")), IsEmpty()) << "no request for an address";
-
-  EXPECT_THAT(OfClass(KXW("{9df523b0-a6c0-4ea9-b5f1-f4565c3ac8b8}")), ElementsAre(1));
-  EXPECT_THAT(OfClass(KXW("{4026492F-2F69-46B8-B9BF-5654FC07E423}")), IsEmpty()) << "of the shell, elevates nothing";
-  EXPECT_THAT(OfClass(KXW("9DF523B0-A6C0-4EA9-B5F1-F4565C3AC8B8")), IsEmpty());
-  EXPECT_THAT(OfClass(KXW("")), IsEmpty());
+  KxTest_ForRows<uint64_t, KxWString, std::optional<uint64_t>>(
+      "tasks/requests.txt", [](uint64_t kind, const auto& url, const auto& id) {
+        EXPECT_EQ(OfRequest(static_cast<uint32_t>(kind), url), Only(id));
+      });
+  KxTest_ForRows<KxWString, std::optional<uint64_t>>(
+      "tasks/classes.txt", [](const auto& classId, const auto& id) { EXPECT_EQ(OfClass(classId), Only(id)); });
 }
 
 TEST_F(AdminTaskTest, WhereTheSystemLivesIsKnown) {
