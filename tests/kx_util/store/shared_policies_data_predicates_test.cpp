@@ -4,7 +4,7 @@
 #include <kx_util/shared_policy_target_admin_task.h>
 #include <kx_util/target_info_kinds.h>
 
-#include <functional>
+#include <map>
 
 #include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/image/encode_image.h"
@@ -12,10 +12,13 @@
 #include "Agent/engine/kx_util/store/policy_walk.h"
 #include "Agent/engine/kx_util/store/tools_folder.h"
 #include "Common_CPP/access_token/access_token.h"
+#include "tests/support/data_rows.h"
+#include "tests/support/recorded_facts.h"
 #include "tests/support/trace_capture.h"
 
 namespace {
 
+using nlohmann::json;
 using testing::ElementsAre;
 
 SkxPolicyImage Image(const std::string& document) {
@@ -53,10 +56,6 @@ std::string Policies(const std::vector<std::string>& policies) {
 }
 
 constexpr const char* kTool = R"("targets": [{"type": "executable", "fileName": "tool.exe"}])";
-constexpr const char* kOther = R"("targets": [{"type": "executable", "fileName": "other.exe"}])";
-constexpr const char* kControl = R"("targets": [{"type": "activeX"}])";
-constexpr const char* kAddress = R"("targets": [{"type": "url"}])";
-constexpr const char* kExcluded = R"("targets": [{"type": "exclude", "fileName": "tool.exe", "users": "KxNoUsers"}])";
 
 std::string Policy(const char* action, const char* rest) {
   return "\"action\": \"" + std::string(action) + "\", " + rest;
@@ -65,112 +64,73 @@ std::string Policy(const char* action, const char* rest) {
 struct Things {
   CkxAccessToken user{*CkxSid::FromUtf8("S-1-5-21-1-2-3-1001"), {}, false};
   CkxAccessToken administrator{*CkxSid::FromUtf8("S-1-5-21-1-2-3-500"), {}, true};
-  SkxFileFacts facts = [] {
-    SkxFileFacts known;
-    known.path = KXW("C:\\Tools\\tool.exe");
-    return known;
-  }();
+  SkxFileFacts facts = KxTest_FileAt(KXW("C:\\Tools\\tool.exe"));
   CkxTargetInfoProcess tool{facts, SkxProcessFacts{}, user.Handle()};
   CkxTargetInfoActiveX control{facts, {}, user.Handle()};
   CkxTargetInfoElevator address{2, KXW("https://example.com/x"), user.Handle()};
-  uint32_t id = 0;
-  uint32_t mask = 0;
+
+  const CkxTargetInfo& Named(const std::string& name) const {
+    if (name == "address") return address;
+    return name == "control" ? static_cast<const CkxTargetInfo&>(control) : tool;
+  }
+  void* Token(const std::string& name) { return name == "administrator" ? administrator.Handle() : user.Handle(); }
+};
+
+using Data = CkxSharedPoliciesData;
+using Question = uint32_t (*)(const CkxTargetInfo& target, void* token);
+
+/// What is answered, or what comes out of it: nothing when the answer is no.
+template <class Ask>
+uint32_t Number(Ask ask) {
+  uint32_t number = 0;
+  const bool answer = ask(number);
+  EXPECT_TRUE(answer || number == 0) << "an out value is the answer's own";
+  return answer ? number : 0;
+}
+
+const std::map<std::string, Question> kQuestions = {
+    {"IsBlocked", [](const CkxTargetInfo& t, void*) -> uint32_t { return Data::IsBlocked(t); }},
+    {"ElevatorAllowed", [](const CkxTargetInfo& t, void*) -> uint32_t { return Data::ElevatorAllowed(t); }},
+    {"IsMultifileCreator", [](const CkxTargetInfo& t, void*) -> uint32_t { return Data::IsMultifileCreator(t); }},
+    {"ActiveXPolicyAutomationAllowed",
+     [](const CkxTargetInfo& t, void*) -> uint32_t { return Data::ActiveXPolicyAutomationAllowed(t); }},
+    {"ShellOnDemandElevationAllowed",
+     [](const CkxTargetInfo& t, void*) {
+       return Number([&](uint32_t& id) {
+         return Data::ShellOnDemandElevationAllowed(static_cast<const CkxTargetInfoProcess&>(t), id);
+       });
+     }},
+    {"GetPossibleActiveXInstallPolicyActions",
+     [](const CkxTargetInfo&, void* token) {
+       return Number([&](uint32_t& mask) { return Data::GetPossibleActiveXInstallPolicyActions(token, mask); });
+     }},
+    {"ManualPolicyRequestAllowed",
+     [](const CkxTargetInfo&, void* token) {
+       return Number([&](uint32_t& id) { return Data::ManualPolicyRequestAllowed(token, id); });
+     }},
+    {"IsExcluded",
+     [](const CkxTargetInfo& t, void* token) -> uint32_t {
+       return Data::IsExcluded(t.QueryPathProvider()->GetPath(), token);
+     }},
+    {"HasActiveShellEoDTargets",
+     [](const CkxTargetInfo&, void* token) -> uint32_t { return Data::HasActiveShellEoDTargets(token); }},
+    {"HasActiveBlockedTargets",
+     [](const CkxTargetInfo&, void* token) -> uint32_t { return Data::HasActiveBlockedTargets(token); }},
 };
 
 TEST(PolicyPredicates, AnswerFromTheKindsThatTheyAreAbout) {
-  using Data = CkxSharedPoliciesData;
-  const auto blocked = [](Things& t) { return Data::IsBlocked(t.tool); };
-  const auto elevated = [](Things& t) { return Data::ElevatorAllowed(t.address); };
-  const auto elevatedTool = [](Things& t) { return Data::ElevatorAllowed(t.tool); };
-  const auto shell = [](Things& t) { return Data::ShellOnDemandElevationAllowed(t.tool, t.id) && t.id == 1; };
-  const auto automation = [](Things& t) { return Data::ActiveXPolicyAutomationAllowed(t.control); };
-  const auto automationTool = [](Things& t) { return Data::ActiveXPolicyAutomationAllowed(t.tool); };
-  const auto actions = [](uint32_t expected) {
-    return [expected](Things& t) {
-      return Data::GetPossibleActiveXInstallPolicyActions(t.user.Handle(), t.mask) && t.mask == expected;
-    };
-  };
-  const auto excluded = [](Things& t) { return Data::IsExcluded(KXW("C:\\Tools\\tool.exe"), t.user.Handle()); };
-  const auto developer = [](Things& t) { return Data::IsMultifileCreator(t.tool); };
-  const auto request = [](Things& t) { return Data::ManualPolicyRequestAllowed(t.user.Handle(), t.id) && t.id == 1; };
-  const auto adminRequest = [](Things& t) { return Data::ManualPolicyRequestAllowed(t.administrator.Handle(), t.id); };
-  const auto shellTargets = [](Things& t) { return Data::HasActiveShellEoDTargets(t.user.Handle()); };
-  const auto blockTargets = [](Things& t) { return Data::HasActiveBlockedTargets(t.user.Handle()); };
-
-  const std::string trust = R"("action": "elevateOnDemand", "shellExtension": true)";
-  const std::string collect = R"("action": "runAndCollectEvents", "monitorStandardUsers": true, "targets": [])";
-  struct {
-    const char* name;
-    std::string document;
-    std::function<bool(Things&)> ask;
-    bool answer;
-  } const cases[] = {
-      {"a block", Policies({Policy("block", kTool)}), blocked, true},
-      {"an inactive block", Policies({R"("active": false, )" + Policy("block", kTool)}), blocked, false},
-      {"a block of something else", Policies({Policy("block", kOther)}), blocked, false},
-      {"a block after a run", Policies({Policy("run", kTool), Policy("block", kTool)}), blocked, false},
-      {"a block after an exclusion", Policies({Policy("exclude", kExcluded), Policy("block", kTool)}), blocked, false},
-      {"a block after an exclusion from something else",
-       Policies({R"("excludeType": 1, )" + Policy("exclude", kExcluded), Policy("block", kTool)}), blocked, true},
-      {"a developer application is no block", Policies({Policy("developerApplication", kTool)}), blocked, false},
-      {"nothing", Policies({}), blocked, false},
-
-      {"an elevated address", Policies({Policy("elevate", kAddress)}), elevated, true},
-      {"a blocked address", Policies({Policy("block", kAddress), Policy("elevate", kAddress)}), elevated, false},
-      {"trust takes no address", Policies({trust, Policy("elevate", kAddress)}), elevated, true},
-      {"an elevated program is no request", Policies({Policy("elevate", kTool)}), elevatedTool, false},
-
-      {"trusted in the shell", Policies({trust}), shell, true},
-      {"trusted elsewhere", Policies({R"("action": "elevateOnDemand")"}), shell, false},
-      {"elevated already", Policies({Policy("elevate", kTool), trust}), shell, false},
-
-      {"an automatic control", Policies({R"("policyAutomation": true, )" + Policy("elevate", kControl)}), automation,
-       true},
-      {"a control that asks", Policies({Policy("elevate", kControl)}), automation, false},
-      {"an automatic program", Policies({R"("policyAutomation": true, )" + Policy("elevate", kTool)}), automationTool,
-       false},
-
-      {"controls and everything",
-       Policies({Policy("block", kControl), Policy("elevate", kTool), trust, Policy("developerApplication", kControl)}),
-       actions(0x2 | 0x8), true},
-      {"an exclusion from something else takes no control",
-       Policies({R"("excludeType": 1, )" + Policy("exclude", kControl)}), actions(0), false},
-      {"no control", Policies({Policy("block", kTool)}), actions(0), false},
-
-      {"an exclusion", Policies({Policy("exclude", kExcluded)}), excluded, true},
-      {"an exclusion from something else", Policies({R"("excludeType": 1, )" + Policy("exclude", kExcluded)}), excluded,
-       false},
-      {"a block is no exclusion", Policies({Policy("block", kTool)}), excluded, false},
-
-      {"a developer application", Policies({Policy("developerApplication", kTool)}), developer, true},
-      {"another developer application", Policies({Policy("developerApplication", kOther)}), developer, false},
-      {"a run is no developer application", Policies({Policy("run", kTool)}), developer, false},
-
-      {"a request", Policies({R"("allowUserRequest": true, )" + collect}), request, true},
-      {"no request", Policies({collect}), request, false},
-      {"a request of who is not monitored", Policies({R"("allowUserRequest": true, )" + collect}), adminRequest, false},
-
-      {"trust in the shell", Policies({trust}), shellTargets, true},
-      {"trust without the shell", Policies({R"("action": "elevateOnDemand")"}), shellTargets, false},
-      {"trust in an empty group",
-       R"({"applicationGroups": [{"name": "none", "targets": []}], "policies": [{"id": 1, "name": "p", )" + trust +
-           R"(, "targets": [{"type": "applicationGroup", "group": "none"}]}]})",
-       shellTargets, false},
-      {"blocks", Policies({Policy("run", kTool), Policy("block", kTool)}), blockTargets, true},
-      {"a block of nothing", Policies({R"("action": "block")"}), blockTargets, false},
-      {"no block", Policies({Policy("run", kTool)}), blockTargets, false},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    const CkxTraceCapture trace;
-    const CkxImageSource source(Image(c.document));
+  for (const CkxDataRow& row : KxTest_Rows("questions.jsonl")) {
+    SCOPED_TRACE(row.At());
+    row.RequireCount(5);
+    json policies = row.Fields()[4];
+    for (size_t i = 0; i < policies.size(); ++i) policies[i].update({{"id", i + 1}, {"name", "p"}});
+    const json none = {{"name", "none"}, {"targets", json::array()}};
+    const CkxImageSource source(Image(json({{"policies", policies}, {"applicationGroups", {none}}}).dump()));
     const CkxPolicySourceScope scope(source);
+    const CkxTraceCapture trace;
     Things things;
-    EXPECT_EQ(c.ask(things), c.answer);
-    if (!c.answer) {
-      EXPECT_EQ(things.id, 0u) << "an out value is the answer's own";
-      EXPECT_EQ(things.mask, 0u);
-    }
+    const std::string about = row.Fields()[2];
+    EXPECT_EQ(kQuestions.at(row.Fields()[1])(things.Named(about), things.Token(about)), row.Fields()[3]);
   }
 }
 

@@ -4,7 +4,6 @@
 
 #include "Common_CPP/clock/clock.h"
 #include "tests/support/recorded_facts.h"
-#include "tests/support/recording_observer.h"
 #include "tests/support/section_source.h"
 #include "tests/support/target_records.h"
 #include "tests/support/trace_capture.h"
@@ -48,38 +47,6 @@ class SharedPoliciesData : public testing::Test {
   SkxTriggerPolicyShortInfo _info;
 };
 
-TEST_F(SharedPoliciesData, TheFirstPolicyThatAppliesWins) {
-  const Targets app = {App(1, u"app.exe")};
-  const Targets other = {App(2, u"other.exe")};
-  const CkxRecordBytes excludeType1 = CkxRecordBytes().U16(1);
-  const CkxRecordBytes excluded = CkxRecordBytes().U16(0);
-  struct Case {
-    const char* name;
-    std::vector<KxBytes> policies;
-    uint32_t expected;
-  };
-  const std::vector<Case> cases = {
-      {"nothing published", {}, 0},
-      {"the earlier of two", {Record(1, 2, true, other), Record(2, 2, true, app), Record(3, 3, true, app)}, 2},
-      {"inactive ones are not asked", {Record(1, 2, false, app), Record(2, 3, true, app)}, 2},
-      {"set security does not take part",
-       {Record(1, 11, true, app, CkxRecordBytes().U8(1)), Record(2, 3, true, app)},
-       2},
-      {"developer application does not take part", {Record(1, 18, true, app), Record(2, 3, true, app)}, 2},
-      {"an exclusion of another kind is passed over",
-       {Record(1, 12, true, app, excludeType1), Record(2, 3, true, app)},
-       2},
-      {"an exclusion from policies wins", {Record(1, 12, true, app, excluded), Record(2, 3, true, app)}, 1},
-      {"a policy without targets that takes everything",
-       {Record(1, 4, true, {}, CkxRecordBytes().U8(1).U16(0)), Record(2, 2, true, app)},
-       1},
-  };
-  for (const Case& row : cases) {
-    Publish(row.policies);
-    EXPECT_EQ(Evaluate(), row.expected) << row.name;
-  }
-}
-
 TEST_F(SharedPoliciesData, TheResultNamesPolicyAndTarget) {
   Publish({Record(7, 2, true, {App(3, u"x.exe"), App(4, u"APP.EXE")})});
   ASSERT_EQ(Evaluate(), 7U);
@@ -92,21 +59,6 @@ TEST_F(SharedPoliciesData, TheResultNamesPolicyAndTarget) {
   }();
   const auto* const bytes = reinterpret_cast<const unsigned char*>(&_info);
   EXPECT_EQ(KxBytes(bytes, bytes + sizeof(_info)), expected);
-}
-
-TEST_F(SharedPoliciesData, OnlyPoliciesThatApplyToTheUserAreAsked) {
-  Publish({Record(1, 2, true, {App(1, u"app.exe")}), Record(2, 2, true, {App(2, u"app.exe")})});
-  _source.applicable = CkxApplicablePolicies({9, 2});
-  EXPECT_EQ(Evaluate(), 2U);
-
-  _source.applicable.reset();
-  CkxTraceCapture trace;
-  CkxRecordingObserver observer;
-  const CkxEvaluationObserverScope scope(observer);
-  EXPECT_EQ(Evaluate(), 0U);
-  EXPECT_EQ(observer.lines, std::vector<std::string>{"fault Failed to get applicable policies for the user"});
-  EXPECT_EQ(trace.Texts(), std::vector<std::string>{
-                               "KXT_ERROR CkxSharedPoliciesData: Failed to get applicable policies for the user"});
 }
 
 TEST_F(SharedPoliciesData, AFaultEndsTheWalkAtTheRecordAndSaysSo) {
@@ -147,15 +99,18 @@ TEST_F(SharedPoliciesData, TheFilterTakesActivityAndAction) {
     const char* name;
     SkxPolicyFilter filter;
     std::vector<uint32_t> expected;
-    size_t lines;
+    std::vector<std::string> lines;
   };
+  const std::string noKind =
+      "KXT_ERROR CkxSharedPoliciesData: ERROR: Policy cannot be read and is passed over. Id=3, Action=14, Record=2";
+  const std::string noBit = "KXT_ERROR SkxPolicyFilter: ERROR: Unexpected Policy Action value 14";
   const std::vector<Case> cases = {
-      {"everything; action 14 has no kind", {0xC0000000, 0}, {1, 2, 4}, 1},
-      {"active", {0x80000000, 0}, {1, 4}, 1},
-      {"inactive", {0x40000000, 0}, {2}, 0},
-      {"neither", {0, 0}, {}, 0},
-      {"by action; action 14 has no bit", {0xC0000001, 0x2 | 0x4}, {1, 2}, 1},
-      {"by no action", {0xC0000001, 0}, {}, 1},
+      {"everything; action 14 has no kind", {0xC0000000, 0}, {1, 2, 4}, {noKind}},
+      {"active", {0x80000000, 0}, {1, 4}, {noKind}},
+      {"inactive", {0x40000000, 0}, {2}, {}},
+      {"neither", {0, 0}, {}, {}},
+      {"by action; action 14 has no bit", {0xC0000001, 0x2 | 0x4}, {1, 2}, {noBit}},
+      {"by no action", {0xC0000001, 0}, {}, {noBit}},
   };
   for (const Case& row : cases) {
     CkxTraceCapture trace;
@@ -163,7 +118,7 @@ TEST_F(SharedPoliciesData, TheFilterTakesActivityAndAction) {
     std::vector<uint32_t> ids;
     EXPECT_TRUE(CkxSharedPoliciesData::EnumPolicies(row.filter, CollectIds, &ids, false, nullptr)) << row.name;
     EXPECT_EQ(ids, row.expected) << row.name;
-    EXPECT_EQ(trace.Lines().size(), row.lines) << row.name;
+    EXPECT_EQ(trace.Texts(), row.lines) << row.name;
   }
 }
 
@@ -180,53 +135,9 @@ TEST(PolicyFilter, EveryActionHasItsBitOrALine) {
   }
 }
 
-TEST_F(SharedPoliciesData, GroupsMatchThroughTheirLinks) {
-  Publish({Record(1, 2, true, {Link(1, 50)})});
-  struct Case {
-    const char* name;
-    std::vector<CkxRecordBytes> groups;
-    uint32_t policy;
-    unsigned char target;
-  };
-  const std::vector<Case> cases = {
-      {"no such group", {Group(51, {App(2, u"app.exe")})}, 0, 0},
-      {"the group's first match is reported", {Group(50, {App(2, u"x.exe"), App(3, u"app.exe")})}, 1, 3},
-      {"an empty group", {Group(50, {})}, 0, 0},
-      {"a link in a group is reported as itself", {Group(50, {Link(4, 51)}), Group(51, {App(5, u"app.exe")})}, 1, 4},
-      {"a group that links to itself alone matches nothing", {Group(50, {Link(4, 50)})}, 0, 0},
-      {"one that also has the program is found at the bottom", {Group(50, {Link(4, 50), App(5, u"app.exe")})}, 1, 4},
-  };
-  for (const Case& row : cases) {
-    PublishGroups(row.groups);
-    EXPECT_EQ(Evaluate(), row.policy) << row.name;
-    if (row.policy != 0) {
-      EXPECT_EQ(uint32_t{_info.PolicyTargetId.Data1}, row.target) << row.name;
-    }
-  }
-}
-
-/// `length` groups, each linking to the next; the last has the program.
-std::vector<CkxRecordBytes> ChainOfGroups(unsigned char length) {
-  std::vector<CkxRecordBytes> groups;
-  for (unsigned char i = 0; i + 1 < length; ++i) {
-    groups.push_back(Group(static_cast<unsigned char>(50 + i), {Link(4, static_cast<unsigned char>(51 + i))}));
-  }
-  groups.push_back(Group(static_cast<unsigned char>(49 + length), {App(5, u"app.exe")}));
-  return groups;
-}
-
-TEST_F(SharedPoliciesData, GroupsNestEightDeepAndNoDeeper) {
-  Publish({Record(1, 2, true, {Link(1, 50)})});
-  PublishGroups(ChainOfGroups(8));
-  EXPECT_EQ(Evaluate(), 1U);
-  PublishGroups(ChainOfGroups(9));
-  CkxTraceCapture trace;
-  EXPECT_EQ(Evaluate(), 0U);
-  EXPECT_EQ(trace.Lines().size(), 1U);
-}
-
 TEST_F(SharedPoliciesData, AGroupFullOfLinksToItselfIsJudgedOnceADepth) {
   Publish({Record(1, 2, true, {Link(1, 50)})});
+  EXPECT_EQ(Evaluate(), 0U) << "there is no group";
   PublishGroups({Group(50, Targets(200, Link(4, 50)))});  // 200 to the eighth, tried one by one
   CkxTraceCapture trace;
   EXPECT_EQ(Evaluate(), 0U);
@@ -310,25 +221,6 @@ TEST_F(SharedPoliciesData, AWalkOfMoreThanHalfASecondLeavesALine) {
       EXPECT_EQ(trace.Lines()[0].message, "ShPolData::EnumPol. 3 (2 filtered) out of 3 policies in 500002 microsec");
     }
   }
-}
-
-TEST_F(SharedPoliciesData, AnEvaluationCanBeWatched) {
-  Publish({Record(1, 2, false, {}), Record(2, 2, true, {App(1, u"x.exe"), Link(2, 50)}),
-           Record(3, 12, true, {}, CkxRecordBytes().U16(1)), Record(4, 3, true, {App(5, u"app.exe")}),
-           Record(5, 3, true)});
-  PublishGroups({Group(50, {App(3, u"y.exe")})});
-  _source.applicable = CkxApplicablePolicies({2, 3, 4});
-  CkxRecordingObserver observer;
-  const CkxEvaluationObserverScope scope(observer);
-  EXPECT_EQ(Evaluate(), 4U);
-  std::vector<std::string> steps;
-  for (const std::string& line : observer.lines) {
-    if (!line.starts_with("check")) steps.push_back(line);
-  }
-  EXPECT_EQ(steps,
-            (std::vector<std::string>{"policy 1 filtered out", "target 3 1 did not match", "target 3 3 did not match",
-                                      "target 2 2 did not match", "policy 2 no target matched", "policy 3 passed over",
-                                      "target 3 5 matched", "policy 4 applies"}));
 }
 
 }  // namespace
