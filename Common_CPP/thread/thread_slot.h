@@ -13,7 +13,9 @@
 #include <new>
 #include <type_traits>
 
-class CkxThreadSlot {
+#include "Common_CPP/util/base.h"
+
+class KX_UTIL_API CkxThreadSlot {
  public:
   CkxThreadSlot() noexcept;
   CkxThreadSlot(const CkxThreadSlot&) = delete;
