@@ -1,5 +1,6 @@
 // Any text as a policy document. What reads as one must write as one that means the same.
 #include <cstdlib>
+#include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/image/encode_image.h"

@@ -1,5 +1,6 @@
 // What `show --json` prints.
 #include <iterator>
+#include <nlohmann/json.hpp>
 #include <ostream>
 
 #include "Agent/engine/kx_publish/document/applicable_document.h"

@@ -25,29 +25,6 @@ constexpr std::array<SkxVerb, 9> kVerbs = {{
     {"serve", "The agent's part, from an image: publishes, answers, follows the image", KxVerb_Serve},
 }};
 
-constexpr char kWholeMark = '\x01';
-
-/// The parser takes an argument "[a,b]" for a list of two wherever several values may stand; a mark before it keeps it
-/// whole.
-std::vector<std::string> KeptWhole(std::vector<std::string> arguments) {
-  for (std::string& argument : arguments) {
-    if (argument.starts_with('[') || argument.starts_with(kWholeMark)) argument.insert(argument.begin(), kWholeMark);
-  }
-  return arguments;
-}
-
-/// Takes the mark off again before anything looks at a value.
-void UnmarkValues(CLI::App& app) {
-  const CLI::Validator unmark(
-      [](std::string& value) {
-        if (value.starts_with(kWholeMark)) value.erase(0, 1);
-        return std::string();
-      },
-      "");
-  for (CLI::Option* const option : app.get_options()) option->transform(unmark);
-  for (CLI::App* const group : app.get_subcommands({})) UnmarkValues(*group);
-}
-
 /// The first argument is the verb, unless it is an option. The parser would only say that a verb is missing.
 void CheckVerb(const std::vector<std::string>& arguments) {
   if (arguments.empty() || arguments[0].starts_with('-')) return;
@@ -56,34 +33,11 @@ void CheckVerb(const std::vector<std::string>& arguments) {
   throw CkxToolFault(EkxExit::UnusableArguments, "\"" + arguments[0] + "\" is no verb; kxpolicy --help lists them");
 }
 
-/// The parser's own words, which quote the arguments.
-std::string UsageLine(const CLI::App* /*app*/, const CLI::Error& fault) {
-  return KxText_Printable(fault.what()) + "\nRun with --help for more information.\n";
-}
-
 EkxExit RunVerb(const std::vector<std::string>& arguments, SkxStreams& streams) {
-  CLI::App app("Compiles, shows and evaluates endpoint policies.", "kxpolicy");
-  app.require_subcommand(1);
-  app.allow_windows_style_options(false);  // "/quiet" is a text like any other, on every system
-  app.failure_message(UsageLine);
-  app.footer(
-      "Exit codes: 0 done, 1 a failure as the answer, 2 unusable arguments, 3 unusable input, 4 the system refused.");
-
-  KxVerbAction chosen;
-  for (const SkxVerb& verb : kVerbs) {
-    CLI::App* const sub = app.add_subcommand(verb.name, verb.summary);
-    sub->callback([&chosen, action = verb.declare(*sub)] { chosen = action; });
-    UnmarkValues(*sub);
-  }
-  try {
-    CheckVerb(arguments);
-    std::vector<std::string> reversed = KeptWhole(arguments);
-    std::reverse(reversed.begin(), reversed.end());
-    app.parse(std::move(reversed));
-  } catch (const CLI::ParseError& fault) {
-    return app.exit(fault, streams.out, streams.err) == 0 ? EkxExit::Done : EkxExit::UnusableArguments;
-  }
-  const EkxExit code = chosen(streams);
+  CheckVerb(arguments);
+  const SkxParsedArguments parsed = KxOptions_Parse(kVerbs, arguments, streams);
+  if (!parsed.action) return parsed.code;
+  const EkxExit code = parsed.action(streams);
   if (!streams.outMayClose) KxTool_RequireOutput(streams);
   return code;
 }

@@ -1,11 +1,14 @@
 // What every verb of the command works with: its streams, its exit codes and its way to give up.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include <cstdint>
 #include <functional>
 #include <iosfwd>
 #include <stdexcept>
 #include <string>
+#include <vector>
+
+#include "tools/kxpolicy/options.h"
 
 /// Exit codes, which scripts are written against.
 enum class EkxExit : int {
@@ -40,24 +43,15 @@ class CkxToolFault : public std::runtime_error {
   EkxExit _code;
 };
 
-using KxVerbAction = std::function<EkxExit(SkxStreams&)>;
-
-/// One verb: `declare` adds its options to `app` and returns what runs once they are parsed.
-struct SkxVerb {
-  const char* name;
-  const char* summary;
-  KxVerbAction (*declare)(CLI::App& app);
-};
-
-KxVerbAction KxVerb_Compile(CLI::App& app);
-KxVerbAction KxVerb_Check(CLI::App& app);
-KxVerbAction KxVerb_Show(CLI::App& app);
-KxVerbAction KxVerb_Eval(CLI::App& app);
-KxVerbAction KxVerb_Match(CLI::App& app);
-KxVerbAction KxVerb_Record(CLI::App& app);
-KxVerbAction KxVerb_Publish(CLI::App& app);
-KxVerbAction KxVerb_Unpublish(CLI::App& app);
-KxVerbAction KxVerb_Serve(CLI::App& app);
+KxVerbAction KxVerb_Compile(const CkxVerbOptions& verb);
+KxVerbAction KxVerb_Check(const CkxVerbOptions& verb);
+KxVerbAction KxVerb_Show(const CkxVerbOptions& verb);
+KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb);
+KxVerbAction KxVerb_Match(const CkxVerbOptions& verb);
+KxVerbAction KxVerb_Record(const CkxVerbOptions& verb);
+KxVerbAction KxVerb_Publish(const CkxVerbOptions& verb);
+KxVerbAction KxVerb_Unpublish(const CkxVerbOptions& verb);
+KxVerbAction KxVerb_Serve(const CkxVerbOptions& verb);
 
 /// Ends the command, quietly where nobody reads the output any more, when it cannot be written: a verb with a lot to
 /// write asks now and then.

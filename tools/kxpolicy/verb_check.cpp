@@ -152,13 +152,13 @@ EkxExit Run(const Options& options, SkxStreams& streams) {
 
 }  // namespace
 
-KxVerbAction KxVerb_Check(CLI::App& app) {
+KxVerbAction KxVerb_Check(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<Options>();
-  app.add_option("input", options->inputs,
-                 "Folder of a compiled image, or policy documents, which make one together; - for standard input")
-      ->required();
-  app.add_option("--format", options->format, "text: a line a finding, then their sum; json: an object a finding")
-      ->check(CLI::IsMember({"text", "json"}));
-  app.footer("Exits with 1 when there is an error; warnings alone are 0.\nExample: kxpolicy check policies.jsonc");
+  verb.Add("input", options->inputs,
+           "Folder of a compiled image, or policy documents, which make one together; - for standard input")
+      .Required();
+  verb.Add("--format", options->format, "text: a line a finding, then their sum; json: an object a finding")
+      .OneOf({"text", "json"});
+  verb.Footer("Exits with 1 when there is an error; warnings alone are 0.\nExample: kxpolicy check policies.jsonc");
   return [options](SkxStreams& streams) { return Run(*options, streams); };
 }

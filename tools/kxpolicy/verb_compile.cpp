@@ -56,13 +56,11 @@ EkxExit Run(const Options& options, SkxStreams& streams) {
 
 }  // namespace
 
-KxVerbAction KxVerb_Compile(CLI::App& app) {
+KxVerbAction KxVerb_Compile(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<Options>();
-  app.add_option("documents", options->documents,
-                 "Policy documents, which make one image together; - for standard input")
-      ->required();
-  app.add_option("-o,--output", options->folder, "Folder of the image, which is written whole or not at all")
-      ->required();
-  app.footer("Example: kxpolicy compile policies.jsonc -o build/image");
+  verb.Add("documents", options->documents, "Policy documents, which make one image together; - for standard input")
+      .Required();
+  verb.Add("-o,--output", options->folder, "Folder of the image, which is written whole or not at all").Required();
+  verb.Footer("Example: kxpolicy compile policies.jsonc -o build/image");
   return [options](SkxStreams& streams) { return Run(*options, streams); };
 }

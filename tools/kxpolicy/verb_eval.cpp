@@ -168,20 +168,16 @@ EkxExit Run(const Options& options, SkxStreams& streams) {
 
 }  // namespace
 
-KxVerbAction KxVerb_Eval(CLI::App& app) {
+KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<Options>();
-  app.add_option("image", options->image,
-                 "Folder of a compiled image; without it the policies in force on this machine");
-  CLI::Option_group* const what = app.add_option_group("target", "What to evaluate");
-  what->add_option("--file", options->files, "A file on this machine; may be given several times")
-      ->allow_extra_args(false);
-  what->add_option("--target", options->target, "One target document, - for standard input");
-  what->add_option("--targets", options->targets, "A stream of target documents, one a line, - for standard input");
-  what->require_option(1);
-  app.add_option("--user", options->user, "SID of the user to ask for, in place of the target's own");
-  app.add_flag("--explain", options->explain, "Also say which policies were looked at and why each did not apply");
-  app.add_option("--format", options->format, "text (a table) or json (one object a line)")
-      ->check(CLI::IsMember({"text", "json"}));
-  app.footer("Example: kxpolicy eval build/image --file setup.exe --explain");
+  verb.Add("image", options->image, "Folder of a compiled image; without it the policies in force on this machine");
+  const CkxVerbOptions what = verb.AddChoice("target", "What to evaluate");
+  what.Add("--file", options->files, "A file on this machine; may be given several times").OneValueEach();
+  what.Add("--target", options->target, "One target document, - for standard input");
+  what.Add("--targets", options->targets, "A stream of target documents, one a line, - for standard input");
+  verb.Add("--user", options->user, "SID of the user to ask for, in place of the target's own");
+  verb.AddFlag("--explain", options->explain, "Also say which policies were looked at and why each did not apply");
+  verb.Add("--format", options->format, "text (a table) or json (one object a line)").OneOf({"text", "json"});
+  verb.Footer("Example: kxpolicy eval build/image --file setup.exe --explain");
   return [options](SkxStreams& streams) { return Run(*options, streams); };
 }

@@ -161,17 +161,17 @@ EkxExit RunStream(SkxStreams& streams) {
 
 }  // namespace
 
-KxVerbAction KxVerb_Match(CLI::App& app) {
+KxVerbAction KxVerb_Match(const CkxVerbOptions& verb) {
   const auto byHand = std::make_shared<SkxMatchByHand>();
-  CLI::Option* const pattern = app.add_option("--pattern", byHand->pattern, "A pattern to try out on the texts");
-  app.add_option("--mode", byHand->mode, "equals, startsWith, contains, wildcard or regExp, or their numbers 1 to 5")
-      ->needs(pattern);
-  app.add_flag("--case-sensitive", byHand->caseSensitive, "Tell capitals from small letters")->needs(pattern);
-  app.add_option("texts", byHand->texts, "The texts")->needs(pattern);
-  app.footer(
+  const CkxOption pattern = verb.Add("--pattern", byHand->pattern, "A pattern to try out on the texts");
+  verb.Add("--mode", byHand->mode, "equals, startsWith, contains, wildcard or regExp, or their numbers 1 to 5")
+      .Needs(pattern);
+  verb.AddFlag("--case-sensitive", byHand->caseSensitive, "Tell capitals from small letters").Needs(pattern);
+  verb.Add("texts", byHand->texts, "The texts").Needs(pattern);
+  verb.Footer(
       "Without --pattern: reads operations as JSON Lines from standard input and answers each on a line.\n"
       "Example: kxpolicy match --pattern '*.exe' --mode wildcard setup.exe setup.msi");
   return [byHand, pattern](SkxStreams& streams) {
-    return pattern->count() > 0 ? KxMatch_ByHand(*byHand, streams) : RunStream(streams);
+    return pattern.IsGiven() ? KxMatch_ByHand(*byHand, streams) : RunStream(streams);
   };
 }

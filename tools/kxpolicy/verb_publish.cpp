@@ -38,13 +38,13 @@ EkxExit Unpublish() {
 
 }  // namespace
 
-KxVerbAction KxVerb_Publish(CLI::App& app) {
+KxVerbAction KxVerb_Publish(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<Options>();
-  app.add_option("image", options->image, "Folder of a compiled image")->required();
-  app.add_flag("--empty", options->mayBeEmpty, "Also an image without policies, with which nothing applies any more");
+  verb.Add("image", options->image, "Folder of a compiled image").Required();
+  verb.AddFlag("--empty", options->mayBeEmpty, "Also an image without policies, with which nothing applies any more");
   return [options](SkxStreams& streams) { return Publish(*options, streams); };
 }
 
-KxVerbAction KxVerb_Unpublish(CLI::App& /*app*/) {
+KxVerbAction KxVerb_Unpublish(const CkxVerbOptions& /*verb*/) {
   return [](SkxStreams& /*streams*/) { return Unpublish(); };
 }

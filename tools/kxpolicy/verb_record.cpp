@@ -130,11 +130,11 @@ EkxExit Run(const Options& options, SkxStreams& streams) {
 
 }  // namespace
 
-KxVerbAction KxVerb_Record(CLI::App& app) {
+KxVerbAction KxVerb_Record(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<Options>();
   std::string types;
   for (const Layout& layout : kLayouts) types += (types.empty() ? "" : ", ") + std::string(layout.name);
-  app.add_option("type", options->type, types)->required();
-  app.add_option("hex", options->hex, "The record's bytes in hexadecimal, - for standard input")->required();
+  verb.Add("type", options->type, types).Required();
+  verb.Add("hex", options->hex, "The record's bytes in hexadecimal, - for standard input").Required();
   return [options](SkxStreams& streams) { return Run(*options, streams); };
 }

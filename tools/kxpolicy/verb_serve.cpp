@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <mutex>
 #include <ostream>
+#include <utility>
 
 #include "Agent/engine/kx_publish/service/agent_service.h"
 #include "Agent/engine/kx_publish/service/publication.h"
@@ -170,11 +171,11 @@ EkxExit Run(const Options& options, SkxStreams& streams) {
 
 }  // namespace
 
-KxVerbAction KxVerb_Serve(CLI::App& app) {
+KxVerbAction KxVerb_Serve(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<Options>();
-  app.add_option("image", options->image, "Folder of a compiled image")->required();
-  app.add_flag("--empty", options->mayBeEmpty, "Also an image without policies, with which nothing applies any more");
-  app.add_flag("--verbose", options->verbose, "One line for each request");
-  app.footer("Runs until it is interrupted. The image may be compiled again meanwhile.");
+  verb.Add("image", options->image, "Folder of a compiled image").Required();
+  verb.AddFlag("--empty", options->mayBeEmpty, "Also an image without policies, with which nothing applies any more");
+  verb.AddFlag("--verbose", options->verbose, "One line for each request");
+  verb.Footer("Runs until it is interrupted. The image may be compiled again meanwhile.");
   return [options](SkxStreams& streams) { return Run(*options, streams); };
 }

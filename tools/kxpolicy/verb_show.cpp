@@ -85,12 +85,10 @@ EkxExit Run(Options options, SkxStreams& streams) {
 
 }  // namespace
 
-KxVerbAction KxVerb_Show(CLI::App& app) {
+KxVerbAction KxVerb_Show(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<Options>();
-  app.add_option("image", options->image,
-                 "Folder of a compiled image; without it the policies in force on this machine");
-  app.add_option("--policy", options->policy, "Only the policy of this id");
-  app.add_option("--format", options->format, "text, or json: a policy document that compiles back")
-      ->check(CLI::IsMember({"text", "json"}));
+  verb.Add("image", options->image, "Folder of a compiled image; without it the policies in force on this machine");
+  verb.Add("--policy", options->policy, "Only the policy of this id");
+  verb.Add("--format", options->format, "text, or json: a policy document that compiles back").OneOf({"text", "json"});
   return [options](SkxStreams& streams) { return Run(*options, streams); };
 }

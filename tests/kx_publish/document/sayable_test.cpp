@@ -7,6 +7,7 @@
 #include <kx_util/shared_policy.h>
 
 #include <functional>
+#include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/record/decode.h"

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <set>
 
 #include "Agent/engine/kx_publish/document/policy_document.h"

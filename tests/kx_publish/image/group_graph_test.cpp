@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <kx_util/shared_policies_data.h>
 
+#include <nlohmann/json.hpp>
 #include <random>
 
 #include "Agent/engine/kx_publish/document/policy_document.h"

@@ -4,6 +4,7 @@
 #include <kx_util/shared_policy_origin_props.h>
 #include <kx_util/shared_policy_resource_props.h>
 #include <kx_util/version.h>
+#include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/lint/lint_records.h"

@@ -4,6 +4,7 @@
 #include <kx_util/shared_app_groups.h>
 #include <kx_util/shared_cust_gui.h>
 #include <kx_util/shared_policy.h>
+#include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/image/encode_image.h"

@@ -1,5 +1,7 @@
 #include "Agent/engine/kx_publish/document/applicable_document.h"
 
+#include <nlohmann/json.hpp>
+
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Common_CPP/security/sid.h"
 

@@ -1,7 +1,7 @@
 // Which policies apply to which user, as documents and images say it: {"S-1-5-32-545": [1, 2], "*": [1, 2, 3]}.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include "Agent/engine/kx_publish/model/policy_model.h"
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <concepts>
+#include <nlohmann/json.hpp>
 #include <span>
 
 #include "Agent/engine/kx_publish/document/document_names.h"

@@ -1,6 +1,7 @@
 #include "Agent/engine/kx_publish/document/json_reader.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <vector>
 
 namespace {

@@ -12,7 +12,7 @@
 
 #include <cstdint>
 #include <limits>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <stdexcept>
 #include <string>

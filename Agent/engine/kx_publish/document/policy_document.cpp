@@ -1,5 +1,7 @@
 #include "Agent/engine/kx_publish/document/policy_document.h"
 
+#include <nlohmann/json.hpp>
+
 #include "Agent/engine/kx_publish/document/applicable_document.h"
 #include "Agent/engine/kx_publish/document/document_in.h"
 #include "Agent/engine/kx_publish/document/document_out.h"

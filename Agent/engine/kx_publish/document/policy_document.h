@@ -4,7 +4,7 @@
 //                  "targets": [{"type": "executable", "fileName": "solitaire*.exe"}]}]}
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <span>
 
 #include "Agent/engine/kx_publish/model/policy_model.h"

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_util/target/publisher_status.h"

@@ -1,0 +1,104 @@
+#include "tools/kxpolicy/options.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <memory>
+
+#include "Common_CPP/util/printable.h"
+#include "tools/kxpolicy/tool.h"
+
+namespace {
+
+constexpr char kWholeMark = '\x01';
+
+/// The parser takes an argument "[a,b]" for a list of two wherever several values may stand; a mark before it keeps it
+/// whole.
+std::vector<std::string> KeptWhole(std::vector<std::string> arguments) {
+  for (std::string& argument : arguments) {
+    if (argument.starts_with('[') || argument.starts_with(kWholeMark)) argument.insert(argument.begin(), kWholeMark);
+  }
+  return arguments;
+}
+
+/// Takes the mark off again before anything looks at a value.
+void UnmarkValues(CLI::App& app) {
+  const CLI::Validator unmark(
+      [](std::string& value) {
+        if (value.starts_with(kWholeMark)) value.erase(0, 1);
+        return std::string();
+      },
+      "");
+  for (CLI::Option* const option : app.get_options()) option->transform(unmark);
+  for (CLI::App* const group : app.get_subcommands({})) UnmarkValues(*group);
+}
+
+/// The parser's own words, which quote the arguments.
+std::string UsageLine(const CLI::App* /*app*/, const CLI::Error& fault) {
+  return KxText_Printable(fault.what()) + "\nRun with --help for more information.\n";
+}
+
+}  // namespace
+
+CkxOption CkxOption::Required() const { return CkxOption(_option->required()); }
+
+CkxOption CkxOption::OneOf(std::initializer_list<const char*> values) const {
+  return CkxOption(_option->check(CLI::IsMember(values)));
+}
+
+CkxOption CkxOption::Needs(const CkxOption& other) const { return CkxOption(_option->needs(other._option)); }
+
+CkxOption CkxOption::OneValueEach() const { return CkxOption(_option->allow_extra_args(false)); }
+
+bool CkxOption::IsGiven() const { return _option->count() > 0; }
+
+CkxOption CkxVerbOptions::Add(const char* name, std::string& value, const std::string& help) const {
+  return CkxOption(_app->add_option(name, value, help));
+}
+
+CkxOption CkxVerbOptions::Add(const char* name, std::vector<std::string>& values, const std::string& help) const {
+  return CkxOption(_app->add_option(name, values, help));
+}
+
+CkxOption CkxVerbOptions::Add(const char* name, std::optional<uint32_t>& value, const std::string& help) const {
+  return CkxOption(_app->add_option(name, value, help));
+}
+
+CkxOption CkxVerbOptions::AddFlag(const char* name, bool& value, const std::string& help) const {
+  return CkxOption(_app->add_flag(name, value, help));
+}
+
+CkxVerbOptions CkxVerbOptions::AddChoice(const char* name, const char* help) const {
+  CLI::App* const choice = _app->add_option_group(name, help);
+  choice->require_option(1);
+  return CkxVerbOptions(*choice);
+}
+
+void CkxVerbOptions::Footer(const char* text) const { _app->footer(text); }
+
+SkxParsedArguments KxOptions_Parse(std::span<const SkxVerb> verbs, const std::vector<std::string>& arguments,
+                                   SkxStreams& streams) {
+  const auto parser = std::make_shared<CLI::App>("Compiles, shows and evaluates endpoint policies.", "kxpolicy");
+  CLI::App& app = *parser;
+  app.require_subcommand(1);
+  app.allow_windows_style_options(false);  // "/quiet" is a text like any other, on every system
+  app.failure_message(UsageLine);
+  app.footer(
+      "Exit codes: 0 done, 1 a failure as the answer, 2 unusable arguments, 3 unusable input, 4 the system refused.");
+
+  KxVerbAction chosen;
+  for (const SkxVerb& verb : verbs) {
+    CLI::App* const sub = app.add_subcommand(verb.name, verb.summary);
+    sub->callback([&chosen, action = verb.declare(CkxVerbOptions(*sub))] { chosen = action; });
+    UnmarkValues(*sub);
+  }
+  try {
+    std::vector<std::string> reversed = KeptWhole(arguments);
+    std::reverse(reversed.begin(), reversed.end());
+    app.parse(std::move(reversed));
+  } catch (const CLI::ParseError& fault) {
+    const bool isHelp = app.exit(fault, streams.out, streams.err) == 0;
+    return {{}, isHelp ? EkxExit::Done : EkxExit::UnusableArguments};
+  }
+  // The parser lives as long as the action, which may ask it what was given.
+  return {[parser, action = std::move(chosen)](SkxStreams& io) { return action(io); }, EkxExit::Done};
+}

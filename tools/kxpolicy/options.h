@@ -1,0 +1,70 @@
+// The verbs of the command and their options. The parser behind them is known to options.cpp alone: its headers take
+// seconds to compile.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
+enum class EkxExit : int;
+struct SkxStreams;
+
+/// What is asked of an option beside its value. A handle; the option is the verb's.
+class CkxOption {
+ public:
+  explicit CkxOption(CLI::Option* option) : _option(option) {}
+
+  CkxOption Required() const;
+  CkxOption OneOf(std::initializer_list<const char*> values) const;
+  CkxOption Needs(const CkxOption& other) const;
+  CkxOption OneValueEach() const;  ///< of several values, each has the option's name before it
+
+  bool IsGiven() const;  ///< once the arguments are parsed
+
+ private:
+  CLI::Option* _option;
+};
+
+/// Where a verb declares its options: "--name", or "name" for one that is told by its place. What the values go to must
+/// live as long as the verb's action. A handle too.
+class CkxVerbOptions {
+ public:
+  explicit CkxVerbOptions(CLI::App& app) : _app(&app) {}
+
+  CkxOption Add(const char* name, std::string& value, const std::string& help) const;
+  CkxOption Add(const char* name, std::vector<std::string>& values, const std::string& help) const;
+  CkxOption Add(const char* name, std::optional<uint32_t>& value, const std::string& help) const;
+  CkxOption AddFlag(const char* name, bool& value, const std::string& help) const;
+  CkxVerbOptions AddChoice(const char* name, const char* help) const;  ///< options of which exactly one is given
+  void Footer(const char* text) const;                                 ///< of the verb's help
+
+ private:
+  CLI::App* _app;
+};
+
+using KxVerbAction = std::function<EkxExit(SkxStreams&)>;
+
+/// One verb: `declare` adds its options and returns what runs once they are parsed.
+struct SkxVerb {
+  const char* name;
+  const char* summary;
+  KxVerbAction (*declare)(const CkxVerbOptions& verb);
+};
+
+/// What the arguments ask for. Without an action everything is said already, and `code` is what to exit with.
+struct SkxParsedArguments {
+  KxVerbAction action;
+  EkxExit code;
+};
+
+/// Help goes to the output; a fault of the arguments to the error stream, which is unusable arguments.
+SkxParsedArguments KxOptions_Parse(std::span<const SkxVerb> verbs, const std::vector<std::string>& arguments,
+                                   SkxStreams& streams);
