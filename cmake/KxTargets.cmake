@@ -13,9 +13,9 @@ function(kx_sources result folder)
   set(${result} "${sources}" PARENT_SCOPE)
 endfunction()
 
-# kx_library(<name> <folder> [EXCLUDE <regex>]): a static library.
+# kx_library(<name> <folder> [IN_DLL] [EXCLUDE <regex>]): a static library. With IN_DLL its objects are for kx_dll too.
 function(kx_library name folder)
-  cmake_parse_arguments(PARSE_ARGV 2 arg "" "EXCLUDE" "")
+  cmake_parse_arguments(PARSE_ARGV 2 arg "IN_DLL" "EXCLUDE" "")
   kx_sources(sources "${folder}")
   if(arg_EXCLUDE)
     list(FILTER sources EXCLUDE REGEX "${arg_EXCLUDE}")
@@ -27,19 +27,30 @@ function(kx_library name folder)
   add_library(${name} STATIC ${sources})
   target_compile_features(${name} PUBLIC cxx_std_20)
   target_link_libraries(${name} PRIVATE "$<BUILD_INTERFACE:kx_warnings>" "$<BUILD_INTERFACE:kx_settings>")
+  if(arg_IN_DLL AND MINGW)
+    # Compiled once, with its exports; whoever links the library must not export them as well.
+    target_compile_definitions(${name} PRIVATE KX_UTIL_BUILDS_DLL)
+    add_custom_command(TARGET ${name} POST_BUILD VERBATIM
+                       COMMAND "${CMAKE_OBJCOPY}" --remove-section .drectve "$<TARGET_FILE:${name}>")
+  endif()
   add_library(kx_util::${name} ALIAS ${name})
 endfunction()
 
-# kx_dll(<name> <file> FOLDERS <folder>... LINK <library>...): all of the folders as one DLL in build/<preset>/bin,
-# compiled again to export what KX_UTIL_API marks. Whoever links it sees the marks as imports.
+# kx_dll(<name> <file> OF <library>... LINK <library>...): all that is in the libraries as one DLL in
+# build/<preset>/bin, which exports what KX_UTIL_API marks. Whoever links it sees the marks as imports.
 function(kx_dll name file)
-  cmake_parse_arguments(PARSE_ARGV 2 arg "" "" "FOLDERS;LINK")
-  foreach(folder IN LISTS arg_FOLDERS)
-    kx_sources(sources "${folder}")
-    list(APPEND all ${sources})
+  cmake_parse_arguments(PARSE_ARGV 2 arg "" "" "OF;LINK")
+  foreach(library IN LISTS arg_OF)
+    if(MINGW)
+      list(APPEND all "$<TARGET_OBJECTS:${library}>")
+    else()
+      get_target_property(sources ${library} SOURCES)
+      list(APPEND all ${sources})
+    endif()
   endforeach()
   add_library(${name} SHARED ${all})
-  set_target_properties(${name} PROPERTIES PREFIX "" OUTPUT_NAME ${file} ARCHIVE_OUTPUT_NAME ${name})
+  set_target_properties(${name} PROPERTIES PREFIX "" OUTPUT_NAME ${file} ARCHIVE_OUTPUT_NAME ${name}
+                                           LINKER_LANGUAGE CXX)
   target_compile_definitions(${name} PRIVATE KX_UTIL_BUILDS_DLL INTERFACE KX_UTIL_USES_DLL)
   target_compile_features(${name} PUBLIC cxx_std_20)
   target_include_directories(${name} PUBLIC "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>"
