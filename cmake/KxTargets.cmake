@@ -13,6 +13,21 @@ function(kx_sources result folder)
   set(${result} "${sources}" PARENT_SCOPE)
 endfunction()
 
+# kx_precompile(<target> <header>...), kx_precompile(<target> REUSE_FROM <other>): headers that are compiled once for the
+# target, or once for both, where KX_PRECOMPILE asks for it. `other` has the same flags and definitions. Not for the
+# libraries with mingw: optimized, they would be warned of what is in its system headers.
+function(kx_precompile target)
+  get_target_property(type ${target} TYPE)
+  if(NOT KX_PRECOMPILE OR (MINGW AND type STREQUAL "STATIC_LIBRARY"))
+    return()
+  endif()
+  if("${ARGV1}" STREQUAL "REUSE_FROM")
+    target_precompile_headers(${target} REUSE_FROM ${ARGV2})
+  else()
+    target_precompile_headers(${target} PRIVATE ${ARGN})
+  endif()
+endfunction()
+
 # kx_library(<name> <folder> [IN_DLL] [EXCLUDE <regex>]): a static library. With IN_DLL its objects are for kx_dll too.
 function(kx_library name folder)
   cmake_parse_arguments(PARSE_ARGV 2 arg "IN_DLL" "EXCLUDE" "")
@@ -80,6 +95,19 @@ function(kx_executable name)
   target_link_libraries(${name} PRIVATE kx_warnings kx_settings ${arg_LINK})
 endfunction()
 
+# kx_test_headers(): what the test programs share, a program of no use: its flags are theirs, as a library's are not.
+function(kx_test_headers)
+  if(KX_PRECOMPILE AND NOT TARGET kx_test_headers)
+    file(TOUCH "${PROJECT_BINARY_DIR}/kx_test_headers.cpp")
+    kx_executable(kx_test_headers SOURCES "${PROJECT_BINARY_DIR}/kx_test_headers.cpp" LINK GTest::gmock GTest::gtest_main)
+    if(NOT MSVC)
+      target_compile_options(kx_test_headers PRIVATE -O0)
+    endif()
+    kx_precompile(kx_test_headers <gmock/gmock.h> <gtest/gtest.h> <algorithm> <functional> <memory> <optional> <random>
+                  <string> <thread> <vector>)
+  endif()
+endfunction()
+
 # kx_test(<name> <folder> LINK <library>...): all of `folder` as one GoogleTest program, run at the root of the sources.
 # One CTest entry a program, since starting Wine once a case takes too long. The cases' results, by name, go to
 # <build>/test-results/<name>.json.
@@ -89,7 +117,11 @@ function(kx_test name folder)
   kx_executable(${name} SOURCES ${sources} LINK ${arg_LINK} GTest::gmock GTest::gtest_main)
   if(TARGET ${name})
     if(NOT MSVC)
-      target_compile_options(${name} PRIVATE -O1)  # what a test spends is mostly spent on compiling it
+      target_compile_options(${name} PRIVATE -O0)  # what a test spends is mostly spent on compiling it
+    endif()
+    if("kx_test_support" IN_LIST arg_LINK)  # others see the library otherwise, as imports
+      kx_test_headers()
+      kx_precompile(${name} REUSE_FROM kx_test_headers)
     endif()
     # Relative, because a Windows program under Wine reads an absolute one as a path on the current drive.
     file(RELATIVE_PATH results "${PROJECT_SOURCE_DIR}" "${PROJECT_BINARY_DIR}/test-results/${name}.json")
