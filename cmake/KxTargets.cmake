@@ -42,6 +42,9 @@ function(kx_library name folder)
   add_library(${name} STATIC ${sources})
   target_compile_features(${name} PUBLIC cxx_std_20)
   target_link_libraries(${name} PRIVATE "$<BUILD_INTERFACE:kx_warnings>" "$<BUILD_INTERFACE:kx_settings>")
+  if(KX_BUILD_FUZZ)
+    target_compile_options(${name} PRIVATE -fsanitize=fuzzer-no-link)
+  endif()
   if(arg_IN_DLL AND MINGW)
     # Compiled once, with its exports; whoever links the library must not export them as well.
     target_compile_definitions(${name} PRIVATE KX_UTIL_BUILDS_DLL)
@@ -108,12 +111,15 @@ function(kx_test_headers)
   endif()
 endfunction()
 
-# kx_test(<name> <folder> LINK <library>...): all of `folder` as one GoogleTest program, run at the root of the sources.
-# One CTest entry a program, since starting Wine once a case takes too long. The cases' results, by name, go to
-# <build>/test-results/<name>.json.
+# kx_test(<name> <folder> LINK <library>... [ONLY <regex>]): all of `folder` as one GoogleTest program, run at the root
+# of the sources. One CTest entry a program, since starting Wine once a case takes too long. The cases' results, by name,
+# go to <build>/test-results/<name>.json.
 function(kx_test name folder)
-  cmake_parse_arguments(PARSE_ARGV 2 arg "" "" "LINK")
+  cmake_parse_arguments(PARSE_ARGV 2 arg "" "ONLY" "LINK")
   kx_sources(sources "${folder}")
+  if(arg_ONLY)
+    list(FILTER sources INCLUDE REGEX "${arg_ONLY}")
+  endif()
   kx_executable(${name} SOURCES ${sources} LINK ${arg_LINK} GTest::gmock GTest::gtest_main)
   if(TARGET ${name})
     if(NOT MSVC)
@@ -130,16 +136,14 @@ function(kx_test name folder)
   endif()
 endfunction()
 
-# kx_fuzz_targets(<folder> LINK <library>...): every NAME_fuzz.cpp is a libFuzzer program; what else lies there helps all.
+# kx_fuzz_targets(<folder> LINK <library>...): every NAME_fuzz.cpp is a libFuzzer program.
 function(kx_fuzz_targets folder)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LINK")
   kx_sources(sources "${folder}")
-  set(helpers "${sources}")
-  list(FILTER helpers EXCLUDE REGEX "_fuzz\\.cpp$")
-  list(FILTER sources INCLUDE REGEX "_fuzz\\.cpp$")
   foreach(source IN LISTS sources)
     cmake_path(GET source STEM name)
-    kx_executable(${name} SOURCES "${source}" ${helpers} LINK ${arg_LINK})
+    kx_executable(${name} SOURCES "${source}" LINK ${arg_LINK})
+    target_compile_options(${name} PRIVATE -fsanitize=fuzzer-no-link)
     target_link_options(${name} PRIVATE -fsanitize=fuzzer)
   endforeach()
 endfunction()
