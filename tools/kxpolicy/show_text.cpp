@@ -7,6 +7,7 @@
 #include "Common_CPP/util/guid.h"
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
+#include "tools/kxpolicy/memory.h"
 #include "tools/kxpolicy/show_format.h"
 
 namespace {
@@ -106,15 +107,18 @@ class TextFormat : public IkxShowFormat {
   template <class Object, class Append>
   void Show(const SkxShownRecord& record, const std::string& title, const Object* object, const SkxRecordLayout& layout,
             Append append) {
+    KxTool_RequireMemory();  // of the object
     _out << (_first ? "" : "\n") << "== " << title << ", byte " << record.offset
          << (object == nullptr ? ": does not parse" : "") << '\n';
     _first = false;
     if (object == nullptr) return;
     CkxUtilStr text;
     append(*object, text);
+    KxTool_RequireMemory();
     const std::vector<unsigned char> flatRecord = Flattened(record, layout);
     CkxUtilStr flat;
     if (const auto flatObject = Made(flatRecord.data(), object)) append(*flatObject, flat);
+    KxTool_RequireMemory();
     _out << WithLinesOf(flat.View(), text.View());
   }
 

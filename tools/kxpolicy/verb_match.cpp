@@ -10,6 +10,7 @@
 #include "tools/kxpolicy/fault_answer.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/match_by_hand.h"
+#include "tools/kxpolicy/memory.h"
 #include "tools/kxpolicy/tool.h"
 
 namespace {
@@ -128,6 +129,7 @@ std::string AnswerOf(CkxJsonObject& in) {
   for (const Operation& operation : kOperations) {
     if (operation.name == name) {
       std::string answer = operation.answer(in);
+      KxTool_RequireMemory();
       in.Finish();
       return answer;
     }
