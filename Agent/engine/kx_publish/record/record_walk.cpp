@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "Agent/engine/kx_util/buffer/buffer_reader.h"
+#include "Agent/engine/kx_util/watch/evaluation_fault.h"
 
 namespace {
 
@@ -209,6 +210,17 @@ class Walk {
   SkxRecordFault& _fault;
 };
 
+/// Throws `std::bad_alloc` when memory ran out below: that is no fault of the record, though readers say so alike.
+template <class Steps>
+std::optional<size_t> Walked(Bytes bytes, IkxRecordVisitor* visitor, SkxRecordFault& fault, Steps steps) {
+  const CkxEntryScope entry;  // in which readers note it
+  if (!entry.IsOpen()) throw std::bad_alloc();
+  Walk walk(bytes, visitor, fault);
+  if (steps(walk)) return walk.Offset();
+  if (KxFault_Current() == EkxEvaluationFault::OutOfMemory) throw std::bad_alloc();
+  return std::nullopt;
+}
+
 }  // namespace
 
 uint64_t SkxWalkedField::Number() const {
@@ -219,14 +231,10 @@ uint64_t SkxWalkedField::Number() const {
 
 std::optional<size_t> KxRecord_Walk(const SkxRecordLayout& record, std::span<const unsigned char> bytes,
                                     IkxRecordVisitor* visitor, SkxRecordFault& fault) {
-  Walk walk(bytes, visitor, fault);
-  if (!walk.SectionRecord(record)) return std::nullopt;
-  return walk.Offset();
+  return Walked(bytes, visitor, fault, [&record](Walk& walk) { return walk.SectionRecord(record); });
 }
 
 std::optional<size_t> KxRecord_WalkFields(const SkxLayout& layout, std::span<const unsigned char> bytes,
                                           IkxRecordVisitor* visitor, SkxRecordFault& fault) {
-  Walk walk(bytes, visitor, fault);
-  if (!walk.Fields(layout)) return std::nullopt;
-  return walk.Offset();
+  return Walked(bytes, visitor, fault, [&layout](Walk& walk) { return walk.Fields(layout); });
 }
