@@ -82,25 +82,31 @@ void ReadHash(const json& value, const std::string& pointer, SkxFileNameTest& te
 
 }  // namespace
 
-const nlohmann::json& CkxDocumentIn::Find(const char* key) {
-  const Json* const found = _object.Find(key);
-  if (found == nullptr) throw CkxDocumentFault(_object.Pointer(), std::string("\"") + key + "\" is missing");
+const nlohmann::json& CkxDocumentIn::Find(const SkxKeyText& key) {
+  const Json* const found = FindOptional(key);
+  if (found == nullptr) throw CkxDocumentFault(_object.Pointer(), std::string("\"") + key.name + "\" is missing");
   return *found;
 }
 
-void CkxDocumentIn::Name(const char* key, KxWString& text) {
+void CkxDocumentIn::NotEmpty(const SkxKeyText& key, KxWString& text) {
   Required(key, text);
-  if (text.empty()) throw CkxDocumentFault(_object.PointerTo(key), "must not be empty");
+  if (text.empty()) throw CkxDocumentFault(PointerTo(key), "must not be empty");
 }
 
-void CkxDocumentIn::Property(const char* key, std::optional<KxWString>& property) {
-  if (_object.Find(key) != nullptr) Name(key, property.emplace());
+void CkxDocumentIn::Optional(const SkxKeyText& key, std::optional<KxWString>& property,
+                             const std::optional<KxWString>& /*byDefault*/) {
+  if (FindOptional(key) != nullptr) NotEmpty(key, property.emplace());
 }
 
-void CkxDocumentIn::LocationTypes(const char* key, KxWString& types) {
-  const Json* const found = _object.Find(key);
+void CkxDocumentIn::CompareAs(const SkxKeyText& key, uint16_t& code, const KxWString& pattern) {
+  const Json* const found = FindOptional(key);
+  code = found == nullptr ? KxDefaultCompareAs(pattern) : ReadCode<uint16_t>(*found, PointerTo(key), kKxCompareAs);
+}
+
+void CkxDocumentIn::LocationTypes(const SkxKeyText& key, KxWString& types) {
+  const Json* const found = FindOptional(key);
   if (found == nullptr) return;
-  const std::string pointer = _object.PointerTo(key);
+  const std::string pointer = PointerTo(key);
   if (!found->is_array()) throw CkxDocumentFault(pointer, "must be an array");
   for (size_t i = 0; i < found->size(); ++i) {
     const auto known = std::find(std::begin(kKxLocationTypes), std::end(kKxLocationTypes), (*found)[i]);
@@ -113,10 +119,10 @@ void CkxDocumentIn::LocationTypes(const char* key, KxWString& types) {
   }
 }
 
-void CkxDocumentIn::Version(const char* key, uint64_t& version, uint16_t wildcardPart) {
-  const Json* const found = _object.Find(key);
+void CkxDocumentIn::Version(const SkxKeyText& key, uint64_t& version, uint16_t wildcardPart) {
+  const Json* const found = FindOptional(key);
   if (found == nullptr) return;
-  const std::string pointer = _object.PointerTo(key);
+  const std::string pointer = PointerTo(key);
   const std::optional<uint64_t> parsed = ParseVersion(KxJson_As<std::string>(*found, pointer), wildcardPart);
   if (!parsed.has_value()) {
     throw CkxDocumentFault(pointer,
@@ -127,8 +133,8 @@ void CkxDocumentIn::Version(const char* key, uint64_t& version, uint16_t wildcar
   version = *parsed;
 }
 
-void CkxDocumentIn::FileNameAndHash(std::optional<SkxFileNameTest>& test) {
-  Property("fileName", test);
+void CkxDocumentIn::FileNameAndHash(const SkxKeyText& key, std::optional<SkxFileNameTest>& test) {
+  Optional(key, test, {});
   const Json* const hash = _object.Find("hash");
   const Json* const size = _object.Find("fileSize");
   if (hash != nullptr) {
@@ -144,19 +150,19 @@ void CkxDocumentIn::FileNameAndHash(std::optional<SkxFileNameTest>& test) {
 }
 
 /// A text alone is a class id; anything else is a test as of any text.
-void CkxDocumentIn::ClassId(const char* key, std::optional<SkxTextTest>& test) {
-  const Json* const found = _object.Find(key);
+void CkxDocumentIn::ClassId(const SkxKeyText& key, std::optional<SkxTextTest>& test) {
+  const Json* const found = FindOptional(key);
   if (found == nullptr) return;
-  const std::string pointer = _object.PointerTo(key);
+  const std::string pointer = PointerTo(key);
   if (!found->is_string()) return Read(*found, pointer, test.emplace());
   GUID id{};
   Read(*found, pointer, id);
   test.emplace().pattern = KxGuid_ToText(id);
 }
 
-void CkxDocumentIn::AccessMask(const char* key, uint32_t& mask) {
+void CkxDocumentIn::AccessMask(const SkxKeyText& key, uint32_t& mask) {
   const Json& value = Find(key);
-  const std::string pointer = _object.PointerTo(key);
+  const std::string pointer = PointerTo(key);
   if (!value.is_string()) {
     mask = KxJson_As<uint32_t>(value, pointer);
   } else if (!ParseHex(value.get_ref<const std::string&>(), mask)) {
@@ -164,9 +170,9 @@ void CkxDocumentIn::AccessMask(const char* key, uint32_t& mask) {
   }
 }
 
-void CkxDocumentIn::AdminTask(const char* key, uint32_t& task) {
+void CkxDocumentIn::AdminTask(const SkxKeyText& key, uint32_t& task) {
   const Json& value = Find(key);
-  const std::string pointer = _object.PointerTo(key);
+  const std::string pointer = PointerTo(key);
   const CkxAdminTask* known = nullptr;
   if (value.is_string()) {
     const auto name = KxJson_As<KxWString>(value, pointer);
@@ -180,61 +186,69 @@ void CkxDocumentIn::AdminTask(const char* key, uint32_t& task) {
   task = known->Id();
 }
 
-void CkxDocumentIn::Group(const char* key, GUID& id) {
-  const Json* const found = _object.Find(key);
+void CkxDocumentIn::Group(const SkxKeyText& key, GUID& id) {
+  const Json* const found = FindOptional(key);
   if (found == nullptr) return;
-  const std::string pointer = _object.PointerTo(key);
+  const std::string pointer = PointerTo(key);
   const SkxNamedThing* const group = _names.groups.Find(KxJson_As<KxWString>(*found, pointer));
   if (group == nullptr) throw CkxDocumentFault(pointer, "there is no application group of this name or id");
   id = group->id;
 }
 
 /// An alert of the publication says of which type it is. One that is published elsewhere goes by its id.
-void CkxDocumentIn::Alert(const char* typeKey, const char* idKey, SkxAlertLinkModel& link) {
-  const Json& value = Find(idKey);
-  const std::string pointer = _object.PointerTo(idKey);
+void CkxDocumentIn::Alert(const SkxKeyText& type, const SkxKeyText& id, SkxAlertLinkModel& link) {
+  const Json& value = Find(id);
+  const std::string pointer = PointerTo(id);
   const SkxNamedThing* const alert = _names.alerts.Find(KxJson_As<KxWString>(value, pointer));
   if (alert == nullptr) {
-    const std::optional<GUID> id = KxGuid_FromUtf8(value.get_ref<const std::string&>());
-    if (!id.has_value()) throw CkxDocumentFault(pointer, "must be the name of an alert or a GUID");
-    link.alert = *id;
-    return Coded(typeKey, link.type, kKxAlertTypes);
+    const std::optional<GUID> elsewhere = KxGuid_FromUtf8(value.get_ref<const std::string&>());
+    if (!elsewhere.has_value()) throw CkxDocumentFault(pointer, "must be the name of an alert or a GUID");
+    link.alert = *elsewhere;
+    return Coded(type, link.type, kKxAlertTypes);
   }
   link.alert = alert->id;
-  Coded(typeKey, link.type, kKxAlertTypes, alert->alertType);
-  if (link.type != alert->alertType) throw CkxDocumentFault(_object.PointerTo(typeKey), "the alert is of another type");
+  link.type = alert->alertType;
+  if (FindOptional(type) != nullptr) Coded(type, link.type, kKxAlertTypes);
+  if (link.type != alert->alertType) throw CkxDocumentFault(PointerTo(type), "the alert is of another type");
 }
 
-void CkxDocumentIn::DerivedId(const char* key, GUID& id, const std::string& place) {
-  const Json* const found = _object.Find(key);
-  if (found != nullptr) return Read(*found, _object.PointerTo(key), id);
-  id = KxDerivedId(place);
+void CkxDocumentIn::DerivedId(const SkxKeyText& key, GUID& id, const std::string& place) {
+  const Json* const found = FindOptional(key);
+  if (found != nullptr) return Read(*found, PointerTo(key), id);
+  id = KxDerivedId(_place + place);
 }
 
 template <class Row, size_t count>
-const Row& CkxDocumentIn::FindKind(const char* key, const Row (&kinds)[count]) {
-  const std::string pointer = _object.PointerTo(key);
+const Row& CkxDocumentIn::FindKind(const SkxKeyText& key, const Row (&kinds)[count]) {
+  const std::string pointer = PointerTo(key);
   const auto name = KxJson_As<std::string>(Find(key), pointer);
   const Row* const kind = KxKind_Find(kinds, &Row::key, name.c_str());
   if (kind != nullptr) return *kind;
   throw CkxDocumentFault(pointer, "must be " + Alternatives(kinds, [](const Row& row) { return row.key; }));
 }
 
-void CkxDocumentIn::Kind(const char* key, SkxPolicyModel& policy) {
+void CkxDocumentIn::Kind(const SkxKeyText& key, SkxPolicyModel& policy) {
   const SkxPolicyKind& kind = FindKind(key, kKxPolicyKinds);
   policy.action = kind.action;
   policy.params = kind.params();
 }
 
-void CkxDocumentIn::Kind(const char* key, SkxAlertBody& body) { body = FindKind(key, kKxAlertKinds).body(); }
+void CkxDocumentIn::Kind(const SkxKeyText& key, SkxTargetModel& target) {
+  target.body = FindKind(key, kKxTargetKinds).body();
+}
 
-void CkxDocumentIn::Targets(const char* key, std::vector<SkxTargetModel>& targets, const std::string& owner) {
-  const Json* const found = _object.Find(key);
+void CkxDocumentIn::Kind(const SkxKeyText& key, SkxAlertModel& alert) {
+  alert.body = FindKind(key, kKxAlertKinds).body();
+}
+
+void CkxDocumentIn::Targets(const SkxKeyText& key, std::vector<SkxTargetModel>& targets, const std::string& owner) {
+  const Json* const found = FindOptional(key);
   if (found == nullptr) return;
-  const std::string pointer = _object.PointerTo(key);
+  const std::string pointer = PointerTo(key);
   if (!found->is_array()) throw CkxDocumentFault(pointer, "must be an array");
   for (size_t i = 0; i < found->size(); ++i) {
-    Read((*found)[i], KxJson_Pointer(pointer, i), targets.emplace_back(), owner + "/target/" + std::to_string(i));
+    const std::string place = owner + "/target/" + std::to_string(i);
+    ReadWhole((*found)[i], KxJson_Pointer(pointer, i), _names, targets.emplace_back(), place);
   }
 }
 
@@ -248,18 +262,4 @@ void CkxDocumentIn::Read(const Json& value, const std::string& pointer, CkxSid& 
   const std::optional<CkxSid> parsed = CkxSid::FromUtf8(KxJson_As<std::string>(value, pointer));
   if (!parsed.has_value()) throw CkxDocumentFault(pointer, "must be a SID, S-1-...");
   sid = *parsed;
-}
-
-void CkxDocumentIn::Read(const Json& value, const std::string& pointer, SkxTargetModel& target,
-                         const std::string& place) const {
-  CkxDocumentIn in(value, pointer, _names);
-  target.body = in.FindKind("type", kKxTargetKinds).body();
-  in.DerivedId("id", target.id, place);
-  std::visit(
-      [&](auto& body) {
-        KxFields(in, body);
-        in._object.Finish();
-        if (const char* const fault = KxFaultOf(body)) throw CkxDocumentFault(pointer, fault);
-      },
-      target.body);
 }

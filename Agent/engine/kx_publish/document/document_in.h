@@ -1,4 +1,4 @@
-// One object of a policy document, being read: what the tables of policy_fields.h call the `io`. Faults are
+// One object of a policy document, being read: an `io` that walks the lists of policy_fields.h. Faults are
 // `CkxDocumentFault`s at the place of the value.
 #pragma once
 
@@ -12,72 +12,68 @@
 
 class CkxDocumentIn {
  public:
-  CkxDocumentIn(const nlohmann::json& json, const std::string& pointer, const SkxDocumentNames& names)
-      : _object(json, pointer), _names(names) {}
-
-  /// Reads `value` from the whole of `json` by its table.
+  /// Reads `value`, which was just made, from the whole of `json` by its list. `place`: of whom it belongs to, for
+  /// its derived id.
   template <class Value>
   static void ReadWhole(const nlohmann::json& json, const std::string& pointer, const SkxDocumentNames& names,
-                        Value& value);
+                        Value& value, const std::string& place = {});
 
   template <class Value>
-  void Required(const char* key, Value& value) {
-    Read(Find(key), _object.PointerTo(key), value);
+  void Required(const SkxKeyText& key, Value& value) {
+    Read(Find(key), PointerTo(key), value);
   }
+  void NotEmpty(const SkxKeyText& key, KxWString& text);
+
   template <class Value>
-  void Field(const char* key, Value& value, const Value& byDefault) {
-    value = byDefault;
+  void Optional(const SkxKeyText& key, Value& value, const Value& /*byDefault*/) {
     Always(key, value);
   }
   template <class Value>
-  void Always(const char* key, Value& value) {
-    if (const nlohmann::json* const found = _object.Find(key)) Read(*found, _object.PointerTo(key), value);
+  void Optional(const SkxKeyText& key, std::optional<Value>& property, const std::optional<Value>& /*byDefault*/) {
+    if (const Json* const found = FindOptional(key)) Read(*found, PointerTo(key), property.emplace());
   }
-  void Name(const char* key, KxWString& text);
-
-  template <class Value>
-  void Property(const char* key, std::optional<Value>& property) {
-    const nlohmann::json* const found = _object.Find(key);
-    if (found != nullptr) Read(*found, _object.PointerTo(key), property.emplace());
-  }
-  void Property(const char* key, std::optional<KxWString>& property);
   template <std::derived_from<SkxNamedTextTest> Test>
-  void Property(const char* key, std::optional<KxElements<Test>>& property);
+  void Optional(const SkxKeyText& key, std::optional<KxElements<Test>>& property,
+                const std::optional<KxElements<Test>>& byDefault);
+  void Optional(const SkxKeyText& key, std::optional<KxWString>& property, const std::optional<KxWString>& byDefault);
 
   template <class Value>
-  void List(const char* key, std::vector<Value>& list) {
-    Always(key, list);
+  void Always(const SkxKeyText& key, Value& value) {
+    if (const Json* const found = FindOptional(key)) Read(*found, PointerTo(key), value);
   }
 
-  using CodeNames = std::span<const SkxCodeName>;
   template <class Code>
-  void Coded(const char* key, Code& code, CodeNames names) {
-    code = ReadCode<Code>(Find(key), _object.PointerTo(key), names);
-  }
-  template <class Code>
-  void Coded(const char* key, Code& code, CodeNames names, Code byDefault) {
-    const nlohmann::json* const found = _object.Find(key);
-    code = found == nullptr ? byDefault : ReadCode<Code>(*found, _object.PointerTo(key), names);
+  void Coded(const SkxKeyText& key, Code& code, KxCodeNames names) {
+    code = ReadCode<Code>(Find(key), PointerTo(key), names);
   }
 
-  void LocationTypes(const char* key, KxWString& types);
-  void Version(const char* key, uint64_t& version, uint16_t wildcardPart);  ///< `wildcardPart`: what "*" stands for
-  void FileNameAndHash(std::optional<SkxFileNameTest>& test);
-  void ClassId(const char* key, std::optional<SkxTextTest>& test);
-  void AccessMask(const char* key, uint32_t& mask);
-  void AdminTask(const char* key, uint32_t& task);
-  void Group(const char* key, GUID& id);
-  void Alert(const char* typeKey, const char* idKey, SkxAlertLinkModel& link);
-  void DerivedId(const char* key, GUID& id, const std::string& place);
-  void Kind(const char* key, SkxPolicyModel& policy);
-  void Kind(const char* key, SkxAlertBody& body);
-  void Targets(const char* key, std::vector<SkxTargetModel>& targets, const std::string& owner);
+  void CompareAs(const SkxKeyText& key, uint16_t& code, const KxWString& pattern);
+  void LocationTypes(const SkxKeyText& key, KxWString& types);
+  void Version(const SkxKeyText& key, uint64_t& version, uint16_t wildcardPart);  ///< what "*" stands for
+  void FileNameAndHash(const SkxKeyText& key, std::optional<SkxFileNameTest>& test);
+  void ClassId(const SkxKeyText& key, std::optional<SkxTextTest>& test);
+  void AccessMask(const SkxKeyText& key, uint32_t& mask);
+  void AdminTask(const SkxKeyText& key, uint32_t& task);
+  void Group(const SkxKeyText& key, GUID& id);
+  void Alert(const SkxKeyText& type, const SkxKeyText& id, SkxAlertLinkModel& link);
+  void DerivedId(const SkxKeyText& key, GUID& id, const std::string& place);
+  void Kind(const SkxKeyText& key, SkxPolicyModel& policy);
+  void Kind(const SkxKeyText& key, SkxTargetModel& target);
+  void Kind(const SkxKeyText& key, SkxAlertModel& alert);
+  void Targets(const SkxKeyText& key, std::vector<SkxTargetModel>& targets, const std::string& owner);
 
  private:
   using Json = nlohmann::json;
 
+  CkxDocumentIn(const Json& json, const std::string& pointer, const SkxDocumentNames& names, const std::string& place)
+      : _object(json, pointer), _names(names), _place(place) {}
+
+  std::string PointerTo(const SkxKeyText& key) const { return _object.PointerTo(key.name); }
+
+  /// The value under `key`; null when it is missing.
+  const Json* FindOptional(const SkxKeyText& key) { return _object.Find(key.name); }
   /// The value under `key`, or a fault that it is missing.
-  const Json& Find(const char* key);
+  const Json& Find(const SkxKeyText& key);
 
   template <class Value>
   void Read(const Json& json, const std::string& pointer, Value& value) const;
@@ -87,14 +83,13 @@ class CkxDocumentIn {
   void Read(const Json& json, const std::string& pointer, std::vector<Value>& list) const;
   void Read(const Json& json, const std::string& pointer, GUID& id) const;
   void Read(const Json& json, const std::string& pointer, CkxSid& sid) const;
-  void Read(const Json& json, const std::string& pointer, SkxTargetModel& target, const std::string& place) const;
 
   /// The row of `kinds` that the text under `key` names.
   template <class Row, size_t count>
-  const Row& FindKind(const char* key, const Row (&kinds)[count]);
+  const Row& FindKind(const SkxKeyText& key, const Row (&kinds)[count]);
 
   template <class Code>
-  static Code ReadCode(const Json& json, const std::string& pointer, CodeNames names) {
+  static Code ReadCode(const Json& json, const std::string& pointer, KxCodeNames names) {
     if (!json.is_string()) return KxJson_As<Code>(json, pointer);
     for (const auto& [code, name] : names) {
       if (json == name) return static_cast<Code>(code);
@@ -106,13 +101,14 @@ class CkxDocumentIn {
 
   CkxJsonObject _object;
   const SkxDocumentNames& _names;
+  const std::string _place;  // of whom the object belongs to
 };
 
 template <class Value>
 void CkxDocumentIn::ReadWhole(const nlohmann::json& json, const std::string& pointer, const SkxDocumentNames& names,
-                              Value& value) {
-  CkxDocumentIn in(json, pointer, names);
-  KxFields(in, value);
+                              Value& value, const std::string& place) {
+  CkxDocumentIn in(json, pointer, names, place);
+  KxDocument_Walk(in, value);
   in._object.Finish();
   if (const char* const fault = KxFaultOf(value)) throw CkxDocumentFault(pointer, fault);
 }
@@ -143,10 +139,11 @@ void CkxDocumentIn::Read(const Json& json, const std::string& pointer, std::opti
 
 /// Besides a list an object, name to test: {"CompanyName": "Vendor*"}.
 template <std::derived_from<SkxNamedTextTest> Test>
-void CkxDocumentIn::Property(const char* key, std::optional<KxElements<Test>>& property) {
-  const Json* const found = _object.Find(key);
+void CkxDocumentIn::Optional(const SkxKeyText& key, std::optional<KxElements<Test>>& property,
+                             const std::optional<KxElements<Test>>& /*byDefault*/) {
+  const Json* const found = FindOptional(key);
   if (found == nullptr) return;
-  const std::string pointer = _object.PointerTo(key);
+  const std::string pointer = PointerTo(key);
   property.emplace();
   if (!found->is_object()) return Read(*found, pointer, *property);
   for (const auto& [name, test] : found->items()) {

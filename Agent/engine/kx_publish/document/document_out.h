@@ -1,5 +1,5 @@
-// One object of a policy document, being written: the other `io` of the tables of policy_fields.h. What is at its
-// default is left out. Since the tables serve reading too they take the model by reference; nothing here changes it.
+// One object of a policy document, being written: an `io` that walks the lists of policy_fields.h. What is at its
+// default is left out.
 // A text that JSON cannot carry, being no well-formed UTF-16, is a `CkxDocumentFault`.
 #pragma once
 
@@ -13,67 +13,64 @@ class CkxDocumentOut {
  public:
   using Json = nlohmann::ordered_json;
 
-  explicit CkxDocumentOut(const SkxDocumentNames& names) : _names(names) {}
-
-  /// The whole of `value`, as its shorthand when it has one.
+  /// The whole of `value`, as its shorthand when it has one. `place`: of whom it belongs to, for its derived id.
   template <class Value>
-  static Json WriteWhole(Value& value, const SkxDocumentNames& names) {
-    CkxDocumentOut out(names);
-    KxFields(out, value);
+  static Json WriteWhole(const Value& value, const SkxDocumentNames& names, const std::string& place = {}) {
+    CkxDocumentOut out(names, place);
+    KxDocument_Walk(out, value);
     return Shortened(std::move(out._json), kKxShorthand<Value>);
   }
 
   template <class Value>
-  void Required(const char* key, Value& value) {
-    _json[key] = Written(value);
+  void Required(const SkxKeyText& key, const Value& value) {
+    _json[key.name] = Written(value);
   }
+  void NotEmpty(const SkxKeyText& key, const KxWString& text) { Required(key, text); }
+
   template <class Value>
-  void Field(const char* key, Value& value, const Value& byDefault) {
+  void Optional(const SkxKeyText& key, const Value& value, const Value& byDefault) {
     if (value != byDefault) Required(key, value);
   }
   template <class Value>
-  void Always(const char* key, Value& value) {
-    Required(key, value);
-  }
-  void Name(const char* key, KxWString& text) { Required(key, text); }
-
-  template <class Value>
-  void Property(const char* key, std::optional<Value>& property) {
+  void Optional(const SkxKeyText& key, const std::optional<Value>& property, const std::optional<Value>& /*none*/) {
     if (property.has_value()) Required(key, *property);
   }
   template <class Value>
-  void List(const char* key, std::vector<Value>& list) {
+  void Optional(const SkxKeyText& key, const std::vector<Value>& list, const std::vector<Value>& /*empty*/) {
     if (!list.empty()) Required(key, list);
   }
+  template <class Value>
+  void Always(const SkxKeyText& key, const Value& value) {
+    Required(key, value);
+  }
 
-  using CodeNames = std::span<const SkxCodeName>;
   template <class Code>
-  void Coded(const char* key, Code& code, CodeNames names) {
+  void Coded(const SkxKeyText& key, Code code, KxCodeNames names) {
     const char* name = nullptr;
     for (const SkxCodeName& known : names) {
       if (known.code == code) name = known.name;
     }
-    _json[key] = name != nullptr ? Json(name) : Json(code);
-  }
-  template <class Code>
-  void Coded(const char* key, Code& code, CodeNames names, Code byDefault) {
-    if (code != byDefault) Coded(key, code, names);
+    _json[key.name] = name != nullptr ? Json(name) : Json(code);
   }
 
-  void LocationTypes(const char* key, KxWString& types);
-  void Version(const char* key, uint64_t& version, uint16_t wildcardPart);
-  void FileNameAndHash(std::optional<SkxFileNameTest>& test);
-  void ClassId(const char* key, std::optional<SkxTextTest>& test);
-  void AccessMask(const char* key, uint32_t& mask);
-  void AdminTask(const char* key, uint32_t& task);
-  void Group(const char* key, GUID& id);
-  void Alert(const char* typeKey, const char* idKey, SkxAlertLinkModel& link);
-  void DerivedId(const char* key, GUID& id, const std::string& place);
-  void Kind(const char* key, SkxPolicyModel& policy);
-  void Kind(const char* key, SkxAlertBody& body);
-  void Targets(const char* key, std::vector<SkxTargetModel>& targets, const std::string& owner);
+  void CompareAs(const SkxKeyText& key, uint16_t code, const KxWString& pattern);
+  void LocationTypes(const SkxKeyText& key, const KxWString& types);
+  void Version(const SkxKeyText& key, uint64_t version, uint16_t wildcardPart);
+  void FileNameAndHash(const SkxKeyText& key, const std::optional<SkxFileNameTest>& test);
+  void ClassId(const SkxKeyText& key, const std::optional<SkxTextTest>& test);
+  void AccessMask(const SkxKeyText& key, uint32_t mask);
+  void AdminTask(const SkxKeyText& key, uint32_t task);
+  void Group(const SkxKeyText& key, const GUID& id);
+  void Alert(const SkxKeyText& type, const SkxKeyText& id, const SkxAlertLinkModel& link);
+  void DerivedId(const SkxKeyText& key, const GUID& id, const std::string& place);
+  void Kind(const SkxKeyText& key, const SkxPolicyModel& policy);
+  void Kind(const SkxKeyText& key, const SkxTargetModel& target);
+  void Kind(const SkxKeyText& key, const SkxAlertModel& alert);
+  void Targets(const SkxKeyText& key, const std::vector<SkxTargetModel>& targets, const std::string& owner);
 
  private:
+  CkxDocumentOut(const SkxDocumentNames& names, const std::string& place) : _names(names), _place(place) {}
+
   static std::string Utf8(CkxTextView text);
 
   template <size_t count>
@@ -86,7 +83,7 @@ class CkxDocumentOut {
   }
 
   template <class Value>
-  Json Written(Value& value) const {
+  Json Written(const Value& value) const {
     if constexpr (std::is_arithmetic_v<Value>) {
       return value;
     } else {
@@ -94,19 +91,20 @@ class CkxDocumentOut {
     }
   }
   template <class Value>
-  Json Written(std::optional<Value>& element) const {
+  Json Written(const std::optional<Value>& element) const {
     return element.has_value() ? Written(*element) : Json(nullptr);
   }
   template <class Value>
-  Json Written(std::vector<Value>& list) const {
+  Json Written(const std::vector<Value>& list) const {
     Json array = Json::array();
-    for (Value& value : list) array.push_back(Written(value));
+    for (const Value& value : list) array.push_back(Written(value));
     return array;
   }
-  Json Written(KxWString& text) const { return Utf8(text); }
-  Json Written(GUID& id) const { return KxGuid_ToUtf8(id); }
-  Json Written(CkxSid& sid) const { return sid.ToUtf8(); }
+  Json Written(const KxWString& text) const { return Utf8(text); }
+  Json Written(const GUID& id) const { return KxGuid_ToUtf8(id); }
+  Json Written(const CkxSid& sid) const { return sid.ToUtf8(); }
 
   Json _json = Json::object();
   const SkxDocumentNames& _names;
+  const std::string _place;  // of whom the object belongs to
 };

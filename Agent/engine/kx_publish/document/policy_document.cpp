@@ -147,9 +147,9 @@ class Assembly {
 };
 
 template <class Model>
-nlohmann::ordered_json WrittenList(std::vector<Model>& models, const SkxDocumentNames& names) {
+nlohmann::ordered_json WrittenList(const std::vector<Model>& models, const SkxDocumentNames& names) {
   nlohmann::ordered_json list = nlohmann::ordered_json::array();
-  for (Model& model : models) list.push_back(CkxDocumentOut::WriteWhole(model, names));
+  for (const Model& model : models) list.push_back(CkxDocumentOut::WriteWhole(model, names));
   return list;
 }
 
@@ -168,15 +168,14 @@ bool KxPolicyDocument_Read(std::span<const SkxDocumentText> documents, SkxPublic
 }
 
 nlohmann::ordered_json KxPolicyDocument_Write(const SkxPublication& publication) {
-  SkxPublication written = publication;
   SkxDocumentNames names;
-  for (const SkxAppGroupModel& group : written.groups) AddName(names, group);
-  for (const SkxAlertModel& alert : written.alerts) AddName(names, alert);
+  for (const SkxAppGroupModel& group : publication.groups) AddName(names, group);
+  for (const SkxAlertModel& alert : publication.alerts) AddName(names, alert);
 
   nlohmann::ordered_json document;
-  document[kPolicies] = WrittenList(written.policies, names);
-  if (!written.groups.empty()) document[kGroups] = WrittenList(written.groups, names);
-  if (!written.alerts.empty()) document[kAlerts] = WrittenList(written.alerts, names);
-  if (!written.applicable.empty()) document[kApplicable] = written.applicable;
+  document[kPolicies] = WrittenList(publication.policies, names);
+  if (!publication.groups.empty()) document[kGroups] = WrittenList(publication.groups, names);
+  if (!publication.alerts.empty()) document[kAlerts] = WrittenList(publication.alerts, names);
+  if (!publication.applicable.empty()) document[kApplicable] = publication.applicable;
   return document;
 }

@@ -1,19 +1,7 @@
-// The shape of policy documents: which keys an object has, in the order in which they are written, and their defaults.
-// Reading (`CkxDocumentIn`) and writing (`CkxDocumentOut`) both walk these tables, so neither can know a key that the
-// other does not. What a table says of a key:
-//
-//   Required    must be there
-//   Name        must be there and not be empty
-//   Field       may be missing: then it has the default, the third argument
-//   Always      may be missing, and is always written
-//   Property    may be missing: asks for nothing
-//   List        may be missing: has no elements
-//   Coded       a number with names
-//   Kind        must be there: which fields follow depends on it
+// Policies, application groups and alerts in documents, and what of a model no document may say.
 #pragma once
 
 #include "Agent/engine/kx_publish/document/target_fields.h"
-#include "Agent/engine/kx_publish/model/policy_kinds.h"
 #include "Common_CPP/util/text.h"
 
 inline constexpr SkxCodeName kKxAlertTriggers[] = {{26, "replaceUacOfStandardUser"}, {27, "replaceUacOfAdministrator"}};
@@ -25,112 +13,144 @@ inline constexpr auto kKxAlertTypes = [] {
   return names;
 }();
 
-/// The part of a target's derived id that comes from whom it belongs to.
-inline std::string KxTargetOwner(const SkxPolicyModel& policy) { return "policy/" + std::to_string(policy.id); }
-inline std::string KxTargetOwner(const SkxAppGroupModel& group) { return "group/" + KxText_ToUtf8(group.name); }
+/// The part of a derived id that comes from the object itself. That of a target comes from whom it belongs to.
+inline std::string KxPlaceOf(const SkxPolicyModel& policy) { return "policy/" + std::to_string(policy.id); }
+inline std::string KxPlaceOf(const SkxAppGroupModel& group) { return "group/" + KxText_ToUtf8(group.name); }
+inline std::string KxPlaceOf(const SkxAlertModel& alert) { return "alert/" + KxText_ToUtf8(alert.name); }
+inline std::string KxPlaceOf(const SkxTargetModel& /*target*/) { return {}; }
 
-template <class Io>
-void KxFields(Io& io, SkxAlertLinkModel& link) {
-  io.Coded("trigger", link.trigger, kKxAlertTriggers);
-  io.Alert("type", "id", link);
+template <class Struct>
+consteval auto KxDerivedIdKey(GUID Struct::*member, const char* meaning) {
+  return KxKey<EkxKey::DerivedId>(member, {nullptr, meaning});
+}
+template <class Struct>
+consteval auto KxTargetsKey(std::vector<SkxTargetModel> Struct::*member) {
+  return KxKey<EkxKey::Targets>(member, {nullptr, "what it is about, tried in order"});
 }
 
-template <class Io>
-void KxFields(Io&, std::monostate&) {}
+template <>
+inline constexpr auto kKxTables<SkxTargetModel> = SkxTables<SkxTargetHeaderPart>{};
+template <>
+inline constexpr auto kKxFields<SkxTargetModel> = std::tuple{
+    SkxKindKey{{"type", "what the target is about, and which keys follow"}},
+    KxDerivedIdKey(&SkxTargetModel::id, "of the target; default: derived from where it stands"),
+    SkxOfKind(),
+};
 
-template <class Io>
-void KxFields(Io& io, SkxElevateOnDemandParams& params) {
-  io.Field("shellExtension", params.shellExtension, false);
-  io.Field("replaceUacOfStandardUsers", params.replaceUacOfStandardUsers, false);
-  io.Field("replaceUacOfAdministrators", params.replaceUacOfAdministrators, false);
-}
+template <>
+inline constexpr auto kKxFields<SkxAlertLinkModel> = std::tuple{
+    KxCoded(&SkxAlertLinkModel::trigger, kKxAlertTriggers, {nullptr, "the event"}),
+    SkxAlertKeys{{"type", "the kind of message; default: that of the alert, which must be of the publication then"},
+                 {"id", "name or id of an alert of the publication, or the id of one that is published elsewhere"}},
+};
+template <>
+inline constexpr const char* kKxDescription<SkxAlertLinkModel> = "a message and when it is shown";
 
-template <class Io>
-void KxFields(Io& io, SkxZeroTouchParams& params) {
-  io.Field("allowUserRequest", params.allowUserRequest, false);
-  io.Field("monitorAdministrators", params.monitorAdministrators, false);
-  io.Field("monitorStandardUsers", params.monitorStandardUsers, false);
-  io.Field("useHeuristics", params.useHeuristics, false);
-  io.Field("triggeredByUser", params.triggeredByUser, false);
-  io.Field("suppressUacOfStandardUsers", params.suppressUacOfStandardUsers, false);
-  io.Field("suppressUacOfAdministrators", params.suppressUacOfAdministrators, false);
-}
+template <>
+inline constexpr auto kKxFields<SkxElevateOnDemandParams> = std::tuple{
+    KxOptional(&SkxElevateOnDemandParams::shellExtension),
+    KxOptional(&SkxElevateOnDemandParams::replaceUacOfStandardUsers),
+    KxOptional(&SkxElevateOnDemandParams::replaceUacOfAdministrators),
+};
 
-template <class Io>
-void KxFields(Io& io, SkxComputerActionParams& params) {
-  io.Required("computerAction", params.computerAction);
-}
+template <>
+inline constexpr auto kKxFields<SkxZeroTouchParams> = std::tuple{
+    KxOptional(&SkxZeroTouchParams::allowUserRequest),
+    KxOptional(&SkxZeroTouchParams::monitorAdministrators),
+    KxOptional(&SkxZeroTouchParams::monitorStandardUsers),
+    KxOptional(&SkxZeroTouchParams::useHeuristics),
+    KxOptional(&SkxZeroTouchParams::triggeredByUser),
+    KxOptional(&SkxZeroTouchParams::suppressUacOfStandardUsers),
+    KxOptional(&SkxZeroTouchParams::suppressUacOfAdministrators),
+};
 
-template <class Io>
-void KxFields(Io& io, SkxScriptParams& script) {
-  io.Required("scriptId", script.id);
-  io.Field("firstText", script.firstText, KxWString());
-  io.Field("firstData", script.firstData, KxWString());
-  io.Field("secondText", script.secondText, KxWString());
-  io.Field("secondData", script.secondData, KxWString());
-  io.Field("thirdData", script.thirdData, KxWString());
-}
+template <>
+inline constexpr auto kKxFields<SkxComputerActionParams> = std::tuple{
+    KxRequired(&SkxComputerActionParams::computerAction),
+};
 
-template <class Io>
-void KxFields(Io& io, SkxConfigurationParams& params) {
-  io.Field("configurationXml", params.configurationXml, KxWString());
-  io.Field("messagesXml", params.messagesXml, KxWString());
-}
+template <>
+inline constexpr auto kKxFields<SkxScriptParams> = std::tuple{
+    KxRequired(&SkxScriptParams::id),         KxOptional(&SkxScriptParams::firstText),
+    KxOptional(&SkxScriptParams::firstData),  KxOptional(&SkxScriptParams::secondText),
+    KxOptional(&SkxScriptParams::secondData), KxOptional(&SkxScriptParams::thirdData),
+};
 
-template <class Io>
-void KxFields(Io& io, SkxSetSecurityParams& params) {
-  io.Required("allowAccess", params.allowAccess);
-}
+template <>
+inline constexpr auto kKxFields<SkxConfigurationParams> = std::tuple{
+    KxOptional(&SkxConfigurationParams::configurationXml),
+    KxOptional(&SkxConfigurationParams::messagesXml),
+};
 
-template <class Io>
-void KxFields(Io& io, SkxExcludeParams& params) {
-  io.Field("excludeType", params.excludeType, uint16_t{0});
-}
+template <>
+inline constexpr auto kKxFields<SkxSetSecurityParams> = std::tuple{
+    KxRequired(&SkxSetSecurityParams::allowAccess),
+};
 
-template <class Io>
-void KxFields(Io& io, SkxPolicyModel& policy) {
-  io.Required("id", policy.id);
-  io.Name("name", policy.name);
-  io.Kind("action", policy);
-  io.Field("active", policy.active, true);
-  io.Always("order", policy.order);
-  io.Field("implicit", policy.implicit, false);
-  io.Field("gpId", policy.gpId, KxWString());
-  io.Field("kxGpoId", policy.kxGpoId, KxWString());
-  io.Field("guiType", policy.guiType, 0u);
-  io.Field("reportUsageState", policy.reportUsageState, 0u);
-  io.List("alerts", policy.alerts);
-  std::visit([&io](auto& params) { KxFields(io, params); }, policy.params);
-  if (const SkxPolicyKind* const kind = KxKind_Find(kKxPolicyKinds, &SkxPolicyKind::action, policy.action);
-      kind != nullptr && kind->withTargets) {
-    io.Field("policyAutomation", policy.policyAutomation, false);
-    io.Targets("targets", policy.targets, KxTargetOwner(policy));
-  }
-}
+template <>
+inline constexpr auto kKxFields<SkxExcludeParams> = std::tuple{
+    KxOptional(&SkxExcludeParams::excludeType),
+};
 
-template <class Io>
-void KxFields(Io& io, SkxAppGroupModel& group) {
-  io.Name("name", group.name);
-  io.DerivedId("id", group.id, KxTargetOwner(group));
-  io.Targets("targets", group.targets, KxTargetOwner(group));
-}
+template <>
+inline constexpr auto kKxTables<SkxPolicyModel> = SkxTables<SkxPolicyHeaderPart, SkxPolicyCommonPart>{};
+template <>
+inline constexpr auto kKxFields<SkxPolicyModel> = std::tuple{
+    KxRequired(&SkxPolicyModel::id, {nullptr, "of the policy, unlike any other's in all documents of a publication"}),
+    KxNotEmpty(&SkxPolicyModel::name),
+    SkxKindKey{{"action", "what the policy does"}},
+    KxOptional(&SkxPolicyModel::active),
+    KxKey<EkxKey::Always>(&SkxPolicyModel::order,
+                          {nullptr,
+                           "shown: policies apply in the order of the document whatever it is; default: the position "
+                           "of the policy, counted from 1"}),
+    KxOptional(&SkxPolicyModel::implicit),
+    KxOptional(&SkxPolicyModel::gpId),
+    KxOptional(&SkxPolicyModel::kxGpoId),
+    KxOptional(&SkxPolicyModel::guiType),
+    KxOptional(&SkxPolicyModel::reportUsageState),
+    KxOptional(&SkxPolicyModel::alerts,
+               {nullptr, "which message is shown on which event; the first link for an event counts"}),
+    SkxOfKind(),
+};
 
-template <class Io>
-void KxFields(Io& io, SkxDialogAlert& dialog) {
-  io.Field("dialogType", dialog.dialogType, 0u);
-  io.Field("htmlPath", dialog.htmlPath, KxWString());
-}
+/// What policies with targets have behind the keys of their kind.
+template <>
+inline constexpr auto kKxFields<SkxPolicyTargetsPart> = std::tuple{
+    KxOptional(&SkxPolicyModel::policyAutomation),
+    KxTargetsKey(&SkxPolicyModel::targets),
+};
 
-template <class Io>
-void KxFields(Io&, SkxBalloonAlert&) {}
+template <>
+inline constexpr auto kKxTables<SkxAppGroupModel> = SkxTables<SkxAppGroupHeaderPart, SkxAppGroupModel>{};
+template <>
+inline constexpr auto kKxFields<SkxAppGroupModel> = std::tuple{
+    KxNotEmpty(&SkxAppGroupModel::name, {"name", "what targets call it"}),
+    KxDerivedIdKey(&SkxAppGroupModel::id, "of the group in records; default: derived from the name"),
+    KxTargetsKey(&SkxAppGroupModel::targets),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxAppGroupModel> = "a named set of targets";
 
-template <class Io>
-void KxFields(Io& io, SkxAlertModel& alert) {
-  io.Name("name", alert.name);
-  io.DerivedId("id", alert.id, "alert/" + KxText_ToUtf8(alert.name));
-  io.Kind("type", alert.body);
-  std::visit([&io](auto& body) { KxFields(io, body); }, alert.body);
-}
+template <>
+inline constexpr auto kKxFields<SkxDialogAlert> = std::tuple{
+    KxOptional(&SkxDialogAlert::dialogType),
+    KxOptional(&SkxDialogAlert::htmlPath),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxDialogAlert> = "a message that waits for an answer";
+template <>
+inline constexpr const char* kKxDescription<SkxBalloonAlert> = "a message that goes away by itself";
+
+template <>
+inline constexpr auto kKxTables<SkxAlertModel> = SkxTables<SkxAlertHeaderPart>{};
+template <>
+inline constexpr auto kKxFields<SkxAlertModel> = std::tuple{
+    KxNotEmpty(&SkxAlertModel::name, {"name", "what policies call it"}),
+    KxDerivedIdKey(&SkxAlertModel::id, "of the alert in records; default: derived from the name"),
+    SkxKindKey{{"type", "which keys follow"}},
+    SkxOfKind(),
+};
 
 inline const char* KxFaultOf(const SkxPolicyModel& policy) {
   return policy.id == 0 ? "the id 0 means no policy" : nullptr;
@@ -140,4 +160,7 @@ inline const char* KxFaultOf(const SkxAppGroupModel& group) {
 }
 inline const char* KxFaultOf(const SkxAlertModel& alert) {
   return KxGuid_IsNull(alert.id) ? "the null id means no alert" : nullptr;
+}
+inline const char* KxFaultOf(const SkxTargetModel& target) {
+  return std::visit([](const auto& body) { return KxFaultOf(body); }, target.body);
 }

@@ -9,7 +9,7 @@ using List = SkxUnsayable::List;
 
 /// Why the element, written and read again, is refused; nothing when it is not.
 template <class Model>
-std::optional<std::string> FaultOf(Model& model, const SkxDocumentNames& names) {
+std::optional<std::string> FaultOf(const Model& model, const SkxDocumentNames& names) {
   try {
     const nlohmann::json written = CkxDocumentOut::WriteWhole(model, names);
     Model read;
@@ -36,7 +36,7 @@ class Selection {
 
   void KeepAlerts() {
     Faults faults;
-    for (SkxAlertModel& alert : _publication.alerts) {
+    for (const SkxAlertModel& alert : _publication.alerts) {
       faults.push_back(FaultOf(alert, _names));
       if (!faults.back()) faults.back() = Register(alert);
     }
@@ -81,7 +81,7 @@ class Selection {
   void KeepPolicies() {
     Faults faults;
     std::set<uint32_t> ids;
-    for (SkxPolicyModel& policy : _publication.policies) {
+    for (const SkxPolicyModel& policy : _publication.policies) {
       faults.push_back(FaultOf(policy, _names));
       if (!faults.back() && !ids.insert(policy.id).second) faults.back() = kTaken;
     }

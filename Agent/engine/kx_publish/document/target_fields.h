@@ -1,15 +1,10 @@
-// The shape of targets in policy documents, as policy_fields.h has it for the rest.
+// Targets in policy documents; policy_fields.h has the rest.
 #pragma once
 
 #include <array>
 
-#include "Agent/engine/kx_publish/model/target_model.h"
+#include "Agent/engine/kx_publish/document/document_fields.h"
 #include "Common_CPP/util/guid.h"
-
-struct SkxCodeName {
-  uint32_t code;
-  const char* name;
-};
 
 inline constexpr SkxCodeName kKxCompareAs[] = {
     {1, "equals"}, {2, "startsWith"}, {3, "contains"}, {4, "wildcard"}, {5, "regExp"}};
@@ -41,242 +36,325 @@ inline uint16_t KxDefaultCompareAs(const KxWString& pattern) {
   return pattern.find_first_of(KXW("*?")) == KxWString::npos ? 1 : 4;
 }
 
-template <class Io>
-void KxFields(Io& io, SkxTextTest& test) {
-  io.Required("pattern", test.pattern);
-  io.Field("caseSensitive", test.caseSensitive, false);
-  io.Coded("compareAs", test.compareAs, kKxCompareAs, KxDefaultCompareAs(test.pattern));
+inline constexpr SkxKeyText kKxPattern{nullptr, "what the text is compared with; empty: only the empty text equals it"};
+
+template <class Struct>
+consteval auto KxCompareAs(uint16_t Struct::*member) {
+  return KxKey<EkxKey::CompareAs>(
+      member,
+      {nullptr,
+       "how the pattern is compared: the same text, the beginning, a part, with * and ? as placeholders, a regular "
+       "expression for the whole; a number is for modes that have no name; default: \"wildcard\" when the pattern has "
+       "a * or a ?, else \"equals\""});
+}
+template <class Struct>
+consteval auto KxFileNameAndHash(std::optional<SkxFileNameTest> Struct::*member) {
+  return KxKey<EkxKey::FileNameAndHash>(member, {nullptr, "the part of its path after the last separator"});
+}
+template <class Struct>
+consteval auto KxClassId(std::optional<SkxTextTest> Struct::*member) {
+  return KxKey<EkxKey::ClassId>(
+      member,
+      {nullptr, "a text alone is the id of the class; as a test the pattern is compared with the id in its braces"});
+}
+template <class Struct>
+consteval auto KxAccessMask(uint32_t Struct::*member) {
+  return KxKey<EkxKey::AccessMask>(
+      member, {nullptr,
+               "the access rights, bits as the system defines them for that kind of thing: a number, or its "
+               "hexadecimal digits after \"0x\""});
+}
+template <class Struct>
+consteval auto KxGroup(GUID Struct::*member, const char* meaning) {
+  return KxKey<EkxKey::Group>(member, {nullptr, meaning});
 }
 
-template <class Io>
-void KxFields(Io& io, SkxPublisherTest& test) {
-  io.Field("unsignedOnly", test.unsignedOnly, false);
-  if (!test.unsignedOnly) return KxFields(io, static_cast<SkxTextTest&>(test));
-  io.Field("pattern", test.pattern, KxWString());
-  io.Field("caseSensitive", test.caseSensitive, false);
-  io.Coded("compareAs", test.compareAs, kKxCompareAs, KxDefaultCompareAs(test.pattern));
-}
+template <>
+inline constexpr auto kKxFields<SkxTextTest> = std::tuple{
+    KxRequired(&SkxTextTest::pattern, kKxPattern),
+    KxOptional(&SkxTextTest::caseSensitive),
+    KxCompareAs(&SkxTextTest::compareAs),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxTextTest> = "a text that matches a pattern";
 
-template <class Io>
-void KxFields(Io& io, SkxVersionFieldTest& test) {
-  io.Name("field", test.name);
-  KxFields(io, static_cast<SkxTextTest&>(test));
-}
+template <>
+inline constexpr auto kKxFields<SkxPublisherTest> = std::tuple{
+    KxOptional(&SkxPublisherTest::unsignedOnly),
+    KxRequiredUnless(&SkxPublisherTest::pattern, &SkxPublisherTest::unsignedOnly, kKxPattern),
+    KxOptional(&SkxPublisherTest::caseSensitive),
+    KxCompareAs(&SkxPublisherTest::compareAs),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxPublisherTest> = "a signer whose name matches a pattern";
 
-template <class Io>
-void KxFields(Io& io, SkxInstallerPropertyTest& test) {
-  io.Name("property", test.name);
-  KxFields(io, static_cast<SkxTextTest&>(test));
-}
+template <>
+inline constexpr auto kKxFields<SkxVersionFieldTest> = std::tuple{
+    KxNotEmpty(&SkxVersionFieldTest::name),
+    SkxKeysOfBase<SkxTextTest>(),
+};
 
-template <class Io>
-void KxFields(Io& io, SkxFileNameTest& test) {
-  io.Required("pattern", test.pattern);
-  io.Coded("compareAs", test.compareAs, kKxCompareAs, KxDefaultCompareAs(test.pattern));
-}
+template <>
+inline constexpr auto kKxFields<SkxInstallerPropertyTest> = std::tuple{
+    KxNotEmpty(&SkxInstallerPropertyTest::name),
+    SkxKeysOfBase<SkxTextTest>(),
+};
 
-template <class Io>
-void KxFields(Io& io, SkxLocationTest& test) {
-  io.Field("pattern", test.pattern, KxWString(KXW("*")));
-  io.Field("withSubfolders", test.withSubfolders, false);
-  io.LocationTypes("types", test.types);
-}
+template <>
+inline constexpr auto kKxFields<SkxFileNameTest> = std::tuple{
+    KxRequired(&SkxFileNameTest::pattern, kKxPattern),
+    KxCompareAs(&SkxFileNameTest::compareAs),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxFileNameTest> = "a file's name, without regard to case";
 
-template <class Io>
-void KxFields(Io& io, SkxVersionBounds& bounds) {
-  io.Version("min", bounds.min, uint16_t{0});
-  io.Version("max", bounds.max, uint16_t{0xFFFF});
-}
+template <>
+inline constexpr auto kKxFields<SkxLocationTest> = std::tuple{
+    KxOptional(&SkxLocationTest::pattern,
+               {nullptr,
+                "the folder; with * or ?: a pattern for the whole path up to its last separator, this included; "
+                "\"CDROM:\" in place of a drive stands for any optical drive"}),
+    KxOptional(&SkxLocationTest::withSubfolders),
+    KxKey<EkxKey::LocationTypes>(&SkxLocationTest::types, {nullptr, "what the drive may be; default: anything"}),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxLocationTest> = "the folder that a file is in";
 
-template <class Io>
-void KxFields(Io& io, SkxParentTest& test) {
-  io.Group("includedGroup", test.includedGroup);
-  io.Field("includedAnyAncestor", test.includedAnyAncestor, false);
-  io.Group("excludedGroup", test.excludedGroup);
-  io.Field("excludedAnyAncestor", test.excludedAnyAncestor, false);
-}
+template <>
+inline constexpr auto kKxFields<SkxVersionBounds> = std::tuple{
+    KxKey<EkxKey::LeastVersion>(&SkxVersionBounds::min, {nullptr, "the lowest version that counts; default: none"}),
+    KxKey<EkxKey::GreatestVersion>(&SkxVersionBounds::max, {nullptr, "the highest version that counts; default: none"}),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxVersionBounds> =
+    "a version in the range, bounds included; a text alone: exactly that version, or with \"*\" all that begin so";
 
-template <class Io>
-void KxFields(Io& io, SkxPackageTest& test) {
-  io.Field("flag", test.flag, false);
-  io.Field("name", test.name, KxWString());
-  io.Property("versions", test.versions);
-  io.List("publishers", test.publishers);
-}
+template <>
+inline constexpr auto kKxFields<SkxParentTest> = std::tuple{
+    KxGroup(&SkxParentTest::includedGroup, "the group that the parent must belong to"),
+    KxOptional(&SkxParentTest::includedAnyAncestor),
+    KxGroup(&SkxParentTest::excludedGroup, "the group that the parent must not belong to"),
+    KxOptional(&SkxParentTest::excludedAnyAncestor),
+};
 
-template <class Io>
-void KxFields(Io& io, SkxSpawnerTest& test) {
-  io.Field("allCallers", test.allCallers, false);
-  io.Coded("mode", test.mode, kKxSpawnerModes);
-}
+template <>
+inline constexpr auto kKxFields<SkxPackageTest> = std::tuple{
+    KxOptional(&SkxPackageTest::flag),
+    KxOptional(&SkxPackageTest::name),
+    KxOptional(&SkxPackageTest::versions),
+    KxOptional(&SkxPackageTest::publishers, {nullptr, "any of them signed that package"}),
+};
 
-template <class Io>
-void KxFields(Io& io, SkxOriginTest& test) {
-  io.Field("flag", test.flag, false);
-  io.Field("mainSourceType", test.mainSourceType, 0u);
-  io.Property("distributionService", test.distributionService);
-  io.Property("location", test.location);
-  io.Property("package", test.package);
-  io.Property("spawnerProcess", test.spawnerProcess);
-  io.Property("sourceAddress", test.sourceAddress);
-  io.Property("users", test.users);
-}
+template <>
+inline constexpr auto kKxFields<SkxSpawnerTest> = std::tuple{
+    KxOptional(&SkxSpawnerTest::allCallers),
+    KxCoded(&SkxSpawnerTest::mode, kKxSpawnerModes, {nullptr, "whether the asking process is one of them"}),
+};
 
-template <class Io>
-void KxFields(Io& io, SkxCapabilityTest& test) {
-  io.Name("name", test.name);
-  io.Field("required", test.required, true);
-}
+template <>
+inline constexpr auto kKxFields<SkxOriginTest> = std::tuple{
+    KxOptional(&SkxOriginTest::flag),
+    KxOptional(&SkxOriginTest::mainSourceType),
+    KxOptional(&SkxOriginTest::distributionService),
+    KxOptional(&SkxOriginTest::location),
+    KxOptional(&SkxOriginTest::package),
+    KxOptional(&SkxOriginTest::spawnerProcess),
+    KxOptional(&SkxOriginTest::sourceAddress),
+    KxOptional(&SkxOriginTest::users),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxOriginTest> =
+    "where a file came from, as the agent recorded it; a file without a record does not match";
 
-template <class Io>
-void KxFields(Io& io, SkxMediaTest& test) {
-  io.Property("type", test.type);
-  io.Property("vendor", test.vendor);
-  io.Property("product", test.product);
-  io.Property("serialNumber", test.serialNumber);
-}
+template <>
+inline constexpr auto kKxFields<SkxCapabilityTest> = std::tuple{
+    KxNotEmpty(&SkxCapabilityTest::name),
+    KxOptional(&SkxCapabilityTest::required),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxCapabilityTest> =
+    "something that a package may do, when it says so; a text alone: it must say so";
 
-template <class Io>
-void KxFields(Io& io, SkxGroupLink& link) {
-  io.Group("group", link.group);
-}
+template <>
+inline constexpr auto kKxFields<SkxMediaTest> = std::tuple{
+    KxOptional(&SkxMediaTest::type),
+    KxOptional(&SkxMediaTest::vendor),
+    KxOptional(&SkxMediaTest::product),
+    KxOptional(&SkxMediaTest::serialNumber),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxMediaTest> = "what a medium says of itself when it is plugged in";
 
-template <class Io>
-void KxFields(Io& io, SkxExeTarget& target) {
-  io.FileNameAndHash(target.fileName);
-  io.Property("location", target.location);
-  io.Property("fileVersion", target.fileVersion);
-  io.Property("productVersion", target.productVersion);
-  io.Property("versionFields", target.versionFields);
-  io.Property("publishers", target.publishers);
-  io.Property("owners", target.owners);
-  io.Property("arguments", target.arguments);
-  io.Property("serviceName", target.serviceName);
-  io.Property("parentProcess", target.parentProcess);
-  io.Property("origin", target.origin);
-  io.Field("inheritable", target.inheritable, false);
-  io.Field("users", target.users, KxWString());
-  io.Field("softwareDistributorName", target.softwareDistributorName, KxWString());
-}
+template <>
+inline constexpr auto kKxFields<SkxFsPath> = std::tuple{
+    KxNotEmpty(&SkxFsPath::path),
+    KxOptional(&SkxFsPath::folder),
+};
 
-template <class Io>
-void KxFields(Io& io, SkxScriptTarget& target) {
-  io.FileNameAndHash(target.fileName);
-  io.Property("location", target.location);
-  io.Property("publishers", target.publishers);
-  io.Property("owners", target.owners);
-  io.Property("arguments", target.arguments);
-  io.Property("parentProcess", target.parentProcess);
-  io.Property("origin", target.origin);
-  io.Field("inheritable", target.inheritable, false);
-  io.Field("embedded", target.embedded, false);
-}
+template <>
+inline constexpr auto kKxFields<SkxServiceTest> = std::tuple{
+    KxNotEmpty(&SkxServiceTest::name, {"serviceName", "which service"}),
+};
 
-template <class Io>
-void KxFields(Io& io, SkxMsiTarget& target) {
-  io.FileNameAndHash(target.fileName);
-  io.Property("location", target.location);
-  io.Property("productVersion", target.productVersion);
-  io.Property("installerProperties", target.installerProperties);
-  io.Property("publishers", target.publishers);
-  io.Property("owners", target.owners);
-  io.Property("arguments", target.arguments);
-  io.Property("parentProcess", target.parentProcess);
-  io.Property("origin", target.origin);
-}
+template <>
+inline constexpr auto kKxFields<SkxGroupLink> = std::tuple{
+    KxGroup(&SkxGroupLink::group, "which one"),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxGroupLink> = "stands for the targets of an application group";
 
-template <class Io>
-void KxFields(Io& io, SkxMsuTarget& target) {
-  io.FileNameAndHash(target.fileName);
-  io.Property("location", target.location);
-  io.Property("publishers", target.publishers);
-  io.Property("owners", target.owners);
-  io.Property("parentProcess", target.parentProcess);
-  io.Property("origin", target.origin);
-}
+template <>
+inline constexpr auto kKxFields<SkxExeTarget> = std::tuple{
+    KxFileNameAndHash(&SkxExeTarget::fileName), KxOptional(&SkxExeTarget::location),
+    KxOptional(&SkxExeTarget::fileVersion),     KxOptional(&SkxExeTarget::productVersion),
+    KxOptional(&SkxExeTarget::versionFields),   KxOptional(&SkxExeTarget::publishers),
+    KxOptional(&SkxExeTarget::owners),          KxOptional(&SkxExeTarget::arguments),
+    KxOptional(&SkxExeTarget::serviceName),     KxOptional(&SkxExeTarget::parentProcess),
+    KxOptional(&SkxExeTarget::origin),          KxOptional(&SkxExeTarget::inheritable),
+    KxOptional(&SkxExeTarget::users),           KxOptional(&SkxExeTarget::softwareDistributorName),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxExeTarget> = "a program: a file that is about to run, or a process";
 
-template <class Io>
-void KxFields(Io& io, SkxUrlTarget& target) {
-  io.Property("url", target.url);
-}
+template <>
+inline constexpr auto kKxFields<SkxScriptTarget> = std::tuple{
+    KxFileNameAndHash(&SkxScriptTarget::fileName), KxOptional(&SkxScriptTarget::location),
+    KxOptional(&SkxScriptTarget::publishers),      KxOptional(&SkxScriptTarget::owners),
+    KxOptional(&SkxScriptTarget::arguments),       KxOptional(&SkxScriptTarget::parentProcess),
+    KxOptional(&SkxScriptTarget::origin),          KxOptional(&SkxScriptTarget::inheritable),
+    KxOptional(&SkxScriptTarget::embedded),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxScriptTarget> = "a script, as a file or as what an interpreter runs";
 
-template <class Io>
-void KxFields(Io& io, SkxAdminTaskTarget& target) {
-  io.AdminTask("task", target.task);
-}
+template <>
+inline constexpr auto kKxFields<SkxMsiTarget> = std::tuple{
+    KxFileNameAndHash(&SkxMsiTarget::fileName), KxOptional(&SkxMsiTarget::location),
+    KxOptional(&SkxMsiTarget::productVersion),  KxOptional(&SkxMsiTarget::installerProperties),
+    KxOptional(&SkxMsiTarget::publishers),      KxOptional(&SkxMsiTarget::owners),
+    KxOptional(&SkxMsiTarget::arguments),       KxOptional(&SkxMsiTarget::parentProcess),
+    KxOptional(&SkxMsiTarget::origin),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxMsiTarget> =
+    "an installer package, as a file or as what the installer installs";
 
-template <class Io>
-void KxFields(Io& io, SkxActiveXTarget& target) {
-  io.ClassId("classId", target.classId);
-  io.Property("sourceAddress", target.sourceAddress);
-  io.FileNameAndHash(target.fileName);
-  io.Property("location", target.location);
-  io.Property("publishers", target.publishers);
-}
+template <>
+inline constexpr auto kKxFields<SkxMsuTarget> = std::tuple{
+    KxFileNameAndHash(&SkxMsuTarget::fileName), KxOptional(&SkxMsuTarget::location),
+    KxOptional(&SkxMsuTarget::publishers),      KxOptional(&SkxMsuTarget::owners),
+    KxOptional(&SkxMsuTarget::parentProcess),   KxOptional(&SkxMsuTarget::origin),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxMsuTarget> =
+    "a system update package, as a file or as what is installed";
 
-template <class Io>
-void KxFields(Io& io, SkxFileSystemEntryTarget& target) {
-  io.Name("path", target.path.path);
-  io.Field("folder", target.path.folder, false);
-  io.AccessMask("accessMask", target.accessMask);
-}
+template <>
+inline constexpr auto kKxFields<SkxUrlTarget> = std::tuple{
+    KxOptional(&SkxUrlTarget::url),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxUrlTarget> = "a request to elevate a download";
 
-template <class Io>
-void KxFields(Io& io, SkxRegistryKeyTarget& target) {
-  io.Coded("root", target.root, kKxRegistryRoots);
-  io.Required("keyPath", target.keyPath);
-  io.AccessMask("accessMask", target.accessMask);
-}
+template <>
+inline constexpr auto kKxFields<SkxAdminTaskTarget> = std::tuple{
+    KxKey<EkxKey::AdminTask>(&SkxAdminTaskTarget::task,
+                             {nullptr, "its name, without regard to case (\"Date and Time\"), or its number"}),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxAdminTaskTarget> =
+    "a task of the control panel or a management console, however it is started";
 
-template <class Io>
-void KxFields(Io& io, SkxComTarget& target) {
-  io.ClassId("classId", target.classId);
-  io.FileNameAndHash(target.fileName);
-  io.Property("location", target.location);
-  io.Property("versionFields", target.versionFields);
-  io.Property("publishers", target.publishers);
-  io.Property("owners", target.owners);
-}
+template <>
+inline constexpr auto kKxFields<SkxActiveXTarget> = std::tuple{
+    KxClassId(&SkxActiveXTarget::classId),          KxOptional(&SkxActiveXTarget::sourceAddress),
+    KxFileNameAndHash(&SkxActiveXTarget::fileName), KxOptional(&SkxActiveXTarget::location),
+    KxOptional(&SkxActiveXTarget::publishers),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxActiveXTarget> = "a control that a web page brings";
 
-template <class Io>
-void KxFields(Io& io, SkxExcludeTarget& target) {
-  io.FileNameAndHash(target.fileName);
-  io.Property("location", target.location);
-  io.Field("users", target.users, KxWString());
-}
+template <>
+inline constexpr auto kKxFields<SkxFileSystemEntryTarget> = std::tuple{
+    KxKeysOf(&SkxFileSystemEntryTarget::path),
+    KxAccessMask(&SkxFileSystemEntryTarget::accessMask),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxFileSystemEntryTarget> =
+    "a file or a folder that access is given to or taken from";
 
-template <class Io>
-void KxFields(Io& io, SkxServiceTarget& target) {
-  io.Name("serviceName", target.service.name);
-  io.AccessMask("accessMask", target.accessMask);
-}
+template <>
+inline constexpr auto kKxFields<SkxRegistryKeyTarget> = std::tuple{
+    KxCoded(&SkxRegistryKeyTarget::root, kKxRegistryRoots,
+            {nullptr, "the key that the path begins at; a number is the value of the system's handle"}),
+    KxRequired(&SkxRegistryKeyTarget::keyPath),
+    KxAccessMask(&SkxRegistryKeyTarget::accessMask),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxRegistryKeyTarget> =
+    "a registry key that access is given to or taken from";
 
-template <class Io>
-void KxFields(Io& io, SkxMediaTarget& target) {
-  io.Property("media", target.media);
-  io.AccessMask("accessMask", target.accessMask);
-}
+template <>
+inline constexpr auto kKxFields<SkxComTarget> = std::tuple{
+    KxClassId(&SkxComTarget::classId),     KxFileNameAndHash(&SkxComTarget::fileName),
+    KxOptional(&SkxComTarget::location),   KxOptional(&SkxComTarget::versionFields),
+    KxOptional(&SkxComTarget::publishers), KxOptional(&SkxComTarget::owners),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxComTarget> = "a component that asks to be made elevated";
 
-template <class Io>
-void KxFields(Io& io, SkxAppPackageTarget& target) {
-  io.Property("packageName", target.packageName);
-  io.Property("packageVersion", target.packageVersion);
-  io.Property("publishers", target.publishers);
-  io.Property("capabilities", target.capabilities);
-  io.Field("inheritable", target.inheritable, false);
-}
+template <>
+inline constexpr auto kKxFields<SkxExcludeTarget> = std::tuple{
+    KxFileNameAndHash(&SkxExcludeTarget::fileName),
+    KxOptional(&SkxExcludeTarget::location),
+    KxOptional(&SkxExcludeTarget::users),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxExcludeTarget> = "files that an exclusion leaves out";
 
-template <class Io>
-void KxFields(Io& io, SkxDllTarget& target) {
-  io.FileNameAndHash(target.fileName);
-  io.Property("location", target.location);
-  io.Property("fileVersion", target.fileVersion);
-  io.Property("productVersion", target.productVersion);
-  io.Property("versionFields", target.versionFields);
-  io.Property("publishers", target.publishers);
-  io.Property("owners", target.owners);
-  io.Property("origin", target.origin);
-}
+template <>
+inline constexpr auto kKxFields<SkxServiceTarget> = std::tuple{
+    KxKeysOf(&SkxServiceTarget::service),
+    KxAccessMask(&SkxServiceTarget::accessMask),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxServiceTarget> = "a service that access is given to or taken from";
+
+template <>
+inline constexpr auto kKxFields<SkxUsbDeviceTarget> = std::tuple{
+    KxOptional(&SkxUsbDeviceTarget::media),
+    KxAccessMask(&SkxUsbDeviceTarget::accessMask),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxUsbDeviceTarget> = "a USB device that access is given to or taken from";
+
+template <>
+inline constexpr auto kKxFields<SkxOpticalDiscTarget> = std::tuple{
+    KxOptional(&SkxOpticalDiscTarget::media),
+    KxAccessMask(&SkxOpticalDiscTarget::accessMask),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxOpticalDiscTarget> =
+    "an optical disc that access is given to or taken from";
+
+template <>
+inline constexpr auto kKxFields<SkxAppPackageTarget> = std::tuple{
+    KxOptional(&SkxAppPackageTarget::packageName), KxOptional(&SkxAppPackageTarget::packageVersion),
+    KxOptional(&SkxAppPackageTarget::publishers),  KxOptional(&SkxAppPackageTarget::capabilities),
+    KxOptional(&SkxAppPackageTarget::inheritable),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxAppPackageTarget> = "an application package, by its identity";
+
+template <>
+inline constexpr auto kKxFields<SkxDllTarget> = std::tuple{
+    KxFileNameAndHash(&SkxDllTarget::fileName), KxOptional(&SkxDllTarget::location),
+    KxOptional(&SkxDllTarget::fileVersion),     KxOptional(&SkxDllTarget::productVersion),
+    KxOptional(&SkxDllTarget::versionFields),   KxOptional(&SkxDllTarget::publishers),
+    KxOptional(&SkxDllTarget::owners),          KxOptional(&SkxDllTarget::origin),
+};
+template <>
+inline constexpr const char* kKxDescription<SkxDllTarget> = "a library";
 
 /// What is wrong with a value that has been read as a whole; null when nothing is.
 template <class Value>

@@ -29,7 +29,7 @@ struct SkxFileNameTest {
 };
 
 struct SkxLocationTest {
-  KxWString pattern;
+  KxWString pattern = KXW("*");
   bool withSubfolders = false;
   KxWString types;  ///< separated by ","
 };
