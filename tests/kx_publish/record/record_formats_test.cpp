@@ -4,48 +4,23 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdlib>
-#include <fstream>
 #include <sstream>
 
 #include "Agent/engine/kx_publish/record/record_layout_markdown.h"
+#include "tests/kx_publish/written_docs.h"
 
 namespace {
 
-constexpr const char* kPath = "docs/record-formats.md";  // tests run at the root of the sources
-
-std::vector<std::string> LinesOf(const std::string& text) {
-  std::istringstream in(text);
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(in, line);) {
-    if (line.ends_with('\r')) line.pop_back();  // as a checkout may have it
-    lines.push_back(line);
-  }
-  return lines;
-}
-
 TEST(RecordFormats, AreDocumentedAsTheyAre) {
-  const std::string rendered = KxRecordLayout_Markdown();
-  if (std::getenv("KX_WRITE_DOCS") != nullptr) {
-    ASSERT_TRUE(std::ofstream(kPath, std::ios::binary) << rendered);
-  }
-  std::ifstream file(kPath, std::ios::binary);
-  std::ostringstream committed;
-  ASSERT_TRUE(committed << file.rdbuf()) << kPath << " cannot be read";
-
-  const std::vector<std::string> expected = LinesOf(rendered);
-  const std::vector<std::string> actual = LinesOf(committed.str());
-  for (size_t i = 0; i < std::max(expected.size(), actual.size()); ++i) {
-    ASSERT_EQ(i < actual.size() ? actual[i] : "(end)", i < expected.size() ? expected[i] : "(end)")
-        << kPath << " line " << i + 1;
-  }
+  KxTest_ExpectWritten("docs/record-formats.md", KxRecordLayout_Markdown());
 }
 
 /// A heading for everything that a link leads to.
 TEST(RecordFormats, LinkToHeadingsThatAreThere) {
   const std::string text = KxRecordLayout_Markdown();
   std::vector<std::string> anchors;
-  for (const std::string& line : LinesOf(text)) {
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
     if (!line.starts_with('#')) continue;
     std::string anchor = line.substr(line.find(' ') + 1);
     for (char& c : anchor) c = c == ' ' ? '-' : static_cast<char>(std::tolower(static_cast<unsigned char>(c)));

@@ -19,32 +19,44 @@ constexpr size_t KxVariantIndex(std::type_identity<std::variant<Alternatives...>
 struct SkxPolicyKind {
   EkxPolicyAction action;
   const char* key;
+  const char* meaning;
   bool withTargets;
   size_t paramsIndex;           ///< of the kind's own fields among the alternatives
   SkxPolicyParams (*params)();  ///< those, at their defaults
 };
 
 template <class Params>
-constexpr SkxPolicyKind KxPolicyKind(EkxPolicyAction action, const char* key, bool withTargets) {
-  return {action, key, withTargets, KxVariantIndex<Params>(std::type_identity<SkxPolicyParams>()),
-          [] { return SkxPolicyParams(Params()); }};
+constexpr SkxPolicyKind KxPolicyKind(EkxPolicyAction action, const char* key, const char* meaning, bool withTargets) {
+  return {action, key, meaning, withTargets, KxVariantIndex<Params>(std::type_identity<SkxPolicyParams>()), [] {
+            return SkxPolicyParams(Params());
+          }};
 }
 
 inline constexpr SkxPolicyKind kKxPolicyKinds[] = {
-    KxPolicyKind<std::monostate>(EkxPolicyAction::Run, "run", true),
-    KxPolicyKind<std::monostate>(EkxPolicyAction::Block, "block", true),
-    KxPolicyKind<std::monostate>(EkxPolicyAction::Elevate, "elevate", true),
-    KxPolicyKind<SkxElevateOnDemandParams>(EkxPolicyAction::Trust, "elevateOnDemand", true),
-    KxPolicyKind<std::monostate>(EkxPolicyAction::CollectUac, "collectUac", false),
-    KxPolicyKind<SkxZeroTouchParams>(EkxPolicyAction::RunAndCollectEvents, "runAndCollectEvents", true),
-    KxPolicyKind<std::monostate>(EkxPolicyAction::LogOff, "logOff", false),
-    KxPolicyKind<SkxComputerActionParams>(EkxPolicyAction::ComputerAction, "computerAction", false),
-    KxPolicyKind<SkxScriptParams>(EkxPolicyAction::RunScript, "runScript", false),
-    KxPolicyKind<SkxConfigurationParams>(EkxPolicyAction::Configuration, "configuration", false),
-    KxPolicyKind<SkxSetSecurityParams>(EkxPolicyAction::SetSecurity, "setSecurity", true),
-    KxPolicyKind<SkxExcludeParams>(EkxPolicyAction::Exclude, "exclude", true),
-    KxPolicyKind<std::monostate>(EkxPolicyAction::SoftwareDistributor, "softwareDistributor", true),
-    KxPolicyKind<std::monostate>(EkxPolicyAction::DeveloperApplication, "developerApplication", true),
+    KxPolicyKind<std::monostate>(EkxPolicyAction::Run, "run", "lets the program run as it would anyway", true),
+    KxPolicyKind<std::monostate>(EkxPolicyAction::Block, "block", "keeps it from running", true),
+    KxPolicyKind<std::monostate>(EkxPolicyAction::Elevate, "elevate", "runs it with administrator rights", true),
+    KxPolicyKind<SkxElevateOnDemandParams>(
+        EkxPolicyAction::Trust, "elevateOnDemand",
+        "runs it with administrator rights when the user asks for that; without targets: everything", true),
+    KxPolicyKind<std::monostate>(EkxPolicyAction::CollectUac, "collectUac",
+                                 "reports where the system asks for elevation", false),
+    KxPolicyKind<SkxZeroTouchParams>(EkxPolicyAction::RunAndCollectEvents, "runAndCollectEvents",
+                                     "lets the program run and reports it; without targets: everything", true),
+    KxPolicyKind<std::monostate>(EkxPolicyAction::LogOff, "logOff", "logs the user off", false),
+    KxPolicyKind<SkxComputerActionParams>(EkxPolicyAction::ComputerAction, "computerAction",
+                                          "does something to the computer", false),
+    KxPolicyKind<SkxScriptParams>(EkxPolicyAction::RunScript, "runScript", "runs a script", false),
+    KxPolicyKind<SkxConfigurationParams>(EkxPolicyAction::Configuration, "configuration", "configures the agent",
+                                         false),
+    KxPolicyKind<SkxSetSecurityParams>(EkxPolicyAction::SetSecurity, "setSecurity",
+                                       "says who may access what its targets name", true),
+    KxPolicyKind<SkxExcludeParams>(EkxPolicyAction::Exclude, "exclude", "leaves what its targets name out of judgement",
+                                   true),
+    KxPolicyKind<std::monostate>(EkxPolicyAction::SoftwareDistributor, "softwareDistributor",
+                                 "names programs that bring software onto the machine", true),
+    KxPolicyKind<std::monostate>(EkxPolicyAction::DeveloperApplication, "developerApplication",
+                                 "names programs that make programs, such as compilers", true),
 };
 
 struct SkxTargetKind {
