@@ -13,6 +13,7 @@
 // look at comes first.
 #include <gtest/gtest.h>
 #include <kx_util/shared_policies_data.h>
+#include <nlohmann/json.hpp>
 
 #include <filesystem>
 #include <fstream>

@@ -4,6 +4,7 @@
 #include <kx_util/shared_app_groups.h>
 #include <kx_util/shared_cust_gui.h>
 #include <kx_util/target_info_kinds.h>
+#include <nlohmann/json.hpp>
 
 #include <fstream>
 #include <functional>

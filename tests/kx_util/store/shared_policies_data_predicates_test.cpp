@@ -3,6 +3,7 @@
 #include <kx_util/shared_policies_data.h>
 #include <kx_util/shared_policy_target_admin_task.h>
 #include <kx_util/target_info_kinds.h>
+#include <nlohmann/json.hpp>
 
 #include <map>
 
