@@ -209,10 +209,17 @@ class Player {
     ++_runs;
   }
 
-  /// With "@" in the place of the folder.
+  /// With "@" in the place of the folder, and "/" in the paths behind it, whatever the system writes.
   std::string Shown(std::string text) const {
-    const std::string folder = KxTest_GenericPath(_folder->Path()) + "/";
-    for (size_t at = text.find(folder); at != text.npos; at = text.find(folder)) text.replace(at, folder.size(), "@");
+    const std::filesystem::path within = _folder->Path() / "";
+    for (const std::string& folder : {KxTest_PathText(within), KxTest_GenericPath(within)}) {
+      for (size_t at = text.find(folder); at != text.npos; at = text.find(folder, at)) {
+        text.replace(at, folder.size(), "@");
+        while (++at < text.size() && std::string_view(" :\"\n").find(text[at]) == std::string_view::npos) {
+          if (text[at] == '\\') text[at] = '/';
+        }
+      }
+    }
     return text;
   }
 
