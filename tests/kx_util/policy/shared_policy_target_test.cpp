@@ -76,6 +76,18 @@ TEST(Target, AnExcludedGroupIsLookedForAllTheWayUp) {
   }
 }
 
+TEST(Target, AGroupThatIsNotThereExcludesEveryParent) {
+  const CkxSectionSource source;
+  const CkxPolicySourceScope scope(source);
+  CkxTargetInfoProcess launched(KxTest_FileAt(KXW("C:\\a.exe")), SkxProcessFacts(), nullptr);
+  launched.SetParent(
+      CkxTargetInfoPtr(new CkxTargetInfoProcess(KxTest_FileAt(KXW("C:\\explorer.exe")), SkxProcessFacts(), nullptr)));
+  for (const uint8_t excluded : {uint8_t{77}, uint8_t{0}}) {  // and naming no group at all is no match either
+    const CkxReadTarget target(Exe(5, {{kParentProcess, CkxRecordBytes().Set().Id(0).U8(0).Id(excluded).U8(0)}}));
+    EXPECT_FALSE(target.As().MatchTarget(launched));
+  }
+}
+
 TEST(Target, TellsWhatTheShortInfoHoldsAndWhatItNeeds) {
   const CkxRecordBytes none;
   const struct {
