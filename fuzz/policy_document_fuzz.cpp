@@ -13,7 +13,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (error.message.empty()) std::abort();
     return 0;
   }
-  document.text = KxPolicyDocument_Write(publication).dump();
+  nlohmann::ordered_json written;
+  if (!KxPolicyDocument_Write(publication, written, error)) std::abort();
+  document.text = written.dump();
   SkxPublication again;
   if (!KxPolicyDocument_Read({&document, 1}, again, error)) std::abort();
   const SkxPolicyImage first = KxEncode_Image(publication);

@@ -33,7 +33,10 @@ class JsonFormat : public IkxShowFormat {
       faults.push_back(PlaceOf(element) + ": no document can say it: " + element.why);
     }
     if (image.applicable) publication.applicable = Applicable(*image.applicable, publication.policies);
-    _out << KxPolicyDocument_Write(publication).dump(2) << '\n';
+    nlohmann::ordered_json document;
+    SkxDocumentError error;
+    if (!KxPolicyDocument_Write(publication, document, error)) throw std::logic_error(error.Text());  // all is sayable
+    _out << document.dump(2) << '\n';
   }
 
  private:

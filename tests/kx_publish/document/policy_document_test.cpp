@@ -321,6 +321,17 @@ TEST(PolicyDocument, SeveralDocumentsAreOnePublication) {
   EXPECT_EQ(clash.error.Text(), "again.jsonc: /policies/0/id: the id is taken by p.jsonc#/policies/0");
 }
 
+TEST(PolicyDocument, ATextThatJsonCannotCarryIsNotWritten) {
+  SkxPublication publication;
+  publication.alerts.resize(2);
+  publication.alerts[1].name = KXW("a") + KxWString(1, static_cast<WCHAR>(0xD800));
+  nlohmann::ordered_json document = "as it was";
+  SkxDocumentError error;
+  EXPECT_FALSE(KxPolicyDocument_Write(publication, document, error));
+  EXPECT_EQ(error.Text(), "/alerts/1: a text is not well-formed UTF-16");
+  EXPECT_EQ(document, "as it was");
+}
+
 TEST(PolicyDocument, AFaultLeavesThePublicationAsItWas) {
   SkxPublication publication;
   publication.applicable["*"] = {1};

@@ -68,9 +68,11 @@ std::string Told(const std::vector<SkxUnsayable>& unsayable) {
 
 /// The document of what was kept, read again; empty when it is refused.
 std::optional<SkxPublication> ReadBack(const SkxPublication& publication) {
-  const SkxDocumentText document{"shown", KxPolicyDocument_Write(publication).dump()};
+  nlohmann::ordered_json written;
   SkxPublication read;
   SkxDocumentError error;
+  EXPECT_TRUE(KxPolicyDocument_Write(publication, written, error)) << error.Text();
+  const SkxDocumentText document{"shown", written.dump()};
   if (KxPolicyDocument_Read({&document, 1}, read, error)) return read;
   ADD_FAILURE() << error.Text() << "\n" << document.text;
   return std::nullopt;

@@ -235,7 +235,9 @@ TEST(RecordLayout, NamesFieldsAsDocumentsDo) {
   };
   for (uint32_t seed = 0; seed < 20; ++seed) {
     const SkxPublication publication = CkxRandomPublication(seed).Make();
-    const nlohmann::ordered_json document = KxPolicyDocument_Write(publication);
+    nlohmann::ordered_json document;
+    SkxDocumentError error;
+    ASSERT_TRUE(KxPolicyDocument_Write(publication, document, error)) << error.Text();
     for (size_t i = 0; i < publication.policies.size(); ++i) {
       compare(Section::Policies, KxEncode_Policy(publication.policies[i]), document["policies"][i]);
     }

@@ -48,9 +48,11 @@ TEST(RoundTrip, ThroughRecords) {
 TEST(RoundTrip, ThroughDocuments) {
   for (uint32_t seed = 0; seed < kSeeds; ++seed) {
     const SkxPublication publication = CkxRandomPublication(seed).Make();
-    const std::string text = KxPolicyDocument_Write(publication).dump(2);
+    nlohmann::ordered_json written;
     SkxPublication read;
     SkxDocumentError error;
+    ASSERT_TRUE(KxPolicyDocument_Write(publication, written, error)) << "seed " << seed << ": " << error.Text();
+    const std::string text = written.dump(2);
     const SkxDocumentText document{"generated.jsonc", text};
     ASSERT_TRUE(KxPolicyDocument_Read({&document, 1}, read, error)) << "seed " << seed << ": " << error.Text() << "\n"
                                                                     << text;

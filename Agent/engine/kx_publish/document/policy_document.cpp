@@ -146,17 +146,25 @@ class Assembly {
   std::map<uint32_t, std::string> _policyPlaces;
 };
 
+/// `models` under `key`, each fault with its place. An empty list is left out unless it `isShown`.
 template <class Model>
-nlohmann::ordered_json WrittenList(const std::vector<Model>& models, const SkxDocumentNames& names) {
-  nlohmann::ordered_json list = nlohmann::ordered_json::array();
-  for (const Model& model : models) list.push_back(CkxDocumentOut::WriteWhole(model, names));
-  return list;
+void WriteList(const std::vector<Model>& models, const char* key, const SkxDocumentNames& names, bool isShown,
+               nlohmann::ordered_json& document) {
+  if (models.empty() && !isShown) return;
+  nlohmann::ordered_json& list = document[key] = nlohmann::ordered_json::array();
+  for (size_t i = 0; i < models.size(); ++i) {
+    try {
+      list.push_back(CkxDocumentOut::WriteWhole(models[i], names));
+    } catch (const CkxDocumentFault& fault) {
+      throw CkxDocumentFault(KxJson_Pointer(KxJson_Pointer("", key), i), fault.what());
+    }
+  }
 }
 
 }  // namespace
 
 std::string SkxDocumentError::Text() const {
-  return document + ": " + (pointer.empty() ? "" : pointer + ": ") + message;
+  return (document.empty() ? "" : document + ": ") + (pointer.empty() ? "" : pointer + ": ") + message;
 }
 
 bool KxPolicyDocument_Read(std::span<const SkxDocumentText> documents, SkxPublication& publication,
@@ -167,15 +175,21 @@ bool KxPolicyDocument_Read(std::span<const SkxDocumentText> documents, SkxPublic
   return true;
 }
 
-nlohmann::ordered_json KxPolicyDocument_Write(const SkxPublication& publication) {
+bool KxPolicyDocument_Write(const SkxPublication& publication, nlohmann::ordered_json& document,
+                            SkxDocumentError& error) {
   SkxDocumentNames names;
   for (const SkxAppGroupModel& group : publication.groups) AddName(names, group);
   for (const SkxAlertModel& alert : publication.alerts) AddName(names, alert);
-
-  nlohmann::ordered_json document;
-  document[kPolicies] = WrittenList(publication.policies, names);
-  if (!publication.groups.empty()) document[kGroups] = WrittenList(publication.groups, names);
-  if (!publication.alerts.empty()) document[kAlerts] = WrittenList(publication.alerts, names);
-  if (!publication.applicable.empty()) document[kApplicable] = publication.applicable;
-  return document;
+  try {
+    nlohmann::ordered_json written;
+    WriteList(publication.policies, kPolicies, names, true, written);
+    WriteList(publication.groups, kGroups, names, false, written);
+    WriteList(publication.alerts, kAlerts, names, false, written);
+    if (!publication.applicable.empty()) written[kApplicable] = publication.applicable;
+    document = std::move(written);
+    return true;
+  } catch (const CkxDocumentFault& fault) {
+    error = {"", fault.Pointer(), fault.what()};
+    return false;
+  }
 }

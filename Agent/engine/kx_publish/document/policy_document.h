@@ -21,7 +21,7 @@ struct SkxDocumentError {
   std::string pointer;
   std::string message;
 
-  /// "policies.jsonc: /policies/0/id: must be ..."
+  /// "policies.jsonc: /policies/0/id: must be ...", without what is empty.
   std::string Text() const;
 };
 
@@ -31,5 +31,6 @@ bool KxPolicyDocument_Read(std::span<const SkxDocumentText> documents, SkxPublic
                            SkxDocumentError& error);
 
 /// The document that reads back as `publication`, if any does (sayable.h). Values at their defaults are left out.
-/// Throws a `CkxDocumentFault` for a text that is no well-formed UTF-16, which JSON cannot carry.
-nlohmann::ordered_json KxPolicyDocument_Write(const SkxPublication& publication);
+/// False, with the place of the element, for a text that is no well-formed UTF-16, which JSON cannot carry.
+bool KxPolicyDocument_Write(const SkxPublication& publication, nlohmann::ordered_json& document,
+                            SkxDocumentError& error);
