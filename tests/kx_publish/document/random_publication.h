@@ -1,5 +1,8 @@
 // Publications made up from a seed: every kind, every property present and absent, texts beyond the first plane, empty
 // lists, lists with elements that have no value. What they say is something that a document can say too.
+//
+// A struct is made up line by line of its table of records, so that a new field needs nothing here; the overloads below
+// are for what a document cannot say of every value.
 #pragma once
 
 #include <kx_util/admin_task.h>
@@ -7,7 +10,7 @@
 #include <random>
 
 #include "Agent/engine/kx_publish/model/policy_kinds.h"
-#include "Agent/engine/kx_publish/model/policy_model.h"
+#include "Agent/engine/kx_publish/record/policy_records.h"
 
 class CkxRandomPublication {
  public:
@@ -18,12 +21,17 @@ class CkxRandomPublication {
     for (const WCHAR mark : {KXW('a'), KXW('b'), KXW('c')}) {
       publication.groups.push_back({KXW("group ") + Text() + mark, Id(mark), {}});
       _groups.push_back(publication.groups.back().id);
-      publication.alerts.push_back(Alert(mark));
+      SkxAlertModel& alert = publication.alerts.emplace_back();
+      FillKind(alert, kKxAlertKinds);
+      alert.name = KXW("alert ") + Text() + mark;
+      alert.id = Id(mark);
     }
     _alerts = publication.alerts;
-    for (SkxAppGroupModel& group : publication.groups) group.targets = Targets();
+    for (SkxAppGroupModel& group : publication.groups) Fill(group.targets, EkxField::List);
     for (const SkxPolicyKind& kind : kKxPolicyKinds) {
-      publication.policies.push_back(Policy(kind, static_cast<uint32_t>(publication.policies.size() + 1)));
+      SkxPolicyModel& policy = publication.policies.emplace_back();
+      FillPolicy(kind, policy);
+      policy.id = static_cast<uint32_t>(publication.policies.size());
     }
     if (Flag()) publication.applicable["S-1-5-21-1-2-3-1001"] = {1, 14, 2};
     if (Flag()) publication.applicable["*"] = {};
@@ -31,9 +39,10 @@ class CkxRandomPublication {
   }
 
  private:
-  uint32_t Below(uint32_t bound) { return static_cast<uint32_t>(_random() % bound); }
+  uint32_t Below(size_t bound) { return static_cast<uint32_t>(_random() % bound); }
   bool Flag() { return Below(2) != 0; }
   uint32_t U32() { return static_cast<uint32_t>(_random()); }
+  uint16_t CompareAs() { return static_cast<uint16_t>(Below(8) == 0 ? 65535 : Below(7)); }
 
   KxWString NonEmpty() {
     static constexpr KxWStringView kPieces[] = {KXW("a"),       KXW("*.exe"),        KXW("?"),
@@ -47,227 +56,127 @@ class CkxRandomPublication {
   GUID Id(uint32_t first) {
     return GUID{first, 0x1234, 0x8765, {1, 2, 3, 4, 5, 6, 7, static_cast<unsigned char>(Below(256))}};
   }
-  GUID Group() { return _groups[Below(static_cast<uint32_t>(_groups.size()))]; }
-  CkxSid Sid() {
+
+  // Values, by their types and by how they are stored.
+  void Fill(bool& flag, EkxField /*kind*/) { flag = Flag(); }
+  template <std::unsigned_integral Number>
+  void Fill(Number& number, EkxField kind) {
+    number = static_cast<Number>(_random());
+    if (Below(2) == 0) number = static_cast<Number>(Below(4));
+    if (kind == EkxField::CompareAs) number = static_cast<Number>(CompareAs());
+    if (kind == EkxField::TaskId)
+      number = static_cast<Number>(CkxAdminTask::All()[Below(CkxAdminTask::All().size())].Id());
+  }
+  void Fill(int64_t& number, EkxField /*kind*/) { number = static_cast<int64_t>(_random() >> 1); }
+  void Fill(KxWString& text, EkxField /*kind*/) { text = Text(); }
+  void Fill(GUID& id, EkxField kind) { id = kind == EkxField::GroupId ? _groups[Below(_groups.size())] : Id(U32()); }
+  void Fill(CkxSid& sid, EkxField /*kind*/) {
     static constexpr const char* kSids[] = {"S-1-5-18", "S-1-1-0", "S-1-0-0", "S-1-5-21-4294967295-1-2-1001",
                                             "S-1-0xABCDEF012345-1-2-3-4-5-6-7-8-9-10-11-12-13-14-15"};
-    return CkxSid::FromUtf8(kSids[Below(std::size(kSids))]).value();
+    sid = CkxSid::FromUtf8(kSids[Below(std::size(kSids))]).value();
+  }
+  template <class Value>
+  void Fill(std::optional<Value>& property, EkxField /*kind*/) {
+    if (Flag()) Fill(property.emplace(), EkxField::Property);
+    if constexpr (std::is_same_v<Value, KxWString>) {
+      if (property) *property = NonEmpty();
+    }
+  }
+  template <class Element>
+  void Fill(std::vector<Element>& list, EkxField /*kind*/) {
+    for (uint32_t count = Below(4); count != 0; --count) Fill(list.emplace_back(), EkxField::List);
+  }
+  template <class Struct>
+  requires std::is_class_v<Struct>
+  void Fill(Struct& object, EkxField /*kind*/) {
+    FillLines<Struct>(object);
+    MakeSayable(object);
+  }
+  void Fill(SkxTargetModel& target, EkxField /*kind*/) {
+    FillLines<SkxTargetHeaderPart>(target);
+    FillKind(target, kKxTargetKinds);
   }
 
-  template <class Make>
-  auto Maybe(Make make) -> std::optional<decltype(make())> {
-    if (Flag()) return make();
-    return std::nullopt;
+  template <class Record, class Object>
+  void FillLines(Object& object) {
+    std::apply([&](const auto&... line) { (FillLine(object, line), ...); }, kKxRecord<Record>.lines);
   }
-  template <class Make>
-  auto Elements(Make make) -> KxElements<decltype(make())> {
-    KxElements<decltype(make())> elements;
-    for (uint32_t count = Below(4); count != 0; --count) elements.push_back(Maybe(make));
-    return elements;
+  template <class Object, class Struct, class Value, class Stored>
+  void FillLine(Object& object, const SkxMember<Struct, Value, Stored>& line) {
+    Fill(object.*line.member, line.kind);
+  }
+  template <class Object, class Base>
+  void FillLine(Object& object, const SkxBase<Base>& /*line*/) {
+    FillLines<Base>(object);
+  }
+  template <class Object, class Line>
+  void FillLine(Object& /*object*/, const Line& /*line*/) {}  // a frame, a code, what is unused
+
+  template <class Object, class Kind, size_t count>
+  void FillKind(Object& object, const Kind (&kinds)[count]) {
+    object.body = kinds[Below(count)].body();
+    std::visit([this](auto& body) { Fill(body, EkxField::Part); }, object.body);
+  }
+  void FillPolicy(const SkxPolicyKind& kind, SkxPolicyModel& policy) {
+    FillLines<SkxPolicyHeaderPart>(policy);
+    FillLines<SkxPolicyCommonPart>(policy);
+    if (kind.withTargets) FillLines<SkxPolicyTargetsPart>(policy);
+    policy.action = kind.action;
+    policy.params = kind.params();
+    std::visit([this](auto& params) { Fill(params, EkxField::Part); }, policy.params);
+    policy.name = NonEmpty();
   }
 
-  uint16_t CompareAs() { return static_cast<uint16_t>(Below(8) == 0 ? 65535 : Below(7)); }
-  SkxTextTest TextTest() { return {Text(), Flag(), CompareAs()}; }
-  SkxPublisherTest Publisher() { return {TextTest(), Flag()}; }
-  template <class Named>
-  Named NamedTest() {
-    return {{TextTest(), NonEmpty()}};
+  // What a document says of some values only.
+  template <class Struct>
+  void MakeSayable(Struct& /*object*/) {}
+  void MakeSayable(SkxActiveXTarget& target) { MakeClassId(target.classId); }
+  void MakeSayable(SkxComTarget& target) { MakeClassId(target.classId); }
+  void MakeSayable(SkxExcludeTarget& target) {
+    if (target.fileName) *target.fileName = {target.fileName->pattern, target.fileName->compareAs, {}, {}, -1};
   }
-  SkxVersionBounds Versions() {
-    SkxVersionBounds bounds;
-    if (Flag()) bounds.min = U32();
-    if (Flag()) bounds.max = uint64_t{U32()} << 32 | 0xFFFFFFFF;
-    if (bounds.max < bounds.min) bounds.max = bounds.min;
-    return bounds;
+  void MakeSayable(SkxVersionFieldTest& test) { test.name = NonEmpty(); }
+  void MakeSayable(SkxInstallerPropertyTest& test) { test.name = NonEmpty(); }
+  void MakeSayable(SkxCapabilityTest& test) { test.name = NonEmpty(); }
+  void MakeSayable(SkxServiceTest& test) { test.name = NonEmpty(); }
+  void MakeSayable(SkxFsPath& path) { path.path = NonEmpty(); }
+  void MakeSayable(SkxRegistryKeyTarget& target) {
+    if (Flag()) target.root = 0x80000000 + Below(7);
   }
-  /// The id itself, in another spelling, or compared in another way.
-  SkxTextTest ClassId() {
-    const auto digits =
-        Flag() ? KXW("{0002DF01-0000-0000-C000-000000000046}") : KXW("{0002df01-0000-0000-c000-000000000046}");
-    return {digits, Below(4) == 0, static_cast<uint16_t>(Flag() ? 1 : CompareAs())};
+  void MakeSayable(SkxVersionBounds& bounds) {
+    if (Flag()) bounds.min = SkxVersionBounds::kOpen;
+    if (Flag()) bounds.max = SkxVersionBounds::kOpen;
+    if (bounds.min != SkxVersionBounds::kOpen && bounds.max < bounds.min) std::swap(bounds.min, bounds.max);
   }
-  SkxLocationTest Location() {
+  void MakeSayable(SkxLocationTest& location) {
     static constexpr KxWStringView kTypes[] = {KXW(""), KXW("FIXED"), KXW("ANY"), KXW("REMOVABLE,CDROM,RAMDISK")};
-    return {NonEmpty(), Flag(), KxWString(kTypes[Below(std::size(kTypes))])};
+    location.pattern = NonEmpty();
+    location.types = kTypes[Below(std::size(kTypes))];
   }
-  SkxFileNameTest FileName(bool hashAllowed) {
-    SkxFileNameTest test{Below(3) == 0 ? KxWString(KXW("*")) : Text(), CompareAs(), {}, {}, -1};
-    if (!hashAllowed || Flag()) return test;
-    test.hashAlgorithm = KXW("MD5");
-    test.hash = KXW("MD5##00112233445566778899AABBCCDDEEFF");
-    if (Flag()) test.fileSize = static_cast<int64_t>(_random() >> 1);
-    return test;
+  void MakeSayable(SkxFileNameTest& test) {
+    if (Below(3) == 0) test.pattern = KXW("*");
+    const bool byHash = Flag();
+    test.hashAlgorithm = byHash ? KXW("MD5") : KXW("");
+    test.hash = byHash ? KXW("MD5##00112233445566778899AABBCCDDEEFF") : KXW("");
+    if (!byHash || Flag()) test.fileSize = -1;
   }
-  SkxParentTest Parent() {
-    SkxParentTest test{Group(), Flag(), Group(), Flag()};
+  void MakeSayable(SkxParentTest& test) {
     if (Flag()) (Flag() ? test.includedGroup : test.excludedGroup) = GUID{};
-    return test;
-  }
-  SkxOriginTest Origin() {
-    SkxOriginTest origin;
-    origin.flag = Flag();
-    origin.mainSourceType = Flag() ? U32() : 0;
-    origin.distributionService = Maybe([&] { return NonEmpty(); });
-    origin.location = Maybe([&] { return Location(); });
-    origin.package = Maybe([&] {
-      return SkxPackageTest{Flag(), Text(), Maybe([&] { return Versions(); }), Elements([&] { return Publisher(); })};
-    });
-    origin.spawnerProcess = Maybe([&] { return SkxSpawnerTest{Flag(), static_cast<uint8_t>(Below(4))}; });
-    origin.sourceAddress = Maybe([&] { return TextTest(); });
-    origin.users = Maybe([&] { return Elements([&] { return Sid(); }); });
-    return origin;
-  }
-  SkxMediaTest Media() { return {MaybeTextTest(), MaybeTextTest(), MaybeTextTest(), MaybeTextTest()}; }
-  SkxAlertModel Alert(WCHAR mark) {
-    SkxAlertModel alert{KXW("alert ") + Text() + mark, Id(mark), kKxAlertKinds[Below(std::size(kKxAlertKinds))].body()};
-    if (auto* const dialog = std::get_if<SkxDialogAlert>(&alert.body)) *dialog = {U32(), Text()};
-    return alert;
   }
   /// To an alert of the publication, or to one that is elsewhere.
-  SkxAlertLinkModel AlertLink() {
-    const SkxAlertModel& alert = _alerts[Below(static_cast<uint32_t>(_alerts.size()))];
-    const uint32_t trigger = Flag() ? 26 : U32();
-    if (Flag()) return {trigger, static_cast<uint16_t>(KxAlertKind_Of(alert.body).type), alert.id};
-    return {trigger, static_cast<uint16_t>(Below(4)), Id(U32())};
+  void MakeSayable(SkxAlertLinkModel& link) {
+    if (Flag()) link.trigger = 26;
+    if (Flag()) return;
+    const SkxAlertModel& alert = _alerts[Below(_alerts.size())];
+    link.alert = alert.id;
+    link.type = static_cast<uint16_t>(KxAlertKind_Of(alert.body).type);
   }
-
-  // What a property is made up by follows from its type, so that a kind names its fields and nothing else.
-  std::optional<SkxTextTest> MaybeTextTest() {
-    return Maybe([&] { return TextTest(); });
-  }
-  void Fill(std::optional<SkxTextTest>& test) { test = MaybeTextTest(); }
-  void Fill(std::optional<SkxVersionBounds>& versions) {
-    versions = Maybe([&] { return Versions(); });
-  }
-  void Fill(std::optional<SkxLocationTest>& location) {
-    location = Maybe([&] { return Location(); });
-  }
-  void Fill(std::optional<SkxFileNameTest>& fileName) {
-    fileName = Maybe([&] { return FileName(true); });
-  }
-  void Fill(std::optional<KxElements<CkxSid>>& sids) {
-    sids = Maybe([&] { return Elements([&] { return Sid(); }); });
-  }
-  void Fill(std::optional<KxElements<SkxPublisherTest>>& publishers) {
-    publishers = Maybe([&] { return Elements([&] { return Publisher(); }); });
-  }
-  template <std::derived_from<SkxNamedTextTest> Named>
-  void Fill(std::optional<KxElements<Named>>& tests) {
-    tests = Maybe([&] { return Elements([&] { return NamedTest<Named>(); }); });
-  }
-  void Fill(std::optional<KxElements<SkxCapabilityTest>>& capabilities) {
-    capabilities = Maybe([&] { return Elements([&] { return SkxCapabilityTest{NonEmpty(), Flag()}; }); });
-  }
-  void Fill(std::optional<KxElements<SkxMediaTest>>& media) {
-    media = Maybe([&] { return Elements([&] { return Media(); }); });
-  }
-  void Fill(std::optional<SkxParentTest>& parent) {
-    parent = Maybe([&] { return Parent(); });
-  }
-  void Fill(std::optional<SkxOriginTest>& origin) {
-    origin = Maybe([&] { return Origin(); });
-  }
-  void Fill(bool& flag) { flag = Flag(); }
-  void Fill(uint32_t& number) { number = U32(); }
-  template <class... Fields>
-  void FillAll(Fields&... fields) {
-    (Fill(fields), ...);
-  }
-
-  void Fill(SkxGroupLink& link) { link.group = Group(); }
-  void Fill(SkxExeTarget& t) {
-    FillAll(t.inheritable, t.fileVersion, t.productVersion, t.location, t.fileName, t.arguments, t.owners, t.publishers,
-            t.versionFields, t.parentProcess, t.origin);
-    t.serviceName = Maybe([&] { return NonEmpty(); });
-    t.users = Text();
-    t.softwareDistributorName = Text();
-  }
-  void Fill(SkxScriptTarget& t) {
-    FillAll(t.inheritable, t.embedded, t.location, t.fileName, t.arguments, t.owners, t.publishers, t.parentProcess,
-            t.origin);
-  }
-  void Fill(SkxMsiTarget& t) {
-    FillAll(t.productVersion, t.location, t.fileName, t.arguments, t.owners, t.publishers, t.installerProperties,
-            t.parentProcess, t.origin);
-  }
-  void Fill(SkxMsuTarget& t) { FillAll(t.location, t.fileName, t.owners, t.publishers, t.parentProcess, t.origin); }
-  void Fill(SkxUrlTarget& t) { Fill(t.url); }
-  void Fill(SkxAdminTaskTarget& t) {
-    t.task = CkxAdminTask::All()[Below(static_cast<uint32_t>(CkxAdminTask::All().size()))].Id();
-  }
-  void Fill(SkxActiveXTarget& t) {
-    FillAll(t.classId, t.sourceAddress, t.location, t.fileName, t.publishers);
-    if (Flag()) t.classId = ClassId();
-  }
-  void Fill(SkxFileSystemEntryTarget& t) {
-    FillAll(t.accessMask, t.path.folder);
-    t.path.path = NonEmpty();
-  }
-  void Fill(SkxRegistryKeyTarget& t) {
-    FillAll(t.accessMask, t.root);
-    if (Flag()) t.root = 0x80000000 + Below(7);
-    t.keyPath = Text();
-  }
-  void Fill(SkxComTarget& t) {
-    FillAll(t.classId, t.location, t.fileName, t.owners, t.publishers, t.versionFields);
-    if (Flag()) t.classId = ClassId();
-  }
-  void Fill(SkxExcludeTarget& t) {
-    t = {Maybe([&] { return Location(); }), Maybe([&] { return FileName(false); }), Text()};
-  }
-  void Fill(SkxServiceTarget& t) {
-    Fill(t.accessMask);
-    t.service.name = NonEmpty();
-  }
-  void Fill(SkxMediaTarget& t) { FillAll(t.accessMask, t.media); }
-  void Fill(SkxAppPackageTarget& t) {
-    FillAll(t.inheritable, t.packageVersion, t.packageName, t.publishers, t.capabilities);
-  }
-  void Fill(SkxDllTarget& t) {
-    FillAll(t.fileVersion, t.productVersion, t.location, t.fileName, t.owners, t.publishers, t.versionFields, t.origin);
-  }
-  std::vector<SkxTargetModel> Targets() {
-    std::vector<SkxTargetModel> targets;
-    for (uint32_t count = Below(5); count != 0; --count) {
-      SkxTargetModel& target = targets.emplace_back();
-      target.id = Id(U32());
-      target.body = kKxTargetKinds[Below(std::size(kKxTargetKinds))].body();
-      std::visit([this](auto& body) { Fill(body); }, target.body);
-    }
-    return targets;
-  }
-
-  void Fill(std::monostate) {}
-  void Fill(SkxElevateOnDemandParams& params) { params = {Flag(), Flag(), Flag()}; }
-  void Fill(SkxZeroTouchParams& params) { params = {Flag(), Flag(), Flag(), Flag(), Flag(), Flag(), Flag()}; }
-  void Fill(SkxComputerActionParams& params) { params = {U32()}; }
-  void Fill(SkxScriptParams& script) { script = {Id(U32()), Text(), Text(), Text(), Text(), Text()}; }
-  void Fill(SkxConfigurationParams& params) { params = {Text(), Text()}; }
-  void Fill(SkxSetSecurityParams& params) { params = {Flag()}; }
-  void Fill(SkxExcludeParams& params) { params = {static_cast<uint16_t>(U32())}; }
-
-  SkxPolicyModel Policy(const SkxPolicyKind& kind, uint32_t id) {
-    SkxPolicyModel policy;
-    policy.action = kind.action;
-    policy.id = id;
-    policy.active = Flag();
-    policy.order = _random();
-    policy.implicit = Flag();
-    policy.name = NonEmpty();
-    policy.gpId = Text();
-    policy.kxGpoId = Text();
-    policy.reportUsageState = Flag() ? U32() : 0;
-    policy.guiType = Flag() ? U32() : 0;
-    for (uint32_t count = Below(3); count != 0; --count) {
-      policy.alerts.push_back(AlertLink());
-    }
-    policy.params = kind.params();
-    std::visit([this](auto& params) { Fill(params); }, policy.params);
-    if (kind.withTargets) {
-      policy.policyAutomation = Flag();
-      policy.targets = Targets();
-    }
-    return policy;
+  /// The id itself, in another spelling, or compared in another way.
+  void MakeClassId(std::optional<SkxTextTest>& classId) {
+    if (!Flag()) return;
+    const auto digits =
+        Flag() ? KXW("{0002DF01-0000-0000-C000-000000000046}") : KXW("{0002df01-0000-0000-c000-000000000046}");
+    classId = {digits, Below(4) == 0, static_cast<uint16_t>(Flag() ? 1 : CompareAs())};
   }
 
   std::mt19937_64 _random;
