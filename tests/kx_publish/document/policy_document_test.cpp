@@ -1,6 +1,7 @@
 #include "Agent/engine/kx_publish/document/policy_document.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_publish/image/encode_image.h"
 #include "Common_CPP/util/guid.h"

@@ -23,7 +23,7 @@ std::string Alternatives(const Range& range, NameOf nameOf) {
   return text;
 }
 
-const char* Itself(const char* name) { return name; }
+const std::string& Itself(const std::string& name) { return name; }
 
 /// "1.2.3.4", fewer parts when the rest is 0, or "*" as the last part, which stands for `wildcardPart` from there on.
 std::optional<uint64_t> ParseVersion(std::string_view text, uint16_t wildcardPart) {
@@ -108,14 +108,14 @@ void CkxDocumentIn::LocationTypes(const SkxKeyText& key, KxWString& types) {
   if (found == nullptr) return;
   const std::string pointer = PointerTo(key);
   if (!found->is_array()) throw CkxDocumentFault(pointer, "must be an array");
+  const std::vector<std::string> names = KxLocationTypes();
   for (size_t i = 0; i < found->size(); ++i) {
-    const auto known = std::find(std::begin(kKxLocationTypes), std::end(kKxLocationTypes), (*found)[i]);
-    if (known == std::end(kKxLocationTypes)) {
-      throw CkxDocumentFault(KxJson_Pointer(pointer, i), "must be " + Alternatives(kKxLocationTypes, Itself));
+    const auto known = std::find(names.begin(), names.end(), (*found)[i]);
+    if (known == names.end()) {
+      throw CkxDocumentFault(KxJson_Pointer(pointer, i), "must be " + Alternatives(names, Itself));
     }
-    const std::string_view name = *known;
     if (!types.empty()) types += KXW(',');
-    types.append(name.begin(), name.end());
+    types.append(known->begin(), known->end());
   }
 }
 

@@ -207,7 +207,7 @@ class ObjectSchema {
     _properties[key.name] = Reference("compareAs");
   }
   void LocationTypes(const SkxKeyText& key, const KxWString& /*types*/) {
-    Add(key, {{"type", "array"}, {"items", {{"enum", kKxLocationTypes}}}});
+    Add(key, {{"type", "array"}, {"items", {{"enum", KxLocationTypes()}}}});
   }
   void Version(const SkxKeyText& key, uint64_t /*version*/, uint16_t /*wildcardPart*/) {
     Add(key, Reference("version"));

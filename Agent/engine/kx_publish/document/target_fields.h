@@ -4,16 +4,28 @@
 #include <array>
 
 #include "Agent/engine/kx_publish/document/document_fields.h"
+#include "Agent/engine/kx_util/match/compare_modes.h"
+#include "Common_CPP/file/machine_facts.h"
 #include "Common_CPP/util/guid.h"
+#include "Common_CPP/util/text.h"
 
-inline constexpr SkxCodeName kKxCompareAs[] = {
-    {1, "equals"}, {2, "startsWith"}, {3, "contains"}, {4, "wildcard"}, {5, "regExp"}};
+inline constexpr auto kKxCompareAs = [] {
+  std::array<SkxCodeName, std::size(kKxCompareModes)> names{};
+  for (size_t i = 0; i < names.size(); ++i) {
+    names[i] = {static_cast<uint32_t>(kKxCompareModes[i].code), kKxCompareModes[i].key};
+  }
+  return names;
+}();
 inline constexpr SkxCodeName kKxSpawnerModes[] = {{1, "callerMadeFile"}, {2, "callerDidNotMakeFile"}};
 inline constexpr SkxCodeName kKxRegistryRoots[] = {
     {0x80000000, "HKCR"}, {0x80000001, "HKCU"}, {0x80000002, "HKLM"}, {0x80000003, "HKU"}, {0x80000005, "HKCC"}};
 
-inline constexpr const char* kKxLocationTypes[] = {"ANY",    "UNKNOWN", "REMOVABLE", "FIXED",
-                                                   "REMOTE", "CDROM",   "RAMDISK"};
+/// The words for drives, and the one for all of them.
+inline std::vector<std::string> KxLocationTypes() {
+  std::vector<std::string> types = {"ANY"};
+  for (const SkxDriveTypeWord& drive : kKxDriveTypeWords) types.push_back(KxText_ToUtf8(drive.word));
+  return types;
+}
 
 /// An object that has these keys alone, all with the same text, may be written as that text.
 template <class Value>
