@@ -182,7 +182,7 @@ class ObjectSchema {
   void Optional(const SkxKeyText& key, const Value& /*value*/, const Value& byDefault) {
     Json schema = TypeOf<Value>();
     schema["default"] = Default(byDefault);
-    Add(key, std::move(schema));
+    Add(key, schema);
   }
   template <class Value>
   void Optional(const SkxKeyText& key, const std::optional<Value>& /*value*/, const std::optional<Value>& /*none*/) {
@@ -328,7 +328,7 @@ class ObjectSchema {
   template <class Value>
   static Json WithShorthand(Json object) {
     Json schema;
-    if (kKxDescription<Value> != nullptr) schema["description"] = Sentence(kKxDescription<Value>);
+    if constexpr (kKxDescription<Value> != nullptr) schema["description"] = Sentence(kKxDescription<Value>);
     if constexpr (!kKxShorthand<Value>.empty()) {
       Json text = object["properties"][kKxShorthand<Value>.front()];
       text.erase("description");
@@ -423,7 +423,8 @@ std::string Rendered(const Json& json, size_t indent, size_t column) {
   std::string text;
   for (const auto& [key, value] : json.items()) {
     const std::string name = json.is_object() ? Json(key).dump() + ": " : "";
-    text += (text.empty() ? "\n" : ",\n") + inner + name + Rendered(value, inner.size(), inner.size() + name.size());
+    text.append(text.empty() ? "\n" : ",\n").append(inner).append(name);
+    text += Rendered(value, inner.size(), inner.size() + name.size());
   }
   text += "\n" + std::string(indent, ' ');
   return json.is_object() ? "{" + text + "}" : "[" + text + "]";
