@@ -1,5 +1,6 @@
 // What a program outside uses of an installation: a header of its own for each, values, records, and the trace.
 #include <kx_util/shared_app_groups.h>
+#include <kx_util/shared_policy.h>
 #include <kx_util/shared_policy_origin_props.h>
 #include <kx_util/trace.h>
 #include <kx_util/version.h>
