@@ -141,7 +141,7 @@ class EveryRecord : public testing::Test {
   const std::vector<Record> _records = Records();
 
  private:
-  const CkxSectionSource _empty;
+  CkxSectionSource _empty;
   const CkxPolicySourceScope _scope{_empty};
 };
 
