@@ -18,10 +18,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/document/target_document.h"
-#include "Agent/engine/kx_publish/image/encode_image.h"
-#include "Agent/engine/kx_publish/image/image_source.h"
+#include "tests/support/document_image.h"
 #include "tests/support/recording_observer.h"
 #include "tests/support/trace_capture.h"
 
@@ -51,11 +49,7 @@ json Patched(json base, const json& owner, const char* key) {
 }
 
 Decision Decide(const json& document, const json& thing) {
-  SkxPublication publication;
-  SkxDocumentError error;
-  const SkxDocumentText text[] = {{"document", document.dump()}};
-  if (!KxPolicyDocument_Read(text, publication, error)) throw std::runtime_error(error.Text());
-  const CkxImageSource source(KxEncode_Image(publication));
+  const CkxImageSource source(KxTest_Image(document.dump()));
   const CkxPolicySourceScope scope(source);
   const CkxTargetDocument target = CkxTargetDocument::FromJson(thing);
   const CkxMachineFactsScope machine(target.Machine());

@@ -7,13 +7,11 @@
 
 #include <map>
 
-#include "Agent/engine/kx_publish/document/policy_document.h"
-#include "Agent/engine/kx_publish/image/encode_image.h"
-#include "Agent/engine/kx_publish/image/image_source.h"
 #include "Agent/engine/kx_util/store/policy_walk.h"
 #include "Agent/engine/kx_util/store/tools_folder.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "tests/support/data_rows.h"
+#include "tests/support/document_image.h"
 #include "tests/support/recorded_facts.h"
 #include "tests/support/trace_capture.h"
 
@@ -22,18 +20,10 @@ namespace {
 using nlohmann::json;
 using testing::ElementsAre;
 
-SkxPolicyImage Image(const std::string& document) {
-  SkxPublication publication;
-  SkxDocumentError error;
-  const SkxDocumentText text[] = {{"test", document}};
-  EXPECT_TRUE(KxPolicyDocument_Read(text, publication, error)) << error.Text();
-  return KxEncode_Image(publication);
-}
-
 /// A publication with a name, whose walks are counted.
 class NamedSource : public CkxImageSource {
  public:
-  NamedSource(const std::string& document, const WCHAR* name) : CkxImageSource(Image(document)), _name(name) {}
+  NamedSource(const std::string& document, const WCHAR* name) : CkxImageSource(KxTest_Image(document)), _name(name) {}
 
   EkxSectionState OpenSection(EkxPolicySection which, SkxSectionBytes& section) const override {
     if (which == EkxPolicySection::Policies) ++walks;
@@ -47,20 +37,16 @@ class NamedSource : public CkxImageSource {
   const KxWString _name;
 };
 
-/// Policies 1, 2, ... with the given members, all about the tests' one program unless they say otherwise.
-std::string Policies(const std::vector<std::string>& policies) {
-  std::string document = R"({"policies": [)";
-  for (size_t i = 0; i < policies.size(); ++i) {
-    document += (i == 0 ? "" : ",") + ("{\"id\": " + std::to_string(i + 1)) + R"(, "name": "p", )" + policies[i] + "}";
-  }
-  return document + "]}";
+/// Policies 1, 2, ... with the given members.
+std::string Document(json policies) {
+  for (size_t i = 0; i < policies.size(); ++i) policies[i].update({{"id", i + 1}, {"name", "p"}});
+  const json none = {{"name", "none"}, {"targets", json::array()}};
+  return json({{"policies", policies}, {"applicationGroups", {none}}}).dump();
 }
 
-constexpr const char* kTool = R"("targets": [{"type": "executable", "fileName": "tool.exe"}])";
+json About(const char* action, const json& target) { return {{"action", action}, {"targets", {target}}}; }
 
-std::string Policy(const char* action, const char* rest) {
-  return "\"action\": \"" + std::string(action) + "\", " + rest;
-}
+const json kTool = {{"type", "executable"}, {"fileName", "tool.exe"}};
 
 struct Things {
   CkxAccessToken user{*CkxSid::FromUtf8("S-1-5-21-1-2-3-1001"), {}, false};
@@ -123,10 +109,7 @@ TEST(PolicyPredicates, AnswerFromTheKindsThatTheyAreAbout) {
   for (const CkxDataRow& row : KxTest_Rows("questions.jsonl")) {
     SCOPED_TRACE(row.At());
     row.RequireCount(5);
-    json policies = row.Fields()[4];
-    for (size_t i = 0; i < policies.size(); ++i) policies[i].update({{"id", i + 1}, {"name", "p"}});
-    const json none = {{"name", "none"}, {"targets", json::array()}};
-    const CkxImageSource source(Image(json({{"policies", policies}, {"applicationGroups", {none}}}).dump()));
+    const CkxImageSource source(KxTest_Image(Document(row.Fields()[4])));
     const CkxPolicySourceScope scope(source);
     const CkxTraceCapture trace;
     Things things;
@@ -136,9 +119,9 @@ TEST(PolicyPredicates, AnswerFromTheKindsThatTheyAreAbout) {
 }
 
 TEST(PolicyPredicates, OnlyPoliciesOfTheUserCount) {
-  const std::string document = R"({"policies": [{"id": 1, "name": "p", )" + Policy("block", kTool) +
-                               R"(}], "applicable": {"S-1-5-21-1-2-3-500": [1], "S-1-5-21-1-2-3-1001": []}})";
-  const CkxImageSource source(Image(document));
+  json document = json::parse(Document({About("block", kTool)}));
+  document["applicable"] = {{"S-1-5-21-1-2-3-500", {1}}, {"S-1-5-21-1-2-3-1001", json::array()}};
+  const CkxImageSource source(KxTest_Image(document.dump()));
   const CkxPolicySourceScope scope(source);
   Things things;
   EXPECT_TRUE(CkxSharedPoliciesData::HasActiveBlockedTargets(things.administrator.Handle()));
@@ -148,7 +131,7 @@ TEST(PolicyPredicates, OnlyPoliciesOfTheUserCount) {
 
 TEST(PolicyPredicates, APolicyOfAnUnexpectedKindEndsTheQuestionWithALine) {
   CkxTraceCapture trace;
-  const CkxImageSource source(Image(Policies({Policy("run", kTool), R"("action": "logOff")"})));
+  const CkxImageSource source(KxTest_Image(Document({About("run", kTool), {{"action", "logOff"}}})));
   const CkxPolicySourceScope scope(source);
   for (const uint32_t id : {1u, 2u}) {
     CkxShBufPolicy* policy = nullptr;
@@ -160,9 +143,8 @@ TEST(PolicyPredicates, APolicyOfAnUnexpectedKindEndsTheQuestionWithALine) {
 }
 
 TEST(PolicyPredicates, DistributorsAreWrittenIntoTheRecordsOfAnOrigin) {
-  const std::string distributor = R"("targets": [{"type": "executable", "fileName": "agent.exe",
-                                      "softwareDistributorName": "Rollout"}])";
-  const CkxImageSource source(Image(Policies({Policy("softwareDistributor", distributor.c_str())})));
+  const json agent = {{"type", "executable"}, {"fileName", "agent.exe"}, {"softwareDistributorName", "Rollout"}};
+  const CkxImageSource source(KxTest_Image(Document({About("softwareDistributor", agent)})));
   const CkxPolicySourceScope scope(source);
 
   CkxFileOrigin origin;
@@ -191,16 +173,13 @@ TEST(PolicyPredicates, DistributorsAreWrittenIntoTheRecordsOfAnOrigin) {
   EXPECT_TRUE(CkxSharedPoliciesData::UpdateSoftwareDistributors(origin, nullptr));
 }
 
+json Task(const CkxAdminTask& task) { return {{"type", "administrativeTask"}, {"task", task.Id()}}; }
+
 TEST(ToolsFolder, IsRememberedPerUserAndPublication) {
-  const auto task = [](const char* action) {
-    for (const CkxAdminTask& candidate : CkxAdminTask::All()) {
-      if (!candidate.RequiresKxToolsFolder()) continue;
-      return Policies({Policy(
-          action,
-          (R"("targets": [{"type": "administrativeTask", "task": )" + std::to_string(candidate.Id()) + "}]").c_str())});
-    }
-    return Policies({});
-  };
+  const auto& tasks = CkxAdminTask::All();
+  const auto shown = std::find_if(tasks.begin(), tasks.end(), [](auto& task) { return task.RequiresKxToolsFolder(); });
+  ASSERT_NE(shown, tasks.end());
+  const auto task = [&](const char* action) { return Document({About(action, Task(*shown))}); };
   CkxToolsFolderCache::Instance().Drop();
   Things things;
   const NamedSource enabled(task("elevate"), KXW("first"));
@@ -240,9 +219,7 @@ TEST(ToolsFolder, IsRememberedPerUserAndPublication) {
 TEST(ToolsFolder, AnItemIsAllowedByTheTaskThatItStarts) {
   int tried = 0;
   for (const CkxAdminTask& task : CkxAdminTask::All()) {
-    const CkxImageSource source(Image(Policies({Policy(
-        "elevateOnDemand",
-        (R"("targets": [{"type": "administrativeTask", "task": )" + std::to_string(task.Id()) + "}]").c_str())})));
+    const CkxImageSource source(KxTest_Image(Document({About("elevateOnDemand", Task(task))})));
     const CkxPolicySourceScope scope(source);
     Things things;
     EXPECT_FALSE(CkxSharedPoliciesData::KxToolsFolderIsToolAllowed(0xFFFFFFFF, things.user.Handle()));
