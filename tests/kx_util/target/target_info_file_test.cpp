@@ -15,96 +15,6 @@ std::string Utf8(const WCHAR* text) { return text != nullptr ? KxText_ToUtf8(tex
 
 constexpr const char* kSha256OfAbc = "SHA256##BA7816BF8F01CFEA414140DE5DAE2223B00361A396177A9CB410FF61F20015AD";
 
-SkxFileFacts FullFacts() {
-  SkxFileFacts facts;
-  facts.path = KXW("C:\\dir\\tool.exe");
-  facts.size = 1000;
-  facts.modificationTime = 133000000000000000;
-  facts.hashes = {{KXW("SHA1"), KXW("9a0b")}, {KXW("SHA384"), KXW("0Fab")}};
-  facts.signers = {{KXW("Vendor Inc."), EkxPublisherStatus::ValidByWeakDigest}, {KXW(""), EkxPublisherStatus::Expired}};
-  facts.owner = CkxSid::FromUtf8("S-1-5-18");
-  facts.ownerName = KXW("NT AUTHORITY\\SYSTEM");
-  facts.fileVersion = KXW("1.2.3");
-  facts.versionInfo = {{KXW("CompanyName"), KXW("Vendor")},
-                       {KXW("productversion"), KXW("5.6 beta")},
-                       {KXW("ProductName"), KXW("Suite")}};
-  facts.msiProperties = {{KXW("ProductVersion"), KXW("3.0.1")}};
-  return facts;
-}
-
-TEST(TargetInfoFile, RecordedFactsAreTold) {
-  const CkxTargetInfoFile file(FullFacts(), nullptr);
-  EkxPublisherStatus status = EkxPublisherStatus::Unknown;
-  for (int again = 0; again < 2; ++again) {  // computed, then kept
-    EXPECT_EQ(Utf8(file.GetPath()), "C:\\dir\\tool.exe");
-    EXPECT_EQ(file.GetFileSize(), 1000);
-    EXPECT_EQ(file.GetModificationTime(), 133000000000000000);
-    EXPECT_EQ(Utf8(file.GetHashStringUsing(KXW("SHA1"))), "SHA1##9A0B");
-    EXPECT_EQ(Utf8(file.GetHashStringUsing(KXW("sha384"))), "SHA384##0FAB");
-    EXPECT_EQ(file.GetHashStringUsing(KXW("SHA256")), nullptr);
-    EXPECT_EQ(file.GetHashStringUsing(nullptr), nullptr);
-    EXPECT_EQ(Utf8(file.GetPublisher(false, status)), "Vendor Inc.");
-    EXPECT_EQ(status, EkxPublisherStatus::ValidByWeakDigest);
-    EXPECT_EQ(file.GetPublisher(true, status), nullptr);
-    EXPECT_EQ(status, EkxPublisherStatus::Expired);
-    EXPECT_EQ(file.GetOwner()->ToUtf8(), "S-1-5-18");
-    EXPECT_EQ(Utf8(file.GetOwnerDomainUserName()), "NT AUTHORITY\\SYSTEM");
-    EXPECT_TRUE(file.GetVersion().IsEqual(1, 2, 3, 0));
-    EXPECT_EQ(Utf8(file.GetVersionStr()), "1.2.3.0");
-    EXPECT_EQ(Utf8(file.GetVersionInfo(KXW("COMPANYNAME"))), "Vendor");
-    EXPECT_EQ(file.GetVersionInfo(KXW("Company")), nullptr);
-    EXPECT_EQ(file.GetVersionInfo(nullptr), nullptr);
-    EXPECT_EQ(Utf8(file.GetProductVersionStr()), "5.6 beta");
-    EXPECT_EQ(Utf8(file.GetProductName()), "Suite");
-    EXPECT_EQ(Utf8(file.GetEmbeddedDescription()), "Suite");
-    EXPECT_EQ(Utf8(file.GetMsiProperty(KXW("ProductVersion"))), "3.0.1");
-    EXPECT_EQ(file.GetMsiProperty(KXW("PRODUCTVERSION")), nullptr);
-  }
-}
-
-TEST(TargetInfoFile, AFactThatIsNotGivenDoesNotExist) {
-  const CkxTempFolder folder;
-  SkxFileFacts facts;
-  facts.path = folder.Write("there.exe", "abc");  // a file that does exist here must not be looked at
-  for (const SkxFileFacts& nothing : {facts, SkxFileFacts()}) {
-    const CkxTargetInfoFile file(nothing, nullptr);
-    EkxPublisherStatus status = EkxPublisherStatus::Valid;
-    CkxUtilStr algorithm;
-    CkxUtilStr hash;
-    EXPECT_EQ(file.GetFileSize(), -1);
-    EXPECT_EQ(file.GetModificationTime(), 0);
-    EXPECT_EQ(file.GetHashStringUsing(KXW("SHA256")), nullptr);
-    EXPECT_FALSE(file.GetHash(algorithm, hash));
-    EXPECT_FALSE(file.GetAlgorithmAndHashString(hash));
-    EXPECT_EQ(file.GetPublisher(false, status), nullptr);
-    EXPECT_EQ(status, EkxPublisherStatus::Unknown);
-    EXPECT_EQ(file.GetOwner(), nullptr);
-    EXPECT_EQ(file.GetOwnerDomainUserName(), nullptr);
-    EXPECT_TRUE(file.GetVersion().IsEmpty());
-    EXPECT_EQ(file.GetVersionStr(), nullptr);
-    EXPECT_EQ(file.GetProductVersionStr(), nullptr);
-    EXPECT_EQ(file.GetEmbeddedDescription(), nullptr);
-    EXPECT_EQ(file.GetMsiProperty(KXW("ProductVersion")), nullptr);
-  }
-}
-
-TEST(TargetInfoFile, ChoosesTheBestHashItHas) {
-  SkxFileFacts facts;
-  facts.path = KXW("x.exe");
-  for (const WCHAR* best : {KXW("MD5"), KXW("SHA1"), KXW("SHA512"), KXW("SHA384"), KXW("SHA256")}) {
-    facts.hashes[best] = KXW("ab");
-    const CkxTargetInfoFile file(facts, nullptr);
-    CkxUtilStr algorithm;
-    CkxUtilStr hash;
-    CkxUtilStr both(KXW("replaced"));
-    ASSERT_TRUE(file.GetHash(algorithm, hash));
-    EXPECT_EQ(Utf8(algorithm.String()), Utf8(best));
-    EXPECT_EQ(Utf8(hash.String()), "AB");
-    EXPECT_TRUE(file.GetAlgorithmAndHashString(both));
-    EXPECT_EQ(Utf8(both.String()), Utf8(best) + "##AB");
-  }
-}
-
 TEST(TargetInfoFile, NumbersComeBackWhole) {
   for (const int64_t number : {int64_t{0}, int64_t{-5}, INT64_MAX, INT64_MIN}) {
     SkxFileFacts facts;
@@ -129,28 +39,12 @@ TEST(TargetInfoFile, LongNamesAreNamesLikeAnyOther) {
 }
 
 TEST(TargetInfoFile, TheSystemPseudoFileIsNoFile) {
-  struct {
-    const WCHAR* path;
-    bool system;
-  } const cases[] = {{KXW("System"), true},
-                     {KXW("system"), false},
-                     {KXW("System.exe"), false},
-                     {KXW("C:\\System"), false},
-                     {KXW(""), false}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(Utf8(c.path));
-    SkxFileFacts recorded;
-    recorded.path = c.path;
-    recorded.signers = {{KXW("Somebody"), EkxPublisherStatus::Valid}};
-    const CkxTargetInfoFile live(c.path, nullptr);
-    const CkxTargetInfoFile noted(recorded, nullptr);
-    for (const CkxTargetInfoFile* file : {&live, &noted}) {
-      EkxPublisherStatus status = EkxPublisherStatus::Unknown;
-      const WCHAR* const name = file->GetPublisher(false, status);
-      EXPECT_EQ(file->IsSystemProcess(), c.system);
-      EXPECT_EQ(status == EkxPublisherStatus::SystemPseudoFile, c.system);
-      EXPECT_EQ(name == nullptr, c.system || file == &live);
-    }
+  for (const WCHAR* path : {CkxTargetInfoFile::kSystemPseudoFile, KXW("system"), KXW("C:\\System"), KXW("")}) {
+    const CkxTargetInfoFile file(path, nullptr);
+    EkxPublisherStatus status = EkxPublisherStatus::Unknown;
+    EXPECT_EQ(file.GetPublisher(false, status), nullptr);
+    EXPECT_EQ(file.IsSystemProcess(), path == CkxTargetInfoFile::kSystemPseudoFile);
+    EXPECT_EQ(status == EkxPublisherStatus::SystemPseudoFile, file.IsSystemProcess());
   }
 }
 
@@ -159,10 +53,6 @@ TEST(TargetInfoFile, TypesFollowTheExtension) {
     EXPECT_EQ(static_cast<uint64_t>(CkxTargetInfoFile::TypeOfPath(path.c_str())), type);
   });
   EXPECT_EQ(CkxTargetInfoFile::TypeOfPath(nullptr), EkxPolicyTarget{});
-  SkxFileFacts facts;
-  facts.path = KXW("C:\\a.exe");
-  facts.targetType = 17;
-  EXPECT_EQ(CkxTargetInfoFile(facts, nullptr).TargetType(), EkxPolicyTarget::Service);
 }
 
 TEST(TargetInfoFile, ALiveFileIsLookedAtOnce) {

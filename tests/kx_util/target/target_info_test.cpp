@@ -93,6 +93,9 @@ TEST(TargetInfo, HoldsWhatItIsGiven) {
   own = KXW("gone");
   probe.SetDescriptionBase(probe.GetDescriptionBase());  // its own text may come back
   EXPECT_EQ(Utf8(probe.GetDescriptionBase()), "base");
+  CkxTargetInfoUacCOM named(KxTest_FileAt(KXW("C:\\a.dll")), {}, nullptr);
+  named.SetDescriptionBase(probe.GetDescriptionBase());
+  EXPECT_EQ(Utf8(named.GetDescriptionForAlert()), "base (C:\\a.dll)");
   probe._SaveToCache(KXW("k"), KXW("v"));
   probe._Clean();
   EXPECT_EQ(probe.GetDescriptionBase(), nullptr);
@@ -115,46 +118,6 @@ TEST(TargetInfo, DescriptionsAreMadeOnceAndMissedAloud) {
   EXPECT_THAT(trace.Texts(),
               ElementsAre("KXT_ERROR CkxTargetInfo: ERROR: Failed to retrieve KxAlertDesc. TargetType=8",
                           "KXT_ERROR CkxTargetInfo: ERROR: Failed to retrieve KxEventDesc. TargetType=8"));
-}
-
-TEST(TargetInfo, KindsOfferTheirProviders) {
-  const SkxFileFacts facts = KxTest_FileAt(KXW("C:\\a\\b.ocx"));
-  const Probe base;
-  const CkxTargetInfoFile file(facts, nullptr);
-  const CkxTargetInfoProcess process(facts, SkxProcessFacts(), nullptr);
-  const CkxTargetInfoActiveX control(facts, {}, nullptr);
-  const CkxTargetInfoUacCOM com(facts, {}, nullptr);
-  const CkxTargetInfoElevator elevator(2, KXW("https://example.com/x"), nullptr);
-  struct {
-    const char* name;
-    const CkxTargetInfo& target;
-    const char* kinds;      // elevator, ActiveX, file, process, UAC-COM
-    const char* providers;  // path, hash, publisher, owner, version information
-    unsigned type;
-  } const cases[] = {
-      {"base", base, "-----", "-----", 8},       {"file", file, "--F--", "PHSOV", 21},
-      {"process", process, "--FP-", "PHSOV", 3}, {"ActiveX", control, "-A---", "PHS--", 9},
-      {"UAC-COM", com, "----C", "PHSOV", 15},    {"elevator", elevator, "E----", "-----", 7},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    const auto mark = [](bool is, char letter) { return is ? letter : '-'; };
-    const CkxTargetInfo& t = c.target;
-    EXPECT_EQ((std::string{mark(t.IsTargetInfoElevator(), 'E'), mark(t.IsTargetInfoActiveX(), 'A'),
-                           mark(t.IsTargetInfoFile(), 'F'), mark(t.IsTargetInfoProcess(), 'P'),
-                           mark(t.IsTargetInfoUacCOM(), 'C')}),
-              c.kinds);
-    EXPECT_EQ(
-        (std::string{mark(t.QueryPathProvider() != nullptr, 'P'), mark(t.QueryHashProvider() != nullptr, 'H'),
-                     mark(t.QueryPublisherProvider() != nullptr, 'S'), mark(t.QueryOwnerProvider() != nullptr, 'O'),
-                     mark(t.QueryVersionInfoProvider() != nullptr, 'V')}),
-        c.providers);
-    EXPECT_EQ(static_cast<const IkxPathProvider*>(t.QueryHashProvider()), t.QueryPathProvider());
-    EXPECT_EQ(static_cast<unsigned>(t.TargetType()), c.type);
-    if (t.QueryPathProvider() != nullptr) {
-      EXPECT_EQ(Utf8(t.QueryPathProvider()->GetPath()), "C:\\a\\b.ocx");
-    }
-  }
 }
 
 TEST(TargetInfo, ComesFromConsentData) {
@@ -208,102 +171,15 @@ TEST(TargetInfo, MappedPathsBecomeUnc) {
   EXPECT_EQ(CkxTargetInfo::_MappedPathToUncStrDup(nullptr, nullptr), nullptr);
 }
 
-TEST(TargetInfo, AProcessIsAnExecutableUnderAnyName) {
-  for (const WCHAR* const name : {KXW("C:\\tool.dat"), KXW("C:\\tool.scr"), KXW("C:\\tool.exe."), KXW("C:\\tool"),
-                                  KXW("C:\\tool.dll"), KXW("C:\\tool.msi"), KXW("System"), KXW("")}) {
-    const CkxTargetInfoProcess live(name, SkxProcessFacts(), nullptr);
-    EXPECT_EQ(live.TargetType(), EkxPolicyTarget::Executable) << Utf8(name);
-    SkxFileFacts facts = KxTest_FileAt(name);
-    const CkxTargetInfoProcess recorded(facts, SkxProcessFacts(), nullptr);
-    EXPECT_EQ(recorded.TargetType(), EkxPolicyTarget::Executable) << Utf8(name);
-    facts.targetType = static_cast<uint32_t>(EkxPolicyTarget::AppPackage);
-    const CkxTargetInfoProcess typed(facts, SkxProcessFacts(), nullptr);
-    EXPECT_EQ(typed.TargetType(), EkxPolicyTarget::AppPackage) << Utf8(name);
-  }
-}
-
-TEST(TargetInfo, FindsWhatAProcessCarries) {
-  constexpr EkxPolicyTarget kExe = EkxPolicyTarget::Executable;
-  constexpr EkxPolicyTarget kMsi = EkxPolicyTarget::Msi;
-  constexpr EkxPolicyTarget kScript = EkxPolicyTarget::Script;
-  constexpr EkxPolicyTarget kDll = EkxPolicyTarget::Dll;
-  const auto owned = [](auto* target) { return CkxTargetInfoPtr(target); };
-
-  CkxTargetInfoProcess host(KxTest_FileAt(KXW("C:\\host.exe")), SkxProcessFacts(), nullptr);
+TEST(TargetInfo, AProcessIsWhatItCarries) {
+  CkxTargetInfoProcess host(KXW("C:\\tool.dat"), SkxProcessFacts(), nullptr);
+  EXPECT_EQ(host.TargetType(), EkxPolicyTarget::Executable) << "under any name";
   EXPECT_EQ(&host.GetEffectiveTarget(), &host);
-  host.AddLinked(owned(new CkxTargetInfoElevator(2, KXW("https://example.com"), nullptr)));
-  host.AddLinked(owned(new CkxTargetInfoFile(KxTest_FileAt(KXW("C:\\a.msi")), nullptr)));
-  host.AddLinked(owned(new CkxTargetInfoProcess(KxTest_FileAt(KXW("C:\\a.vbs")), SkxProcessFacts(), nullptr)));
-  host.AddLinked(owned(new CkxTargetInfoProcess(KxTest_FileAt(KXW("C:\\b.vbs")), SkxProcessFacts(), nullptr)));
-  host.SetParent(owned(new CkxTargetInfoProcess(KxTest_FileAt(KXW("C:\\parent.exe")), SkxProcessFacts(), nullptr)));
+  host.AddLinked(CkxTargetInfoPtr(new CkxTargetInfoElevator(2, KXW("https://example.com"), nullptr)));
+  host.AddLinked(CkxTargetInfoPtr(new CkxTargetInfoFile(KxTest_FileAt(KXW("C:\\a.msi")), nullptr)));
+  host.SetParent(CkxTargetInfoPtr(new CkxTargetInfoProcess(KxTest_FileAt(KXW("")), SkxProcessFacts(), nullptr)));
   EXPECT_TRUE(host.GetEffectiveTarget().IsTargetInfoElevator());
   EXPECT_TRUE(host.Parent()->IsTargetInfoProcess());
-  const CkxTargetInfoFile plain(KxTest_FileAt(KXW("C:\\c.msi")), nullptr);
-  const CkxTargetInfoElevator elevator(2, KXW(""), nullptr);
-
-  struct {
-    const char* name;
-    const CkxTargetInfo& target;
-    EkxPolicyTarget type;
-    const char* file;  // "" where there is none
-    const char* process;
-  } const cases[] = {
-      {"the process itself", host, kExe, "C:\\host.exe", "C:\\host.exe"},
-      {"a linked process, the first", host, kScript, "C:\\a.vbs", "C:\\a.vbs"},
-      {"a linked file is no process", host, kMsi, "C:\\a.msi", ""},
-      {"nothing of that type", host, kDll, "", ""},
-      {"a linked target that is no file", host, EkxPolicyTarget::Url, "", ""},
-      {"a plain file", plain, kMsi, "C:\\c.msi", ""},
-      {"a plain file of another type", plain, kExe, "", ""},
-      {"no file at all", elevator, EkxPolicyTarget::Url, "", ""},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    const auto path = [](const CkxTargetInfoFile* file) { return file != nullptr ? Utf8(file->GetPath()) : ""; };
-    CkxTargetInfoFile* file = &host;
-    CkxTargetInfoProcess* process = &host;
-    EXPECT_EQ(KxUtil_GetFileProcTargetsOfType(c.target, c.type, file, process), *c.file != 0);
-    EXPECT_EQ(path(file), c.file);
-    EXPECT_EQ(path(process), c.process);
-    process = &host;
-    EXPECT_EQ(KxUtil_GetProcTargetOfType(c.target, c.type, process), *c.process != 0);
-    EXPECT_EQ(path(process), c.process);
-  }
-}
-
-TEST(TargetInfo, DescriptionsOfTheKinds) {
-  SkxFileFacts titled = KxTest_FileAt(KXW("C:\\dir\\tool.exe"));
-  titled.versionInfo = {{KXW("FileDescription"), KXW("Fine Tool")}, {KXW("ProductName"), KXW("Suite")}};
-  SkxFileFacts product = KxTest_FileAt(KXW("C:\\dir\\tool.exe"));
-  product.versionInfo = {{KXW("FileDescription"), KXW("")}, {KXW("ProductName"), KXW("Suite")}};
-  SkxProcessFacts quiet;
-  quiet.commandLine = KXW("tool.exe /quiet");
-  CkxTargetInfoUacCOM named(titled, {}, nullptr);
-  named.SetDescriptionBase(KXW("Called So"));
-
-  const CkxTargetInfoFile file(titled, nullptr);
-  const CkxTargetInfoFile suite(product, nullptr);
-  const CkxTargetInfoFile bare(KxTest_FileAt(KXW("C:\\dir\\tool.exe")), nullptr);
-  const CkxTargetInfoFile system(CkxTargetInfoFile::kSystemPseudoFile, nullptr);
-  const CkxTargetInfoProcess process(titled, quiet, nullptr);
-  const CkxTargetInfoElevator elevator(2, KXW("https://example.com/x"), nullptr);
-  struct {
-    const CkxTargetInfo& target;
-    const char* alert;
-    const char* event;
-  } const cases[] = {
-      {file, "Fine Tool (C:\\dir\\tool.exe)", "Fine Tool (C:\\dir\\tool.exe)"},
-      {suite, "Suite (C:\\dir\\tool.exe)", "Suite (C:\\dir\\tool.exe)"},
-      {bare, "tool.exe (C:\\dir\\tool.exe)", "tool.exe (C:\\dir\\tool.exe)"},
-      {system, "System", "System"},
-      {named, "Called So (C:\\dir\\tool.exe)", "Called So (C:\\dir\\tool.exe)"},
-      {process, "Fine Tool (C:\\dir\\tool.exe)", "Fine Tool (C:\\dir\\tool.exe), command line: tool.exe /quiet"},
-      {elevator, "https://example.com/x", "https://example.com/x"},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(Utf8(c.target.GetDescriptionForAlert()), c.alert);
-    EXPECT_EQ(Utf8(c.target.GetDescriptionForEvent()), c.event);
-  }
 }
 
 }  // namespace

@@ -32,6 +32,7 @@ TEST(NullArguments, OfQuestions) {
   EXPECT_FALSE(KxUtil_MatchFileVersionInfo(nothing, nullptr, KXW("*"), false, EkxStrCompareAs::StrWildcard));
   EXPECT_FALSE(KxUtil_MatchFileMsiInfo(nothing, nullptr, KXW("*"), false, EkxStrCompareAs::StrWildcard));
   EXPECT_EQ(nothing.GetHashStringUsing(nullptr), nullptr);
+  EXPECT_EQ(nothing.GetVersionInfo(nullptr), nullptr);
   RegExpTestW(nullptr, nullptr, nullptr, 0);
 }
 
