@@ -14,8 +14,7 @@ using enum EkxStrCompareAs;
 /// A file with one hash, which counts how often it is asked for that.
 class FakeFile final : public IkxHashProvider {
  public:
-  explicit FakeFile(const WCHAR* path, int64_t size = kUnknownSize, const WCHAR* sha256 = nullptr)
-      : _path(path), _size(size), _sha256(sha256) {}
+  FakeFile(const WCHAR* path, int64_t size, const WCHAR* sha256) : _path(path), _size(size), _sha256(sha256) {}
   const WCHAR* GetPath() const override { return _path; }
   int64_t GetFileSize() const override { return _size; }
   int64_t GetModificationTime() const override { return 0; }
@@ -26,7 +25,7 @@ class FakeFile final : public IkxHashProvider {
   }
   bool GetHash(CkxUtilStr&, CkxUtilStr&) const override { return false; }
 
-  mutable int hashed = 0;
+  mutable unsigned hashed = 0;
 
  private:
   const WCHAR* _path;
@@ -35,52 +34,26 @@ class FakeFile final : public IkxHashProvider {
 };
 
 TEST(MatchFilename, ComparesTheLastComponentWithoutCase) {
-  struct {
-    const WCHAR* path;
-    const WCHAR* pattern;
-    EkxStrCompareAs compareAs;
-    bool matches;
-  } const cases[] = {
-      {KXW("C:\\Windows\\NotePad.EXE"), KXW("notepad.exe"), StrEquals, true},
-      {KXW("C:\\Windows/notepad.exe"), KXW("notepad.exe"), StrEquals, true},
-      {KXW("notepad.exe"), KXW("NOTE"), StrStartsWith, true},
-      {KXW("C:\\Windows\\notepad.exe"), KXW("Windows"), StrContains, false},
-      {KXW("C:\\Windows\\notepad.exe"), KXW("*\\*"), StrWildcard, false},
-      {KXW("C:\\Windows\\notepad.exe"), nullptr, StrEquals, false},
-      {KXW("C:\\Windows\\"), KXW("*"), StrWildcard, true},
-      {KXW(""), KXW("*"), StrWildcard, false},
-      {nullptr, nullptr, StrEquals, false},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(KxUtil_MatchFilename(FakeFile(c.path), c.pattern, c.compareAs), c.matches) << KxText_ToUtf8(c.path);
-  }
+  using Text = std::optional<KxWString>;
+  KxTest_ForRows<Text, Text, uint64_t, bool>(
+      "match/file_names.txt", [](const auto& path, const auto& pattern, uint64_t mode, bool matches) {
+        const CkxSimplePathProvider file(path ? path->c_str() : nullptr);
+        const CkxTextView expected = pattern ? CkxTextView(*pattern) : CkxTextView();
+        EXPECT_EQ(KxUtil_MatchFilename(file, expected, static_cast<EkxStrCompareAs>(mode)), matches);
+      });
 }
 
 TEST(MatchHash, ChecksTheSizeBeforeItHashes) {
-  struct {
-    const char* name;
-    const WCHAR* algorithm;
-    const WCHAR* hash;
-    int64_t size;
-    bool matches;
-    int hashed;
-  } const cases[] = {
-      {"equal but for case", KXW("SHA256"), KXW("sha256##abcd"), -1, true, 1},
-      {"equal, of that size", KXW("SHA256"), KXW("SHA256##ABCD"), 1001, true, 1},
-      {"another size", KXW("SHA256"), KXW("SHA256##ABCD"), 1000, false, 0},
-      {"another hash", KXW("SHA256"), KXW("SHA256##ABCE"), 1001, false, 1},
-      {"hash without its algorithm", KXW("SHA256"), KXW("ABCD"), -1, false, 1},
-      {"an algorithm it does not have", KXW("MD5"), KXW("MD5##ABCD"), -1, false, 1},
-      {"no algorithm", nullptr, KXW("SHA256##ABCD"), -1, false, 0},
-      {"no hash expected", KXW("SHA256"), nullptr, 1000, true, 0},
-      {"an empty hash expected", nullptr, KXW(""), -1, true, 0},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    const FakeFile file(KXW("C:\\a.exe"), 1001, KXW("SHA256##AbCd"));
-    EXPECT_EQ(KxUtil_MatchHash(file, c.algorithm, c.hash, c.size), c.matches);
-    EXPECT_EQ(file.hashed, c.hashed);
-  }
+  using Text = std::optional<KxWString>;
+  KxTest_ForRows<std::string, Text, Text, std::optional<uint64_t>, bool, uint64_t>(
+      "match/hashes.txt",
+      [](const auto&, const auto& algorithm, const auto& hash, const auto& size, bool matches, uint64_t hashed) {
+        const auto orNull = [](const Text& text) { return text ? text->c_str() : nullptr; };
+        const FakeFile file(KXW("C:\\a.exe"), 1001, KXW("SHA256##AbCd"));
+        const int64_t expected = size ? static_cast<int64_t>(*size) : -1;
+        EXPECT_EQ(KxUtil_MatchHash(file, orNull(algorithm), orNull(hash), expected), matches);
+        EXPECT_EQ(file.hashed, hashed);
+      });
 }
 
 TEST(MatchHash, ComesAfterTheName) {
@@ -89,23 +62,10 @@ TEST(MatchHash, ComesAfterTheName) {
     return KxUtil_MatchFilenameAndHash(file, name, StrWildcard, KXW("SHA256"), hash, -1);
   };
   EXPECT_FALSE(matches(KXW("b*"), KXW("SHA256##AB")));
-  EXPECT_EQ(file.hashed, 0);
+  EXPECT_EQ(file.hashed, 0u);
   EXPECT_TRUE(matches(KXW("a*"), KXW("SHA256##AB")));
   EXPECT_FALSE(matches(KXW("a*"), KXW("SHA256##AC")));
   EXPECT_TRUE(matches(KXW("a*"), nullptr));
-}
-
-TEST(MatchFileOwner, TakesEqualValidSidsOnly) {
-  const CkxSid system = *CkxSid::FromUtf8("S-1-5-18");
-  const auto owns = [](std::optional<CkxSid> owner, const CkxSid& expected) {
-    SkxFileFacts facts;
-    facts.owner = std::move(owner);
-    return KxUtil_MatchFileOwner(CkxTargetInfoFile(facts, nullptr), expected);
-  };
-  EXPECT_TRUE(owns(system, system));
-  EXPECT_FALSE(owns(system, *CkxSid::FromUtf8("S-1-5-19")));
-  EXPECT_FALSE(owns(CkxSid(), CkxSid()));
-  EXPECT_FALSE(owns(std::nullopt, system));
 }
 
 class FakePublisher final : public IkxPublisherProvider {
@@ -158,29 +118,22 @@ TEST(MatchPublisher, ANullPatternMatchesNothingAndTheTraceBracketsIt) {
 
 TEST(MatchFileFields, NeedTheField) {
   SkxFileFacts facts;
-  facts.versionInfo[KXW("CompanyName")] = KXW(" Acme Ltd ");
-  facts.msiProperties[KXW("ProductName")] = KXW("Tool 2.1");
+  facts.versionInfo[KXW("Field")] = facts.msiProperties[KXW("Field")] = KXW(" Tool 2.1 ");
   const CkxTargetInfoFile file(facts, nullptr);
-  const auto version = [&](const WCHAR* field, const WCHAR* pattern, bool caseSensitive, EkxStrCompareAs mode) {
-    return KxUtil_MatchFileVersionInfo(file, field, pattern, caseSensitive, mode);
+  const auto matches = [&](const WCHAR* field, CkxTextView pattern, bool caseSensitive) {
+    const bool version = KxUtil_MatchFileVersionInfo(file, field, pattern, caseSensitive, StrEquals);
+    EXPECT_EQ(KxUtil_MatchFileMsiInfo(file, field, pattern, caseSensitive, StrEquals), version);
+    return version;
   };
-  const auto msi = [&](const WCHAR* field, const WCHAR* pattern, bool caseSensitive, EkxStrCompareAs mode) {
-    return KxUtil_MatchFileMsiInfo(file, field, pattern, caseSensitive, mode);
-  };
-  EXPECT_TRUE(version(KXW("CompanyName"), KXW("acme ltd"), false, StrEquals));
-  EXPECT_FALSE(version(KXW("CompanyName"), KXW("acme ltd"), true, StrEquals));
-  EXPECT_FALSE(version(KXW("ProductName"), KXW("*"), false, StrWildcard));
-  EXPECT_FALSE(version(KXW("ProductName"), nullptr, false, StrEquals));
-  EXPECT_TRUE(msi(KXW("ProductName"), KXW("TOOL*"), false, StrWildcard));
-  EXPECT_FALSE(msi(KXW("ProductName"), KXW("TOOL*"), true, StrWildcard));
-  EXPECT_FALSE(msi(KXW("Manufacturer"), KXW("*"), false, StrWildcard));
-  EXPECT_FALSE(msi(KXW("Manufacturer"), nullptr, false, StrEquals));
+  EXPECT_TRUE(matches(KXW("Field"), KXW("TOOL 2.1"), false));
+  EXPECT_FALSE(matches(KXW("Field"), KXW("TOOL 2.1"), true));
+  EXPECT_FALSE(matches(KXW("Another"), {}, false)) << "no field, whatever is asked of it";
 }
 
 TEST(MatchFilePublisher, WhatIsNotThereHasNone) {
-  EXPECT_FALSE(KxUtil_MatchFilePublisher(KXW("no such file.exe"), KXW("*"), false, StrWildcard));
-  EXPECT_FALSE(KxUtil_MatchFilePublisher(KXW("System"), KXW("*"), false, StrWildcard));
-  EXPECT_FALSE(KxUtil_MatchFilePublisher(nullptr, {}, false, StrEquals));
+  for (const WCHAR* path : {KXW("no such file.exe"), KXW("System"), static_cast<const WCHAR*>(nullptr)}) {
+    EXPECT_FALSE(KxUtil_MatchFilePublisher(path, KXW("*"), false, StrWildcard));
+  }
 }
 
 }  // namespace
