@@ -1,8 +1,9 @@
 #include "Common_CPP/util/format.h"
 
-#include <gtest/gtest.h>
+#include <map>
 
 #include "Common_CPP/util/text.h"
+#include "tests/support/data_rows.h"
 
 namespace {
 
@@ -13,45 +14,20 @@ std::string Formatted(CkxTextView format, const Args&... args) {
   return KxText_ToUtf8(out.View());
 }
 
+template <class Type>
+CkxFormatArg Number(const std::string& text) {
+  return text.front() == '-' ? static_cast<Type>(std::stoll(text)) : static_cast<Type>(std::stoull(text));
+}
+
 TEST(Format, Numbers) {
-  const struct {
-    const char* name;
-    KxWString format;
-    CkxFormatArg arg;
-    const char* expected;
-  } kCases[] = {
-      {"%d", KXW("%d"), -17, "<-17"},
-      {"%d looks at 32 bits as signed", KXW("%d"), uint32_t{0xFFFFFFFF}, "<-1"},
-      {"%d of the least", KXW("%d"), INT32_MIN, "<-2147483648"},
-      {"%d drops the high half", KXW("%d"), uint64_t{0x700000005}, "<5"},
-      {"%u of a negative", KXW("%u"), -1, "<4294967295"},
-      {"%u of a negative byte", KXW("%u"), int8_t{-1}, "<4294967295"},
-      {"%u drops the high half", KXW("%u"), uint64_t{0x100000002}, "<2"},
-      {"%hu keeps 16 bits", KXW("%hu"), 0x12345, "<9029"},
-      {"%hu of a record's half", KXW("%hu"), uint16_t{65535}, "<65535"},
-      {"%hd", KXW("%hd"), 0xFFFE, "<-2"},
-      {"%I64d", KXW("%I64d"), INT64_MIN, "<-9223372036854775808"},
-      {"%I64d of a small one", KXW("%I64d"), -5, "<-5"},
-      {"%I64d of 32 unsigned bits", KXW("%I64d"), uint32_t{0xFFFFFFFF}, "<4294967295"},
-      {"%I64u", KXW("%I64u"), UINT64_MAX, "<18446744073709551615"},
-      {"%X", KXW("%X"), 0xBEEF, "<BEEF"},
-      {"%X of a negative", KXW("%X"), -2, "<FFFFFFFE"},
-      {"%x", KXW("%x"), 0xBEEF, "<beef"},
-      {"%I64X", KXW("%I64X"), uint64_t{0x1234567890ABCDEF}, "<1234567890ABCDEF"},
-      {"precision pads with zeros", KXW("%.8X"), 0x2A, "<0000002A"},
-      {"precision does not cut", KXW("%.2X"), 0x12345, "<12345"},
-      {"precision of 64 bits", KXW("%.16I64X"), uint64_t{0xAB}, "<00000000000000AB"},
-      {"precision with a leading zero", KXW("%.02X"), 7, "<07"},
-      {"precision behind a sign", KXW("%.4d"), -7, "<-0007"},
-      {"width pads with blanks", KXW("%4hx"), 0xAB, "<  ab"},
-      {"width with zeros", KXW("%08X"), 0xAB, "<000000AB"},
-      {"width with zeros counts the sign", KXW("%05d"), -7, "<-0007"},
-      {"width and precision", KXW("%6.3d"), -7, "<  -007"},
-      {"%c", KXW("%c:"), KXW('C'), "<C:"},
-      {"bool is a number", KXW("%d"), true, "<1"},
-      {"zero", KXW("%d"), 0, "<0"},
-  };
-  for (const auto& c : kCases) EXPECT_EQ(Formatted(c.format, c.arg), c.expected) << c.name;
+  const std::map<std::string, CkxFormatArg (*)(const std::string&)> types = {
+      {"bool", Number<bool>},    {"i8", Number<int8_t>},   {"u16", Number<uint16_t>}, {"i32", Number<int32_t>},
+      {"u32", Number<uint32_t>}, {"i64", Number<int64_t>}, {"u64", Number<uint64_t>}};
+  KxTest_ForRows<std::string, KxWString, std::string, std::string, std::string>(
+      "text/numbers.txt",
+      [&](const auto&, const auto& format, const auto& type, const auto& number, const auto& expected) {
+        EXPECT_EQ(Formatted(format, types.at(type)(number)), "<" + expected);
+      });
 }
 
 TEST(Format, TextsAndSequence) {

@@ -52,26 +52,15 @@ TEST(Sid, FromBytesNeedsAllThatTheLayoutSays) {
   }
   EXPECT_FALSE(CkxSid::FromBytes(nullptr, 100).IsValid());
 
-  const struct {
-    const char* name;
-    unsigned char revision, count;
-    bool isValid;
-  } kCases[] = {
-      {"revision 0", 0, 1, false},
-      {"revision 2", 2, 1, false},
-      {"no sub-authority", 1, 0, false},
-      {"one", 1, 1, true},
-      {"fifteen", 1, 15, true},
-      {"sixteen", 1, 16, false},
-      {"as many as a byte can say", 1, 255, false},
-  };
-  for (const auto& c : kCases) {
-    std::vector<unsigned char> sid(8 + 4 * 255, 7);
-    sid[0] = c.revision;
-    sid[1] = c.count;
-    const CkxSid read = CkxSid::FromBytes(sid.data(), sid.size());
-    EXPECT_EQ(read.IsValid(), c.isValid) << c.name;
-    EXPECT_EQ(read.Size(), c.isValid ? 8u + 4u * c.count : 0u) << c.name << ": bytes beyond the layout are ignored";
+  for (const unsigned revision : {0u, 1u, 2u}) {
+    for (const unsigned count : {0u, 1u, 15u, 16u, 255u}) {
+      std::vector<unsigned char> sid(8 + 4 * 255, 7);
+      sid[0] = static_cast<unsigned char>(revision);
+      sid[1] = static_cast<unsigned char>(count);
+      const CkxSid read = CkxSid::FromBytes(sid.data(), sid.size());
+      EXPECT_EQ(read.IsValid(), revision == 1 && (count == 1 || count == 15)) << revision << " with " << count;
+      EXPECT_EQ(read.Size(), read.IsValid() ? 8 + 4 * count : 0) << "bytes beyond the layout are ignored";
+    }
   }
 }
 
@@ -87,13 +76,15 @@ TEST(Sid, TextForms) {
 }
 
 TEST(Sid, EqualsOnlyAmongValidOnes) {
-  const CkxSid system = *CkxSid::FromUtf8("S-1-5-18");
-  EXPECT_TRUE(system.Equals(*CkxSid::FromUtf8("S-1-5-18")));
-  EXPECT_FALSE(system.Equals(*CkxSid::FromUtf8("S-1-5-19")));
-  EXPECT_FALSE(system.Equals(*CkxSid::FromUtf8("S-1-6-18")));
-  EXPECT_FALSE(system.Equals(*CkxSid::FromUtf8("S-1-5-18-0")));
-  EXPECT_FALSE(CkxSid().Equals(CkxSid()));
-  EXPECT_FALSE(CkxSid().Equals(system));
+  const CkxSid sids[] = {*CkxSid::FromUtf8("S-1-5-18"),
+                         *CkxSid::FromUtf8("S-1-5-19"),
+                         *CkxSid::FromUtf8("S-1-6-18"),
+                         *CkxSid::FromUtf8("S-1-5-18-0"),
+                         CkxSid::Null(),
+                         CkxSid()};
+  for (const CkxSid& a : sids) {
+    for (const CkxSid& b : sids) EXPECT_EQ(a.Equals(b), &a == &b && a.IsValid()) << a.ToUtf8() << " " << b.ToUtf8();
+  }
   EXPECT_EQ(CkxSid().ToUtf8(), "");
   EXPECT_EQ(CkxSid::Null().ToUtf8(), "S-1-0-0");
 }
