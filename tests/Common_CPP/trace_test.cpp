@@ -1,6 +1,6 @@
 #include "Common_CPP/util/trace.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -10,66 +10,55 @@
 
 #include "Common_CPP/util/file_time.h"
 #include "Common_CPP/util/last_error.h"
+#include "tests/support/trace_capture.h"
 
 namespace {
 
-/// Collects lines, and spoils the last error as a sink that writes to a file would.
-class CollectingSink : public IkxTraceSink {
+/// Spoils the last error as a sink that writes to a file would.
+class SpoilingSink : public CkxTraceCapture {
  public:
-  CollectingSink() : _before(KxTrace_SetSink(this)) {}
-  ~CollectingSink() override { KxTrace_SetSink(_before); }
-
   void Write(const SkxTraceLine& line) noexcept override {
-    lines.push_back(KxTrace_LevelName(line.level, line.variant) + " " + std::string(line.scope) + ": " +
-                    std::string(line.message));
+    CkxTraceCapture::Write(line);
     KxLastError_Set(kKxErrorGenFailure);
     errno = EIO;
   }
-
-  std::vector<std::string> lines;
-
- private:
-  IkxTraceSink* const _before;
 };
 
 TEST(Trace, PutsPiecesTogether) {
-  CollectingSink sink;
+  CkxTraceCapture sink;
   KxTrace(EkxTraceLevel::Error, "KxUtil_MatchStr", "ERROR: Unexpected compareAs value ", uint16_t{6});
   KxTrace(EkxTraceLevel::Debug, "Scope", "[", KXW("\u00E9"), "], ", CkxTextView(), int64_t{-1}, " ", std::string("s"));
   KxTraceAs(EkxTraceLevel::Info, EkxTraceVariant::Redirected, "Scope", "redirected");
   KxTraceAs(EkxTraceLevel::Verbose, EkxTraceVariant::Flashback, "Scope");
-  const std::vector<std::string> kExpected = {
-      "KXT_ERROR KxUtil_MatchStr: ERROR: Unexpected compareAs value 6",
-      "KXT_DEBUG Scope: [\xC3\xA9], -1 s",
-      "KXT_INFO_REDIRECTED Scope: redirected",
-      "KXT_VERBOSE_FLASHBACK Scope: ",
-  };
-  EXPECT_EQ(sink.lines, kExpected);
+  EXPECT_THAT(sink.Texts(),
+              testing::ElementsAre("KXT_ERROR KxUtil_MatchStr: ERROR: Unexpected compareAs value 6",
+                                   "KXT_DEBUG Scope: [\xC3\xA9], -1 s", "KXT_INFO_REDIRECTED Scope: redirected",
+                                   "KXT_VERBOSE_FLASHBACK Scope: "));
 }
 
 TEST(Trace, LeavesTheLastErrorAsItWas) {
-  CollectingSink sink;
+  SpoilingSink sink;
   KxLastError_Set(kKxErrorAccessDenied);
   errno = ENOENT;
   KxTrace(EkxTraceLevel::Error, "Scope", "ERROR: ", 1);
   EXPECT_EQ(errno, ENOENT);
   EXPECT_EQ(KxLastError_Get(), kKxErrorAccessDenied);
-  EXPECT_EQ(sink.lines.size(), 1u);
+  EXPECT_EQ(sink.Lines().size(), 1u);
 }
 
 TEST(Trace, SinksAreExchanged) {
-  CollectingSink outer;
+  CkxTraceCapture outer;
   {
-    CollectingSink inner;
+    CkxTraceCapture inner;
     KxTrace(EkxTraceLevel::Info, "Scope", "inner");
-    EXPECT_EQ(inner.lines.size(), 1u);
+    EXPECT_EQ(inner.Lines().size(), 1u);
   }
   KxTrace(EkxTraceLevel::Info, "Scope", "outer");
-  EXPECT_EQ(outer.lines, std::vector<std::string>{"KXT_INFO Scope: outer"});
+  EXPECT_EQ(outer.Texts(), std::vector<std::string>{"KXT_INFO Scope: outer"});
 
   EXPECT_EQ(KxTrace_SetSink(nullptr), &outer);
   KxTrace(EkxTraceLevel::Info, "Scope", "nobody listens");
-  EXPECT_EQ(outer.lines.size(), 1u);
+  EXPECT_EQ(outer.Lines().size(), 1u);
 }
 
 void TraceThreeLevels() {
