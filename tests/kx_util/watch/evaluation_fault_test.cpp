@@ -4,8 +4,10 @@
 #include <kx_util/shared_policies_data.h>
 #include <kx_util/target_info_process.h>
 
-#include <functional>
+#include <map>
+#include <nlohmann/json.hpp>
 
+#include "tests/support/data_rows.h"
 #include "tests/support/recorded_facts.h"
 #include "tests/support/recording_observer.h"
 #include "tests/support/section_source.h"
@@ -24,8 +26,6 @@ CkxRecordBytes App(std::u16string_view name = u"app.exe") { return Exe(1, {{kFil
 KxBytes Policy(uint32_t id, uint32_t action, const CkxRecordBytes& target = App()) {
   return NamedPolicy(action, id, true).U32(0).U8(1).Append(List({target})).Bytes();
 }
-
-CkxRecordBytes LinkToGroup9() { return CkxRecordBytes().U32(0x22232427).SizeHere().Id(3).U32(2).Id(9); }
 
 /// A source that is asked while a publisher and an agent go on with their work.
 class LiveSource : public IkxPolicySource {
@@ -114,67 +114,36 @@ bool Enumerate(const IkxPolicySource& source) {
 }
 
 TEST(EvaluationFault, HostsCanTellWhatCouldNotBeAsked) {
-  using Outcome = EkxEvaluationOutcome;
-  using Fault = EkxEvaluationFault;
-  const struct {
-    const char* name;
-    std::function<void(LiveSource& source)> prepare;
-    Outcome outcome;
-    Fault fault;
-    const char* line;  // "": nothing is told
-    bool enumerated;
-  } cases[] = {
-      {"a policy applies", [](LiveSource&) {}, Outcome::PolicyApplies, Fault::None, "", true},
-      {"none applies",
-       [](LiveSource& source) {
-         source.publications[0].sections.Publish(EkxPolicySection::Policies, {Policy(1, kBlock, App(u"other.exe"))});
-       },
-       Outcome::NoPolicyApplies, Fault::None, "", true},
-      {"nothing published", [](LiveSource& source) { source.policies = EkxSectionState::NotPublished; },
-       Outcome::NothingPublished, Fault::None, "", true},
-      {"a section is refused", [](LiveSource& source) { source.policies = EkxSectionState::Refused; },
-       Outcome::NotAnswered, Fault::SectionRefused, "ERROR: Failed to open shared memory", true},
-      {"the agent is silent", [](LiveSource& source) { source.publications[0].ids.reset(); }, Outcome::NotAnswered,
-       Fault::UserUnknown, "Failed to get applicable policies for the user", false},
-      {"the agent is silent, and nothing published",
-       [](LiveSource& source) {
-         source.publications[0].ids.reset();
-         source.policies = EkxSectionState::NotPublished;
-       },
-       Outcome::NotAnswered, Fault::UserUnknown, "Failed to get applicable policies for the user", false},
-      {"the user has no policies", [](LiveSource& source) { source.publications[0].ids = Ids(); },
-       Outcome::NoPolicyApplies, Fault::None, "Failed to get applicable policies for the user", false},
-      {"a damaged frame",
-       [](LiveSource& source) {
-         KxBytes damaged = Policy(1, kBlock);
-         damaged[0] ^= 1;
-         source.publications[0].sections.Publish(EkxPolicySection::Policies, {damaged, Policy(11, kElevate)});
-       },
-       Outcome::NotAnswered, Fault::Malformed, "ERROR: Error in policy header signature.", false},
-      {"publications without rest", [](LiveSource& source) { source.changes = 1000; }, Outcome::NotAnswered,
-       Fault::PublicationUnstable, "ERROR: The publication changes faster than it can be read", false},
-      {"the groups of a block are refused, and an elevation follows",
-       [](LiveSource& source) {
-         source.publications[0].sections.Publish(EkxPolicySection::Policies,
-                                                 {Policy(1, kBlock, LinkToGroup9()), Policy(11, kElevate)});
-         source.groups = EkxSectionState::Refused;
-       },
-       Outcome::NotAnswered, Fault::SectionRefused, "ERROR: Failed to open shared memory", true},
-  };
-  for (const auto& row : cases) {
-    SCOPED_TRACE(row.name);
+  KxBytes damaged = Policy(1, kBlock);
+  damaged[0] ^= 1;
+  const std::map<std::string, KxBytes> records = {{"block", Policy(1, kBlock)},
+                                                  {"block another", Policy(1, kBlock, App(u"other.exe"))},
+                                                  {"block a group", Policy(1, kBlock, Link(3, 9))},
+                                                  {"damaged", damaged},
+                                                  {"elevate", Policy(11, kElevate)}};
+  const std::map<std::string, EkxSectionState> states = {{"open", EkxSectionState::Open},
+                                                         {"not published", EkxSectionState::NotPublished},
+                                                         {"refused", EkxSectionState::Refused}};
+  for (const CkxDataRow& row : KxTest_Rows("faults.txt")) {
+    SCOPED_TRACE(row.At());
+    row.RequireCount(10);
+    const nlohmann::json& fields = row.Fields();
     LiveSource source;
+    source.policies = states.at(fields[1]);
+    source.groups = states.at(fields[2]);
+    source.changes = fields[5];
+    std::vector<KxBytes> published;
+    for (const std::string name : fields[3]) published.push_back(records.at(name));
     for (auto& publication : source.publications) {
-      publication.sections.Publish(EkxPolicySection::Policies, {Policy(1, kBlock)});
+      publication.sections.Publish(EkxPolicySection::Policies, published);
+      publication.ids = fields[4].is_null() ? std::nullopt : std::optional<Ids>(fields[4].get<Ids>());
     }
-    row.prepare(source);
     const Told told = Evaluate(source);
-    EXPECT_EQ(told.outcome, row.outcome);
-    EXPECT_EQ(told.fault, row.fault);
-    const std::string line = row.line;
-    EXPECT_EQ(told.lines, line.empty() ? std::vector<std::string>() : std::vector<std::string>{line});
-    EXPECT_EQ(told.id != 0, row.outcome == Outcome::PolicyApplies);
-    EXPECT_EQ(source.Changed() == 0 && Enumerate(source), row.enumerated);
+    EXPECT_EQ(static_cast<unsigned>(told.outcome), fields[6]);
+    EXPECT_EQ(static_cast<unsigned>(told.fault), fields[7]);
+    EXPECT_EQ(told.lines, fields[8].get<std::vector<std::string>>());
+    EXPECT_EQ(told.id != 0, told.outcome == EkxEvaluationOutcome::PolicyApplies);
+    EXPECT_EQ(source.Changed() == 0 && Enumerate(source), fields[9]);
   }
 }
 
