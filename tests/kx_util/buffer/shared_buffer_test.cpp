@@ -161,38 +161,24 @@ struct CountedNode : CkxShBufList::CkxNode {
 };
 
 TEST(ShBufList, ReadsElementsInOrderOrNone) {
-  struct {
-    const char* name;
-    KxBytes bytes;
-    bool read;
-    size_t consumed;
-    KxBytes values;
-  } const cases[] = {
-      {"half a count", {1, 0, 0}, false, 0, {}},
-      {"empty", {0, 0, 0, 0, 7}, true, 4, {}},
-      {"three", {3, 0, 0, 0, 7, 8, 9, 10}, true, 7, {7, 8, 9}},
-      {"second of three does not parse", {3, 0, 0, 0, 7, 0xFF, 9}, false, 6, {}},
-      {"an element is missing", {3, 0, 0, 0, 7, 8}, false, 6, {}},
-      {"more elements than bytes", {0xFF, 0xFF, 0xFF, 0xFF, 7, 8}, false, 6, {}},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    {
-      CkxShBufList list;
-      CkxExactBytes before({2, 0, 0, 0, 1, 2});
-      ASSERT_TRUE(list.FromBuffer(before.cursor, before.remaining, CountedNode::FromBuffer));
-      CkxExactBytes in(c.bytes);
-      EXPECT_EQ(list.FromBuffer(in.cursor, in.remaining, CountedNode::FromBuffer), c.read);
-      EXPECT_EQ(in.Consumed(), c.consumed);
-      EXPECT_EQ(list.Count(), c.values.size());
-      EXPECT_EQ(list.GetHead() == nullptr, c.values.empty());
-      KxBytes values;
-      for (const CountedNode& node : CkxNodes<CountedNode>(list)) values.push_back(node.value);
-      EXPECT_EQ(values, c.values);
-      EXPECT_EQ(CountedNode::alive, static_cast<int>(c.values.size()));
-    }
-    EXPECT_EQ(CountedNode::alive, 0);
-  }
+  KxTest_ForRows<std::string, KxBytes, bool, uint64_t, KxBytes>(
+      "records/lists.txt", [](const auto&, const auto& bytes, bool isRead, uint64_t consumed, const auto& expected) {
+        {
+          CkxShBufList list;
+          CkxExactBytes before({2, 0, 0, 0, 1, 2});
+          ASSERT_TRUE(list.FromBuffer(before.cursor, before.remaining, CountedNode::FromBuffer));
+          CkxExactBytes in(bytes);
+          EXPECT_EQ(list.FromBuffer(in.cursor, in.remaining, CountedNode::FromBuffer), isRead);
+          EXPECT_EQ(in.Consumed(), consumed);
+          EXPECT_EQ(list.Count(), expected.size());
+          EXPECT_EQ(list.GetHead() == nullptr, expected.empty());
+          KxBytes values;
+          for (const CountedNode& node : CkxNodes<CountedNode>(list)) values.push_back(node.value);
+          EXPECT_EQ(values, expected);
+          EXPECT_EQ(CountedNode::alive, static_cast<int>(expected.size()));
+        }
+        EXPECT_EQ(CountedNode::alive, 0);
+      });
 }
 
 TEST(ShBufList, CopiesShareNodesThatTheirOwnerDestroys) {

@@ -11,9 +11,9 @@
 #include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_util/command/command_line.h"
-#include "Common_CPP/file/machine_facts.h"
 #include "Common_CPP/util/text.h"
 #include "tests/support/data_rows.h"
+#include "tests/support/recorded_facts.h"
 #include "tests/support/temp_folder.h"
 
 namespace {
@@ -36,27 +36,19 @@ std::string ScriptOf(const WCHAR* program, const WCHAR* line) {
   return KxText_ToUtf8(script->path) + (arguments.empty() ? "" : " | ") + arguments;
 }
 
-/// A machine of which only the place of the system may be known.
-struct Machine : IkxMachineFacts {
-  explicit Machine(const WCHAR* folder) : windowsFolder(folder) {}
-  EkxDriveType DriveType(WCHAR) const override { return EkxDriveType::Unknown; }
-  std::optional<KxWString> MappedShare(WCHAR) const override { return std::nullopt; }
-  CkxTextView WindowsFolder() const override { return windowsFolder; }
-  const KxWString windowsFolder;
-};
-
 TEST(ScriptHost, OnlyOnTheSystemsDriveWhereItIsKnown) {
   KxTest_ForRows<KxWString, KxWString, KxWString, std::optional<std::string>>(
       "command/system_drives.txt",
       [](const auto& windowsFolder, const auto& program, const auto& line, const auto& script) {
-        const Machine machine(windowsFolder.c_str());
+        CkxRecordedMachine machine;
+        machine.windowsFolder = windowsFolder;
         const CkxMachineFactsScope scope(machine);
         EXPECT_EQ(ScriptOf(program.c_str(), line.c_str()), script.value_or(""));
       });
 }
 
 TEST(ScriptHost, FindsTheScriptOfALine) {
-  const Machine machine(KXW(""));
+  const CkxRecordedMachine machine;
   const CkxMachineFactsScope scope(machine);
   const std::map<std::string, KxWString> known = {{"cmd", kCmd},
                                                   {"powershell", kPowerShell},

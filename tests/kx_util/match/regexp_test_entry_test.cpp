@@ -1,8 +1,8 @@
-#include <gmock/gmock.h>
 #include <kx_util/kx_util.h>
 
 #include "Common_CPP/util/message_box.h"
 #include "Common_CPP/util/text.h"
+#include "tests/support/data_rows.h"
 
 namespace {
 
@@ -25,19 +25,9 @@ class RegExpEntry : public testing::Test {
 };
 
 TEST_F(RegExpEntry, SaysWhetherTheSecondArgumentMatchesTheFirst) {
-  const struct {
-    const WCHAR* commandLine;
-    const char* shown;
-  } cases[] = {
-      {KXW("\\z 123"), "RegExpTest: Match"},
-      {KXW("  \"a b+\"  \"A BBB\" more"), "RegExpTest: Match"},
-      {KXW("ab abc"), "RegExpTest: NO Match"},
-      {KXW("a{b a{b"), "RegExpTest: NO Match"},
-      {KXW("a* \"\""), "RegExpTest: Match"},
-      {KXW("a*"), ""},
-      {KXW(""), ""},
-  };
-  for (const auto& c : cases) EXPECT_EQ(Shown(c.commandLine), c.shown) << KxText_ToUtf8(c.commandLine);
+  KxTest_ForRows<KxWString, std::string>("regexp/command_lines.txt", [](const auto& line, const auto& expected) {
+    EXPECT_EQ(Shown(line.c_str()), expected);
+  });
   RegExpTestW(nullptr, nullptr, nullptr, 0);
   EXPECT_EQ(shown, "") << "no command line at all";
 }

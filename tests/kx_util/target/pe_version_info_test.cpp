@@ -1,6 +1,7 @@
 #include "Agent/engine/kx_util/target/pe_version_info.h"
 
 #include <functional>
+#include <nlohmann/json.hpp>
 #include <numeric>
 
 #include "Common_CPP/file/file.h"
@@ -50,49 +51,32 @@ TEST(PeVersionInfo, ReadsBothFormats) {
   }
 }
 
-TEST(PeVersionInfo, ReadsTreesOfOtherShapes) {
-  const auto text = [](std::u16string_view value) { return KxTest_VersionText(u"Name", value); };
-  const auto tables = [](const std::vector<CkxRecordBytes>& list) {
-    return KxTest_VersionNode(u"StringFileInfo", EkxTestNode::Text, {}, list);
+/// A node of tests/data/target/version_trees.txt and all below it.
+CkxRecordBytes Node(const nlohmann::json& node) {
+  const auto text = [&](const char* key) {
+    const KxWString wide = *KxText_FromUtf8(node.value(key, ""));
+    return std::u16string(wide.begin(), wide.end());
   };
-  const auto translation = [](const CkxRecordBytes& pairs) {
-    return KxTest_VersionNode(u"VarFileInfo", EkxTestNode::Text, {},
-                              {KxTest_VersionNode(u"Translation", EkxTestNode::Binary, pairs)});
-  };
-  const std::vector<CkxRecordBytes> twoTables = {KxTest_VersionTable(u"040904b0", {text(u"English")}),
-                                                 KxTest_VersionTable(u"040704e4", {text(u"Deutsch")})};
-  CkxRecordBytes lengthInBytes = text(u"whole text");
-  lengthInBytes.SetU16(2, 22);
-  CkxRecordBytes noTerminator = KxTest_VersionNode(u"Name", EkxTestNode::Text, CkxRecordBytes().U16('a').U16('b'));
+  CkxRecordBytes value;
+  if (node.contains("text")) value.Plain(text("text"));
+  for (const unsigned word : node.value("words", std::vector<unsigned>())) value.U16(word);
+  std::vector<CkxRecordBytes> children;
+  for (const nlohmann::json& child : node.value("children", nlohmann::json::array())) children.push_back(Node(child));
+  const EkxTestNode type = node.value("binary", false) ? EkxTestNode::Binary : EkxTestNode::Text;
+  CkxRecordBytes bytes = KxTest_VersionNode(text("key"), type, value, children);
+  return node.contains("length") ? bytes.SetU16(2, node["length"]) : bytes;
+}
 
-  struct {
-    const char* name;
+TEST(PeVersionInfo, ReadsTreesOfOtherShapes) {
+  for (const CkxDataRow& row : KxTest_Rows("target/version_trees.txt")) {
+    SCOPED_TRACE(row.At());
+    row.RequireCount(3);
     std::vector<CkxRecordBytes> children;
-    const char* expected;
-  } const cases[] = {
-      {"no texts", {}, ""},
-      {"the first table", {tables(twoTables)}, "English"},
-      {"the table of the translation",
-       {tables(twoTables), translation(CkxRecordBytes().U16(0x407).U16(0x4E4))},
-       "Deutsch"},
-      {"translation before the tables",
-       {translation(CkxRecordBytes().U16(0x407).U16(0x4E4)), tables(twoTables)},
-       "Deutsch"},
-      {"a translation without a table",
-       {tables(twoTables), translation(CkxRecordBytes().U16(0x40C).U16(0x4E4))},
-       "English"},
-      {"half a translation", {tables(twoTables), translation(CkxRecordBytes().U16(0x407))}, "English"},
-      {"the first of two texts", {tables({KxTest_VersionTable(u"0", {text(u"a"), text(u"b")})})}, "a"},
-      {"a length in bytes", {tables({KxTest_VersionTable(u"0", {lengthInBytes})})}, "whole text"},
-      {"a text without its NUL", {tables({KxTest_VersionTable(u"0", {noTerminator})})}, "ab"},
-      {"an empty text", {tables({KxTest_VersionTable(u"0", {text(u"")})})}, ""},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    const auto info = Read(KxTest_PeImage(kTestPe32Plus, KxTest_Version(0x00010002, 0x00030004, 0, 0, c.children)));
+    for (const nlohmann::json& child : row.Fields()[2]) children.push_back(Node(child));
+    const auto info = Read(KxTest_PeImage(kTestPe32Plus, KxTest_Version(0x00010002, 0x00030004, 0, 0, children)));
     ASSERT_TRUE(info);
     EXPECT_TRUE(info->fileVersion.IsEqual(1, 2, 3, 4));
-    EXPECT_EQ(Field(info, KXW("Name")), c.expected);
+    EXPECT_EQ(Field(info, KXW("Name")), row.Fields()[1]);
   }
 }
 
