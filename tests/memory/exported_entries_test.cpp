@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <kx_util/evaluation_observer.h>
 #include <kx_util/kx_util.h>
-#include <kx_util/shared_policies_data.h>
 #include <kx_util/shared_policy_kinds.h>
 #include <kx_util/target_info_kinds.h>
 #include <kx_util/token_policy_data.h>
@@ -18,6 +17,7 @@
 #include "Agent/engine/kx_publish/image/image_source.h"
 #include "Common_CPP/util/text.h"
 #include "tests/memory/failing_memory.h"
+#include "tests/support/policy_questions.h"
 #include "tests/support/temp_folder.h"
 
 namespace {
@@ -139,64 +139,31 @@ TEST(NoMemory, AWatchedEvaluationToo) {
 TEST(NoMemory, QuestionsAboutPolicies) {
   using Data = CkxSharedPoliciesData;
   using Target = const CkxTargetInfo&;
-  const struct {
-    const char* name;
-    bool (*ask)(Target target);
-  } questions[] = {
-      {"IsBlocked", Data::IsBlocked},
-      {"ElevatorAllowed", Data::ElevatorAllowed},
-      {"ActiveXPolicyAutomationAllowed", Data::ActiveXPolicyAutomationAllowed},
-      {"IsMultifileCreator", Data::IsMultifileCreator},
-      {"ShellOnDemandElevationAllowed",
-       [](Target target) {
-         uint32_t id = 0;
-         return target.IsTargetInfoProcess() &&
-                Data::ShellOnDemandElevationAllowed(static_cast<const CkxTargetInfoProcess&>(target), id);
-       }},
-      {"IsExcluded",
-       [](Target target) {
-         const IkxPathProvider* const path = target.QueryPathProvider();
-         return path != nullptr && Data::IsExcluded(path->GetPath(), target.UserToken());
-       }},
-      {"ManualPolicyRequestAllowed",
-       [](Target target) {
-         uint32_t id = 0;
-         return Data::ManualPolicyRequestAllowed(target.UserToken(), id);
-       }},
-      {"HasActiveShellEoDTargets", [](Target target) { return Data::HasActiveShellEoDTargets(target.UserToken()); }},
-      {"HasActiveBlockedTargets", [](Target target) { return Data::HasActiveBlockedTargets(target.UserToken()); }},
-      {"KxToolsFolderEnabled", [](Target target) { return Data::KxToolsFolderEnabled(target.UserToken()); }},
-      {"KxToolsFolderIsToolAllowed",
-       [](Target target) { return Data::KxToolsFolderIsToolAllowed(3, target.UserToken()); }},
-      {"GetPossibleActiveXInstallPolicyActions",
-       [](Target target) {
-         uint32_t mask = 0;
-         return Data::GetPossibleActiveXInstallPolicyActions(target.UserToken(), mask);
-       }},
-      {"GetCommonDialog",
-       [](Target target) {
-         CkxShBufCustGuiDialog* dialog = nullptr;
-         if (!Data::GetCommonDialog(EkxAlertTrigger::ReplaceUacOfAdministrator, dialog, target.UserToken()))
-           return false;
-         dialog->Release();
-         return true;
-       }},
-      {"IsSoftwareDistributor",
-       [](Target target) {
-         if (!target.IsTargetInfoProcess()) return false;
-         CkxFileSrcProcess writer;
-         CkxUtilStr name;
-         return writer.Fill(static_cast<const CkxTargetInfoProcess&>(target)) &&
-                Data::IsSoftwareDistributor(writer, name, nullptr) && Data::UpdateSoftwareDistributor(writer, nullptr);
-       }},
-      {"descriptions",
-       [](Target target) {
-         return target.GetDescriptionForAlert() != nullptr && target.GetDescriptionForEvent() != nullptr;
-       }},
+  std::map<std::string, KxTestQuestion> questions = KxTest_Questions();
+  questions["KxToolsFolderEnabled"] = [](Target, void* token) -> uint32_t { return Data::KxToolsFolderEnabled(token); };
+  questions["KxToolsFolderIsToolAllowed"] = [](Target, void* token) -> uint32_t {
+    return Data::KxToolsFolderIsToolAllowed(3, token);
   };
-  for (const auto& question : questions) {
-    SweepTargets(question.name, 5, [&](Trial& trial, Target target) {
-      return YesOrNothing(trial.During([&] { return question.ask(target); }));
+  questions["GetCommonDialog"] = [](Target, void* token) -> uint32_t {
+    CkxShBufCustGuiDialog* dialog = nullptr;
+    if (!Data::GetCommonDialog(EkxAlertTrigger::ReplaceUacOfAdministrator, dialog, token)) return 0;
+    dialog->Release();
+    return 1;
+  };
+  questions["IsSoftwareDistributor"] = [](Target target, void*) -> uint32_t {
+    if (!target.IsTargetInfoProcess()) return 0;
+    CkxFileSrcProcess writer;
+    CkxUtilStr name;
+    return writer.Fill(static_cast<const CkxTargetInfoProcess&>(target)) &&
+           Data::IsSoftwareDistributor(writer, name, nullptr) && Data::UpdateSoftwareDistributor(writer, nullptr);
+  };
+  questions["descriptions"] = [](Target target, void*) -> uint32_t {
+    return target.GetDescriptionForAlert() != nullptr && target.GetDescriptionForEvent() != nullptr;
+  };
+  for (const auto& [name, ask] : questions) {
+    SweepTargets(name, 5, [ask = ask](Trial& trial, Target target) {
+      const uint32_t answer = trial.During([&] { return ask(target, target.UserToken()); });
+      return answer != 0 ? Answer(std::to_string(answer)) : std::nullopt;
     });
   }
 }
@@ -221,7 +188,6 @@ TEST(NoMemory, LookUpsAndDebugTexts) {
       CkxShBufPolicy* found = nullptr;
       if (!CkxSharedPoliciesData::GetPolicyById(static_cast<uint32_t>(id), found)) return std::nullopt;
       const CkxShBufPolicyPtr owned(found);
-      CkxUtilStr text;
       for (uint32_t i = 0; i < owned->Alerts().Count(); ++i) {
         const SkxPolicyAlertLink link = owned->Alerts().GetAt(i);
         CkxShBufCustGuiBase* alert = nullptr;

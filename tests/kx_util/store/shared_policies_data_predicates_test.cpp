@@ -1,17 +1,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <kx_util/shared_policies_data.h>
 #include <kx_util/shared_policy_target_admin_task.h>
 #include <kx_util/target_info_kinds.h>
 #include <nlohmann/json.hpp>
-
-#include <map>
 
 #include "Agent/engine/kx_util/store/policy_walk.h"
 #include "Agent/engine/kx_util/store/tools_folder.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "tests/support/data_rows.h"
 #include "tests/support/document_image.h"
+#include "tests/support/policy_questions.h"
 #include "tests/support/recorded_facts.h"
 #include "tests/support/trace_capture.h"
 
@@ -63,48 +61,6 @@ struct Things {
   void* Token(const std::string& name) { return name == "administrator" ? administrator.Handle() : user.Handle(); }
 };
 
-using Data = CkxSharedPoliciesData;
-using Question = uint32_t (*)(const CkxTargetInfo& target, void* token);
-
-/// What is answered, or what comes out of it: nothing when the answer is no.
-template <class Ask>
-uint32_t Number(Ask ask) {
-  uint32_t number = 0;
-  const bool answer = ask(number);
-  EXPECT_TRUE(answer || number == 0) << "an out value is the answer's own";
-  return answer ? number : 0;
-}
-
-const std::map<std::string, Question> kQuestions = {
-    {"IsBlocked", [](const CkxTargetInfo& t, void*) -> uint32_t { return Data::IsBlocked(t); }},
-    {"ElevatorAllowed", [](const CkxTargetInfo& t, void*) -> uint32_t { return Data::ElevatorAllowed(t); }},
-    {"IsMultifileCreator", [](const CkxTargetInfo& t, void*) -> uint32_t { return Data::IsMultifileCreator(t); }},
-    {"ActiveXPolicyAutomationAllowed",
-     [](const CkxTargetInfo& t, void*) -> uint32_t { return Data::ActiveXPolicyAutomationAllowed(t); }},
-    {"ShellOnDemandElevationAllowed",
-     [](const CkxTargetInfo& t, void*) {
-       return Number([&](uint32_t& id) {
-         return Data::ShellOnDemandElevationAllowed(static_cast<const CkxTargetInfoProcess&>(t), id);
-       });
-     }},
-    {"GetPossibleActiveXInstallPolicyActions",
-     [](const CkxTargetInfo&, void* token) {
-       return Number([&](uint32_t& mask) { return Data::GetPossibleActiveXInstallPolicyActions(token, mask); });
-     }},
-    {"ManualPolicyRequestAllowed",
-     [](const CkxTargetInfo&, void* token) {
-       return Number([&](uint32_t& id) { return Data::ManualPolicyRequestAllowed(token, id); });
-     }},
-    {"IsExcluded",
-     [](const CkxTargetInfo& t, void* token) -> uint32_t {
-       return Data::IsExcluded(t.QueryPathProvider()->GetPath(), token);
-     }},
-    {"HasActiveShellEoDTargets",
-     [](const CkxTargetInfo&, void* token) -> uint32_t { return Data::HasActiveShellEoDTargets(token); }},
-    {"HasActiveBlockedTargets",
-     [](const CkxTargetInfo&, void* token) -> uint32_t { return Data::HasActiveBlockedTargets(token); }},
-};
-
 TEST(PolicyPredicates, AnswerFromTheKindsThatTheyAreAbout) {
   for (const CkxDataRow& row : KxTest_Rows("questions.jsonl")) {
     SCOPED_TRACE(row.At());
@@ -114,7 +70,7 @@ TEST(PolicyPredicates, AnswerFromTheKindsThatTheyAreAbout) {
     const CkxTraceCapture trace;
     Things things;
     const std::string about = row.Fields()[2];
-    EXPECT_EQ(kQuestions.at(row.Fields()[1])(things.Named(about), things.Token(about)), row.Fields()[3]);
+    EXPECT_EQ(KxTest_Questions().at(row.Fields()[1])(things.Named(about), things.Token(about)), row.Fields()[3]);
   }
 }
 
