@@ -130,19 +130,7 @@ TEST(HostedScript, IsAProcessOfItsOwn) {
   EXPECT_EQ(KxText_ToUtf8(script.ServiceNames()), "");
 
   EXPECT_EQ(ScriptOf(host), found) << "made once";
-  EXPECT_EQ(static_cast<const CkxTargetInfoProcess&>(*host).LinkedOfType(EkxPolicyTarget::Dll), nullptr);
   EXPECT_EQ(&host->GetEffectiveTarget(), host.get());
-  EXPECT_EQ(ScriptOf(Recorded(kCScript, KXW("cscript"))), nullptr);
-  EXPECT_EQ(ScriptOf(Recorded(KXW("C:\\cscript.exe"), KXW("cscript a.vbs"))), nullptr);
-}
-
-TEST(HostedScript, WhatWasLinkedGoesFirst) {
-  const CkxTargetInfoPtr host = Recorded(kCmd, KXW("cmd /c C:\\a.bat"));
-  SkxFileFacts linked;
-  linked.path = KXW("C:\\b.bat");
-  EXPECT_EQ(KxText_ToUtf8(ScriptOf(host)->GetPath()), "C:\\a.bat");
-  static_cast<CkxTargetInfoProcess&>(*host).AddLinked(CkxTargetInfoPtr(new CkxTargetInfoFile(linked, nullptr)));
-  EXPECT_EQ(KxText_ToUtf8(ScriptOf(host)->GetPath()), "C:\\b.bat");
 }
 
 TEST(HostedScript, OnlyALiveHostsScriptIsLookedAt) {

@@ -97,13 +97,4 @@ TEST(FaultedWalk, OfTwoGroupsOfAnIdTheFirstCounts) {
   EXPECT_EQ(Evaluate(App()), EkxEvaluationOutcome::NoPolicyApplies);
 }
 
-TEST(FaultedWalk, AServiceIsAskedForOfProcessesAlone) {
-  const CkxRecordBytes spooler = Exe(1, {{kServiceName, CkxRecordBytes().Set().Obfuscated(u"Spooler")}});
-  CkxSectionSource source;
-  source.Publish(EkxPolicySection::Policies, {Block(1, spooler)});
-  const CkxPolicySourceScope scope(source);
-  const CkxTargetInfoPtr file = KxTest_Program(KXW("C:\\Tools\\app.exe"));
-  EXPECT_EQ(Evaluate(*file), EkxEvaluationOutcome::NoPolicyApplies);
-}
-
 }  // namespace

@@ -2,10 +2,11 @@
 #include <kx_util/shared_policy_kinds.h>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "Common_CPP/util/text.h"
 #include "tests/kx_util/policy/held_policy.h"
+#include "tests/support/data_rows.h"
 #include "tests/support/section_source.h"
 #include "tests/support/trace_capture.h"
 
@@ -22,11 +23,6 @@ CkxRecordBytes Alert(unsigned type, unsigned char id) {
 }
 KxBytes Dialog(unsigned char id, uint32_t dialogType) { return Alert(1, id).U32(dialogType).Text(u"a.htm").Bytes(); }
 KxBytes Balloon(unsigned char id) { return Alert(2, id).Bytes(); }
-
-/// A configuration policy with `links`.
-KxBytes Configuration(uint32_t id, const std::vector<CkxRecordBytes>& links, bool active = true) {
-  return NamedPolicy(10, id, active).Append(List(links)).Obfuscated(u"<C/>").Obfuscated(u"<M/>").Bytes();
-}
 
 class AlertLookup : public testing::Test {
  protected:
@@ -126,38 +122,29 @@ TEST_F(AlertLookup, APolicyShowsWhatItsFirstFittingLinkNames) {
   }
 }
 
+/// Of [id, action, whether it is active, links].
+KxBytes PolicyOf(const nlohmann::json& fields) {
+  std::vector<CkxRecordBytes> links;
+  for (const nlohmann::json& link : fields[3]) links.push_back(AlertLink(link[0], link[1], link[2]));
+  CkxRecordBytes policy = NamedPolicy(fields[1], fields[0], fields[2]).Append(List(links));
+  if (fields[1] == 10) policy.Obfuscated(u"<C/>").Obfuscated(u"<M/>");
+  return policy.Bytes();
+}
+
 TEST_F(AlertLookup, TheCommonDialogIsThatOfTheFirstConfigurationPolicy) {
   _source.Publish(EkxPolicySection::Alerts, {Balloon(1), Dialog(1, 10), Dialog(2, 20)});
-  const KxBytes first = Configuration(1, {AlertLink(9, 1, 1)});
-  const KxBytes second = Configuration(2, {AlertLink(9, 1, 2)});
-  const KxBytes null = Configuration(3, {AlertLink(9, 1, 0), AlertLink(9, 1, 1)});
-  const char* const kNull = "KXT_ERROR CkxSharedPoliciesData: ERROR: Alert id is GUID_NULL in policy 3";
-  const struct {
-    const char* name;
-    std::vector<KxBytes> policies;
-    uint32_t dialogType;
-    std::vector<std::string> trace = {};
-  } cases[] = {
-      {"no policies", {}, 0},
-      {"the first of two", {first, second}, 10},
-      {"another action", {Policy(7, {AlertLink(9, 1, 1)}).Bytes(), second}, 20},
-      {"inactive", {Configuration(4, {AlertLink(9, 1, 1)}, false), second}, 20},
-      {"not for the user", {Configuration(5, {AlertLink(9, 1, 1)}), second}, 20},
-      {"another event", {Configuration(4, {AlertLink(8, 1, 1)}), second}, 20},
-      {"a balloon", {Configuration(4, {AlertLink(9, 2, 1)}), second}, 20},
-      {"a null id: the next policy", {null, second}, 20, {kNull}},
-      {"a null id alone", {null}, 0, {kNull}},
-      {"an alert that is not there", {Configuration(4, {AlertLink(9, 1, 77)}), second}, 0},
-  };
   _source.applicable = CkxApplicablePolicies({1, 2, 3, 4, 7});
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    _source.Publish(EkxPolicySection::Policies, c.policies);
+  for (const CkxDataRow& row : KxTest_Rows("common_dialogs.txt")) {
+    SCOPED_TRACE(row.At());
+    row.RequireCount(4);
+    std::vector<KxBytes> policies;
+    for (const nlohmann::json& policy : row.Fields()[1]) policies.push_back(PolicyOf(policy));
+    _source.Publish(EkxPolicySection::Policies, policies);
     CkxTraceCapture trace;
-    EXPECT_EQ(CommonDialog(), c.dialogType);
-    EXPECT_EQ(trace.Texts(), c.trace);
+    EXPECT_EQ(CommonDialog(), row.Fields()[2]);
+    EXPECT_EQ(trace.Texts(), row.Fields()[3].get<std::vector<std::string>>());
   }
-  _source.Publish(EkxPolicySection::Policies, {first});
+  EXPECT_NE(CommonDialog(), 0u);
   _source.applicable.reset();
   EXPECT_EQ(CommonDialog(), 0u) << "whom the policies apply to cannot be told";
 }

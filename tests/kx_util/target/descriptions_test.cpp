@@ -94,6 +94,7 @@ TEST(Descriptions, CarryOthers) {
   KxTest_ForRows<std::string, std::string, uint64_t, Text, Text>(
       "target/carried.txt", [](const auto&, const auto& text, uint64_t number, const auto& file, const auto& process) {
         const CkxTargetDocument document = CkxTargetDocument::Parse(text);
+        const CkxMachineFactsScope machine(document.Machine());
         const auto type = static_cast<EkxPolicyTarget>(number);
         const auto path = [](const auto* found) { return found != nullptr ? Utf8(found->GetPath()) : std::nullopt; };
         CkxTargetInfoProcess untouched(SkxFileFacts(), SkxProcessFacts(), nullptr);
