@@ -1,20 +1,13 @@
 // What only POSIX files have: modes, pipes and names of users.
-#include <gtest/gtest.h>
 #include <pwd.h>
-#include <sys/stat.h>
 
 #include "Common_CPP/file/file.h"
 #include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/text.h"
+#include "tests/support/mode_posix.h"
 #include "tests/support/temp_folder.h"
 
 namespace {
-
-mode_t ModeOf(const std::filesystem::path& path) {
-  struct stat status {};
-  EXPECT_EQ(stat(path.c_str(), &status), 0);
-  return status.st_mode & 07777;
-}
 
 TEST(FilePosix, AReplacedFileKeepsItsMode) {
   const CkxTempFolder folder;
@@ -22,12 +15,12 @@ TEST(FilePosix, AReplacedFileKeepsItsMode) {
   const mode_t before = umask(027);
   EXPECT_TRUE(KxFile_ReplaceAll(folder.Text("new"), bytes));
   umask(before);
-  EXPECT_EQ(ModeOf(folder.Path() / "new"), 0640u);
+  EXPECT_EQ(KxTest_ModeOf(folder.Path() / "new"), 0640u);
 
   for (const mode_t mode : {0600u, 0444u, 0666u}) {
     ASSERT_EQ(chmod((folder.Path() / "new").c_str(), mode), 0);
     EXPECT_TRUE(KxFile_ReplaceAll(folder.Text("new"), bytes));
-    EXPECT_EQ(ModeOf(folder.Path() / "new"), mode);
+    EXPECT_EQ(KxTest_ModeOf(folder.Path() / "new"), mode);
   }
 }
 

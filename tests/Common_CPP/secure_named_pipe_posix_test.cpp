@@ -1,8 +1,6 @@
 // Channels that are local sockets: where they lie, who holds a name, and who is trusted.
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <thread>
@@ -12,6 +10,7 @@
 #include "Common_CPP/sharedmemory/publisher_lock.h"
 #include "Common_CPP/util/descriptor_posix.h"
 #include "Common_CPP/util/last_error.h"
+#include "tests/support/mode_posix.h"
 #include "tests/support/runtime_folder_scope.h"
 #include "tests/support/trace_capture.h"
 #include "tests/support/user_scope_posix.h"
@@ -27,12 +26,6 @@ EkxPipeResult Connect(CkxTextView name) {
   return KxSecurePipe_Connect(name, {}, CkxDeadline::After(10000), pipe);
 }
 
-mode_t ModeOf(const std::filesystem::path& path) {
-  struct stat status {};
-  EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
-  return status.st_mode & 07777;
-}
-
 TEST(SecureNamedPipePosix, ASocketThatAllMayConnectToWhateverTheUmask) {
   const CkxRuntimeFolderScope scope;
   const std::filesystem::path socket = scope.Folder().Path() / kSocket;
@@ -41,7 +34,7 @@ TEST(SecureNamedPipePosix, ASocketThatAllMayConnectToWhateverTheUmask) {
     CkxSecurePipeListener listener;
     EXPECT_TRUE(listener.Listen(kName));
     umask(before);
-    EXPECT_EQ(ModeOf(socket), 0666u);
+    EXPECT_EQ(KxTest_ModeOf(socket), 0666u);
   }
   EXPECT_FALSE(std::filesystem::exists(socket)) << "gone with its server";
 }

@@ -1,12 +1,11 @@
 // Sections that are files: who is trusted, and what a reader keeps when one is replaced.
-#include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "Common_CPP/file/runtime_folder_posix.h"
 #include "Common_CPP/security/agent_trust.h"
 #include "Common_CPP/sharedmemory/sharedmemory.h"
 #include "Common_CPP/util/last_error.h"
+#include "tests/support/mode_posix.h"
 #include "tests/support/runtime_folder_scope.h"
 #include "tests/support/user_scope_posix.h"
 
@@ -20,12 +19,6 @@ constexpr const char* kFile = "Global%5CSection";
 uint32_t OpenError() {
   CkxSharedMemoryView view;
   return view.Open(kName) ? kKxErrorSuccess : KxLastError_Get();
-}
-
-mode_t ModeOf(const std::filesystem::path& path) {
-  struct stat status {};
-  EXPECT_EQ(stat(path.c_str(), &status), 0);
-  return status.st_mode & 07777;
 }
 
 TEST(SharedMemoryPosix, AReaderKeepsItsBytesWhenTheSectionIsReplaced) {
@@ -54,8 +47,8 @@ TEST(SharedMemoryPosix, ModesDoNotDependOnTheUmask) {
     CkxSharedMemoryPublication publication;
     EXPECT_TRUE(publication.Publish(kName, Bytes(1)));
     umask(before);
-    EXPECT_EQ(ModeOf(folder), 0755u);
-    EXPECT_EQ(ModeOf(folder / kFile), 0444u);
+    EXPECT_EQ(KxTest_ModeOf(folder), 0755u);
+    EXPECT_EQ(KxTest_ModeOf(folder / kFile), 0444u);
     std::filesystem::remove_all(folder);
   }
 }
