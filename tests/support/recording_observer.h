@@ -10,7 +10,6 @@
 class CkxRecordingObserver : public IkxEvaluationObserver {
  public:
   void OnCheckFailed(const char* property, CkxTextView expected, CkxTextView actual) override {
-    failedChecks.push_back(property);
     lines.push_back(std::string("check ") + property + ": " + KxText_ToUtf8(expected) + " / " + KxText_ToUtf8(actual));
   }
   void OnTarget(const SkxObservedTarget& target, bool matched) override {
@@ -24,6 +23,5 @@ class CkxRecordingObserver : public IkxEvaluationObserver {
   void OnFault(std::string_view line) override { lines.push_back("fault " + std::string(line)); }
 
   bool wantsSteps = true;
-  std::vector<std::string> failedChecks;
   std::vector<std::string> lines;
 };

@@ -19,31 +19,18 @@ inline CkxRecordBytes FileName(std::u16string_view name) {
   return CkxRecordBytes().Set().Obfuscated(name).U16(1).Absent().Absent().U64(~uint64_t{0});
 }
 
-/// The properties of a program, in the order of its record.
-enum ExeProperty {
-  kFileVersions,
-  kProductVersions,
-  kLocation,
-  kFileName,
-  kArguments,
-  kOwners,
-  kPublishers,
-  kVersionFields,
-  kServiceName,
-  kParentProcess,
-  kOrigin
-};
+/// Where properties of a program stand in its record, which has eleven.
+enum ExeProperty { kFileName = 3, kParentProcess = 9, kOrigin = 10 };
 
 /// A program that children inherit from, of which nothing is asked but `properties`.
-inline CkxRecordBytes Exe(unsigned char id, const std::map<ExeProperty, CkxRecordBytes>& properties = {},
-                          const CkxRecordBytes& distributor = CkxRecordBytes().Absent()) {
+inline CkxRecordBytes Exe(unsigned char id, const std::map<ExeProperty, CkxRecordBytes>& properties = {}) {
   CkxRecordBytes exe = Target(3, id).U8(1);
-  for (int place = kFileVersions; place <= kOrigin; ++place) {
+  for (int place = 0; place <= kOrigin; ++place) {
     if (place == kOrigin) exe.Text(u"KxNoUsers");
     const auto property = properties.find(static_cast<ExeProperty>(place));
     exe.Append(property != properties.end() ? property->second : CkxRecordBytes().Unset());
   }
-  return exe.Append(distributor);
+  return exe.Absent();
 }
 
 /// Requests for addresses that are like `pattern`.
