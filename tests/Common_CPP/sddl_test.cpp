@@ -68,18 +68,16 @@ TEST(Sddl, KnowsTheNewerLettersOfSids) {
 }
 
 TEST(Sddl, ATextThatIsCutShortIsNoneUnlessItEndsWithAPiece) {
-  const WCHAR* const pieces[] = {KXW("O:BA"),
-                                 KXW("G:SY"),
-                                 KXW("D:"),
-                                 KXW("P"),
-                                 KXW("AI"),
-                                 KXW("(A;CI;GA;;;WD)"),
-                                 KXW("(OD;;0x1f;bf967aba-0de6-11d0-a285-00aa003049e2;;S-1-5-32-545)"),
-                                 KXW("S:"),
-                                 KXW("(AU;SA;FA;;;WD)")};
+  // Pieces end with a bar.
+  constexpr KxWStringView pieces =
+      KXW("O:BA|G:SY|D:|P|AI|(A;CI;GA;;;WD)|(OD;;0x1f;bf967aba-0de6-11d0-a285-00aa003049e2;;S-1-5-32-545)|S:|(AU;SA;FA;"
+          ";;WD)|");
   KxWString whole;
   std::vector<bool> ends(200, false);
-  for (const WCHAR* piece : pieces) ends[(whole += piece).size()] = true;
+  for (const WCHAR unit : pieces) {
+    if (unit != KXW('|')) whole += unit;
+    ends[whole.size()] = unit == KXW('|');
+  }
   for (size_t size = 0; size <= whole.size(); ++size) {
     SkxSecurityDescriptor descriptor;
     const SkxSddlStatus status = Parse(CkxTextView(whole).Part(0, size), descriptor);

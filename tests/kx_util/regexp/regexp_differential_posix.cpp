@@ -116,30 +116,18 @@ class CkxGenerator {
   }
 
   SkxExpression AnyLeaf() {
-    static const SkxExpression leaves[] = {
-        Leaf("a"),
-        Leaf("a"),
-        Leaf("b"),
-        Leaf("b"),
-        Leaf("c"),
-        Leaf("A"),
-        Leaf("."),
-        Leaf("[a-b]"),
-        Leaf("[^a]"),
-        Leaf("[B-Z1]"),
-        Leaf("\\d", "[0-9]"),
-        Leaf("\\w", "(?:[a-zA-Z]+)"),
-        Leaf("\\a", "[a-zA-Z0-9]"),
-        Leaf("\\b", "[ \\t]"),
-        Leaf("\\n", "(?:\\r|\\r?\\n)"),
-        Anchor('^'),
-        Anchor('$'),
-    };
+    static constexpr const char* same[] = {"a", "a", "b", "b", "c", "A", ".", "[a-b]", "[^a]", "[B-Z1]"};
+    static constexpr const char* dialect[] = {"\\d", "\\w", "\\a", "\\b", "\\n"};
+    static constexpr const char* perl[] = {"[0-9]", "(?:[a-zA-Z]+)", "[a-zA-Z0-9]", "[ \\t]", "(?:\\r|\\r?\\n)"};
     if (!_closed.empty() && Below(4) == 0) {
       const size_t group = _closed[Below(_closed.size())];
       if (group < 10) return Leaf("\\" + std::to_string(group), "\\g{" + std::to_string(group + 1) + "}");
     }
-    return leaves[Below(std::size(leaves))];
+    const size_t which = Below(std::size(same) + std::size(dialect) + 2);
+    if (which < std::size(same)) return Leaf(same[which]);
+    const size_t other = which - std::size(same);
+    return other < std::size(dialect) ? Leaf(dialect[other], perl[other])
+                                      : Anchor(other == std::size(dialect) ? '^' : '$');
   }
 
   std::mt19937 _random;
