@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "Common_CPP/util/text.h"
+#include "tests/support/record_bytes.h"
 
 using nlohmann::json;
 
@@ -15,6 +16,13 @@ namespace {
 
 /// Throws std::invalid_argument.
 void AppendGroup(const std::string& group, std::vector<unsigned char>& bytes) {
+  if (group[0] == '\'' || group[0] == '~') {
+    const std::u16string text(group.begin() + 1, group.end());
+    const KxBytes record =
+        group[0] == '~' ? CkxRecordBytes().Obfuscated(text).Bytes() : CkxRecordBytes().Text(text).Bytes();
+    bytes.insert(bytes.end(), record.begin(), record.end());
+    return;
+  }
   const size_t star = group.find('*');
   const std::string digits = group.substr(0, star);
   std::vector<unsigned char> once;
@@ -49,6 +57,7 @@ void CkxDataRow::Get(size_t index, Value& value) const {
 }
 
 void CkxDataRow::Read(size_t index, std::string& value) const { Get(index, value); }
+void CkxDataRow::Read(size_t index, json& value) const { value = _fields->at(index); }
 void CkxDataRow::Read(size_t index, bool& value) const { Get(index, value); }
 void CkxDataRow::Read(size_t index, std::vector<std::string>& value) const { Get(index, value); }
 

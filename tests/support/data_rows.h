@@ -37,7 +37,9 @@ class CkxDataRow {
   void Read(size_t index, bool& value) const;
   void Read(size_t index, uint64_t& value) const;
   void Read(size_t index, std::vector<std::string>& value) const;
-  /// Bytes are hexadecimal, in groups of any length between blanks; "00*16" is the group sixteen times.
+  void Read(size_t index, nlohmann::json& value) const;
+  /// Bytes are hexadecimal, in groups of any length between blanks; "00*16" is the group sixteen times. 'text and ~text
+  /// are texts of records as they are and obfuscated, counted and with their NUL.
   void Read(size_t index, std::vector<unsigned char>& value) const;
   /// null, or the value.
   template <class Value>
