@@ -4,6 +4,8 @@
 #include <kx_util/shared_policy_origin_props.h>
 #include <kx_util/shared_policy_resource_props.h>
 #include <kx_util/version.h>
+
+#include <map>
 #include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_publish/document/policy_document.h"
@@ -12,6 +14,7 @@
 #include "Agent/engine/kx_publish/record/record_walk.h"
 #include "Common_CPP/util/text.h"
 #include "tests/kx_publish/document/random_publication.h"
+#include "tests/support/data_rows.h"
 #include "tests/support/record_reading.h"
 
 namespace {
@@ -108,11 +111,7 @@ TEST(RecordLayout, AgreesWithReadersOnDamagedBytes) {
 
 // ---- properties, each on its own: those that no target has are pinned here alone
 
-struct PropertyCase {
-  const char* layout;
-  std::optional<size_t> (*read)(const unsigned char* cursor, unsigned long remaining);
-  KxBytes bytes;
-};
+using PropertyReader = std::optional<size_t> (*)(const unsigned char* cursor, unsigned long remaining);
 
 template <class Prop>
 std::optional<size_t> ReadProp(const unsigned char* cursor, unsigned long remaining) {
@@ -122,39 +121,28 @@ std::optional<size_t> ReadProp(const unsigned char* cursor, unsigned long remain
   return before - remaining;
 }
 
-CkxRecordBytes Str() { return CkxRecordBytes().Set().Obfuscated(u"ab").U8(1).U16(4); }
-CkxRecordBytes Versions() { return CkxRecordBytes().Set().U64(1).U64(2); }
-CkxRecordBytes Location() { return CkxRecordBytes().Set().Obfuscated(u"C:\\").U8(1).Text(u"FIXED"); }
-
-std::vector<PropertyCase> PropertyCases() {
-  const auto set = [] { return CkxRecordBytes().Set(); };
-  return {
-      {"Text test", ReadProp<CkxShBufPropStr>, Str().Bytes()},
-      {"Text test", ReadProp<CkxShBufPropArguments>, Str().Bytes()},
-      {"Bitmask test", ReadProp<CkxShBufPropBitmask>, set().U32(6).U16(2).Bytes()},
-      {"File name test", ReadProp<CkxShBufPropFileName>,
-       set().Obfuscated(u"a").U16(1).Text(u"MD5").Text(u"MD5##00").U64(9).Bytes()},
-      {"Location test", ReadProp<CkxShBufPropFileLocation>, Location().Bytes()},
-      {"Service name test", ReadProp<CkxShBufPropSvcName>, set().Obfuscated(u"s").Bytes()},
-      {"Version range", ReadProp<CkxShBufPropVersionRange>, Versions().Bytes()},
-      {"Publisher test", ReadProp<CkxShBufPropPublisher>, Str().U8(1).Bytes()},
-      {"Owner test", ReadProp<CkxShBufPropFileOwner>, set().Sid(32, 544).Bytes()},
-      {"Version field test", ReadProp<CkxShBufPropFileVerInfo>, Str().Obfuscated(u"f").Bytes()},
-      {"Installer property test", ReadProp<CkxShBufPropFileMsiInfo>, Str().Obfuscated(u"p").Bytes()},
-      {"Parent process test", ReadProp<CkxShBufPropParentProcess>, set().Id(1).U8(1).Id(2).U8(0).Bytes()},
-      {"Name and value", ReadProp<CkxShBufPropNameValuePair>, Str().Obfuscated(u"v").Bytes()},
-      {"File system path", ReadProp<CkxShBufPropFSPath>, set().Obfuscated(u"C:\\").U8(1).Bytes()},
-      {"Capability test", ReadProp<CkxShBufPropCapability>, set().Obfuscated(u"c").U8(1).Bytes()},
-      {"Media test", ReadProp<CkxShBufPropMediaInfo>, set().Append(Str()).Unset(2).Append(Str()).Bytes()},
-      {"Distribution service test", ReadProp<CkxShBufPropDistributionService>, set().Obfuscated(u"d").Bytes()},
-      {"Spawner process test", ReadProp<CkxShBufPropSpawnerProcess>, set().U8(1).U8(2).Bytes()},
-      {"User test", ReadProp<CkxShBufPropUserOrGroup>, set().Sid(18).Bytes()},
-      {"Package test", ReadProp<CkxShBufPropPackage>,
-       set().U8(0).Obfuscated(u"n").Append(Versions()).U32(2).Append(Str().U8(0)).Unset().Bytes()},
-      {"Origin test", ReadProp<CkxShBufPropFileOrigin>,
-       set().U8(0).U32(3).Unset().Append(Location()).Unset(2).Append(Str()).Set().U32(1).Set().Sid(18).Bytes()},
-  };
-}
+const std::map<std::string, PropertyReader> kPropertyReaders = {
+    {"Text test", ReadProp<CkxShBufPropStr>},
+    {"Bitmask test", ReadProp<CkxShBufPropBitmask>},
+    {"File name test", ReadProp<CkxShBufPropFileName>},
+    {"Location test", ReadProp<CkxShBufPropFileLocation>},
+    {"Service name test", ReadProp<CkxShBufPropSvcName>},
+    {"Version range", ReadProp<CkxShBufPropVersionRange>},
+    {"Publisher test", ReadProp<CkxShBufPropPublisher>},
+    {"Owner test", ReadProp<CkxShBufPropFileOwner>},
+    {"Version field test", ReadProp<CkxShBufPropFileVerInfo>},
+    {"Installer property test", ReadProp<CkxShBufPropFileMsiInfo>},
+    {"Parent process test", ReadProp<CkxShBufPropParentProcess>},
+    {"Name and value", ReadProp<CkxShBufPropNameValuePair>},
+    {"File system path", ReadProp<CkxShBufPropFSPath>},
+    {"Capability test", ReadProp<CkxShBufPropCapability>},
+    {"Media test", ReadProp<CkxShBufPropMediaInfo>},
+    {"Distribution service test", ReadProp<CkxShBufPropDistributionService>},
+    {"Spawner process test", ReadProp<CkxShBufPropSpawnerProcess>},
+    {"User test", ReadProp<CkxShBufPropUserOrGroup>},
+    {"Package test", ReadProp<CkxShBufPropPackage>},
+    {"Origin test", ReadProp<CkxShBufPropFileOrigin>},
+};
 
 std::optional<size_t> WalkedProperty(const std::string& name, const unsigned char* bytes, size_t count) {
   for (const SkxLayout* const layout : KxRecordLayout_Properties()) {
@@ -169,22 +157,22 @@ std::optional<size_t> WalkedProperty(const std::string& name, const unsigned cha
 
 TEST(RecordLayout, OfPropertiesIsThatOfTheirReaders) {
   std::set<std::string> covered;
-  for (const PropertyCase& test : PropertyCases()) {
-    SCOPED_TRACE(test.layout);
-    covered.insert(test.layout);
-    EXPECT_EQ(WalkedProperty(test.layout, test.bytes.data(), test.bytes.size()), test.bytes.size());
-    for (size_t at = 0; at < test.bytes.size(); ++at) {
+  KxTest_ForRows<std::string, KxBytes>("records/properties.txt", [&](auto& layout, auto& whole) {
+    covered.insert(layout);
+    EXPECT_EQ(WalkedProperty(layout, whole.data(), whole.size()), whole.size());
+    for (size_t at = 0; at < whole.size(); ++at) {
       for (const unsigned value : {0u, 1u, 2u, 0xFFu}) {
-        for (const size_t count : {at, test.bytes.size()}) {
-          KxBytes bytes = test.bytes;
+        for (const size_t count : {at, whole.size()}) {
+          KxBytes bytes = whole;
           bytes[at] = static_cast<unsigned char>(value);
           const CkxExactBytes exact(bytes, count);
-          ASSERT_EQ(WalkedProperty(test.layout, exact.cursor, count), test.read(exact.cursor, exact.remaining))
+          ASSERT_EQ(WalkedProperty(layout, exact.cursor, count),
+                    kPropertyReaders.at(layout)(exact.cursor, exact.remaining))
               << "byte " << at << " is " << value << ", of " << count;
         }
       }
     }
-  }
+  });
   EXPECT_EQ(covered.size(), KxRecordLayout_Properties().size());
 }
 
@@ -269,96 +257,24 @@ class Lines : public IkxRecordVisitor {
   }
 };
 
-CkxRecordBytes LinkTarget() { return CkxRecordBytes().U32(0x22232427).SizeHere().Id(5).U32(2).Id(9); }
-CkxRecordBytes UrlTarget() {
-  return CkxRecordBytes().U32(0x22232427).SizeHere().Id(6).U32(7).Set().Obfuscated(u"h*").U8(0).U16(4);
-}
-KxBytes Group(const CkxRecordBytes& target) {
-  return CkxRecordBytes().U32(0x22232426).SizeHere().Id(9).U32(2).Append(LinkTarget()).Append(target).Bytes();
-}
-
 TEST(RecordWalk, TellsEachFieldAndItsPlace) {
-  Lines visitor;
-  EXPECT_EQ(Walked(Section::AppGroups, Group(UrlTarget()), &visitor), 114u);
-  EXPECT_EQ(visitor.lines, (std::vector<std::string>{
-                               "0 +4 magic",
-                               "4 +4 size",
-                               "8 +16 id",
-                               "24 +4 targets",
-                               "28 +4 targets/0/magic",
-                               "32 +4 targets/0/size",
-                               "36 +16 targets/0/id",
-                               "52 +4 targets/0/type",
-                               "56 +16 targets/0/group",
-                               "whole 28 +44 targets/0",
-                               "72 +4 targets/1/magic",
-                               "76 +4 targets/1/size",
-                               "80 +16 targets/1/id",
-                               "96 +4 targets/1/type",
-                               "100 +1 targets/1/url",
-                               "101 +10 targets/1/url/pattern \"h*\"",
-                               "111 +1 targets/1/url/caseSensitive",
-                               "112 +2 targets/1/url/compareAs",
-                               "whole 100 +14 targets/1/url",
-                               "whole 72 +42 targets/1",
-                               "whole 24 +90 targets",
-                           }));
+  KxTest_ForRows<uint64_t, KxBytes, std::vector<std::string>>(
+      "records/walks.txt", [](auto section, auto& bytes, auto& lines) {
+        Lines visitor;
+        EXPECT_EQ(Walked(static_cast<Section>(section), bytes, &visitor), bytes.size());
+        EXPECT_EQ(visitor.lines, lines);
+      });
 }
 
 TEST(RecordWalk, TellsWhereTheFirstFaultIs) {
-  const auto target = [](uint32_t type) { return CkxRecordBytes().U32(0x22232427).SizeHere().Id(6).U32(type); };
-  const auto patched = [](KxBytes bytes, size_t offset, size_t value) {
-    PutU32(bytes, offset, value);
-    return bytes;
-  };
-  const KxBytes good = Group(UrlTarget());
-  const struct {
-    const char* name;
-    Section section;
-    KxBytes bytes;
-    size_t offset;
-    const char* path;
-    const char* message;
-  } kCases[] = {
-      {"nothing",
-       Section::AppGroups,
-       {},
-       0,
-       "",
-       "needs 24 bytes, but 0 bytes are left for the header of application group"},
-      {"another magic", Section::Policies, KxBytes(40, 7), 0, "magic", "is 0x07070707, not 0x22232425"},
-      {"a small size", Section::AppGroups, patched(good, 4, 23), 4, "size", "is 23, less than the header takes"},
-      {"a large size", Section::AppGroups, patched(good, 4, 115), 4, "size", "is 115, but 114 bytes are left"},
-      {"a target's magic", Section::AppGroups, patched(good, 72, 1), 72, "targets/1/magic",
-       "is 0x00000001, not 0x22232427"},
-      {"a target's size", Section::AppGroups, patched(good, 76, 43), 76, "targets/1/size",
-       "is 43, but 42 bytes are left"},
-      {"a type that nobody reads", Section::AppGroups, Group(target(22)), 96, "targets/1/type",
-       "type 22 (MacPkg) is not accepted"},
-      {"a type that is none", Section::AppGroups, Group(target(0xFFFFFFFF)), 96, "targets/1/type",
-       "type -1 (Unknown Target Type) is not accepted"},
-      {"one target too many", Section::AppGroups, patched(good, 24, 3), 114, "targets/2",
-       "needs 28 bytes, but 0 bytes are left for the header of target"},
-      {"a short number", Section::AppGroups, Group(target(8).U16(1)), 100, "targets/1/task",
-       "needs 4 bytes, but 2 bytes are left"},
-      {"a task that is none", Section::AppGroups, Group(target(8).U32(1000000)), 100, "targets/1/task",
-       "there is no administrative task 1000000"},
-      {"a long text", Section::AppGroups, Group(target(16).Unset(2).U32(6).Zeros(5)), 102, "targets/1/users",
-       "counts 6 bytes, but 5 bytes are left"},
-      {"an action that is none", Section::Policies,
-       CkxRecordBytes().U32(0x22232425).SizeHere().U32(14).Zeros(28).Bytes(), 8, "action",
-       "action 14 (Unknown Policy Action) is not accepted"},
-      {"an alert type that is none", Section::Alerts,
-       CkxRecordBytes().U32(0x22232428).SizeHere().U16(3).U16(0).Id(1).Bytes(), 8, "type", "type 3 is not accepted"},
-  };
-  for (const auto& test : kCases) {
-    SCOPED_TRACE(test.name);
-    SkxRecordFault fault;
-    EXPECT_FALSE(KxRecord_Walk(KxLint_Layout(test.section), test.bytes, nullptr, fault).has_value());
-    EXPECT_EQ(fault.offset, test.offset);
-    EXPECT_EQ(fault.path, test.path);
-    EXPECT_EQ(fault.message, test.message);
-  }
+  KxTest_ForRows<uint64_t, KxBytes, uint64_t, std::string, std::string>(
+      "records/walk_faults.txt", [](auto section, auto& bytes, auto offset, auto& path, auto& message) {
+        SkxRecordFault fault;
+        EXPECT_FALSE(KxRecord_Walk(KxLint_Layout(static_cast<Section>(section)), bytes, nullptr, fault).has_value());
+        EXPECT_EQ(fault.offset, offset);
+        EXPECT_EQ(fault.path, path);
+        EXPECT_EQ(fault.message, message);
+      });
 }
 
 TEST(RecordLayout, OfTheIndexHasThreeSlots) {
