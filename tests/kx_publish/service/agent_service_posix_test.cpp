@@ -3,9 +3,8 @@
 #include <kx_util/shared_policies_data.h>
 #include <sys/stat.h>
 
-#include "Agent/engine/kx_publish/document/policy_document.h"
-#include "Agent/engine/kx_publish/image/encode_image.h"
 #include "Agent/engine/kx_publish/service/agent_service.h"
+#include "tests/support/policy_documents.h"
 #include "tests/support/runtime_folder_scope.h"
 #include "tests/support/trace_capture.h"
 #include "tests/support/user_scope_posix.h"
@@ -16,13 +15,9 @@ constexpr uid_t kStranger = 4241;
 
 /// About a file with nothing but an "x" in it.
 SkxPolicyImage Image() {
-  SkxPublication publication;
-  SkxDocumentError error;
-  const SkxDocumentText text[] = {{"test", R"({"policies": [
+  return KxTest_Compile(R"({"policies": [
       {"id": 2, "name": "Setup", "action": "run", "targets": [{"type": "executable", "hash": {"algorithm": "SHA256",
-       "hex": "2D711642B726B04401627CA9FBAC32F5C8530FB1903CC4DB02258717921A4881"}}]}]})"}};
-  EXPECT_TRUE(KxPolicyDocument_Read(text, publication, error)) << error.Text();
-  return KxEncode_Image(publication);
+       "hex": "2D711642B726B04401627CA9FBAC32F5C8530FB1903CC4DB02258717921A4881"}}]}]})");
 }
 
 TEST(AgentServicePosix, AFileIsOpenedWithTheClientsRights) {

@@ -11,18 +11,20 @@
 #include <list>
 #include <thread>
 
-#include "Agent/engine/kx_publish/document/policy_document.h"
-#include "Agent/engine/kx_publish/image/encode_image.h"
 #include "Agent/engine/kx_publish/service/publication.h"
 #include "Agent/engine/kx_util/store/agent_requests.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/util/text.h"
+#include "tests/support/data_rows.h"
+#include "tests/support/policy_documents.h"
+#include "tests/support/record_bytes.h"
 #include "tests/support/recorded_facts.h"
 #include "tests/support/runtime_folder_scope.h"
 #include "tests/support/trace_capture.h"
 
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -35,14 +37,6 @@ constexpr const char* kDocument = R"({
      "targets": [{"type": "executable", "fileName": "setup.exe"}]}],
   "applicable": {"S-1-5-21-1-2-3-1001": [1], "*": [1, 2]}
 })";
-
-SkxPolicyImage Image(const char* document) {
-  SkxPublication publication;
-  SkxDocumentError error;
-  const SkxDocumentText text[] = {{"test", document}};
-  EXPECT_TRUE(KxPolicyDocument_Read(text, publication, error)) << error.Text();
-  return KxEncode_Image(publication);
-}
 
 /// A host that knows which program the agent is, and can tell who signed what.
 class KnownProgram : public IkxProcessIdentity {
@@ -58,7 +52,7 @@ class AgentService : public testing::Test {
   void SetUp() override {
     std::string error;
     KxWString channel;
-    const SkxPolicyImage image = Image(kDocument);
+    const SkxPolicyImage image = KxTest_Compile(kDocument);
     service.Serve(image);
     ASSERT_TRUE(service.Start(channel)) << KxText_ToUtf8(channel);
     ASSERT_TRUE(publication.Publish(image, error)) << error;
@@ -82,36 +76,22 @@ class AgentService : public testing::Test {
 };
 
 TEST_F(AgentService, LiveEvaluationAsksItWhichPoliciesAreTheUsers) {
-  const struct {
-    const char* name;
-    const WCHAR* path;
-    CkxAccessToken& user;
-    uint32_t policy;  // 0: none
-  } cases[] = {
-      {"blocked for anyone", KXW("C:\\tool.exe"), anyone, 1},
-      {"blocked for the restricted", KXW("C:\\tool.exe"), restricted, 1},
-      {"run for anyone", KXW("C:\\setup.exe"), anyone, 2},
-      {"not the restricted user's policy", KXW("C:\\setup.exe"), restricted, 0},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    const CkxTargetInfoFile target(KxTest_FileAt(c.path), c.user.Handle());
+  const auto decidedBy = [](const WCHAR* path, CkxAccessToken& user) {
+    const CkxTargetInfoFile target(KxTest_FileAt(path), user.Handle());
     SkxTriggerPolicyShortInfo info;
-    EXPECT_EQ(CkxSharedPoliciesData::GetTargetPolicyAction(target, info), c.policy != 0);
-    EXPECT_EQ(info.PolicyId, c.policy);
-  }
-  EXPECT_THAT(events, testing::Contains(HasSubstr("S-1-5-21-1-2-3-1001: 1 policies")));
-}
-
-TEST_F(AgentService, IsToldWhichProgramAsksAboutAPrompt) {
-  SvcUacActionInfo action;
-  ASSERT_TRUE(CkxSharedPoliciesData::GetUacAction(KXW("C:\\setup.exe"), 0, action));
-  EXPECT_THAT(events, testing::Contains(HasSubstr(" as [System, Microsoft Windows]: \"C:\\setup.exe\": policy 2")));
+    return CkxSharedPoliciesData::GetTargetPolicyAction(target, info) ? uint32_t{info.PolicyId} : 0;
+  };
+  EXPECT_EQ(decidedBy(KXW("C:\\tool.exe"), anyone), 1u);
+  EXPECT_EQ(decidedBy(KXW("C:\\setup.exe"), anyone), 2u);
+  EXPECT_EQ(decidedBy(KXW("C:\\tool.exe"), restricted), 1u);
+  EXPECT_EQ(decidedBy(KXW("C:\\setup.exe"), restricted), 0u) << "not this user's policy";
+  EXPECT_THAT(events, Contains(HasSubstr("S-1-5-21-1-2-3-1001: 1 policies")));
 }
 
 TEST_F(AgentService, SaysWhatReplacesAPrompt) {
   SvcUacActionInfo action;
   ASSERT_TRUE(CkxSharedPoliciesData::GetUacAction(KXW("C:\\setup.exe"), 0, action));
+  EXPECT_THAT(events, Contains(HasSubstr(" as [System, Microsoft Windows]: \"C:\\setup.exe\": policy 2")));
   EXPECT_EQ(action.policyApplies, 1);
   EXPECT_EQ(action.policy.PolicyId, 2u);
   EXPECT_EQ(action.replacePrompt, 1);
@@ -134,7 +114,7 @@ TEST_F(AgentService, SaysWhatReplacesAPrompt) {
 
 /// What the agent itself cannot read is no answer, and above all not "this user has no policies".
 TEST_F(AgentService, ADamagedImageIsNoAnswer) {
-  SkxPolicyImage damaged = Image(kDocument);
+  SkxPolicyImage damaged = KxTest_Compile(kDocument);
   damaged.applicable.reset();
   (*damaged.policies)[4] ^= 1;  // the first record's signature
   service.Serve(damaged);
@@ -153,8 +133,8 @@ TEST_F(AgentService, AnotherImageIsInForceAtOnce) {
   const CkxTargetInfoFile tool(KxTest_FileAt(KXW("C:\\tool.exe")), anyone.Handle());
   SkxTriggerPolicyShortInfo info;
   ASSERT_TRUE(CkxSharedPoliciesData::GetTargetPolicyAction(tool, info));
-  const SkxPolicyImage other =
-      Image(R"({"policies": [{"id": 7, "name": "All", "action": "run", "targets": [{"type": "executable"}]}]})");
+  const SkxPolicyImage other = KxTest_Compile(
+      R"({"policies": [{"id": 7, "name": "All", "action": "run", "targets": [{"type": "executable"}]}]})");
   std::string error;
   EXPECT_FALSE(service.Replace(other, [] { return false; }));
   ASSERT_TRUE(CkxSharedPoliciesData::GetTargetPolicyAction(tool, info));
@@ -202,29 +182,11 @@ TEST_F(AgentService, RowsAndPublicationChangeAsOneStep) {
 }
 
 TEST_F(AgentService, OpensNothingBeyondThisMachinesFiles) {
-  const struct {
-    const char* name;
-    const WCHAR* path;
-    bool answered;
-  } cases[] = {
-      {"a file", KXW("C:\\setup.exe"), true},
-      {"a file elsewhere", KXW("/tmp/setup.exe"), true},
-      {"by its name alone", KXW("setup.exe"), true},
-      {"another machine's", KXW("\\\\server\\share\\setup.exe"), false},
-      {"another machine's, in slashes", KXW("//server/share/setup.exe"), false},
-      {"the system's spelling", KXW("\\\\?\\C:\\setup.exe"), false},
-      {"the kernel's spelling", KXW("\\??\\C:\\setup.exe"), false},
-      {"a device", KXW("\\\\.\\PhysicalDrive0"), false},
-      {"a device's name", KXW("C:\\x\\nul"), false},
-      {"a device's name with an extension", KXW("C:\\Com1.exe"), false},
-      {"no device's name", KXW("C:\\Com10.exe"), true},
-      {"nor this", KXW("C:\\console.exe"), true},
-  };
   const CkxTraceCapture quiet;
-  for (const auto& c : cases) {
+  KxTest_ForRows<KxWString, bool>("channel/client_paths.txt", [](auto& path, auto answered) {
     SvcUacActionInfo action;
-    EXPECT_EQ(CkxSharedPoliciesData::GetUacAction(c.path, 0, action), c.answered) << c.name;
-  }
+    EXPECT_EQ(CkxSharedPoliciesData::GetUacAction(path.c_str(), 0, action), answered);
+  });
 }
 
 TEST_F(AgentService, RefusesWhatIsNoRequestAndGoesOn) {
@@ -294,21 +256,10 @@ TEST(AgentRequests, EveryFaultHasItsLine) {
   }
 }
 
-/// ASCII as UTF-16LE.
-std::vector<unsigned char> Units(std::string_view text) {
-  std::vector<unsigned char> bytes;
-  for (const char unit : text) bytes.insert(bytes.end(), {static_cast<unsigned char>(unit), 0});
-  return bytes;
-}
-
 TEST(AgentRequests, GoWhereTheAgentListensWithWhatItReads) {
   using Data = CkxSharedPoliciesData;
-  std::vector<unsigned char> sid = Units("S-1-5-18");
-  sid.resize(18);
-  std::vector<unsigned char> question = {1, 2, 0, 0};
-  const std::vector<unsigned char> path = Units("C:\\a.exe");
-  question.insert(question.end(), path.begin(), path.end());
-  question.resize(304);
+  const KxBytes sid = CkxRecordBytes().Plain(u"S-1-5-18").Bytes();
+  const KxBytes question = CkxRecordBytes().U32(0x201).Plain(u"C:\\a.exe").PadTo(304).Bytes();
   const auto policies = [] {
     CkxAccessToken system{*CkxSid::FromUtf8("S-1-5-18"), {}, true};
     std::vector<int> ids;
@@ -319,41 +270,34 @@ TEST(AgentRequests, GoWhereTheAgentListensWithWhatItReads) {
     return Data::GetUacAction(KXW("C:\\a.exe"), 0x201, unused);
   };
   const auto consent = [] { return Data::ShouldHookConsent(KXW("C:\\a.exe"), 0x201); };
+  const KxWString none, image = KXW("System"), signer = KXW("Microsoft Windows");
   const struct {
     const SkxAgentRequest& request;
     bool (*ask)();
     const WCHAR* server;
-    std::string client;
+    const WCHAR* client;
     const WCHAR* word;
     uint32_t channel;
-    KxWString image, signer;
+    const KxWString &image, &signer;
     uint32_t timeout;
-    const std::vector<unsigned char>& body;
+    const KxBytes& body;
   } cases[] = {
-      {kKxApplicablePoliciesRequest,
-       policies,
-       KXW("applicablePoliciesSer"),
-       "applicablePoliciesSerCli",
-       KXW("HANDLER_APPLICABLE_POLICIES"),
-       6,
-       {},
-       {},
-       30000,
-       sid},
-      {kKxUacActionRequest, action, KXW("uacActionServ"), "uacActionCli", KXW("HANDLER_GET_UAC_ACTION"), 4,
-       KXW("System"), KXW("Microsoft Windows"), 10000, question},
-      {kKxHookConsentRequest, consent, KXW("shouldHookConsentServ"), "shouldHookConsentCli",
-       KXW("HANDLER_SHOULD_HOOK_CONSENT"), 2, KXW("System"), KXW("Microsoft Windows"), 10000, question},
+      {kKxApplicablePoliciesRequest, policies, KXW("applicablePoliciesSer"), KXW("applicablePoliciesSerCli"),
+       KXW("HANDLER_APPLICABLE_POLICIES"), 6, none, none, 30000, sid},
+      {kKxUacActionRequest, action, KXW("uacActionServ"), KXW("uacActionCli"), KXW("HANDLER_GET_UAC_ACTION"), 4, image,
+       signer, 10000, question},
+      {kKxHookConsentRequest, consent, KXW("shouldHookConsentServ"), KXW("shouldHookConsentCli"),
+       KXW("HANDLER_SHOULD_HOOK_CONSENT"), 2, image, signer, 10000, question},
   };
   const CkxRuntimeFolderScope folder;
   const CkxTraceCapture quiet;
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.client);
-    std::string client;
-    std::vector<unsigned char> body;
+    SCOPED_TRACE(c.timeout);
+    KxWString client;
+    KxBytes body;
     CkxSecureIpcServer server;
     server.Handle(c.word, c.channel, [&](const SkxSecureIpcCaller& caller, auto sent, auto&) {
-      client = KxText_ToUtf8(caller.name);
+      client = caller.name.ToString();
       body.assign(sent.begin(), sent.end());
       return false;
     });
@@ -361,9 +305,8 @@ TEST(AgentRequests, GoWhereTheAgentListensWithWhatItReads) {
     EXPECT_FALSE(c.ask());
     server.Stop();
     server.Wait();
-    EXPECT_EQ(client, c.client);
+    EXPECT_TRUE(client == c.client && c.request.image == c.image && c.request.signer == c.signer);
     EXPECT_EQ(body, c.body);
-    EXPECT_TRUE(c.request.image == c.image && c.request.signer == c.signer);
     EXPECT_EQ(c.request.timeout, c.timeout);
   }
 }
@@ -373,14 +316,13 @@ TEST(AgentRequests, AnotherProgramThanTheHostExpectsIsToldNothing) {
   std::atomic<bool> asked = false;
   std::list<CkxSecureIpcServer> servers;
   for (const SkxAgentRequest* request : {&kKxApplicablePoliciesRequest, &kKxUacActionRequest, &kKxHookConsentRequest}) {
-    servers.emplace_back().Handle(request->requestName, request->channel,
-                                  [&, size = request->channel == 6   ? 4U
-                                             : request->channel == 4 ? 2340U
-                                                                     : 1U](const auto&, auto, auto& reply) {
-                                    asked = true;
-                                    reply.assign(size, 1);
-                                    return true;
-                                  });
+    const size_t size = request->channel == 6 ? 4 : request->channel == 4 ? 2340 : 1;
+    const auto answer = [&asked, size](const auto&, auto, auto& reply) {
+      asked = true;
+      reply.assign(size, 1);
+      return true;
+    };
+    servers.emplace_back().Handle(request->requestName, request->channel, answer);
     ASSERT_TRUE(servers.back().Start(request->serverName));
   }
   const struct {
@@ -402,8 +344,8 @@ TEST(AgentRequests, AnotherProgramThanTheHostExpectsIsToldNothing) {
     EXPECT_EQ(asked, c.answered);
     if (!c.answered) {
       EXPECT_THAT(trace.Texts(),
-                  testing::Contains("KXT_ERROR CkxSharedPoliciesData: Failed to initiate connection with agent to "
-                                    "HANDLER_GET_UAC_ACTION"));
+                  Contains("KXT_ERROR CkxSharedPoliciesData: Failed to initiate connection with agent to "
+                           "HANDLER_GET_UAC_ACTION"));
     }
   }
   EXPECT_TRUE(KxUtil_SetExpectedAgent(nullptr, KXW("Vendor Inc.")));
@@ -440,34 +382,25 @@ TEST(AgentRequests, WhoIsTurnedAwayComesAgain) {
 
 TEST(AgentRequests, AnAbsentAndASilentServerFailInTime) {
   const CkxRuntimeFolderScope folder;
-  const struct {
-    const SkxAgentRequest& request;
-    std::string word;
-  } requests[] = {{kKxApplicablePoliciesRequest, "HANDLER_APPLICABLE_POLICIES"},
-                  {kKxUacActionRequest, "HANDLER_GET_UAC_ACTION"},
-                  {kKxHookConsentRequest, "HANDLER_SHOULD_HOOK_CONSENT"}};
-  for (const auto& row : requests) {
-    const SkxAgentRequest& request = row.request;
-    const std::string& word = row.word;
-    SCOPED_TRACE(word);
-    SkxAgentRequest impatient = request;
+  for (const SkxAgentRequest* request : {&kKxApplicablePoliciesRequest, &kKxUacActionRequest, &kKxHookConsentRequest}) {
+    SCOPED_TRACE(request->channel);
+    SkxAgentRequest impatient = *request;
     impatient.timeout = 300;
     const auto ask = [&] {
-      if (&request == &kKxApplicablePoliciesRequest) {
-        return KxAgent_ApplicablePolicies(KXW("S-1-5-18"), impatient).has_value();
-      }
-      return KxAgent_ShouldHookConsent(KXW("C:\\a.exe"), 0, impatient).has_value();
+      return request == &kKxApplicablePoliciesRequest
+                 ? KxAgent_ApplicablePolicies(KXW("S-1-5-18"), impatient).has_value()
+                 : KxAgent_ShouldHookConsent(KXW("C:\\a.exe"), 0, impatient).has_value();
     };
     CkxTraceCapture trace;
     EXPECT_FALSE(ask());
-    EXPECT_THAT(trace.Texts(), testing::Contains("KXT_ERROR CkxSharedPoliciesData: Failed to initiate connection with "
-                                                 "agent to " +
-                                                 word));
+    EXPECT_THAT(trace.Texts(),
+                Contains("KXT_ERROR CkxSharedPoliciesData: Failed to initiate connection with agent to " +
+                         KxText_ToUtf8(request->requestName)));
     CkxSecurePipeListener silent;  // takes connections, and nobody ever reads them
-    ASSERT_TRUE(silent.Listen(request.serverName));
+    ASSERT_TRUE(silent.Listen(request->serverName));
     trace.Clear();
     EXPECT_FALSE(ask());
-    EXPECT_THAT(trace.Texts(), testing::Contains(HasSubstr("Failed to get receive ")));
+    EXPECT_THAT(trace.Texts(), Contains(HasSubstr("Failed to get receive ")));
     silent.Stop();
   }
 }

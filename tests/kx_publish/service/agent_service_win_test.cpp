@@ -3,12 +3,11 @@
 #include <gtest/gtest.h>
 #include <kx_util/shared_policies_data.h>
 
-#include "Agent/engine/kx_publish/document/policy_document.h"
-#include "Agent/engine/kx_publish/image/encode_image.h"
 #include "Agent/engine/kx_publish/service/agent_service.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/security/agent_trust.h"
 #include "Common_CPP/util/handle_win.h"
+#include "tests/support/policy_documents.h"
 #include "tests/support/trace_capture.h"
 
 namespace {
@@ -16,14 +15,10 @@ namespace {
 constexpr const wchar_t* kStop = L"Local\\KxTest-AgentInAnotherProcess-Stop";
 
 SkxPolicyImage Image() {
-  SkxPublication publication;
-  SkxDocumentError error;
-  const SkxDocumentText text[] = {{"test", R"({
+  return KxTest_Compile(R"({
       "alerts": [{"name": "ask", "type": "dialog", "dialogType": 3, "htmlPath": "C:\\ask.html"}], "policies": [
       {"id": 2, "name": "Setup", "action": "run",
-       "alerts": [{"trigger": "replaceUacOfStandardUser", "type": "dialog", "id": "ask"}], "targets": [{"type": "executable", "fileName": "setup.exe"}]}]})"}};
-  EXPECT_TRUE(KxPolicyDocument_Read(text, publication, error)) << error.Text();
-  return KxEncode_Image(publication);
+       "alerts": [{"trigger": "replaceUacOfStandardUser", "type": "dialog", "id": "ask"}], "targets": [{"type": "executable", "fileName": "setup.exe"}]}]})");
 }
 
 /// What the other process runs.

@@ -7,12 +7,11 @@
 
 #include <thread>
 
-#include "Agent/engine/kx_publish/document/policy_document.h"
-#include "Agent/engine/kx_publish/image/encode_image.h"
 #include "Agent/engine/kx_publish/service/agent_service.h"
 #include "Agent/engine/kx_publish/service/publication.h"
 #include "Common_CPP/access_token/access_token.h"
-#include "tests/support/record_bytes.h"
+#include "tests/support/policy_documents.h"
+#include "tests/support/recorded_facts.h"
 #include "tests/support/runtime_folder_scope.h"
 #include "tests/support/trace_capture.h"
 
@@ -26,48 +25,34 @@ constexpr int kPublications = 1000;
 SkxPolicyImage Image(char letter) {
   const std::string target = letter == 'A' ? "0000000A" : "0000000B";
   const std::string id = letter == 'A' ? "1" : "2";
-  SkxPublication publication;
-  SkxDocumentError error;
-  const SkxDocumentText text[] = {
-      {"test", R"({"applicationGroups": [{"name": "g", "targets": [{"type": "executable", "fileName": "tool.exe",
-                   "id": "{)" +
-                   target + R"(-0000-0000-0000-000000000000}"}]}],
-                   "policies": [{"id": )" +
-                   id + R"(, "name": "p", "action": "block", "targets": [{"type": "applicationGroup", "group": "g"}]},
-                                {"id": 11, "name": "all", "action": "elevate", "targets": [{"type": "executable"}]}],
-                   "applicable": {"*": [)" +
-                   id + R"(, 11]}})"}};
-  EXPECT_TRUE(KxPolicyDocument_Read(text, publication, error)) << error.Text();
-  return KxEncode_Image(publication);
+  return KxTest_Compile(
+      R"({"applicationGroups": [{"name": "g", "targets": [{"type": "executable", "fileName": "tool.exe",
+                             "id": "{)" +
+      target + R"(-0000-0000-0000-000000000000}"}]}], "policies": [{"id": )" + id +
+      R"(, "name": "p", "action": "block", "targets": [{"type": "applicationGroup", "group": "g"}]},
+                           {"id": 11, "name": "all", "action": "elevate", "targets": [{"type": "executable"}]}],
+                           "applicable": {"*": [)" +
+      id + ", 11]}}");
 }
 
-enum class Answer { OfOne, Elevated, Mixed, None };
-
-Answer Evaluate(void* token) {
-  SkxFileFacts facts;
-  facts.path = KXW("C:\\tool.exe");
-  const CkxTargetInfoFile tool(std::move(facts), token);
+/// What is wrong with the answer, "" for one that is of one publication.
+std::string Evaluate(void* token) {
+  const CkxTargetInfoFile tool(KxTest_FileAt(KXW("C:\\tool.exe")), token);
   SkxTriggerPolicyShortInfo info;
-  if (!CkxSharedPoliciesData::GetTargetPolicyAction(tool, info)) return Answer::None;
-  if (info.PolicyAction != EkxPolicyAction::Block) return Answer::Elevated;
+  if (!CkxSharedPoliciesData::GetTargetPolicyAction(tool, info)) return "no answer";
+  if (info.PolicyAction != EkxPolicyAction::Block) return "elevated";
   const uint32_t target = info.PolicyTargetId.Data1;
-  const bool isA = info.PolicyId == 1 && target == 0xA;
-  const bool isB = info.PolicyId == 2 && target == 0xB;
-  return isA || isB ? Answer::OfOne : Answer::Mixed;
+  const bool isOfOne = (info.PolicyId == 1 && target == 0xA) || (info.PolicyId == 2 && target == 0xB);
+  return isOfOne ? "" : "an answer of two publications";
 }
 
-/// Evaluates until `go` says that it is over; the first answer that should not be, or "".
+/// Evaluates until `go` says that it is over; what is wrong with the first answer that should not be, or "".
 template <class Go>
 std::string Read(Go go, int& evaluations) {
   CkxAccessToken user(*CkxSid::FromUtf8("S-1-5-21-1-2-3-4"), {}, false);
-  while (go()) {
-    ++evaluations;
-    const Answer answer = Evaluate(user.Handle());
-    if (answer == Answer::Elevated) return "elevated";
-    if (answer == Answer::Mixed) return "an answer of two publications";
-    if (answer == Answer::None) return "no answer";
-  }
-  return "";
+  std::string fault;
+  for (; fault.empty() && go(); ++evaluations) fault = Evaluate(user.Handle());
+  return fault;
 }
 
 /// A machine in force: the agent answers, and its publications change.
