@@ -6,10 +6,9 @@
 #include <nlohmann/json.hpp>
 #include <random>
 
-#include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/document/target_document.h"
-#include "Agent/engine/kx_publish/image/encode_image.h"
 #include "Agent/engine/kx_publish/image/image_source.h"
+#include "tests/support/policy_documents.h"
 
 namespace {
 
@@ -83,12 +82,11 @@ std::string GroupName(int group) { return "g" + std::to_string(group); }
 json Document(const Target& target) {
   if (target.link != kNone) return {{"type", "applicationGroup"}, {"group", GroupName(target.link)}};
   json program = {{"type", "executable"}, {"fileName", std::string(1, target.program) + ".exe"}};
-  json& parent = program["parentProcess"];
-  if (target.included != kNone) parent["includedGroup"] = GroupName(target.included);
-  if (target.included != kNone) parent["includedAnyAncestor"] = target.anyAncestor;
-  if (target.excluded != kNone) parent["excludedGroup"] = GroupName(target.excluded);
-  if (target.excluded != kNone) parent["excludedAnyAncestor"] = target.anyAncestor;
-  if (parent.is_null()) program.erase("parentProcess");
+  for (const auto& [group, key] : {std::pair(target.included, "included"), {target.excluded, "excluded"}}) {
+    if (group == kNone) continue;
+    program["parentProcess"][std::string(key) + "Group"] = GroupName(group);
+    program["parentProcess"][std::string(key) + "AnyAncestor"] = target.anyAncestor;
+  }
   return program;
 }
 
@@ -99,17 +97,11 @@ SkxPolicyImage Image(const Graph& graph) {
   for (size_t i = 0; i < graph.size(); ++i) {
     json targets = json::array();
     for (const Target& target : graph[i]) targets.push_back(Document(target));
-    groups.push_back({{"name", GroupName(static_cast<int>(i))}, {"targets", targets}});
-    policies.push_back({{"id", i + 1},
-                        {"name", "p"},
-                        {"action", "block"},
-                        {"targets", {{{"type", "applicationGroup"}, {"group", GroupName(static_cast<int>(i))}}}}});
+    const int group = static_cast<int>(i);
+    groups.push_back({{"name", GroupName(group)}, {"targets", targets}});
+    policies.push_back({{"id", i + 1}, {"name", "p"}, {"action", "block"}, {"targets", {Document({.link = group})}}});
   }
-  const SkxDocumentText text[] = {{"test", json({{"applicationGroups", groups}, {"policies", policies}}).dump()}};
-  SkxPublication publication;
-  SkxDocumentError error;
-  EXPECT_TRUE(KxPolicyDocument_Read(text, publication, error)) << error.Text();
-  return KxEncode_Image(publication);
+  return KxTest_Compile(json({{"applicationGroups", groups}, {"policies", policies}}).dump());
 }
 
 json Process(std::string_view chain) {

@@ -1,8 +1,10 @@
 #include "Agent/engine/kx_publish/image/image_source.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "Common_CPP/access_token/access_token.h"
+#include "tests/support/data_rows.h"
 #include "tests/support/trace_capture.h"
 
 namespace {
@@ -25,36 +27,17 @@ std::string Answer(const CkxImageSource& source, const char* sid) {
   if (policies->IsNone()) return "none";
   if (policies->IsAll()) return "all";
   std::string ids;
-  for (const uint32_t id : policies->Ids()) ids += std::to_string(id) + " ";
+  for (const uint32_t id : policies->Ids()) ids += (ids.empty() ? "" : " ") + std::to_string(id);
   return ids;
 }
 
 TEST(ImageSource, RowsSayWhatApplies) {
-  struct Case {
-    const char* name;
-    std::optional<std::string> applicable;
-    const char* ann;
-    const char* nobody;
-  };
-  const Case cases[] = {
-      {"no rules", std::nullopt, "all", "all"},
-      {"no rows", "{}", "all", "all"},
-      {"a row for everybody", R"({"*": [3, 1, 2]})", "3 1 2 ", "3 1 2 "},
-      {"a row of one's own", R"({"*": [1], "S-1-5-21-1-2-3-1001": [2]})", "2 ", "1 "},
-      {"a row of one's own, the SID written otherwise", R"({"*": [1], "s-1-0x5-21-1-2-3-1001": [2]})", "2 ", "1 "},
-      {"a row for somebody else", R"({"S-1-5-21-1-2-3-1002": [2]})", "none", "none"},
-      {"somebody else's, and one for everybody", R"({"S-1-5-21-1-2-3-1002": [2], "*": [1]})", "1 ", "1 "},
-      {"an empty row of one's own", R"({"*": [1], "S-1-5-21-1-2-3-1001": []})", "none", "1 "},
-      {"an empty row for everybody", R"({"*": [], "S-1-5-21-1-2-3-1001": [4]})", "4 ", "none"},
-      {"a row that begins with 0, the agent's word for none", R"({"*": [0, 1]})", "none", "none"},
-      {"a group's row serves no member", R"({"S-1-5-32-545": [1]})", "none", "none"},
-      {"malformed rules", R"({"*": [1], "ann": [1]})", "unknown", "unknown"},
-  };
-  for (const Case& c : cases) {
-    const CkxImageSource source(ImageWith(c.applicable));
-    EXPECT_EQ(Answer(source, kAnn), c.ann) << c.name;
-    EXPECT_EQ(Answer(source, nullptr), c.nobody) << c.name;
-  }
+  KxTest_ForRows<nlohmann::json, std::string, std::string>(
+      "documents/applicable.txt", [](auto& rows, auto& ann, auto& nobody) {
+        const CkxImageSource source(ImageWith(rows.is_null() ? std::nullopt : std::optional(rows.dump())));
+        EXPECT_EQ(Answer(source, kAnn), ann);
+        EXPECT_EQ(Answer(source, nullptr), nobody);
+      });
 }
 
 TEST(ImageSource, AnswersAreSharedAndRefusalsTraced) {

@@ -6,11 +6,10 @@
 #include <chrono>
 #include <thread>
 
-#include "Agent/engine/kx_publish/document/policy_document.h"
-#include "Agent/engine/kx_publish/image/encode_image.h"
 #include "Agent/engine/kx_publish/image/image_source.h"
 #include "Common_CPP/file/held_folder.h"
 #include "Common_CPP/util/last_error.h"
+#include "tests/support/policy_documents.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/trace_capture.h"
 
@@ -19,13 +18,9 @@ namespace {
 /// Both block everything; the rules of the one with the policies of the other leave only the elevation.
 SkxPolicyImage Image(const std::string& id) {
   const std::string targets = R"("targets": [{"type": "executable"}]})";
-  const SkxDocumentText text[] = {{"test", R"({"policies": [{"id": )" + id + R"(, "name": "B", "action": "block", )" +
-                                               targets + R"(, {"id": 11, "name": "E", "action": "elevate", )" +
-                                               targets + R"(], "applicable": {"*": [)" + id + ", 11]}}"}};
-  SkxPublication publication;
-  SkxDocumentError error;
-  EXPECT_TRUE(KxPolicyDocument_Read(text, publication, error)) << error.Text();
-  return KxEncode_Image(publication);
+  return KxTest_Compile(R"({"policies": [{"id": )" + id + R"(, "name": "B", "action": "block", )" + targets +
+                        R"(, {"id": 11, "name": "E", "action": "elevate", )" + targets + R"(], "applicable": {"*": [)" +
+                        id + ", 11]}}");
 }
 
 EkxPolicyAction Decision(SkxPolicyImage image) {
