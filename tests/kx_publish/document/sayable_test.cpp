@@ -27,12 +27,6 @@ SkxTargetModel ByHash(const WCHAR* algorithm, const WCHAR* hash) {
   return Program(exe);
 }
 
-SkxTargetModel InLocation(const WCHAR* pattern, const WCHAR* types) {
-  SkxExeTarget exe;
-  exe.location = SkxLocationTest{pattern, false, types};
-  return Program(exe);
-}
-
 SkxPolicyModel Policy(uint32_t id) {
   SkxPolicyModel policy;
   policy.action = EkxPolicyAction::Block;
@@ -105,33 +99,11 @@ TEST(Sayable, WhatNoDocumentSaysIsNamed) {
          p.policies[0].targets = {ByHash(KXW("md5"), KXW("Md5##00112233445566778899aabbccddeeff"))};
        },
        ""},
-      {"a compare mode outside the table",
-       [](SkxPublication& p) {
-         p.policies[0].targets = {{KxTest_Id(5), SkxUrlTarget{SkxTextTest{KXW("a"), true, 99}}}};
-       },
-       ""},
-      {"a location that no file is in",
-       [](SkxPublication& p) { p.policies[0].targets = {InLocation(KXW(""), KXW(""))}; },
-       "P0 /targets/0/location: an empty pattern is met by no file\n"},
-      {"a type of drives that is none",
-       [](SkxPublication& p) { p.policies[0].targets = {InLocation(KXW("*"), KXW("FIXED,TAPE"))}; },
-       "P0 /targets/0/location/types/1: must be \"ANY\", \"UNKNOWN\", \"REMOVABLE\", \"FIXED\", \"REMOTE\", \"CDROM\" "
-       "or \"RAMDISK\"\n"},
-      {"a path that is nowhere",
-       [](SkxPublication& p) {
-         p.policies[0].targets = {{KxTest_Id(5), SkxFileSystemEntryTarget{}}};
-       },
-       "P0 /targets/0/path: must not be empty\n"},
       {"an alert of another type",
        [](SkxPublication& p) {
          p.policies[0].alerts = {{26, 2, KxTest_Id(3)}};
        },
        "P0 /alerts/0/type: the alert is of another type\n"},
-      {"an alert that is elsewhere",
-       [](SkxPublication& p) {
-         p.policies[0].alerts = {{26, 7, KxTest_Id(9)}, {27, 0, GUID{}}};
-       },
-       ""},
       {"a group of no id", [](SkxPublication& p) { p.groups.push_back(Group(0)); }, "G2 the null id means no group\n"},
       {"a group twice", [](SkxPublication& p) { p.groups.push_back(Group(2)); },
        "G2 the id is taken by one before it\n"},
