@@ -2,18 +2,13 @@
 #include "Agent/engine/kx_publish/document/sayable.h"
 
 #include <gtest/gtest.h>
-#include <kx_util/shared_app_groups.h>
-#include <kx_util/shared_cust_gui.h>
-#include <kx_util/shared_policy.h>
 
 #include <functional>
 #include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_publish/document/policy_document.h"
-#include "Agent/engine/kx_publish/record/decode.h"
-#include "Agent/engine/kx_publish/record/encode.h"
 #include "tests/kx_publish/document/random_publication.h"
-#include "tests/support/record_bytes.h"
+#include "tests/support/record_reading.h"
 
 namespace {
 
@@ -84,19 +79,16 @@ TEST(Sayable, WhatNoDocumentSaysIsNamed) {
       {"one id twice", [](SkxPublication& p) { p.policies[1].id = 1; }, "P1 the id is taken by one before it\n"},
       {"half a character", [](SkxPublication& p) { p.policies[0].gpId = {WCHAR{0xD83D}}; },
        "P0 a text is not well-formed UTF-16\n"},
-      {"a link to nothing",
-       [](SkxPublication& p) {
-         p.policies[0].targets = {Link(1), Link(9)};
-       },
-       "P0 /targets/1/group: there is no application group of this name or id\n"},
+      {"a link to nothing", [](SkxPublication& p) { p.policies[0].targets.push_back(Link(9)); },
+       "P0 /targets/0/group: there is no application group of this name or id\n"},
       {"a hash of another form",
        [](SkxPublication& p) {
-         p.policies[0].targets = {ByHash(KXW("MD5"), KXW("00112233445566778899AABBCCDDEEFF##MD5"))};
+         p.policies[0].targets.push_back(ByHash(KXW("MD5"), KXW("00112233445566778899AABBCCDDEEFF##MD5")));
        },
        "P0 /targets/0/hash/hex: must be 32 hexadecimal digits\n"},
       {"a hash in lower case is the same",
        [](SkxPublication& p) {
-         p.policies[0].targets = {ByHash(KXW("md5"), KXW("Md5##00112233445566778899aabbccddeeff"))};
+         p.policies[0].targets.push_back(ByHash(KXW("md5"), KXW("Md5##00112233445566778899aabbccddeeff")));
        },
        ""},
       {"an alert of another type",
@@ -144,30 +136,21 @@ TEST(Sayable, GroupsAreNamedByLinksAndAsParents) {
   for (const GUID& id : {KxTest_Id(1), KxTest_Id(2), KxTest_Id(3)}) EXPECT_TRUE(named.contains(id)) << id.Data1;
 }
 
-/// A record with one byte changed, as an image might hold it; nothing when it does not parse any more.
-template <class Model>
-class Damaged {
- public:
-  explicit Damaged(std::mt19937& random) : _random(random) {}
-
-  template <class Header, class Read, class Decode>
-  std::vector<Model> Of(const std::vector<Model>& models, KxBytes (*encode)(const Model&), Read read, Decode decode) {
-    std::vector<Model> decoded;
-    for (const Model& model : models) {
-      CkxExactBytes bytes(encode(model));
-      const size_t at = 8 + _random() % (bytes.remaining - 8);  // the magic and the size frame the record
-      bytes.Data()[at] = static_cast<unsigned char>(bytes.Data()[at] ^ (1u << _random() % 8));
-      const auto object = read(bytes.As<Header>());
-      if (object == nullptr) continue;
-      EXPECT_TRUE(decode({bytes.cursor, bytes.remaining}, decoded.emplace_back()))
-          << "what the library reads the model has words for";
-    }
-    return decoded;
+/// The models with one byte of their records changed, as an image might hold them, of those that the library still
+/// reads.
+template <class Model, class Encode, class Decode>
+std::vector<Model> Damaged(EkxPolicySection section, const std::vector<Model>& models, Encode encode, Decode decode,
+                           std::mt19937& random) {
+  std::vector<Model> damaged;
+  for (const Model& model : models) {
+    KxBytes bytes = encode(model);
+    unsigned char& byte = bytes[8 + random() % (bytes.size() - 8)];  // the magic and the size frame the record
+    byte = static_cast<unsigned char>(byte ^ (1u << random() % 8));
+    if (!KxTest_ReadRecord(section, bytes)) continue;
+    EXPECT_TRUE(decode(bytes, damaged.emplace_back())) << "what the library reads the model has words for";
   }
-
- private:
-  std::mt19937& _random;
-};
+  return damaged;
+}
 
 TEST(Sayable, OfDamagedRecordsADocumentIsLeftThatReads) {
   std::mt19937 random(7);
@@ -176,18 +159,9 @@ TEST(Sayable, OfDamagedRecordsADocumentIsLeftThatReads) {
   for (uint32_t seed = 0; seed < 40; ++seed) {
     const SkxPublication whole = CkxRandomPublication(seed).Make();
     SkxPublication damaged;
-    damaged.policies = Damaged<SkxPolicyModel>(random).Of<SkxPolicyBufHeader>(
-        whole.policies, KxEncode_Policy,
-        [](const auto* record) { return CkxShBufPolicyPtr(CkxShBufPolicy::PolicyFromBuffer(record, false)); },
-        KxDecode_Policy);
-    damaged.groups = Damaged<SkxAppGroupModel>(random).Of<SkxAppGroupBufHeader>(
-        whole.groups, KxEncode_AppGroup,
-        [](const auto* record) { return CkxShBufAppGroupPtr(CkxShBufAppGroup::AppGroupFromBuffer(record, false)); },
-        KxDecode_AppGroup);
-    damaged.alerts = Damaged<SkxAlertModel>(random).Of<SkxAlertBufHeader>(
-        whole.alerts, KxEncode_Alert,
-        [](const auto* record) { return CkxShBufCustGuiPtr(CkxShBufCustGuiBase::CustGuiFromBuffer(record, false)); },
-        KxDecode_Alert);
+    damaged.policies = Damaged(EkxPolicySection::Policies, whole.policies, KxEncode_Policy, KxDecode_Policy, random);
+    damaged.groups = Damaged(EkxPolicySection::AppGroups, whole.groups, KxEncode_AppGroup, KxDecode_AppGroup, random);
+    damaged.alerts = Damaged(EkxPolicySection::Alerts, whole.alerts, KxEncode_Alert, KxDecode_Alert, random);
     left += KxSayable_Keep(damaged).size();
     kept += damaged.policies.size();
     const std::optional<SkxPublication> read = ReadBack(damaged);

@@ -10,7 +10,6 @@
 
 #include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/lint/lint_records.h"
-#include "Agent/engine/kx_publish/record/encode.h"
 #include "Agent/engine/kx_publish/record/record_walk.h"
 #include "Common_CPP/util/text.h"
 #include "tests/kx_publish/document/random_publication.h"
@@ -53,10 +52,10 @@ struct Sample {
 /// One record of each kind of policy and alert, and groups, with targets of every kind among them.
 std::vector<Sample> Samples(uint32_t seed) {
   std::vector<Sample> samples;
-  const SkxPublication publication = CkxRandomPublication(seed).Make();
-  for (const auto& policy : publication.policies) samples.push_back({Section::Policies, KxEncode_Policy(policy)});
-  for (const auto& group : publication.groups) samples.push_back({Section::AppGroups, KxEncode_AppGroup(group)});
-  for (const auto& alert : publication.alerts) samples.push_back({Section::Alerts, KxEncode_Alert(alert)});
+  KxTest_ForLists(CkxRandomPublication(seed).Make(),
+                  [&](Section section, auto /*key*/, const auto& models, auto encode, auto /*decode*/) {
+                    for (const auto& model : models) samples.push_back({section, encode(model)});
+                  });
   return samples;
 }
 
@@ -184,16 +183,16 @@ class AgainstDocument : public IkxRecordVisitor {
   explicit AgainstDocument(const nlohmann::ordered_json& element) : _element(element) {}
 
   void OnField(const SkxWalkedField& field) override {
-    const nlohmann::ordered_json* const said = Find(field.path);
-    if (said == nullptr) return;
-    const bool isText = field.field.kind == EkxField::ObfuscatedText || field.field.kind == EkxField::NonEmptyText ||
-                        field.field.kind == EkxField::Text;
-    if (isText && said->is_string()) Expect(field, said->get<std::string>() == KxText_ToUtf8(field.text));
-    if (field.field.kind == EkxField::Flag && said->is_boolean())
-      Expect(field, said->get<bool>() == (field.Number() != 0));
-    if (said->is_number_unsigned()) Expect(field, said->get<uint64_t>() == field.Number());
-    if (field.field.kind == EkxField::Version && said->is_string()) {
-      const auto version = SkxVersion::Parse(*KxText_FromUtf8(said->get<std::string>()));
+    const nlohmann::ordered_json::json_pointer pointer("/" + std::string(field.path));
+    if (!_element.contains(pointer)) return;  // a document says it shorter, in other words, or by a default
+    const nlohmann::ordered_json& said = _element[pointer];
+    const EkxField kind = field.field.kind;
+    const bool isText = kind == EkxField::ObfuscatedText || kind == EkxField::NonEmptyText || kind == EkxField::Text;
+    if (isText && said.is_string()) Expect(field, said.get<std::string>() == KxText_ToUtf8(field.text));
+    if (kind == EkxField::Flag && said.is_boolean()) Expect(field, said.get<bool>() == (field.Number() != 0));
+    if (said.is_number_unsigned()) Expect(field, said.get<uint64_t>() == field.Number());
+    if (kind == EkxField::Version && said.is_string()) {
+      const auto version = SkxVersion::Parse(*KxText_FromUtf8(said.get<std::string>()));
       Expect(field, version.MostSignificant() == static_cast<uint32_t>(field.Number()));
     }
   }
@@ -201,11 +200,6 @@ class AgainstDocument : public IkxRecordVisitor {
   size_t compared = 0;
 
  private:
-  /// Null where the document has no such place: what it says shorter, in other words, or by a default.
-  const nlohmann::ordered_json* Find(std::string_view path) const {
-    const nlohmann::ordered_json::json_pointer pointer("/" + std::string(path));
-    return _element.contains(pointer) ? &_element[pointer] : nullptr;
-  }
   void Expect(const SkxWalkedField& field, bool same) {
     EXPECT_TRUE(same) << field.path << " in " << _element;
     ++compared;
@@ -216,25 +210,19 @@ class AgainstDocument : public IkxRecordVisitor {
 
 TEST(RecordLayout, NamesFieldsAsDocumentsDo) {
   size_t compared = 0;
-  const auto compare = [&](Section section, const KxBytes& bytes, const nlohmann::ordered_json& element) {
-    AgainstDocument visitor(element);
-    Walked(section, bytes, &visitor);
-    compared += visitor.compared;
-  };
   for (uint32_t seed = 0; seed < 20; ++seed) {
     const SkxPublication publication = CkxRandomPublication(seed).Make();
     nlohmann::ordered_json document;
     SkxDocumentError error;
     ASSERT_TRUE(KxPolicyDocument_Write(publication, document, error)) << error.Text();
-    for (size_t i = 0; i < publication.policies.size(); ++i) {
-      compare(Section::Policies, KxEncode_Policy(publication.policies[i]), document["policies"][i]);
-    }
-    for (size_t i = 0; i < publication.groups.size(); ++i) {
-      compare(Section::AppGroups, KxEncode_AppGroup(publication.groups[i]), document["applicationGroups"][i]);
-    }
-    for (size_t i = 0; i < publication.alerts.size(); ++i) {
-      compare(Section::Alerts, KxEncode_Alert(publication.alerts[i]), document["alerts"][i]);
-    }
+    KxTest_ForLists(publication,
+                    [&](Section section, const char* key, const auto& models, auto encode, auto /*decode*/) {
+                      for (size_t i = 0; i < models.size(); ++i) {
+                        AgainstDocument visitor(document[key][i]);
+                        Walked(section, encode(models[i]), &visitor);
+                        compared += visitor.compared;
+                      }
+                    });
   }
   EXPECT_GT(compared, 3000u);
 }

@@ -1,47 +1,31 @@
 // What is written is what was meant: a publication that goes through records, which the library reads, or through a
 // document, comes back with the same bytes.
 #include <gtest/gtest.h>
-#include <kx_util/shared_app_groups.h>
-#include <kx_util/shared_cust_gui.h>
-#include <kx_util/shared_policy.h>
 #include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/image/encode_image.h"
-#include "Agent/engine/kx_publish/record/decode.h"
-#include "Agent/engine/kx_publish/record/encode.h"
 #include "tests/kx_publish/document/random_publication.h"
+#include "tests/support/record_reading.h"
 
 namespace {
 
 constexpr uint32_t kSeeds = 50;
 
-using Bytes = std::vector<unsigned char>;
-
 /// Encoded, read by the library, decoded and encoded again.
-template <class Release, class Header, class Object, class Model>
-void ExpectComesBack(const std::vector<Model>& models, Bytes (*encode)(const Model&),
-                     Object* (*read)(const Header*, bool), bool (*decode)(std::span<const unsigned char>, Model&)) {
-  for (const Model& model : models) {
-    const Bytes bytes = encode(model);
-    const std::unique_ptr<Object, Release> object(read(reinterpret_cast<const Header*>(bytes.data()), true));
-    ASSERT_NE(object, nullptr);
-    Model decoded;
-    ASSERT_TRUE(decode(bytes, decoded));
-    ASSERT_EQ(encode(decoded), bytes);
-  }
-}
-
 TEST(RoundTrip, ThroughRecords) {
   for (uint32_t seed = 0; seed < kSeeds; ++seed) {
     SCOPED_TRACE(seed);
-    const SkxPublication publication = CkxRandomPublication(seed).Make();
-    ExpectComesBack<SkxPolicyRelease>(publication.policies, KxEncode_Policy, CkxShBufPolicy::PolicyFromBuffer,
-                                      KxDecode_Policy);
-    ExpectComesBack<SkxAppGroupRelease>(publication.groups, KxEncode_AppGroup, CkxShBufAppGroup::AppGroupFromBuffer,
-                                        KxDecode_AppGroup);
-    ExpectComesBack<SkxCustGuiRelease>(publication.alerts, KxEncode_Alert, CkxShBufCustGuiBase::CustGuiFromBuffer,
-                                       KxDecode_Alert);
+    KxTest_ForLists(CkxRandomPublication(seed).Make(),
+                    [](auto section, auto /*key*/, const auto& models, auto encode, auto decode) {
+                      for (const auto& model : models) {
+                        const KxBytes bytes = encode(model);
+                        ASSERT_EQ(KxTest_ReadRecord(section, bytes), bytes.size());
+                        typename std::decay_t<decltype(models)>::value_type decoded;
+                        ASSERT_TRUE(decode(bytes, decoded));
+                        ASSERT_EQ(encode(decoded), bytes);
+                      }
+                    });
   }
 }
 
