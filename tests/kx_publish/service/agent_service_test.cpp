@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <list>
+#include <map>
 #include <thread>
 
 #include "Agent/engine/kx_publish/service/publication.h"
@@ -63,6 +64,13 @@ class AgentService : public testing::Test {
     EXPECT_TRUE(publication.Unpublish(error)) << error;
   }
 
+  /// The policy that decides about the file; 0 when none does.
+  static uint32_t PolicyOf(const WCHAR* path, CkxAccessToken& user) {
+    const CkxTargetInfoFile target(KxTest_FileAt(path), user.Handle());
+    SkxTriggerPolicyShortInfo info;
+    return CkxSharedPoliciesData::GetTargetPolicyAction(target, info) ? uint32_t{info.PolicyId} : 0;
+  }
+
   const CkxRuntimeFolderScope folder;
   std::mutex mutex;
   std::vector<std::string> events;
@@ -76,15 +84,10 @@ class AgentService : public testing::Test {
 };
 
 TEST_F(AgentService, LiveEvaluationAsksItWhichPoliciesAreTheUsers) {
-  const auto decidedBy = [](const WCHAR* path, CkxAccessToken& user) {
-    const CkxTargetInfoFile target(KxTest_FileAt(path), user.Handle());
-    SkxTriggerPolicyShortInfo info;
-    return CkxSharedPoliciesData::GetTargetPolicyAction(target, info) ? uint32_t{info.PolicyId} : 0;
-  };
-  EXPECT_EQ(decidedBy(KXW("C:\\tool.exe"), anyone), 1u);
-  EXPECT_EQ(decidedBy(KXW("C:\\setup.exe"), anyone), 2u);
-  EXPECT_EQ(decidedBy(KXW("C:\\tool.exe"), restricted), 1u);
-  EXPECT_EQ(decidedBy(KXW("C:\\setup.exe"), restricted), 0u) << "not this user's policy";
+  EXPECT_EQ(PolicyOf(KXW("C:\\tool.exe"), anyone), 1u);
+  EXPECT_EQ(PolicyOf(KXW("C:\\setup.exe"), anyone), 2u);
+  EXPECT_EQ(PolicyOf(KXW("C:\\tool.exe"), restricted), 1u);
+  EXPECT_EQ(PolicyOf(KXW("C:\\setup.exe"), restricted), 0u) << "not this user's policy";
   EXPECT_THAT(events, Contains(HasSubstr("S-1-5-21-1-2-3-1001: 1 policies")));
 }
 
@@ -130,21 +133,15 @@ TEST_F(AgentService, ADamagedImageIsNoAnswer) {
 }
 
 TEST_F(AgentService, AnotherImageIsInForceAtOnce) {
-  const CkxTargetInfoFile tool(KxTest_FileAt(KXW("C:\\tool.exe")), anyone.Handle());
-  SkxTriggerPolicyShortInfo info;
-  ASSERT_TRUE(CkxSharedPoliciesData::GetTargetPolicyAction(tool, info));
   const SkxPolicyImage other = KxTest_Compile(
       R"({"policies": [{"id": 7, "name": "All", "action": "run", "targets": [{"type": "executable"}]}]})");
   std::string error;
   EXPECT_FALSE(service.Replace(other, [] { return false; }));
-  ASSERT_TRUE(CkxSharedPoliciesData::GetTargetPolicyAction(tool, info));
-  EXPECT_EQ(info.PolicyId, 1u) << "nothing was published, and so nothing replaced";
+  EXPECT_EQ(PolicyOf(KXW("C:\\tool.exe"), anyone), 1u) << "nothing was published, and so nothing replaced";
   ASSERT_TRUE(publication.Prepare(other, error)) << error;
-  ASSERT_TRUE(CkxSharedPoliciesData::GetTargetPolicyAction(tool, info));
-  EXPECT_EQ(info.PolicyId, 1u) << "not in force yet";
+  EXPECT_EQ(PolicyOf(KXW("C:\\tool.exe"), anyone), 1u) << "not in force yet";
   ASSERT_TRUE(service.Replace(other, [&] { return publication.Commit(error); })) << error;
-  ASSERT_TRUE(CkxSharedPoliciesData::GetTargetPolicyAction(tool, info));
-  EXPECT_EQ(info.PolicyId, 7u);
+  EXPECT_EQ(PolicyOf(KXW("C:\\tool.exe"), anyone), 7u);
 }
 
 /// The rows that are answered are those of the publication that is in force while they are asked for, at whatever
@@ -196,119 +193,74 @@ TEST_F(AgentService, RefusesWhatIsNoRequestAndGoesOn) {
   EXPECT_NE(KxAgent_ApplicablePolicies(KXW("S-1-5-18")), std::nullopt);
 }
 
-/// One server of the tests' own, which answers with the given bytes or refuses.
-using Script = std::optional<std::vector<unsigned char>>;
+/// What the library asks an agent, and whether it got an answer.
+struct Question {
+  const SkxAgentRequest& request;
+  bool (*ask)();
+};
 
+bool AskForPolicies() {
+  const auto ids = KxAgent_ApplicablePolicies(KXW("S-1-5-18"));
+  return ids.has_value() && !ids->empty();
+}
+
+bool AskForAction() {
+  SvcUacActionInfo unused;
+  return KxAgent_UacAction(KXW("C:\\a.exe"), 0x201, unused);
+}
+
+bool AskForConsent() { return KxAgent_ShouldHookConsent(KXW("C:\\a.exe"), 0x201).has_value(); }
+
+const std::map<std::string, Question> kQuestions = {{"policies", {kKxApplicablePoliciesRequest, AskForPolicies}},
+                                                    {"action", {kKxUacActionRequest, AskForAction}},
+                                                    {"consent", {kKxHookConsentRequest, AskForConsent}}};
+
+/// A server of the tests' own answers with the given bytes, or refuses.
 TEST(AgentRequests, EveryFaultHasItsLine) {
-  using Bytes = std::vector<unsigned char>;
-  const auto policies = [](const SkxAgentRequest& request) {
-    const auto ids = KxAgent_ApplicablePolicies(KXW("S-1-5-18"), request);
-    return ids.has_value() && !ids->empty();
-  };
-  const auto action = [](const SkxAgentRequest& request) {
-    SvcUacActionInfo unused;
-    return KxAgent_UacAction(KXW("C:\\a.exe"), 0, unused, request);
-  };
-  const auto consent = [](const SkxAgentRequest& request) {
-    return KxAgent_ShouldHookConsent(KXW("C:\\a.exe"), 0, request).has_value();
-  };
-  struct {
-    const char* name;
-    const SkxAgentRequest& request;
-    bool (*ask)(const SkxAgentRequest&);
-    Script reply;
-    const char* line;  // null: an answer
-  } const cases[] = {
-      {"policies", kKxApplicablePoliciesRequest, policies, Bytes{1, 0, 0, 0, 2, 0, 0, 0}, nullptr},
-      {"no policies", kKxApplicablePoliciesRequest, policies, Bytes(4), "No applicable policies for the user"},
-      {"an empty list", kKxApplicablePoliciesRequest, policies, Bytes{},
-       "Failure getting applicable policies for the user - msg empty"},
-      {"six bytes of a list", kKxApplicablePoliciesRequest, policies, Bytes(6),
-       "Buffer got an incorrect message or is corrupted. Returned buffer size: 6"},
-      {"a refused list", kKxApplicablePoliciesRequest, policies, std::nullopt,
-       "Failed to get receive list of applicable policies Ids"},
-      {"an action", kKxUacActionRequest, action, Bytes(2340), nullptr},
-      {"a short action", kKxUacActionRequest, action, Bytes(2339),
-       "Buffer got an incorrect message or is corrupted. Returned buffer size: 2339"},
-      {"a refused action", kKxUacActionRequest, action, std::nullopt, "Failed to get receive policy info"},
-      {"a consent", kKxHookConsentRequest, consent, Bytes(1), nullptr},
-      {"a long consent", kKxHookConsentRequest, consent, Bytes(2),
-       "Buffer got an incorrect message or is corrupted. Returned buffer size: 2"},
-  };
   const CkxRuntimeFolderScope folder;
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    CkxSecureIpcServer server;
-    server.Handle(c.request.requestName, c.request.channel, [&](const SkxSecureIpcCaller&, auto, auto& reply) {
-      if (c.reply) reply = *c.reply;
-      return c.reply.has_value();
-    });
-    ASSERT_TRUE(server.Start(c.request.serverName));
-    CkxTraceCapture trace;
-    EXPECT_EQ(c.ask(c.request), c.line == nullptr);
-    if (c.line == nullptr) {
-      EXPECT_THAT(trace.Texts(), ElementsAre());
-    } else {
-      EXPECT_THAT(trace.Texts(), ElementsAre(std::string("KXT_ERROR CkxSharedPoliciesData: ") + c.line));
-    }
-    server.Stop();
-    server.Wait();
-  }
+  KxTest_ForRows<std::string, std::optional<KxBytes>, std::optional<std::string>>(
+      "channel/answers.txt", [&](auto& name, auto& answer, auto& line) {
+        const auto& [request, ask] = kQuestions.at(name);
+        CkxSecureIpcServer server;
+        server.Handle(request.requestName, request.channel, [&](const SkxSecureIpcCaller&, auto, auto& reply) {
+          if (answer) reply = *answer;
+          return answer.has_value();
+        });
+        ASSERT_TRUE(server.Start(request.serverName));
+        CkxTraceCapture trace;
+        EXPECT_EQ(ask(), !line);
+        std::vector<std::string> expected;
+        if (line) expected.push_back("KXT_ERROR CkxSharedPoliciesData: " + *line);
+        EXPECT_EQ(trace.Texts(), expected);
+        server.Stop();
+        server.Wait();
+      });
 }
 
 TEST(AgentRequests, GoWhereTheAgentListensWithWhatItReads) {
-  using Data = CkxSharedPoliciesData;
-  const KxBytes sid = CkxRecordBytes().Plain(u"S-1-5-18").Bytes();
-  const KxBytes question = CkxRecordBytes().U32(0x201).Plain(u"C:\\a.exe").PadTo(304).Bytes();
-  const auto policies = [] {
-    CkxAccessToken system{*CkxSid::FromUtf8("S-1-5-18"), {}, true};
-    std::vector<int> ids;
-    return Data::GetPoliciesApplicableForUser(system.Handle(), ids);
-  };
-  const auto action = [] {
-    SvcUacActionInfo unused;
-    return Data::GetUacAction(KXW("C:\\a.exe"), 0x201, unused);
-  };
-  const auto consent = [] { return Data::ShouldHookConsent(KXW("C:\\a.exe"), 0x201); };
-  const KxWString none, image = KXW("System"), signer = KXW("Microsoft Windows");
-  const struct {
-    const SkxAgentRequest& request;
-    bool (*ask)();
-    const WCHAR* server;
-    const WCHAR* client;
-    const WCHAR* word;
-    uint32_t channel;
-    const KxWString &image, &signer;
-    uint32_t timeout;
-    const KxBytes& body;
-  } cases[] = {
-      {kKxApplicablePoliciesRequest, policies, KXW("applicablePoliciesSer"), KXW("applicablePoliciesSerCli"),
-       KXW("HANDLER_APPLICABLE_POLICIES"), 6, none, none, 30000, sid},
-      {kKxUacActionRequest, action, KXW("uacActionServ"), KXW("uacActionCli"), KXW("HANDLER_GET_UAC_ACTION"), 4, image,
-       signer, 10000, question},
-      {kKxHookConsentRequest, consent, KXW("shouldHookConsentServ"), KXW("shouldHookConsentCli"),
-       KXW("HANDLER_SHOULD_HOOK_CONSENT"), 2, image, signer, 10000, question},
-  };
   const CkxRuntimeFolderScope folder;
   const CkxTraceCapture quiet;
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.timeout);
-    KxWString client;
-    KxBytes body;
-    CkxSecureIpcServer server;
-    server.Handle(c.word, c.channel, [&](const SkxSecureIpcCaller& caller, auto sent, auto&) {
-      client = caller.name.ToString();
-      body.assign(sent.begin(), sent.end());
-      return false;
-    });
-    ASSERT_TRUE(server.Start(c.server));
-    EXPECT_FALSE(c.ask());
-    server.Stop();
-    server.Wait();
-    EXPECT_TRUE(client == c.client && c.request.image == c.image && c.request.signer == c.signer);
-    EXPECT_EQ(body, c.body);
-    EXPECT_EQ(c.request.timeout, c.timeout);
-  }
+  KxTest_ForRows<std::string, KxWString, KxWString, KxWString, uint64_t, KxWString, KxWString, uint64_t, KxBytes>(
+      "channel/questions.txt", [](auto& name, auto& serverName, auto& client, auto& word, auto channel, auto& image,
+                                  auto& signer, auto timeout, auto& body) {
+        const auto& [request, ask] = kQuestions.at(name);
+        KxWString sentAs;
+        KxBytes sent;
+        CkxSecureIpcServer server;
+        server.Handle(word.c_str(), static_cast<uint32_t>(channel),
+                      [&](const SkxSecureIpcCaller& caller, auto bytes, auto& /*reply*/) {
+                        sentAs = caller.name.ToString();
+                        sent.assign(bytes.begin(), bytes.end());
+                        return false;
+                      });
+        ASSERT_TRUE(server.Start(serverName.c_str()));
+        EXPECT_FALSE(ask());
+        server.Stop();
+        server.Wait();
+        EXPECT_TRUE(sentAs == client && request.image == image && request.signer == signer);
+        EXPECT_EQ(sent, body);
+        EXPECT_EQ(request.timeout, timeout);
+      });
 }
 
 TEST(AgentRequests, AnotherProgramThanTheHostExpectsIsToldNothing) {
