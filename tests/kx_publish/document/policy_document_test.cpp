@@ -1,6 +1,7 @@
 #include "Agent/engine/kx_publish/document/policy_document.h"
 
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
 
 #include "Common_CPP/util/guid.h"
 #include "tests/support/data_rows.h"

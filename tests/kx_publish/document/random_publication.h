@@ -127,7 +127,7 @@ class CkxRandomPublication {
   template <class Object, class Kind, size_t count>
   void FillKind(Object& object, const Kind (&kinds)[count]) {
     object.body = kinds[Below(count)].body();
-    std::visit([this](auto& body) { Fill(body, EkxField::Part); }, object.body);
+    std::visit([this](auto& body) { this->Fill(body, EkxField::Part); }, object.body);
   }
   void FillPolicy(const SkxPolicyKind& kind, SkxPolicyModel& policy) {
     FillLines<SkxPolicyHeaderPart>(policy);
@@ -135,7 +135,7 @@ class CkxRandomPublication {
     if (kind.withTargets) FillLines<SkxPolicyTargetsPart>(policy);
     policy.action = kind.action;
     policy.params = kind.params();
-    std::visit([this](auto& params) { Fill(params, EkxField::Part); }, policy.params);
+    std::visit([this](auto& params) { this->Fill(params, EkxField::Part); }, policy.params);
     policy.name = NonEmpty();
   }
 

@@ -3,6 +3,7 @@
 #include <kx_util/shared_policies_data.h>
 #include <kx_util/target_info_kinds.h>
 #include <kx_util/target_info_process.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <random>
