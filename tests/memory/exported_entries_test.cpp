@@ -97,12 +97,13 @@ const CkxImageSource& Workstation() {
 /// What `ask` answers about each `step`-th thing of the example.
 void SweepTargets(const std::string& name, size_t step,
                   const std::function<Answer(Trial&, const CkxTargetInfo&)>& ask) {
+  SCOPED_TRACE(name);
   const CkxPolicySourceScope scope(Workstation());
   std::istringstream lines(ReadFile("examples/workstation/targets.jsonl"));
   size_t number = 0;
   for (std::string line; std::getline(lines, line);) {
     if (number++ % step != 0) continue;
-    Sweep(name + " " + line, [&](Trial& trial) {
+    Sweep(line, [&](Trial& trial) {
       const CkxTargetDocument target = CkxTargetDocument::Parse(line);
       const CkxMachineFactsScope machine(target.Machine());
       return ask(trial, target.Target());
