@@ -133,6 +133,7 @@ TEST(EvaluationFault, HostsCanTellWhatCouldNotBeAsked) {
     source.groups = states.at(fields[2]);
     source.changes = fields[5];
     std::vector<KxBytes> published;
+    published.reserve(fields[3].size());
     for (const std::string name : fields[3]) published.push_back(records.at(name));
     for (auto& publication : source.publications) {
       publication.sections.Publish(EkxPolicySection::Policies, published);
