@@ -39,10 +39,10 @@ class NamedSource : public CkxImageSource {
 std::string Document(json policies) {
   for (size_t i = 0; i < policies.size(); ++i) policies[i].update({{"id", i + 1}, {"name", "p"}});
   const json none = {{"name", "none"}, {"targets", json::array()}};
-  return json({{"policies", policies}, {"applicationGroups", {none}}}).dump();
+  return json({{"policies", policies}, {"applicationGroups", json::array({none})}}).dump();
 }
 
-json About(const char* action, const json& target) { return {{"action", action}, {"targets", {target}}}; }
+json About(const char* action, const json& target) { return {{"action", action}, {"targets", json::array({target})}}; }
 
 const json kTool = {{"type", "executable"}, {"fileName", "tool.exe"}};
 
@@ -75,7 +75,7 @@ TEST(PolicyPredicates, AnswerFromTheKindsThatTheyAreAbout) {
 }
 
 TEST(PolicyPredicates, OnlyPoliciesOfTheUserCount) {
-  json document = json::parse(Document({About("block", kTool)}));
+  json document = json::parse(Document(json::array({About("block", kTool)})));
   document["applicable"] = {{"S-1-5-21-1-2-3-500", {1}}, {"S-1-5-21-1-2-3-1001", json::array()}};
   const CkxImageSource source(KxTest_Image(document.dump()));
   const CkxPolicySourceScope scope(source);
@@ -87,7 +87,7 @@ TEST(PolicyPredicates, OnlyPoliciesOfTheUserCount) {
 
 TEST(PolicyPredicates, APolicyOfAnUnexpectedKindEndsTheQuestionWithALine) {
   CkxTraceCapture trace;
-  const CkxImageSource source(KxTest_Image(Document({About("run", kTool), {{"action", "logOff"}}})));
+  const CkxImageSource source(KxTest_Image(Document(json::array({About("run", kTool), {{"action", "logOff"}}}))));
   const CkxPolicySourceScope scope(source);
   for (const uint32_t id : {1u, 2u}) {
     CkxShBufPolicy* policy = nullptr;
@@ -100,7 +100,7 @@ TEST(PolicyPredicates, APolicyOfAnUnexpectedKindEndsTheQuestionWithALine) {
 
 TEST(PolicyPredicates, DistributorsAreWrittenIntoTheRecordsOfAnOrigin) {
   const json agent = {{"type", "executable"}, {"fileName", "agent.exe"}, {"softwareDistributorName", "Rollout"}};
-  const CkxImageSource source(KxTest_Image(Document({About("softwareDistributor", agent)})));
+  const CkxImageSource source(KxTest_Image(Document(json::array({About("softwareDistributor", agent)}))));
   const CkxPolicySourceScope scope(source);
 
   CkxFileOrigin origin;
@@ -135,7 +135,7 @@ TEST(ToolsFolder, IsRememberedPerUserAndPublication) {
   const auto& tasks = CkxAdminTask::All();
   const auto shown = std::find_if(tasks.begin(), tasks.end(), [](auto& task) { return task.RequiresKxToolsFolder(); });
   ASSERT_NE(shown, tasks.end());
-  const auto task = [&](const char* action) { return Document({About(action, Task(*shown))}); };
+  const auto task = [&](const char* action) { return Document(json::array({About(action, Task(*shown))})); };
   CkxToolsFolderCache::Instance().Drop();
   Things things;
   const NamedSource enabled(task("elevate"), KXW("first"));
@@ -175,7 +175,7 @@ TEST(ToolsFolder, IsRememberedPerUserAndPublication) {
 TEST(ToolsFolder, AnItemIsAllowedByTheTaskThatItStarts) {
   int tried = 0;
   for (const CkxAdminTask& task : CkxAdminTask::All()) {
-    const CkxImageSource source(KxTest_Image(Document({About("elevateOnDemand", Task(task))})));
+    const CkxImageSource source(KxTest_Image(Document(json::array({About("elevateOnDemand", Task(task))}))));
     const CkxPolicySourceScope scope(source);
     Things things;
     EXPECT_FALSE(CkxSharedPoliciesData::KxToolsFolderIsToolAllowed(0xFFFFFFFF, things.user.Handle()));
