@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "Common_CPP/crypto/hash.h"
+#include "Common_CPP/crypto/file_digest.h"
 #include "Common_CPP/file/file.h"
 #include "Common_CPP/util/text.h"
 #include "bench/plain_read.h"
@@ -11,8 +11,11 @@
 namespace {
 
 constexpr uint64_t kBytes = 64 * 1024 * 1024;
-constexpr EkxHashAlgorithm kAlgorithms[] = {EkxHashAlgorithm::Sha256, EkxHashAlgorithm::Sha1, EkxHashAlgorithm::Md5,
-                                            EkxHashAlgorithm::Sha384, EkxHashAlgorithm::Sha512};
+constexpr SkxFileDigest kDigests[] = {{EkxHashAlgorithm::Sha256},
+                                      {EkxHashAlgorithm::Sha1},
+                                      {EkxHashAlgorithm::Md5},
+                                      {EkxHashAlgorithm::Sha384},
+                                      {EkxHashAlgorithm::Sha512}};
 
 /// A file of `kBytes` bytes, gone at the end of the scope.
 class LargeFile {
@@ -51,12 +54,12 @@ void HashFile(benchmark::State& state) {
   const LargeFile large;
   CkxFileReader file;
   if (!file.Open(large.Path())) return state.SkipWithError("no file");
-  const auto algorithms = std::span(kAlgorithms).first(static_cast<size_t>(state.range(0)));
+  const auto algorithms = std::span(kDigests).first(static_cast<size_t>(state.range(0)));
   double best = 1e300;
   for (auto _ : state) {
     best = std::min(best, KxBench_NanosecondsOf([&] {
                       const auto goOn = [](uint64_t) { return true; };
-                      if (KxHash_OfFile(file, kBytes, algorithms, goOn).size() != algorithms.size())
+                      if (KxFileDigest_Read(file, kBytes, {}, algorithms, goOn).size() != algorithms.size())
                         state.SkipWithError("no hash");
                     }));
   }

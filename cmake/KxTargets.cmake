@@ -136,6 +136,19 @@ function(kx_test name folder)
   endif()
 endfunction()
 
+# kx_signed_programs(<test>): programs that are signed in every way that matters, made on this machine when `test` is
+# built; it finds their folder, from the root of the sources, in KX_SIGNED_PROGRAMS.
+function(kx_signed_programs test)
+  set(folder "${PROJECT_BINARY_DIR}/signed-programs")
+  set(script "${PROJECT_SOURCE_DIR}/scripts/make-signed-programs")
+  add_custom_command(OUTPUT "${folder}/complete" COMMAND "${script}" "${folder}" DEPENDS "${script}" VERBATIM
+                     COMMENT "Signing programs for ${test}")
+  add_custom_target(${test}_signed_programs DEPENDS "${folder}/complete")
+  add_dependencies(${test} ${test}_signed_programs)
+  file(RELATIVE_PATH path "${PROJECT_SOURCE_DIR}" "${folder}")
+  target_compile_definitions(${test} PRIVATE "KX_SIGNED_PROGRAMS=\"${path}\"")
+endfunction()
+
 # kx_fuzz_targets(<folder> LINK <library>...): every NAME_fuzz.cpp is a libFuzzer program.
 function(kx_fuzz_targets folder)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LINK")

@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "Agent/engine/kx_util/target/pe_version_info.h"
+#include "Common_CPP/file/byte_source.h"
 
 namespace {
 

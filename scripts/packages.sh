@@ -16,14 +16,14 @@ install_packages() {
 }
 
 # For the library and the command.
-build_packages=(cmake ninja-build g++ libssl-dev nlohmann-json3-dev libcli11-dev)
+build_packages=(cmake ninja-build g++ libssl-dev ca-certificates nlohmann-json3-dev libcli11-dev)
 
 # Programs for Windows with version resources, to evaluate.
 example_packages=(gpgv-win32 win32-loader python3-distlib)
 
 # For the full check: both compilers, the Windows build and Wine, formatting, linting, test libraries and data.
 check_packages=(
-  git pkg-config ccache python3-jsonschema
+  git pkg-config ccache python3-jsonschema openssl osslsigncode
   clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14
   googletest libgtest-dev libgmock-dev libbenchmark-dev libpcre2-dev unicode-data
   g++-mingw-w64-x86-64-posix wine64

@@ -3,7 +3,26 @@
 #include <new>
 
 #include "Common_CPP/crypto/hash.h"
-#include "Common_CPP/util/text.h"
+
+namespace {
+
+const EVP_MD* MethodOf(EkxHashAlgorithm algorithm) {
+  switch (algorithm) {
+    case EkxHashAlgorithm::Md5:
+      return EVP_md5();
+    case EkxHashAlgorithm::Sha1:
+      return EVP_sha1();
+    case EkxHashAlgorithm::Sha256:
+      return EVP_sha256();
+    case EkxHashAlgorithm::Sha384:
+      return EVP_sha384();
+    case EkxHashAlgorithm::Sha512:
+      return EVP_sha512();
+  }
+  return nullptr;
+}
+
+}  // namespace
 
 struct CkxHasher::State {
   struct Free {
@@ -13,7 +32,7 @@ struct CkxHasher::State {
 };
 
 CkxHasher::CkxHasher(EkxHashAlgorithm algorithm) : _state(std::make_unique<State>()) {
-  const EVP_MD* method = EVP_get_digestbyname(KxText_ToUtf8(KxHash_Name(algorithm)).c_str());
+  const EVP_MD* method = MethodOf(algorithm);
   _state->context.reset(EVP_MD_CTX_new());
   if (_state->context == nullptr) throw std::bad_alloc();
   if (method != nullptr && EVP_DigestInit_ex(_state->context.get(), method, nullptr) == 1) return;

@@ -16,6 +16,22 @@ bool Succeeded(NTSTATUS status) {
   return status >= 0;
 }
 
+const wchar_t* NameOf(EkxHashAlgorithm algorithm) {
+  switch (algorithm) {
+    case EkxHashAlgorithm::Md5:
+      return BCRYPT_MD5_ALGORITHM;
+    case EkxHashAlgorithm::Sha1:
+      return BCRYPT_SHA1_ALGORITHM;
+    case EkxHashAlgorithm::Sha256:
+      return BCRYPT_SHA256_ALGORITHM;
+    case EkxHashAlgorithm::Sha384:
+      return BCRYPT_SHA384_ALGORITHM;
+    case EkxHashAlgorithm::Sha512:
+      return BCRYPT_SHA512_ALGORITHM;
+  }
+  return L"";
+}
+
 }  // namespace
 
 struct CkxHasher::State {
@@ -35,7 +51,7 @@ struct CkxHasher::State {
 };
 
 CkxHasher::CkxHasher(EkxHashAlgorithm algorithm) : _state(std::make_unique<State>()) {
-  if (!Succeeded(BCryptOpenAlgorithmProvider(&_state->provider, KxHash_Name(algorithm), nullptr, 0))) {
+  if (!Succeeded(BCryptOpenAlgorithmProvider(&_state->provider, NameOf(algorithm), nullptr, 0))) {
     _state->provider = nullptr;
   } else if (!Succeeded(BCryptCreateHash(_state->provider, &_state->hash, nullptr, 0, nullptr, 0, 0))) {
     _state->hash = nullptr;

@@ -2,10 +2,9 @@
 // platform; where the system's names are bytes they are taken as UTF-8.
 #pragma once
 
-#include <optional>
-#include <span>
 #include <vector>
 
+#include "Common_CPP/file/byte_source.h"
 #include "Common_CPP/security/sid.h"
 #include "Common_CPP/util/text_view.h"
 
@@ -19,16 +18,18 @@ struct SkxFileIdentity {
 struct SkxFileStatus {
   uint64_t size = 0;             ///< bytes
   int64_t modificationTime = 0;  ///< file time: 100 ns since 1601 UTC
+  int64_t changeTime = 0;        ///< of the content or anything else; no program can set it
   SkxFileIdentity identity;
+  bool operator==(const SkxFileStatus&) const = default;
 };
 
 /// A regular file open for reading. Reads are by position; a file that shrinks gives short reads, never a fault.
-class CkxFileReader {
+class CkxFileReader : public IkxByteSource {
  public:
   CkxFileReader() = default;
   CkxFileReader(CkxFileReader&& other) noexcept;
   CkxFileReader& operator=(CkxFileReader&& other) noexcept;
-  ~CkxFileReader();
+  ~CkxFileReader() override;
 
   /// False, with the thread's last error set, when there is no such file, it may not be read, or it is no regular file.
   bool Open(CkxTextView path);
@@ -37,10 +38,12 @@ class CkxFileReader {
   bool OpenForFacts(CkxTextView path);
 
   bool Status(SkxFileStatus& status) const;
+
+  /// The system's own, for calls that read by themselves; stays this object's.
+  intptr_t NativeHandle() const { return _handle; }
   std::optional<CkxSid> Owner() const;
 
-  /// Bytes read from `offset`, fewer than asked only at the end of the file; nothing on an error.
-  std::optional<size_t> ReadAt(uint64_t offset, std::span<unsigned char> bytes) const;
+  std::optional<size_t> ReadAt(uint64_t offset, std::span<unsigned char> bytes) const override;
 
  private:
   bool Take(intptr_t handle);  ///< of a regular file, else it is closed

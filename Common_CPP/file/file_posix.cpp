@@ -35,6 +35,7 @@ bool ToStatus(const struct stat& native, SkxFileStatus& status) {
   if (!S_ISREG(native.st_mode)) return false;
   status.size = static_cast<uint64_t>(native.st_size);
   status.modificationTime = KxFileTime_FromUnix(native.st_mtim.tv_sec, native.st_mtim.tv_nsec);
+  status.changeTime = KxFileTime_FromUnix(native.st_ctim.tv_sec, native.st_ctim.tv_nsec);
   status.identity = {native.st_dev, native.st_ino};
   return true;
 }

@@ -39,14 +39,17 @@ uint64_t Join(DWORD high, DWORD low) { return (uint64_t{high} << 32) | low; }
 
 bool StatusOf(HANDLE file, SkxFileStatus& status) {
   BY_HANDLE_FILE_INFORMATION native{};
+  FILE_BASIC_INFO times{};
   if (GetFileType(file) != FILE_TYPE_DISK) {
     KxLastError_Set(kKxErrorAccessDenied);
     return false;
   }
   if (!GetFileInformationByHandle(file, &native)) return false;
+  if (!GetFileInformationByHandleEx(file, FileBasicInfo, &times, sizeof(times))) return false;
   status.size = Join(native.nFileSizeHigh, native.nFileSizeLow);
   status.modificationTime =
       static_cast<int64_t>(Join(native.ftLastWriteTime.dwHighDateTime, native.ftLastWriteTime.dwLowDateTime));
+  status.changeTime = times.ChangeTime.QuadPart;
   status.identity = {native.dwVolumeSerialNumber, Join(native.nFileIndexHigh, native.nFileIndexLow)};
   return true;
 }

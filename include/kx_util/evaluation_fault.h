@@ -18,6 +18,7 @@ enum class EkxEvaluationFault : unsigned char {
   UserUnknown,          ///< the agent did not answer, or it could not be told whose policies to ask for
   PublicationUnstable,  ///< publications replaced each other faster than one could be read
   Malformed,            ///< the frame of a record is damaged: what follows it cannot be read
+  TargetChanged,        ///< the file that is judged was changed meanwhile: its facts are not of one file
 };
 
 /// The trace line of a fault, for instance "ERROR: Out of memory"; empty for `None`.

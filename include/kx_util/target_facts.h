@@ -9,11 +9,6 @@
 #include <optional>
 #include <vector>
 
-struct SkxSignerFact {
-  KxWString name;  ///< empty: no name
-  EkxPublisherStatus status = EkxPublisherStatus::Unknown;
-};
-
 /// The identity of an application package of the store kind.
 struct SkxAppPackageFacts {
   KxWString name;
@@ -28,7 +23,7 @@ struct SkxFileFacts {
   std::optional<int64_t> size;
   std::optional<int64_t> modificationTime;
   std::map<KxWString, KxWString> hashes;  ///< algorithm in upper case -> hexadecimal
-  std::vector<SkxSignerFact> signers;     ///< signer 0, then signer 1
+  std::vector<SkxSigner> signers;         ///< signer 0, then signer 1
   std::optional<CkxSid> owner;
   std::optional<KxWString> ownerName;
   std::optional<KxWString> fileVersion;          ///< "1.2.3.4"

@@ -71,7 +71,7 @@ class KX_UTIL_API CkxTargetInfoFile : public CkxTargetInfo,
 
   CkxUtilStr _path;
   EkxPolicyTarget _type;
-  std::unique_ptr<IkxFileFacts> _facts;              // null when incomplete
-  mutable std::optional<CkxSid> _owner;              // the SID behind the text that the cache keeps
-  mutable std::optional<SkxSignerFact> _signers[2];  // a status that the cache, which holds texts, has no place for
+  std::unique_ptr<IkxFileFacts> _facts;          // null when incomplete
+  mutable std::optional<CkxSid> _owner;          // the SID behind the text that the cache keeps
+  mutable std::optional<SkxSigner> _signers[2];  // a status that the cache, which holds texts, has no place for
 };

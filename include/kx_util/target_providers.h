@@ -7,20 +7,8 @@
 #pragma once
 
 #include "Common_CPP/security/sid.h"
+#include "Common_CPP/signature/signer.h"
 #include "Common_CPP/util/owned_str.h"
-
-/// What is known of a file's signature.
-enum class EkxPublisherStatus : unsigned {
-  Unknown = 0,
-  SystemPseudoFile = 1,   ///< the path "System", which stands for the kernel
-  ValidByWeakDigest = 2,  ///< MD5 or SHA-1: a second signer must confirm
-  Invalid = 3,
-  Valid = 4,
-  Unsigned = 5,
-  UntrustedRoot = 6,  ///< a valid chain that ends at a root nobody trusts
-  Expired = 7,        ///< without a timestamp from before
-  Revoked = 8,
-};
 
 class KX_UTIL_API IkxPathProvider {
  public:

@@ -90,6 +90,7 @@ TEST(TargetInfoFile, OneReadOfALiveFileGivesAllHashesThatPoliciesAskFor) {
   EXPECT_EQ(Utf8(file.GetHashStringUsing(KXW("MD5"))), "MD5##900150983CD24FB0D6963F7D28E17F72");
 }
 
+/// What takes the place of a file is never looked at: its facts are those of the one that was opened, or none.
 TEST(TargetInfoFile, AllFactsAreOfTheFileThatWasOpenedFirst) {
   const CkxTempFolder folder;
   const KxWString path = folder.Write("tool.exe", "abc");
@@ -97,7 +98,12 @@ TEST(TargetInfoFile, AllFactsAreOfTheFileThatWasOpenedFirst) {
   EXPECT_EQ(file.GetFileSize(), 3);
   std::filesystem::rename(folder.Path() / "tool.exe", folder.Path() / "moved.exe");
   folder.Write("tool.exe", "another");
-  EXPECT_EQ(Utf8(file.GetHashStringUsing(KXW("SHA256"))), kSha256OfAbc);
+  {
+    const CkxEntryScope evaluation;
+    const std::string hash = Utf8(file.GetHashStringUsing(KXW("SHA256")));
+    const bool hasFailed = KxFault_Current() == EkxEvaluationFault::TargetChanged;
+    EXPECT_EQ(hash, hasFailed ? "<null>" : kSha256OfAbc) << "some systems take another name for a change of the file";
+  }
   EXPECT_TRUE(file.GetOwner() != nullptr && file.GetOwner()->IsValid());
 }
 

@@ -6,7 +6,7 @@
 #include <charconv>
 
 #include "Agent/engine/kx_publish/model/derived_id.h"
-#include "Common_CPP/crypto/hash.h"
+#include "Common_CPP/crypto/file_digest.h"
 
 namespace {
 
@@ -58,25 +58,25 @@ bool ParseHex(std::string_view text, uint32_t& number) {
   return error == std::errc() && end == text.data() + text.size();
 }
 
-constexpr size_t kHexDigits[] = {32, 40, 64, 96, 128};  // by EkxHashAlgorithm
-
 void ReadHash(const json& value, const std::string& pointer, SkxFileNameTest& test) {
   CkxJsonObject object(value, pointer);
-  const auto algorithm = KxHash_FromName(object.Required<KxWString>("algorithm"));
-  if (!algorithm.has_value()) {
+  const SkxFileDigestName* const known = KxFileDigest_Named(object.Required<KxWString>("algorithm"));
+  if (known == nullptr) {
     throw CkxDocumentFault(object.PointerTo("algorithm"),
-                           "must be \"MD5\", \"SHA1\", \"SHA256\", \"SHA384\" or \"SHA512\"");
+                           "must be " + Alternatives(kKxFileDigestNames, [](const SkxFileDigestName& digest) {
+                             return KxText_ToUtf8(digest.name);
+                           }));
   }
   std::string hex = object.Required<std::string>("hex");
   object.Finish();
 
-  const size_t digits = kHexDigits[static_cast<size_t>(*algorithm)];
+  const size_t digits = known->bytes * 2;
   if (hex.size() != digits || hex.find_first_not_of("0123456789abcdefABCDEF") != hex.npos) {
     throw CkxDocumentFault(object.PointerTo("hex"), "must be " + std::to_string(digits) + " hexadecimal digits");
   }
   std::transform(hex.begin(), hex.end(), hex.begin(),
                  [](char c) { return c >= 'a' ? static_cast<char>(c - 0x20) : c; });
-  test.hashAlgorithm = KxHash_Name(*algorithm);
+  test.hashAlgorithm = known->name;
   test.hash = test.hashAlgorithm + KXW("##") + KxWString(hex.begin(), hex.end());
 }
 

@@ -4,6 +4,8 @@
 #include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_publish/document/policy_fields.h"
+#include "Common_CPP/crypto/file_digest.h"
+#include "Common_CPP/util/text.h"
 
 namespace {
 
@@ -57,21 +59,15 @@ constexpr const char* kFrame = R"({
       "pattern": "^[0-9]{1,5}((\\.[0-9]{1,5}){0,3}|(\\.[0-9]{1,5}){0,2}\\.\\*)$"
     },
     "hash": {
-      "description": "The hash of a file's whole content. Without a fileName the file may have any name.",
+      "description": "The hash of a file's whole content, or with AUTHENTICODE- of what a signature in it covers. Without a fileName the file may have any name.",
       "type": "object",
       "properties": {
-        "algorithm": {"description": "How it was computed.", "enum": ["MD5", "SHA1", "SHA256", "SHA384", "SHA512"]},
+        "algorithm": {"description": "How it was computed.", "enum": []},
         "hex": {"description": "In hexadecimal, either case.", "type": "string"}
       },
       "required": ["algorithm", "hex"],
       "additionalProperties": false,
-      "oneOf": [
-        {"properties": {"algorithm": {"const": "MD5"}, "hex": {"pattern": "^[0-9A-Fa-f]{32}$"}}},
-        {"properties": {"algorithm": {"const": "SHA1"}, "hex": {"pattern": "^[0-9A-Fa-f]{40}$"}}},
-        {"properties": {"algorithm": {"const": "SHA256"}, "hex": {"pattern": "^[0-9A-Fa-f]{64}$"}}},
-        {"properties": {"algorithm": {"const": "SHA384"}, "hex": {"pattern": "^[0-9A-Fa-f]{96}$"}}},
-        {"properties": {"algorithm": {"const": "SHA512"}, "hex": {"pattern": "^[0-9A-Fa-f]{128}$"}}}
-      ]
+      "oneOf": []
     },
     "fileSize": {
       "description": "The size in bytes, looked at before anything is hashed. Only together with a hash. Default: any.",
@@ -89,6 +85,16 @@ constexpr const char* kFrame = R"({
     "name": {"type": "string", "minLength": 1}
   }
 })";
+
+/// Each algorithm has its number of digits.
+void AddHashAlgorithms(Json& hash) {
+  for (const SkxFileDigestName& known : kKxFileDigestNames) {
+    const std::string name = KxText_ToUtf8(known.name);
+    const std::string digits = "^[0-9A-Fa-f]{" + std::to_string(known.bytes * 2) + "}$";
+    hash["properties"]["algorithm"]["enum"].push_back(name);
+    hash["oneOf"].push_back({{"properties", {{"algorithm", {{"const", name}}}, {"hex", {{"pattern", digits}}}}}});
+  }
+}
 
 Json Reference(const std::string& name) { return {{"$ref", "#/$defs/" + name}}; }
 
@@ -435,6 +441,7 @@ std::string Rendered(const Json& json, size_t indent, size_t column) {
 std::string KxPolicyDocument_Schema() {
   Json schema = Json::parse(kFrame);
   Json& defs = schema["$defs"];
+  AddHashAlgorithms(defs["hash"]);
   const Json target = OneOf(OneOfEach<SkxTargetModel>(kKxTargetKinds),
                             "A thing that a policy is about. All properties that are given must match.", defs);
   defs["target"] = target;

@@ -10,7 +10,7 @@
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_util/target/publisher_status.h"
 #include "Common_CPP/access_token/user_scope.h"
-#include "Common_CPP/crypto/hash.h"
+#include "Common_CPP/crypto/file_digest.h"
 #include "Common_CPP/file/path.h"
 
 namespace {
@@ -130,9 +130,9 @@ void OptionalVersion(CkxJsonObject& object, const char* key, Text& version) {
   version = std::move(text);
 }
 
-SkxSignerFact SignerOf(const json& value, const std::string& pointer) {
+SkxSigner SignerOf(const json& value, const std::string& pointer) {
   CkxJsonObject object(value, pointer);
-  SkxSignerFact signer;
+  SkxSigner signer;
   object.Optional("name", signer.name);
   if (const json* const status = object.Find("status")) {
     signer.status = PublisherStatusAt(*status, object.PointerTo("status"));
@@ -165,9 +165,9 @@ SkxFileFacts FileFactsOf(CkxJsonObject& object) {
   object.Optional("modified", facts.modificationTime);
   ForEachMember(object, "hashes", [&](const std::string& name, const json& value, const std::string& pointer) {
     const auto text = KxJson_As<KxWString>(json(name), pointer);
-    const std::optional<EkxHashAlgorithm> algorithm = KxHash_FromName(text);
-    if (!algorithm) throw CkxDocumentFault(pointer, "\"" + name + "\" is no hash algorithm");
-    facts.hashes[KxHash_Name(*algorithm)] = HashAt(value, pointer);
+    const SkxFileDigestName* const known = KxFileDigest_Named(text);
+    if (known == nullptr) throw CkxDocumentFault(pointer, "\"" + name + "\" is no hash algorithm");
+    facts.hashes[known->name] = HashAt(value, pointer);
   });
   ForEachElement(object, "signers", [&](const json& value, const std::string& pointer) {
     if (facts.signers.size() == 2) throw CkxDocumentFault(pointer, "a file has at most two signers");

@@ -15,15 +15,17 @@ inline constexpr auto kKxRecord<SkxBitmaskTest> =
              KxField("compareAs", &SkxBitmaskTest::compareAs, "how to compare", EkxField::BitmaskCompareAs));
 
 template <>
-inline constexpr auto kKxRecord<SkxFileNameTest> =
-    KxRecord("File name test",
-             KxField("pattern", &SkxFileNameTest::pattern, "against the last part of the path; case never counts"),
-             KxField("compareAs", &SkxFileNameTest::compareAs, "how to compare", EkxField::CompareAs),
-             KxField("hashAlgorithm", &SkxFileNameTest::hashAlgorithm,
-                     "`MD5`, `SHA1`, `SHA256`, `SHA384` or `SHA512`; absent when there is no hash", EkxField::Text),
-             KxField("hash", &SkxFileNameTest::hash,
-                     "`ALGORITHM##HEX`, asked for besides the name; absent: any content", EkxField::Text),
-             KxField("fileSize", &SkxFileNameTest::fileSize, "in bytes, compared only together with a hash; -1: any"));
+inline constexpr auto kKxRecord<SkxFileNameTest> = KxRecord(
+    "File name test",
+    KxField("pattern", &SkxFileNameTest::pattern, "against the last part of the path; case never counts"),
+    KxField("compareAs", &SkxFileNameTest::compareAs, "how to compare", EkxField::CompareAs),
+    KxField("hashAlgorithm", &SkxFileNameTest::hashAlgorithm,
+            "`MD5`, `SHA1`, `SHA256`, `SHA384` or `SHA512`; `AUTHENTICODE-SHA1` or `AUTHENTICODE-SHA256` for what a "
+            "signature covers; absent when there is no hash",
+            EkxField::Text),
+    KxField("hash", &SkxFileNameTest::hash, "`ALGORITHM##HEX`, asked for besides the name; absent: any content",
+            EkxField::Text),
+    KxField("fileSize", &SkxFileNameTest::fileSize, "in bytes, compared only together with a hash; -1: any"));
 
 template <>
 inline constexpr auto kKxRecord<SkxLocationTest> = KxRecord(

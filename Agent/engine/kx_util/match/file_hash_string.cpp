@@ -2,7 +2,7 @@
 
 #include "Agent/engine/kx_util/buffer/record_memory.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
-#include "Common_CPP/crypto/hash.h"
+#include "Common_CPP/crypto/file_digest.h"
 
 namespace {
 
@@ -17,10 +17,9 @@ CkxBstrPtr NewBstr(const CkxUtilStr& text) { return CkxBstrPtr(KxRecord_NotNull(
 
 bool KxUtil_GetHashString(const WCHAR* path, CkxUtilStr& algorithm, CkxUtilStr& hash) {
   return KxEntry(false, [&] {
-    constexpr EkxHashAlgorithm chosen = EkxHashAlgorithm::Sha256;
-    std::optional<KxWString> text = KxHash_OfFile(path, chosen);
+    std::optional<KxWString> text = KxFileDigest_OfPath(path, EkxHashAlgorithm::Sha256);
     if (!text) return false;
-    CkxUtilStr name = KxHash_Name(chosen);
+    CkxUtilStr name = KXW("SHA256");
     algorithm = std::move(name);
     hash = *std::move(text);
     return true;

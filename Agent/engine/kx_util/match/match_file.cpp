@@ -18,13 +18,13 @@ class CkxPublisherMatchEvents {
   static constexpr std::string_view kScope = "KxUtil_MatchPublisher";
 };
 
-struct SkxSigner {
+struct SkxAskedSigner {
   CkxTextView name;
   EkxPublisherStatus status = EkxPublisherStatus::Unknown;
 };
 
-SkxSigner AskForSigner(const IkxPublisherProvider& provider, bool second) {
-  SkxSigner signer;
+SkxAskedSigner AskForSigner(const IkxPublisherProvider& provider, bool second) {
+  SkxAskedSigner signer;
   signer.name = provider.GetPublisher(second, signer.status);
   return signer;
 }
@@ -61,15 +61,15 @@ bool KxUtil_MatchPublisher(const IkxPublisherProvider& provider, CkxTextView pat
                            EkxStrCompareAs compareAs) {
   return KxEntry(false, [&] {
     const CkxPublisherMatchEvents events;
-    const auto matches = [&](const SkxSigner& signer) {
+    const auto matches = [&](const SkxAskedSigner& signer) {
       return !signer.name.IsEmpty() && KxUtil_MatchStr(pattern, signer.name, caseSensitive, compareAs);
     };
-    const SkxSigner first = AskForSigner(provider, false);
+    const SkxAskedSigner first = AskForSigner(provider, false);
     if (first.status != EkxPublisherStatus::Valid && first.status != EkxPublisherStatus::ValidByWeakDigest)
       return false;
     if (!matches(first)) return false;
     if (first.status == EkxPublisherStatus::Valid) return true;
-    const SkxSigner second = AskForSigner(provider, true);
+    const SkxAskedSigner second = AskForSigner(provider, true);
     return second.status == EkxPublisherStatus::Valid && matches(second);
   });
 }

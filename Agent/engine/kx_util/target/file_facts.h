@@ -19,7 +19,7 @@ class IkxFileFacts {
   virtual std::optional<KxWString> VersionField(CkxTextView field) const = 0;
   virtual std::optional<KxWString> MsiProperty(CkxTextView property) const = 0;
   virtual const SkxAppPackageFacts* AppPackage() const { return nullptr; }  ///< null when unknown
-  virtual SkxSignerFact Signer(bool second) const = 0;  ///< no name and `Unknown` when the source cannot tell
+  virtual SkxSigner Signer(bool second) const = 0;  ///< no name and `Unknown` when the source cannot tell
 };
 
 std::unique_ptr<IkxFileFacts> KxFileFacts_Live(CkxTextView path, void* token);

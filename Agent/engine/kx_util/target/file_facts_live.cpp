@@ -1,6 +1,5 @@
-// Facts of a file on this machine, looked at on behalf of the user of a token. Who signed a file, and what an installer
-// package says of itself, is not told: those answers are "unknown" and "none", and no policy that asks for them
-// matches.
+// Facts of a file on this machine, looked at on behalf of the user of a token. What an installer package says of itself
+// is not told: no policy that asks for it matches.
 #include <kx_util/evaluation_fault.h>
 
 #include <atomic>
@@ -9,8 +8,8 @@
 #include "Agent/engine/kx_util/target/pe_version_info.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/access_token/access_token.h"
-#include "Common_CPP/crypto/hash.h"
 #include "Common_CPP/file/file.h"
+#include "Common_CPP/signature/signature.h"
 #include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/trace.h"
 
@@ -18,19 +17,22 @@ namespace {
 
 std::atomic<uint64_t> hashLimit{kKxDefaultHashLimit};
 
-/// The algorithms that policies have asked for since the process began, of any file: a bit each. Policies that name one
+/// The digests that policies have asked for since the process began, of any file: a bit each. Policies that name one
 /// algorithm have each file read once with that; those that name several have each file but the first read once with
-/// all of them, and nobody computes what nobody asks for.
-std::atomic<unsigned> wantedAlgorithms{0};
+/// all of them, and nobody computes what nobody asks for. Digests of what a signature covers are of programs alone.
+std::atomic<unsigned> wantedDigests{0};
 
-std::vector<EkxHashAlgorithm> WantedWith(EkxHashAlgorithm algorithm) {
-  const unsigned bit = 1u << static_cast<unsigned>(algorithm);
-  const unsigned wanted = wantedAlgorithms.fetch_or(bit, std::memory_order_relaxed) | bit;
-  std::vector<EkxHashAlgorithm> algorithms;
+std::vector<SkxFileDigest> WantedWith(const SkxFileDigest& digest, bool isProgram) {
+  constexpr unsigned kAuthenticode = 8;  // from this bit on
+  const unsigned bit = 1u << (static_cast<unsigned>(digest.algorithm) + (digest.isAuthenticode ? kAuthenticode : 0));
+  const unsigned wanted = wantedDigests.fetch_or(bit, std::memory_order_relaxed) | bit;
+  std::vector<SkxFileDigest> digests;
   for (unsigned index = 0; wanted >> index != 0; ++index) {
-    if ((wanted >> index & 1) != 0) algorithms.push_back(static_cast<EkxHashAlgorithm>(index));
+    const bool isAuthenticode = index >= kAuthenticode;
+    if ((wanted >> index & 1) == 0 || (isAuthenticode && !isProgram)) continue;
+    digests.push_back({static_cast<EkxHashAlgorithm>(index % kAuthenticode), isAuthenticode});
   }
-  return algorithms;
+  return digests;
 }
 
 bool SpendOnBytes(uint64_t bytes) {
@@ -46,7 +48,8 @@ void NoteWhatIsShort() {
 }
 
 /// All facts are taken through one handle, opened when the first is asked for: whoever changes what the path names
-/// changes nothing of what was judged.
+/// changes nothing of what was judged. Whoever changes the file itself meanwhile ends the evaluation, or one fact would
+/// be of what it was and another of what it has become.
 class LiveFileFacts : public IkxFileFacts {
  public:
   LiveFileFacts(CkxTextView path, void* token) : _path(path.ToString()), _token(token) {}
@@ -60,11 +63,9 @@ class LiveFileFacts : public IkxFileFacts {
   }
 
   std::optional<KxWString> Hash(CkxTextView algorithm) const override {
-    const std::optional<EkxHashAlgorithm> known = KxHash_FromName(algorithm);
-    if (!known || File() == nullptr) return std::nullopt;
-    if (!_hashes.contains(*known)) ReadHashes(*known);
-    const auto hash = _hashes.find(*known);
-    return hash != _hashes.end() ? std::optional(hash->second) : std::nullopt;
+    const SkxFileDigestName* const known = KxFileDigest_Named(algorithm);
+    const auto digest = known != nullptr ? Digest(known->digest) : std::nullopt;
+    return digest ? std::optional(KxHash_Hexadecimal(*digest)) : std::nullopt;
   }
 
   std::optional<CkxSid> Owner() const override { return File() != nullptr ? _file.Owner() : std::nullopt; }
@@ -82,7 +83,11 @@ class LiveFileFacts : public IkxFileFacts {
   }
 
   std::optional<KxWString> MsiProperty(CkxTextView) const override { return std::nullopt; }
-  SkxSignerFact Signer(bool) const override { return SkxSignerFact(); }
+
+  SkxSigner Signer(bool second) const override {
+    if (!_signers && File() != nullptr) _signers = Signers();
+    return _signers ? (second ? _signers->second : _signers->first) : SkxSigner();
+  }
 
  private:
   /// The file with its status; null when there is no regular file.
@@ -96,14 +101,46 @@ class LiveFileFacts : public IkxFileFacts {
     return _isOpen ? &_file : nullptr;
   }
 
-  void ReadHashes(EkxHashAlgorithm algorithm) const {
-    const uint64_t limit = KxUtil_HashLimit();
-    if (_status.size > limit) {
-      KxTrace(EkxTraceLevel::Warning, "CkxTargetInfoFile", "WARNING: A file of ", _status.size,
-              " bytes has no hash, since the limit is ", limit, ": [", CkxTextView(_path), "]");
-      return;
+  std::optional<std::vector<unsigned char>> Digest(const SkxFileDigest& digest) const {
+    if (File() == nullptr || (digest.isAuthenticode && Program() == nullptr)) return std::nullopt;
+    if (!_digests.contains(digest) && IsWithinLimit()) {
+      const SkxPeSignature* const program = digest.isAuthenticode || _program ? Program() : nullptr;
+      _digests.merge(KxFileDigest_Read(_file, _status.size, program != nullptr ? program->covered : SkxCoveredBytes(),
+                                       WantedWith(digest, program != nullptr), SpendOnBytes));
+      if (!IsUnchanged()) _digests.clear();
     }
-    _hashes.merge(KxHash_OfFile(_file, _status.size, WantedWith(algorithm), SpendOnBytes));
+    const auto found = _digests.find(digest);
+    return found != _digests.end() ? std::optional(found->second) : std::nullopt;
+  }
+
+  /// None as long as they cannot be told.
+  std::optional<SkxSigners> Signers() const {
+    if (!IsWithinLimit()) return SkxSigners();
+    const auto digestOf = [this](EkxHashAlgorithm algorithm) { return Digest({algorithm, true}); };
+    const SkxSigners signers = KxSignature_Look({_file, _path, Program(), digestOf});
+    if (!IsUnchanged() || KxFault_Current() != EkxEvaluationFault::None) return std::nullopt;
+    return signers;
+  }
+
+  bool IsWithinLimit() const {
+    const uint64_t limit = KxUtil_HashLimit();
+    if (_status.size <= limit) return true;
+    KxTrace(EkxTraceLevel::Warning, "CkxTargetInfoFile", "WARNING: A file of ", _status.size,
+            " bytes has no hash and no signer, since the limit is ", limit, ": [", CkxTextView(_path), "]");
+    return false;
+  }
+
+  bool IsUnchanged() const {
+    SkxFileStatus now;
+    if (_file.Status(now) && now == _status) return true;
+    KxFault_Note(EkxEvaluationFault::TargetChanged);
+    return false;
+  }
+
+  /// What there is to know of its signature before that is looked at; null for what is no program.
+  const SkxPeSignature* Program() const {
+    if (!_program) _program = KxPeSignature_Read(_file, _status.size);
+    return *_program ? &**_program : nullptr;
   }
 
   /// One read for the version and all of the fields; without a version resource, neither.
@@ -124,7 +161,9 @@ class LiveFileFacts : public IkxFileFacts {
   mutable bool _isOpen = false;
   mutable CkxFileReader _file;
   mutable SkxFileStatus _status;
-  mutable KxHashTexts _hashes;
+  mutable KxFileDigests _digests;
+  mutable std::optional<std::optional<SkxPeSignature>> _program;
+  mutable std::optional<SkxSigners> _signers;
   mutable std::optional<SkxPeVersionInfo> _version;
 };
 

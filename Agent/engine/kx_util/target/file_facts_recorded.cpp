@@ -23,9 +23,9 @@ class RecordedFileFacts : public IkxFileFacts {
     return Find(_facts.msiProperties, property, true);  // an installer tells its properties apart by case
   }
   const SkxAppPackageFacts* AppPackage() const override { return _facts.appPackage ? &*_facts.appPackage : nullptr; }
-  SkxSignerFact Signer(bool second) const override {
+  SkxSigner Signer(bool second) const override {
     const size_t index = second ? 1 : 0;
-    return index < _facts.signers.size() ? _facts.signers[index] : SkxSignerFact();
+    return index < _facts.signers.size() ? _facts.signers[index] : SkxSigner();
   }
 
  private:

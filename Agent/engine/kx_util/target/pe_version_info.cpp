@@ -4,7 +4,7 @@
 #include <array>
 #include <vector>
 
-#include "Common_CPP/file/file.h"
+#include "Common_CPP/pe/pe_image.h"
 #include "Common_CPP/util/byte_cursor.h"
 #include "Common_CPP/util/text.h"
 
@@ -12,72 +12,10 @@ namespace {
 
 constexpr uint32_t kMaxResourceBytes = 16 * 1024 * 1024;  // of a section, from its resources on
 constexpr uint32_t kMaxVersionBytes = 256 * 1024;
-constexpr size_t kMaxSections = 96;   // what the system loads
 constexpr size_t kMaxEntries = 4096;  // of one directory
-
-bool ReadExactly(const IkxByteSource& file, uint64_t offset, std::span<unsigned char> bytes) {
-  return file.ReadAt(offset, bytes) == bytes.size();
-}
 
 uint16_t U16(std::span<const unsigned char> bytes, size_t at) { return KxBytes_Load<uint16_t>(bytes.data() + at); }
 uint32_t U32(std::span<const unsigned char> bytes, size_t at) { return KxBytes_Load<uint32_t>(bytes.data() + at); }
-
-/// The way from addresses, as the program has them when it is loaded, to bytes of its file.
-class CkxPeImage {
- public:
-  static constexpr size_t kSectionHeaderBytes = 40;
-
-  explicit CkxPeImage(const IkxByteSource& file) : _file(file) {}
-
-  bool ReadHeaders() {
-    std::array<unsigned char, 64> dos;
-    if (!ReadExactly(_file, 0, dos) || U16(dos, 0) != 0x5A4D) return false;
-    const uint64_t ntOffset = U32(dos, 60);
-
-    std::array<unsigned char, 26> nt;  // signature, file header, magic number of the optional header
-    if (!ReadExactly(_file, ntOffset, nt) || U32(nt, 0) != 0x4550) return false;
-    const size_t sections = std::min<size_t>(U16(nt, 6), kMaxSections);
-    const uint64_t optionalOffset = ntOffset + 24;
-    const uint16_t optionalBytes = U16(nt, 20);
-    const uint16_t magic = U16(nt, 24);
-    if (magic != 0x10B && magic != 0x20B) return false;
-
-    // The directories close the optional header: their count, then an address and a size each; resources are number 2.
-    const size_t directories = magic == 0x10B ? 96 : 112;
-    std::array<unsigned char, 28> directory;
-    if (optionalBytes < directories + 24 || !ReadExactly(_file, optionalOffset + directories - 4, directory))
-      return false;
-    if (U32(directory, 0) <= 2) return false;
-    _resourceAddress = U32(directory, 20);
-
-    _sections.resize(sections * kSectionHeaderBytes);
-    return _resourceAddress != 0 && ReadExactly(_file, optionalOffset + optionalBytes, _sections);
-  }
-
-  uint32_t ResourceAddress() const { return _resourceAddress; }
-
-  /// Where the bytes of `address` lie in the file, and how many of its section follow there.
-  struct Place {
-    uint64_t offset;
-    uint32_t available;
-  };
-  std::optional<Place> Find(uint32_t address) const {
-    for (size_t at = 0; at < _sections.size(); at += kSectionHeaderBytes) {
-      const uint32_t sectionAddress = U32(_sections, at + 12);
-      const uint32_t bytesInFile = U32(_sections, at + 16);
-      const uint32_t offsetInFile = U32(_sections, at + 20);
-      if (address < sectionAddress || address - sectionAddress >= bytesInFile) continue;
-      const uint32_t skipped = address - sectionAddress;
-      return Place{uint64_t{offsetInFile} + skipped, bytesInFile - skipped};
-    }
-    return std::nullopt;
-  }
-
- private:
-  const IkxByteSource& _file;
-  uint32_t _resourceAddress = 0;
-  std::vector<unsigned char> _sections;
-};
 
 /// The resource directories. Their offsets count from the first of them.
 class CkxPeResources {
@@ -88,7 +26,7 @@ class CkxPeResources {
       : _file(file), _offset(place.offset), _size(std::min(place.available, kMaxResourceBytes)) {}
 
   bool Read(uint32_t offset, std::span<unsigned char> bytes) const {
-    return offset <= _size && bytes.size() <= _size - offset && ReadExactly(_file, _offset + offset, bytes);
+    return offset <= _size && bytes.size() <= _size - offset && _file.ReadExactly(_offset + offset, bytes);
   }
 
   /// The directory below `directory` that has the number `id`, or its first one of whatever name. The tree is walked
@@ -124,9 +62,10 @@ class CkxPeResources {
 
 std::optional<std::vector<unsigned char>> ReadVersionResource(const IkxByteSource& file) {
   constexpr uint32_t kVersionType = 16;
-  CkxPeImage image(file);
-  if (!image.ReadHeaders()) return std::nullopt;
-  const std::optional<CkxPeImage::Place> root = image.Find(image.ResourceAddress());
+  const std::optional<CkxPeImage> image = CkxPeImage::Read(file);
+  const uint32_t directory = image ? image->Directory(EkxPeDirectory::Resources).address : 0;
+  if (directory == 0) return std::nullopt;
+  const std::optional<CkxPeImage::Place> root = image->Find(directory);
   if (!root) return std::nullopt;
 
   const CkxPeResources resources(file, *root);
@@ -137,10 +76,10 @@ std::optional<std::vector<unsigned char>> ReadVersionResource(const IkxByteSourc
   if (!data || !resources.Read(*data, entry)) return std::nullopt;
 
   const uint32_t size = U32(entry, 4);
-  const std::optional<CkxPeImage::Place> place = image.Find(U32(entry, 0));
+  const std::optional<CkxPeImage::Place> place = image->Find(U32(entry, 0));
   if (!place || size > std::min(place->available, kMaxVersionBytes)) return std::nullopt;
   std::vector<unsigned char> bytes(size);
-  if (!ReadExactly(file, place->offset, bytes)) return std::nullopt;
+  if (!file.ReadExactly(place->offset, bytes)) return std::nullopt;
   return bytes;
 }
 
@@ -242,17 +181,6 @@ std::optional<SkxPeVersionInfo> ParseVersionResource(std::span<const unsigned ch
   return info;
 }
 
-class FileSource : public IkxByteSource {
- public:
-  explicit FileSource(const CkxFileReader& file) : _file(file) {}
-  std::optional<size_t> ReadAt(uint64_t offset, std::span<unsigned char> bytes) const override {
-    return _file.ReadAt(offset, bytes);
-  }
-
- private:
-  const CkxFileReader& _file;
-};
-
 }  // namespace
 
 const KxWString* SkxPeVersionInfo::Field(CkxTextView name) const {
@@ -263,8 +191,4 @@ const KxWString* SkxPeVersionInfo::Field(CkxTextView name) const {
 std::optional<SkxPeVersionInfo> KxPe_ReadVersionInfo(const IkxByteSource& file) {
   const std::optional<std::vector<unsigned char>> resource = ReadVersionResource(file);
   return resource ? ParseVersionResource(*resource) : std::nullopt;
-}
-
-std::optional<SkxPeVersionInfo> KxPe_ReadVersionInfo(const CkxFileReader& file) {
-  return KxPe_ReadVersionInfo(FileSource(file));
 }

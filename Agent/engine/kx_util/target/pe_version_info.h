@@ -1,6 +1,6 @@
 // The version resource of a program file: its fixed block of version numbers and its named texts.
 //
-//   file                       DOS header -> NT headers (PE32 or PE32+) -> section table, resource data directory
+//   file                       headers -> data directory of resources
 //   resource section           directory of types -> 16 (version): of names -> first: of languages -> first: data entry
 //   data, a tree of nodes      u16 bytes of the node with its children, u16 of its value, u16 1 when that is text,
 //                              key, NUL, to a multiple of 4, value, to a multiple of 4, children
@@ -16,9 +16,8 @@
 
 #include <map>
 #include <optional>
-#include <span>
 
-class CkxFileReader;
+class IkxByteSource;
 
 struct SkxPeVersionInfo {
   SkxVersion fileVersion;  ///< empty when there is no fixed block
@@ -29,14 +28,6 @@ struct SkxPeVersionInfo {
   const KxWString* Field(CkxTextView name) const;
 };
 
-/// Reads by position; fewer bytes than asked only at the end, nothing on an error.
-class IkxByteSource {
- public:
-  virtual ~IkxByteSource() = default;
-  virtual std::optional<size_t> ReadAt(uint64_t offset, std::span<unsigned char> bytes) const = 0;
-};
-
 /// Nothing when it is no program file, has no version resource, or the way to it is broken. A resource whose tree is
 /// broken further in gives what came before.
 std::optional<SkxPeVersionInfo> KxPe_ReadVersionInfo(const IkxByteSource& file);
-std::optional<SkxPeVersionInfo> KxPe_ReadVersionInfo(const CkxFileReader& file);

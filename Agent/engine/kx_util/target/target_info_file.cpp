@@ -211,7 +211,7 @@ const WCHAR* CkxTargetInfoFile::GetPublisher(bool secondSigner, EkxPublisherStat
 
   status = EkxPublisherStatus::Unknown;
   return KxEntry<const WCHAR*>(nullptr, [&]() -> const WCHAR* {
-    std::optional<SkxSignerFact>& signer = _signers[secondSigner ? 1 : 0];
+    std::optional<SkxSigner>& signer = _signers[secondSigner ? 1 : 0];
     if (!signer) signer = _Facts().Signer(secondSigner);
     status = signer->status;
     return signer->name.empty() ? nullptr : signer->name.c_str();

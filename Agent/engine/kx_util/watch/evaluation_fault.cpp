@@ -12,8 +12,8 @@ std::atomic<uint64_t> workLimit{kKxDefaultWorkLimit};
 constexpr EkxEvaluationFault kFaults[] = {EkxEvaluationFault::None,        EkxEvaluationFault::OutOfMemory,
                                           EkxEvaluationFault::WorkLimit,   EkxEvaluationFault::SectionRefused,
                                           EkxEvaluationFault::UserUnknown, EkxEvaluationFault::PublicationUnstable,
-                                          EkxEvaluationFault::Malformed};
-static_assert(kFaults[static_cast<size_t>(EkxEvaluationFault::Malformed)] == EkxEvaluationFault::Malformed);
+                                          EkxEvaluationFault::Malformed,   EkxEvaluationFault::TargetChanged};
+static_assert(kFaults[static_cast<size_t>(EkxEvaluationFault::TargetChanged)] == EkxEvaluationFault::TargetChanged);
 
 // What a thread remembers: the outermost entry under way, the fault of the one before, and who may end its work.
 
@@ -55,6 +55,8 @@ std::string_view KxUtil_FaultText(EkxEvaluationFault fault) noexcept {
       return "ERROR: The publication changes faster than it can be read";
     case EkxEvaluationFault::Malformed:
       return "ERROR: The section is damaged";
+    case EkxEvaluationFault::TargetChanged:
+      return "ERROR: The file was changed while it was judged";
   }
   return {};
 }

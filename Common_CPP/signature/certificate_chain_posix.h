@@ -1,0 +1,14 @@
+// Whether a certificate leads to a trusted root, for a use and at a time.
+#pragma once
+
+#include "Common_CPP/signature/openssl_posix.h"
+#include "Common_CPP/signature/trust_store.h"
+
+/// The first that holds, in this order.
+enum class EkxChainVerdict { Bad, Revoked, UntrustedRoot, Expired, Good };
+
+enum class EkxCertificateUse { SignCode, SignTime };
+
+/// `others` may help on the way and are trusted for nothing; may be null. `when`: seconds since 1970, UTC.
+EkxChainVerdict KxChain_Judge(X509* certificate, STACK_OF(X509) * others, const CkxTrustStore& trust, time_t when,
+                              EkxCertificateUse use);

@@ -1,0 +1,34 @@
+// Who signed a file, whether the signature still holds, and whether this system trusts the signer.
+//
+//   const SkxSigners signers = KxSignature_Look({file, path, size, program, digestOf});
+//
+// On Windows the system answers, for every kind of file that it knows. Elsewhere the signatures of programs are looked
+// at here, against the system's roots. Nothing is fetched: a certificate that was revoked is known as such where a list
+// that says so lies beside the roots. What cannot be looked at is "unknown", never "unsigned".
+#pragma once
+
+#include <functional>
+
+#include "Common_CPP/signature/pe_signature.h"
+#include "Common_CPP/signature/signer.h"
+#include "Common_CPP/signature/trust_store.h"
+#include "Common_CPP/util/text_view.h"
+
+class CkxFileReader;
+
+/// A file may be signed twice, usually for the sake of systems that know an older digest alone.
+struct SkxSigners {
+  SkxSigner first;
+  SkxSigner second;
+};
+
+struct SkxSignedFile {
+  const CkxFileReader& file;
+  CkxTextView path;
+  const SkxPeSignature* program;  ///< null for what is no program file
+
+  /// The digest of what the signature covers; nothing when the file is not to be read any further.
+  std::function<std::optional<std::vector<unsigned char>>(EkxHashAlgorithm)> digestOf;
+};
+
+SkxSigners KxSignature_Look(const SkxSignedFile& signedFile);

@@ -1,0 +1,116 @@
+#include "Common_CPP/signature/signed_message_posix.h"
+
+#include <algorithm>
+
+#include "Common_CPP/signature/certificate_chain_posix.h"
+#include "Common_CPP/signature/pkcs7_posix.h"
+#include "Common_CPP/signature/timestamp_posix.h"
+#include "Common_CPP/util/text.h"
+
+namespace {
+
+constexpr const char* kIndirectData = "1.3.6.1.4.1.311.2.1.4";
+constexpr const char* kNestedSignature = "1.3.6.1.4.1.311.2.4.1";
+constexpr const char* kLifetimeSigning = "1.3.6.1.4.1.311.10.3.13";
+
+/// Such a certificate does not outlive its time, whatever a timestamp says.
+bool IsForItsLifetimeAlone(X509* certificate) {
+  using CkxUses = CkxOpensslPtr<EXTENDED_KEY_USAGE, EXTENDED_KEY_USAGE_free>;
+  const CkxUses uses(
+      static_cast<EXTENDED_KEY_USAGE*>(X509_get_ext_d2i(certificate, NID_ext_key_usage, nullptr, nullptr)));
+  for (int i = 0; uses != nullptr && i < sk_ASN1_OBJECT_num(uses.get()); ++i) {
+    if (KxPkcs7_IsType(sk_ASN1_OBJECT_value(uses.get(), i), kLifetimeSigning)) return true;
+  }
+  return false;
+}
+
+bool IsWeak(EkxHashAlgorithm algorithm) {
+  return algorithm == EkxHashAlgorithm::Md5 || algorithm == EkxHashAlgorithm::Sha1;
+}
+
+KxWString NamePart(X509_NAME* name, int part) {
+  const int index = X509_NAME_get_index_by_NID(name, part, -1);
+  if (index < 0) return KxWString();
+  unsigned char* bytes = nullptr;
+  const int size = ASN1_STRING_to_UTF8(&bytes, X509_NAME_ENTRY_get_data(X509_NAME_get_entry(name, index)));
+  CkxOpensslErrors::Check();
+  if (size < 0) return KxWString();
+  const std::string utf8(reinterpret_cast<const char*>(bytes), static_cast<size_t>(size));
+  OPENSSL_free(bytes);
+  const std::optional<KxWString> text = KxText_FromUtf8(utf8);
+  return text && text->find(WCHAR{0}) == KxWString::npos ? *text : KxWString();
+}
+
+}  // namespace
+
+std::optional<CkxSignedMessage> CkxSignedMessage::Parse(std::span<const unsigned char> bytes) {
+  CkxSignedMessage message;
+  message._message = KxPkcs7_Parse(bytes);
+  if (message._message == nullptr || !message.ReadContent() || !message.ReadSigner()) return std::nullopt;
+  return message;
+}
+
+bool CkxSignedMessage::ReadContent() {
+  const PKCS7* const contents = _message->d.sign->contents;
+  if (contents == nullptr || !KxPkcs7_IsType(contents->type, kIndirectData)) return false;
+  const ASN1_TYPE* const value = contents->d.other;
+  if (value == nullptr || value->type != V_ASN1_SEQUENCE) return false;
+
+  CkxDerReader outer(KxPkcs7_Bytes(value->value.sequence));
+  if (!outer.Enter(V_ASN1_SEQUENCE, _content)) return false;
+  std::span<const unsigned char> kind;
+  std::span<const unsigned char> digestInfo;
+  CkxDerReader content(_content);
+  if (!content.Enter(V_ASN1_SEQUENCE, kind) || !content.Enter(V_ASN1_SEQUENCE, digestInfo)) return false;
+
+  std::span<const unsigned char> algorithm;
+  std::span<const unsigned char> digest;
+  CkxDerReader info(digestInfo);
+  if (!info.Enter(V_ASN1_SEQUENCE, algorithm) || !info.Enter(V_ASN1_OCTET_STRING, digest)) return false;
+  const std::optional<EkxHashAlgorithm> known = KxPkcs7_HashOf(KxDer_Object(algorithm).get());
+  if (!known) return false;
+  _algorithm = *known;
+  _digest.assign(digest.begin(), digest.end());
+  return true;
+}
+
+bool CkxSignedMessage::ReadSigner() {
+  _signer = KxPkcs7_OnlySigner(_message.get());
+  _certificate = _signer != nullptr ? PKCS7_cert_from_signer_info(_message.get(), _signer) : nullptr;
+  return _certificate != nullptr;
+}
+
+KxWString CkxSignedMessage::SignerName() const {
+  const CkxOpensslErrors errors;
+  X509_NAME* const subject = X509_get_subject_name(_certificate);
+  KxWString name = NamePart(subject, NID_commonName);
+  return name.empty() ? NamePart(subject, NID_organizationName) : name;
+}
+
+EkxPublisherStatus CkxSignedMessage::Judge(const CkxTrustStore& trust, time_t now) const {
+  const CkxOpensslErrors errors;
+  const std::optional<EkxHashAlgorithm> signersHash = KxPkcs7_HashOf(_signer->digest_alg->algorithm);
+  if (!signersHash || !KxPkcs7_IsSignedBy(_message.get(), _signer, _certificate, _content, kIndirectData)) {
+    return EkxPublisherStatus::Invalid;
+  }
+  const std::optional<time_t> proven =
+      IsForItsLifetimeAlone(_certificate) ? std::nullopt : KxTimestamp_Prove({_message.get(), _signer}, trust, now);
+  switch (
+      KxChain_Judge(_certificate, _message->d.sign->cert, trust, proven.value_or(now), EkxCertificateUse::SignCode)) {
+    case EkxChainVerdict::Bad:
+      return EkxPublisherStatus::Invalid;
+    case EkxChainVerdict::Revoked:
+      return EkxPublisherStatus::Revoked;
+    case EkxChainVerdict::UntrustedRoot:
+      return EkxPublisherStatus::UntrustedRoot;
+    case EkxChainVerdict::Expired:
+      return EkxPublisherStatus::Expired;
+    case EkxChainVerdict::Good:
+      break;
+  }
+  return IsWeak(_algorithm) || IsWeak(*signersHash) ? EkxPublisherStatus::ValidByWeakDigest : EkxPublisherStatus::Valid;
+}
+
+std::optional<std::span<const unsigned char>> CkxSignedMessage::Nested() const {
+  return KxPkcs7_SequenceOf(_signer->unauth_attr, kNestedSignature);
+}

@@ -1,0 +1,120 @@
+#include "Common_CPP/signature/signed_message_win.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace {
+
+constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
+constexpr std::string_view kNestedSignature = "1.3.6.1.4.1.311.2.4.1";
+
+/// A part of the message; empty when it has none. Aligned for what the system puts there, which points into itself.
+std::vector<unsigned char> Part(HCRYPTMSG message, DWORD part) {
+  const SkxTrustFunctions& system = SkxTrustFunctions::Get();
+  DWORD size = 0;
+  if (!system.messagePart(message, part, 0, nullptr, &size)) return {};
+  std::vector<unsigned char> bytes(size);
+  if (!system.messagePart(message, part, 0, bytes.data(), &size)) return {};
+  bytes.resize(size);
+  return bytes;
+}
+
+template <class Object>
+const Object* As(const std::vector<unsigned char>& bytes) {
+  return bytes.size() < sizeof(Object) ? nullptr : reinterpret_cast<const Object*>(bytes.data());
+}
+
+/// What `bytes` mean as `type`, in memory of its own; empty when they are none.
+std::vector<unsigned char> Decoded(const char* type, std::span<const unsigned char> bytes) {
+  const SkxTrustFunctions& system = SkxTrustFunctions::Get();
+  DWORD size = 0;
+  const auto decode = [&](void* object) {
+    return system.decode(kEncoding, type, bytes.data(), static_cast<DWORD>(bytes.size()), 0, nullptr, object, &size);
+  };
+  if (!decode(nullptr)) return {};
+  std::vector<unsigned char> object(size);
+  return decode(object.data()) ? object : std::vector<unsigned char>();
+}
+
+std::span<const unsigned char> Bytes(const CRYPT_DATA_BLOB& blob) { return {blob.pbData, blob.cbData}; }
+
+/// The element of a sequence; empty when there is none.
+std::span<const unsigned char> Element(const std::vector<unsigned char>& sequence, DWORD index) {
+  const auto* const elements = As<CRYPT_SEQUENCE_OF_ANY>(sequence);
+  if (elements == nullptr || index >= elements->cValue) return {};
+  return Bytes(elements->rgValue[index]);
+}
+
+bool IsWeak(const char* algorithm) {
+  constexpr std::string_view kWeak[] = {szOID_RSA_MD5, szOID_OIWSEC_sha1};
+  return algorithm == nullptr || std::find(std::begin(kWeak), std::end(kWeak), algorithm) != std::end(kWeak);
+}
+
+/// Of the file: the content is a sequence of what is signed and of a digest, which is one of its algorithm and its
+/// bytes.
+bool IsContentWeak(HCRYPTMSG message) {
+  const std::vector<unsigned char> content = Decoded(X509_SEQUENCE_OF_ANY, Part(message, CMSG_CONTENT_PARAM));
+  const std::vector<unsigned char> digest = Decoded(X509_SEQUENCE_OF_ANY, Element(content, 1));
+  const std::vector<unsigned char> algorithm = Decoded(X509_SEQUENCE_OF_ANY, Element(digest, 0));
+  const std::vector<unsigned char> identifier = Decoded(X509_OBJECT_IDENTIFIER, Element(algorithm, 0));
+  const auto* const text = As<LPSTR>(identifier);
+  return text == nullptr || IsWeak(*text);
+}
+
+KxWString NamePart(PCCERT_CONTEXT certificate, const char* part) {
+  const SkxTrustFunctions& system = SkxTrustFunctions::Get();
+  void* const type = const_cast<char*>(part);
+  const DWORD units = system.nameOf(certificate, CERT_NAME_ATTR_TYPE, 0, type, nullptr, 0);
+  KxWString name(units, WCHAR{});
+  system.nameOf(certificate, CERT_NAME_ATTR_TYPE, 0, type, name.data(), units);
+  if (!name.empty()) name.pop_back();  // the terminator
+  return name.find(WCHAR{0}) == KxWString::npos ? name : KxWString();
+}
+
+}  // namespace
+
+HCRYPTMSG KxSignedMessage_Open(std::span<const unsigned char> bytes) {
+  const SkxTrustFunctions& system = SkxTrustFunctions::Get();
+  const HCRYPTMSG message = system.openMessage(kEncoding, 0, 0, 0, nullptr, nullptr);
+  if (message == nullptr) return nullptr;
+  if (system.updateMessage(message, bytes.data(), static_cast<DWORD>(bytes.size()), TRUE)) return message;
+  system.closeMessage(message);
+  return nullptr;
+}
+
+KxWString KxCertificate_Name(PCCERT_CONTEXT certificate) {
+  KxWString name = NamePart(certificate, szOID_COMMON_NAME);
+  return name.empty() ? NamePart(certificate, szOID_ORGANIZATION_NAME) : name;
+}
+
+KxWString KxSignedMessage_SignerName(HCRYPTMSG message) {
+  const SkxTrustFunctions& system = SkxTrustFunctions::Get();
+  const std::vector<unsigned char> signer = Part(message, CMSG_SIGNER_CERT_INFO_PARAM);
+  const auto* const certificateInfo = As<CERT_INFO>(signer);
+  if (certificateInfo == nullptr) return KxWString();
+  const CkxTrustObject store(system.openStore(CERT_STORE_PROV_MSG, kEncoding, 0, 0, message),
+                             [&](HCERTSTORE opened) { system.closeStore(opened, 0); });
+  if (!store) return KxWString();
+  const CkxTrustObject certificate(
+      system.findInStore(store.Get(), kEncoding, 0, CERT_FIND_SUBJECT_CERT, certificateInfo, nullptr),
+      [&](PCCERT_CONTEXT found) { system.freeCertificate(found); });
+  return certificate ? KxCertificate_Name(certificate.Get()) : KxWString();
+}
+
+bool KxSignedMessage_IsWeak(HCRYPTMSG message) {
+  const std::vector<unsigned char> signer = Part(message, CMSG_SIGNER_INFO_PARAM);
+  const auto* const info = As<CMSG_SIGNER_INFO>(signer);
+  return info == nullptr || IsWeak(info->HashAlgorithm.pszObjId) || IsContentWeak(message);
+}
+
+std::optional<std::vector<unsigned char>> KxSignedMessage_Nested(HCRYPTMSG message) {
+  const std::vector<unsigned char> unsignedPart = Part(message, CMSG_SIGNER_UNAUTH_ATTR_PARAM);
+  const auto* const attributes = As<CRYPT_ATTRIBUTES>(unsignedPart);
+  for (DWORD i = 0; attributes != nullptr && i < attributes->cAttr; ++i) {
+    const CRYPT_ATTRIBUTE& attribute = attributes->rgAttr[i];
+    if (kNestedSignature != attribute.pszObjId || attribute.cValue == 0) continue;
+    const std::span<const unsigned char> bytes = Bytes(attribute.rgValue[0]);
+    return std::vector(bytes.begin(), bytes.end());
+  }
+  return std::nullopt;
+}

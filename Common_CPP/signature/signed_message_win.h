@@ -1,0 +1,24 @@
+// What a PKCS #7 message says of its signer, as the system reads it.
+#pragma once
+
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "Common_CPP/signature/trust_functions_win.h"
+#include "Common_CPP/util/base.h"
+
+/// Null when it is none. The caller closes it.
+HCRYPTMSG KxSignedMessage_Open(std::span<const unsigned char> bytes);
+
+/// The common name of the certificate's subject, else its organization; empty when it has neither, or one with a NUL.
+KxWString KxCertificate_Name(PCCERT_CONTEXT certificate);
+
+KxWString KxSignedMessage_SignerName(HCRYPTMSG message);
+
+/// Whether the file's digest or the signer's is one that can be forged: MD5 or SHA-1. What cannot be read counts as
+/// one.
+bool KxSignedMessage_IsWeak(HCRYPTMSG message);
+
+/// The bytes of the second message; nothing when there is none.
+std::optional<std::vector<unsigned char>> KxSignedMessage_Nested(HCRYPTMSG message);

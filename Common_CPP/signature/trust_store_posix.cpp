@@ -1,0 +1,54 @@
+#include "Common_CPP/signature/trust_store_posix.h"
+
+#include <openssl/pem.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "Common_CPP/file/file.h"
+#include "Common_CPP/util/text.h"
+
+namespace {
+
+constexpr uint64_t kMaxBytes = 16 * 1024 * 1024;  // the system's own bundle has a quarter of a megabyte
+
+void FreeInfos(STACK_OF(X509_INFO) * infos) { sk_X509_INFO_pop_free(infos, X509_INFO_free); }
+using CkxInfos = CkxOpensslPtr<STACK_OF(X509_INFO), FreeInfos>;
+
+bool AddFile(X509_STORE* store, CkxTextView path) {
+  const std::optional<std::vector<unsigned char>> bytes = KxFile_ReadAll(path, kMaxBytes);
+  if (!bytes) return false;
+  const CkxBio text(KxOpenssl_NotNull(BIO_new_mem_buf(bytes->data(), static_cast<int>(bytes->size()))));
+  const CkxInfos infos(PEM_X509_INFO_read_bio(text.get(), nullptr, nullptr, nullptr));
+  bool found = false;
+  for (int i = 0; infos != nullptr && i < sk_X509_INFO_num(infos.get()); ++i) {
+    const X509_INFO* const info = sk_X509_INFO_value(infos.get(), i);
+    found = (info->x509 != nullptr && X509_STORE_add_cert(store, info->x509) == 1) || found;
+    found = (info->crl != nullptr && X509_STORE_add_crl(store, info->crl) == 1) || found;
+  }
+  return found;
+}
+
+}  // namespace
+
+CkxTrustStore::CkxTrustStore() : _state(std::make_unique<State>()) {
+  const CkxOpensslErrors errors;
+  _state->store.reset(KxOpenssl_NotNull(X509_STORE_new()));
+  X509_STORE_set_default_paths(_state->store.get());  // without any, nobody is trusted
+  CkxOpensslErrors::Check();
+}
+
+CkxTrustStore::~CkxTrustStore() = default;
+
+bool CkxTrustStore::Add(CkxTextView path) {
+  const CkxOpensslErrors errors;
+  const std::filesystem::path native = KxText_ToUtf8(path);
+  std::error_code error;
+  if (!std::filesystem::is_directory(native, error)) return AddFile(_state->store.get(), path);
+  bool found = false;
+  for (std::filesystem::directory_iterator entry(native, error), end; !error && entry != end; entry.increment(error)) {
+    const std::optional<KxWString> file = KxText_FromUtf8(entry->path().native());
+    found = (file && AddFile(_state->store.get(), *file)) || found;
+  }
+  return found && !error;
+}
