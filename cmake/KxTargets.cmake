@@ -141,7 +141,7 @@ endfunction()
 function(kx_signed_programs test)
   set(folder "${PROJECT_BINARY_DIR}/signed-programs")
   set(script "${PROJECT_SOURCE_DIR}/scripts/make-signed-programs")
-  add_custom_command(OUTPUT "${folder}/complete" COMMAND "${script}" "${folder}" DEPENDS "${script}" VERBATIM
+  add_custom_command(OUTPUT "${folder}/complete" COMMAND "${script}" "${folder}" DEPENDS "${script}" "${PROJECT_SOURCE_DIR}/scripts/make-catalog" VERBATIM
                      COMMENT "Signing programs for ${test}")
   add_custom_target(${test}_signed_programs DEPENDS "${folder}/complete")
   add_dependencies(${test} ${test}_signed_programs)

@@ -5,23 +5,9 @@
 
 #include "Common_CPP/file/file.h"
 #include "Common_CPP/signature/signature.h"
+#include "fuzz/fuzz_source.h"
 
 namespace {
-
-class FuzzSource : public IkxByteSource {
- public:
-  FuzzSource(const uint8_t* data, size_t size) : _bytes(data, size) {}
-  std::optional<size_t> ReadAt(uint64_t offset, std::span<unsigned char> bytes) const override {
-    if (offset >= _bytes.size()) return 0;
-    const std::span<const unsigned char> there = _bytes.subspan(static_cast<size_t>(offset));
-    const size_t count = std::min(bytes.size(), there.size());
-    std::copy_n(there.begin(), count, bytes.begin());
-    return count;
-  }
-
- private:
-  const std::span<const unsigned char> _bytes;
-};
 
 void RequireRangesInside(const SkxCoveredBytes& covered, size_t size) {
   uint64_t end = 0;
@@ -40,7 +26,7 @@ void RequireNobodyToBeBelieved(const SkxSigner& signer) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  const FuzzSource source(data, size);
+  const CkxFuzzSource source(data, size);
   const std::optional<SkxPeSignature> program = KxPeSignature_Read(source, size);
   if (!program) return 0;
   RequireRangesInside(program->covered, size);

@@ -1,5 +1,6 @@
 #include "Common_CPP/signature/pe_signature.h"
 
+#include <algorithm>
 #include <array>
 
 #include "Common_CPP/pe/pe_image.h"
@@ -50,9 +51,10 @@ std::optional<SkxPeSignature> KxPeSignature_Read(const IkxByteSource& file, uint
   }
   signature.hasTable = table.address != 0 && table.size != 0;
   const uint64_t end = uint64_t{table.address} + table.size;
-  const bool isInside = signature.hasTable && table.address >= behindHeaders && end <= size;
-  if (isInside) signature.message = ReadMessage(file, table.address, end);
-  if (isInside && end == size) {
+  const bool isBehindHeaders = signature.hasTable && table.address >= behindHeaders;
+  signature.isTableLast = isBehindHeaders && end == size;
+  if (isBehindHeaders) signature.message = ReadMessage(file, table.address, std::min(end, size));
+  if (signature.isTableLast) {
     signature.covered.leftOut.push_back({table.address, end});
   } else {
     signature.covered.zerosBehind = static_cast<size_t>(Aligned(size) - size);

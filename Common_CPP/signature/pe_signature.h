@@ -14,6 +14,7 @@
 struct SkxPeSignature {
   SkxCoveredBytes covered;
   bool hasTable = false;               ///< the headers name one, wherever that may lie
+  bool isTableLast = false;            ///< it reaches the end of the file; else no signature in it holds
   std::vector<unsigned char> message;  ///< the first PKCS #7 message of the table; empty when there is none to be read
 };
 

@@ -87,15 +87,31 @@ std::optional<std::span<const unsigned char>> KxPkcs7_SequenceOf(const STACK_OF(
 }
 
 bool CkxDerReader::Enter(int tag, std::span<const unsigned char>& inside) {
+  CkxDerReader ahead = *this;
+  int found = 0;
+  if (!ahead.Next(found, inside) || found != tag) return false;
+  *this = ahead;
+  return true;
+}
+
+bool CkxDerReader::Find(int tag, std::span<const unsigned char>& inside) {
+  for (int found = 0; Next(found, inside);) {
+    if (found == tag) return true;
+  }
+  return false;
+}
+
+/// `tag` is -1 of an element with one that is not universal.
+bool CkxDerReader::Next(int& tag, std::span<const unsigned char>& inside) {
   constexpr int kIsBroken = 0x80;
   constexpr int kIsWithoutLength = 0x01;
   const unsigned char* at = _rest.data();
   long size = 0;
-  int foundTag = 0;
-  int foundClass = 0;
+  int tagClass = 0;
   if (_rest.empty()) return false;
-  const int flags = ASN1_get_object(&at, &size, &foundTag, &foundClass, static_cast<long>(_rest.size()));
-  if ((flags & (kIsBroken | kIsWithoutLength)) != 0 || foundTag != tag || foundClass != V_ASN1_UNIVERSAL) return false;
+  const int flags = ASN1_get_object(&at, &size, &tag, &tagClass, static_cast<long>(_rest.size()));
+  if ((flags & (kIsBroken | kIsWithoutLength)) != 0) return false;
+  if (tagClass != V_ASN1_UNIVERSAL) tag = -1;
   inside = {at, static_cast<size_t>(size)};
   _rest = _rest.subspan(static_cast<size_t>(at - _rest.data()) + inside.size());
   return true;

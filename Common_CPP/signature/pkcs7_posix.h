@@ -32,10 +32,15 @@ class CkxDerReader {
  public:
   explicit CkxDerReader(std::span<const unsigned char> bytes) : _rest(bytes) {}
 
-  /// The inside of the next element, if that has the universal tag `tag`.
+  /// The inside of the next element, if that has the universal tag `tag`; else nothing is consumed.
   bool Enter(int tag, std::span<const unsigned char>& inside);
 
+  /// The same of the next element with that tag, whatever stands before it.
+  bool Find(int tag, std::span<const unsigned char>& inside);
+
  private:
+  bool Next(int& tag, std::span<const unsigned char>& inside);
+
   std::span<const unsigned char> _rest;
 };
 

@@ -2,9 +2,10 @@
 //
 //   const SkxSigners signers = KxSignature_Look({file, path, size, program, digestOf});
 //
-// On Windows the system answers, for every kind of file that it knows. Elsewhere the signatures of programs are looked
-// at here, against the system's roots. Nothing is fetched: a certificate that was revoked is known as such where a list
-// that says so lies beside the roots. What cannot be looked at is "unknown", never "unsigned".
+// On Windows the system answers, for every kind of file that it knows. Elsewhere signatures are looked at here, against
+// the system's roots: those in programs and in scripts, and those of the catalogs that a caller has added. Nothing is
+// fetched: a certificate that was revoked is known as such where a list that says so lies beside the roots. What cannot
+// be looked at is "unknown", never "unsigned".
 #pragma once
 
 #include <functional>
@@ -27,7 +28,8 @@ struct SkxSignedFile {
   CkxTextView path;
   const SkxPeSignature* program;  ///< null for what is no program file
 
-  /// The digest of what the signature covers; nothing when the file is not to be read any further.
+  /// The digest of what a signature in the program covers, of any other file the whole; nothing when the file is not to
+  /// be read any further.
   std::function<std::optional<std::vector<unsigned char>>(EkxHashAlgorithm)> digestOf;
 };
 

@@ -1,47 +1,103 @@
 #include <ctime>
 
+#include "Common_CPP/file/file.h"
+#include "Common_CPP/signature/script_signature_posix.h"
 #include "Common_CPP/signature/signature.h"
 #include "Common_CPP/signature/signed_message_posix.h"
+#include "Common_CPP/signature/trust_store_posix.h"
 
 namespace {
 
-struct SkxLook {
-  const SkxSignedFile& file;
+using Bytes = std::vector<unsigned char>;
+using DigestOf = std::function<std::optional<Bytes>(EkxHashAlgorithm)>;
+
+constexpr EkxPublisherStatus kUnsigned = EkxPublisherStatus::Unsigned;
+
+/// Who is trusted, and since when.
+struct SkxJudge {
   const CkxTrustStore& trust;
   time_t now;
+
+  EkxPublisherStatus Judge(const CkxSignedMessage& message, bool isDigestWeak) const {
+    const EkxPublisherStatus status = message.Judge(trust, now);
+    const bool holds = status == EkxPublisherStatus::Valid;
+    return holds && isDigestWeak ? EkxPublisherStatus::ValidByWeakDigest : status;
+  }
+
+  EkxPublisherStatus Judge(const CkxSignedMessage& message, const DigestOf& digestOf) const {
+    const std::optional<SkxSignedDigest> said = SkxSignedDigest::Read(message.Content());
+    const EkxPublisherStatus status = said ? Judge(message, said->IsWeak()) : EkxPublisherStatus::Invalid;
+    if (status == EkxPublisherStatus::Invalid) return status;
+    const std::optional<Bytes> digest = digestOf(said->algorithm);
+    if (!digest) return EkxPublisherStatus::Unknown;
+    return *digest == said->digest ? status : EkxPublisherStatus::Invalid;
+  }
+
+  SkxSigner SignerOf(std::span<const unsigned char> bytes, const DigestOf& digestOf,
+                     std::optional<Bytes>* nested = nullptr) const {
+    const std::optional<CkxSignedMessage> message = CkxSignedMessage::Parse(bytes, kKxIndirectData);
+    if (!message) return {KxWString(), EkxPublisherStatus::Invalid};
+    if (nested != nullptr) {
+      if (const auto second = message->Nested()) nested->emplace(second->begin(), second->end());
+    }
+    return {message->SignerName(), Judge(*message, digestOf)};
+  }
+
+  SkxSigners SignersOf(std::span<const unsigned char> bytes, const DigestOf& digestOf) const {
+    std::optional<Bytes> nested;
+    SkxSigners signers;
+    signers.first = SignerOf(bytes, digestOf, &nested);
+    signers.second = nested ? SignerOf(*nested, digestOf) : SkxSigner{KxWString(), kUnsigned};
+    return signers;
+  }
 };
 
-EkxPublisherStatus Judge(const SkxLook& look, const CkxSignedMessage& message) {
-  const EkxPublisherStatus status = message.Judge(look.trust, look.now);
-  if (status == EkxPublisherStatus::Invalid) return status;
-  const std::optional<std::vector<unsigned char>> digest = look.file.digestOf(message.Algorithm());
-  if (!digest) return EkxPublisherStatus::Unknown;
-  return *digest == message.Digest() ? status : EkxPublisherStatus::Invalid;
-}
-
-SkxSigner SignerOf(const SkxLook& look, const std::optional<CkxSignedMessage>& message) {
-  if (!message) return {KxWString(), EkxPublisherStatus::Invalid};
-  return {message->SignerName(), Judge(look, *message)};
-}
-
-SkxSigners SignersOf(const SkxLook& look, std::span<const unsigned char> bytes) {
-  const std::optional<CkxSignedMessage> message = CkxSignedMessage::Parse(bytes);
-  SkxSigners signers;
-  signers.first = SignerOf(look, message);
-  const auto nested = message ? message->Nested() : std::nullopt;
-  signers.second =
-      nested ? SignerOf(look, CkxSignedMessage::Parse(*nested)) : SkxSigner{KxWString(), EkxPublisherStatus::Unsigned};
+SkxSigners SignersOfScript(const SkxSignedFile& signedFile, const SkxJudge& judge) {
+  SkxFileStatus status;
+  const auto script = signedFile.file.Status(status)
+                          ? KxScriptSignature_Read(signedFile.file, status.size, signedFile.path)
+                          : std::nullopt;
+  if (!script) return {};
+  if (!script->hasBlock) return {{KxWString(), kUnsigned}, {KxWString(), kUnsigned}};
+  SkxSigners signers = judge.SignersOf(
+      script->message, [&](EkxHashAlgorithm algorithm) { return KxHash_OfBytes(script->covered, algorithm); });
+  if (!script->isWhole) signers.first.status = EkxPublisherStatus::Invalid;
   return signers;
+}
+
+/// By what the file itself carries. Unknown where that is of a kind that nobody looks at.
+SkxSigners OwnSigners(const SkxSignedFile& signedFile, const SkxJudge& judge) {
+  if (signedFile.program == nullptr) {
+    return KxScriptSignature_IsFor(signedFile.path) ? SignersOfScript(signedFile, judge) : SkxSigners();
+  }
+  if (!signedFile.program->hasTable) return {{KxWString(), kUnsigned}, {KxWString(), kUnsigned}};
+  return judge.SignersOf(signedFile.program->message, signedFile.digestOf);
+}
+
+/// By the first catalog with the file's digest; nothing when none has it.
+std::optional<SkxSigner> CatalogSigner(const SkxSignedFile& signedFile, const SkxJudge& judge) {
+  const CkxCatalogs& catalogs = judge.trust.Get().catalogs;
+  for (const EkxHashAlgorithm algorithm : catalogs.OfMembers()) {
+    const std::optional<Bytes> digest = signedFile.digestOf(algorithm);
+    const CkxSignedMessage* const catalog = digest ? catalogs.With(algorithm, *digest) : nullptr;
+    if (catalog == nullptr) continue;
+    const bool isWeak = SkxSignedDigest{algorithm, {}}.IsWeak();
+    return SkxSigner{catalog->SignerName(), judge.Judge(*catalog, isWeak)};
+  }
+  return std::nullopt;
 }
 
 }  // namespace
 
 SkxSigners KxSignature_Look(const SkxSignedFile& signedFile) {
-  constexpr EkxPublisherStatus kUnsigned = EkxPublisherStatus::Unsigned;
-  if (signedFile.program == nullptr) return {};
-  if (!signedFile.program->hasTable) return {{KxWString(), kUnsigned}, {KxWString(), kUnsigned}};
   std::optional<CkxTrustStore> systems;
   const CkxTrustStore* const given = CkxTrustStore::Current();
-  const CkxTrustStore& trust = given != nullptr ? *given : systems.emplace();
-  return SignersOf({signedFile, trust, std::time(nullptr)}, signedFile.program->message);
+  const SkxJudge judge = {given != nullptr ? *given : systems.emplace(), std::time(nullptr)};
+  SkxSigners signers = OwnSigners(signedFile, judge);
+  const bool isSigned = signers.first.status != kUnsigned && signers.first.status != EkxPublisherStatus::Unknown;
+  if (isSigned) return signers;
+  if (std::optional<SkxSigner> signer = CatalogSigner(signedFile, judge)) {
+    return {*std::move(signer), {KxWString(), kUnsigned}};
+  }
+  return signers;
 }

@@ -78,6 +78,9 @@ class CkxVerification {
   LONG Result() const { return _result; }
   bool HasSecond() const { return _settings.others > 0; }
 
+  /// Some systems count the signatures and then look at the first whichever was asked for.
+  bool IsOfThatIndex() const { return _settings.verifiedIndex == _settings.index; }
+
   /// Null when the system did not get so far.
   HCRYPTMSG Message() const {
     const CRYPT_PROVIDER_DATA* const state = State();
@@ -188,6 +191,14 @@ SkxSigner UnverifiedSecond(std::span<const unsigned char> own) {
   return {KxSignedMessage_SignerName(second.Get()), EkxPublisherStatus::Unknown};
 }
 
+SkxSigner SecondSigner(const CkxVerification& first, WINTRUST_FILE_INFO& info, std::span<const unsigned char> own) {
+  if (first.HasSecond()) {
+    const CkxVerification second(WTD_CHOICE_FILE, &info, 1);
+    if (second.IsOfThatIndex()) return SignerOf(second, {});
+  }
+  return UnverifiedSecond(own);
+}
+
 WINTRUST_FILE_INFO FileInfo(const SkxSignedFile& signedFile, const KxWString& path) {
   WINTRUST_FILE_INFO info{};
   info.cbStruct = sizeof(info);
@@ -243,10 +254,8 @@ SkxSigners KxSignature_Look(const SkxSignedFile& signedFile) {
     signers.first.status = EkxPublisherStatus::Invalid;
   if (signers.first.status == EkxPublisherStatus::Unsigned) {
     signers.first = CatalogSigner(signedFile, path);
-  } else if (first.HasSecond()) {
-    signers.second = SignerOf(CkxVerification(WTD_CHOICE_FILE, &info, 1), {});
   } else {
-    signers.second = UnverifiedSecond(own);
+    signers.second = SecondSigner(first, info, own);
   }
   return signers;
 }

@@ -9,7 +9,6 @@
 
 namespace {
 
-constexpr const char* kIndirectData = "1.3.6.1.4.1.311.2.1.4";
 constexpr const char* kNestedSignature = "1.3.6.1.4.1.311.2.4.1";
 constexpr const char* kLifetimeSigning = "1.3.6.1.4.1.311.10.3.13";
 
@@ -43,8 +42,9 @@ KxWString NamePart(X509_NAME* name, int part) {
 
 }  // namespace
 
-std::optional<CkxSignedMessage> CkxSignedMessage::Parse(std::span<const unsigned char> bytes) {
+std::optional<CkxSignedMessage> CkxSignedMessage::Parse(std::span<const unsigned char> bytes, const char* type) {
   CkxSignedMessage message;
+  message._type = type;
   message._message = KxPkcs7_Parse(bytes);
   if (message._message == nullptr || !message.ReadContent() || !message.ReadSigner()) return std::nullopt;
   return message;
@@ -52,26 +52,10 @@ std::optional<CkxSignedMessage> CkxSignedMessage::Parse(std::span<const unsigned
 
 bool CkxSignedMessage::ReadContent() {
   const PKCS7* const contents = _message->d.sign->contents;
-  if (contents == nullptr || !KxPkcs7_IsType(contents->type, kIndirectData)) return false;
+  if (contents == nullptr || !KxPkcs7_IsType(contents->type, _type)) return false;
   const ASN1_TYPE* const value = contents->d.other;
   if (value == nullptr || value->type != V_ASN1_SEQUENCE) return false;
-
-  CkxDerReader outer(KxPkcs7_Bytes(value->value.sequence));
-  if (!outer.Enter(V_ASN1_SEQUENCE, _content)) return false;
-  std::span<const unsigned char> kind;
-  std::span<const unsigned char> digestInfo;
-  CkxDerReader content(_content);
-  if (!content.Enter(V_ASN1_SEQUENCE, kind) || !content.Enter(V_ASN1_SEQUENCE, digestInfo)) return false;
-
-  std::span<const unsigned char> algorithm;
-  std::span<const unsigned char> digest;
-  CkxDerReader info(digestInfo);
-  if (!info.Enter(V_ASN1_SEQUENCE, algorithm) || !info.Enter(V_ASN1_OCTET_STRING, digest)) return false;
-  const std::optional<EkxHashAlgorithm> known = KxPkcs7_HashOf(KxDer_Object(algorithm).get());
-  if (!known) return false;
-  _algorithm = *known;
-  _digest.assign(digest.begin(), digest.end());
-  return true;
+  return CkxDerReader(KxPkcs7_Bytes(value->value.sequence)).Enter(V_ASN1_SEQUENCE, _content);
 }
 
 bool CkxSignedMessage::ReadSigner() {
@@ -90,7 +74,7 @@ KxWString CkxSignedMessage::SignerName() const {
 EkxPublisherStatus CkxSignedMessage::Judge(const CkxTrustStore& trust, time_t now) const {
   const CkxOpensslErrors errors;
   const std::optional<EkxHashAlgorithm> signersHash = KxPkcs7_HashOf(_signer->digest_alg->algorithm);
-  if (!signersHash || !KxPkcs7_IsSignedBy(_message.get(), _signer, _certificate, _content, kIndirectData)) {
+  if (!signersHash || !KxPkcs7_IsSignedBy(_message.get(), _signer, _certificate, _content, _type)) {
     return EkxPublisherStatus::Invalid;
   }
   const std::optional<time_t> proven =
@@ -108,9 +92,26 @@ EkxPublisherStatus CkxSignedMessage::Judge(const CkxTrustStore& trust, time_t no
     case EkxChainVerdict::Good:
       break;
   }
-  return IsWeak(_algorithm) || IsWeak(*signersHash) ? EkxPublisherStatus::ValidByWeakDigest : EkxPublisherStatus::Valid;
+  return IsWeak(*signersHash) ? EkxPublisherStatus::ValidByWeakDigest : EkxPublisherStatus::Valid;
 }
 
 std::optional<std::span<const unsigned char>> CkxSignedMessage::Nested() const {
   return KxPkcs7_SequenceOf(_signer->unauth_attr, kNestedSignature);
 }
+
+std::optional<SkxSignedDigest> SkxSignedDigest::Read(std::span<const unsigned char> content) {
+  std::span<const unsigned char> kind;
+  std::span<const unsigned char> info;
+  CkxDerReader parts(content);
+  if (!parts.Enter(V_ASN1_SEQUENCE, kind) || !parts.Enter(V_ASN1_SEQUENCE, info)) return std::nullopt;
+  std::span<const unsigned char> algorithm;
+  std::span<const unsigned char> digest;
+  CkxDerReader infoParts(info);
+  if (!infoParts.Enter(V_ASN1_SEQUENCE, algorithm) || !infoParts.Enter(V_ASN1_OCTET_STRING, digest))
+    return std::nullopt;
+  const std::optional<EkxHashAlgorithm> known = KxPkcs7_HashOf(KxDer_Object(algorithm).get());
+  if (!known) return std::nullopt;
+  return SkxSignedDigest{*known, {digest.begin(), digest.end()}};
+}
+
+bool SkxSignedDigest::IsWeak() const { return ::IsWeak(algorithm); }

@@ -24,7 +24,8 @@ const Object* As(const std::vector<unsigned char>& bytes) {
   return bytes.size() < sizeof(Object) ? nullptr : reinterpret_cast<const Object*>(bytes.data());
 }
 
-/// What `bytes` mean as `type`, in memory of its own; empty when they are none.
+/// What `bytes` mean as `type`, in memory of its own that points into itself and so is never copied; empty when they
+/// are none.
 std::vector<unsigned char> Decoded(const char* type, std::span<const unsigned char> bytes) {
   const SkxTrustFunctions& system = SkxTrustFunctions::Get();
   DWORD size = 0;
@@ -33,7 +34,8 @@ std::vector<unsigned char> Decoded(const char* type, std::span<const unsigned ch
   };
   if (!decode(nullptr)) return {};
   std::vector<unsigned char> object(size);
-  return decode(object.data()) ? object : std::vector<unsigned char>();
+  if (!decode(object.data())) object.clear();
+  return object;
 }
 
 std::span<const unsigned char> Bytes(const CRYPT_DATA_BLOB& blob) { return {blob.pbData, blob.cbData}; }

@@ -37,6 +37,8 @@ struct SkxTrustFunctions {
   decltype(CertCloseStore)* const closeStore = crypt32.Find<decltype(CertCloseStore)>("CertCloseStore");
   decltype(CertAddEncodedCertificateToStore)* const addToStore =
       crypt32.Find<decltype(CertAddEncodedCertificateToStore)>("CertAddEncodedCertificateToStore");
+  decltype(CertAddEncodedCRLToStore)* const addRevoked =
+      crypt32.Find<decltype(CertAddEncodedCRLToStore)>("CertAddEncodedCRLToStore");
   decltype(CertAddStoreToCollection)* const addStore =
       crypt32.Find<decltype(CertAddStoreToCollection)>("CertAddStoreToCollection");
   decltype(CertFindCertificateInStore)* const findInStore =
@@ -60,10 +62,10 @@ struct SkxTrustFunctions {
   /// Whether the system has what a look at a signature needs; all Windows have. Catalogs may be missing.
   bool AreThere() const {
     return verify != nullptr && stateData != nullptr && signerOf != nullptr && openStore != nullptr &&
-           closeStore != nullptr && addToStore != nullptr && addStore != nullptr && findInStore != nullptr &&
-           freeCertificate != nullptr && chainOf != nullptr && freeChain != nullptr && nameOf != nullptr &&
-           fromText != nullptr && openMessage != nullptr && updateMessage != nullptr && messagePart != nullptr &&
-           closeMessage != nullptr && decode != nullptr;
+           closeStore != nullptr && addToStore != nullptr && addRevoked != nullptr && addStore != nullptr &&
+           findInStore != nullptr && freeCertificate != nullptr && chainOf != nullptr && freeChain != nullptr &&
+           nameOf != nullptr && fromText != nullptr && openMessage != nullptr && updateMessage != nullptr &&
+           messagePart != nullptr && closeMessage != nullptr && decode != nullptr;
   }
   bool HaveCatalogs() const {
     return openCatalogs != nullptr && closeCatalogs != nullptr && hashForCatalogs != nullptr &&

@@ -1,4 +1,5 @@
-// Whose signatures count: the system's roots, and those that a caller adds for a while.
+// Whose signatures count, and where they may lie apart from their files: the system's roots and catalogs, and those
+// that a caller adds for a while.
 //
 //   CkxTrustStore store;
 //   if (!store.Add(path)) ...
@@ -21,6 +22,10 @@ class CkxTrustStore {
   /// The certificates, and lists of those that were revoked, of a file in PEM form, or of all files of a folder that
   /// have any. False when the file, or every file of the folder, has none, or it cannot be read.
   bool Add(CkxTextView path);
+
+  /// A catalog, or all of a folder that are. False when there is none, and where the system's own catalogs alone are
+  /// asked, on Windows.
+  bool AddCatalogs(CkxTextView path);
 
   struct State;
   const State& Get() const { return *_state; }

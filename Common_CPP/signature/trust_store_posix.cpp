@@ -2,11 +2,8 @@
 
 #include <openssl/pem.h>
 
-#include <algorithm>
-#include <filesystem>
-
 #include "Common_CPP/file/file.h"
-#include "Common_CPP/util/text.h"
+#include "Common_CPP/file/files_of.h"
 
 namespace {
 
@@ -42,13 +39,13 @@ CkxTrustStore::~CkxTrustStore() = default;
 
 bool CkxTrustStore::Add(CkxTextView path) {
   const CkxOpensslErrors errors;
-  const std::filesystem::path native = KxText_ToUtf8(path);
-  std::error_code error;
-  if (!std::filesystem::is_directory(native, error)) return AddFile(_state->store.get(), path);
   bool found = false;
-  for (std::filesystem::directory_iterator entry(native, error), end; !error && entry != end; entry.increment(error)) {
-    const std::optional<KxWString> file = KxText_FromUtf8(entry->path().native());
-    found = (file && AddFile(_state->store.get(), *file)) || found;
-  }
-  return found && !error;
+  const bool isRead =
+      KxFile_ForEach(path, [&](CkxTextView file) { found = AddFile(_state->store.get(), file) || found; });
+  return isRead && found;
+}
+
+bool CkxTrustStore::AddCatalogs(CkxTextView path) {
+  const CkxOpensslErrors errors;
+  return _state->catalogs.Add(path);
 }

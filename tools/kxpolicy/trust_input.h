@@ -1,4 +1,5 @@
-// Whose signatures count for the run of a verb: the system's roots and those of --trust-store.
+// Whose signatures count for the run of a verb: the system's roots and those of --trust-store, and the catalogs of
+// --catalogs.
 #pragma once
 
 #include <string>
@@ -8,8 +9,8 @@
 
 class CkxTrustInput {
  public:
-  /// Each a file or a folder. Throws CkxToolFault, unusable input, for one that has no certificates.
-  explicit CkxTrustInput(const std::vector<std::string>& stores);
+  /// Each a file or a folder. Throws CkxToolFault, unusable input, for one that has no certificates or catalogs.
+  CkxTrustInput(const std::vector<std::string>& stores, const std::vector<std::string>& catalogs);
 
  private:
   CkxTrustStore _store;

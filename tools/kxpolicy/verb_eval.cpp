@@ -23,6 +23,7 @@ struct Options {
   std::string targets;
   std::string user;
   std::vector<std::string> trustStores;
+  std::vector<std::string> catalogs;
   bool explain = false;
   std::string format = "text";
 };
@@ -161,7 +162,7 @@ EkxExit Run(const Options& options, SkxStreams& streams) {
     image.emplace(KxImage_Load(options.image));
     scope.emplace(*image);
   }
-  const CkxTrustInput trust(options.trustStores);
+  const CkxTrustInput trust(options.trustStores, options.catalogs);
   Answers answers(options, streams);
   const EkxExit code = !options.targets.empty()  ? EvalStream(options, user, answers, streams)
                        : !options.target.empty() ? EvalDocument(options, user, answers, streams)
@@ -181,6 +182,8 @@ KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb) {
   verb.Add("--user", options->user, "SID of the user to ask for, in place of the target's own");
   verb.Add("--trust-store", options->trustStores,
            "Certificates (PEM file, or a folder of them) to trust like the system's")
+      .OneValueEach();
+  verb.Add("--catalogs", options->catalogs, "Signatures kept apart from their files (.cat file, or a folder of them)")
       .OneValueEach();
   verb.AddFlag("--explain", options->explain, "Also say which policies were looked at and why each did not apply");
   verb.Add("--format", options->format, "text (a table) or json (one object a line)").OneOf({"text", "json"});

@@ -116,7 +116,7 @@ class LiveFileFacts : public IkxFileFacts {
   /// None as long as they cannot be told.
   std::optional<SkxSigners> Signers() const {
     if (!IsWithinLimit()) return SkxSigners();
-    const auto digestOf = [this](EkxHashAlgorithm algorithm) { return Digest({algorithm, true}); };
+    const auto digestOf = [this](EkxHashAlgorithm algorithm) { return Digest({algorithm, Program() != nullptr}); };
     const SkxSigners signers = KxSignature_Look({_file, _path, Program(), digestOf});
     if (!IsUnchanged() || KxFault_Current() != EkxEvaluationFault::None) return std::nullopt;
     return signers;
