@@ -43,6 +43,10 @@ class CkxFileReader : public IkxByteSource {
   intptr_t NativeHandle() const { return _handle; }
   std::optional<CkxSid> Owner() const;
 
+  /// Where the file really lies, with no link, short name or drive that stands for a folder on the way; maybe behind a
+  /// prefix that `KxPath_Normalized` takes away. Nothing when the system has no such name for it.
+  std::optional<KxWString> FinalPath() const;
+
   std::optional<size_t> ReadAt(uint64_t offset, std::span<unsigned char> bytes) const override;
 
  private:

@@ -124,6 +124,17 @@ std::optional<CkxSid> CkxFileReader::Owner() const {
   return std::nullopt;
 }
 
+std::optional<KxWString> CkxFileReader::FinalPath() const {
+  constexpr std::string_view kDeleted = " (deleted)";  // behind the path of a file that has no name any more
+  const std::string link = "/proc/self/fd/" + std::to_string(_handle);
+  std::vector<char> path(64 * 1024);
+  const ssize_t size = readlink(link.c_str(), path.data(), path.size());
+  if (size <= 0 || static_cast<size_t>(size) == path.size() || path.front() != '/') return std::nullopt;
+  const std::string_view text(path.data(), static_cast<size_t>(size));
+  if (text.ends_with(kDeleted)) return std::nullopt;
+  return KxText_FromUtf8(text);
+}
+
 std::optional<size_t> CkxFileReader::ReadAt(uint64_t offset, std::span<unsigned char> bytes) const {
   constexpr uint64_t kLargest = std::numeric_limits<off_t>::max();  // no file is so long
   bytes = bytes.first(static_cast<size_t>(std::min<uint64_t>(bytes.size(), kLargest - std::min(offset, kLargest))));

@@ -125,6 +125,20 @@ std::optional<CkxSid> CkxFileReader::Owner() const {
   return sid;
 }
 
+std::optional<KxWString> CkxFileReader::FinalPath() const {
+  const CkxLastErrorGuard guard;
+  KxWString path(MAX_PATH, WCHAR{});
+  for (const DWORD form : {DWORD{FILE_NAME_NORMALIZED}, DWORD{FILE_NAME_OPENED}}) {  // a server may not know the first
+    DWORD units = GetFinalPathNameByHandleW(ToHandle(_handle), path.data(), static_cast<DWORD>(path.size()), form);
+    if (units >= path.size()) {
+      path.resize(units);
+      units = GetFinalPathNameByHandleW(ToHandle(_handle), path.data(), static_cast<DWORD>(path.size()), form);
+    }
+    if (units != 0 && units < path.size()) return path.substr(0, units);
+  }
+  return std::nullopt;
+}
+
 std::optional<size_t> CkxFileReader::ReadAt(uint64_t offset, std::span<unsigned char> bytes) const {
   constexpr uint64_t kLargest = std::numeric_limits<int64_t>::max();  // no file is so long
   bytes = bytes.first(static_cast<size_t>(std::min<uint64_t>(bytes.size(), kLargest - std::min(offset, kLargest))));

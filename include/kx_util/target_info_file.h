@@ -30,12 +30,14 @@ class KX_UTIL_API CkxTargetInfoFile : public CkxTargetInfo,
   const IkxPublisherProvider* QueryPublisherProvider() const override { return this; }
   const IkxOwnerProvider* QueryOwnerProvider() const override { return this; }
   const IkxVersionInfoProvider* QueryVersionInfoProvider() const override { return this; }
-  EkxPolicyTarget TargetType() const override { return _type; }
+  EkxPolicyTarget TargetType() const override;
 
   virtual bool IsSystemProcess() const;
   virtual SkxVersion GetVersion() const;       ///< of the fixed version block; empty when there is none
   virtual const WCHAR* GetVersionStr() const;  ///< the same as "1.2.3.4", null when there is none
 
+  /// Of a live file where it really lies, whatever name it was described by: a short name, a link or a drive that
+  /// stands for a folder leads no program past a policy. As given where there is no such file.
   const WCHAR* GetPath() const override;
   int64_t GetFileSize() const override;
   int64_t GetModificationTime() const override;
@@ -69,8 +71,11 @@ class KX_UTIL_API CkxTargetInfoFile : public CkxTargetInfo,
   void _Take(CkxTextView path, Facts facts);
   const IkxFileFacts& _Facts() const;
 
-  CkxUtilStr _path;
-  EkxPolicyTarget _type;
+  const CkxUtilStr& _Path() const;
+
+  mutable CkxUtilStr _path;
+  mutable bool _isPathReal = false;
+  mutable std::optional<EkxPolicyTarget> _type;  // as recorded, or once the path is known
   std::unique_ptr<IkxFileFacts> _facts;          // null when incomplete
   mutable std::optional<CkxSid> _owner;          // the SID behind the text that the cache keeps
   mutable std::optional<SkxSigner> _signers[2];  // a status that the cache, which holds texts, has no place for

@@ -10,6 +10,9 @@
 class IkxFileFacts {
  public:
   virtual ~IkxFileFacts() = default;
+
+  /// Where the file lies that the path of the description names; nothing when it is to be taken as it is.
+  virtual std::optional<KxWString> RealPath() const { return std::nullopt; }
   virtual std::optional<int64_t> Size() const = 0;
   virtual std::optional<int64_t> ModificationTime() const = 0;
   virtual std::optional<KxWString> Hash(CkxTextView algorithm) const = 0;  ///< hexadecimal

@@ -9,6 +9,8 @@
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/file/file.h"
+#include "Common_CPP/file/machine_facts.h"
+#include "Common_CPP/file/path.h"
 #include "Common_CPP/signature/signature.h"
 #include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/trace.h"
@@ -53,6 +55,19 @@ void NoteWhatIsShort() {
 class LiveFileFacts : public IkxFileFacts {
  public:
   LiveFileFacts(CkxTextView path, void* token) : _path(path.ToString()), _token(token) {}
+
+  /// On a mapped drive it stays there: policies name such drives, and their shares are tried for them.
+  std::optional<KxWString> RealPath() const override {
+    std::optional<KxWString> path = File() != nullptr ? _file.FinalPath() : std::nullopt;
+    if (!path) return std::nullopt;
+    if (std::optional<KxWString> plain = KxPath_Normalized(*path)) path = std::move(plain);
+    const WCHAR letter = KxPath_DriveLetter(_path);
+    const std::optional<KxWString> share = letter != 0 ? KxMachine_Facts().MappedShare(letter) : std::nullopt;
+    if (share && KxText_StartsWith(*path, *share, false))
+      return KxWString{letter, KXW(':')} + path->substr(share->size());
+    const bool hasForm = KxPath_DriveLetter(*path) != 0 || KxPath_IsUnc(*path) || KxPath_DriveLetter(_path) == 0;
+    return hasForm ? path : std::nullopt;
+  }
 
   std::optional<int64_t> Size() const override {
     return File() != nullptr ? std::optional(static_cast<int64_t>(_status.size)) : std::nullopt;

@@ -117,13 +117,13 @@ std::unique_ptr<IkxFileFacts> LiveFacts(CkxTextView path, void* token) {
 
 const WCHAR* const CkxTargetInfoFile::kSystemPseudoFile = KXW("System");
 
-CkxTargetInfoFile::CkxTargetInfoFile(const WCHAR* path, void* userToken, bool flag)
-    : CkxTargetInfo(userToken, flag), _type(TypeOfPath(path)) {
+CkxTargetInfoFile::CkxTargetInfoFile(const WCHAR* path, void* userToken, bool flag) : CkxTargetInfo(userToken, flag) {
   _Take(path, [&] { return LiveFacts(path, userToken); });
 }
 
 CkxTargetInfoFile::CkxTargetInfoFile(SkxFileFacts facts, void* userToken, bool flag)
     : CkxTargetInfo(userToken, flag),
+      _isPathReal(true),
       _type(facts.targetType ? static_cast<EkxPolicyTarget>(*facts.targetType) : TypeOfPath(facts.path)) {
   _Take(facts.path, [&] { return KxFileFacts_Recorded(std::move(facts)); });
 }
@@ -139,10 +139,25 @@ void CkxTargetInfoFile::_Take(CkxTextView path, Facts facts) {
 }
 
 const WCHAR* CkxTargetInfoFile::GetPath() const {
-  if (!IsIncomplete()) [[likely]]
+  if (_isPathReal && !IsIncomplete()) [[likely]]
     return _path.String();
-  KxFault_Note(EkxEvaluationFault::OutOfMemory);
-  return nullptr;
+  return KxEntry<const WCHAR*>(nullptr, [&] { return _Path().String(); });
+}
+
+const CkxUtilStr& CkxTargetInfoFile::_Path() const {
+  if (_isPathReal) return _path;
+  std::optional<KxWString> real = _Facts().RealPath();
+  if (KxFault_Current() != EkxEvaluationFault::None) return _path;  // not had, which is not "none"
+  if (real) _path = *std::move(real);
+  _isPathReal = true;
+  return _path;
+}
+
+EkxPolicyTarget CkxTargetInfoFile::TargetType() const {
+  if (_type) return *_type;
+  const EkxPolicyTarget type = TypeOfPath(GetPath());
+  if (_isPathReal) _type = type;
+  return type;
 }
 
 const IkxFileFacts& CkxTargetInfoFile::_Facts() const {
@@ -289,9 +304,10 @@ const WCHAR* CkxTargetInfoFile::GetEmbeddedDescription() const {
 
 void CkxTargetInfoFile::AppendDescription(const WCHAR* title, CkxUtilStr& text) const {
   if (title == nullptr) title = GetEmbeddedDescription();
-  const CkxTextView shown = title != nullptr && *title != 0 ? CkxTextView(title) : KxPath_FileName(_path.View());
+  const CkxUtilStr& path = _Path();
+  const CkxTextView shown = title != nullptr && *title != 0 ? CkxTextView(title) : KxPath_FileName(path.View());
   text.Append(shown);
-  if (!_path.IsEmpty() && !KxText_Equals(shown, _path.View(), true)) KxText_AppendFormat(text, KXW(" (%s)"), _path);
+  if (!path.IsEmpty() && !KxText_Equals(shown, path.View(), true)) KxText_AppendFormat(text, KXW(" (%s)"), path);
 }
 
 void CkxTargetInfoFile::_GetDescriptionForAlert(CkxUtilStr& text) const {
