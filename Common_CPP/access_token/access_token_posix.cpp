@@ -27,14 +27,19 @@ bool IsOwnToken(void* token) {
 
 }  // namespace
 
+std::vector<CkxSid> KxPosixAccount_Groups(uid_t user, const std::vector<gid_t>& groups) {
+  std::vector<CkxSid> sids;
+  sids.reserve(groups.size() + 3);
+  for (const gid_t group : groups) sids.push_back(KxPosixAccount_GroupSid(group));
+  sids.push_back(*CkxSid::FromUtf8("S-1-1-0"));       // everyone
+  sids.push_back(*CkxSid::FromUtf8("S-1-5-32-545"));  // users
+  if (user == 0) sids.push_back(*CkxSid::FromUtf8("S-1-5-32-544"));
+  return sids;
+}
+
 CkxAccessToken KxToken_OfProcess() {
   const uid_t user = geteuid();
-  std::vector<CkxSid> groups;
-  for (const gid_t group : ProcessGroups()) groups.push_back(KxPosixAccount_GroupSid(group));
-  groups.push_back(*CkxSid::FromUtf8("S-1-1-0"));       // everyone
-  groups.push_back(*CkxSid::FromUtf8("S-1-5-32-545"));  // users
-  if (user == 0) groups.push_back(*CkxSid::FromUtf8("S-1-5-32-544"));
-  return CkxAccessToken(KxPosixAccount_UserSid(user), std::move(groups), user == 0);
+  return CkxAccessToken(KxPosixAccount_UserSid(user), KxPosixAccount_Groups(user, ProcessGroups()), user == 0);
 }
 
 std::optional<CkxSid> KxNativeToken_User(void* token) {

@@ -4,6 +4,8 @@
 
 #include <sys/types.h>
 
+#include <vector>
+
 #include "Common_CPP/security/sid.h"
 
 inline CkxSid KxPosixAccount_UserSid(uid_t user) {
@@ -13,3 +15,6 @@ inline CkxSid KxPosixAccount_UserSid(uid_t user) {
 inline CkxSid KxPosixAccount_GroupSid(gid_t group) {
   return CkxSid::FromUtf8("S-1-22-2-" + std::to_string(group)).value_or(CkxSid());
 }
+
+/// What a process of that user is in the groups of: its own, everyone, users, and root in the administrators.
+std::vector<CkxSid> KxPosixAccount_Groups(uid_t user, const std::vector<gid_t>& groups);
