@@ -3,8 +3,7 @@
 #include <algorithm>
 
 #include "Agent/engine/kx_util/command/command_line.h"
-#include "Agent/engine/kx_util/command/wildcard.h"
-#include "Common_CPP/file/machine_facts.h"
+#include "Agent/engine/kx_util/command/system_place.h"
 #include "Common_CPP/file/path.h"
 #include "Common_CPP/util/text.h"
 
@@ -364,18 +363,10 @@ constexpr Host kHosts[] = {
     {KXW("?:\\Windows\\SysWOW64\\mshta.exe"), ReadHtmlHost},
 };
 
-/// Users may make the system's folders anew on another drive. Where the system's own is not known, any may be it.
-bool IsOnSystemDrive(CkxTextView path) {
-  const WCHAR drive = KxPath_DriveLetter(KxMachine_Facts().WindowsFolder());
-  return drive == 0 || KxPath_DriveLetter(path) == drive;
-}
-
 const Host* FindHost(CkxTextView programPath) {
-  const std::optional<KxWString> normalized = KxPath_Normalized(programPath);
-  const CkxTextView path = normalized ? CkxTextView(*normalized) : programPath;
-  if (!IsOnSystemDrive(path)) return nullptr;
-  const auto host = std::find_if(std::begin(kHosts), std::end(kHosts),
-                                 [&](const Host& known) { return KxWildcard_MatchesPath(known.place, path); });
+  const CkxSystemPlace program(programPath);
+  const auto host =
+      std::find_if(std::begin(kHosts), std::end(kHosts), [&](const Host& known) { return program.Is(known.place); });
   return host != std::end(kHosts) ? host : nullptr;
 }
 
