@@ -4,11 +4,22 @@
 
 #include <kx_util/target_info_file.h>
 
+#include "Common_CPP/process/process_lookup.h"
+
+struct SkxProcess;
+
 class KX_UTIL_API CkxTargetInfoProcess : public CkxTargetInfoFile {
  public:
   CkxTargetInfoProcess(const WCHAR* path, SkxProcessFacts process, void* userToken, bool flag = false);
   CkxTargetInfoProcess(SkxFileFacts file, SkxProcessFacts process, void* userToken, bool flag = false);
   ~CkxTargetInfoProcess() override;
+
+  /// A process of this machine as it is now: its image, command line and services, the processes above it, and the file
+  /// that it was started for, where that can be told. Files are looked at when a matcher asks. It runs for its own
+  /// user, who is the description's to keep, unless `userToken` says for whom. Null when there is no such process, or
+  /// the system does not tell all that counts; `lookup` is which. Out of memory it is refused.
+  static CkxTargetInfoPtr CreateFromPid(uint32_t pid, EkxProcessLookup& lookup, void* userToken = nullptr,
+                                        bool flag = false);
 
   bool IsTargetInfoProcess() const override { return true; }
 
@@ -45,8 +56,10 @@ class KX_UTIL_API CkxTargetInfoProcess : public CkxTargetInfoFile {
 
  private:
   CkxTargetInfoProcess(bool isTyped, SkxFileFacts file, SkxProcessFacts process, void* userToken, bool flag);
+  static CkxTargetInfoPtr _Describe(const SkxProcess& process, void* userToken, bool flag);
   CkxTargetInfoPtr _DescribeScript() const;
 
+  std::shared_ptr<void> _ownUser;  // of a process of this machine: its token, which what belongs to it uses too
   const SkxProcessFacts _process;
   const bool _isRecorded;
   const bool _isTyped;  // by its record

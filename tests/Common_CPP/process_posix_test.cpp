@@ -1,5 +1,4 @@
 // Processes where the system tells of them in /proc.
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/syscall.h>
@@ -14,6 +13,7 @@
 #include "Common_CPP/process/process.h"
 #include "Common_CPP/util/text.h"
 #include "tests/support/data_rows.h"
+#include "tests/support/stopped_program.h"
 #include "tests/support/temp_folder.h"
 
 namespace {
@@ -75,60 +75,17 @@ TEST(ProcText, CommandLine) {
   EXPECT_EQ(KxText_ToUtf8(KxProc_CommandLine(std::string_view("a\0\xC3\xA9 \xFF\0", 7))), "a \"\uFFFD\uFFFD \uFFFD\"");
 }
 
-/// A program that runs until it is told to end.
-class Child {
- public:
-  Child(const std::string& program, std::vector<std::string> arguments, const char* folder = "/") {
-    int started[2] = {-1, -1};
-    EXPECT_EQ(pipe2(started, O_CLOEXEC), 0);
-    EXPECT_EQ(pipe2(_input, O_CLOEXEC), 0);
-    std::vector<char*> words;
-    for (std::string& argument : arguments) words.push_back(argument.data());
-    words.push_back(nullptr);
-    _pid = fork();
-    if (_pid == 0) {
-      dup2(_input[0], 0);
-      if (chdir(folder) == 0) execv(program.c_str(), words.data());
-      _exit(127);
-    }
-    close(started[1]);
-    char byte = 0;
-    EXPECT_EQ(read(started[0], &byte, 1), 0);  // the program has taken its place
-    close(started[0]);
-  }
-  ~Child() {
-    End();
-    waitpid(_pid, nullptr, 0);
-    close(_input[0]);
-    close(_input[1]);
-  }
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
-
-  uint32_t Pid() const { return static_cast<uint32_t>(_pid); }
-
-  /// Stays as the remains of a process until it goes out of scope.
-  void End() const {
-    kill(_pid, SIGKILL);
-    siginfo_t info{};
-    waitid(P_PID, static_cast<id_t>(_pid), &info, WEXITED | WNOWAIT);
-  }
-
- private:
-  pid_t _pid = -1;
-  int _input[2] = {-1, -1};
-};
-
 std::optional<SkxProcess> Look(uint32_t pid) {
   std::vector<SkxProcess> chain;
   if (KxProcess_ReadChain(pid, 64, chain) != EkxProcessLookup::Found) return std::nullopt;
   return chain.front();
 }
 
-const char* const kWait = "read nothing";
+const WCHAR* const kShell = KXW("/bin/sh");
+const WCHAR* const kRoot = KXW("/");
 
 TEST(ProcessPosix, IsWhatWasStarted) {
-  const Child child("/bin/sh", {"my shell", "-c", kWait, "a\"b", "", "c\\"}, "/usr");
+  const CkxStoppedProgram child(kShell, {"my shell", "-c", "read nothing", "a\"b", "", "c\\"}, KXW("/usr"));
   std::vector<SkxProcess> chain;
   ASSERT_EQ(KxProcess_ReadChain(child.Pid(), 64, chain), EkxProcessLookup::Found);
   EXPECT_EQ(KxText_ToUtf8(chain[0].image), std::filesystem::canonical("/bin/sh").string());
@@ -143,7 +100,7 @@ TEST(ProcessPosix, IsWhatWasStarted) {
 }
 
 TEST(ProcessPosix, HasEndedThoughItsRemainsAreThere) {
-  const Child child("/bin/sh", {"sh", "-c", kWait});
+  const CkxStoppedProgram child(kShell, {"sh"}, kRoot);
   EXPECT_TRUE(Look(child.Pid()));
   child.End();
   std::vector<SkxProcess> chain;
@@ -161,7 +118,7 @@ TEST(ProcessPosix, KnowsWhetherItsImageIsStillThere) {
   const CkxTempFolder folder;
   const std::filesystem::path program = folder.Path() / "a (deleted)";
   std::filesystem::copy_file(std::filesystem::canonical("/bin/sh"), program);
-  const Child child(program.string(), {"a", "-c", kWait});
+  const CkxStoppedProgram child(folder.Text("a (deleted)"), {"a"}, kRoot);
   const auto look = [&] {
     const std::optional<SkxProcess> process = Look(child.Pid());
     EXPECT_TRUE(process && process->image == folder.Text("a (deleted)"));
@@ -175,9 +132,9 @@ TEST(ProcessPosix, KnowsWhetherItsImageIsStillThere) {
 }
 
 TEST(ProcessPosix, LongCommandLinesAreRefused) {
-  const std::string most(kKxMaxProcessCommandLine - std::string("sh -c  \"read nothing\"").size(), 'x');
-  EXPECT_TRUE(Look(Child("/bin/sh", {"sh", "-c", kWait, most}).Pid()));
-  const Child child("/bin/sh", {"sh", "-c", kWait, most + "xx"});
+  const std::string most(kKxMaxProcessCommandLine - std::string("sh ").size(), 'x');
+  EXPECT_TRUE(Look(CkxStoppedProgram(kShell, {"sh", most}, kRoot).Pid()));
+  const CkxStoppedProgram child(kShell, {"sh", most + "x"}, kRoot);
   std::vector<SkxProcess> chain;
   EXPECT_EQ(KxProcess_ReadChain(child.Pid(), 64, chain), EkxProcessLookup::Refused);
 }

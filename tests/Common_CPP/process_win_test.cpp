@@ -6,6 +6,7 @@
 #include "Common_CPP/process/process.h"
 #include "Common_CPP/util/handle_win.h"
 #include "Common_CPP/util/text.h"
+#include "tests/support/stopped_program.h"
 
 namespace {
 
@@ -15,41 +16,13 @@ KxWString SystemFile(const WCHAR* name) {
   return KxWString(folder) + L"\\" + name;
 }
 
-/// A program that has not begun.
-class Child {
- public:
-  Child(KxWString commandLine, const WCHAR* folder) {
-    STARTUPINFOW startup{};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION started{};
-    EXPECT_TRUE(CreateProcessW(SystemFile(L"cmd.exe").c_str(), commandLine.data(), nullptr, nullptr, FALSE,
-                               CREATE_SUSPENDED | CREATE_NO_WINDOW, nullptr, folder, &startup, &started));
-    _process = CkxHandle(started.hProcess);
-    CkxHandle(started.hThread).Close();
-    _pid = started.dwProcessId;
-  }
-  ~Child() { End(); }
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
-
-  uint32_t Pid() const { return _pid; }
-  void End() const {
-    TerminateProcess(_process.Get(), 1);
-    WaitForSingleObject(_process.Get(), 10000);
-  }
-
- private:
-  CkxHandle _process;
-  uint32_t _pid = 0;
-};
-
 TEST(ProcessWin, IsWhatWasStarted) {
-  const KxWString line = L"\"a b\" /c \"c \\\"d\" \xE9\x4E2D";
-  const Child child(line, L"C:\\windows");
+  const std::string line = "\"a b\" /c \"c \\\"d\" \xC3\xA9\xE4\xB8\xAD";
+  const CkxStoppedProgram child(SystemFile(L"cmd.exe"), {line}, L"C:\\windows");
   std::vector<SkxProcess> chain;
   ASSERT_EQ(KxProcess_ReadChain(child.Pid(), 64, chain), EkxProcessLookup::Found);
   EXPECT_TRUE(KxText_Equals(chain[0].image, SystemFile(L"cmd.exe"), false)) << KxText_ToUtf8(chain[0].image);
-  EXPECT_EQ(KxText_ToUtf8(chain[0].commandLine), KxText_ToUtf8(line));
+  EXPECT_EQ(KxText_ToUtf8(chain[0].commandLine), line);
   ASSERT_TRUE(chain[0].currentFolder);
   EXPECT_TRUE(KxText_Equals(*chain[0].currentFolder, L"C:\\windows", false)) << KxText_ToUtf8(*chain[0].currentFolder);
   EXPECT_EQ(chain[0].services, L"");
@@ -59,7 +32,7 @@ TEST(ProcessWin, IsWhatWasStarted) {
 }
 
 TEST(ProcessWin, HasEndedThoughSomebodyHoldsIt) {
-  const Child child(L"cmd", L"C:\\");
+  const CkxStoppedProgram child(SystemFile(L"cmd.exe"), {"cmd"}, L"C:\\");
   std::vector<SkxProcess> chain;
   ASSERT_EQ(KxProcess_ReadChain(child.Pid(), 64, chain), EkxProcessLookup::Found);
   EXPECT_EQ(chain[0].currentFolder, L"C:\\");

@@ -1,18 +1,12 @@
 #include <kx_util/target_info_process.h>
 
 #include "Agent/engine/kx_util/command/script_host.h"
+#include "Agent/engine/kx_util/target/target_of_type.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/file/path.h"
 #include "Common_CPP/util/format.h"
 
 namespace {
-
-/// A process as the script that it runs. What an interpreter runs is a script, whatever its extension.
-class HostedScript : public CkxTargetInfoProcess {
- public:
-  using CkxTargetInfoProcess::CkxTargetInfoProcess;
-  EkxPolicyTarget TargetType() const override { return EkxPolicyTarget::Script; }
-};
 
 /// From the root of a drive or of a server; interpreters go by the rules of their system, whatever this one is.
 bool IsAbsolute(CkxTextView path) {
@@ -90,11 +84,11 @@ CkxTargetInfoPtr CkxTargetInfoProcess::_DescribeScript() const {
   // of this one, it would be some other file.
   if (!_isRecorded && IsAbsolute(script->path)) {
     return CkxTargetInfoPtr(
-        new HostedScript(script->path.c_str(), std::move(process), UserToken(), ConstructionFlag()));
+        new CkxHostedScript(script->path.c_str(), std::move(process), UserToken(), ConstructionFlag()));
   }
   SkxFileFacts facts;
   facts.path = std::move(script->path);
-  return CkxTargetInfoPtr(new HostedScript(std::move(facts), std::move(process), UserToken(), ConstructionFlag()));
+  return CkxTargetInfoPtr(new CkxHostedScript(std::move(facts), std::move(process), UserToken(), ConstructionFlag()));
 }
 
 void CkxTargetInfoProcess::_GetDescriptionForEvent(CkxUtilStr& text) const {
