@@ -33,6 +33,11 @@ bool KxToken_IsMember(void* token, const CkxSid& sid) {
   return isSid(facts->User()) || std::any_of(facts->Groups().begin(), facts->Groups().end(), isSid);
 }
 
+std::vector<CkxSid> KxToken_Groups(void* token) {
+  const CkxAccessToken* facts = CkxAccessToken::FromHandle(token);
+  return facts != nullptr ? facts->Groups() : KxNativeToken_Groups(token);
+}
+
 bool KxToken_IsAdministrator(void* token, bool* opened) {
   const CkxAccessToken* facts = CkxAccessToken::FromHandle(token);
   bool known = facts != nullptr;

@@ -47,6 +47,10 @@ std::optional<CkxSid> KxNativeToken_User(void* token) {
   return KxPosixAccount_UserSid(geteuid());
 }
 
+std::vector<CkxSid> KxNativeToken_Groups(void* token) {
+  return IsOwnToken(token) ? KxToken_OfProcess().Groups() : std::vector<CkxSid>();
+}
+
 bool KxNativeToken_IsMember(void* token, const CkxSid& sid) {
   if (!IsOwnToken(token)) return false;
   CkxAccessToken own = KxToken_OfProcess();

@@ -66,6 +66,20 @@ std::optional<CkxSid> KxNativeToken_User(void* token) {
   return open ? User(open.Get(), denyOnly) : std::nullopt;
 }
 
+std::vector<CkxSid> KxNativeToken_Groups(void* token) {
+  const CkxOpenToken open(token);
+  const std::vector<unsigned char> bytes = open ? Information(open.Get(), TokenGroups) : std::vector<unsigned char>();
+  std::vector<CkxSid> enabled;
+  if (bytes.size() < sizeof(TOKEN_GROUPS)) return enabled;
+  const auto* groups = reinterpret_cast<const TOKEN_GROUPS*>(bytes.data());
+  for (DWORD i = 0; i < groups->GroupCount; ++i) {
+    const DWORD state = groups->Groups[i].Attributes & (SE_GROUP_ENABLED | SE_GROUP_USE_FOR_DENY_ONLY);
+    const CkxSid sid = ToSid(groups->Groups[i].Sid);
+    if (state == SE_GROUP_ENABLED && sid.IsValid()) enabled.push_back(sid);
+  }
+  return enabled;
+}
+
 bool KxNativeToken_IsMember(void* token, const CkxSid& sid) {
   const CkxOpenToken open(token);
   if (!open) return false;

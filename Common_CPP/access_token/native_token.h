@@ -5,5 +5,6 @@
 #include "Common_CPP/access_token/access_token.h"
 
 std::optional<CkxSid> KxNativeToken_User(void* token);
+std::vector<CkxSid> KxNativeToken_Groups(void* token);
 bool KxNativeToken_IsMember(void* token, const CkxSid& sid);
 bool KxNativeToken_IsAdministrator(void* token, bool& opened);

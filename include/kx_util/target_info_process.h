@@ -46,6 +46,7 @@ class KX_UTIL_API CkxTargetInfoProcess : public CkxTargetInfoFile {
 
   /// What the process carries besides itself, in the order in which it was added. Owned.
   void AddLinked(CkxTargetInfoPtr target);
+  const std::vector<CkxTargetInfoPtr>& Linked() const { return _linked; }
 
   /// The first linked file or process of that type, or null. Of an interpreter to which no script was linked, the
   /// script that its command line names: a process with the path, the arguments and the facts of the script.

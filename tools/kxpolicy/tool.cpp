@@ -13,11 +13,12 @@
 
 namespace {
 
-constexpr std::array<SkxVerb, 9> kVerbs = {{
+constexpr std::array<SkxVerb, 10> kVerbs = {{
     {"compile", "Policy documents into an image", KxVerb_Compile},
     {"check", "Errors in an image or in policy documents, and what cannot have been meant", KxVerb_Check},
     {"show", "The records of an image", KxVerb_Show},
     {"eval", "Which policy applies to a target, and what it does", KxVerb_Eval},
+    {"describe", "Files and processes of this machine as target documents", KxVerb_Describe},
     {"match", "The match primitives, on a stream or tried out by hand", KxVerb_Match},
     {"record", "A result record as JSON", KxVerb_Record},
     {"publish", "An image into the live sections of this machine", KxVerb_Publish},

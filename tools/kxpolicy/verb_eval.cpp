@@ -1,16 +1,14 @@
-// eval: which policy applies to live files, to one target document, or to each of a stream of them.
-#include <kx_util/target_info_file.h>
-
+// eval: which policy applies to live files, to a live process, to one target document, or to each of a stream of them.
 #include <ostream>
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_publish/document/target_document.h"
 #include "Agent/engine/kx_publish/image/image_source.h"
-#include "Common_CPP/file/file.h"
 #include "tools/kxpolicy/decision.h"
 #include "tools/kxpolicy/fault_answer.h"
 #include "tools/kxpolicy/image_input.h"
 #include "tools/kxpolicy/input.h"
+#include "tools/kxpolicy/live_target.h"
 #include "tools/kxpolicy/tool.h"
 #include "tools/kxpolicy/trust_input.h"
 
@@ -19,6 +17,7 @@ namespace {
 struct Options {
   std::string image;
   std::vector<std::string> files;
+  std::optional<uint32_t> pid;
   std::string target;
   std::string targets;
   std::string user;
@@ -131,23 +130,28 @@ EkxExit EvalDocument(const Options& options, const std::optional<CkxSid>& user, 
   return EkxExit::Done;
 }
 
-KxWString FullPathOf(const std::string& file) {
-  const std::optional<KxWString> path = KxText_FromUtf8(file);
-  std::optional<KxWString> full = path ? KxFile_FullPath(*path) : std::nullopt;
-  if (!full || !KxFile_Status(*full)) throw CkxToolFault(EkxExit::UnusableInput, file + ": cannot be read");
-  return *std::move(full);
-}
-
-EkxExit EvalFiles(const Options& options, const std::optional<CkxSid>& user, Answers& answers) {
-  std::optional<CkxAccessToken> token;
-  if (user) token.emplace(*user, std::vector<CkxSid>{}, false);
+EkxExit EvalFiles(const Options& options, void* token, Answers& answers) {
   for (const std::string& file : options.files) {
-    const CkxTargetInfoFile target(FullPathOf(file).c_str(), token ? token->Handle() : nullptr);
-    SkxDecision decision = KxDecision_Of(target, options.explain);
+    SkxDecision decision = KxDecision_Of(*KxLive_File(file, token), options.explain);
     decision.idJson = nlohmann::json(file).dump();
-    answers.Write(decision, [&] { return file; });
+    answers.Write(std::move(decision), [&] { return file; });
   }
   return EkxExit::Done;
+}
+
+EkxExit EvalProcess(const Options& options, void* token, Answers& answers) {
+  const CkxTargetInfoPtr process = KxLive_Process(*options.pid, token);
+  SkxDecision decision = KxDecision_Of(*process, options.explain);
+  decision.idJson = std::to_string(*options.pid);
+  answers.Write(std::move(decision), [&] { return KxText_ToUtf8(process->QueryPathProvider()->GetPath()); });
+  return EkxExit::Done;
+}
+
+EkxExit EvalLive(const Options& options, const std::optional<CkxSid>& user, Answers& answers) {
+  std::optional<CkxAccessToken> token;
+  if (user) token.emplace(*user, std::vector<CkxSid>{}, false);
+  void* const handle = token ? token->Handle() : nullptr;
+  return options.pid ? EvalProcess(options, handle, answers) : EvalFiles(options, handle, answers);
 }
 
 EkxExit Run(const Options& options, SkxStreams& streams) {
@@ -166,7 +170,7 @@ EkxExit Run(const Options& options, SkxStreams& streams) {
   Answers answers(options, streams);
   const EkxExit code = !options.targets.empty()  ? EvalStream(options, user, answers, streams)
                        : !options.target.empty() ? EvalDocument(options, user, answers, streams)
-                                                 : EvalFiles(options, user, answers);
+                                                 : EvalLive(options, user, answers);
   return answers.IsAnyUnanswered() ? EkxExit::SystemRefused : code;
 }
 
@@ -177,6 +181,7 @@ KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb) {
   verb.Add("image", options->image, "Folder of a compiled image; without it the policies in force on this machine");
   const CkxVerbOptions what = verb.AddChoice("target", "What to evaluate");
   what.Add("--file", options->files, "A file on this machine; may be given several times").OneValueEach();
+  what.Add("--pid", options->pid, "A process on this machine, by its number");
   what.Add("--target", options->target, "One target document, - for standard input");
   what.Add("--targets", options->targets, "A stream of target documents, one a line, - for standard input");
   verb.Add("--user", options->user, "SID of the user to ask for, in place of the target's own");

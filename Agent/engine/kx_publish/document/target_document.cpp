@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/target_document_fields.h"
 #include "Agent/engine/kx_util/target/publisher_status.h"
 #include "Common_CPP/access_token/user_scope.h"
 #include "Common_CPP/crypto/file_digest.h"
@@ -59,14 +60,6 @@ void ForEachElement(CkxJsonObject& object, const char* key, Each each) {
   const std::string pointer = object.PointerTo(key);
   if (!elements->is_array()) throw CkxDocumentFault(pointer, "must be an array");
   for (size_t i = 0; i < elements->size(); ++i) each((*elements)[i], KxJson_Pointer(pointer, i));
-}
-
-std::map<KxWString, KxWString> TextsOf(CkxJsonObject& object, const char* key) {
-  std::map<KxWString, KxWString> texts;
-  ForEachMember(object, key, [&](const std::string& name, const json& value, const std::string& pointer) {
-    texts[KxJson_As<KxWString>(json(name), pointer)] = KxJson_As<KxWString>(value, pointer);
-  });
-  return texts;
 }
 
 WCHAR DriveLetterAt(const std::string& name, const std::string& pointer) {
@@ -121,66 +114,94 @@ bool IsVersion(CkxTextView text) {
   }
 }
 
-/// A text, which is a version where it is given.
-template <class Text>
-void OptionalVersion(CkxJsonObject& object, const char* key, Text& version) {
-  KxWString text;
-  if (!object.Optional(key, text)) return;
-  if (!IsVersion(text)) throw CkxDocumentFault(object.PointerTo(key), "is no version: must be like \"1.2.3.4\"");
-  version = std::move(text);
-}
+/// Reads the members that target_document_fields.h lists.
+class TargetIn {
+ public:
+  explicit TargetIn(CkxJsonObject& object) : _object(object) {}
 
-SkxSigner SignerOf(const json& value, const std::string& pointer) {
-  CkxJsonObject object(value, pointer);
-  SkxSigner signer;
-  object.Optional("name", signer.name);
-  if (const json* const status = object.Find("status")) {
-    signer.status = PublisherStatusAt(*status, object.PointerTo("status"));
+  template <class Value_>
+  void Value(const char* key, Value_& value) {
+    _object.Optional(key, value);
   }
-  object.Finish();
-  return signer;
-}
 
-std::optional<SkxAppPackageFacts> AppPackageOf(CkxJsonObject& object) {
-  const json* const value = object.Find("appPackage");
-  if (value == nullptr) return std::nullopt;
-  CkxJsonObject fields(*value, object.PointerTo("appPackage"));
-  SkxAppPackageFacts package;
-  fields.Optional("name", package.name);
-  OptionalVersion(fields, "version", package.version);
-  package.capabilitiesKnown = fields.Find("capabilities") != nullptr;
-  ForEachElement(fields, "capabilities", [&](const json& capability, const std::string& pointer) {
-    package.capabilities.push_back(KxJson_As<KxWString>(capability, pointer));
-  });
-  fields.Finish();
-  return package;
-}
+  void Amount(const char* key, std::optional<int64_t>& number) {
+    _object.Optional(key, number);
+    if (number && *number < 0) throw CkxDocumentFault(_object.PointerTo(key), "must not be negative");
+  }
+
+  /// A text, which is a version where it is given.
+  template <class Text>
+  void Version(const char* key, Text& version) {
+    KxWString text;
+    if (!_object.Optional(key, text)) return;
+    if (!IsVersion(text)) throw CkxDocumentFault(_object.PointerTo(key), "is no version: must be like \"1.2.3.4\"");
+    version = std::move(text);
+  }
+
+  void Texts(const char* key, std::map<KxWString, KxWString>& texts) {
+    ForEachMember(_object, key, [&](const std::string& name, const json& value, const std::string& pointer) {
+      texts[KxJson_As<KxWString>(json(name), pointer)] = KxJson_As<KxWString>(value, pointer);
+    });
+  }
+
+  void Sid(const char* key, std::optional<CkxSid>& sid) {
+    std::string text;
+    if (_object.Optional(key, text)) sid = SidAt(text, _object.PointerTo(key));
+  }
+
+  void Sids(const char* key, std::vector<CkxSid>& sids) {
+    ForEachElement(_object, key, [&](const json& value, const std::string& pointer) {
+      sids.push_back(SidAt(KxJson_As<std::string>(value, pointer), pointer));
+    });
+  }
+
+  void Names(const char* key, std::vector<KxWString>& names, bool& isGiven) {
+    isGiven = _object.Find(key) != nullptr;
+    ForEachElement(_object, key, [&](const json& value, const std::string& pointer) {
+      names.push_back(KxJson_As<KxWString>(value, pointer));
+    });
+  }
+
+  void Hashes(const char* key, std::map<KxWString, KxWString>& hashes) {
+    ForEachMember(_object, key, [&](const std::string& name, const json& value, const std::string& pointer) {
+      const auto text = KxJson_As<KxWString>(json(name), pointer);
+      const SkxFileDigestName* const known = KxFileDigest_Named(text);
+      if (known == nullptr) throw CkxDocumentFault(pointer, "\"" + name + "\" is no hash algorithm");
+      hashes[known->name] = HashAt(value, pointer);
+    });
+  }
+
+  void Signers(const char* key, std::vector<SkxSigner>& signers) {
+    ForEachElement(_object, key, [&](const json& value, const std::string& pointer) {
+      if (signers.size() == 2) throw CkxDocumentFault(pointer, "a file has at most two signers");
+      CkxJsonObject object(value, pointer);
+      TargetIn in(object);
+      KxTargetFields_Signer(in, signers.emplace_back());
+      object.Finish();
+    });
+  }
+
+  void Status(const char* key, EkxPublisherStatus& status) {
+    if (const json* const value = _object.Find(key)) status = PublisherStatusAt(*value, _object.PointerTo(key));
+  }
+
+  void Package(const char* key, std::optional<SkxAppPackageFacts>& package) {
+    const json* const value = _object.Find(key);
+    if (value == nullptr) return;
+    CkxJsonObject object(*value, _object.PointerTo(key));
+    TargetIn in(object);
+    KxTargetFields_Package(in, package.emplace());
+    object.Finish();
+  }
+
+ private:
+  CkxJsonObject& _object;
+};
 
 SkxFileFacts FileFactsOf(CkxJsonObject& object) {
   SkxFileFacts facts;
-  object.Optional("path", facts.path);
-  object.Optional("targetType", facts.targetType);
-  object.Optional("size", facts.size);
-  if (facts.size && *facts.size < 0) throw CkxDocumentFault(object.PointerTo("size"), "must not be negative");
-  object.Optional("modified", facts.modificationTime);
-  ForEachMember(object, "hashes", [&](const std::string& name, const json& value, const std::string& pointer) {
-    const auto text = KxJson_As<KxWString>(json(name), pointer);
-    const SkxFileDigestName* const known = KxFileDigest_Named(text);
-    if (known == nullptr) throw CkxDocumentFault(pointer, "\"" + name + "\" is no hash algorithm");
-    facts.hashes[known->name] = HashAt(value, pointer);
-  });
-  ForEachElement(object, "signers", [&](const json& value, const std::string& pointer) {
-    if (facts.signers.size() == 2) throw CkxDocumentFault(pointer, "a file has at most two signers");
-    facts.signers.push_back(SignerOf(value, pointer));
-  });
-  std::string owner;
-  if (object.Optional("owner", owner)) facts.owner = SidAt(owner, object.PointerTo("owner"));
-  object.Optional("ownerName", facts.ownerName);
-  OptionalVersion(object, "fileVersion", facts.fileVersion);
-  facts.versionInfo = TextsOf(object, "versionInfo");
-  facts.msiProperties = TextsOf(object, "msi");
-  object.Optional("origin", facts.origin);
-  facts.appPackage = AppPackageOf(object);
+  TargetIn in(object);
+  KxTargetFields_File(in, facts);
   return facts;
 }
 
@@ -202,16 +223,15 @@ RequestFacts RequestOf(CkxJsonObject& object) {
 
 SkxServerFacts ServerFactsOf(CkxJsonObject& object) {
   SkxServerFacts facts;
-  object.Optional("classId", facts.classId);
-  object.Optional("sourceAddress", facts.sourceAddress);
+  TargetIn in(object);
+  KxTargetFields_Server(in, facts);
   return facts;
 }
 
 SkxProcessFacts ProcessFactsOf(CkxJsonObject& object) {
   SkxProcessFacts facts;
-  object.Optional("pid", facts.pid);
-  object.Optional("commandLine", facts.commandLine);
-  object.Optional("services", facts.services);
+  TargetIn in(object);
+  KxTargetFields_Process(in, facts);
   return facts;
 }
 
@@ -222,7 +242,7 @@ class TargetBuilder {
 
   /// Every key of every kind is checked, whatever the kind: a recorder may write more than the kind has use for.
   CkxTargetInfoPtr Target(CkxJsonObject& object, void* token, unsigned nesting = 0) {
-    const auto kind = object.Required<std::string>("kind");
+    const auto kind = object.Required<std::string>(kKxTargetKind);
     SkxFileFacts file = FileFactsOf(object);
     SkxProcessFacts process = ProcessFactsOf(object);
     SkxServerFacts server = ServerFactsOf(object);
@@ -230,7 +250,7 @@ class TargetBuilder {
     CkxTargetInfoPtr parent = Parent(object, token, nesting);
     std::vector<CkxTargetInfoPtr> linked = Linked(object, token, nesting);
 
-    if (kind == "file") return Made(std::make_unique<CkxTargetInfoFile>(std::move(file), token));
+    if (kind == kKxKindFile) return Made(std::make_unique<CkxTargetInfoFile>(std::move(file), token));
     if (kind == "activex")
       return Made(std::make_unique<CkxTargetInfoActiveX>(std::move(file), std::move(server), token));
     if (kind == "uaccom") return Made(std::make_unique<CkxTargetInfoUacCOM>(std::move(file), std::move(server), token));
@@ -239,13 +259,13 @@ class TargetBuilder {
           file.targetType ? std::optional(static_cast<EkxPolicyTarget>(*file.targetType)) : std::nullopt;
       return Made(std::make_unique<CkxTargetInfoElevator>(request.kind, std::move(request.url), token, false, type));
     }
-    if (kind == "process") {
+    if (kind == kKxKindProcess) {
       auto made = std::make_unique<CkxTargetInfoProcess>(std::move(file), std::move(process), token);
       made->SetParent(std::move(parent));
       for (CkxTargetInfoPtr& target : linked) made->AddLinked(std::move(target));
       return Made(std::move(made));
     }
-    throw CkxDocumentFault(object.PointerTo("kind"),
+    throw CkxDocumentFault(object.PointerTo(kKxTargetKind),
                            "\"" + kind + "\" is not \"file\", \"process\", \"activex\", \"elevator\" or \"uaccom\"");
   }
 
@@ -254,8 +274,8 @@ class TargetBuilder {
 
   /// The token of the object's own user, or `otherwise`.
   void* Token(CkxJsonObject& object, void* otherwise) {
-    const json* const user = object.Find("user");
-    return user != nullptr ? Keep(KxTargetDocument_User(*user, object.PointerTo("user"))) : otherwise;
+    const json* const user = object.Find(kKxTargetUser);
+    return user != nullptr ? Keep(KxTargetDocument_User(*user, object.PointerTo(kKxTargetUser))) : otherwise;
   }
 
   void* Keep(std::unique_ptr<CkxAccessToken> token) {
@@ -269,20 +289,20 @@ class TargetBuilder {
   CkxTargetInfoPtr Nested(const json& value, const std::string& pointer, void* token, unsigned nesting) {
     if (nesting == kMaxNesting) throw CkxDocumentFault(pointer, "targets nest too deep");
     CkxJsonObject object(value, pointer);
-    object.Find("id");
+    object.Find(kKxTargetId);
     CkxTargetInfoPtr target = Target(object, Token(object, token), nesting + 1);
     object.Finish();
     return target;
   }
 
   CkxTargetInfoPtr Parent(CkxJsonObject& object, void* token, unsigned nesting) {
-    const json* const parent = object.Find("parent");
-    return parent != nullptr ? Nested(*parent, object.PointerTo("parent"), token, nesting) : nullptr;
+    const json* const parent = object.Find(kKxTargetParent);
+    return parent != nullptr ? Nested(*parent, object.PointerTo(kKxTargetParent), token, nesting) : nullptr;
   }
 
   std::vector<CkxTargetInfoPtr> Linked(CkxJsonObject& object, void* token, unsigned nesting) {
     std::vector<CkxTargetInfoPtr> linked;
-    ForEachElement(object, "linked", [&](const json& value, const std::string& pointer) {
+    ForEachElement(object, kKxTargetLinked, [&](const json& value, const std::string& pointer) {
       linked.push_back(Nested(value, pointer, token, nesting));
     });
     return linked;
@@ -295,28 +315,26 @@ class TargetBuilder {
 
 std::unique_ptr<IkxMachineFacts> KxTargetDocument_Machine(CkxJsonObject& object) {
   auto machine = std::make_unique<RecordedMachine>();
-  ForEachMember(object, "drives", [&](const std::string& name, const json& value, const std::string& pointer) {
+  ForEachMember(object, kKxTargetDrives, [&](const std::string& name, const json& value, const std::string& pointer) {
     machine->drives[DriveLetterAt(name, pointer)] = DriveTypeAt(KxJson_As<std::string>(value, pointer), pointer);
   });
-  ForEachMember(object, "mappedDrives", [&](const std::string& name, const json& value, const std::string& pointer) {
-    auto share = KxJson_As<KxWString>(value, pointer);
-    if (!KxPath_IsUnc(share)) throw CkxDocumentFault(pointer, "must be a \\\\server\\share");
-    machine->shares[DriveLetterAt(name, pointer)] = std::move(share);
-  });
+  ForEachMember(object, kKxTargetMappedDrives,
+                [&](const std::string& name, const json& value, const std::string& pointer) {
+                  auto share = KxJson_As<KxWString>(value, pointer);
+                  if (!KxPath_IsUnc(share)) throw CkxDocumentFault(pointer, "must be a \\\\server\\share");
+                  machine->shares[DriveLetterAt(name, pointer)] = std::move(share);
+                });
   return machine;
 }
 
 std::unique_ptr<CkxAccessToken> KxTargetDocument_User(const json& value, const std::string& pointer) {
   CkxJsonObject object(value, pointer);
-  const CkxSid user = SidAt(object.Required<std::string>("sid"), object.PointerTo("sid"));
-  std::vector<CkxSid> groups;
-  ForEachElement(object, "groups", [&](const json& group, const std::string& place) {
-    groups.push_back(SidAt(KxJson_As<std::string>(group, place), place));
-  });
-  bool administrator = false;
-  object.Optional("admin", administrator);
+  object.Required<std::string>("sid");
+  SkxTargetUser user;
+  TargetIn in(object);
+  KxTargetFields_User(in, user);
   object.Finish();
-  return std::make_unique<CkxAccessToken>(user, std::move(groups), administrator);
+  return std::make_unique<CkxAccessToken>(*user.sid, std::move(user.groups), user.isAdministrator);
 }
 
 CkxTargetDocument CkxTargetDocument::Parse(std::string_view text, const std::optional<CkxSid>& user) {
@@ -327,7 +345,7 @@ CkxTargetDocument CkxTargetDocument::FromJson(const json& value, const std::opti
   CkxTargetDocument document;
   TargetBuilder builder(document._tokens);
   CkxJsonObject object(value, "");
-  if (const json* const id = object.Find("id")) document._idJson = id->dump();
+  if (const json* const id = object.Find(kKxTargetId)) document._idJson = id->dump();
   document._machine = KxTargetDocument_Machine(object);
   void* token = builder.Token(object, nullptr);
   if (user) token = builder.Keep(std::make_unique<CkxAccessToken>(*user, std::vector<CkxSid>{}, false));

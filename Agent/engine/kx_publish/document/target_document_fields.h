@@ -1,0 +1,89 @@
+// The members of target documents, each with its name and its meaning: the one list that is walked to read a document
+// and to write one. An `io` has a function for each meaning:
+//
+//   Value      a text, a number or true and false; one that is optional may be left out
+//   Amount     a number that is not negative
+//   Version    a text that is a version
+//   Texts      an object of texts
+//   Sid, Sids  one, or a list
+//   Names      a list of texts, and whether there is one
+//   Hashes, Signers, Status, Package   what stands for itself
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "Common_CPP/security/sid.h"
+
+inline constexpr const char* kKxTargetId = "id";
+inline constexpr const char* kKxTargetKind = "kind";
+inline constexpr const char* kKxTargetDrives = "drives";
+inline constexpr const char* kKxTargetMappedDrives = "mappedDrives";
+inline constexpr const char* kKxTargetUser = "user";
+inline constexpr const char* kKxTargetParent = "parent";
+inline constexpr const char* kKxTargetLinked = "linked";
+
+inline constexpr const char* kKxKindFile = "file";
+inline constexpr const char* kKxKindProcess = "process";
+
+/// `facts`: SkxFileFacts.
+template <class Io, class Facts>
+void KxTargetFields_File(Io& io, Facts& facts) {
+  io.Value("path", facts.path);
+  io.Value("targetType", facts.targetType);
+  io.Amount("size", facts.size);
+  io.Value("modified", facts.modificationTime);
+  io.Hashes("hashes", facts.hashes);
+  io.Signers("signers", facts.signers);
+  io.Sid("owner", facts.owner);
+  io.Value("ownerName", facts.ownerName);
+  io.Version("fileVersion", facts.fileVersion);
+  io.Texts("versionInfo", facts.versionInfo);
+  io.Texts("msi", facts.msiProperties);
+  io.Value("origin", facts.origin);
+  io.Package("appPackage", facts.appPackage);
+}
+
+/// SkxSigner.
+template <class Io, class Facts>
+void KxTargetFields_Signer(Io& io, Facts& signer) {
+  io.Value("name", signer.name);
+  io.Status("status", signer.status);
+}
+
+/// SkxAppPackageFacts.
+template <class Io, class Facts>
+void KxTargetFields_Package(Io& io, Facts& package) {
+  io.Value("name", package.name);
+  io.Version("version", package.version);
+  io.Names("capabilities", package.capabilities, package.capabilitiesKnown);
+}
+
+/// SkxProcessFacts.
+template <class Io, class Facts>
+void KxTargetFields_Process(Io& io, Facts& process) {
+  io.Value("pid", process.pid);
+  io.Value("commandLine", process.commandLine);
+  io.Value("services", process.services);
+}
+
+/// SkxServerFacts.
+template <class Io, class Facts>
+void KxTargetFields_Server(Io& io, Facts& server) {
+  io.Value("classId", server.classId);
+  io.Value("sourceAddress", server.sourceAddress);
+}
+
+/// Whom a token is for.
+struct SkxTargetUser {
+  std::optional<CkxSid> sid;
+  std::vector<CkxSid> groups;
+  bool isAdministrator = false;
+};
+
+template <class Io, class Facts>
+void KxTargetFields_User(Io& io, Facts& user) {
+  io.Sid("sid", user.sid);
+  io.Sids("groups", user.groups);
+  io.Value("admin", user.isAdministrator);
+}

@@ -1,0 +1,21 @@
+#include "tools/kxpolicy/live_target.h"
+
+#include "Common_CPP/file/file.h"
+#include "Common_CPP/util/text.h"
+#include "tools/kxpolicy/tool.h"
+
+CkxTargetInfoPtr KxLive_File(const std::string& file, void* token) {
+  const std::optional<KxWString> path = KxText_FromUtf8(file);
+  const std::optional<KxWString> full = path ? KxFile_FullPath(*path) : std::nullopt;
+  if (!full || !KxFile_Status(*full)) throw CkxToolFault(EkxExit::UnusableInput, file + ": cannot be read");
+  return CkxTargetInfoPtr(new CkxTargetInfoFile(full->c_str(), token));
+}
+
+CkxTargetInfoPtr KxLive_Process(uint32_t pid, void* token) {
+  EkxProcessLookup lookup = EkxProcessLookup::Refused;
+  CkxTargetInfoPtr process = CkxTargetInfoProcess::CreateFromPid(pid, lookup, token);
+  if (process != nullptr) return process;
+  const std::string name = "process " + std::to_string(pid);
+  if (lookup == EkxProcessLookup::NoSuchProcess) throw CkxToolFault(EkxExit::UnusableInput, name + ": there is none");
+  throw CkxToolFault(EkxExit::SystemRefused, name + ": the system does not tell all of it");
+}
