@@ -42,6 +42,8 @@ KxVerbAction KxVerb_Describe(const CkxVerbOptions& verb) {
   const CkxVerbOptions what = verb.AddChoice("target", "What to describe");
   what.Add("file", options->files, "Files on this machine");
   what.Add("--pid", options->pid, "A process on this machine, by its number");
-  verb.Footer("Example: kxpolicy describe setup.exe | kxpolicy eval build/image --targets -");
+  verb.Footer(
+      "Example: kxpolicy describe setup.exe | kxpolicy eval build/image --targets -\n"
+      "Command lines are written as they are: who gives a description away gives them away.");
   return [options](SkxStreams& streams) { return Run(*options, streams); };
 }

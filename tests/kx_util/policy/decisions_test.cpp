@@ -9,8 +9,9 @@
 //   steps              all that an observer is told
 //   trace              the errors and warnings that are traced; none when it is not given
 //
-// Of a sheet that is `inOrder` each case must also be the one that decides when all after it hold too: what is cheap to
-// look at comes first.
+// Whatever is decided about a file or a process is also decided about it as `describe` would write it down. Of a sheet
+// that is `inOrder` each case must also be the one that decides when all after it hold too: what is cheap to look at
+// comes first.
 #include <gtest/gtest.h>
 #include <kx_util/shared_policies_data.h>
 #include <nlohmann/json.hpp>
@@ -18,7 +19,9 @@
 #include <filesystem>
 #include <fstream>
 
+#include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_publish/document/target_document.h"
+#include "Agent/engine/kx_publish/document/target_document_out.h"
 #include "tests/support/document_image.h"
 #include "tests/support/recording_observer.h"
 #include "tests/support/trace_capture.h"
@@ -81,6 +84,26 @@ void Expect(const Decision& decision, const json& test) {
   if (test.contains("failed")) ExpectFailed(decision, test["failed"]);
 }
 
+/// The thing with all that describing its description says of it, in other words perhaps; itself where that is no file.
+json Described(const json& thing) {
+  const CkxTargetDocument target = CkxTargetDocument::FromJson(thing);
+  const CkxMachineFactsScope machine(target.Machine());
+  json described = thing;
+  if (!target.Target().IsTargetInfoFile()) return described;
+  try {
+    described.merge_patch(json(KxTargetDocument_Write(static_cast<const CkxTargetInfoFile&>(target.Target()))));
+  } catch (const CkxDocumentFault&) {
+    return thing;  // what is linked to it cannot be described
+  }
+  return described;
+}
+
+void ExpectSame(const Decision& decision, const Decision& other) {
+  EXPECT_EQ(decision.applies, other.applies);
+  EXPECT_EQ(decision.steps, other.steps);
+  EXPECT_EQ(decision.trace, other.trace);
+}
+
 /// Keys that nobody looks at expect nothing.
 void ExpectKnownKeys(const json& object, std::initializer_list<std::string_view> known) {
   for (const auto& [key, value] : object.items()) {
@@ -94,7 +117,10 @@ void PlayCase(const json& sheet, const json& test, json& later) {
   json document = Patched(sheet.value("document", json::object()), test, "document");
   if (test.contains("targets")) document.at("policies").at(0)["targets"] = test.at("targets");
   const json target = Patched(sheet.value("target", json::object()), test, "target");
-  Expect(Decide(document, test.value("instead", target)), test);
+  const json thing = test.value("instead", target);
+  const Decision decision = Decide(document, thing);
+  Expect(decision, test);
+  ExpectSame(decision, Decide(document, Described(thing)));
   if (!sheet.value("inOrder", false) || !test.contains("failed")) return;
   later = Patched(later, test, "target");
   const std::string failed = test.at("failed");

@@ -220,8 +220,9 @@ class TargetWriter {
     const CkxImpersonationScope asUser(token);
     for (const WCHAR letter : _drives) {
       const std::string name(1, static_cast<char>(letter));
-      const WCHAR* const type = KxDriveType_Word(KxMachine_Facts().DriveType(letter));
-      if (type != nullptr) object[kKxTargetDrives][name] = Utf8(type);
+      const EkxDriveType type = KxMachine_Facts().DriveType(letter);
+      const WCHAR* const word = type != EkxDriveType::Unknown ? KxDriveType_Word(type) : nullptr;
+      if (word != nullptr) object[kKxTargetDrives][name] = Utf8(word);
     }
     for (const WCHAR letter : _drives) {
       const std::string name(1, static_cast<char>(letter));
