@@ -75,6 +75,8 @@ TEST(NoMemory, IsOneLineOfTheCommandAndAnExitCode) {
       {{"show", image}, ""},
       {{"show", image, "--format", "json"}, ""},
       {{"eval", image, "--target", "-", "--format", "json", "--explain"}, R"({"kind":"process","path":"C:\\a.exe"})"},
+      {{"eval", image, "--pid", std::to_string(getpid()), "--format", "json"}, ""},
+      {{"describe", document}, ""},
       {{"match"}, R"({"id":1,"op":"str","mode":5,"pattern":"a+","subject":"aa"})"},
       {{"record", "tokendata", std::string(60, '0')}, ""},
   };

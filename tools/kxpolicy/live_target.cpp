@@ -1,5 +1,9 @@
 #include "tools/kxpolicy/live_target.h"
 
+#include <kx_util/evaluation_fault.h>
+
+#include <new>
+
 #include "Common_CPP/file/file.h"
 #include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/tool.h"
@@ -15,6 +19,7 @@ CkxTargetInfoPtr KxLive_Process(uint32_t pid, void* token) {
   EkxProcessLookup lookup = EkxProcessLookup::Refused;
   CkxTargetInfoPtr process = CkxTargetInfoProcess::CreateFromPid(pid, lookup, token);
   if (process != nullptr) return process;
+  if (KxUtil_LastFault() == EkxEvaluationFault::OutOfMemory) throw std::bad_alloc();
   const std::string name = "process " + std::to_string(pid);
   if (lookup == EkxProcessLookup::NoSuchProcess) throw CkxToolFault(EkxExit::UnusableInput, name + ": there is none");
   throw CkxToolFault(EkxExit::SystemRefused, name + ": the system does not tell all of it");

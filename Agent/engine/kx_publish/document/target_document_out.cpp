@@ -8,6 +8,7 @@
 #include "Agent/engine/kx_publish/document/target_document_fields.h"
 #include "Agent/engine/kx_util/target/pe_version_info.h"
 #include "Agent/engine/kx_util/target/publisher_status.h"
+#include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/access_token/user_scope.h"
 #include "Common_CPP/file/file.h"
@@ -257,9 +258,14 @@ class TargetWriter {
 }  // namespace
 
 ordered_json KxTargetDocument_Write(const CkxTargetInfoFile& target) {
+  const CkxEntryScope asking;  // until its end a fault stays noted: what could not be had is not what there is not
+  if (!asking.IsOpen()) throw std::bad_alloc();
   TargetWriter writer;
   ordered_json object = writer.Target(target);
   writer.Machine(target.UserToken(), object);
   object[kKxTargetUser] = TargetWriter::User(target.UserToken());
+  const EkxEvaluationFault fault = KxFault_Current();
+  if (fault == EkxEvaluationFault::OutOfMemory) throw std::bad_alloc();
+  if (fault != EkxEvaluationFault::None) throw CkxDocumentFault("", std::string(KxUtil_FaultText(fault)));
   return object;
 }
