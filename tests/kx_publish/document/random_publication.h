@@ -6,23 +6,12 @@
 #pragma once
 
 #include <kx_util/admin_task.h>
-#include <kx_util/policy_source.h>
 
 #include <random>
 
 #include "Agent/engine/kx_publish/model/policy_kinds.h"
-#include "Agent/engine/kx_publish/record/decode.h"
 #include "Agent/engine/kx_publish/record/encode.h"
 #include "Agent/engine/kx_publish/record/policy_records.h"
-
-/// Calls each(section, key in documents, elements, encoder, decoder) for each of the publication's lists.
-template <class Each>
-void KxTest_ForLists(const SkxPublication& publication, Each each) {
-  using Section = EkxPolicySection;
-  each(Section::Policies, "policies", publication.policies, KxEncode_Policy, KxDecode_Policy);
-  each(Section::AppGroups, "applicationGroups", publication.groups, KxEncode_AppGroup, KxDecode_AppGroup);
-  each(Section::Alerts, "alerts", publication.alerts, KxEncode_Alert, KxDecode_Alert);
-}
 
 class CkxRandomPublication {
  public:

@@ -1,5 +1,6 @@
 // What of an image can be shown as a document: what can is all there, what cannot is named.
 #include "Agent/engine/kx_publish/document/sayable.h"
+#include "Agent/engine/kx_publish/record/decode.h"
 
 #include <gtest/gtest.h>
 

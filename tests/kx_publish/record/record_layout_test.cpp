@@ -3,12 +3,9 @@
 #include <gtest/gtest.h>
 #include <kx_util/shared_policy_origin_props.h>
 #include <kx_util/shared_policy_resource_props.h>
-#include <kx_util/version.h>
 
 #include <map>
-#include <nlohmann/json.hpp>
 
-#include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/lint/lint_records.h"
 #include "Agent/engine/kx_publish/record/record_walk.h"
 #include "Common_CPP/util/text.h"
@@ -51,11 +48,11 @@ struct Sample {
 
 /// One record of each kind of policy and alert, and groups, with targets of every kind among them.
 std::vector<Sample> Samples(uint32_t seed) {
+  const SkxPublication publication = CkxRandomPublication(seed).Make();
   std::vector<Sample> samples;
-  KxTest_ForLists(CkxRandomPublication(seed).Make(),
-                  [&](Section section, auto /*key*/, const auto& models, auto encode, auto /*decode*/) {
-                    for (const auto& model : models) samples.push_back({section, encode(model)});
-                  });
+  for (const auto& policy : publication.policies) samples.push_back({Section::Policies, KxEncode_Policy(policy)});
+  for (const auto& group : publication.groups) samples.push_back({Section::AppGroups, KxEncode_AppGroup(group)});
+  for (const auto& alert : publication.alerts) samples.push_back({Section::Alerts, KxEncode_Alert(alert)});
   return samples;
 }
 
@@ -173,58 +170,6 @@ TEST(RecordLayout, OfPropertiesIsThatOfTheirReaders) {
     }
   });
   EXPECT_EQ(covered.size(), KxRecordLayout_Properties().size());
-}
-
-// ---- names
-
-/// Compares what a record has with what a document says in the place that the path names.
-class AgainstDocument : public IkxRecordVisitor {
- public:
-  explicit AgainstDocument(const nlohmann::ordered_json& element) : _element(element) {}
-
-  void OnField(const SkxWalkedField& field) override {
-    const nlohmann::ordered_json::json_pointer pointer("/" + std::string(field.path));
-    if (!_element.contains(pointer)) return;  // a document says it shorter, in other words, or by a default
-    const nlohmann::ordered_json& said = _element[pointer];
-    const EkxField kind = field.field.kind;
-    const bool isText = kind == EkxField::ObfuscatedText || kind == EkxField::NonEmptyText || kind == EkxField::Text;
-    if (isText && said.is_string()) Expect(field, said.get<std::string>() == KxText_ToUtf8(field.text));
-    if (kind == EkxField::Flag && said.is_boolean()) Expect(field, said.get<bool>() == (field.Number() != 0));
-    if (said.is_number_unsigned()) Expect(field, said.get<uint64_t>() == field.Number());
-    if (kind == EkxField::Version && said.is_string()) {
-      const auto version = SkxVersion::Parse(*KxText_FromUtf8(said.get<std::string>()));
-      Expect(field, version.MostSignificant() == static_cast<uint32_t>(field.Number()));
-    }
-  }
-
-  size_t compared = 0;
-
- private:
-  void Expect(const SkxWalkedField& field, bool same) {
-    EXPECT_TRUE(same) << field.path << " in " << _element;
-    ++compared;
-  }
-
-  const nlohmann::ordered_json& _element;
-};
-
-TEST(RecordLayout, NamesFieldsAsDocumentsDo) {
-  size_t compared = 0;
-  for (uint32_t seed = 0; seed < 20; ++seed) {
-    const SkxPublication publication = CkxRandomPublication(seed).Make();
-    nlohmann::ordered_json document;
-    SkxDocumentError error;
-    ASSERT_TRUE(KxPolicyDocument_Write(publication, document, error)) << error.Text();
-    KxTest_ForLists(publication,
-                    [&](Section section, const char* key, const auto& models, auto encode, auto /*decode*/) {
-                      for (size_t i = 0; i < models.size(); ++i) {
-                        AgainstDocument visitor(document[key][i]);
-                        Walked(section, encode(models[i]), &visitor);
-                        compared += visitor.compared;
-                      }
-                    });
-  }
-  EXPECT_GT(compared, 3000u);
 }
 
 // ---- what a walk says of the places
