@@ -36,14 +36,6 @@ std::vector<uint32_t> Enumerated(CkxShBufAppGroup& group, size_t atMost, bool& c
   return visit.ids;
 }
 
-TEST(AppGroup, IsNoneWhenItCannotBeRead) {
-  const KxBytes record = ThreeUrls().Bytes();
-  CkxExactBytes shorter(record, record.size() - 1);
-  CkxShBufAppGroup group;
-  EXPECT_FALSE(group.FromBuffer(shorter.cursor, shorter.remaining)) << "its size reaches past the end";
-  EXPECT_TRUE(KxGuid_IsNull(group.Id()) && group.BufferSize() == 0 && group.Targets().Count() == 0);
-}
-
 TEST(AppGroup, TheFirstTargetThatMatchesIsTheAnswer) {
   const CkxExactBytes bytes(ThreeUrls().Bytes());
   const CkxShBufAppGroupPtr group = Read(bytes, false);
