@@ -71,17 +71,6 @@ TEST(AccessTokenWin, ScopesRunTheThreadAsTheTokenAndNest) {
   EXPECT_FALSE(ThreadHasToken());
 }
 
-TEST(AccessTokenWin, AScopeEndsWithAnException) {
-  const CkxHandle token = ProcessToken();
-  try {
-    const CkxImpersonationScope scope(token.Get());
-    ASSERT_TRUE(ThreadHasToken());
-    throw 1;
-  } catch (int) {
-  }
-  EXPECT_FALSE(ThreadHasToken());
-}
-
 TEST(AccessTokenWin, WhatCannotBeImpersonatedLeavesTheThread) {
   const CkxHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
   CkxHandle queryOnly;

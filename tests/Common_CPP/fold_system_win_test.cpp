@@ -33,12 +33,4 @@ TEST(FoldOfTheSystem, IsOursForEveryUnit) {
   EXPECT_GT(lettersThatFold, 1000u);
 }
 
-TEST(FoldOfTheSystem, KeepsApartWhatLooksAlike) {
-  for (const auto& [a, b] :
-       {std::pair(L'\u0131', L'i'), {L'\u017F', L's'}, {L'\u212A', L'k'}, {L'\u00B5', L'\u03BC'}}) {
-    EXPECT_FALSE(AreOneToTheSystem(a, b)) << std::hex << unsigned{a};
-    EXPECT_FALSE(KxText_Equals(CkxTextView(&a, 1), CkxTextView(&b, 1), false)) << std::hex << unsigned{a};
-  }
-}
-
 }  // namespace

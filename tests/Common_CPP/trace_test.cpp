@@ -90,16 +90,6 @@ TEST(TraceDeathTest, EnvironmentInstallsASinkAtLoadTime) {
   }
 }
 
-TEST(LastError, GuardRestores) {
-  KxLastError_Set(kKxErrorFileNotFound);
-  {
-    const CkxLastErrorGuard guard;
-    KxLastError_Set(kKxErrorNoToken);
-    EXPECT_EQ(KxLastError_Get(), kKxErrorNoToken);
-  }
-  EXPECT_EQ(KxLastError_Get(), kKxErrorFileNotFound);
-}
-
 TEST(FileTime, EpochsAndTheClock) {
   EXPECT_EQ(KxFileTime_FromUnix(-11644473600, 0), 0);
   EXPECT_EQ(KxFileTime_FromUnix(0, 0), 116444736000000000);

@@ -1,16 +1,13 @@
 // Publications outlive their publishers: what a killed one leaves is whole for readers, and gone with the next.
 #include <gmock/gmock.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
-#include <atomic>
 #include <random>
 #include <thread>
 
 #include "Agent/engine/kx_publish/service/publication.h"
 #include "Agent/engine/kx_util/store/live_policy_source.h"
-#include "Common_CPP/clock/clock.h"
 #include "tests/kx_publish/image/file_size_limit.h"
 #include "tests/kx_publish/image/two_publications.h"
 #include "tests/support/runtime_folder_scope.h"
@@ -196,42 +193,6 @@ TEST_F(PublicationPosix, KilledAtAnyMomentAPublisherLeavesOneWhole) {
   EXPECT_LE(Files().size(), 1u + 3u + 3u + 1u) << "index, two generations at most, notice";
   EXPECT_TRUE(CkxPolicyPublication().Unpublish(error)) << error;
   EXPECT_THAT(Files(), IsEmpty());
-}
-
-struct Shared {
-  std::atomic<bool> done{false};
-  SkxMetPublications met;
-};
-
-/// Until it is told to stop; the exit code.
-int Read(Shared& shared) {
-  const CkxTraceCapture trace;
-  const CkxClockScope untimed([] { return int64_t{0}; });  // a walk may be slow on a busy machine, which is traced
-  if (nice(10) == -1) return 2;                            // so that the publisher has its turn among so many
-  while (!shared.done) shared.met.Read();
-  return trace.Texts().empty() ? 0 : 1;
-}
-
-TEST_F(PublicationPosix, ReadersInOtherProcessesMeetOneOrTheOtherWhole) {
-  void* const memory = mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  ASSERT_NE(memory, MAP_FAILED);
-  auto* const shared = new (memory) Shared();
-  CkxPolicyPublication publication;
-  ASSERT_TRUE(publication.Publish(KxTest_Image('A'), error)) << error;
-  std::vector<pid_t> readers;
-  for (int i = 0; i < 8; ++i) readers.push_back(Fork([&] { return Read(*shared); }));
-  for (int i = 0; i < 1000; ++i) {
-    EXPECT_TRUE(publication.Publish(KxTest_Image(i % 2 == 0 ? 'B' : 'A'), error)) << error;
-  }
-  shared->done = true;
-  for (const pid_t reader : readers) EXPECT_EQ(ExitCode(reader), 0) << "it traced something";
-  EXPECT_GT(shared->met.a, 0);
-  EXPECT_GT(shared->met.b, 0);
-  EXPECT_EQ(shared->met.nothing, 0) << "a moment without policies";
-  EXPECT_EQ(shared->met.mixed, 0) << "a mixture";
-  EXPECT_TRUE(publication.Unpublish(error)) << error;
-  EXPECT_THAT(Files(), IsEmpty());
-  munmap(memory, sizeof(Shared));
 }
 
 }  // namespace

@@ -149,37 +149,6 @@ TEST_F(Publication, TellsWhoeverWaits) {
   EXPECT_EQ(KxTest_Wait(*waiter), EkxNoticeWait::Told) << "taken out";
 }
 
-/// The policies are in every publication, the groups in every other one: their slot is filled and emptied.
-TEST_F(Publication, NamesInTheIndexAreNeverTorn) {
-  Publish('A');
-  const KxWString first[] = {NameOf(EkxPolicySection::Policies), NameOf(EkxPolicySection::AppGroups)};
-  const size_t number = first[0].rfind(KXW('-')) - 4;
-  ASSERT_EQ(first[0].substr(number + 4), KXW("-Policies"));
-  ASSERT_EQ(first[1].substr(number + 4), KXW("-AppGroups"));
-
-  std::atomic<bool> done = false;
-  std::vector<std::string> torn;
-  size_t reads = 0;
-  std::thread reader([&] {
-    while (!done || reads < 2000) {
-      for (const EkxPolicySection which : {EkxPolicySection::Policies, EkxPolicySection::AppGroups}) {
-        KxWString name = NameOf(which);
-        ++reads;
-        if (name.empty() && which == EkxPolicySection::AppGroups) continue;
-        const std::string whole = KxText_ToUtf8(name);
-        if (name.size() > number + 4) name.replace(number, 4, first[0].substr(number, 4));
-        if (name != first[static_cast<size_t>(which)]) torn.push_back(whole);
-      }
-    }
-  });
-  SkxPolicyImage withoutGroups = KxTest_Image('B');
-  withoutGroups.appGroups.reset();
-  for (int i = 0; i < 250; ++i) Publish(i % 2 == 0 ? withoutGroups : KxTest_Image('A'));
-  done = true;
-  reader.join();
-  EXPECT_THAT(torn, IsEmpty());
-}
-
 TEST_F(Publication, ReadersMeetOneOrTheOtherWhole) {
   const CkxTraceCapture trace;
   Publish('A');

@@ -35,20 +35,4 @@ TEST(CommandLineOfTheSystem, SplitsGeneratedLinesAlike) {
   }
 }
 
-TEST(CommandLineOfTheSystem, SplitsRecordedLinesAlike) {
-  const char* const folder = std::getenv("KX_SHARED_DATA");
-  if (folder == nullptr) GTEST_SKIP() << "KX_SHARED_DATA does not name the folder of recorded data";
-  std::ifstream records(std::string(folder) + "/process_events.jsonl");
-  if (!records) GTEST_SKIP() << "no process_events.jsonl in " << folder;
-  size_t compared = 0;
-  for (std::string record; std::getline(records, record);) {
-    const auto event = nlohmann::json::parse(record);
-    const auto line = KxText_FromUtf8(event.value("commandLine", ""));
-    if (!line || line->empty()) continue;
-    ASSERT_EQ(KxCommandLine_Split(*line), SystemSplit(*line)) << event["commandLine"];
-    ++compared;
-  }
-  EXPECT_GT(compared, 1000u);
-}
-
 }  // namespace

@@ -135,18 +135,6 @@ TEST(PolicyFilter, EveryActionHasItsBitOrALine) {
   }
 }
 
-TEST_F(SharedPoliciesData, AGroupFullOfLinksToItselfIsJudgedOnceADepth) {
-  Publish({Record(1, 2, true, {Link(1, 50)})});
-  EXPECT_EQ(Evaluate(), 0U) << "there is no group";
-  Publish({Record(1, 2, true, {Link(1, 50), App(2, u"app.exe")})});
-  EXPECT_EQ(Evaluate(), 1U) << "nor an end of the targets";
-  Publish({Record(1, 2, true, {Link(1, 50)})});
-  PublishGroups({Group(50, Targets(200, Link(4, 50)))});  // 200 to the eighth, tried one by one
-  CkxTraceCapture trace;
-  EXPECT_EQ(Evaluate(), 0U);
-  EXPECT_EQ(trace.Lines().size(), 200U);  // one a link at the deepest group, which is visited once
-}
-
 TEST_F(SharedPoliciesData, LookUpsCopyTheFirstRecordWithTheId) {
   Publish({Record(1, 3, false), Record(2, 2, true, {App(1, u"a.exe")}), Record(2, 3, true)});
   PublishGroups({Group(50, {}), Group(51, {App(5, u"app.exe")})});

@@ -96,26 +96,6 @@ void TellAndWait(Script& script, Counter& last) {
   ASSERT_TRUE(last.Reaches(before + 1));
 }
 
-TEST(UpdatePoliciesNotifyer, EverybodyIsToldAfterEachSignal) {
-  const CkxRuntimeFolderScope scope;
-  const KxWString name = scope.Name(KXW("Updated"));
-  CkxNoticeSender service(name);
-  const auto open = [&] { return KxNotice_OpenWaiter(name); };
-  CkxUpdatePoliciesNotifyer one(open);
-  CkxUpdatePoliciesNotifyer two(open);
-  Counter first, second, elsewhere;
-  Subscribe(one, first);
-  Subscribe(one, second);
-  Subscribe(two, elsewhere);
-  ASSERT_TRUE(one.Start());
-  ASSERT_TRUE(two.Start());
-  for (int i = 0; i < 20; ++i) {
-    const int before[] = {first.calls, second.calls, elsewhere.calls};
-    ASSERT_TRUE(service.Signal());
-    EXPECT_TRUE(first.Reaches(before[0] + 1) && second.Reaches(before[1] + 1) && elsewhere.Reaches(before[2] + 1));
-  }
-}
-
 TEST(UpdatePoliciesNotifyer, DropsWhatTheLibraryRemembers) {
   CkxToolsFolderCache& cache = CkxToolsFolderCache::Instance();
   cache.Save(KXW("publication"), "S-1-5-18", true);

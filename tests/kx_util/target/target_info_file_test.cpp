@@ -15,17 +15,6 @@ std::string Utf8(const WCHAR* text) { return text != nullptr ? KxText_ToUtf8(tex
 
 constexpr const char* kSha256OfAbc = "SHA256##BA7816BF8F01CFEA414140DE5DAE2223B00361A396177A9CB410FF61F20015AD";
 
-TEST(TargetInfoFile, NumbersComeBackWhole) {
-  for (const int64_t number : {int64_t{0}, int64_t{-5}, INT64_MAX, INT64_MIN}) {
-    SkxFileFacts facts;
-    facts.size = number;
-    facts.modificationTime = number;
-    const CkxTargetInfoFile file(facts, nullptr);
-    EXPECT_EQ(file.GetFileSize(), number);
-    EXPECT_EQ(file.GetModificationTime(), number);
-  }
-}
-
 TEST(TargetInfoFile, LongNamesAreNamesLikeAnyOther) {
   const KxWString longName(5000, KXW('n'));
   SkxFileFacts facts;
