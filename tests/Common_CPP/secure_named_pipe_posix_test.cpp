@@ -1,8 +1,10 @@
 // Channels that are local sockets: where they lie, who holds a name, and who is trusted.
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <limits.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <thread>
 
 #include "Common_CPP/secure_named_pipe/secure_named_pipe.h"
@@ -144,6 +146,30 @@ TEST(SecureNamedPipePosix, ASquattedLockIsRefusedByName) {
   EXPECT_EQ(trace.Texts().size(), 2u);
 }
 
+/// A name that is given up and taken again all the time: who has a lock on a file that is gone keeps nobody off.
+TEST(SecureNamedPipePosix, APublisherLockHasOneHolder) {
+  const CkxRuntimeFolderScope scope;
+  std::atomic<int> holders = 0;
+  std::atomic<int> acquired = 0;
+  std::atomic<bool> shared = false;
+  std::vector<std::thread> publishers;
+  for (int i = 0; i < 4; ++i) {
+    publishers.emplace_back([&] {
+      for (int round = 0; round < 3000; ++round) {
+        CkxPublisherLock lock;
+        if (!lock.Acquire(KXW("n"))) continue;
+        if (++holders != 1) shared = true;
+        ++acquired;
+        std::this_thread::yield();
+        --holders;
+      }
+    });
+  }
+  for (std::thread& publisher : publishers) publisher.join();
+  EXPECT_GT(acquired, 0);
+  EXPECT_FALSE(shared);
+}
+
 /// Files that the client may open and others, as root sees them all.
 TEST(SecureNamedPipePosix, AServerOpensFilesWithItsClientsRights) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can act as somebody else";
@@ -158,7 +184,7 @@ TEST(SecureNamedPipePosix, AServerOpensFilesWithItsClientsRights) {
   } kFiles[] = {{"theirs", kStranger, 0, 0400, true},
                 {"roots", 0, 0, 0400, false},
                 {"everybodys", 0, 0, 0444, true},
-                {"of another group", 0, 4242, 0440, false}};
+                {"the server's group's", 0, 4242, 0440, false}};
   const auto opens = [&](const char* name) {
     return static_cast<bool>(CkxDescriptor(open((scope.Folder().Path() / name).c_str(), O_RDONLY | O_CLOEXEC)));
   };
@@ -177,6 +203,10 @@ TEST(SecureNamedPipePosix, AServerOpensFilesWithItsClientsRights) {
   }
   CkxSecurePipe server;
   ASSERT_TRUE(listener.Accept(server));
+  gid_t groups[NGROUPS_MAX];
+  const int groupCount = getgroups(NGROUPS_MAX, groups);
+  const gid_t another = 4242;
+  ASSERT_EQ(syscall(SYS_setgroups, 1, &another), 0) << "of this thread alone";
   {
     const CkxActAsClient acting(server);
     ASSERT_TRUE(acting);
@@ -186,6 +216,7 @@ TEST(SecureNamedPipePosix, AServerOpensFilesWithItsClientsRights) {
     EXPECT_FALSE(elsewhere) << "a thread inherits it";
   }
   for (const auto& file : kFiles) EXPECT_TRUE(opens(file.name)) << file.name << ", as before";
+  EXPECT_EQ(syscall(SYS_setgroups, groupCount, groups), 0);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/kxpolicy/run_tool.h"
+#include "tools/kxpolicy/hex.h"
 #include "tools/kxpolicy/input.h"
 
 namespace {
@@ -48,7 +49,7 @@ const std::string kTool = R"({"id":"t","kind":"file","path":"C:\\Tools\\TOOL.exe
 
 TEST(Eval, ReadsAnyBytesLineByLine) {
   const Image image(R"({"policies": [)" + Policy(1, "P", App("*")) + "]}");
-  const std::string stream = "\xEF\xBB\xBF" + kTool + "\r\n" +                                           // a mark
+  const std::string stream = "\xEF\xBB\xBF" + kTool + "\r\n\r\n" +                                       // a mark
                              "{\"id\":7,\"kind\":\"\xFF\"}\n" +                                          // not UTF-8
                              "{\"id\":" + std::string(100000, '[') + std::string(100000, ']') + "}\n" +  // nested
                              std::string(CkxLineReader::kMaxLineBytes + 1, ' ') + "\n" + kTool;
@@ -118,16 +119,20 @@ TEST(Printing, NeverRepeatsHostileTextRaw) {
 class FullBuffer : public std::streambuf {};
 
 TEST(Printing, OutputThatCannotBeWritten) {
-  std::istringstream in(R"({"op":"version","text":"1"})");
-  FullBuffer full;
-  std::ostream out(&full);
-  std::ostringstream err;
-  SkxStreams streams = {in, out, err};
-  EXPECT_EQ(KxPolicy_Run({"match"}, streams), 4);
-  EXPECT_EQ(err.str(), "kxpolicy: standard output cannot be written\n");
+  const std::vector<std::string> kCommands[] = {{"match"}, {"record", "tokendata", std::string(60, '0')}};
+  for (const auto& command : kCommands) {
+    std::istringstream in(R"({"op":"version","text":"1"})");
+    FullBuffer full;
+    std::ostream out(&full);
+    std::ostringstream err;
+    SkxStreams streams = {in, out, err};
+    EXPECT_EQ(KxPolicy_Run(command, streams), 4) << command[0];
+    EXPECT_EQ(err.str(), "kxpolicy: standard output cannot be written\n");
+  }
 }
 
 TEST(Record, TakesNoOtherLength) {
+  EXPECT_FALSE(KxHex_ToBytes(std::string_view("00").substr(0, 1))) << "half a byte";
   const std::pair<const char*, size_t> kTypes[] = {{"triggerinfo", 317},           {"triggerinfo-6.0.1.171", 316},
                                                    {"processdata", 321},           {"processdata-10.2", 319},
                                                    {"processdata-6.0.1.171", 318}, {"tokendata", 30}};

@@ -159,7 +159,7 @@ class CkxRandomPublication {
     const bool byHash = Flag();
     test.hashAlgorithm = byHash ? KXW("MD5") : KXW("");
     test.hash = byHash ? KXW("MD5##00112233445566778899AABBCCDDEEFF") : KXW("");
-    if (!byHash || Flag()) test.fileSize = -1;
+    if (!byHash || Flag()) test.fileSize = Flag() && byHash ? 0 : -1;
   }
   void MakeSayable(SkxParentTest& test) {
     if (Flag()) (Flag() ? test.includedGroup : test.excludedGroup) = GUID{};

@@ -15,12 +15,12 @@
 
 namespace {
 
-/// Both block everything; the rules of the one with the policies of the other leave only the elevation.
+/// Both block everything: without its rows, or with those of the other one, either decides something else.
 SkxPolicyImage Image(const std::string& id) {
   const std::string targets = R"("targets": [{"type": "executable"}]})";
-  return KxTest_Compile(R"({"policies": [{"id": )" + id + R"(, "name": "B", "action": "block", )" + targets +
-                        R"(, {"id": 11, "name": "E", "action": "elevate", )" + targets + R"(], "applicable": {"*": [)" +
-                        id + ", 11]}}");
+  return KxTest_Compile(R"({"policies": [{"id": 11, "name": "E", "action": "elevate", )" + targets + R"(, {"id": )" +
+                        id + R"(, "name": "B", "action": "block", )" + targets + R"(], "applicable": {"*": [)" + id +
+                        "]}}");
 }
 
 EkxPolicyAction Decision(SkxPolicyImage image) {

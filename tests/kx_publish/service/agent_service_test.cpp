@@ -115,6 +115,21 @@ TEST_F(AgentService, SaysWhatReplacesAPrompt) {
   EXPECT_EQ(action.policyApplies, 1);
 }
 
+/// Cut off, it would be the path of something else.
+TEST_F(AgentService, ShowsADialogWhosePathFitsWithItsEnd) {
+  for (const size_t size : {SvcUacActionInfo::kHtmlPathUnits - 1, SvcUacActionInfo::kHtmlPathUnits}) {
+    std::string document = kDocument;
+    const std::string path = R"(C:\\Alerts\\ask.html)";
+    document.replace(document.find(path), path.size(), std::string(size, 'p'));
+    service.Serve(KxTest_Compile(document));
+    SvcUacActionInfo action;
+    ASSERT_TRUE(CkxSharedPoliciesData::GetUacAction(KXW("C:\\setup.exe"), 0, action));
+    EXPECT_EQ(action.replacePrompt, 1);
+    EXPECT_EQ(action.htmlPath[0] != 0, size < SvcUacActionInfo::kHtmlPathUnits);
+    EXPECT_EQ(action.htmlPath[SvcUacActionInfo::kHtmlPathUnits - 1], 0);
+  }
+}
+
 /// What the agent itself cannot read is no answer, and above all not "this user has no policies".
 TEST_F(AgentService, ADamagedImageIsNoAnswer) {
   SkxPolicyImage damaged = KxTest_Compile(kDocument);

@@ -106,6 +106,28 @@ TEST_F(Publication, AnOpenSectionOutlivesItsPublication) {
   EXPECT_TRUE(KxBytes(section.bytes.begin(), section.bytes.end()) == before);
 }
 
+/// An index that is being rewritten, for longer than anybody waits.
+TEST_F(Publication, NamesOfTwoPublicationsAreNoState) {
+  const auto bytesOfIndex = [&] {
+    CkxSharedMemoryView view;
+    EXPECT_TRUE(view.Open(index));
+    return KxBytes(view.Bytes().begin(), view.Bytes().begin() + 384);
+  };
+  Publish('A');
+  KxBytes mixed = bytesOfIndex();
+  Publish('B');
+  const KxBytes second = bytesOfIndex();
+  std::copy(second.begin() + 128, second.end(), mixed.begin() + 128);  // the policies stay the first one's
+  CkxSharedMemoryPublication rewritten;
+  ASSERT_TRUE(rewritten.Publish(index, mixed));
+  const CkxTraceCapture trace;
+  SkxTriggerPolicyShortInfo info;
+  EkxEvaluationOutcome outcome = EkxEvaluationOutcome::PolicyApplies;
+  CkxSharedPoliciesData::GetTargetPolicyAction(CkxTargetInfoFile(SkxFileFacts(), nullptr), info, outcome);
+  EXPECT_EQ(outcome, EkxEvaluationOutcome::NotAnswered);
+  EXPECT_THAT(trace.Texts(), testing::Contains(testing::HasSubstr("does not come to rest")));
+}
+
 TEST_F(Publication, OnePublisherAtATime) {
   Publish('A');
   CkxPolicyPublication other(nameSpace);

@@ -103,6 +103,16 @@ TEST(PeVersionInfo, RefusesFilesWithABrokenWayToTheResource) {
       });
 }
 
+TEST(PeVersionInfo, ASectionEndsWhereTheNextBegins) {
+  KxBytes file = KxTest_PeImage(kTestPe32, KxTest_UsualVersion()).Bytes();
+  file[SkxTestPeLayout::kNtHeaders + 6] = 2;  // sections
+  const auto header = file.begin() + static_cast<std::ptrdiff_t>(kTestPe32.sectionHeader);
+  std::copy_n(header, 40, header + 40);
+  const KxBytes before = CkxRecordBytes().Zeros(8).U32(0x100).U32(0xF00).U32(0x100).U32(0).Bytes();
+  std::copy(before.begin(), before.end(), header);
+  EXPECT_TRUE(KxPe_ReadVersionInfo(MemorySource(file)));
+}
+
 TEST(PeVersionInfo, EveryCutIsRefused) {
   for (const SkxTestPeLayout& layout : {kTestPe32, kTestPe32Plus}) {
     const KxBytes file = KxTest_PeImage(layout, KxTest_UsualVersion()).Bytes();
