@@ -36,6 +36,23 @@ Result Call(const SkxSecureIpcRequest& request, std::span<const unsigned char> b
   return result;
 }
 
+/// How many requests, each of a body of its own, come back as they were; as many threads ask at once.
+int AnsweredOf(int requests, int threads, const SkxSecureIpcRequest& request) {
+  std::atomic<int> answered = 0;
+  std::vector<std::thread> clients;
+  for (int thread = 0; thread < threads; ++thread) {
+    clients.emplace_back([&, thread] {
+      for (int i = thread; i < requests; i += threads) {
+        const KxBytes body = {static_cast<unsigned char>(i)};
+        KxBytes reply;
+        if (Call(request, body, reply) == Result::Done && reply == body) ++answered;
+      }
+    });
+  }
+  for (std::thread& client : clients) client.join();
+  return answered;
+}
+
 bool Echo(const SkxSecureIpcCaller&, std::span<const unsigned char> body, KxBytes& reply) {
   reply.assign(body.begin(), body.end());
   return true;
@@ -182,25 +199,16 @@ TEST_F(SecureIpc, AHandlerIsToldWhoAsks) {
 }
 
 TEST_F(SecureIpc, SeveralClientsAreServedAtOnce) {
-  constexpr size_t kClients = 4;
+  constexpr int kClients = 4;
   CkxSecureIpcServer server;
-  std::atomic<size_t> inside = 0;
+  std::atomic<int> inside = 0;
   server.Handle(_request.requestName, 6, [&](auto& caller, auto body, auto& reply) {
     const CkxDeadline end = Long();
     for (++inside; inside != kClients && !end.IsOver();) std::this_thread::yield();
     return inside == kClients && Echo(caller, body, reply);
   });
-  ASSERT_TRUE(server.Start(_name, {.clients = kClients}));
-  std::vector<std::thread> clients;
-  std::atomic<size_t> answered = 0;
-  for (unsigned char i = 0; i < kClients; ++i) {
-    clients.emplace_back([&, i] {
-      KxBytes reply;
-      if (Call(_request, KxBytes{i}, reply) == Result::Done && reply == KxBytes{i}) ++answered;
-    });
-  }
-  for (std::thread& client : clients) client.join();
-  EXPECT_EQ(answered, kClients);
+  ASSERT_TRUE(server.Start(_name, {.clients = size_t{kClients}}));
+  EXPECT_EQ(AnsweredOf(kClients, kClients, _request), kClients);
 }
 
 TEST_F(SecureIpc, TheLongestRequestIsSentAndNoLongerOne) {
@@ -343,7 +351,6 @@ EkxPipeResult ReadAfter(const KxWString& name, const KxBytes& bytes, uint32_t ti
 
 TEST_F(SecureIpc, AMalformedRequestIsCutOffAtOnce) {
   CkxSecureIpcServer server;
-  server.Handle(_request.requestName, 6, Echo);
   ASSERT_TRUE(server.Start(_name, {.requestTimeout = kLong}));
   for (const KxBytes& bytes : {Claim(), KxBytes{'G'}}) {
     EXPECT_EQ(ReadAfter(_name, bytes, kLong / 2), EkxPipeResult::Closed);
@@ -462,24 +469,9 @@ TEST_F(SecureIpc, TenThousandRequestsLeakNothing) {
   CkxSecureIpcServer server;
   server.Handle(_request.requestName, 6, Echo);
   ASSERT_TRUE(server.Start(_name, {.clients = 2 * kThreads}));
-  const auto ask = [&](int requests) {
-    std::atomic<int> answered = 0;
-    std::vector<std::thread> clients;
-    for (int thread = 0; thread < kThreads; ++thread) {
-      clients.emplace_back([&] {
-        for (int i = 0; i < requests / kThreads; ++i) {
-          const KxBytes body = {static_cast<unsigned char>(i)};
-          KxBytes reply;
-          if (Call(_request, body, reply) == Result::Done && reply == body) ++answered;
-        }
-      });
-    }
-    for (std::thread& client : clients) client.join();
-    return answered.load();
-  };
-  ASSERT_EQ(ask(100), 100);
+  ASSERT_EQ(AnsweredOf(100, kThreads, _request), 100);
   const size_t handles = KxTest_OpenHandles();
-  EXPECT_EQ(ask(10000), 10000);
+  EXPECT_EQ(AnsweredOf(10000, kThreads, _request), 10000);
   // Both times the server may still be at closing its last connections.
   EXPECT_NEAR(static_cast<double>(KxTest_OpenHandles()), static_cast<double>(handles), 4 * kThreads);
 }

@@ -39,7 +39,7 @@ TEST(SharedMemory, APublishedSectionIsReadUntilItIsRemoved) {
   }
 }
 
-TEST(SharedMemory, PublishingAgainReplaces) {
+TEST(SharedMemory, PublishingAgainReplacesAndAnotherNameTakesTheEarlierAway) {
   const CkxRuntimeFolderScope scope;
   const KxWString name = scope.Name(KXW("Index"));
   CkxSharedMemoryPublication first;
@@ -49,15 +49,10 @@ TEST(SharedMemory, PublishingAgainReplaces) {
   EXPECT_EQ(ContentOf(name), "the second");
   ASSERT_TRUE(second.Publish(name, AsBytes("another's")));
   EXPECT_EQ(ContentOf(name), "another's");
-}
-
-TEST(SharedMemory, AnotherNameTakesTheEarlierAway) {
-  const CkxRuntimeFolderScope scope;
-  CkxSharedMemoryPublication publication;
-  ASSERT_TRUE(publication.Publish(scope.Name(KXW("One")), AsBytes("1")));
-  ASSERT_TRUE(publication.Publish(scope.Name(KXW("Two")), AsBytes("2")));
-  EXPECT_EQ(ContentOf(scope.Name(KXW("One"))), "error 2");
-  EXPECT_EQ(ContentOf(scope.Name(KXW("Two"))), "2");
+  ASSERT_TRUE(second.Publish(scope.Name(KXW("Other")), AsBytes("elsewhere")));
+  first.Remove();
+  EXPECT_EQ(ContentOf(name), "error 2");
+  EXPECT_EQ(ContentOf(scope.Name(KXW("Other"))), "elsewhere");
 }
 
 TEST(SharedMemory, OwnersMoveAndAViewOutlivesTheName) {

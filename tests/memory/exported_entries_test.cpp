@@ -8,10 +8,8 @@
 #include <kx_util/token_policy_data.h>
 
 #include <cstring>
-#include <fstream>
 #include <functional>
 
-#include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/document/target_document.h"
 #include "Agent/engine/kx_publish/image/encode_image.h"
 #include "Agent/engine/kx_publish/image/image_source.h"
@@ -19,6 +17,7 @@
 #include "tests/memory/failing_memory.h"
 #include "tests/support/policy_questions.h"
 #include "tests/support/temp_folder.h"
+#include "tests/support/workstation_image.h"
 
 namespace {
 
@@ -76,21 +75,8 @@ void Sweep(const std::string& name, const Entry& entry, size_t leastAllocations 
 
 Answer YesOrNothing(bool yes) { return yes ? Answer("yes") : std::nullopt; }
 
-std::string ReadFile(const char* path) {
-  std::ifstream file(path, std::ios::binary);
-  EXPECT_TRUE(file.good()) << path << ": tests run at the root of the sources";
-  return std::string(std::istreambuf_iterator<char>(file), {});
-}
-
 const CkxImageSource& Workstation() {
-  static const CkxImageSource* const source = [] {
-    const SkxDocumentText documents[] = {{"policies", ReadFile("examples/workstation/policies.jsonc")},
-                                         {"upkeep", ReadFile("examples/workstation/upkeep.jsonc")}};
-    SkxPublication publication;
-    SkxDocumentError error;
-    EXPECT_TRUE(KxPolicyDocument_Read(documents, publication, error)) << error.Text();
-    return new CkxImageSource(KxEncode_Image(publication));
-  }();
+  static const CkxImageSource* const source = new CkxImageSource(KxEncode_Image(KxTest_Workstation()));
   return *source;
 }
 
@@ -99,7 +85,7 @@ void SweepTargets(const std::string& name, size_t step,
                   const std::function<Answer(Trial&, const CkxTargetInfo&)>& ask) {
   SCOPED_TRACE(name);
   const CkxPolicySourceScope scope(Workstation());
-  std::istringstream lines(ReadFile("examples/workstation/targets.jsonl"));
+  std::ifstream lines(kKxTestWorkstationTargets, std::ios::binary);
   size_t number = 0;
   for (std::string line; std::getline(lines, line);) {
     if (number++ % step != 0) continue;

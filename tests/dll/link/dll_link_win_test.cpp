@@ -7,27 +7,13 @@
 #include <kx_util/shared_policy_resource_props.h>
 #include <kx_util/trace.h>
 
-#include "tests/support/record_bytes.h"
+#include "tests/support/target_records.h"
 
 namespace {
 
-/// Any program named tool.exe.
-CkxRecordBytes ToolTarget() {
-  CkxRecordBytes target;
-  target.U32(0x22232427).SizeHere().Id(9).U32(3).U8(0).Unset(3);
-  target.Set().Obfuscated(u"tool.exe").U16(1).Absent().Absent().U64(~uint64_t{0});
-  return target.Unset(6).Absent().Unset().Absent();
-}
+using namespace kx_test_records;
 
-/// One policy: a name, no alerts, one target.
-KxBytes BlockingSection() {
-  CkxRecordBytes policy;
-  policy.U32(0x22232425).SizeHere().U32(2).U32(41).U8(1).Zeros(7).U64(1).U8(0).Zeros(7);
-  policy.Obfuscated(u"No tools").Absent().Absent().U32(0).U32(0).U32(0).U8(0).U32(1).Append(ToolTarget());
-  CkxRecordBytes section;
-  section.U32(1).Append(policy);
-  return section.Bytes();
-}
+CkxRecordBytes ToolTarget() { return Exe(9, {{kFileName, FileName(u"tool.exe")}}); }
 
 class LentSections : public IkxPolicySource {
  public:
@@ -41,7 +27,7 @@ class LentSections : public IkxPolicySource {
   }
 
  private:
-  const KxBytes _policies = BlockingSection();
+  const KxBytes _policies = List({PolicyWith(2, {ToolTarget()}, {}, 41)}).Bytes();
 };
 
 TEST(DllLink, ACallerOfTheDllIsAnswered) {
@@ -61,8 +47,8 @@ TEST(DllLink, ACallerOfTheDllIsAnswered) {
 
   CkxShBufPolicy* policy = nullptr;
   ASSERT_TRUE(CkxSharedPoliciesData::GetPolicyById(41, policy));
-  EXPECT_STREQ(policy->Name(), KXW("No tools"));
-  EXPECT_EQ(policy->NameView().ToString(), KXW("No tools"));
+  EXPECT_STREQ(policy->Name(), KXW("Name"));
+  EXPECT_EQ(policy->NameView().ToString(), KXW("Name"));
   EXPECT_NE(dynamic_cast<CkxShBufPolicyBlock*>(policy), nullptr) << "the type crosses the boundary too";
   CkxShBufPolicy::Release(policy);
 }
@@ -98,7 +84,7 @@ TEST(DllLink, ListPropertiesAreReadOutside) {
 }
 
 TEST(DllLink, AGroupIsReadInPlaceOutside) {
-  const CkxExactBytes bytes(CkxRecordBytes().U32(0x22232426).SizeHere().Id(5).U32(1).Append(ToolTarget()).Bytes());
+  const CkxExactBytes bytes(Group(5, {ToolTarget()}).Bytes());
   const unsigned char* cursor = bytes.cursor;
   unsigned long remaining = bytes.remaining;
   CkxShBufAppGroup group;

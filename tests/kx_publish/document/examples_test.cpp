@@ -2,42 +2,23 @@
 #include <gtest/gtest.h>
 #include <kx_util/shared_policies_data.h>
 
-#include <fstream>
 #include <set>
 
-#include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/document/target_document.h"
 #include "Agent/engine/kx_publish/image/encode_image.h"
 #include "Agent/engine/kx_publish/image/image_source.h"
 #include "Agent/engine/kx_publish/model/policy_kinds.h"
+#include "tests/support/workstation_image.h"
 
 namespace {
-
-std::ifstream Open(const char* path) {
-  std::ifstream file(path, std::ios::binary);
-  EXPECT_TRUE(file.good()) << path << ": tests run at the root of the sources";
-  return file;
-}
 
 /// An example target's id begins with the number of the policy that is to decide, or with "-".
 std::string Expected(const CkxTargetDocument& target) {
   return target.IdJson().substr(1, target.IdJson().find(' ') - 1);
 }
 
-SkxPublication Workstation() {
-  std::vector<SkxDocumentText> documents;
-  for (const char* const name : {"examples/workstation/policies.jsonc", "examples/workstation/upkeep.jsonc"}) {
-    std::ifstream file = Open(name);
-    documents.push_back({name, std::string(std::istreambuf_iterator<char>(file), {})});
-  }
-  SkxPublication publication;
-  SkxDocumentError error;
-  EXPECT_TRUE(KxPolicyDocument_Read(documents, publication, error)) << error.Text();
-  return publication;
-}
-
 TEST(Examples, TheWorkstationHasSomethingOfEveryKind) {
-  const SkxPublication publication = Workstation();
+  const SkxPublication publication = KxTest_Workstation();
   std::set<EkxPolicyAction> actions;
   std::set<size_t> targets;
   std::set<size_t> alerts;
@@ -52,9 +33,9 @@ TEST(Examples, TheWorkstationHasSomethingOfEveryKind) {
 }
 
 TEST(Examples, TheWorkstationDecidesAsItsTargetsSay) {
-  const CkxImageSource source(KxEncode_Image(Workstation()));
+  const CkxImageSource source(KxEncode_Image(KxTest_Workstation()));
   const CkxPolicySourceScope scope(source);
-  std::ifstream targets = Open("examples/workstation/targets.jsonl");
+  std::ifstream targets(kKxTestWorkstationTargets, std::ios::binary);
   int decided = 0;
   for (std::string line; std::getline(targets, line);) {
     const CkxTargetDocument target = CkxTargetDocument::Parse(line);

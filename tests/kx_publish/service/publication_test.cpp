@@ -146,14 +146,6 @@ TEST_F(Publication, OnePublisherAtATime) {
   EXPECT_EQ(error, refused);
 }
 
-TEST_F(Publication, APublisherThatIsGoneIsFollowedByAnother) {
-  for (const char letter : {'A', 'B', 'A'}) {
-    CkxPolicyPublication next(nameSpace);
-    EXPECT_TRUE(next.Publish(KxTest_Image(letter), error)) << error;
-    EXPECT_EQ(KxTest_Publication(), std::string(3, letter));
-  }
-}
-
 TEST_F(Publication, NamesThatDoNotFitInTheIndexAreRefused) {
   CkxPolicyPublication tooLong(nameSpace + KxWString(40, KXW('n')));
   EXPECT_FALSE(tooLong.Publish(KxTest_Image('A'), error));

@@ -59,23 +59,6 @@ TEST(Target, AListGoesOnWhereTheBodyEndedAndNotWhereTheSizeSays) {
   EXPECT_EQ(large.bytes.Consumed(), bytes.size() - 1);
 }
 
-TEST(Target, AnExcludedGroupIsLookedForAllTheWayUp) {
-  CkxSectionSource source;
-  const CkxPolicySourceScope scope(source);
-  source.Publish(EkxPolicySection::AppGroups, {Group(2, {Exe(6, {{kFileName, FileName(u"browser.exe")}})}).Bytes()});
-  const CkxReadTarget target(Exe(5, {{kParentProcess, CkxRecordBytes().Set().Id(0).U8(0).Id(2).U8(1)}}));
-  for (const WCHAR* const first : {KXW("C:\\browser.exe"), KXW("C:\\explorer.exe")}) {
-    CkxTargetInfoPtr launched;
-    for (int ancestor = 0; ancestor < 200; ++ancestor) {
-      const WCHAR* const path = ancestor == 0 ? first : KXW("C:\\explorer.exe");
-      auto child = std::make_unique<CkxTargetInfoProcess>(KxTest_FileAt(path), SkxProcessFacts(), nullptr);
-      child->SetParent(std::move(launched));
-      launched.reset(child.release());
-    }
-    EXPECT_EQ(target.As().MatchTarget(*launched), KxWStringView(first) == KXW("C:\\explorer.exe"));
-  }
-}
-
 TEST(Target, AGroupThatIsNotThereExcludesEveryParent) {
   const CkxSectionSource source;
   const CkxPolicySourceScope scope(source);
