@@ -282,15 +282,16 @@ TEST(AgentRequests, AnotherProgramThanTheHostExpectsIsToldNothing) {
   const CkxRuntimeFolderScope folder;
   std::atomic<bool> asked = false;
   std::list<CkxSecureIpcServer> servers;
-  for (const SkxAgentRequest* request : {&kKxApplicablePoliciesRequest, &kKxUacActionRequest, &kKxHookConsentRequest}) {
-    const size_t size = request->channel == 6 ? 4 : request->channel == 4 ? 2340 : 1;
+  for (const auto& [name, question] : kQuestions) {
+    const SkxAgentRequest& request = question.request;
+    const size_t size = request.channel == 6 ? 4 : request.channel == 4 ? 2340 : 1;
     const auto answer = [&asked, size](const auto&, auto, auto& reply) {
       asked = true;
       reply.assign(size, 1);
       return true;
     };
-    servers.emplace_back().Handle(request->requestName, request->channel, answer);
-    ASSERT_TRUE(servers.back().Start(request->serverName));
+    servers.emplace_back().Handle(request.requestName, request.channel, answer);
+    ASSERT_TRUE(servers.back().Start(request.serverName));
   }
   const struct {
     const WCHAR* image;
@@ -303,12 +304,11 @@ TEST(AgentRequests, AnotherProgramThanTheHostExpectsIsToldNothing) {
     SCOPED_TRACE(&c - cases);
     const KnownProgram program(c.image, c.signer);
     CkxTraceCapture trace;
-    SvcUacActionInfo action;
-    asked = false;
-    EXPECT_EQ(KxAgent_ApplicablePolicies(KXW("S-1-5-18")).has_value(), c.answered);
-    EXPECT_EQ(KxAgent_UacAction(KXW("C:\\a.exe"), 0, action), c.answered);
-    EXPECT_EQ(KxAgent_ShouldHookConsent(KXW("C:\\a.exe"), 0).has_value(), c.answered);
-    EXPECT_EQ(asked, c.answered);
+    for (const auto& [name, question] : kQuestions) {
+      asked = false;
+      EXPECT_EQ(question.ask(), c.answered) << name;
+      EXPECT_EQ(asked, c.answered) << name;
+    }
     if (!c.answered) {
       EXPECT_THAT(trace.Texts(),
                   Contains("KXT_ERROR CkxSharedPoliciesData: Failed to initiate connection with agent to "
@@ -316,10 +316,8 @@ TEST(AgentRequests, AnotherProgramThanTheHostExpectsIsToldNothing) {
     }
   }
   EXPECT_TRUE(KxUtil_SetExpectedAgent(nullptr, KXW("Vendor Inc.")));
-  SvcUacActionInfo action;
   const CkxTraceCapture quiet;
-  EXPECT_FALSE(KxAgent_UacAction(KXW("C:\\a.exe"), 0, action))
-      << "nobody can tell signers: not compared would be worse";
+  EXPECT_FALSE(AskForAction()) << "nobody can tell signers: not compared would be worse";
   EXPECT_TRUE(KxUtil_SetExpectedAgent(nullptr, nullptr));
 }
 

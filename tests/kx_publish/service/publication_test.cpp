@@ -96,16 +96,6 @@ TEST_F(Publication, WhoHasReadTheIndexStillFindsItsSection) {
   EXPECT_EQ(KxTest_Publication(), "AAA");
 }
 
-TEST_F(Publication, AnOpenSectionOutlivesItsPublication) {
-  Publish('A');
-  SkxSectionBytes section;
-  ASSERT_EQ(live->OpenSection(EkxPolicySection::Policies, section), EkxSectionState::Open);
-  const KxBytes before(section.bytes.begin(), section.bytes.end());
-  for (const char letter : {'B', 'A', 'B'}) Publish(letter);
-  EXPECT_TRUE(publication.Unpublish(error)) << error;
-  EXPECT_TRUE(KxBytes(section.bytes.begin(), section.bytes.end()) == before);
-}
-
 /// An index that is being rewritten, for longer than anybody waits.
 TEST_F(Publication, NamesOfTwoPublicationsAreNoState) {
   const auto bytesOfIndex = [&] {

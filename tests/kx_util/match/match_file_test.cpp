@@ -56,18 +56,6 @@ TEST(MatchHash, ChecksTheSizeBeforeItHashes) {
       });
 }
 
-TEST(MatchHash, ComesAfterTheName) {
-  const FakeFile file(KXW("C:\\a.exe"), 5, KXW("SHA256##AB"));
-  const auto matches = [&](const WCHAR* name, const WCHAR* hash) {
-    return KxUtil_MatchFilenameAndHash(file, name, StrWildcard, KXW("SHA256"), hash, -1);
-  };
-  EXPECT_FALSE(matches(KXW("b*"), KXW("SHA256##AB")));
-  EXPECT_EQ(file.hashed, 0u);
-  EXPECT_TRUE(matches(KXW("a*"), KXW("SHA256##AB")));
-  EXPECT_FALSE(matches(KXW("a*"), KXW("SHA256##AC")));
-  EXPECT_TRUE(matches(KXW("a*"), nullptr));
-}
-
 class FakePublisher final : public IkxPublisherProvider {
  public:
   struct Signer {
@@ -128,12 +116,6 @@ TEST(MatchFileFields, NeedTheField) {
   EXPECT_TRUE(matches(KXW("Field"), KXW("TOOL 2.1"), false));
   EXPECT_FALSE(matches(KXW("Field"), KXW("TOOL 2.1"), true));
   EXPECT_FALSE(matches(KXW("Another"), {}, false)) << "no field, whatever is asked of it";
-}
-
-TEST(MatchFilePublisher, WhatIsNotThereHasNone) {
-  for (const WCHAR* path : {KXW("no such file.exe"), KXW("System"), static_cast<const WCHAR*>(nullptr)}) {
-    EXPECT_FALSE(KxUtil_MatchFilePublisher(path, KXW("*"), false, StrWildcard));
-  }
 }
 
 }  // namespace

@@ -6,8 +6,9 @@
 #include <map>
 
 #include "Agent/engine/kx_publish/document/target_document.h"
+#include "Agent/engine/kx_publish/image/image_source.h"
 #include "tests/support/data_rows.h"
-#include "tests/support/document_image.h"
+#include "tests/support/policy_documents.h"
 #include "tests/support/recorded_facts.h"
 #include "tests/support/recording_observer.h"
 
@@ -46,7 +47,7 @@ json Policy(uint32_t id, const char* action, const json& targets) {
 void ExpectDistributor(const json& sheet, const json& name, const std::vector<std::string>& told) {
   const json targets = sheet.value("targets", json::array({sheet.value("target", json())}));
   const json groups = sheet.value("applicationGroups", json::array());
-  const CkxImageSource source(KxTest_Image(
+  const CkxImageSource source(KxTest_Compile(
       json({{"policies", {Policy(1, "softwareDistributor", targets)}}, {"applicationGroups", groups}}).dump()));
   const CkxPolicySourceScope scope(source);
   const CkxRecordedMachine drives({}, EkxDriveType::Fixed);
@@ -87,7 +88,7 @@ TEST(FileSrcProcess, AnswersAsTheProcessDidThatItRemembers) {
     }
     const json targets = json::array({target});
     const json policies = {Policy(1, "block", targets), Policy(2, "softwareDistributor", targets)};
-    const CkxImageSource source(KxTest_Image(json({{"policies", policies}}).dump()));
+    const CkxImageSource source(KxTest_Compile(json({{"policies", policies}}).dump()));
     const CkxPolicySourceScope scope(source);
     for (const json& change : rows[2].Fields()) {
       json described = rows[1].Fields()[0];
@@ -143,11 +144,9 @@ TEST(FileSrcProcess, OffersItsFactsToMatchers) {
   EXPECT_EQ(hash, CkxUtilStr(KXW("00FF")));
   EXPECT_EQ(KxText_ToUtf8(process.GetHashStringUsing(KXW("sha256"))), "SHA256##00FF");
   EXPECT_EQ(process.GetHashStringUsing(KXW("SHA")), nullptr);
-  EXPECT_EQ(process.GetHashStringUsing(nullptr), nullptr);
   EkxPublisherStatus status = EkxPublisherStatus::Valid;
   EXPECT_EQ(process.GetPublisher(true, status), nullptr);
   EXPECT_EQ(status, EkxPublisherStatus::Unknown) << "a second signer is not remembered";
-  EXPECT_EQ(process.GetVersionInfo(KXW("CompanyName")), nullptr);
   EXPECT_EQ(process.GetVersionInfo(nullptr), nullptr);
 
   for (const WCHAR* malformed : {KXW(""), KXW("SHA256"), KXW("##00FF"), KXW("SHA256#00FF")}) {
@@ -157,7 +156,6 @@ TEST(FileSrcProcess, OffersItsFactsToMatchers) {
   }
   const CkxFileSrcProcess nothing;
   EXPECT_EQ(nothing.GetPath(), nullptr);
-  EXPECT_EQ(nothing.GetVersionInfo(KXW("ProductName")), nullptr);
   EXPECT_FALSE(nothing.GetHash(algorithm, hash));
 }
 

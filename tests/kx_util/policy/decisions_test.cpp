@@ -22,7 +22,8 @@
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_publish/document/target_document.h"
 #include "Agent/engine/kx_publish/document/target_document_out.h"
-#include "tests/support/document_image.h"
+#include "Agent/engine/kx_publish/image/image_source.h"
+#include "tests/support/policy_documents.h"
 #include "tests/support/recording_observer.h"
 #include "tests/support/trace_capture.h"
 
@@ -52,7 +53,7 @@ json Patched(json base, const json& owner, const char* key) {
 }
 
 Decision Decide(const json& document, const json& thing) {
-  const CkxImageSource source(KxTest_Image(document.dump()));
+  const CkxImageSource source(KxTest_Compile(document.dump()));
   const CkxPolicySourceScope scope(source);
   const CkxTargetDocument target = CkxTargetDocument::FromJson(thing);
   const CkxMachineFactsScope machine(target.Machine());

@@ -10,11 +10,10 @@
 #include <functional>
 #include <set>
 
-#include "Agent/engine/kx_publish/document/policy_document.h"
-#include "Agent/engine/kx_publish/image/encode_image.h"
 #include "Agent/engine/kx_publish/model/policy_kinds.h"
 #include "Agent/engine/kx_util/store/section_records.h"
 #include "tests/kx_util/policy/held_policy.h"
+#include "tests/support/policy_documents.h"
 #include "tests/support/section_source.h"
 
 namespace {
@@ -89,14 +88,6 @@ void AddSection(std::vector<Record>& records, const std::string& name,
   }
 }
 
-SkxPolicyImage Image(const json& document) {
-  SkxPublication publication;
-  SkxDocumentError error;
-  const SkxDocumentText text[] = {{"every-kind", document.dump()}};
-  EXPECT_TRUE(KxPolicyDocument_Read(text, publication, error)) << error.Text();
-  return KxEncode_Image(publication);
-}
-
 const std::set<std::string> kEndObfuscated = {"executable", "com", "registryKey", "service"};
 
 /// Of the document's policies, the one with a target of every type once for each of them.
@@ -114,12 +105,12 @@ std::vector<Record> Records() {
       const std::string type = target.is_null() ? "" : target["type"];
       const std::string action = policy["action"];
       const bool endsObfuscated = action == "configuration" || kEndObfuscated.count(type) != 0;
-      AddSection(records, action + " " + type, Image(document).policies, kKxPolicyRecord, ReadPolicy,
+      AddSection(records, action + " " + type, KxTest_Compile(document.dump()).policies, kKxPolicyRecord, ReadPolicy,
                  endsObfuscated && target.size() != 1 ? 4 : 0);
     }
   }
-  AddSection(records, "group", Image(document).appGroups, kKxAppGroupRecord, ReadGroup, 0);
-  AddSection(records, "alert", Image(document).alerts, kKxAlertRecord, ReadAlert, 0);
+  AddSection(records, "group", KxTest_Compile(document.dump()).appGroups, kKxAppGroupRecord, ReadGroup, 0);
+  AddSection(records, "alert", KxTest_Compile(document.dump()).alerts, kKxAlertRecord, ReadAlert, 0);
   return records;
 }
 

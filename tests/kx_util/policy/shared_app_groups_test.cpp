@@ -36,28 +36,6 @@ std::vector<uint32_t> Enumerated(CkxShBufAppGroup& group, size_t atMost, bool& c
   return visit.ids;
 }
 
-TEST(AppGroup, TheFirstTargetThatMatchesIsTheAnswer) {
-  const CkxExactBytes bytes(ThreeUrls().Bytes());
-  const CkxShBufAppGroupPtr group = Read(bytes, false);
-  const CkxTargetInfoElevator web(2, KXW("http://x"), nullptr);
-  const CkxTargetInfoElevator mail(2, KXW("mailto:x"), nullptr);
-
-  CkxRecordingObserver observer;
-  const CkxEvaluationObserverScope watching(observer);
-  SkxTriggerPolicyShortInfo info;
-  EXPECT_TRUE(group->MatchTarget(web, info));
-  EXPECT_EQ(uint32_t{info.PolicyTargetId.Data1}, 2u);
-  EXPECT_EQ(EkxPolicyTarget{info.TargetType}, EkxPolicyTarget::Url);
-  EXPECT_THAT(observer.lines,
-              ElementsAre("check url: is like ftp:* / http://x", "target 7 1 did not match", "target 7 2 matched"));
-
-  SkxTriggerPolicyShortInfo untouched;
-  CkxShBufAppGroup::SkxMatchContext context = {true, mail, untouched};
-  group->DoMatchTarget(&context);
-  EXPECT_FALSE(context.found);
-  EXPECT_EQ(EkxPolicyTarget{untouched.TargetType}, EkxPolicyTarget::Invalid);
-}
-
 TEST(AppGroup, EnumerationStopsWhenItsCallbackSaysSo) {
   const CkxExactBytes three(ThreeUrls().Bytes());
   const CkxExactBytes none(Group(4, {}).Bytes());

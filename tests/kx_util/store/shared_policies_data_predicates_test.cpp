@@ -4,11 +4,12 @@
 #include <kx_util/target_info_kinds.h>
 #include <nlohmann/json.hpp>
 
+#include "Agent/engine/kx_publish/image/image_source.h"
 #include "Agent/engine/kx_util/store/policy_walk.h"
 #include "Agent/engine/kx_util/store/tools_folder.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "tests/support/data_rows.h"
-#include "tests/support/document_image.h"
+#include "tests/support/policy_documents.h"
 #include "tests/support/policy_questions.h"
 #include "tests/support/recorded_facts.h"
 #include "tests/support/trace_capture.h"
@@ -21,7 +22,7 @@ using testing::ElementsAre;
 /// A publication with a name, whose walks are counted.
 class NamedSource : public CkxImageSource {
  public:
-  NamedSource(const std::string& document, const WCHAR* name) : CkxImageSource(KxTest_Image(document)), _name(name) {}
+  NamedSource(const std::string& document, const WCHAR* name) : CkxImageSource(KxTest_Compile(document)), _name(name) {}
 
   EkxSectionState OpenSection(EkxPolicySection which, SkxSectionBytes& section) const override {
     if (which == EkxPolicySection::Policies) ++walks;
@@ -65,7 +66,7 @@ TEST(PolicyPredicates, AnswerFromTheKindsThatTheyAreAbout) {
   for (const CkxDataRow& row : KxTest_Rows("questions.jsonl")) {
     SCOPED_TRACE(row.At());
     row.RequireCount(5);
-    const CkxImageSource source(KxTest_Image(Document(row.Fields()[4])));
+    const CkxImageSource source(KxTest_Compile(Document(row.Fields()[4])));
     const CkxPolicySourceScope scope(source);
     const CkxTraceCapture trace;
     Things things;
@@ -77,7 +78,7 @@ TEST(PolicyPredicates, AnswerFromTheKindsThatTheyAreAbout) {
 TEST(PolicyPredicates, OnlyPoliciesOfTheUserCount) {
   json document = json::parse(Document(json::array({About("block", kTool)})));
   document["applicable"] = {{"S-1-5-21-1-2-3-500", {1}}, {"S-1-5-21-1-2-3-1001", json::array()}};
-  const CkxImageSource source(KxTest_Image(document.dump()));
+  const CkxImageSource source(KxTest_Compile(document.dump()));
   const CkxPolicySourceScope scope(source);
   Things things;
   EXPECT_TRUE(CkxSharedPoliciesData::HasActiveBlockedTargets(things.administrator.Handle()));
@@ -87,7 +88,7 @@ TEST(PolicyPredicates, OnlyPoliciesOfTheUserCount) {
 
 TEST(PolicyPredicates, APolicyOfAnUnexpectedKindEndsTheQuestionWithALine) {
   CkxTraceCapture trace;
-  const CkxImageSource source(KxTest_Image(Document(json::array({About("run", kTool), {{"action", "logOff"}}}))));
+  const CkxImageSource source(KxTest_Compile(Document(json::array({About("run", kTool), {{"action", "logOff"}}}))));
   const CkxPolicySourceScope scope(source);
   for (const uint32_t id : {1u, 2u}) {
     CkxShBufPolicy* policy = nullptr;
@@ -100,7 +101,7 @@ TEST(PolicyPredicates, APolicyOfAnUnexpectedKindEndsTheQuestionWithALine) {
 
 TEST(PolicyPredicates, DistributorsAreWrittenIntoTheRecordsOfAnOrigin) {
   const json agent = {{"type", "executable"}, {"fileName", "agent.exe"}, {"softwareDistributorName", "Rollout"}};
-  const CkxImageSource source(KxTest_Image(Document(json::array({About("softwareDistributor", agent)}))));
+  const CkxImageSource source(KxTest_Compile(Document(json::array({About("softwareDistributor", agent)}))));
   const CkxPolicySourceScope scope(source);
 
   CkxFileOrigin origin;
@@ -175,7 +176,7 @@ TEST(ToolsFolder, IsRememberedPerUserAndPublication) {
 TEST(ToolsFolder, AnItemIsAllowedByTheTaskThatItStarts) {
   int tried = 0;
   for (const CkxAdminTask& task : CkxAdminTask::All()) {
-    const CkxImageSource source(KxTest_Image(Document(json::array({About("elevateOnDemand", Task(task))}))));
+    const CkxImageSource source(KxTest_Compile(Document(json::array({About("elevateOnDemand", Task(task))}))));
     const CkxPolicySourceScope scope(source);
     Things things;
     EXPECT_FALSE(CkxSharedPoliciesData::KxToolsFolderIsToolAllowed(0xFFFFFFFF, things.user.Handle()));

@@ -27,16 +27,6 @@ TEST(TargetInfoFile, LongNamesAreNamesLikeAnyOther) {
   EXPECT_EQ(Utf8(file.GetVersionInfo((longName + KXW("2")).c_str())), "longer");
 }
 
-TEST(TargetInfoFile, TheSystemPseudoFileIsNoFile) {
-  for (const WCHAR* path : {CkxTargetInfoFile::kSystemPseudoFile, KXW("system"), KXW("C:\\System"), KXW("")}) {
-    const CkxTargetInfoFile file(path, nullptr);
-    EkxPublisherStatus status = EkxPublisherStatus::Unknown;
-    EXPECT_EQ(file.GetPublisher(false, status), nullptr);
-    EXPECT_EQ(file.IsSystemProcess(), path == CkxTargetInfoFile::kSystemPseudoFile);
-    EXPECT_EQ(status == EkxPublisherStatus::SystemPseudoFile, file.IsSystemProcess());
-  }
-}
-
 TEST(TargetInfoFile, TypesFollowTheExtension) {
   KxTest_ForRows<KxWString, uint64_t>("path/types.txt", [](const auto& path, uint64_t type) {
     EXPECT_EQ(static_cast<uint64_t>(CkxTargetInfoFile::TypeOfPath(path.c_str())), type);
