@@ -3,18 +3,28 @@
 #include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/tool.h"
 
-CkxTrustInput::CkxTrustInput(const std::vector<std::string>& stores, const std::vector<std::string>& catalogs)
-    : _scope(_store) {
-  for (const std::string& store : stores) {
-    const std::optional<KxWString> path = KxText_FromUtf8(store);
-    if (!path || !_store.Add(*path)) {
-      throw CkxToolFault(EkxExit::UnusableInput, store + ": has no certificates that can be read");
+namespace {
+
+template <class Add>
+void AddEach(const std::vector<std::string>& inputs, const char* what, Add add) {
+  for (const std::string& input : inputs) {
+    const std::optional<KxWString> path = KxText_FromUtf8(input);
+    if (!path || !add(*path)) {
+      throw CkxToolFault(EkxExit::UnusableInput, input + ": has no " + what + " that can be read");
     }
   }
-  for (const std::string& folder : catalogs) {
-    const std::optional<KxWString> path = KxText_FromUtf8(folder);
-    if (!path || !_store.AddCatalogs(*path)) {
-      throw CkxToolFault(EkxExit::UnusableInput, folder + ": has no catalogs that can be read");
-    }
-  }
+}
+
+}  // namespace
+
+void SkxTrustOptions::AddTo(const CkxVerbOptions& verb) {
+  verb.Add("--trust-store", stores, "Certificates (PEM file, or a folder of them) to trust like the system's")
+      .OneValueEach();
+  verb.Add("--catalogs", catalogs, "Signatures kept apart from their files (.cat file, or a folder of them)")
+      .OneValueEach();
+}
+
+CkxTrustInput::CkxTrustInput(const SkxTrustOptions& options) : _scope(_store) {
+  AddEach(options.stores, "certificates", [this](CkxTextView path) { return _store.Add(path); });
+  AddEach(options.catalogs, "catalogs", [this](CkxTextView path) { return _store.AddCatalogs(path); });
 }

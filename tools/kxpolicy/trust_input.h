@@ -6,11 +6,21 @@
 #include <vector>
 
 #include "Common_CPP/signature/trust_store.h"
+#include "tools/kxpolicy/options.h"
+
+/// Each a file or a folder.
+struct SkxTrustOptions {
+  std::vector<std::string> stores;
+  std::vector<std::string> catalogs;
+
+  /// `this` outlives the verb.
+  void AddTo(const CkxVerbOptions& verb);
+};
 
 class CkxTrustInput {
  public:
-  /// Each a file or a folder. Throws CkxToolFault, unusable input, for one that has no certificates or catalogs.
-  CkxTrustInput(const std::vector<std::string>& stores, const std::vector<std::string>& catalogs);
+  /// Throws CkxToolFault, unusable input, for one that has no certificates or catalogs.
+  explicit CkxTrustInput(const SkxTrustOptions& options);
 
  private:
   CkxTrustStore _store;

@@ -6,12 +6,14 @@
 #include "Agent/engine/kx_publish/document/target_document_out.h"
 #include "tools/kxpolicy/live_target.h"
 #include "tools/kxpolicy/tool.h"
+#include "tools/kxpolicy/trust_input.h"
 
 namespace {
 
 struct Options {
   std::vector<std::string> files;
   std::optional<uint32_t> pid;
+  SkxTrustOptions trust;
 };
 
 /// The id is what the person called the thing.
@@ -28,6 +30,7 @@ void Write(const CkxTargetInfoPtr& target, const Id& id, const std::string& name
 }
 
 EkxExit Run(const Options& options, SkxStreams& streams) {
+  const CkxTrustInput trust(options.trust);
   for (const std::string& file : options.files) Write(KxLive_File(file, nullptr), file, file, streams);
   if (options.pid) {
     Write(KxLive_Process(*options.pid, nullptr), *options.pid, "process " + std::to_string(*options.pid), streams);
@@ -42,6 +45,7 @@ KxVerbAction KxVerb_Describe(const CkxVerbOptions& verb) {
   const CkxVerbOptions what = verb.AddChoice("target", "What to describe");
   what.Add("file", options->files, "Files on this machine");
   what.Add("--pid", options->pid, "A process on this machine, by its number");
+  options->trust.AddTo(verb);
   verb.Footer(
       "Example: kxpolicy describe setup.exe | kxpolicy eval build/image --targets -\n"
       "Command lines are written as they are: who gives a description away gives them away.");

@@ -21,8 +21,7 @@ struct Options {
   std::string target;
   std::string targets;
   std::string user;
-  std::vector<std::string> trustStores;
-  std::vector<std::string> catalogs;
+  SkxTrustOptions trust;
   bool explain = false;
   std::string format = "text";
 };
@@ -166,7 +165,7 @@ EkxExit Run(const Options& options, SkxStreams& streams) {
     image.emplace(KxImage_Load(options.image));
     scope.emplace(*image);
   }
-  const CkxTrustInput trust(options.trustStores, options.catalogs);
+  const CkxTrustInput trust(options.trust);
   Answers answers(options, streams);
   const EkxExit code = !options.targets.empty()  ? EvalStream(options, user, answers, streams)
                        : !options.target.empty() ? EvalDocument(options, user, answers, streams)
@@ -185,11 +184,7 @@ KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb) {
   what.Add("--target", options->target, "One target document, - for standard input");
   what.Add("--targets", options->targets, "A stream of target documents, one a line, - for standard input");
   verb.Add("--user", options->user, "SID of the user to ask for, in place of the target's own");
-  verb.Add("--trust-store", options->trustStores,
-           "Certificates (PEM file, or a folder of them) to trust like the system's")
-      .OneValueEach();
-  verb.Add("--catalogs", options->catalogs, "Signatures kept apart from their files (.cat file, or a folder of them)")
-      .OneValueEach();
+  options->trust.AddTo(verb);
   verb.AddFlag("--explain", options->explain, "Also say which policies were looked at and why each did not apply");
   verb.Add("--format", options->format, "text (a table) or json (one object a line)").OneOf({"text", "json"});
   verb.Footer("Example: kxpolicy eval build/image --file setup.exe --explain");
