@@ -36,11 +36,20 @@ SkxPolicyImage Image(char letter) {
       id + ", 11]}}");
 }
 
+struct Reading {
+  int evaluations = 0;
+  int unstable = 0;  ///< on a busy machine a reader may never be as fast as a thousand publications, and is told so
+};
+
 /// What is wrong with the answer, "" for one that is of one publication.
-std::string Evaluate(void* token) {
+std::string Evaluate(void* token, Reading& reading) {
   const CkxTargetInfoFile tool(KxTest_FileAt(KXW("C:\\tool.exe")), token);
   SkxTriggerPolicyShortInfo info;
-  if (!CkxSharedPoliciesData::GetTargetPolicyAction(tool, info)) return "no answer";
+  if (!CkxSharedPoliciesData::GetTargetPolicyAction(tool, info)) {
+    if (KxUtil_LastFault() != EkxEvaluationFault::PublicationUnstable) return "no answer";
+    ++reading.unstable;
+    return "";
+  }
   if (info.PolicyAction != EkxPolicyAction::Block) return "elevated";
   const uint32_t target = info.PolicyTargetId.Data1;
   const bool isOfOne = (info.PolicyId == 1 && target == 0xA) || (info.PolicyId == 2 && target == 0xB);
@@ -49,11 +58,11 @@ std::string Evaluate(void* token) {
 
 /// Evaluates until `go` says that it is over; what is wrong with the first answer that should not be, or "".
 template <class Go>
-std::string Read(Go go, int& evaluations) {
+std::string Read(Go go, Reading& reading) {
   const CkxClockScope untimed([] { return int64_t{0}; });  // a walk may be slow on a busy machine, which is traced
   CkxAccessToken user(*CkxSid::FromUtf8("S-1-5-21-1-2-3-4"), {}, false);
   std::string fault;
-  for (; fault.empty() && go(); ++evaluations) fault = Evaluate(user.Handle());
+  for (; fault.empty() && go(); ++reading.evaluations) fault = Evaluate(user.Handle(), reading);
   return fault;
 }
 
@@ -93,7 +102,7 @@ int ReadInChild(int begin, int end) {
   CkxTraceCapture trace;
   char byte = 0;
   if (read(begin, &byte, 1) != 1) return 4;
-  int evaluations = 0;
+  Reading reading;
   const auto go = [end] {
     fd_set set;
     FD_ZERO(&set);
@@ -101,9 +110,9 @@ int ReadInChild(int begin, int end) {
     timeval now = {0, 0};
     return select(end + 1, &set, nullptr, nullptr, &now) == 0;  // closed: it is over
   };
-  const std::string fault = Read(go, evaluations);
+  const std::string fault = Read(go, reading);
   if (!fault.empty()) return fault == "no answer" ? 1 : 2;
-  return trace.Lines().empty() && evaluations > 0 ? 0 : 3;
+  return (trace.Lines().empty() || reading.unstable > 0) && reading.evaluations > reading.unstable ? 0 : 3;
 }
 
 TEST(LiveStress, EightProcessesEvaluateWhilePoliciesChange) {
@@ -151,17 +160,17 @@ TEST(LiveStress, EightThreadsEvaluateWhilePoliciesChange) {
   machine.SetUp();
   std::atomic<bool> over = false;
   std::vector<std::string> faults(kReaders);
-  std::vector<int> evaluations(kReaders);
+  std::vector<Reading> readings(kReaders);
   std::vector<std::thread> readers;
   for (size_t i = 0; i < kReaders; ++i) {
-    readers.emplace_back([&, i] { faults[i] = Read([&] { return !over; }, evaluations[i]); });
+    readers.emplace_back([&, i] { faults[i] = Read([&] { return !over; }, readings[i]); });
   }
   machine.ChangeAllTheTime();
   over = true;
   for (std::thread& reader : readers) reader.join();
   for (size_t i = 0; i < kReaders; ++i) {
     EXPECT_EQ(faults[i], "");
-    EXPECT_GT(evaluations[i], 0);
+    EXPECT_GT(readings[i].evaluations, readings[i].unstable);
   }
   EXPECT_EQ(trace.Texts(), std::vector<std::string>());
   machine.TearDown();
