@@ -150,7 +150,7 @@ class SchemaOf {
             {"maximum", std::numeric_limits<Code>::max()}};
   }
 
-  void Add(const char* key, Json type) {
+  void Add(const char* key, const Json& type) {
     Json member = {{"description", MeaningOf(key)}};
     member.update(type);
     _properties[key] = std::move(member);
