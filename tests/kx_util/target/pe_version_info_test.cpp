@@ -8,27 +8,12 @@
 #include "Common_CPP/util/text.h"
 #include "tests/kx_util/target/pe_image.h"
 #include "tests/support/data_rows.h"
+#include "tests/support/memory_source.h"
 
 namespace {
 
-class MemorySource : public IkxByteSource {
- public:
-  explicit MemorySource(KxBytes bytes) : _bytes(std::move(bytes)) {}  // so that a sanitizer sees a read beyond them
-  std::optional<size_t> ReadAt(uint64_t offset, std::span<unsigned char> bytes) const override {
-    if (offset >= _bytes.size()) return 0;
-    const size_t count = std::min<size_t>(bytes.size(), _bytes.size() - offset);
-    std::copy_n(_bytes.begin() + static_cast<std::ptrdiff_t>(offset), count, bytes.begin());
-    bytesRead += count;
-    return count;
-  }
-  mutable size_t bytesRead = 0;
-
- private:
-  const KxBytes _bytes;
-};
-
 std::optional<SkxPeVersionInfo> Read(const CkxRecordBytes& file) {
-  return KxPe_ReadVersionInfo(MemorySource(file.Bytes()));
+  return KxPe_ReadVersionInfo(CkxMemorySource(file.Bytes()));
 }
 
 /// "" when there is none.
@@ -118,7 +103,7 @@ TEST(PeVersionInfo, EveryCutIsRefused) {
     const KxBytes file = KxTest_PeImage(layout, KxTest_UsualVersion()).Bytes();
     for (size_t size = 0; size <= file.size(); ++size) {
       const KxBytes cut(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(size));
-      ASSERT_EQ(KxPe_ReadVersionInfo(MemorySource(cut)).has_value(), size == file.size()) << size;
+      ASSERT_EQ(KxPe_ReadVersionInfo(CkxMemorySource(cut)).has_value(), size == file.size()) << size;
     }
   }
 }
@@ -130,7 +115,7 @@ TEST(PeVersionInfo, NoByteLeadsAstray) {
     for (const int change : {0x01, 0x02, 0x10, 0x80, 0xFF}) {
       KxBytes file = whole;
       file[at] ^= static_cast<unsigned char>(change);
-      const MemorySource source(file);
+      const CkxMemorySource source(file);
       const auto info = KxPe_ReadVersionInfo(source);
       ASSERT_LE(source.bytesRead, 2 * file.size()) << at;  // nothing is read over and over
       if (!info) ++refused;
@@ -154,7 +139,7 @@ TEST(PeVersionInfo, ALoadOfEntriesAndSectionsIsReadUpToTheLimits) {
   file.SetU16(SkxTestPeLayout::kResources + 12, 0xFFFF);  // named types
   file.SetU16(SkxTestPeLayout::kResources + 14, 0xFFFF);  // numbered types
   file.PadTo(8 * 1024 * 1024);
-  const MemorySource source(file.Bytes());
+  const CkxMemorySource source(file.Bytes());
   EXPECT_FALSE(KxPe_ReadVersionInfo(source));
   EXPECT_LT(source.bytesRead, 64u * 1024);
 }

@@ -1,0 +1,217 @@
+#include "Common_CPP/ole/compound_file.h"
+
+#include <algorithm>
+#include <array>
+
+#include "Common_CPP/util/byte_cursor.h"
+#include "Common_CPP/util/text.h"
+
+namespace {
+
+constexpr size_t kHeaderBytes = 512;
+constexpr size_t kEntryBytes = 128;
+constexpr unsigned kSmallShift = 6;  // pieces of small streams have 64 bytes
+constexpr uint64_t kSmallBytes = 1 << kSmallShift;
+constexpr uint64_t kSmallStreamsEnd = 4096;  // from that size on a stream has sectors of its own
+constexpr uint32_t kChainEnds = 0xFFFFFFFE;
+constexpr uint32_t kLastSector = 0xFFFFFFFA;  // numbers beyond it have other meanings
+
+constexpr size_t kMaxTableSectors = 32 * 1024;            // for 2 GiB in the smaller sectors
+constexpr uint64_t kMaxDirectoryBytes = 4 * 1024 * 1024;  // 32768 entries
+constexpr uint64_t kMaxSmallTableBytes = 1024 * 1024;     // for 16 MiB of small streams
+
+uint16_t U16(std::span<const unsigned char> bytes, size_t at) { return KxBytes_Load<uint16_t>(bytes.data() + at); }
+uint32_t U32(std::span<const unsigned char> bytes, size_t at) { return KxBytes_Load<uint32_t>(bytes.data() + at); }
+
+bool IsSector(uint32_t number) { return number <= kLastSector; }
+
+/// The order of names in a storage's tree: shorter ones first, then by their folded units.
+int Compare(CkxTextView a, CkxTextView b) {
+  if (a.Size() != b.Size()) return a.Size() < b.Size() ? -1 : 1;
+  for (size_t at = 0; at < a.Size(); ++at) {
+    const WCHAR unitOfA = KxText_Fold(a[at]);
+    const WCHAR unitOfB = KxText_Fold(b[at]);
+    if (unitOfA != unitOfB) return unitOfA < unitOfB ? -1 : 1;
+  }
+  return 0;
+}
+
+}  // namespace
+
+std::optional<CkxCompoundFile> CkxCompoundFile::Open(const IkxByteSource& file) {
+  CkxCompoundFile compound(file);
+  if (!compound.ReadHeader()) return std::nullopt;
+  return compound;
+}
+
+bool CkxCompoundFile::ReadHeader() {
+  constexpr std::array<unsigned char, 8> kSignature = {0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0xB1, 0x1A, 0xE1};
+  std::array<unsigned char, kHeaderBytes> header;
+  if (!_file->ReadExactly(0, header) || !std::equal(kSignature.begin(), kSignature.end(), header.begin())) return false;
+  const unsigned version = U16(header, 26);
+  _sectorShift = U16(header, 30);
+  if (!(version == 3 && _sectorShift == 9) && !(version == 4 && _sectorShift == 12)) return false;
+  constexpr unsigned kLittleEndian = 0xFFFE;
+  if (U16(header, 28) != kLittleEndian || U16(header, 32) != kSmallShift || U32(header, 56) != kSmallStreamsEnd) {
+    return false;
+  }
+  _smallTable = U32(header, 60);
+  return ReadTableSectors(header) && ReadDirectory(U32(header, 48));
+}
+
+bool CkxCompoundFile::ReadTableSectors(std::span<const unsigned char> header) {
+  constexpr size_t kInHeader = 109;
+  const size_t count = U32(header, 44);
+  if (count > kMaxTableSectors) return false;
+  for (size_t index = 0; index < std::min(count, kInHeader); ++index) {
+    _tableSectors.push_back(U32(header, 76 + index * sizeof(uint32_t)));
+  }
+  // The last number of a sector of numbers is that of the next such sector. Each adds some, so that they end.
+  std::vector<unsigned char> numbers(SectorSize());
+  const size_t last = numbers.size() - sizeof(uint32_t);
+  for (uint32_t sector = U32(header, 68); _tableSectors.size() < count; sector = U32(numbers, last)) {
+    if (!IsSector(sector) || !_file->ReadExactly(Offset(sector), numbers)) return false;
+    for (size_t at = 0; at < last && _tableSectors.size() < count; at += sizeof(uint32_t)) {
+      _tableSectors.push_back(U32(numbers, at));
+    }
+  }
+  return true;
+}
+
+bool CkxCompoundFile::ReadDirectory(uint32_t first) {
+  std::optional<std::vector<unsigned char>> entries = ReadUntilEnd(first, kMaxDirectoryBytes);
+  if (!entries) return false;
+  _entries = std::move(*entries);
+  const std::optional<SkxCompoundEntry> root = Entry(0);
+  return root && root->kind == EkxCompoundEntry::Root;
+}
+
+std::optional<SkxCompoundEntry> CkxCompoundFile::Entry(uint32_t number) const {
+  constexpr size_t kNameBytes = 64;
+  if (number >= _entries.size() / kEntryBytes) return std::nullopt;
+  const auto bytes = std::span(_entries).subspan(number * kEntryBytes, kEntryBytes);
+  SkxCompoundEntry entry;
+  const size_t nameBytes = std::clamp<size_t>(U16(bytes, kNameBytes), sizeof(WCHAR), kNameBytes) - sizeof(WCHAR);
+  entry.name = CkxTextView::FromBytes(bytes.data(), nameBytes).ToString();
+  entry.kind = static_cast<EkxCompoundEntry>(bytes[66]);
+  entry.left = U32(bytes, 68);
+  entry.right = U32(bytes, 72);
+  entry.child = U32(bytes, 76);
+  entry.classId = KxBytes_Load<GUID>(bytes.data() + 80);
+  entry.sector = U32(bytes, 116);
+  entry.size = U32(bytes, 120);
+  const bool hasLongSizes = _sectorShift != 9;  // where they are short, old writers left anything in the upper half
+  if (hasLongSizes) entry.size |= uint64_t{U32(bytes, 124)} << 32;
+  return entry;
+}
+
+std::optional<SkxCompoundEntry> CkxCompoundFile::Find(const SkxCompoundEntry& storage, CkxTextView name) const {
+  uint32_t number = storage.child;
+  for (size_t steps = _entries.size() / kEntryBytes; steps != 0; --steps) {  // no way down passes an entry twice
+    std::optional<SkxCompoundEntry> entry = Entry(number);
+    if (!entry) return std::nullopt;
+    const int order = Compare(name, entry->name);
+    if (order == 0) return entry;
+    number = order < 0 ? entry->left : entry->right;
+  }
+  return std::nullopt;
+}
+
+std::optional<std::vector<SkxCompoundEntry>> CkxCompoundFile::Children(const SkxCompoundEntry& storage) const {
+  std::vector<SkxCompoundEntry> children, above;  // above: entries whose left side is being walked
+  std::vector<bool> seen(_entries.size() / kEntryBytes);
+  for (uint32_t number = storage.child; number != SkxCompoundEntry::kNone || !above.empty();) {
+    if (number != SkxCompoundEntry::kNone) {
+      std::optional<SkxCompoundEntry> entry = Entry(number);
+      if (!entry || seen[number]) return std::nullopt;
+      seen[number] = true;
+      number = entry->left;
+      above.push_back(std::move(*entry));
+    } else {
+      number = above.back().right;
+      children.push_back(std::move(above.back()));
+      above.pop_back();
+    }
+  }
+  return children;
+}
+
+/// The next sector of its chain, `kChainEnds` behind the last; nothing when the table does not say.
+std::optional<uint32_t> CkxCompoundFile::Next(uint32_t sector) const {
+  const unsigned numbersShift = _sectorShift - 2;  // numbers in a sector
+  const size_t index = sector >> numbersShift;
+  if (index >= _tableSectors.size() || !IsSector(_tableSectors[index])) return std::nullopt;
+  if (_held.empty() || _heldTableSector != _tableSectors[index]) {
+    _held.resize(SectorSize());
+    if (!_file->ReadExactly(Offset(_tableSectors[index]), _held)) {
+      _held.clear();
+      return std::nullopt;
+    }
+    _heldTableSector = _tableSectors[index];
+  }
+  return U32(_held, (sector & ((size_t{1} << numbersShift) - 1)) * sizeof(uint32_t));
+}
+
+/// The sectors of the chain that the first `bytes` are in.
+std::optional<std::vector<uint32_t>> CkxCompoundFile::Chain(uint32_t first, uint64_t bytes) const {
+  const uint64_t count = (bytes + SectorSize() - 1) >> _sectorShift;
+  std::vector<uint32_t> sectors;
+  for (uint32_t sector = first; sectors.size() < count;) {
+    if (!IsSector(sector)) return std::nullopt;
+    sectors.push_back(sector);
+    if (sectors.size() == count) break;
+    const std::optional<uint32_t> next = Next(sector);
+    if (!next) return std::nullopt;
+    sector = *next;
+  }
+  return sectors;
+}
+
+/// Chains of tables have no size: they end where they say so, before `limit`.
+std::optional<std::vector<unsigned char>> CkxCompoundFile::ReadUntilEnd(uint32_t first, uint64_t limit) const {
+  std::vector<unsigned char> bytes;
+  for (std::optional<uint32_t> sector = first; sector != kChainEnds; sector = Next(*sector)) {
+    if (!sector || !IsSector(*sector) || bytes.size() >= limit) return std::nullopt;
+    bytes.resize(bytes.size() + SectorSize());
+    if (!_file->ReadExactly(Offset(*sector), std::span(bytes).last(SectorSize()))) return std::nullopt;
+  }
+  return bytes;
+}
+
+std::optional<std::vector<unsigned char>> CkxCompoundFile::Read(const SkxCompoundEntry& stream, uint64_t limit) const {
+  if (stream.kind != EkxCompoundEntry::Stream || stream.size > limit) return std::nullopt;
+  std::vector<unsigned char> bytes;
+  if (stream.size < kSmallStreamsEnd) {
+    bytes.resize(stream.size);
+    return ReadSmall(stream.sector, bytes) ? std::optional(std::move(bytes)) : std::nullopt;
+  }
+  const std::optional<std::vector<uint32_t>> sectors = Chain(stream.sector, stream.size);
+  if (!sectors) return std::nullopt;
+  for (const uint32_t sector : *sectors) {  // grows with what there is, not with what was promised
+    const size_t done = bytes.size();
+    bytes.resize(std::min(done + SectorSize(), stream.size));
+    if (!_file->ReadExactly(Offset(sector), std::span(bytes).subspan(done))) return std::nullopt;
+  }
+  return bytes;
+}
+
+bool CkxCompoundFile::ReadSmall(uint32_t first, std::span<unsigned char> bytes) const {
+  if (bytes.empty()) return true;
+  const SkxCompoundEntry root = Root();
+  const std::optional<std::vector<unsigned char>> table = ReadUntilEnd(_smallTable, kMaxSmallTableBytes);
+  const uint64_t tableHolds = table ? table->size() / sizeof(uint32_t) : 0;
+  const uint64_t pieces = std::min(tableHolds, root.size / kSmallBytes + (root.size % kSmallBytes != 0 ? 1 : 0));
+  const std::optional<std::vector<uint32_t>> sectors = Chain(root.sector, pieces * kSmallBytes);
+  if (!sectors) return false;
+
+  uint32_t piece = first;
+  for (size_t done = 0; done < bytes.size(); piece = U32(*table, piece * sizeof(uint32_t))) {
+    if (piece >= pieces) return false;
+    const uint64_t position = uint64_t{piece} * kSmallBytes;  // in the root's stream
+    const uint64_t offset = Offset((*sectors)[position >> _sectorShift]) + (position & (SectorSize() - 1));
+    const std::span<unsigned char> part = bytes.subspan(done, std::min<size_t>(kSmallBytes, bytes.size() - done));
+    if (!_file->ReadExactly(offset, part)) return false;
+    done += part.size();
+  }
+  return true;
+}
