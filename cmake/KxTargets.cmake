@@ -136,17 +136,20 @@ function(kx_test name folder)
   endif()
 endfunction()
 
-# kx_signed_programs(<test>): programs that are signed in every way that matters, made on this machine when `test` is
-# built; it finds their folder, from the root of the sources, in KX_SIGNED_PROGRAMS.
-function(kx_signed_programs test)
-  set(folder "${PROJECT_BINARY_DIR}/signed-programs")
-  set(script "${PROJECT_SOURCE_DIR}/scripts/make-signed-programs")
-  add_custom_command(OUTPUT "${folder}/complete" COMMAND "${script}" "${folder}" DEPENDS "${script}" "${PROJECT_SOURCE_DIR}/scripts/make-catalog" VERBATIM
-                     COMMENT "Signing programs for ${test}")
-  add_custom_target(${test}_signed_programs DEPENDS "${folder}/complete")
-  add_dependencies(${test} ${test}_signed_programs)
+# kx_made_files(<test> <what> [<script>...]): files that scripts/make-<what> makes on this machine, with other scripts of
+# that folder, when `test` is built; it finds their folder, from the root of the sources, in KX_<WHAT>.
+function(kx_made_files test what)
+  list(TRANSFORM ARGN PREPEND "${PROJECT_SOURCE_DIR}/scripts/" OUTPUT_VARIABLE others)
+  set(folder "${PROJECT_BINARY_DIR}/${what}")
+  set(script "${PROJECT_SOURCE_DIR}/scripts/make-${what}")
+  add_custom_command(OUTPUT "${folder}/complete" COMMAND "${script}" "${folder}" DEPENDS "${script}" ${others} VERBATIM
+                     COMMENT "Making ${what} for ${test}")
+  add_custom_target(${test}_${what} DEPENDS "${folder}/complete")
+  add_dependencies(${test} ${test}_${what})
   file(RELATIVE_PATH path "${PROJECT_SOURCE_DIR}" "${folder}")
-  target_compile_definitions(${test} PRIVATE "KX_SIGNED_PROGRAMS=\"${path}\"")
+  string(TOUPPER "KX_${what}" definition)
+  string(REPLACE "-" "_" definition "${definition}")
+  target_compile_definitions(${test} PRIVATE "${definition}=\"${path}\"")
 endfunction()
 
 # kx_fuzz_targets(<folder> LINK <library>...): every NAME_fuzz.cpp is a libFuzzer program.

@@ -51,9 +51,13 @@ class KX_UTIL_API CkxTargetInfoFile : public CkxTargetInfo,
 
   const WCHAR* GetProductVersionStr() const;  ///< the version field "ProductVersion"
   const WCHAR* GetProductName() const;
-  const WCHAR* GetMsiProperty(const WCHAR* property) const;  ///< of an installer package
-  const SkxAppPackageFacts* AppPackage() const;              ///< null for what belongs to no package, or when unknown
-  const WCHAR* GetEmbeddedDescription() const;               ///< "FileDescription", else "ProductName"
+  const SkxAppPackageFacts* AppPackage() const;  ///< null for what belongs to no package, or when unknown
+  const WCHAR* GetEmbeddedDescription() const;   ///< "FileDescription", else "ProductName"
+
+  /// Of an installer package a property of its database; names differ by case. Of a live one, also "PackageCode", and
+  /// of its summary information "Summary.Subject", "Summary.Author", "Summary.Template" and the like. A live patch has
+  /// "ProductName", "Manufacturer", "PatchCode" and "TargetProductCodes".
+  const WCHAR* GetMsiProperty(const WCHAR* property) const;
 
   /// "TITLE (PATH)"; with a null `title` the embedded description, else the file name, stands for it.
   void AppendDescription(const WCHAR* title, CkxUtilStr& text) const;

@@ -1,10 +1,10 @@
-// Facts of a file on this machine, looked at on behalf of the user of a token. What an installer package says of itself
-// is not told: no policy that asks for it matches.
+// Facts of a file on this machine, looked at on behalf of the user of a token.
 #include <kx_util/evaluation_fault.h>
 
 #include <atomic>
 
 #include "Agent/engine/kx_util/target/file_facts.h"
+#include "Agent/engine/kx_util/target/msi_package.h"
 #include "Agent/engine/kx_util/target/pe_version_info.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/access_token/access_token.h"
@@ -97,7 +97,11 @@ class LiveFileFacts : public IkxFileFacts {
     return text != nullptr ? std::optional(*text) : std::nullopt;
   }
 
-  std::optional<KxWString> MsiProperty(CkxTextView) const override { return std::nullopt; }
+  std::optional<KxWString> MsiProperty(CkxTextView property) const override {
+    if (!_package && File() != nullptr) _package = Package();
+    const KxWString* const text = _package ? _package->Property(property) : nullptr;
+    return text != nullptr ? std::optional(*text) : std::nullopt;
+  }
 
   SkxSigner Signer(bool second) const override {
     if (!_signers && File() != nullptr) _signers = Signers();
@@ -170,6 +174,13 @@ class LiveFileFacts : public IkxFileFacts {
     return *_version;
   }
 
+  /// One read for all of its properties, none for what is no package; nothing as long as they cannot be told.
+  std::optional<SkxMsiPackage> Package() const {
+    SkxMsiPackage package = KxMsi_Read(_file).value_or(SkxMsiPackage());
+    if (!IsUnchanged() || KxFault_Current() != EkxEvaluationFault::None) return std::nullopt;
+    return package;
+  }
+
   const KxWString _path;
   void* const _token;  // not owned
   mutable bool _sought = false;
@@ -180,6 +191,7 @@ class LiveFileFacts : public IkxFileFacts {
   mutable std::optional<std::optional<SkxPeSignature>> _program;
   mutable std::optional<SkxSigners> _signers;
   mutable std::optional<SkxPeVersionInfo> _version;
+  mutable std::optional<SkxMsiPackage> _package;
 };
 
 }  // namespace
