@@ -1,87 +1,18 @@
 #include "Agent/engine/kx_util/target/pe_version_info.h"
 
 #include <algorithm>
-#include <array>
 #include <vector>
 
-#include "Common_CPP/pe/pe_image.h"
+#include "Common_CPP/pe/pe_resources.h"
 #include "Common_CPP/util/byte_cursor.h"
 #include "Common_CPP/util/text.h"
 
 namespace {
 
-constexpr uint32_t kMaxResourceBytes = 16 * 1024 * 1024;  // of a section, from its resources on
 constexpr uint32_t kMaxVersionBytes = 256 * 1024;
-constexpr size_t kMaxEntries = 4096;  // of one directory
 
 uint16_t U16(std::span<const unsigned char> bytes, size_t at) { return KxBytes_Load<uint16_t>(bytes.data() + at); }
 uint32_t U32(std::span<const unsigned char> bytes, size_t at) { return KxBytes_Load<uint32_t>(bytes.data() + at); }
-
-/// The resource directories. Their offsets count from the first of them.
-class CkxPeResources {
- public:
-  static constexpr uint32_t kIsDirectory = 0x80000000;
-
-  CkxPeResources(const IkxByteSource& file, CkxPeImage::Place place)
-      : _file(file), _offset(place.offset), _size(std::min(place.available, kMaxResourceBytes)) {}
-
-  bool Read(uint32_t offset, std::span<unsigned char> bytes) const {
-    return offset <= _size && bytes.size() <= _size - offset && _file.ReadExactly(_offset + offset, bytes);
-  }
-
-  /// The directory below `directory` that has the number `id`, or its first one of whatever name. The tree is walked
-  /// down three steps and no more, so that a loop in it leads nowhere.
-  std::optional<uint32_t> Directory(uint32_t directory, std::optional<uint32_t> id) const {
-    const std::optional<uint32_t> entry = Entry(directory, id);
-    if (!entry || (*entry & kIsDirectory) == 0) return std::nullopt;
-    return *entry & ~kIsDirectory;
-  }
-
-  std::optional<uint32_t> FirstData(uint32_t directory) const {
-    const std::optional<uint32_t> entry = Entry(directory, std::nullopt);
-    return entry && (*entry & kIsDirectory) == 0 ? entry : std::nullopt;
-  }
-
- private:
-  std::optional<uint32_t> Entry(uint32_t directory, std::optional<uint32_t> id) const {
-    std::array<unsigned char, 16> header;
-    if (!Read(directory, header)) return std::nullopt;
-    const size_t count = std::min<size_t>(size_t{U16(header, 12)} + U16(header, 14), id ? kMaxEntries : 1);
-    std::vector<unsigned char> entries(count * 8);
-    if (!Read(directory + 16, entries)) return std::nullopt;
-    for (size_t at = 0; at < entries.size(); at += 8) {
-      if (!id || U32(entries, at) == *id) return U32(entries, at + 4);
-    }
-    return std::nullopt;
-  }
-
-  const IkxByteSource& _file;
-  const uint64_t _offset;
-  const uint32_t _size;
-};
-
-std::optional<std::vector<unsigned char>> ReadVersionResource(const IkxByteSource& file) {
-  constexpr uint32_t kVersionType = 16;
-  const std::optional<CkxPeImage> image = CkxPeImage::Read(file);
-  const uint32_t directory = image ? image->Directory(EkxPeDirectory::Resources).address : 0;
-  if (directory == 0) return std::nullopt;
-  const std::optional<CkxPeImage::Place> root = image->Find(directory);
-  if (!root) return std::nullopt;
-
-  const CkxPeResources resources(file, *root);
-  const std::optional<uint32_t> names = resources.Directory(0, kVersionType);
-  const std::optional<uint32_t> languages = names ? resources.Directory(*names, std::nullopt) : std::nullopt;
-  const std::optional<uint32_t> data = languages ? resources.FirstData(*languages) : std::nullopt;
-  std::array<unsigned char, 16> entry;  // address, size, code page, reserved
-  if (!data || !resources.Read(*data, entry)) return std::nullopt;
-
-  const uint32_t size = U32(entry, 4);
-  const std::optional<CkxPeImage::Place> place = image->Find(U32(entry, 0));
-  if (!place || size > std::min(place->available, kMaxVersionBytes)) return std::nullopt;
-  std::vector<unsigned char> bytes(size);
-  if (!file.ReadExactly(place->offset, bytes)) return std::nullopt;
-  return bytes;
-}
 
 /// A node of the version tree; positions count from the tree's first byte, and so does the padding.
 struct SkxNode {
@@ -189,6 +120,8 @@ const KxWString* SkxPeVersionInfo::Field(CkxTextView name) const {
 }
 
 std::optional<SkxPeVersionInfo> KxPe_ReadVersionInfo(const IkxByteSource& file) {
-  const std::optional<std::vector<unsigned char>> resource = ReadVersionResource(file);
+  const std::optional<CkxPeImage> image = CkxPeImage::Read(file);
+  if (!image) return std::nullopt;
+  const auto resource = KxPe_ReadResource(file, *image, {SkxPeResourceId::kVersion, std::nullopt}, kMaxVersionBytes);
   return resource ? ParseVersionResource(*resource) : std::nullopt;
 }

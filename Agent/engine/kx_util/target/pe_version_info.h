@@ -1,8 +1,6 @@
 // The version resource of a program file: its fixed block of version numbers and its named texts.
 //
-//   file                       headers -> data directory of resources
-//   resource section           directory of types -> 16 (version): of names -> first: of languages -> first: data entry
-//   data, a tree of nodes      u16 bytes of the node with its children, u16 of its value, u16 1 when that is text,
+//   a tree of nodes            u16 bytes of the node with its children, u16 of its value, u16 1 when that is text,
 //                              key, NUL, to a multiple of 4, value, to a multiple of 4, children
 //     "VS_VERSION_INFO"        fixed block, 52 bytes, u32 0xFEEF04BD first
 //       "StringFileInfo"       tables "040904B0" (language, code page) of texts
