@@ -5,7 +5,7 @@
 
 #include "Common_CPP/file/file.h"
 #include "Common_CPP/signature/signature.h"
-#include "fuzz/fuzz_source.h"
+#include "tests/support/memory_source.h"
 
 namespace {
 
@@ -26,7 +26,7 @@ void RequireNobodyToBeBelieved(const SkxSigner& signer) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  const CkxFuzzSource source(data, size);
+  const CkxMemorySource source(data, size);
   const std::optional<SkxPeSignature> program = KxPeSignature_Read(source, size);
   if (!program) return 0;
   RequireRangesInside(program->covered, size);

@@ -17,6 +17,14 @@ struct SkxAppPackageFacts {
   bool capabilitiesKnown = true;        ///< false: it may declare any, so that nothing can be said of what it does not
 };
 
+/// What a program file says of how it runs.
+struct SkxProgramFacts {
+  uint16_t machine = 0;      ///< 0x14C x86, 0x8664 x86-64, 0xAA64 ARM64
+  uint16_t subsystem = 0;    ///< 1 native, 2 with windows, 3 in a console
+  bool isManaged = false;    ///< it is .NET
+  KxWString runtimeVersion;  ///< of .NET, as its metadata asks for it: "v4.0.30319"; empty when it does not say
+};
+
 struct SkxFileFacts {
   KxWString path;
   std::optional<uint32_t> targetType;  ///< when not given: of a file by the path's extension, else by the kind

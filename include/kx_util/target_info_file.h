@@ -52,7 +52,12 @@ class KX_UTIL_API CkxTargetInfoFile : public CkxTargetInfo,
   const WCHAR* GetProductVersionStr() const;  ///< the version field "ProductVersion"
   const WCHAR* GetProductName() const;
   const SkxAppPackageFacts* AppPackage() const;  ///< null for what belongs to no package, or when unknown
+  const SkxProgramFacts* Program() const;        ///< null for what is no program file, or when unknown
   const WCHAR* GetEmbeddedDescription() const;   ///< "FileDescription", else "ProductName"
+
+  /// Of an ".exe", what its manifest asks to be started with: "asInvoker", "highestAvailable" or
+  /// "requireAdministrator"; null when it does not say.
+  const WCHAR* GetRequestedExecutionLevel() const;
 
   /// Of an installer package a property of its database; names differ by case. Of a live one, also "PackageCode", and
   /// of its summary information "Summary.Subject", "Summary.Author", "Summary.Template" and the like. A live patch has

@@ -47,6 +47,7 @@ struct SkxTestPeLayout {
   static constexpr size_t kNtHeaders = 64;
   static constexpr size_t kOptionalHeader = kNtHeaders + 24;
   static constexpr size_t kResources = 0x200;
+  static constexpr uint32_t kAddress = 0x1000;  ///< of the same, as the program is loaded
   static constexpr size_t kVersion = kResources + 0x58;
   size_t directories;  ///< after the optional header's own fields
   size_t sectionHeader;
@@ -55,11 +56,12 @@ constexpr SkxTestPeLayout kTestPe32 = {SkxTestPeLayout::kOptionalHeader + 96, Sk
 constexpr SkxTestPeLayout kTestPe32Plus = {SkxTestPeLayout::kOptionalHeader + 112,
                                            SkxTestPeLayout::kOptionalHeader + 240};
 
-/// A file of headers and one section of resources; its last byte is the last of the version resource.
-inline CkxRecordBytes KxTest_PeImage(const SkxTestPeLayout& layout, const CkxRecordBytes& version) {
-  constexpr uint32_t kAddress = 0x1000;
+/// A file of headers and one section with one resource, of that type and name; its last byte is the last of it.
+inline CkxRecordBytes KxTest_PeImage(const SkxTestPeLayout& layout, const CkxRecordBytes& resource, uint32_t type = 16,
+                                     uint32_t name = 1) {
+  constexpr uint32_t kAddress = SkxTestPeLayout::kAddress;
   const bool plus = layout.directories == kTestPe32Plus.directories;
-  const auto size = static_cast<uint32_t>(version.Size());
+  const auto size = static_cast<uint32_t>(resource.Size());
   CkxRecordBytes file;
   file.U8('M').U8('Z').PadTo(60).U32(SkxTestPeLayout::kNtHeaders);
   file.U32(0x4550).U16(plus ? 0x8664 : 0x14C).U16(1).U32(0).U32(0).U32(0);  // "PE"
@@ -73,9 +75,9 @@ inline CkxRecordBytes KxTest_PeImage(const SkxTestPeLayout& layout, const CkxRec
   const auto directory = [&file](uint32_t id, uint32_t entry) {
     file.U32(0).U32(0).U32(0).U16(0).U16(1).U32(id).U32(entry);
   };
-  directory(16, 0x80000018);  // type: version
-  directory(1, 0x80000030);   // name
-  directory(0x409, 0x48);     // language
+  directory(type, 0x80000018);
+  directory(name, 0x80000030);
+  directory(0x409, 0x48);  // language
   file.U32(kAddress + 0x58).U32(size).U32(0).U32(0);
-  return file.Append(version);
+  return file.Append(resource);
 }

@@ -21,7 +21,9 @@ class IkxFileFacts {
   virtual SkxVersion FileVersion() const = 0;  ///< empty when there is none
   virtual std::optional<KxWString> VersionField(CkxTextView field) const = 0;
   virtual std::optional<KxWString> MsiProperty(CkxTextView property) const = 0;
-  virtual const SkxAppPackageFacts* AppPackage() const { return nullptr; }  ///< null when unknown
+  virtual std::optional<KxWString> RequestedExecutionLevel() const { return std::nullopt; }  ///< as a manifest has it
+  virtual const SkxProgramFacts* Program() const { return nullptr; }                         ///< null when unknown
+  virtual const SkxAppPackageFacts* AppPackage() const { return nullptr; }                   ///< null when unknown
   virtual SkxSigner Signer(bool second) const = 0;  ///< no name and `Unknown` when the source cannot tell
 };
 

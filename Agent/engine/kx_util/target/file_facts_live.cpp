@@ -3,8 +3,10 @@
 
 #include <atomic>
 
+#include "Agent/engine/kx_util/target/execution_level.h"
 #include "Agent/engine/kx_util/target/file_facts.h"
 #include "Agent/engine/kx_util/target/msi_package.h"
+#include "Agent/engine/kx_util/target/pe_program.h"
 #include "Agent/engine/kx_util/target/pe_version_info.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/access_token/access_token.h"
@@ -103,6 +105,20 @@ class LiveFileFacts : public IkxFileFacts {
     return text != nullptr ? std::optional(*text) : std::nullopt;
   }
 
+  std::optional<KxWString> RequestedExecutionLevel() const override {
+    if (File() == nullptr) return std::nullopt;
+    std::optional<KxWString> level = KxPe_ReadExecutionLevel(_file);
+    return IsUnchanged() ? level : std::nullopt;
+  }
+
+  const SkxProgramFacts* Program() const override {
+    if (!_program && File() != nullptr) {
+      std::optional<SkxProgramFacts> program = KxPe_ReadProgram(_file);
+      if (IsUnchanged()) _program = std::move(program);
+    }
+    return _program && *_program ? &**_program : nullptr;
+  }
+
   SkxSigner Signer(bool second) const override {
     if (!_signers && File() != nullptr) _signers = Signers();
     return _signers ? (second ? _signers->second : _signers->first) : SkxSigner();
@@ -121,9 +137,9 @@ class LiveFileFacts : public IkxFileFacts {
   }
 
   std::optional<std::vector<unsigned char>> Digest(const SkxFileDigest& digest) const {
-    if (File() == nullptr || (digest.isAuthenticode && Program() == nullptr)) return std::nullopt;
+    if (File() == nullptr || (digest.isAuthenticode && Signature() == nullptr)) return std::nullopt;
     if (!_digests.contains(digest) && IsWithinLimit()) {
-      const SkxPeSignature* const program = digest.isAuthenticode || _program ? Program() : nullptr;
+      const SkxPeSignature* const program = digest.isAuthenticode || _signature ? Signature() : nullptr;
       _digests.merge(KxFileDigest_Read(_file, _status.size, program != nullptr ? program->covered : SkxCoveredBytes(),
                                        WantedWith(digest, program != nullptr), SpendOnBytes));
       if (!IsUnchanged()) _digests.clear();
@@ -135,8 +151,8 @@ class LiveFileFacts : public IkxFileFacts {
   /// None as long as they cannot be told.
   std::optional<SkxSigners> Signers() const {
     if (!IsWithinLimit()) return SkxSigners();
-    const auto digestOf = [this](EkxHashAlgorithm algorithm) { return Digest({algorithm, Program() != nullptr}); };
-    const SkxSigners signers = KxSignature_Look({_file, _path, Program(), digestOf});
+    const auto digestOf = [this](EkxHashAlgorithm algorithm) { return Digest({algorithm, Signature() != nullptr}); };
+    const SkxSigners signers = KxSignature_Look({_file, _path, Signature(), digestOf});
     if (!IsUnchanged() || KxFault_Current() != EkxEvaluationFault::None) return std::nullopt;
     return signers;
   }
@@ -157,9 +173,9 @@ class LiveFileFacts : public IkxFileFacts {
   }
 
   /// What there is to know of its signature before that is looked at; null for what is no program.
-  const SkxPeSignature* Program() const {
-    if (!_program) _program = KxPeSignature_Read(_file, _status.size);
-    return *_program ? &**_program : nullptr;
+  const SkxPeSignature* Signature() const {
+    if (!_signature) _signature = KxPeSignature_Read(_file, _status.size);
+    return *_signature ? &**_signature : nullptr;
   }
 
   /// One read for the version and all of the fields; without a version resource, neither.
@@ -188,7 +204,8 @@ class LiveFileFacts : public IkxFileFacts {
   mutable CkxFileReader _file;
   mutable SkxFileStatus _status;
   mutable KxFileDigests _digests;
-  mutable std::optional<std::optional<SkxPeSignature>> _program;
+  mutable std::optional<std::optional<SkxPeSignature>> _signature;
+  mutable std::optional<std::optional<SkxProgramFacts>> _program;
   mutable std::optional<SkxSigners> _signers;
   mutable std::optional<SkxPeVersionInfo> _version;
   mutable std::optional<SkxMsiPackage> _package;

@@ -297,6 +297,19 @@ const SkxAppPackageFacts* CkxTargetInfoFile::AppPackage() const {
   return KxEntry<const SkxAppPackageFacts*>(nullptr, [&] { return _Facts().AppPackage(); });
 }
 
+const SkxProgramFacts* CkxTargetInfoFile::Program() const {
+  return KxEntry<const SkxProgramFacts*>(nullptr, [&] { return _Facts().Program(); });
+}
+
+const WCHAR* CkxTargetInfoFile::GetRequestedExecutionLevel() const {
+  return KxEntry<const WCHAR*>(nullptr, [&]() -> const WCHAR* {
+    return _Cached(KXW("KxReqExecLevel"), [this](CkxUtilStr& value) {
+      const bool isStartedByItself = KxText_Equals(KxPath_Extension(_path.View()), KXW(".exe"), false);
+      return isStartedByItself && Store(value, _Facts().RequestedExecutionLevel());
+    });
+  });
+}
+
 const WCHAR* CkxTargetInfoFile::GetEmbeddedDescription() const {
   const WCHAR* const description = GetVersionInfo(KXW("FileDescription"));
   return description != nullptr && *description != 0 ? description : GetProductName();
