@@ -25,6 +25,16 @@ struct SkxProgramFacts {
   KxWString runtimeVersion;  ///< of .NET, as its metadata asks for it: "v4.0.30319"; empty when it does not say
 };
 
+/// What a file holds, whatever it is called.
+enum class EkxFileContent {
+  Unknown,       ///< none of these, or it could not be looked at
+  Program,       ///< or another module
+  CompoundFile,  ///< installer packages and patches are such files
+  Cabinet,       ///< as are update packages (.msu) for systems that know nothing newer
+  WindowsImage,  ///< as are the newer ones
+  Shortcut,
+};
+
 struct SkxFileFacts {
   KxWString path;
   std::optional<uint32_t> targetType;  ///< when not given: of a file by the path's extension, else by the kind

@@ -21,6 +21,7 @@ class IkxFileFacts {
   virtual SkxVersion FileVersion() const = 0;  ///< empty when there is none
   virtual std::optional<KxWString> VersionField(CkxTextView field) const = 0;
   virtual std::optional<KxWString> MsiProperty(CkxTextView property) const = 0;
+  virtual EkxFileContent Content() const { return EkxFileContent::Unknown; }
   virtual std::optional<KxWString> RequestedExecutionLevel() const { return std::nullopt; }  ///< as a manifest has it
   virtual const SkxProgramFacts* Program() const { return nullptr; }                         ///< null when unknown
   virtual const SkxAppPackageFacts* AppPackage() const { return nullptr; }                   ///< null when unknown

@@ -4,6 +4,7 @@
 #include <atomic>
 
 #include "Agent/engine/kx_util/target/execution_level.h"
+#include "Agent/engine/kx_util/target/file_content.h"
 #include "Agent/engine/kx_util/target/file_facts.h"
 #include "Agent/engine/kx_util/target/msi_package.h"
 #include "Agent/engine/kx_util/target/pe_program.h"
@@ -103,6 +104,14 @@ class LiveFileFacts : public IkxFileFacts {
     if (!_package && File() != nullptr) _package = Package();
     const KxWString* const text = _package ? _package->Property(property) : nullptr;
     return text != nullptr ? std::optional(*text) : std::nullopt;
+  }
+
+  EkxFileContent Content() const override {
+    if (!_content && File() != nullptr) {
+      const EkxFileContent content = KxContent_Of(_file);
+      if (IsUnchanged()) _content = content;
+    }
+    return _content.value_or(EkxFileContent::Unknown);
   }
 
   std::optional<KxWString> RequestedExecutionLevel() const override {
@@ -205,6 +214,7 @@ class LiveFileFacts : public IkxFileFacts {
   mutable SkxFileStatus _status;
   mutable KxFileDigests _digests;
   mutable std::optional<std::optional<SkxPeSignature>> _signature;
+  mutable std::optional<EkxFileContent> _content;
   mutable std::optional<std::optional<SkxProgramFacts>> _program;
   mutable std::optional<SkxSigners> _signers;
   mutable std::optional<SkxPeVersionInfo> _version;

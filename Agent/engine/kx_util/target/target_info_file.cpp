@@ -297,6 +297,10 @@ const SkxAppPackageFacts* CkxTargetInfoFile::AppPackage() const {
   return KxEntry<const SkxAppPackageFacts*>(nullptr, [&] { return _Facts().AppPackage(); });
 }
 
+EkxFileContent CkxTargetInfoFile::Content() const {
+  return KxEntry(EkxFileContent::Unknown, [&] { return _Facts().Content(); });
+}
+
 const SkxProgramFacts* CkxTargetInfoFile::Program() const {
   return KxEntry<const SkxProgramFacts*>(nullptr, [&] { return _Facts().Program(); });
 }
