@@ -95,7 +95,7 @@ TEST(PeVersionInfo, ASectionEndsWhereTheNextBegins) {
   std::copy_n(header, 40, header + 40);
   const KxBytes before = CkxRecordBytes().Zeros(8).U32(0x100).U32(0xF00).U32(0x100).U32(0).Bytes();
   std::copy(before.begin(), before.end(), header);
-  EXPECT_TRUE(KxPe_ReadVersionInfo(MemorySource(file)));
+  EXPECT_TRUE(KxPe_ReadVersionInfo(CkxMemorySource(file)));
 }
 
 TEST(PeVersionInfo, EveryCutIsRefused) {

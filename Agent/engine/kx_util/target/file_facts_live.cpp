@@ -66,8 +66,9 @@ class LiveFileFacts : public IkxFileFacts {
     if (std::optional<KxWString> plain = KxPath_Normalized(*path)) path = std::move(plain);
     const WCHAR letter = KxPath_DriveLetter(_path);
     const std::optional<KxWString> share = letter != 0 ? KxMachine_Facts().MappedShare(letter) : std::nullopt;
-    if (share && KxText_StartsWith(*path, *share, false))
-      return KxWString{letter, KXW(':')} + path->substr(share->size());
+    const bool isOnShare = share && KxText_StartsWith(*path, *share, false) && path->size() > share->size() &&
+                           KxPath_IsSeparator((*path)[share->size()]);
+    if (isOnShare) return KxWString{letter, KXW(':')} + path->substr(share->size());
     const bool hasForm = KxPath_DriveLetter(*path) != 0 || KxPath_IsUnc(*path) || KxPath_DriveLetter(_path) == 0;
     return hasForm ? path : std::nullopt;
   }
@@ -193,6 +194,7 @@ class LiveFileFacts : public IkxFileFacts {
     if (_version) return *_version;
     std::optional<SkxPeVersionInfo> read;
     if (File() != nullptr) read = KxPe_ReadVersionInfo(_file);
+    if (File() != nullptr && !IsUnchanged()) return kNone;
     if (!read && KxFault_Current() != EkxEvaluationFault::None) return kNone;  // not had, which is not "none"
     if (!read) read.emplace();
     _version = std::move(read);
