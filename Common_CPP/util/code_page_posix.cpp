@@ -1,5 +1,8 @@
 #include <iconv.h>
 
+#include <cerrno>
+#include <new>
+
 #include "Common_CPP/util/code_page.h"
 
 namespace {
@@ -7,7 +10,9 @@ namespace {
 class Converter {
  public:
   explicit Converter(unsigned codePage)
-      : _converter(iconv_open("UTF-16LE", ("CP" + std::to_string(codePage)).c_str())) {}
+      : _converter(iconv_open("UTF-16LE", ("CP" + std::to_string(codePage)).c_str())) {
+    if (!IsOpen() && errno == ENOMEM) throw std::bad_alloc();  // which does not mean that it is unknown
+  }
   ~Converter() {
     if (IsOpen()) iconv_close(_converter);
   }

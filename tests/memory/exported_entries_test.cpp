@@ -14,6 +14,7 @@
 #include "Agent/engine/kx_publish/image/encode_image.h"
 #include "Agent/engine/kx_publish/image/image_source.h"
 #include "Common_CPP/util/text.h"
+#include "tests/kx_util/target/pe_image.h"
 #include "tests/memory/failing_memory.h"
 #include "tests/support/policy_questions.h"
 #include "tests/support/temp_folder.h"
@@ -216,14 +217,32 @@ TEST(NoMemory, Matchers) {
   }
 }
 
+using File = const CkxTargetInfoFile&;
+
+struct SkxLiveFact {
+  const char* name;
+  const WCHAR* (*ask)(File file);
+};
+
+void SweepFact(const KxWString& path, const SkxLiveFact& fact) {
+  Sweep(
+      fact.name,
+      [&](Trial& trial) -> Answer {
+        const CkxTargetInfoFile file(path.c_str(), nullptr);
+        const WCHAR* const text = trial.During([&] { return fact.ask(file); });
+        if (text == nullptr && trial.Fault() != EkxEvaluationFault::None) {
+          EXPECT_EQ(fact.ask(file) != nullptr, fact.ask(CkxTargetInfoFile(path.c_str(), nullptr)) != nullptr)
+              << "what could not be had for want of memory is not missing";
+        }
+        return text != nullptr ? Answer(KxText_ToUtf8(text)) : std::nullopt;
+      },
+      1);
+}
+
 TEST(NoMemory, FactsOfALiveFile) {
   const CkxTempFolder folder;
   const KxWString path = folder.Write("a program with a name of some length.exe", std::string(100000, 'x'));
-  using File = const CkxTargetInfoFile&;
-  const struct {
-    const char* name;
-    const WCHAR* (*ask)(File file);
-  } facts[] = {
+  const SkxLiveFact facts[] = {
       {"SHA256", [](File file) { return file.GetHashStringUsing(KXW("sha256")); }},
       {"MD5", [](File file) { return file.GetHashStringUsing(KXW("MD5")); }},
       {"owner", [](File file) { return file.GetOwner() != nullptr ? KXW("known") : nullptr; }},
@@ -234,19 +253,27 @@ TEST(NoMemory, FactsOfALiveFile) {
       {"field", [](File file) { return file.GetVersionInfo(KXW("A field with a name that is longer than most")); }},
       {"description", [](File file) { return file.GetDescriptionForAlert(); }},
   };
-  for (const auto& fact : facts) {
-    Sweep(
-        fact.name,
-        [&](Trial& trial) -> Answer {
-          const CkxTargetInfoFile file(path.c_str(), nullptr);
-          const WCHAR* const text = trial.During([&] { return fact.ask(file); });
-          if (text == nullptr && trial.Fault() != EkxEvaluationFault::None) {
-            EXPECT_EQ(fact.ask(file) != nullptr, fact.ask(CkxTargetInfoFile(path.c_str(), nullptr)) != nullptr)
-                << "what could not be had for want of memory is not missing";
-          }
-          return text != nullptr ? Answer(KxText_ToUtf8(text)) : std::nullopt;
-        },
-        1);
+  for (const SkxLiveFact& fact : facts) SweepFact(path, fact);
+}
+
+TEST(NoMemory, WhatALiveFileSaysOfItself) {
+  const CkxTempFolder folder;
+  const std::string manifest =
+      "<assembly><trustInfo><security><requestedPrivileges><requestedExecutionLevel level=\"highestAvailable\"/>"
+      "</requestedPrivileges></security></trustInfo></assembly>";
+  const KxBytes bytes =
+      KxTest_PeImage(kTestPe32, CkxRecordBytes().Append({manifest.begin(), manifest.end()}), 24).Bytes();
+  const KxWString program = folder.Write("program.exe", std::string(bytes.begin(), bytes.end()));
+  const KxWString package = KXW("fuzz/corpus/msi_package_fuzz/package");
+  const std::pair<KxWString, SkxLiveFact> facts[] = {
+      {program, {"level", [](File file) { return file.GetRequestedExecutionLevel(); }}},
+      {program, {"program", [](File file) { return file.Program() != nullptr ? KXW("known") : nullptr; }}},
+      {package, {"property", [](File file) { return file.GetMsiProperty(KXW("ProductName")); }}},
+      {package, {"summary", [](File file) { return file.GetMsiProperty(KXW("Summary.Author")); }}},
+  };
+  for (const auto& [path, fact] : facts) {
+    EXPECT_NE(fact.ask(CkxTargetInfoFile(path.c_str(), nullptr)), nullptr) << fact.name;
+    SweepFact(path, fact);
   }
 }
 

@@ -293,7 +293,7 @@ TEST(MsiPackage, WhatWouldBeTooMuchIsRefused) {
   for (size_t row = 0; row < 100; ++row)
     names.emplace_back(std::string(60'000, 'n') + std::to_string(row)), values.emplace_back("v");
   EXPECT_FALSE(Read(TestDatabase().Properties(names, values).Package()));
-  const std::vector<Value> many(70'000, Value("x"));
+  const std::vector<Value> many(20'000, Value("x"));
   EXPECT_FALSE(Read(TestDatabase(1252, 3).Properties(many, many).Package()));
 }
 

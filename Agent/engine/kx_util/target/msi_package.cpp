@@ -10,7 +10,7 @@
 namespace {
 
 constexpr uint64_t kMaxSummaryBytes = 1024 * 1024;
-constexpr size_t kMaxRows = 64 * 1024;
+constexpr size_t kMaxRows = 16 * 1024;
 constexpr size_t kMaxPropertyUnits = 4 * 1024 * 1024;  // of all names and values: one text may be told many times
 
 constexpr GUID ClassId(uint32_t kind) { return {kind, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}}; }
