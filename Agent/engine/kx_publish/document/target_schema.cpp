@@ -113,7 +113,7 @@ class SchemaOf {
     KxTargetFields_Signer(signer, facts);
     Json list = ListOf(Object(signer.Take()));
     list["maxItems"] = 2;
-    Add(key, std::move(list));
+    Add(key, list);
   }
   template <class Code>
   void Status(const char* key, const Code& /*status*/) {
