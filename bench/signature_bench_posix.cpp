@@ -58,9 +58,10 @@ void HashByTheLibrary(const KxWString& path) {
   file.Open(path);
   EVP_MD_CTX* const context = EVP_MD_CTX_new();
   EVP_DigestInit_ex(context, EVP_sha256(), nullptr);
-  for (uint64_t at = 0; const std::optional<size_t> count = file.ReadAt(at, block); at += *count) {
-    if (*count == 0) break;
-    EVP_DigestUpdate(context, block.data(), *count);
+  uint64_t at = 0;
+  for (size_t count = 1; count != 0; at += count) {
+    count = file.ReadAt(at, block).value_or(0);
+    EVP_DigestUpdate(context, block.data(), count);
   }
   EVP_DigestFinal_ex(context, digest, nullptr);
   EVP_MD_CTX_free(context);
