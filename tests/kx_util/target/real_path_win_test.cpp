@@ -12,7 +12,8 @@ namespace {
 TEST(RealPathWin, IsTheLongNameWithoutItsPrefix) {
   const CkxTempFolder folder;
   std::filesystem::create_directory(folder.Path() / "A folder of programs");
-  const KxWString path = folder.Write("A folder of programs/a game of cards.exe", "abc");
+  folder.Write("A folder of programs/a game of cards.exe", "abc");
+  const KxWString path = (folder.Path() / "A folder of programs" / "a game of cards.exe").make_preferred().native();
   wchar_t shortPath[MAX_PATH];
   const DWORD units = GetShortPathNameW(path.c_str(), shortPath, MAX_PATH);
   ASSERT_TRUE(units > 0 && units < MAX_PATH);

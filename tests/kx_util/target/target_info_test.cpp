@@ -144,9 +144,11 @@ TEST(TargetInfo, ComesFromConsentData) {
     ASSERT_EQ(process != nullptr, kind % 2 == 0 || kind == 5);
     EXPECT_TRUE(process == nullptr || (process->Pid() == 4711 && Utf8(process->CommandLine()) == "x.exe /all"));
   }
-  EXPECT_THAT(trace.Texts(), ElementsAre("KXT_ERROR CkxTargetInfo: ERROR: Unexpected type: 4",
-                                         "KXT_ERROR CkxTargetInfo: ERROR: Unexpected type: 6",
-                                         "KXT_ERROR CkxTargetInfo: ERROR: Unexpected type: 77"));
+  std::vector<std::string> errors = trace.Texts();  // a token that is none is warned of where files are sought with it
+  std::erase_if(errors, [](const std::string& line) { return !line.starts_with("KXT_ERROR"); });
+  EXPECT_THAT(errors, ElementsAre("KXT_ERROR CkxTargetInfo: ERROR: Unexpected type: 4",
+                                  "KXT_ERROR CkxTargetInfo: ERROR: Unexpected type: 6",
+                                  "KXT_ERROR CkxTargetInfo: ERROR: Unexpected type: 77"));
 }
 
 TEST(TargetInfo, MappedPathsBecomeUnc) {
