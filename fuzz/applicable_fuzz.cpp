@@ -18,7 +18,8 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
       if (!sid || key == kKxNobody) continue;  // everybody's row
       CkxAccessToken token(*sid, {}, false);
       const auto answer = rules.For(token.Handle());
-      if (answer != nullptr && answer->Ids() != ids) std::abort();
+      const bool isNone = !ids.empty() && ids.front() == 0;  // as the agent's own answer would be read
+      if (answer != nullptr && answer->Ids() != (isNone ? std::vector<uint32_t>() : ids)) std::abort();
     }
     if (rows.empty() != (rules.For(nullptr) != nullptr && rules.For(nullptr)->IsAll())) std::abort();
   } catch (const CkxDocumentFault&) {

@@ -65,6 +65,13 @@ SkxSigners SignersOfScript(const SkxSignedFile& signedFile, const SkxJudge& judg
   return signers;
 }
 
+/// Read once: a bundle of roots takes as long to read as a few megabytes to hash. A process that lives longer than its
+/// system's roots stay the same makes a scope of its own.
+const CkxTrustStore& SystemsTrust() {
+  static const CkxTrustStore store;
+  return store;
+}
+
 /// By what the file itself carries. Unknown where that is of a kind that nobody looks at.
 SkxSigners OwnSigners(const SkxSignedFile& signedFile, const SkxJudge& judge) {
   if (signedFile.program == nullptr) {
@@ -90,9 +97,8 @@ std::optional<SkxSigner> CatalogSigner(const SkxSignedFile& signedFile, const Sk
 }  // namespace
 
 SkxSigners KxSignature_Look(const SkxSignedFile& signedFile) {
-  std::optional<CkxTrustStore> systems;
   const CkxTrustStore* const given = CkxTrustStore::Current();
-  const SkxJudge judge = {given != nullptr ? *given : systems.emplace(), std::time(nullptr)};
+  const SkxJudge judge = {given != nullptr ? *given : SystemsTrust(), std::time(nullptr)};
   SkxSigners signers = OwnSigners(signedFile, judge);
   const bool isSigned = signers.first.status != kUnsigned && signers.first.status != EkxPublisherStatus::Unknown;
   if (isSigned) return signers;
