@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <climits>
 #include <filesystem>
 #include <limits>
 
@@ -127,10 +128,10 @@ std::optional<CkxSid> CkxFileReader::Owner() const {
 std::optional<KxWString> CkxFileReader::FinalPath() const {
   constexpr std::string_view kDeleted = " (deleted)";  // behind the path of a file that has no name any more
   const std::string link = "/proc/self/fd/" + std::to_string(_handle);
-  std::vector<char> path(64 * 1024);
-  const ssize_t size = readlink(link.c_str(), path.data(), path.size());
-  if (size <= 0 || static_cast<size_t>(size) == path.size() || path.front() != '/') return std::nullopt;
-  const std::string_view text(path.data(), static_cast<size_t>(size));
+  char path[PATH_MAX];  // the system tells no longer one
+  const ssize_t size = readlink(link.c_str(), path, sizeof(path));
+  if (size <= 0 || static_cast<size_t>(size) == sizeof(path) || path[0] != '/') return std::nullopt;
+  const std::string_view text(path, static_cast<size_t>(size));
   if (text.ends_with(kDeleted)) return std::nullopt;
   return KxText_FromUtf8(text);
 }

@@ -24,7 +24,10 @@ void SkxTrustOptions::AddTo(const CkxVerbOptions& verb) {
       .OneValueEach();
 }
 
-CkxTrustInput::CkxTrustInput(const SkxTrustOptions& options) : _scope(_store) {
-  AddEach(options.stores, "certificates", [this](CkxTextView path) { return _store.Add(path); });
-  AddEach(options.catalogs, "catalogs", [this](CkxTextView path) { return _store.AddCatalogs(path); });
+CkxTrustInput::CkxTrustInput(const SkxTrustOptions& options) {
+  if (options.stores.empty() && options.catalogs.empty()) return;
+  CkxTrustStore& store = _store.emplace();
+  AddEach(options.stores, "certificates", [&](CkxTextView path) { return store.Add(path); });
+  AddEach(options.catalogs, "catalogs", [&](CkxTextView path) { return store.AddCatalogs(path); });
+  _scope.emplace(store);
 }

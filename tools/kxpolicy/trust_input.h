@@ -2,6 +2,7 @@
 // --catalogs.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,7 @@ class CkxTrustInput {
   explicit CkxTrustInput(const SkxTrustOptions& options);
 
  private:
-  CkxTrustStore _store;
-  const CkxTrustScope _scope;
+  // None when nothing is added: the system's roots are read by who first needs them.
+  std::optional<CkxTrustStore> _store;
+  std::optional<CkxTrustScope> _scope;
 };
