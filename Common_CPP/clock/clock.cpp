@@ -10,7 +10,7 @@ int64_t SteadyMicroseconds() {
 }
 
 /// The thread's clock of a scope; null: the steady one.
-const CkxThreadPointer<const KxMicrosecondClock>& Current() {
+const CkxThreadPointer<const KxMicrosecondClock>& CurrentClock() {
   static const CkxThreadPointer<const KxMicrosecondClock> clock;
   return clock;
 }
@@ -18,8 +18,8 @@ const CkxThreadPointer<const KxMicrosecondClock>& Current() {
 }  // namespace
 
 int64_t KxClock_Microseconds() {
-  const KxMicrosecondClock* const clock = Current().Get();
+  const KxMicrosecondClock* const clock = CurrentClock().Get();
   return clock != nullptr ? (*clock)() : SteadyMicroseconds();
 }
 
-CkxClockScope::CkxClockScope(KxMicrosecondClock clock) : _clock(clock), _scope(Current(), &_clock) {}
+CkxClockScope::CkxClockScope(KxMicrosecondClock clock) : _clock(clock), _scope(CurrentClock(), &_clock) {}

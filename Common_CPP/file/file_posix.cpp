@@ -19,11 +19,6 @@
 
 namespace {
 
-bool Fail() {
-  KxLastError_SetFromSystem();
-  return false;
-}
-
 /// The system's name; a NUL in it, at which the system would end it, makes it name no file.
 bool NativePath(CkxTextView path, std::string& native) {
   native = KxText_ToUtf8(path);
@@ -44,7 +39,7 @@ bool ToStatus(const struct stat& native, SkxFileStatus& status) {
 CkxDescriptor OpenExisting(CkxTextView path, int flags) {
   std::string native;
   CkxDescriptor file(NativePath(path, native) ? open(native.c_str(), flags | O_CLOEXEC) : -1);
-  if (!file) Fail();
+  if (!file) KxLastError_Fail();
   return file;
 }
 
@@ -52,7 +47,7 @@ std::optional<struct stat> NativeStatus(CkxTextView path) {
   std::string native;
   struct stat status {};
   if (NativePath(path, native) && stat(native.c_str(), &status) == 0) return status;
-  Fail();
+  KxLastError_Fail();
   return std::nullopt;
 }
 
@@ -115,13 +110,13 @@ bool CkxFileReader::Take(intptr_t handle) {
 
 bool CkxFileReader::Status(SkxFileStatus& status) const {
   struct stat native {};
-  return (fstat(static_cast<int>(_handle), &native) == 0 && ToStatus(native, status)) || Fail();
+  return (fstat(static_cast<int>(_handle), &native) == 0 && ToStatus(native, status)) || KxLastError_Fail();
 }
 
 std::optional<CkxSid> CkxFileReader::Owner() const {
   struct stat native {};
   if (fstat(static_cast<int>(_handle), &native) == 0) return KxPosixAccount_UserSid(native.st_uid);
-  Fail();
+  KxLastError_Fail();
   return std::nullopt;
 }
 
@@ -164,7 +159,7 @@ std::optional<SkxFileStatus> KxFile_Status(CkxTextView path) {
   SkxFileStatus status;
   if (!native) return std::nullopt;
   if (ToStatus(*native, status)) return status;
-  Fail();
+  KxLastError_Fail();
   return std::nullopt;
 }
 
@@ -179,7 +174,7 @@ std::optional<KxWString> KxFile_FullPath(CkxTextView path) {
 
 bool KxFile_ReplaceAll(CkxTextView path, std::span<const unsigned char> bytes) {
   std::string native;
-  return (NativePath(path, native) && KxPosixFile_Replace(AT_FDCWD, native, bytes, std::nullopt)) || Fail();
+  return (NativePath(path, native) && KxPosixFile_Replace(AT_FDCWD, native, bytes, std::nullopt)) || KxLastError_Fail();
 }
 
 KxWString KxSid_AccountName(const CkxSid& sid) {

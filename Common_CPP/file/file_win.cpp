@@ -13,7 +13,6 @@
 
 namespace {
 
-constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 constexpr size_t kMaxTransfer = 1u << 30;  // bytes a call; the system counts in 32 bits
 
 /// The terminated name; a NUL in it, at which the system would end it, makes it name no file.
@@ -31,7 +30,7 @@ bool NativePath(CkxTextView path, KxWString& native) {
 CkxHandle OpenExisting(CkxTextView path, DWORD access) {
   KxWString native;
   if (!NativePath(path, native)) return CkxHandle();
-  return CkxHandle(CreateFileW(native.c_str(), access, kShareAll, nullptr, OPEN_EXISTING,
+  return CkxHandle(CreateFileW(native.c_str(), access, kKxShareAll, nullptr, OPEN_EXISTING,
                                FILE_ATTRIBUTE_NORMAL | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION, nullptr));
 }
 

@@ -16,11 +16,6 @@ namespace {
 constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 constexpr uint32_t kErrorNotSupported = 50;
 
-bool Fail() {
-  KxLastError_SetFromSystem();
-  return false;
-}
-
 /// Closes the list with the descriptor that it was made of.
 struct DirCloser {
   void operator()(DIR* list) const { closedir(list); }
@@ -40,7 +35,7 @@ CkxHeldFolder::~CkxHeldFolder() = default;
 
 bool CkxHeldFolder::Open(CkxTextView path) {
   _native->folder = CkxDescriptor(open(KxText_ToUtf8(path).c_str(), kFolderFlags));
-  return _native->folder ? true : Fail();
+  return _native->folder ? true : KxLastError_Fail();
 }
 
 bool CkxHeldFolder::IsAt(CkxTextView path) const {
@@ -75,7 +70,7 @@ bool CkxHeldFolder::OpenFile(CkxTextView name, CkxFileReader& file) const {
   // Not blocking: the name may be a pipe's that nobody writes to.
   CkxDescriptor opened(
       openat(_native->folder.Get(), KxText_ToUtf8(name).c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  if (!opened) return Fail();
+  if (!opened) return KxLastError_Fail();
   file._handle = opened.Release();
   SkxFileStatus status;
   if (file.Status(status)) return true;
@@ -91,5 +86,5 @@ bool KxFolder_Exchange(CkxTextView a, CkxTextView b) {
     KxLastError_Set(kErrorNotSupported);
     return false;
   }
-  return Fail();
+  return KxLastError_Fail();
 }

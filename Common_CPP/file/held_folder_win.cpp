@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-
 using Identity = BY_HANDLE_FILE_INFORMATION;
 
 bool IsSame(const Identity& a, const Identity& b) {
@@ -19,7 +17,7 @@ bool IsSame(const Identity& a, const Identity& b) {
 }
 
 CkxHandle OpenFolder(CkxTextView path) {
-  return CkxHandle(CreateFileW(path.ToString().c_str(), FILE_LIST_DIRECTORY | FILE_TRAVERSE | SYNCHRONIZE, kShareAll,
+  return CkxHandle(CreateFileW(path.ToString().c_str(), FILE_LIST_DIRECTORY | FILE_TRAVERSE | SYNCHRONIZE, kKxShareAll,
                                nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
 }
 
@@ -85,8 +83,8 @@ bool CkxHeldFolder::OpenFile(CkxTextView name, CkxFileReader& file) const {
   IO_STATUS_BLOCK state{};
   HANDLE opened = nullptr;
   const NTSTATUS status =
-      NtCreateFile(&opened, GENERIC_READ | SYNCHRONIZE, &attributes, &state, nullptr, FILE_ATTRIBUTE_NORMAL, kShareAll,
-                   FILE_OPEN, FILE_SYNCHRONOUS_IO_NONALERT | FILE_NON_DIRECTORY_FILE, nullptr, 0);
+      NtCreateFile(&opened, GENERIC_READ | SYNCHRONIZE, &attributes, &state, nullptr, FILE_ATTRIBUTE_NORMAL,
+                   kKxShareAll, FILE_OPEN, FILE_SYNCHRONOUS_IO_NONALERT | FILE_NON_DIRECTORY_FILE, nullptr, 0);
   if (status < 0) {
     KxLastError_Set(RtlNtStatusToDosError(status));
     return false;

@@ -5,7 +5,7 @@
 namespace {
 
 /// The innermost scope's facts of this thread; null: the system's own.
-const CkxThreadPointer<const IkxMachineFacts>& Current() {
+const CkxThreadPointer<const IkxMachineFacts>& CurrentFacts() {
   static const CkxThreadPointer<const IkxMachineFacts> facts;
   return facts;
 }
@@ -20,8 +20,8 @@ std::optional<EkxDriveType> KxDriveType_Of(CkxTextView word, bool caseSensitive)
 }
 
 const IkxMachineFacts& KxMachine_Facts() {
-  const IkxMachineFacts* const facts = Current().Get();
+  const IkxMachineFacts* const facts = CurrentFacts().Get();
   return facts != nullptr ? *facts : KxMachine_SystemFacts();
 }
 
-CkxMachineFactsScope::CkxMachineFactsScope(const IkxMachineFacts& facts) : _scope(Current(), &facts) {}
+CkxMachineFactsScope::CkxMachineFactsScope(const IkxMachineFacts& facts) : _scope(CurrentFacts(), &facts) {}

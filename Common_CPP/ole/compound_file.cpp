@@ -20,9 +20,6 @@ constexpr size_t kMaxTableSectors = 32 * 1024;            // for 2 GiB in the sm
 constexpr uint64_t kMaxDirectoryBytes = 4 * 1024 * 1024;  // 32768 entries
 constexpr uint64_t kMaxSmallTableBytes = 1024 * 1024;     // for 16 MiB of small streams
 
-uint16_t U16(std::span<const unsigned char> bytes, size_t at) { return KxBytes_Load<uint16_t>(bytes.data() + at); }
-uint32_t U32(std::span<const unsigned char> bytes, size_t at) { return KxBytes_Load<uint32_t>(bytes.data() + at); }
-
 bool IsSector(uint32_t number) { return number <= kLastSector; }
 
 /// The order of names in a storage's tree: shorter ones first, then by their folded units.
@@ -48,31 +45,32 @@ bool CkxCompoundFile::ReadHeader() {
   constexpr std::array<unsigned char, 8> kSignature = {0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0xB1, 0x1A, 0xE1};
   std::array<unsigned char, kHeaderBytes> header;
   if (!_file->ReadExactly(0, header) || !std::equal(kSignature.begin(), kSignature.end(), header.begin())) return false;
-  const unsigned version = U16(header, 26);
-  _sectorShift = U16(header, 30);
+  const unsigned version = KxBytes_U16(header, 26);
+  _sectorShift = KxBytes_U16(header, 30);
   if (!(version == 3 && _sectorShift == 9) && !(version == 4 && _sectorShift == 12)) return false;
   constexpr unsigned kLittleEndian = 0xFFFE;
-  if (U16(header, 28) != kLittleEndian || U16(header, 32) != kSmallShift || U32(header, 56) != kSmallStreamsEnd) {
+  if (KxBytes_U16(header, 28) != kLittleEndian || KxBytes_U16(header, 32) != kSmallShift ||
+      KxBytes_U32(header, 56) != kSmallStreamsEnd) {
     return false;
   }
-  _smallTable = U32(header, 60);
-  return ReadTableSectors(header) && ReadDirectory(U32(header, 48));
+  _smallTable = KxBytes_U32(header, 60);
+  return ReadTableSectors(header) && ReadDirectory(KxBytes_U32(header, 48));
 }
 
 bool CkxCompoundFile::ReadTableSectors(std::span<const unsigned char> header) {
   constexpr size_t kInHeader = 109;
-  const size_t count = U32(header, 44);
+  const size_t count = KxBytes_U32(header, 44);
   if (count > kMaxTableSectors) return false;
   for (size_t index = 0; index < std::min(count, kInHeader); ++index) {
-    _tableSectors.push_back(U32(header, 76 + index * sizeof(uint32_t)));
+    _tableSectors.push_back(KxBytes_U32(header, 76 + index * sizeof(uint32_t)));
   }
   // The last number of a sector of numbers is that of the next such sector. Each adds some, so that they end.
   std::vector<unsigned char> numbers(SectorSize());
   const size_t last = numbers.size() - sizeof(uint32_t);
-  for (uint32_t sector = U32(header, 68); _tableSectors.size() < count; sector = U32(numbers, last)) {
+  for (uint32_t sector = KxBytes_U32(header, 68); _tableSectors.size() < count; sector = KxBytes_U32(numbers, last)) {
     if (!IsSector(sector) || !_file->ReadExactly(Offset(sector), numbers)) return false;
     for (size_t at = 0; at < last && _tableSectors.size() < count; at += sizeof(uint32_t)) {
-      _tableSectors.push_back(U32(numbers, at));
+      _tableSectors.push_back(KxBytes_U32(numbers, at));
     }
   }
   return true;
@@ -91,17 +89,18 @@ std::optional<SkxCompoundEntry> CkxCompoundFile::Entry(uint32_t number) const {
   if (number >= _entries.size() / kEntryBytes) return std::nullopt;
   const auto bytes = std::span(_entries).subspan(number * kEntryBytes, kEntryBytes);
   SkxCompoundEntry entry;
-  const size_t nameBytes = std::clamp<size_t>(U16(bytes, kNameBytes), sizeof(WCHAR), kNameBytes) - sizeof(WCHAR);
+  const size_t nameBytes =
+      std::clamp<size_t>(KxBytes_U16(bytes, kNameBytes), sizeof(WCHAR), kNameBytes) - sizeof(WCHAR);
   entry.name = CkxTextView::FromBytes(bytes.data(), nameBytes).ToString();
   entry.kind = static_cast<EkxCompoundEntry>(bytes[66]);
-  entry.left = U32(bytes, 68);
-  entry.right = U32(bytes, 72);
-  entry.child = U32(bytes, 76);
+  entry.left = KxBytes_U32(bytes, 68);
+  entry.right = KxBytes_U32(bytes, 72);
+  entry.child = KxBytes_U32(bytes, 76);
   entry.classId = KxBytes_Load<GUID>(bytes.data() + 80);
-  entry.sector = U32(bytes, 116);
-  entry.size = U32(bytes, 120);
+  entry.sector = KxBytes_U32(bytes, 116);
+  entry.size = KxBytes_U32(bytes, 120);
   const bool hasLongSizes = _sectorShift != 9;  // where they are short, old writers left anything in the upper half
-  if (hasLongSizes) entry.size |= uint64_t{U32(bytes, 124)} << 32;
+  if (hasLongSizes) entry.size |= uint64_t{KxBytes_U32(bytes, 124)} << 32;
   return entry;
 }
 
@@ -149,7 +148,7 @@ std::optional<uint32_t> CkxCompoundFile::Next(uint32_t sector) const {
     }
     _heldTableSector = _tableSectors[index];
   }
-  return U32(_held, (sector & ((size_t{1} << numbersShift) - 1)) * sizeof(uint32_t));
+  return KxBytes_U32(_held, (sector & ((size_t{1} << numbersShift) - 1)) * sizeof(uint32_t));
 }
 
 /// The sectors of the chain that the first `bytes` are in.
@@ -205,7 +204,7 @@ bool CkxCompoundFile::ReadSmall(uint32_t first, std::span<unsigned char> bytes) 
   if (!sectors) return false;
 
   uint32_t piece = first;
-  for (size_t done = 0; done < bytes.size(); piece = U32(*table, piece * sizeof(uint32_t))) {
+  for (size_t done = 0; done < bytes.size(); piece = KxBytes_U32(*table, piece * sizeof(uint32_t))) {
     if (piece >= pieces) return false;
     const uint64_t position = uint64_t{piece} * kSmallBytes;  // in the root's stream
     const uint64_t offset = Offset((*sectors)[position >> _sectorShift]) + (position & (SectorSize() - 1));

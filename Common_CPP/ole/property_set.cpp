@@ -17,19 +17,18 @@ std::span<const unsigned char> From(std::span<const unsigned char> bytes, size_t
   return bytes.subspan(std::min(offset, bytes.size()));
 }
 
-uint32_t U32(std::span<const unsigned char> bytes, size_t at) { return KxBytes_Load<uint32_t>(bytes.data() + at); }
-
 /// The bytes of a property that is text, without what follows its NUL.
 std::optional<std::span<const unsigned char>> TextBytes(std::span<const unsigned char> property) {
   constexpr uint32_t kText = 30;
-  if (property.size() < 8 || U32(property, 0) != kText || U32(property, 4) > property.size() - 8) return std::nullopt;
-  const std::span<const unsigned char> text = property.subspan(8, U32(property, 4));
+  if (property.size() < 8 || KxBytes_U32(property, 0) != kText || KxBytes_U32(property, 4) > property.size() - 8)
+    return std::nullopt;
+  const std::span<const unsigned char> text = property.subspan(8, KxBytes_U32(property, 4));
   return text.first(static_cast<size_t>(std::find(text.begin(), text.end(), 0) - text.begin()));
 }
 
 unsigned CodePage(std::span<const unsigned char> property) {
   constexpr uint32_t kShort = 2;
-  if (property.size() < 6 || U32(property, 0) != kShort) return kKxCodePageLatin;
+  if (property.size() < 6 || KxBytes_U32(property, 0) != kShort) return kKxCodePageLatin;
   const unsigned codePage = KxBytes_Load<uint16_t>(property.data() + 4);
   return codePage != 0 ? codePage : kKxCodePageLatin;
 }
@@ -41,18 +40,18 @@ std::optional<KxPropertyTexts> KxOle_SummaryTexts(std::span<const unsigned char>
   constexpr size_t kFormatAt = 28;
   constexpr size_t kPropertyBytes = 8;
   constexpr uint32_t kCodePage = 1;
-  if (stream.size() < kHeaderBytes || KxBytes_Load<uint16_t>(stream.data()) != 0xFFFE || U32(stream, 24) == 0 ||
+  if (stream.size() < kHeaderBytes || KxBytes_Load<uint16_t>(stream.data()) != 0xFFFE || KxBytes_U32(stream, 24) == 0 ||
       !std::equal(kSummaryFormat.begin(), kSummaryFormat.end(), stream.begin() + kFormatAt)) {
     return std::nullopt;
   }
-  const std::span<const unsigned char> section = From(stream, U32(stream, kFormatAt + 16));
+  const std::span<const unsigned char> section = From(stream, KxBytes_U32(stream, kFormatAt + 16));
   if (section.size() < kPropertyBytes) return std::nullopt;
   const size_t fitting = std::min(kMaxProperties, section.size() / kPropertyBytes - 1);
 
   std::map<uint32_t, std::span<const unsigned char>> properties;
-  for (size_t index = 1; index <= std::min<size_t>(U32(section, 4), fitting); ++index) {
-    const uint32_t number = U32(section, index * kPropertyBytes);
-    properties.emplace(number, From(section, U32(section, index * kPropertyBytes + 4)));
+  for (size_t index = 1; index <= std::min<size_t>(KxBytes_U32(section, 4), fitting); ++index) {
+    const uint32_t number = KxBytes_U32(section, index * kPropertyBytes);
+    properties.emplace(number, From(section, KxBytes_U32(section, index * kPropertyBytes + 4)));
   }
   const unsigned codePage = CodePage(properties[kCodePage]);
   KxPropertyTexts texts;

@@ -10,9 +10,6 @@ namespace {
 constexpr uint32_t kMaxResourceBytes = 16 * 1024 * 1024;  // of a section, from its resources on
 constexpr size_t kMaxEntries = 4096;                      // of one directory
 
-uint16_t U16(std::span<const unsigned char> bytes, size_t at) { return KxBytes_Load<uint16_t>(bytes.data() + at); }
-uint32_t U32(std::span<const unsigned char> bytes, size_t at) { return KxBytes_Load<uint32_t>(bytes.data() + at); }
-
 /// The resource directories. Their offsets count from the first of them.
 class CkxPeResources {
  public:
@@ -42,11 +39,12 @@ class CkxPeResources {
   std::optional<uint32_t> Entry(uint32_t directory, std::optional<uint32_t> id) const {
     std::array<unsigned char, 16> header;
     if (!Read(directory, header)) return std::nullopt;
-    const size_t count = std::min<size_t>(size_t{U16(header, 12)} + U16(header, 14), id ? kMaxEntries : 1);
+    const size_t count =
+        std::min<size_t>(size_t{KxBytes_U16(header, 12)} + KxBytes_U16(header, 14), id ? kMaxEntries : 1);
     std::vector<unsigned char> entries(count * 8);
     if (!Read(directory + 16, entries)) return std::nullopt;
     for (size_t at = 0; at < entries.size(); at += 8) {
-      if (!id || U32(entries, at) == *id) return U32(entries, at + 4);
+      if (!id || KxBytes_U32(entries, at) == *id) return KxBytes_U32(entries, at + 4);
     }
     return std::nullopt;
   }
@@ -71,8 +69,8 @@ std::optional<std::vector<unsigned char>> KxPe_ReadResource(const IkxByteSource&
   std::array<unsigned char, 16> entry;
   if (!data || !resources.Read(*data, entry)) return std::nullopt;
 
-  const uint32_t size = U32(entry, 4);
-  const std::optional<CkxPeImage::Place> place = image.Find(U32(entry, 0));
+  const uint32_t size = KxBytes_U32(entry, 4);
+  const std::optional<CkxPeImage::Place> place = image.Find(KxBytes_U32(entry, 0));
   if (!place || size > std::min(place->available, limit)) return std::nullopt;
   std::vector<unsigned char> bytes(size);
   if (!file.ReadExactly(place->offset, bytes)) return std::nullopt;

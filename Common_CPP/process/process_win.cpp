@@ -1,6 +1,7 @@
 #include "Common_CPP/process/process_platform.h"
 #include "Common_CPP/util/handle_win.h"
 #include "Common_CPP/util/last_error.h"
+#include "Common_CPP/util/process_image_win.h"
 
 // After windows.h, which they do not include themselves.
 #include <winternl.h>
@@ -10,8 +11,6 @@
 
 namespace {
 
-constexpr uint32_t kKernelProcess = 4;
-constexpr DWORD kMaxPath = 32768;  // units, with the terminator
 constexpr auto kCommandLineInformation = static_cast<PROCESSINFOCLASS>(60);
 
 // Where the parameters of a process lie in its own memory.
@@ -55,14 +54,6 @@ SkxBasicInformation BasicInformation(HANDLE process) {
 }
 
 uint32_t ParentOf(HANDLE process) { return static_cast<uint32_t>(BasicInformation(process).parentPid); }
-
-std::optional<KxWString> ImageOf(HANDLE process) {
-  KxWString path(kMaxPath, WCHAR{});
-  DWORD units = kMaxPath;
-  if (!QueryFullProcessImageNameW(process, 0, path.data(), &units)) return std::nullopt;
-  path.resize(units);
-  return path;
-}
 
 /// Looks into the memory of another process, which may write there at any time.
 class CkxProcessMemory {
@@ -194,11 +185,11 @@ EkxProcessLookup CkxHeldProcess::Read(SkxProcess& process) const {
   process.parentPid = ParentOf(handle);
   if (ProcessIdToSessionId(_pid, &session)) process.session = session;
   process.user = TokenOf(handle);
-  process.isKernel = _pid == kKernelProcess;
+  process.isKernel = _pid == kKxKernelProcess;
   if (process.isKernel) return EkxProcessLookup::Found;
 
   const CkxProcessMemory memory(_pid);  // the same process, since it is held
-  std::optional<KxWString> image = ImageOf(handle);
+  std::optional<KxWString> image = KxProcess_ImageOf(handle);
   std::optional<KxWString> commandLine = ToldCommandLine(handle);
   if (!commandLine) commandLine = memory.Text(kCommandLineInParameters);
   if (!image || !commandLine) return EkxProcessLookup::Refused;

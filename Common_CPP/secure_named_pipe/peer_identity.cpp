@@ -8,9 +8,9 @@
 
 namespace {
 
-constexpr std::string_view kScope = "KxPeer_IsExpectedServer";
+constexpr std::string_view kPeerScope = "KxPeer_IsExpectedServer";
 
-std::atomic<const IkxProcessIdentity*> installed{nullptr};
+std::atomic<const IkxProcessIdentity*> expectedIdentity{nullptr};
 
 KxWStringView FileName(KxWStringView path) { return path.substr(path.find_last_of(KXW("\\/")) + 1); }
 
@@ -35,7 +35,7 @@ uint32_t LeastIntegrity(const CkxSid& user) {
 }  // namespace
 
 const IkxProcessIdentity* KxPeer_SetIdentity(const IkxProcessIdentity* identity) {
-  return installed.exchange(identity, std::memory_order_acq_rel);
+  return expectedIdentity.exchange(identity, std::memory_order_acq_rel);
 }
 
 bool KxPeer_MayBeAgent(const SkxPipePeer& server, const SkxPipeAsker& asker) {
@@ -45,15 +45,15 @@ bool KxPeer_MayBeAgent(const SkxPipePeer& server, const SkxPipeAsker& asker) {
 
 bool KxPeer_IsExpectedServer(const SkxPipePeer& server, const SkxExpectedPeer& expected) {
   if (!KxPeer_MayBeAgent(server, KxPeer_Asker(server))) {
-    KxTrace(EkxTraceLevel::Error, kScope, "ERROR: Process ", server.processId, " serves as ", server.user.ToUtf8(),
+    KxTrace(EkxTraceLevel::Error, kPeerScope, "ERROR: Process ", server.processId, " serves as ", server.user.ToUtf8(),
             ", integrity ", server.integrity.value_or(0), ". Refused");
     return false;
   }
   if (expected.image.empty() && expected.signer.empty()) return true;
-  const IkxProcessIdentity* identity = installed.load(std::memory_order_acquire);
+  const IkxProcessIdentity* identity = expectedIdentity.load(std::memory_order_acquire);
   if (identity == nullptr) identity = &KxPeer_SystemIdentity();
   if (IsExpectedProgram(*identity, server.processId, expected)) return true;
-  KxTrace(EkxTraceLevel::Error, kScope, "ERROR: Process ", server.processId, " is not known to be [", expected.image,
-          "] signed by [", expected.signer, "]. Refused");
+  KxTrace(EkxTraceLevel::Error, kPeerScope, "ERROR: Process ", server.processId, " is not known to be [",
+          expected.image, "] signed by [", expected.signer, "]. Refused");
   return false;
 }

@@ -2,25 +2,19 @@
 #include "Common_CPP/access_token/integrity_win.h"
 #include "Common_CPP/access_token/object_owner_win.h"
 #include "Common_CPP/secure_named_pipe/pipe_platform.h"
-#include "Common_CPP/util/handle_win.h"
+#include "Common_CPP/util/process_image_win.h"
 
 namespace {
 
-constexpr DWORD kKernelProcess = 4;
-constexpr DWORD kMaxPath = 32768;  // units, with the terminator
 constexpr uint32_t kSystemIntegrity = 0x4000;
 
 class CkxSystemIdentity : public IkxProcessIdentity {
  public:
   std::optional<KxWString> Image(uint32_t processId) const override {
-    if (processId == kKernelProcess) return KxWString(L"System");  // it has no file
+    if (processId == kKxKernelProcess) return KxWString(L"System");  // it has no file
     const CkxHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
     if (!process) return std::nullopt;
-    KxWString path(kMaxPath, L'\0');
-    DWORD units = kMaxPath;
-    if (!QueryFullProcessImageNameW(process.Get(), 0, path.data(), &units)) return std::nullopt;
-    path.resize(units);
-    return path;
+    return KxProcess_ImageOf(process.Get());
   }
 
   std::optional<KxWString> Signer(const KxWString& /*image*/) const override { return std::nullopt; }

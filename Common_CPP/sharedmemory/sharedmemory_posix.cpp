@@ -14,11 +14,6 @@
 
 namespace {
 
-bool Fail() {
-  KxLastError_SetFromSystem();
-  return false;
-}
-
 bool IsTrustedSection(const CkxDescriptor& folder, const std::string& file, const struct stat& status) {
   if (S_ISREG(status.st_mode) && KxPosix_IsTrustedOwner(folder, status.st_uid) &&
       (status.st_mode & (S_IWGRP | S_IWOTH)) == 0) {
@@ -47,18 +42,18 @@ std::vector<std::string> FilesIn(const CkxDescriptor& folder) {
 bool CkxSharedMemoryView::Open(CkxTextView name) {
   Close();
   std::string file;
-  if (!KxPosix_RuntimeFileName(name, file)) return Fail();
+  if (!KxPosix_RuntimeFileName(name, file)) return KxLastError_Fail();
   const CkxDescriptor folder = KxPosix_OpenRuntimeFolder(false);
-  if (!folder) return Fail();
+  if (!folder) return KxLastError_Fail();
   // Not blocking: what lies there may be a pipe that nobody writes to.
   const CkxDescriptor section(openat(folder.Get(), file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   struct stat status {};
-  if (!section || fstat(section.Get(), &status) != 0) return Fail();
-  if (!IsTrustedSection(folder, file, status)) return Fail();
+  if (!section || fstat(section.Get(), &status) != 0) return KxLastError_Fail();
+  if (!IsTrustedSection(folder, file, status)) return KxLastError_Fail();
   const auto size = static_cast<size_t>(status.st_size);
   if (size == 0) return true;
   void* address = mmap(nullptr, size, PROT_READ, MAP_SHARED, section.Get(), 0);
-  if (address == MAP_FAILED) return Fail();
+  if (address == MAP_FAILED) return KxLastError_Fail();
   _bytes = {static_cast<const unsigned char*>(address), size};
   return true;
 }
@@ -80,10 +75,11 @@ CkxSharedMemoryPublication::~CkxSharedMemoryPublication() = default;
 
 bool CkxSharedMemoryPublication::Publish(CkxTextView name, std::span<const unsigned char> bytes) {
   std::string file;
-  if (!KxPosix_RuntimeFileName(name, file)) return Fail();
+  if (!KxPosix_RuntimeFileName(name, file)) return KxLastError_Fail();
   // Made before the file is in its place: what is published is always known to be.
   auto section = std::make_unique<Section>(Section{KxPosix_OpenRuntimeFolder(true), std::move(file)});
-  if (!section->folder || !KxPosixFile_Replace(section->folder.Get(), section->file, bytes, 0444)) return Fail();
+  if (!section->folder || !KxPosixFile_Replace(section->folder.Get(), section->file, bytes, 0444))
+    return KxLastError_Fail();
   if (_section != nullptr && _section->file != section->file) Remove();
   _section = std::move(section);
   return true;
@@ -91,12 +87,12 @@ bool CkxSharedMemoryPublication::Publish(CkxTextView name, std::span<const unsig
 
 bool CkxSharedMemoryPublication::PublishNew(CkxTextView name, std::span<const unsigned char> bytes) {
   std::string file;
-  if (!KxPosix_RuntimeFileName(name, file)) return Fail();
+  if (!KxPosix_RuntimeFileName(name, file)) return KxLastError_Fail();
   const CkxDescriptor folder = KxPosix_OpenRuntimeFolder(true);
   struct stat status {};
   if (folder && fstatat(folder.Get(), file.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
     errno = EEXIST;
-    return Fail();
+    return KxLastError_Fail();
   }
   return Publish(name, bytes);
 }
@@ -108,10 +104,10 @@ void CkxSharedMemoryPublication::Remove() {
 
 bool KxSharedMemory_Remove(CkxTextView name) {
   std::string file;
-  if (!KxPosix_RuntimeFileName(name, file)) return Fail();
+  if (!KxPosix_RuntimeFileName(name, file)) return KxLastError_Fail();
   const CkxDescriptor folder = KxPosix_OpenRuntimeFolder(false);
   const bool removed = folder && unlinkat(folder.Get(), file.c_str(), 0) == 0;
-  return removed || errno == ENOENT || Fail();
+  return removed || errno == ENOENT || KxLastError_Fail();
 }
 
 void KxSharedMemory_RemoveLeftBehind(CkxTextView prefix, std::span<const KxWString> kept) {

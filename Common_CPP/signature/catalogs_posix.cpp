@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr uint64_t kMaxBytes = 32 * 1024 * 1024;
+constexpr uint64_t kMaxCatalogBytes = 32 * 1024 * 1024;
 constexpr const char* kForCatalogs = "1.3.6.1.4.1.311.12.1.1";
 
 /// The members of the list; nothing when it is one for something else.
@@ -22,7 +22,7 @@ std::optional<std::span<const unsigned char>> MembersOf(std::span<const unsigned
   return members;
 }
 
-std::optional<SkxSignedDigest> DigestOf(std::span<const unsigned char> member) {
+std::optional<SkxSignedDigest> MemberDigest(std::span<const unsigned char> member) {
   std::span<const unsigned char> tag;
   std::span<const unsigned char> attributes;
   CkxDerReader parts(member);
@@ -44,7 +44,7 @@ std::optional<SkxSignedDigest> DigestOf(std::span<const unsigned char> member) {
 bool CkxCatalogs::Add(CkxTextView path) {
   bool found = false;
   const bool isRead = KxFile_ForEach(path, [&](CkxTextView file) {
-    const std::optional<std::vector<unsigned char>> bytes = KxFile_ReadAll(file, kMaxBytes);
+    const std::optional<std::vector<unsigned char>> bytes = KxFile_ReadAll(file, kMaxCatalogBytes);
     found = (bytes && AddBytes(*bytes)) || found;
   });
   return isRead && found;
@@ -56,7 +56,7 @@ bool CkxCatalogs::AddBytes(std::span<const unsigned char> bytes) {
   if (!members) return false;
   CkxDerReader each(*members);
   for (std::span<const unsigned char> member; each.Enter(V_ASN1_SEQUENCE, member);) {
-    if (std::optional<SkxSignedDigest> digest = DigestOf(member)) {
+    if (std::optional<SkxSignedDigest> digest = MemberDigest(member)) {
       _algorithms.insert(digest->algorithm);
       _members.emplace(Member(digest->algorithm, std::move(digest->digest)), _catalogs.size());
     }

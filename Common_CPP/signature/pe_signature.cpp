@@ -12,14 +12,14 @@ constexpr uint64_t kAlignment = 8;
 constexpr size_t kEntryHeaderBytes = 8;
 constexpr uint16_t kIsSignedMessage = 2;
 constexpr uint32_t kMaxMessageBytes = 8 * 1024 * 1024;
-constexpr size_t kMaxEntries = 64;
+constexpr size_t kMaxSignatures = 64;
 
 uint64_t Aligned(uint64_t offset) { return (offset + kAlignment - 1) / kAlignment * kAlignment; }
 
 /// The first message among the entries from `begin` to `end`.
 std::vector<unsigned char> ReadMessage(const IkxByteSource& file, uint64_t begin, uint64_t end) {
   std::array<unsigned char, kEntryHeaderBytes> header;
-  for (size_t i = 0; i < kMaxEntries && begin < end && end - begin > header.size(); ++i) {
+  for (size_t i = 0; i < kMaxSignatures && begin < end && end - begin > header.size(); ++i) {
     if (!file.ReadExactly(begin, header)) break;
     const uint32_t length = KxBytes_Load<uint32_t>(header.data());
     if (length <= header.size() || length > end - begin) break;

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr uint64_t kMaxBytes = 8 * 1024 * 1024;
+constexpr uint64_t kMaxScriptBytes = 8 * 1024 * 1024;
 constexpr std::string_view kBeginMark = "SIG # Begin signature block";
 constexpr std::string_view kEndMark = "SIG # End signature block";
 
@@ -97,7 +97,7 @@ bool KxScriptSignature_IsFor(CkxTextView path) { return FormOf(path) != nullptr;
 
 std::optional<SkxScriptSignature> KxScriptSignature_Read(const IkxByteSource& file, uint64_t size, CkxTextView path) {
   const SkxCommentForm* const form = FormOf(path);
-  if (form == nullptr || size > kMaxBytes) return std::nullopt;
+  if (form == nullptr || size > kMaxScriptBytes) return std::nullopt;
   std::vector<unsigned char> bytes(static_cast<size_t>(size));
   if (!file.ReadExactly(0, bytes)) return std::nullopt;
   const std::optional<KxWString> text = TextOf(bytes);

@@ -9,7 +9,7 @@
 namespace {
 
 using Bytes = std::vector<unsigned char>;
-using DigestOf = std::function<std::optional<Bytes>(EkxHashAlgorithm)>;
+using HashWith = std::function<std::optional<Bytes>(EkxHashAlgorithm)>;
 
 constexpr EkxPublisherStatus kUnsigned = EkxPublisherStatus::Unsigned;
 
@@ -24,7 +24,7 @@ struct SkxJudge {
     return holds && isDigestWeak ? EkxPublisherStatus::ValidByWeakDigest : status;
   }
 
-  EkxPublisherStatus Judge(const CkxSignedMessage& message, const DigestOf& digestOf) const {
+  EkxPublisherStatus Judge(const CkxSignedMessage& message, const HashWith& digestOf) const {
     const std::optional<SkxSignedDigest> said = SkxSignedDigest::Read(message.Content());
     const EkxPublisherStatus status = said ? Judge(message, said->IsWeak()) : EkxPublisherStatus::Invalid;
     if (status == EkxPublisherStatus::Invalid) return status;
@@ -33,7 +33,7 @@ struct SkxJudge {
     return *digest == said->digest ? status : EkxPublisherStatus::Invalid;
   }
 
-  SkxSigner SignerOf(std::span<const unsigned char> bytes, const DigestOf& digestOf,
+  SkxSigner SignerOf(std::span<const unsigned char> bytes, const HashWith& digestOf,
                      std::optional<Bytes>* nested = nullptr) const {
     const std::optional<CkxSignedMessage> message = CkxSignedMessage::Parse(bytes, kKxIndirectData);
     if (!message) return {KxWString(), EkxPublisherStatus::Invalid};
@@ -43,7 +43,7 @@ struct SkxJudge {
     return {message->SignerName(), Judge(*message, digestOf)};
   }
 
-  SkxSigners SignersOf(std::span<const unsigned char> bytes, const DigestOf& digestOf) const {
+  SkxSigners SignersOf(std::span<const unsigned char> bytes, const HashWith& digestOf) const {
     std::optional<Bytes> nested;
     SkxSigners signers;
     signers.first = SignerOf(bytes, digestOf, &nested);

@@ -7,13 +7,13 @@
 
 namespace {
 
-constexpr uint64_t kMaxBytes = 16 * 1024 * 1024;  // the system's own bundle has a quarter of a megabyte
+constexpr uint64_t kMaxStoreBytes = 16 * 1024 * 1024;  // the system's own bundle has a quarter of a megabyte
 
 void FreeInfos(STACK_OF(X509_INFO) * infos) { sk_X509_INFO_pop_free(infos, X509_INFO_free); }
 using CkxInfos = CkxOpensslPtr<STACK_OF(X509_INFO), FreeInfos>;
 
 bool AddFile(X509_STORE* store, CkxTextView path) {
-  const std::optional<std::vector<unsigned char>> bytes = KxFile_ReadAll(path, kMaxBytes);
+  const std::optional<std::vector<unsigned char>> bytes = KxFile_ReadAll(path, kMaxStoreBytes);
   if (!bytes) return false;
   const CkxBio text(KxOpenssl_NotNull(BIO_new_mem_buf(bytes->data(), static_cast<int>(bytes->size()))));
   const CkxInfos infos(PEM_X509_INFO_read_bio(text.get(), nullptr, nullptr, nullptr));

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr uint64_t kMaxBytes = 16 * 1024 * 1024;
+constexpr uint64_t kMaxStoreBytes = 16 * 1024 * 1024;
 constexpr std::string_view kCertificate = "CERTIFICATE-----";
 constexpr std::string_view kRevocations = "X509 CRL-----";
 constexpr std::string_view kBegin = "-----BEGIN ";
@@ -37,7 +37,7 @@ bool AddOne(HCERTSTORE store, std::string_view text) {
 
 bool AddFile(HCERTSTORE store, CkxTextView path) {
   if (store == nullptr) return false;
-  const std::optional<std::vector<unsigned char>> bytes = KxFile_ReadAll(path, kMaxBytes);
+  const std::optional<std::vector<unsigned char>> bytes = KxFile_ReadAll(path, kMaxStoreBytes);
   if (!bytes) return false;
   const std::string_view text(reinterpret_cast<const char*>(bytes->data()), bytes->size());
   bool found = false;

@@ -10,6 +10,7 @@
 
 #include <bit>
 #include <cstring>
+#include <span>
 #include <type_traits>
 
 #include "Common_CPP/util/base.h"
@@ -23,6 +24,14 @@ Number KxBytes_Load(const void* bytes) {
   Number number;
   std::memcpy(&number, bytes, sizeof(number));
   return number;
+}
+
+/// A number at a place that is known to be within `bytes`.
+inline uint16_t KxBytes_U16(std::span<const unsigned char> bytes, size_t at) {
+  return KxBytes_Load<uint16_t>(bytes.data() + at);
+}
+inline uint32_t KxBytes_U32(std::span<const unsigned char> bytes, size_t at) {
+  return KxBytes_Load<uint32_t>(bytes.data() + at);
 }
 
 class CkxByteCursor {

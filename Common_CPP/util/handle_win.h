@@ -11,6 +11,9 @@
 
 #include <utility>
 
+/// Whoever has a thing open for us does not keep others from it.
+inline constexpr DWORD kKxShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
 class CkxHandle {
  public:
   CkxHandle() = default;

@@ -20,6 +20,12 @@ void KxLastError_Set(uint32_t error);
 /// Sets the last error from `errno` where that is what the system reports by; elsewhere the system has set it already.
 void KxLastError_SetFromSystem();
 
+/// The same, as a failing function ends.
+inline bool KxLastError_Fail() {
+  KxLastError_SetFromSystem();
+  return false;
+}
+
 /// Leaves the thread's last error as it was found, whatever happens in between.
 class CkxLastErrorGuard {
  public:

@@ -36,7 +36,7 @@ bool IsHidden(uint32_t point) {
 }
 
 /// The code point at `at`, which moves past it; half of a surrogate pair stands for itself.
-uint32_t NextPoint(CkxTextView text, size_t& at) {
+uint32_t NextShownPoint(CkxTextView text, size_t& at) {
   const uint32_t unit = text[at++];
   const bool isPair = unit >= 0xD800 && unit < 0xDC00 && at < text.Size() && text[at] >= 0xDC00 && text[at] < 0xE000;
   return isPair ? 0x10000 + ((unit - 0xD800) << 10) + (text[at++] - 0xDC00u) : unit;
@@ -55,7 +55,7 @@ std::string KxText_Printable(CkxTextView text) {
   size_t begin = 0;  // of what is printed as it is
   for (size_t at = 0; at < text.Size();) {
     const size_t here = at;
-    const uint32_t point = NextPoint(text, at);
+    const uint32_t point = NextShownPoint(text, at);
     if (!IsHidden(point)) continue;
     printable += KxText_ToUtf8(text.Part(begin, here - begin)) + Hexadecimal("<U+%04X>", point);
     begin = at;
@@ -86,7 +86,7 @@ std::string KxText_PrintableQuoted(std::string_view utf8) {
 
 bool KxText_IsPrintable(CkxTextView text) {
   for (size_t at = 0; at < text.Size();) {
-    if (IsHidden(NextPoint(text, at))) return false;
+    if (IsHidden(NextShownPoint(text, at))) return false;
   }
   return true;
 }

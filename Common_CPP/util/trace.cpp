@@ -67,7 +67,7 @@ bool InstallSinkOfEnvironment() {
 constinit std::atomic<IkxTraceSink*> kx_trace_detail::sink{nullptr};
 
 namespace {
-[[maybe_unused]] const bool installed = InstallSinkOfEnvironment();
+[[maybe_unused]] const bool isInstalled = InstallSinkOfEnvironment();
 }  // namespace
 
 std::string KxTrace_LevelName(EkxTraceLevel level, EkxTraceVariant variant) {

@@ -12,13 +12,13 @@ namespace {
 
 KxWString Wide(std::string_view text) { return KxText_FromUtf8(text).value(); }
 
-using Text = std::string;
+using Utf8Text = std::string;
 using TextOrNone = std::optional<std::string>;
 
 TextOrNone OrNone(CkxTextView text) { return text.IsNull() ? TextOrNone() : KxText_ToUtf8(text); }
 
 TEST(Path, NameExtensionFolderDrive) {
-  KxTest_ForRows<KxWString, Text, Text, TextOrNone, KxWString>(
+  KxTest_ForRows<KxWString, Utf8Text, Utf8Text, TextOrNone, KxWString>(
       "path/parts.txt",
       [](const auto& path, const auto& name, const auto& extension, const auto& folder, const auto& drive) {
         EXPECT_EQ(KxText_ToUtf8(KxPath_FileName(path)), name);
@@ -50,7 +50,7 @@ TEST(Path, Normalized) {
 }
 
 TEST(Path, FolderInside) {
-  KxTest_ForRows<Text, KxWString, KxWString, Text>(
+  KxTest_ForRows<Utf8Text, KxWString, KxWString, Utf8Text>(
       "path/inside.txt", [](const auto&, const auto& folder, const auto& container, const auto& where) {
         const bool isSame = KxPath_IsFolderInside(folder, container, false);
         const bool isInside = KxPath_IsFolderInside(folder, container, true);

@@ -10,8 +10,8 @@ namespace {
 TEST(PeerIdentity, WhoMayBeTheAgent) {
   const std::map<std::string, uint32_t> levels = {
       {"none", 0}, {"low", 0x1000}, {"medium", 0x2000}, {"high", 0x3000}, {"system", 0x4000}};
-  using Text = std::string;
-  KxTest_ForRows<Text, Text, std::optional<Text>, Text, bool, bool>(
+  using Utf8Text = std::string;
+  KxTest_ForRows<Utf8Text, Utf8Text, std::optional<Utf8Text>, Utf8Text, bool, bool>(
       "security/agents.txt",
       [&](const auto&, const auto& user, const auto& integrity, const auto& asker, bool trustsOwner, bool mayBeAgent) {
         SkxPipePeer server = {CkxSid::FromUtf8(user).value(), 1, {}};

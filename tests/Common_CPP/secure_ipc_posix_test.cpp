@@ -13,7 +13,7 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 
 constexpr uid_t kStranger = 4241;
-constexpr uint32_t kLong = 60000;  // ms; nothing here takes as long
+constexpr uint32_t kVeryLong = 60000;  // ms; nothing here takes as long
 constexpr const WCHAR* kServer = KXW("Srv");
 constexpr const WCHAR* kRequest = KXW("HANDLER");
 
@@ -41,18 +41,18 @@ TEST(SecureIpcPosix, OneUsersConnectionsAndWorkDelayNobodyElse) {
   const CkxTraceCapture quiet;
   CkxSecureIpcServer server;
   server.Handle(kRequest, 6, Handle);
-  ASSERT_TRUE(server.Start(kServer, {.requestTimeout = kLong, .handlerTimeout = kLong, .patience = kLong}));
+  ASSERT_TRUE(server.Start(kServer, {.requestTimeout = kVeryLong, .handlerTimeout = kVeryLong, .patience = kVeryLong}));
   const Bytes request = *KxFrame_Bytes(SkxRequestFrame{6, kRequest, {}, {}, {}});
   for (const bool asks : {false, true}) {
     std::vector<CkxSecurePipe> strangers(200);
     {
       const CkxUserScope stranger(kStranger);
       for (CkxSecurePipe& pipe : strangers) {
-        ASSERT_EQ(KxSecurePipe_Connect(kServer, {}, CkxDeadline::After(kLong), pipe), EkxPipeResult::Done);
-        if (asks) pipe.Write(request, CkxDeadline::After(kLong));
+        ASSERT_EQ(KxSecurePipe_Connect(kServer, {}, CkxDeadline::After(kVeryLong), pipe), EkxPipeResult::Done);
+        if (asks) pipe.Write(request, CkxDeadline::After(kVeryLong));
       }
     }
-    for (int i = 0; i < 20; ++i) EXPECT_TRUE(Ask(kLong / 10)) << (asks ? "beside work" : "beside silence");
+    for (int i = 0; i < 20; ++i) EXPECT_TRUE(Ask(kVeryLong / 10)) << (asks ? "beside work" : "beside silence");
     if (asks) continue;
     strangers.clear();
   }

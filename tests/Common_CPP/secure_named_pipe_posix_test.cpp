@@ -19,9 +19,9 @@
 
 namespace {
 
-constexpr const WCHAR* kName = KXW("a/\u00FC_-9");
+constexpr const WCHAR* kPipe = KXW("a/\u00FC_-9");
 constexpr const char* kSocket = "a%2F%C3%BC_-9.sock";
-constexpr uid_t kStranger = 4241;
+constexpr uid_t kOtherUser = 4241;
 
 EkxPipeResult Connect(CkxTextView name) {
   CkxSecurePipe pipe;
@@ -34,7 +34,7 @@ TEST(SecureNamedPipePosix, ASocketThatAllMayConnectToWhateverTheUmask) {
   for (const mode_t mask : {0u, 077u}) {
     const mode_t before = umask(mask);
     CkxSecurePipeListener listener;
-    EXPECT_TRUE(listener.Listen(kName));
+    EXPECT_TRUE(listener.Listen(kPipe));
     umask(before);
     EXPECT_EQ(KxTest_ModeOf(socket), 0666u);
   }
@@ -46,12 +46,12 @@ TEST(SecureNamedPipePosix, ANameHasOneServer) {
   CkxSecurePipeListener second;
   {
     CkxSecurePipeListener first;
-    ASSERT_TRUE(first.Listen(kName));
-    EXPECT_FALSE(second.Listen(kName));
+    ASSERT_TRUE(first.Listen(kPipe));
+    EXPECT_FALSE(second.Listen(kPipe));
     EXPECT_EQ(KxLastError_Get(), 170u);
-    EXPECT_EQ(Connect(kName), EkxPipeResult::Done) << "the first is as it was";
+    EXPECT_EQ(Connect(kPipe), EkxPipeResult::Done) << "the first is as it was";
   }
-  EXPECT_TRUE(second.Listen(kName));
+  EXPECT_TRUE(second.Listen(kPipe));
 }
 
 TEST(SecureNamedPipePosix, WhatAKilledServerLeftIsNoServerAndNoObstacle) {
@@ -59,15 +59,15 @@ TEST(SecureNamedPipePosix, WhatAKilledServerLeftIsNoServerAndNoObstacle) {
   const std::filesystem::path socket = scope.Folder().Path() / kSocket;
   {
     CkxSecurePipeListener killed;
-    ASSERT_TRUE(killed.Listen(kName));
+    ASSERT_TRUE(killed.Listen(kPipe));
     std::filesystem::rename(socket, scope.Folder().Path() / "kept");
   }
   std::filesystem::rename(scope.Folder().Path() / "kept", socket);
-  EXPECT_EQ(Connect(kName), EkxPipeResult::Failed);
+  EXPECT_EQ(Connect(kPipe), EkxPipeResult::Failed);
   EXPECT_EQ(KxLastError_Get(), kKxErrorFileNotFound);
   CkxSecurePipeListener listener;
-  ASSERT_TRUE(listener.Listen(kName));
-  EXPECT_EQ(Connect(kName), EkxPipeResult::Done);
+  ASSERT_TRUE(listener.Listen(kPipe));
+  EXPECT_EQ(Connect(kPipe), EkxPipeResult::Done);
 }
 
 TEST(SecureNamedPipePosix, TheLongestNameInAFolderBeyondASocketsAddress) {
@@ -84,9 +84,9 @@ TEST(SecureNamedPipePosix, TheLongestNameInAFolderBeyondASocketsAddress) {
 TEST(SecureNamedPipePosix, AFolderInWhichOthersCouldReplaceIsRefused) {
   const CkxRuntimeFolderScope scope;
   CkxSecurePipeListener listener;
-  ASSERT_TRUE(listener.Listen(kName));
+  ASSERT_TRUE(listener.Listen(kPipe));
   ASSERT_EQ(chmod(scope.Folder().Path().c_str(), 0777), 0);
-  EXPECT_EQ(Connect(kName), EkxPipeResult::Failed);
+  EXPECT_EQ(Connect(kPipe), EkxPipeResult::Failed);
   EXPECT_EQ(KxLastError_Get(), kKxErrorAccessDenied);
   EXPECT_FALSE(CkxSecurePipeListener().Listen(KXW("other")));
 }
@@ -95,10 +95,10 @@ TEST(SecureNamedPipePosix, AStrangerIsServedButDoesNotServe) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can be another user";
   const CkxRuntimeFolderScope scope;
   CkxSecurePipeListener roots;
-  ASSERT_TRUE(roots.Listen(kName));
+  ASSERT_TRUE(roots.Listen(kPipe));
   {
-    const CkxUserScope stranger(kStranger);
-    EXPECT_EQ(Connect(kName), EkxPipeResult::Done) << "root serves everyone";
+    const CkxUserScope stranger(kOtherUser);
+    EXPECT_EQ(Connect(kPipe), EkxPipeResult::Done) << "root serves everyone";
   }
   CkxSecurePipe client;
   ASSERT_TRUE(roots.Accept(client));
@@ -108,11 +108,11 @@ TEST(SecureNamedPipePosix, AStrangerIsServedButDoesNotServe) {
   ASSERT_EQ(chmod(scope.Folder().Path().c_str(), 01777), 0);
   const std::filesystem::path own = scope.Folder().Path() / "own";
   std::filesystem::create_directory(own);
-  ASSERT_EQ(chown(own.c_str(), kStranger, kStranger), 0);
+  ASSERT_EQ(chown(own.c_str(), kOtherUser, kOtherUser), 0);
   setenv("KX_RUNTIME_DIR", own.c_str(), 1);
   CkxSecurePipeListener strangers;
   {
-    const CkxUserScope stranger(kStranger);
+    const CkxUserScope stranger(kOtherUser);
     ASSERT_TRUE(strangers.Listen(KXW("theirs")));
     EXPECT_EQ(Connect(KXW("theirs")), EkxPipeResult::Done) << "by themselves, in a folder of their own";
     KxTrust_RefuseOwnUser(true);
@@ -124,7 +124,7 @@ TEST(SecureNamedPipePosix, AStrangerIsServedButDoesNotServe) {
   EXPECT_EQ(Connect(KXW("theirs")), EkxPipeResult::WrongPeer) << "not even root trusts them";
   EXPECT_EQ(KxLastError_Get(), kKxErrorAccessDenied);
   {
-    const CkxUserScope stranger(kStranger);
+    const CkxUserScope stranger(kOtherUser);
     EXPECT_EQ(Connect(KXW("theirs")), EkxPipeResult::WrongPeer) << "nor do they themselves in root's folder";
     EXPECT_FALSE(CkxSecurePipeListener().Listen(KXW("theirs"))) << "where the lock would be a stranger's";
   }
@@ -135,7 +135,7 @@ TEST(SecureNamedPipePosix, ASquattedLockIsRefusedByName) {
   const CkxRuntimeFolderScope scope;
   const std::filesystem::path lock = scope.Folder().Path() / "n.lock";
   scope.Folder().Write("n.lock", "");
-  ASSERT_EQ(chown(lock.c_str(), kStranger, kStranger), 0);
+  ASSERT_EQ(chown(lock.c_str(), kOtherUser, kOtherUser), 0);
   CkxTraceCapture trace;
   EXPECT_FALSE(CkxSecurePipeListener().Listen(KXW("n")));
   EXPECT_EQ(KxLastError_Get(), kKxErrorAccessDenied);
@@ -181,7 +181,7 @@ TEST(SecureNamedPipePosix, AServerOpensFilesWithItsClientsRights) {
     gid_t group;
     mode_t mode;
     bool opens;
-  } kFiles[] = {{"theirs", kStranger, 0, 0400, true},
+  } kFiles[] = {{"theirs", kOtherUser, 0, 0400, true},
                 {"roots", 0, 0, 0400, false},
                 {"everybodys", 0, 0, 0444, true},
                 {"the server's group's", 0, 4242, 0440, false}};
@@ -195,11 +195,11 @@ TEST(SecureNamedPipePosix, AServerOpensFilesWithItsClientsRights) {
     ASSERT_EQ(chmod(path.c_str(), file.mode), 0);
   }
   CkxSecurePipeListener listener;
-  ASSERT_TRUE(listener.Listen(kName));
+  ASSERT_TRUE(listener.Listen(kPipe));
   CkxSecurePipe client;
   {
-    const CkxUserScope stranger(kStranger);
-    ASSERT_EQ(KxSecurePipe_Connect(kName, {}, CkxDeadline::After(10000), client), EkxPipeResult::Done);
+    const CkxUserScope stranger(kOtherUser);
+    ASSERT_EQ(KxSecurePipe_Connect(kPipe, {}, CkxDeadline::After(10000), client), EkxPipeResult::Done);
   }
   CkxSecurePipe server;
   ASSERT_TRUE(listener.Accept(server));

@@ -13,26 +13,26 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-constexpr const WCHAR* kName = KXW("Global\\Section");
-constexpr const char* kFile = "Global%5CSection";
+constexpr const WCHAR* kSection = KXW("Global\\Section");
+constexpr const char* kSectionFile = "Global%5CSection";
 
 uint32_t OpenError() {
   CkxSharedMemoryView view;
-  return view.Open(kName) ? kKxErrorSuccess : KxLastError_Get();
+  return view.Open(kSection) ? kKxErrorSuccess : KxLastError_Get();
 }
 
 TEST(SharedMemoryPosix, AReaderKeepsItsBytesWhenTheSectionIsReplaced) {
   const CkxRuntimeFolderScope scope;
   CkxSharedMemoryPublication publication;
   const Bytes old(10000, 1);
-  ASSERT_TRUE(publication.Publish(kName, old));
+  ASSERT_TRUE(publication.Publish(kSection, old));
   CkxSharedMemoryView view;
-  ASSERT_TRUE(view.Open(kName));
+  ASSERT_TRUE(view.Open(kSection));
   for (const size_t size : {size_t{0}, size_t{1}, size_t{20000}}) {
-    ASSERT_TRUE(publication.Publish(kName, Bytes(size, 2)));
+    ASSERT_TRUE(publication.Publish(kSection, Bytes(size, 2)));
     EXPECT_TRUE(Bytes(view.Bytes().begin(), view.Bytes().end()) == old);
     CkxSharedMemoryView current;
-    ASSERT_TRUE(current.Open(kName));
+    ASSERT_TRUE(current.Open(kSection));
     EXPECT_EQ(current.Bytes().size(), size);
   }
   EXPECT_EQ(scope.Folder().Count(), 1u) << "nothing is left beside";
@@ -45,10 +45,10 @@ TEST(SharedMemoryPosix, ModesDoNotDependOnTheUmask) {
   for (const mode_t mask : {0u, 077u}) {
     const mode_t before = umask(mask);
     CkxSharedMemoryPublication publication;
-    EXPECT_TRUE(publication.Publish(kName, Bytes(1)));
+    EXPECT_TRUE(publication.Publish(kSection, Bytes(1)));
     umask(before);
     EXPECT_EQ(KxTest_ModeOf(folder), 0755u);
-    EXPECT_EQ(KxTest_ModeOf(folder / kFile), 0444u);
+    EXPECT_EQ(KxTest_ModeOf(folder / kSectionFile), 0444u);
     std::filesystem::remove_all(folder);
   }
 }
@@ -56,9 +56,9 @@ TEST(SharedMemoryPosix, ModesDoNotDependOnTheUmask) {
 TEST(SharedMemoryPosix, WhatOthersCouldWriteOrReplaceIsRefused) {
   const CkxRuntimeFolderScope scope;
   CkxSharedMemoryPublication publication;
-  ASSERT_TRUE(publication.Publish(kName, Bytes(1)));
+  ASSERT_TRUE(publication.Publish(kSection, Bytes(1)));
   const std::string folder = scope.Folder().Path();
-  const std::string file = folder + "/" + kFile;
+  const std::string file = folder + "/" + kSectionFile;
   const struct {
     const std::string& path;
     mode_t mode;
@@ -129,10 +129,10 @@ TEST(SharedMemoryPosix, TheOwnUserIsBelievedInItsOwnFolderAndNowhereElse) {
   for (const auto& test : kCases) {
     const CkxRuntimeFolderScope scope;
     CkxSharedMemoryPublication publication;
-    ASSERT_TRUE(publication.Publish(kName, Bytes(1)));
+    ASSERT_TRUE(publication.Publish(kSection, Bytes(1)));
     const std::string folder = scope.Folder().Path();
     ASSERT_EQ(chmod(folder.c_str(), 0755), 0);
-    ASSERT_EQ(chown((folder + "/" + kFile).c_str(), test.section, 0), 0);
+    ASSERT_EQ(chown((folder + "/" + kSectionFile).c_str(), test.section, 0), 0);
     ASSERT_EQ(chown(folder.c_str(), test.folder, 0), 0);
     KxTrust_RefuseOwnUser(test.refused);
     {
@@ -145,7 +145,7 @@ TEST(SharedMemoryPosix, TheOwnUserIsBelievedInItsOwnFolderAndNowhereElse) {
 
 TEST(SharedMemoryPosix, WhatIsNoFileIsNoSection) {
   const CkxRuntimeFolderScope scope;
-  const std::filesystem::path file = scope.Folder().Path() / kFile;
+  const std::filesystem::path file = scope.Folder().Path() / kSectionFile;
   scope.Folder().Write("elsewhere", "x");
   std::filesystem::create_symlink("elsewhere", file);
   EXPECT_EQ(OpenError(), kKxErrorGenFailure) << "a link";

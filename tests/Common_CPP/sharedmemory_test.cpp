@@ -8,7 +8,7 @@
 
 namespace {
 
-std::span<const unsigned char> AsBytes(const std::string& text) {
+std::span<const unsigned char> ContentBytes(const std::string& text) {
   return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
 }
 
@@ -31,7 +31,7 @@ TEST(SharedMemory, APublishedSectionIsReadUntilItIsRemoved) {
   for (const std::string& content : {std::string("a few bytes"), large, std::string()}) {
     EXPECT_EQ(ContentOf(name), "error 2") << "not yet";
     CkxSharedMemoryPublication publication;
-    ASSERT_TRUE(publication.Publish(name, AsBytes(content)));
+    ASSERT_TRUE(publication.Publish(name, ContentBytes(content)));
     EXPECT_TRUE(ContentOf(name) == content);
     publication.Remove();
     EXPECT_EQ(ContentOf(name), "error 2") << "no more";
@@ -44,12 +44,12 @@ TEST(SharedMemory, PublishingAgainReplacesAndAnotherNameTakesTheEarlierAway) {
   const KxWString name = scope.Name(KXW("Index"));
   CkxSharedMemoryPublication first;
   CkxSharedMemoryPublication second;
-  ASSERT_TRUE(first.Publish(name, AsBytes("the first and longer")));
-  ASSERT_TRUE(first.Publish(name, AsBytes("the second")));
+  ASSERT_TRUE(first.Publish(name, ContentBytes("the first and longer")));
+  ASSERT_TRUE(first.Publish(name, ContentBytes("the second")));
   EXPECT_EQ(ContentOf(name), "the second");
-  ASSERT_TRUE(second.Publish(name, AsBytes("another's")));
+  ASSERT_TRUE(second.Publish(name, ContentBytes("another's")));
   EXPECT_EQ(ContentOf(name), "another's");
-  ASSERT_TRUE(second.Publish(scope.Name(KXW("Other")), AsBytes("elsewhere")));
+  ASSERT_TRUE(second.Publish(scope.Name(KXW("Other")), ContentBytes("elsewhere")));
   first.Remove();
   EXPECT_EQ(ContentOf(name), "error 2");
   EXPECT_EQ(ContentOf(scope.Name(KXW("Other"))), "elsewhere");
@@ -59,7 +59,7 @@ TEST(SharedMemory, OwnersMoveAndAViewOutlivesTheName) {
   const CkxRuntimeFolderScope scope;
   const KxWString name = scope.Name(KXW("Section"));
   CkxSharedMemoryPublication made;
-  ASSERT_TRUE(made.Publish(name, AsBytes("moved")));
+  ASSERT_TRUE(made.Publish(name, ContentBytes("moved")));
   CkxSharedMemoryPublication publication = std::move(made);
   CkxSharedMemoryView opened;
   ASSERT_TRUE(opened.Open(name));
@@ -82,7 +82,7 @@ TEST(SharedMemory, NamesStayApart) {
                              KXW("%00"), KXW(" "),    KXW("\u4e2d"), KXW("\xD83D\xDE00"), KXW("a\nb"),  KXW("~")};
   std::vector<CkxSharedMemoryPublication> publications(std::size(names));
   for (size_t i = 0; i < std::size(names); ++i) {
-    ASSERT_TRUE(publications[i].Publish(scope.Name(names[i]), AsBytes("content " + std::to_string(i)))) << i;
+    ASSERT_TRUE(publications[i].Publish(scope.Name(names[i]), ContentBytes("content " + std::to_string(i)))) << i;
   }
   for (size_t i = 0; i < std::size(names); ++i) {
     EXPECT_EQ(ContentOf(scope.Name(names[i])), "content " + std::to_string(i));
@@ -93,11 +93,11 @@ TEST(SharedMemory, ANameThatIsNone) {
   const CkxRuntimeFolderScope scope;
   const KxWString cut = scope.Name(KXW("Section")) + WCHAR{0} + KXW("x");
   CkxSharedMemoryPublication real;
-  ASSERT_TRUE(real.Publish(scope.Name(KXW("Section")), AsBytes("real")));
+  ASSERT_TRUE(real.Publish(scope.Name(KXW("Section")), ContentBytes("real")));
   for (const CkxTextView name : {CkxTextView(), CkxTextView(KXW("")), CkxTextView(cut)}) {
     CkxSharedMemoryPublication publication;
     CkxSharedMemoryView view;
-    EXPECT_FALSE(publication.Publish(name, AsBytes("other")));
+    EXPECT_FALSE(publication.Publish(name, ContentBytes("other")));
     KxLastError_Set(kKxErrorSuccess);
     EXPECT_FALSE(view.Open(name));
     EXPECT_NE(KxLastError_Get(), kKxErrorSuccess);

@@ -45,14 +45,14 @@ std::string Policy(int id, const std::string& name, const std::string& targets) 
 }
 std::string App(const std::string& name) { return R"({"type": "executable", "fileName": ")" + name + "\"}"; }
 
-const std::string kTool = R"({"id":"t","kind":"file","path":"C:\\Tools\\TOOL.exe"})";
+const std::string kToolLine = R"({"id":"t","kind":"file","path":"C:\\Tools\\TOOL.exe"})";
 
 TEST(Eval, ReadsAnyBytesLineByLine) {
   const Image image(R"({"policies": [)" + Policy(1, "P", App("*")) + "]}");
-  const std::string stream = "\xEF\xBB\xBF" + kTool + "\r\n\r\n" +                                       // a mark
+  const std::string stream = "\xEF\xBB\xBF" + kToolLine + "\r\n\r\n" +                                   // a mark
                              "{\"id\":7,\"kind\":\"\xFF\"}\n" +                                          // not UTF-8
                              "{\"id\":" + std::string(100000, '[') + std::string(100000, ']') + "}\n" +  // nested
-                             std::string(CkxLineReader::kMaxLineBytes + 1, ' ') + "\n" + kTool;
+                             std::string(CkxLineReader::kMaxLineBytes + 1, ' ') + "\n" + kToolLine;
   std::istringstream answers(image.Eval({"--targets", "-", "--format", "json"}, stream));
   for (const char* const answer :
        {"{\"id\":\"t\",\"matched\":true,", "{\"id\":null,\"error\":\"",
@@ -72,19 +72,20 @@ TEST(Eval, ExplainsWithinBounds) {
   const std::vector<std::string> explain = {"--target", "-", "--format", "json", "--explain"};
   const Image many(R"({"policies": [)" + Policy(2, "Not this", App("no")) + "," + large + "]}");
   many.RepeatTheFirstPolicy(20'000);
-  const auto answer = nlohmann::json::parse(many.Eval(explain, kTool));
+  const auto answer = nlohmann::json::parse(many.Eval(explain, kToolLine));
   EXPECT_EQ(answer["policyId"], 1);
   EXPECT_EQ(answer["explain"].size(), 10'001u) << "the first ones, and the one that applies";
   EXPECT_EQ(answer["explainLeftOut"], 10'000);
   EXPECT_EQ(answer["explain"].back()["targets"].back()["outcome"], "matched");
 
   const Image image(R"({"policies": [)" + large + "]}");
-  const auto policy = nlohmann::json::parse(image.Eval(explain, kTool))["explain"][0];
+  const auto policy = nlohmann::json::parse(image.Eval(explain, kToolLine))["explain"][0];
   EXPECT_EQ(policy["targets"].size(), 501u);
   EXPECT_EQ(policy["leftOut"], kTargets - 500);
   const std::string expected = policy["targets"][0]["failed"]["expected"];
   EXPECT_THAT(expected, testing::EndsWith("xx... (4007 more)"));
-  EXPECT_THAT(image.Eval({"--target", "-", "--explain"}, kTool), HasSubstr("        200 more targets are left out\n"));
+  EXPECT_THAT(image.Eval({"--target", "-", "--explain"}, kToolLine),
+              HasSubstr("        200 more targets are left out\n"));
 }
 
 TEST(Printing, NeverRepeatsHostileTextRaw) {

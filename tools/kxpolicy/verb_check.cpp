@@ -17,7 +17,7 @@ namespace {
 
 using nlohmann::ordered_json;
 
-struct Options {
+struct CheckOptions {
   std::vector<std::string> inputs;
   std::string format = "text";
 };
@@ -138,7 +138,7 @@ void CheckDocuments(const std::vector<std::string>& paths, std::istream& standar
   }
 }
 
-EkxExit Run(const Options& options, SkxStreams& streams) {
+EkxExit Check(const CheckOptions& options, SkxStreams& streams) {
   Report report(streams.out, options.format == "json");
   if (std::none_of(options.inputs.begin(), options.inputs.end(), IsFolder)) {
     CheckDocuments(options.inputs, streams.in, report);
@@ -153,12 +153,12 @@ EkxExit Run(const Options& options, SkxStreams& streams) {
 }  // namespace
 
 KxVerbAction KxVerb_Check(const CkxVerbOptions& verb) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<CheckOptions>();
   verb.Add("input", options->inputs,
            "Folder of a compiled image, or policy documents, which make one together; - for standard input")
       .Required();
   verb.Add("--format", options->format, "text: a line a finding, then their sum; json: an object a finding")
       .OneOf({"text", "json"});
   verb.Footer("Exits with 1 when there is an error; warnings alone are 0.\nExample: kxpolicy check policies.jsonc");
-  return [options](SkxStreams& streams) { return Run(*options, streams); };
+  return [options](SkxStreams& streams) { return Check(*options, streams); };
 }

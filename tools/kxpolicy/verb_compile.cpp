@@ -12,7 +12,7 @@
 
 namespace {
 
-struct Options {
+struct CompileOptions {
   std::vector<std::string> documents;
   std::string folder;
 };
@@ -27,7 +27,7 @@ void WarnOfNames(const SkxPublication& publication, std::ostream& err) {
   }
 }
 
-EkxExit Run(const Options& options, SkxStreams& streams) {
+EkxExit Compile(const CompileOptions& options, SkxStreams& streams) {
   std::vector<SkxDocumentText> documents;
   for (const std::string& path : options.documents) {
     CkxInput input(path, streams.in);
@@ -57,10 +57,10 @@ EkxExit Run(const Options& options, SkxStreams& streams) {
 }  // namespace
 
 KxVerbAction KxVerb_Compile(const CkxVerbOptions& verb) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<CompileOptions>();
   verb.Add("documents", options->documents, "Policy documents, which make one image together; - for standard input")
       .Required();
   verb.Add("-o,--output", options->folder, "Folder of the image, which is written whole or not at all").Required();
   verb.Footer("Example: kxpolicy compile policies.jsonc -o build/image");
-  return [options](SkxStreams& streams) { return Run(*options, streams); };
+  return [options](SkxStreams& streams) { return Compile(*options, streams); };
 }

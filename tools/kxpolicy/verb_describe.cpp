@@ -10,7 +10,7 @@
 
 namespace {
 
-struct Options {
+struct DescribeOptions {
   std::vector<std::string> files;
   std::optional<uint32_t> pid;
   SkxTrustOptions trust;
@@ -29,7 +29,7 @@ void Write(const CkxTargetInfoPtr& target, const Id& id, const std::string& name
   if (!streams.out || streams.outIsTerminal) KxTool_RequireOutput(streams);
 }
 
-EkxExit Run(const Options& options, SkxStreams& streams) {
+EkxExit Describe(const DescribeOptions& options, SkxStreams& streams) {
   const CkxTrustInput trust(options.trust);
   for (const std::string& file : options.files) Write(KxLive_File(file, nullptr), file, file, streams);
   if (options.pid) {
@@ -41,7 +41,7 @@ EkxExit Run(const Options& options, SkxStreams& streams) {
 }  // namespace
 
 KxVerbAction KxVerb_Describe(const CkxVerbOptions& verb) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<DescribeOptions>();
   const CkxVerbOptions what = verb.AddChoice("target", "What to describe");
   what.Add("file", options->files, "Files on this machine");
   what.Add("--pid", options->pid, "A process on this machine, by its number");
@@ -49,5 +49,5 @@ KxVerbAction KxVerb_Describe(const CkxVerbOptions& verb) {
   verb.Footer(
       "Example: kxpolicy describe setup.exe | kxpolicy eval build/image --targets -\n"
       "Command lines are written as they are: who gives a description away gives them away.");
-  return [options](SkxStreams& streams) { return Run(*options, streams); };
+  return [options](SkxStreams& streams) { return Describe(*options, streams); };
 }

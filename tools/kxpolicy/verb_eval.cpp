@@ -14,7 +14,7 @@
 
 namespace {
 
-struct Options {
+struct EvalOptions {
   std::string image;
   std::vector<std::string> files;
   std::optional<uint32_t> pid;
@@ -29,7 +29,7 @@ struct Options {
 /// Writes answers in the order asked, in the format asked for.
 class Answers {
  public:
-  Answers(const Options& options, SkxStreams& streams)
+  Answers(const EvalOptions& options, SkxStreams& streams)
       : _json(options.format == "json"), _isLive(options.image.empty()), _streams(streams) {}
 
   /// `nameOf()` is how a person calls the target; only the table asks for it.
@@ -100,7 +100,8 @@ std::string NameOf(const CkxTargetDocument& document) {
   return id.is_null() && file != nullptr ? KxText_ToUtf8(file->GetPath()) : document.IdJson();
 }
 
-EkxExit EvalStream(const Options& options, const std::optional<CkxSid>& user, Answers& answers, SkxStreams& streams) {
+EkxExit EvalStream(const EvalOptions& options, const std::optional<CkxSid>& user, Answers& answers,
+                   SkxStreams& streams) {
   CkxInput input(options.targets, streams.in);
   CkxLineReader lines(input.Stream());
   EkxExit code = EkxExit::Done;
@@ -118,7 +119,8 @@ EkxExit EvalStream(const Options& options, const std::optional<CkxSid>& user, An
   return code;
 }
 
-EkxExit EvalDocument(const Options& options, const std::optional<CkxSid>& user, Answers& answers, SkxStreams& streams) {
+EkxExit EvalDocument(const EvalOptions& options, const std::optional<CkxSid>& user, Answers& answers,
+                     SkxStreams& streams) {
   CkxInput input(options.target, streams.in);
   try {
     const CkxTargetDocument document = CkxTargetDocument::Parse(input.ReadAll(), user);
@@ -129,7 +131,7 @@ EkxExit EvalDocument(const Options& options, const std::optional<CkxSid>& user, 
   return EkxExit::Done;
 }
 
-EkxExit EvalFiles(const Options& options, void* token, Answers& answers) {
+EkxExit EvalFiles(const EvalOptions& options, void* token, Answers& answers) {
   for (const std::string& file : options.files) {
     SkxDecision decision = KxDecision_Of(*KxLive_File(file, token), options.explain);
     decision.idJson = nlohmann::json(file).dump();
@@ -138,7 +140,7 @@ EkxExit EvalFiles(const Options& options, void* token, Answers& answers) {
   return EkxExit::Done;
 }
 
-EkxExit EvalProcess(const Options& options, void* token, Answers& answers) {
+EkxExit EvalProcess(const EvalOptions& options, void* token, Answers& answers) {
   const CkxTargetInfoPtr process = KxLive_Process(*options.pid, token);
   SkxDecision decision = KxDecision_Of(*process, options.explain);
   decision.idJson = std::to_string(*options.pid);
@@ -146,14 +148,14 @@ EkxExit EvalProcess(const Options& options, void* token, Answers& answers) {
   return EkxExit::Done;
 }
 
-EkxExit EvalLive(const Options& options, const std::optional<CkxSid>& user, Answers& answers) {
+EkxExit EvalLive(const EvalOptions& options, const std::optional<CkxSid>& user, Answers& answers) {
   std::optional<CkxAccessToken> token;
   if (user) token.emplace(*user, std::vector<CkxSid>{}, false);
   void* const handle = token ? token->Handle() : nullptr;
   return options.pid ? EvalProcess(options, handle, answers) : EvalFiles(options, handle, answers);
 }
 
-EkxExit Run(const Options& options, SkxStreams& streams) {
+EkxExit Eval(const EvalOptions& options, SkxStreams& streams) {
   std::optional<CkxSid> user;
   if (!options.user.empty()) {
     user = CkxSid::FromUtf8(options.user);
@@ -176,7 +178,7 @@ EkxExit Run(const Options& options, SkxStreams& streams) {
 }  // namespace
 
 KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<EvalOptions>();
   verb.Add("image", options->image, "Folder of a compiled image; without it the policies in force on this machine");
   const CkxVerbOptions what = verb.AddChoice("target", "What to evaluate");
   what.Add("--file", options->files, "A file on this machine; may be given several times").OneValueEach();
@@ -188,5 +190,5 @@ KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb) {
   verb.AddFlag("--explain", options->explain, "Also say which policies were looked at and why each did not apply");
   verb.Add("--format", options->format, "text (a table) or json (one object a line)").OneOf({"text", "json"});
   verb.Footer("Example: kxpolicy eval build/image --file setup.exe --explain");
-  return [options](SkxStreams& streams) { return Run(*options, streams); };
+  return [options](SkxStreams& streams) { return Eval(*options, streams); };
 }

@@ -8,12 +8,12 @@
 
 namespace {
 
-struct Options {
+struct PublishOptions {
   std::string image;
   bool mayBeEmpty = false;
 };
 
-EkxExit Publish(const Options& options, SkxStreams& streams) {
+EkxExit Publish(const PublishOptions& options, SkxStreams& streams) {
   const SkxPublishableImage publishable = KxImage_LoadToPublish(options.image, options.mayBeEmpty);
   CkxStop stop(streams);
   CkxPolicyPublication publication;
@@ -39,7 +39,7 @@ EkxExit Unpublish() {
 }  // namespace
 
 KxVerbAction KxVerb_Publish(const CkxVerbOptions& verb) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<PublishOptions>();
   verb.Add("image", options->image, "Folder of a compiled image").Required();
   verb.AddFlag("--empty", options->mayBeEmpty, "Also an image without policies, with which nothing applies any more");
   return [options](SkxStreams& streams) { return Publish(*options, streams); };

@@ -17,7 +17,7 @@ namespace {
 using nlohmann::ordered_json;
 using Bytes = std::span<const unsigned char>;
 
-struct Options {
+struct RecordOptions {
   std::string type;
   std::string hex;
 };
@@ -115,7 +115,7 @@ std::string WithoutBlanks(std::string text) {
   return text;
 }
 
-EkxExit Run(const Options& options, SkxStreams& streams) {
+EkxExit Record(const RecordOptions& options, SkxStreams& streams) {
   const Layout& layout = LayoutNamed(options.type);
   const std::string text = options.hex == "-" ? CkxInput("-", streams.in).ReadAll() : options.hex;
   const std::optional<std::vector<unsigned char>> bytes = KxHex_ToBytes(WithoutBlanks(text));
@@ -131,10 +131,10 @@ EkxExit Run(const Options& options, SkxStreams& streams) {
 }  // namespace
 
 KxVerbAction KxVerb_Record(const CkxVerbOptions& verb) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<RecordOptions>();
   std::string types;
   for (const Layout& layout : kLayouts) types += (types.empty() ? "" : ", ") + std::string(layout.name);
   verb.Add("type", options->type, types).Required();
   verb.Add("hex", options->hex, "The record's bytes in hexadecimal, - for standard input").Required();
-  return [options](SkxStreams& streams) { return Run(*options, streams); };
+  return [options](SkxStreams& streams) { return Record(*options, streams); };
 }

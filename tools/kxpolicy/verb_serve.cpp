@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 constexpr uint32_t kLookMilliseconds = 200;
 constexpr unsigned kLooksToRetry = 25;  // at an image that could not be used, though it has not changed since
 
-struct Options {
+struct ServeOptions {
   std::string image;
   bool mayBeEmpty = false;
   bool verbose = false;
@@ -80,7 +80,7 @@ class FolderState {
 
 class Agent {
  public:
-  Agent(const Options& options, SkxStreams& streams)
+  Agent(const ServeOptions& options, SkxStreams& streams)
       : _options(options), _log(streams, options.verbose), _service([this](const auto& line) { _log.Event(line); }) {}
 
   void Start() {
@@ -149,7 +149,7 @@ class Agent {
     _log.State(publishable.line);
   }
 
-  const Options _options;
+  const ServeOptions _options;
   Log _log;
   CkxPolicyPublication _publication;
   CkxAgentService _service;
@@ -159,7 +159,7 @@ class Agent {
   std::string _fault;  // that was told last
 };
 
-EkxExit Run(const Options& options, SkxStreams& streams) {
+EkxExit Serve(const ServeOptions& options, SkxStreams& streams) {
   CkxStop stop(streams);
   streams.outMayClose = true;
   Agent agent(options, streams);
@@ -172,10 +172,10 @@ EkxExit Run(const Options& options, SkxStreams& streams) {
 }  // namespace
 
 KxVerbAction KxVerb_Serve(const CkxVerbOptions& verb) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<ServeOptions>();
   verb.Add("image", options->image, "Folder of a compiled image").Required();
   verb.AddFlag("--empty", options->mayBeEmpty, "Also an image without policies, with which nothing applies any more");
   verb.AddFlag("--verbose", options->verbose, "One line for each request");
   verb.Footer("Runs until it is interrupted. The image may be compiled again meanwhile.");
-  return [options](SkxStreams& streams) { return Run(*options, streams); };
+  return [options](SkxStreams& streams) { return Serve(*options, streams); };
 }

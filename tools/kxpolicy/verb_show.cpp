@@ -9,7 +9,7 @@
 
 namespace {
 
-struct Options {
+struct ShowOptions {
   std::string image;
   std::optional<uint32_t> policy;
   std::string format = "text";
@@ -30,7 +30,7 @@ void ForEachRecord(const std::optional<SkxPolicyImage::Bytes>& section, const Sk
 }
 
 /// Returns how many policies were shown.
-size_t ShowPolicies(const SkxPolicyImage& image, const Options& options, IkxShowFormat& format) {
+size_t ShowPolicies(const SkxPolicyImage& image, const ShowOptions& options, IkxShowFormat& format) {
   size_t shown = 0;
   ForEachRecord(image.policies, kKxPolicyRecord, options.image, "policies.sec", format.faults,
                 [&](const SkxShownRecord& record) {
@@ -42,7 +42,7 @@ size_t ShowPolicies(const SkxPolicyImage& image, const Options& options, IkxShow
   return shown;
 }
 
-void ShowGroups(const SkxPolicyImage& image, const Options& options, IkxShowFormat& format) {
+void ShowGroups(const SkxPolicyImage& image, const ShowOptions& options, IkxShowFormat& format) {
   ForEachRecord(image.appGroups, kKxAppGroupRecord, options.image, "appgroups.sec", format.faults,
                 [&](const SkxShownRecord& record) {
                   const auto& header = record.As<SkxAppGroupBufHeader>();
@@ -50,7 +50,7 @@ void ShowGroups(const SkxPolicyImage& image, const Options& options, IkxShowForm
                 });
 }
 
-void ShowAlerts(const SkxPolicyImage& image, const Options& options, IkxShowFormat& format) {
+void ShowAlerts(const SkxPolicyImage& image, const ShowOptions& options, IkxShowFormat& format) {
   ForEachRecord(
       image.alerts, kKxAlertRecord, options.image, "alerts.sec", format.faults, [&](const SkxShownRecord& record) {
         const auto& header = record.As<SkxAlertBufHeader>();
@@ -58,12 +58,12 @@ void ShowAlerts(const SkxPolicyImage& image, const Options& options, IkxShowForm
       });
 }
 
-std::unique_ptr<IkxShowFormat> FormatOf(const Options& options, std::ostream& out) {
+std::unique_ptr<IkxShowFormat> FormatOf(const ShowOptions& options, std::ostream& out) {
   if (options.format == "text") return KxShow_TextFormat(out);
   return KxShow_JsonFormat(out, options.image, options.policy.has_value());
 }
 
-EkxExit Run(Options options, SkxStreams& streams) {
+EkxExit Show(ShowOptions options, SkxStreams& streams) {
   const bool isLive = options.image.empty();
   const SkxPolicyImage image = isLive ? KxImage_LoadLive() : KxImage_Load(options.image);
   if (isLive) options.image = "live";  // as fault lines name it
@@ -86,9 +86,9 @@ EkxExit Run(Options options, SkxStreams& streams) {
 }  // namespace
 
 KxVerbAction KxVerb_Show(const CkxVerbOptions& verb) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<ShowOptions>();
   verb.Add("image", options->image, "Folder of a compiled image; without it the policies in force on this machine");
   verb.Add("--policy", options->policy, "Only the policy of this id");
   verb.Add("--format", options->format, "text, or json: a policy document that compiles back").OneOf({"text", "json"});
-  return [options](SkxStreams& streams) { return Run(*options, streams); };
+  return [options](SkxStreams& streams) { return Show(*options, streams); };
 }

@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr const char* kAround = R"({
+constexpr const char* kAroundRecord = R"({
     "policies": [{"id": 7, "name": "P", "action": "block", "order": 1234605616436508552, "gpId": "G1", "guiType": 3,
      "reportUsageState": 2695938256, "alerts": [{"trigger": 26, "type": 2, "id": "{00000009-0000-0000-0000-000000000009}"}]}],
     "applicationGroups": [{"name": "A", "id": "{00000001-0000-0000-0000-000000000001}"},
@@ -13,7 +13,7 @@ constexpr const char* kAround = R"({
 TEST(RecordWriter, RecordsAreTheBytesThatAreWrittenByHand) {
   KxTest_ForRows<std::string, nlohmann::json, SkxPolicyImage::Bytes>(
       "records/golden.txt", [](auto& place, auto& part, auto& bytes) {
-        const SkxPolicyImage image = KxTest_Compile(KxTest_WithPart(kAround, place, part));
+        const SkxPolicyImage image = KxTest_Compile(KxTest_WithPart(kAroundRecord, place, part));
         const auto section = place.starts_with("/policies") ? image.policies
                              : place.starts_with("/alerts") ? image.alerts
                                                             : image.appGroups;

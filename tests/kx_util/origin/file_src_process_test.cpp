@@ -40,7 +40,7 @@ CkxFileSrcProcess Remembered(const json& document) {
   return CkxFileSrcProcess(facts);
 }
 
-json Policy(uint32_t id, const char* action, const json& targets) {
+json PolicyDocument(uint32_t id, const char* action, const json& targets) {
   return {{"id", id}, {"name", "Tools"}, {"action", action}, {"targets", targets}};
 }
 
@@ -48,7 +48,7 @@ void ExpectDistributor(const json& sheet, const json& name, const std::vector<st
   const json targets = sheet.value("targets", json::array({sheet.value("target", json())}));
   const json groups = sheet.value("applicationGroups", json::array());
   const CkxImageSource source(KxTest_Compile(
-      json({{"policies", {Policy(1, "softwareDistributor", targets)}}, {"applicationGroups", groups}}).dump()));
+      json({{"policies", {PolicyDocument(1, "softwareDistributor", targets)}}, {"applicationGroups", groups}}).dump()));
   const CkxPolicySourceScope scope(source);
   const CkxRecordedMachine drives({}, EkxDriveType::Fixed);
   const CkxMachineFactsScope machine(drives);
@@ -87,7 +87,7 @@ TEST(FileSrcProcess, AnswersAsTheProcessDidThatItRemembers) {
       if ((subset >> i & 1) != 0) target.update(properties[i]);
     }
     const json targets = json::array({target});
-    const json policies = {Policy(1, "block", targets), Policy(2, "softwareDistributor", targets)};
+    const json policies = {PolicyDocument(1, "block", targets), PolicyDocument(2, "softwareDistributor", targets)};
     const CkxImageSource source(KxTest_Compile(json({{"policies", policies}}).dump()));
     const CkxPolicySourceScope scope(source);
     for (const json& change : rows[2].Fields()) {

@@ -21,9 +21,9 @@ namespace {
 using nlohmann::json;
 
 /// What an object that was read says of itself, as often as it is asked; empty when nothing could be read.
-using Object = std::function<std::string()>;
+using AnyObject = std::function<std::string()>;
 
-Object ReadPolicy(const CkxExactBytes& bytes, bool copy) {
+AnyObject ReadPolicy(const CkxExactBytes& bytes, bool copy) {
   const std::shared_ptr<CkxShBufPolicy> policy = KxTest_ReadPolicy(bytes, copy);
   if (policy == nullptr) return nullptr;
   return [policy] {
@@ -40,7 +40,7 @@ Object ReadPolicy(const CkxExactBytes& bytes, bool copy) {
   };
 }
 
-Object ReadGroup(const CkxExactBytes& bytes, bool copy) {
+AnyObject ReadGroup(const CkxExactBytes& bytes, bool copy) {
   const std::shared_ptr<CkxShBufAppGroup> group =
       CkxShBufAppGroupPtr(CkxShBufAppGroup::AppGroupFromBuffer(bytes.As<SkxAppGroupBufHeader>(), copy));
   if (group == nullptr) return nullptr;
@@ -56,7 +56,7 @@ Object ReadGroup(const CkxExactBytes& bytes, bool copy) {
   };
 }
 
-Object ReadAlert(const CkxExactBytes& bytes, bool copy) {
+AnyObject AlertObject(const CkxExactBytes& bytes, bool copy) {
   const std::shared_ptr<CkxShBufCustGuiBase> alert =
       CkxShBufCustGuiPtr(CkxShBufCustGuiBase::CustGuiFromBuffer(bytes.As<SkxAlertBufHeader>(), copy));
   if (alert == nullptr) return nullptr;
@@ -70,16 +70,16 @@ Object ReadAlert(const CkxExactBytes& bytes, bool copy) {
   };
 }
 
-struct Record {
+struct AnyRecord {
   std::string name;
   KxBytes bytes;
-  Object (*read)(const CkxExactBytes& bytes, bool copy);
+  AnyObject (*read)(const CkxExactBytes& bytes, bool copy);
   size_t slack;  // of an obfuscated text that ends it, up to four bytes may not be there
 };
 
-void AddSection(std::vector<Record>& records, const std::string& name,
+void AddSection(std::vector<AnyRecord>& records, const std::string& name,
                 const std::optional<SkxPolicyImage::Bytes>& bytes, const SkxRecordKind& kind,
-                Object (*read)(const CkxExactBytes&, bool), size_t slack) {
+                AnyObject (*read)(const CkxExactBytes&, bool), size_t slack) {
   CkxSectionRecords section(kind, {bytes->data(), bytes->size()});
   while (const unsigned char* const record = section.Next()) {
     uint32_t size = 0;
@@ -91,10 +91,10 @@ void AddSection(std::vector<Record>& records, const std::string& name,
 const std::set<std::string> kEndObfuscated = {"executable", "com", "registryKey", "service"};
 
 /// Of the document's policies, the one with a target of every type once for each of them.
-std::vector<Record> Records() {
+std::vector<AnyRecord> Records() {
   std::ifstream file("tests/data/every-kind.json", std::ios::binary);
   json document = json::parse(file, nullptr, true, true);
-  std::vector<Record> records;
+  std::vector<AnyRecord> records;
   const json policies = document["policies"];
   for (const json& policy : policies) {
     json one = policy;
@@ -110,7 +110,7 @@ std::vector<Record> Records() {
     }
   }
   AddSection(records, "group", KxTest_Compile(document.dump()).appGroups, kKxAppGroupRecord, ReadGroup, 0);
-  AddSection(records, "alert", KxTest_Compile(document.dump()).alerts, kKxAlertRecord, ReadAlert, 0);
+  AddSection(records, "alert", KxTest_Compile(document.dump()).alerts, kKxAlertRecord, AlertObject, 0);
   return records;
 }
 
@@ -129,7 +129,7 @@ size_t TargetOf(const KxBytes& bytes) {
 
 class EveryRecord : public testing::Test {
  protected:
-  const std::vector<Record> _records = Records();
+  const std::vector<AnyRecord> _records = Records();
 
  private:
   CkxSectionSource _empty;
@@ -139,7 +139,7 @@ class EveryRecord : public testing::Test {
 TEST_F(EveryRecord, IsOneAsAWholeAndInNoPart) {
   std::set<std::string> actions;
   std::set<std::string> types;
-  for (const Record& record : _records) {
+  for (const AnyRecord& record : _records) {
     const size_t blank = record.name.find(' ');
     if (blank == std::string::npos) continue;  // a group or an alert
     actions.insert(record.name.substr(0, blank));
@@ -147,7 +147,7 @@ TEST_F(EveryRecord, IsOneAsAWholeAndInNoPart) {
   }
   EXPECT_EQ(actions.size(), std::size(kKxPolicyKinds));
   EXPECT_EQ(types.size(), std::size(kKxTargetKinds) + 1) << "and policies without targets";
-  for (const Record& record : _records) {
+  for (const AnyRecord& record : _records) {
     SCOPED_TRACE(record.name);
     const size_t whole = record.bytes.size();
     const size_t target = TargetOf(record.bytes);
@@ -171,7 +171,7 @@ TEST_F(EveryRecord, IsOneAsAWholeAndInNoPart) {
 }
 
 TEST_F(EveryRecord, MayBeWrongInAnyByteAndACopyAnswersAsTheRecordDoes) {
-  for (const Record& record : _records) {
+  for (const AnyRecord& record : _records) {
     SCOPED_TRACE(record.name);
     size_t read = 0;
     // The policy around the targets is the same for all of them.
@@ -182,8 +182,8 @@ TEST_F(EveryRecord, MayBeWrongInAnyByteAndACopyAnswersAsTheRecordDoes) {
         if (isTargetNews && mask == 0x80u) continue;
         CkxExactBytes bytes(record.bytes);
         bytes.Data()[at] = static_cast<unsigned char>(bytes.Data()[at] ^ mask);
-        const Object inPlace = record.read(bytes, false);
-        const Object copy = record.read(bytes, true);
+        const AnyObject inPlace = record.read(bytes, false);
+        const AnyObject copy = record.read(bytes, true);
         ASSERT_EQ(inPlace == nullptr, copy == nullptr) << at;
         if (inPlace == nullptr) continue;
         ++read;
@@ -195,10 +195,10 @@ TEST_F(EveryRecord, MayBeWrongInAnyByteAndACopyAnswersAsTheRecordDoes) {
 }
 
 TEST_F(EveryRecord, IsOutlivedByACopy) {
-  for (const Record& record : _records) {
+  for (const AnyRecord& record : _records) {
     SCOPED_TRACE(record.name);
     CkxExactBytes bytes(record.bytes);
-    const Object copy = record.read(bytes, true);
+    const AnyObject copy = record.read(bytes, true);
     const std::string before = copy();
     EXPECT_EQ(record.read(bytes, false)(), before);
     std::fill_n(bytes.Data(), bytes.remaining, static_cast<unsigned char>(0xCC));
@@ -207,26 +207,26 @@ TEST_F(EveryRecord, IsOutlivedByACopy) {
 }
 
 /// A cursor goes on where the record ended, and stays where it was when there is none.
-template <class Record>
+template <class AnyRecord>
 void ExpectTaken(const KxBytes& record) {
   KxBytes more = record;
   more.push_back(0);
   CkxExactBytes bytes(more);
-  Record object;
+  AnyRecord object;
   EXPECT_TRUE(object.FromBuffer(bytes.cursor, bytes.remaining));
   EXPECT_EQ(bytes.remaining, 1u);
   EXPECT_EQ(bytes.Consumed(), record.size());
   CkxExactBytes part(record, record.size() - 1);
-  Record other;
+  AnyRecord other;
   EXPECT_FALSE(other.FromBuffer(part.cursor, part.remaining)) << "its size reaches past the end";
   const unsigned char* nothing = nullptr;
   unsigned long remaining = 100;
-  EXPECT_FALSE(Record().FromBuffer(nothing, remaining));
+  EXPECT_FALSE(AnyRecord().FromBuffer(nothing, remaining));
 }
 
 TEST_F(EveryRecord, IsTakenFromACursor) {
   const auto bytes = [this](const char* name) {
-    return std::find_if(_records.begin(), _records.end(), [&](const Record& r) { return r.name == name; })->bytes;
+    return std::find_if(_records.begin(), _records.end(), [&](const AnyRecord& r) { return r.name == name; })->bytes;
   };
   ExpectTaken<CkxShBufPolicyBlock>(bytes("block url"));
   ExpectTaken<CkxShBufAppGroup>(bytes("group"));

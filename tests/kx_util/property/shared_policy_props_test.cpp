@@ -28,7 +28,7 @@ struct MatchCase {
   std::function<bool(const CkxTargetInfoFile&)> match;
 };
 
-CkxRecordBytes List(uint32_t count) { return CkxRecordBytes().Set().U32(count); }
+CkxRecordBytes ListHead(uint32_t count) { return CkxRecordBytes().Set().U32(count); }
 
 template <class Prop>
 auto Matcher(const CkxRecordBytes& record) {
@@ -52,14 +52,14 @@ auto NameAndHash(std::u16string_view name, std::u16string_view hash, uint64_t si
 TEST(PolicyProps, MatchAgainstAFile) {
   const CkxRecordBytes unset = CkxRecordBytes().Unset();
   const MatchCase cases[] = {
-      {"an empty list of owners", false, Matcher<CkxShBufPropFileOwners>(List(0))},
-      {"an owner that is not set is anyone", true, Matcher<CkxShBufPropFileOwners>(List(1).Unset())},
-      {"the null SID is nobody", false, Matcher<CkxShBufPropFileOwners>(List(1).Set().Absent())},
-      {"an empty list of publishers", false, Publishers(List(0))},
-      {"publishers that are not set", false, Publishers(List(2).Unset(2))},
+      {"an empty list of owners", false, Matcher<CkxShBufPropFileOwners>(ListHead(0))},
+      {"an owner that is not set is anyone", true, Matcher<CkxShBufPropFileOwners>(ListHead(1).Unset())},
+      {"the null SID is nobody", false, Matcher<CkxShBufPropFileOwners>(ListHead(1).Set().Absent())},
+      {"an empty list of publishers", false, Publishers(ListHead(0))},
+      {"publishers that are not set", false, Publishers(ListHead(2).Unset(2))},
       {"a publisher that is not set", false, Matcher<CkxShBufPropPublisher>(unset)},
       {"a version field that is not set", false, Matcher<CkxShBufPropFileVerInfo>(unset)},
-      {"an empty list of version fields", true, Matcher<CkxShBufPropFileVerInfos>(List(0))},
+      {"an empty list of version fields", true, Matcher<CkxShBufPropFileVerInfos>(ListHead(0))},
       {"an installer property that is not set", false, Matcher<CkxShBufPropFileMsiInfo>(unset)},
       {"an origin that nobody recorded", false,
        Matcher<CkxShBufPropFileOrigin>(CkxRecordBytes().Set().U8(0).U32(0).Unset(6))},
@@ -87,7 +87,7 @@ TEST(PolicyProps, PublishersOfAKindThatHasNoneAreAWarning) {
   CkxTraceCapture trace;
   EXPECT_TRUE(KxTest_Read<CkxShBufPropPublishers>({0})->Match(file, false));
   EXPECT_THAT(trace.Texts(), IsEmpty());
-  EXPECT_FALSE(KxTest_Read<CkxShBufPropPublishers>(List(0).Bytes())->Match(file, false));
+  EXPECT_FALSE(KxTest_Read<CkxShBufPropPublishers>(ListHead(0).Bytes())->Match(file, false));
   EXPECT_THAT(trace.Texts(),
               ElementsAre("KXT_WARNING CkxShBufPropPublishers:  CkxShBufPropPublishers::Match. WARNING: This type of "
                           "object is not allowed for matching by publishers"));

@@ -54,7 +54,7 @@ SkxExpression Alternatives(const SkxExpression& a, const SkxExpression& b) {
           a.repeatsEmpty || b.repeatsEmpty};
 }
 
-SkxExpression Group(const SkxExpression& e) {
+SkxExpression GroupOf(const SkxExpression& e) {
   return {"{" + e.dialect + "}", "(" + e.perl + ")", e.canBeEmpty, EkxBinding::Atom, e.repeatsEmpty};
 }
 
@@ -110,7 +110,7 @@ class CkxGenerator {
 
   SkxExpression NumberedGroup(size_t depth) {
     const size_t number = _groups++;
-    SkxExpression group = Group(Expression(depth - 1));
+    SkxExpression group = GroupOf(Expression(depth - 1));
     if (!group.canBeEmpty) _closed.push_back(number);
     return group;
   }
@@ -220,7 +220,7 @@ Expressions ExpressionsOf(size_t size, const std::vector<Expressions>& bySize) {
   Expressions all;
   for (const SkxExpression& child : bySize[size - 1]) {
     for (const char* quantifier : kQuantifiers) all.push_back(Repeat(child, quantifier));
-    all.push_back(Group(child));
+    all.push_back(GroupOf(child));
     all.push_back(NotAhead(child));
   }
   for (size_t left = 1; left + 1 < size; ++left) {

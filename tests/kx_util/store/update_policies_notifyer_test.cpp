@@ -17,7 +17,7 @@ namespace {
 using testing::ElementsAre;
 
 /// Whoever starts a notifyer on it is told what the test says, in that order.
-class Script {
+class NoticeScript {
  public:
   void Tell() { Push({EkxNoticeWait::Told, 0}); }
   void Fail(uint32_t error) { Push({EkxNoticeWait::Failed, error}); }
@@ -35,7 +35,7 @@ class Script {
 
   class Waiter : public IkxNoticeWaiter {
    public:
-    explicit Waiter(Script& script) : _script(script) {}
+    explicit Waiter(NoticeScript& script) : _script(script) {}
     EkxNoticeWait Wait() override {
       std::unique_lock lock(_script._mutex);
       _script._changed.wait(lock, [&] { return _stopped || !_script._answers.empty(); });
@@ -52,7 +52,7 @@ class Script {
     }
 
    private:
-    Script& _script;
+    NoticeScript& _script;
     bool _stopped = false;
   };
 
@@ -90,7 +90,7 @@ void Unsubscribe(CkxUpdatePoliciesNotifyer& notifyer, Counter& counter) {
 }
 
 /// A call of its own is the sign that everybody before it in the list has been called.
-void TellAndWait(Script& script, Counter& last) {
+void TellAndWait(NoticeScript& script, Counter& last) {
   const int before = last.calls;
   script.Tell();
   ASSERT_TRUE(last.Reaches(before + 1));
@@ -99,7 +99,7 @@ void TellAndWait(Script& script, Counter& last) {
 TEST(UpdatePoliciesNotifyer, DropsWhatTheLibraryRemembers) {
   CkxToolsFolderCache& cache = CkxToolsFolderCache::Instance();
   cache.Save(KXW("publication"), "S-1-5-18", true);
-  Script script;
+  NoticeScript script;
   CkxUpdatePoliciesNotifyer notifyer(script.Opener());
   ASSERT_TRUE(notifyer.Start());
   EXPECT_TRUE(cache.Find(KXW("publication"), "S-1-5-18"));
@@ -130,7 +130,7 @@ TEST(UpdatePoliciesNotifyer, StartsAndStopsWithoutLosingAnything) {
 
 TEST(UpdatePoliciesNotifyer, AFailedWaitEndsTheThreadAndSaysSo) {
   const CkxTraceCapture trace;
-  Script script;
+  NoticeScript script;
   CkxUpdatePoliciesNotifyer notifyer(script.Opener());
   Counter counter;
   Subscribe(notifyer, counter);
@@ -159,7 +159,7 @@ TEST(UpdatePoliciesNotifyer, WithoutANoticeItDoesNotStart) {
 }
 
 TEST(UpdatePoliciesNotifyer, SubscribersComeAndGo) {
-  Script script;
+  NoticeScript script;
   CkxUpdatePoliciesNotifyer notifyer(script.Opener());
   Counter stays, leaves, last;
   Subscribe(notifyer, leaves);
@@ -180,7 +180,7 @@ TEST(UpdatePoliciesNotifyer, SubscribersComeAndGo) {
 }
 
 TEST(UpdatePoliciesNotifyer, CallbacksMayDoAnythingWithTheirNotifyer) {
-  Script script;
+  NoticeScript script;
   auto notifyer = std::make_unique<CkxUpdatePoliciesNotifyer>(script.Opener());
   Counter leaving, removing, removed, adding, added, last;
   for (Counter* counter : {&leaving, &removing, &removed, &adding, &last}) Subscribe(*notifyer, *counter);
@@ -220,7 +220,7 @@ TEST(UpdatePoliciesNotifyer, CallbacksMayDoAnythingWithTheirNotifyer) {
 }
 
 TEST(UpdatePoliciesNotifyer, StoppedInACallbackItCallsNobodyElse) {
-  Script script;
+  NoticeScript script;
   CkxUpdatePoliciesNotifyer notifyer(script.Opener());
   Counter stopping, after;
   stopping.action = [&] { notifyer.Stop(); };
@@ -236,7 +236,7 @@ TEST(UpdatePoliciesNotifyer, StoppedInACallbackItCallsNobodyElse) {
 /// From another thread both return only when the callback that is running has returned.
 TEST(UpdatePoliciesNotifyer, RemovalAndStopWaitForTheCallThatIsRunning) {
   for (const bool stop : {false, true}) {
-    Script script;
+    NoticeScript script;
     CkxUpdatePoliciesNotifyer notifyer(script.Opener());
     std::atomic<bool> inside = false;
     std::atomic<bool> asked = false;

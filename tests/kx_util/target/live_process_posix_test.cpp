@@ -8,7 +8,7 @@
 
 namespace {
 
-CkxTargetInfoPtr Describe(uint32_t pid) {
+CkxTargetInfoPtr DescribeJava(uint32_t pid) {
   EkxProcessLookup lookup = EkxProcessLookup::Refused;
   return CkxTargetInfoProcess::CreateFromPid(pid, lookup);
 }
@@ -18,14 +18,14 @@ TEST(LiveProcessPosix, CarriesItsArchive) {
   folder.Write("app.jar", "abc");
   std::filesystem::copy_file(std::filesystem::canonical("/bin/sh"), folder.Path() / "java");
   const CkxStoppedProgram java(folder.Text("java"), {"java", "-jar", "app.jar"}, folder.Text("."));
-  const CkxTargetInfoPtr target = Describe(java.Pid());
+  const CkxTargetInfoPtr target = DescribeJava(java.Pid());
   ASSERT_NE(target, nullptr);
   const auto& carried = dynamic_cast<const CkxTargetInfoFile&>(target->GetEffectiveTarget());
   EXPECT_EQ(KxText_ToUtf8(carried.GetPath()), KxText_ToUtf8(folder.Text("app.jar")));
   EXPECT_EQ(carried.GetFileSize(), 3);
 
   const CkxStoppedProgram other(KXW("/bin/sh"), {"java", "-jar", "app.jar"}, folder.Text("."));
-  const CkxTargetInfoPtr shell = Describe(other.Pid());
+  const CkxTargetInfoPtr shell = DescribeJava(other.Pid());
   EXPECT_EQ(&shell->GetEffectiveTarget(), shell.get()) << "only calls itself so";
 }
 
@@ -35,7 +35,7 @@ TEST(LiveProcessPosix, NothingIsSaidOfAnImageThatIsGone) {
   const CkxStoppedProgram java(folder.Text("java"), {"java", "-jar", "/app.jar"}, folder.Text("."));
   std::filesystem::remove(folder.Path() / "java");
   folder.Write("java", "another one");
-  const CkxTargetInfoPtr target = Describe(java.Pid());
+  const CkxTargetInfoPtr target = DescribeJava(java.Pid());
   ASSERT_NE(target, nullptr);
   const auto& process = dynamic_cast<const CkxTargetInfoProcess&>(*target);
   EXPECT_EQ(KxText_ToUtf8(process.GetPath()), KxText_ToUtf8(folder.Text("java")));

@@ -20,7 +20,7 @@ namespace {
 std::filesystem::path PathOf(const std::string& file) { return std::filesystem::path(KX_INSTALLER_PACKAGES) / file; }
 
 /// By name; lines are "name", the separator, "value".
-std::map<std::string, std::string> Lines(const std::filesystem::path& path, const std::string& separator) {
+std::map<std::string, std::string> LinesOf(const std::filesystem::path& path, const std::string& separator) {
   std::map<std::string, std::string> lines;
   std::ifstream in(path, std::ios::binary);
   for (std::string line; std::getline(in, line);) {
@@ -43,11 +43,11 @@ TEST(MsiPackage, SaysWhatAnotherReaderReads) {
     const std::optional<SkxMsiPackage> package = KxMsi_Read(file);
     ASSERT_TRUE(package);
     EXPECT_FALSE(package->isPatch);
-    const auto properties = Lines(PathOf(name + ".properties"), "\t");
+    const auto properties = LinesOf(PathOf(name + ".properties"), "\t");
     EXPECT_GE(properties.size(), name == "large" ? 1507u : 6u);
     for (const auto& [property, value] : properties) EXPECT_EQ(Property(*package, property), value);
 
-    auto summary = Lines(PathOf(name + ".summary"), ": ");
+    auto summary = LinesOf(PathOf(name + ".summary"), ": ");
     for (const char* property : {"Title", "Subject", "Author", "Keywords", "Comments", "Template"}) {
       EXPECT_EQ(Property(*package, std::string("Summary.") + property), summary[property]);
     }

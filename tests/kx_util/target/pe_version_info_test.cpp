@@ -17,7 +17,7 @@ std::optional<SkxPeVersionInfo> Read(const CkxRecordBytes& file) {
 }
 
 /// "" when there is none.
-std::string Field(const std::optional<SkxPeVersionInfo>& info, const WCHAR* name) {
+std::string FieldOf(const std::optional<SkxPeVersionInfo>& info, const WCHAR* name) {
   const KxWString* const text = info ? info->Field(name) : nullptr;
   return text != nullptr ? KxText_ToUtf8(*text) : "";
 }
@@ -29,10 +29,10 @@ TEST(PeVersionInfo, ReadsBothFormats) {
     EXPECT_TRUE(info->fileVersion.IsEqual(1, 2, 3, 4));
     EXPECT_TRUE(info->productVersion.IsEqual(5, 6, 7, 8));
     EXPECT_EQ(info->fields.size(), 3u);
-    EXPECT_EQ(Field(info, KXW("CompanyName")), "Vendor Inc.");
-    EXPECT_EQ(Field(info, KXW("filedescription")), "Tool");
-    EXPECT_EQ(Field(info, KXW("PRODUCTVERSION")), "5.6 beta");
-    EXPECT_EQ(Field(info, KXW("ProductName")), "");
+    EXPECT_EQ(FieldOf(info, KXW("CompanyName")), "Vendor Inc.");
+    EXPECT_EQ(FieldOf(info, KXW("filedescription")), "Tool");
+    EXPECT_EQ(FieldOf(info, KXW("PRODUCTVERSION")), "5.6 beta");
+    EXPECT_EQ(FieldOf(info, KXW("ProductName")), "");
   }
 }
 
@@ -61,7 +61,7 @@ TEST(PeVersionInfo, ReadsTreesOfOtherShapes) {
     const auto info = Read(KxTest_PeImage(kTestPe32Plus, KxTest_Version(0x00010002, 0x00030004, 0, 0, children)));
     ASSERT_TRUE(info);
     EXPECT_TRUE(info->fileVersion.IsEqual(1, 2, 3, 4));
-    EXPECT_EQ(Field(info, KXW("Name")), row.Fields()[1]);
+    EXPECT_EQ(FieldOf(info, KXW("Name")), row.Fields()[1]);
   }
 }
 
@@ -149,7 +149,7 @@ TEST(PeVersionInfo, ReadsAProgramThatWeDidNotMake) {
   if (!file.Open(KXW("/usr/share/win32/gpgv.exe"))) GTEST_SKIP() << "needs the package gpgv-win32";
   const std::optional<SkxPeVersionInfo> info = KxPe_ReadVersionInfo(file);
   ASSERT_TRUE(info);
-  EXPECT_EQ(Field(info, KXW("CompanyName")), "g10 Code GmbH");
+  EXPECT_EQ(FieldOf(info, KXW("CompanyName")), "g10 Code GmbH");
   EXPECT_EQ(SkxVersion::Parse(*info->Field(KXW("FileVersion"))).MostSignificant(), info->fileVersion.MostSignificant());
   EXPECT_FALSE(info->fileVersion.IsEmpty());
 }

@@ -24,7 +24,7 @@ enum : uint32_t {
 
 CkxRecordBytes Ascii(std::string_view text) { return CkxRecordBytes().Append(KxBytes(text.begin(), text.end())).U8(0); }
 
-CkxRecordBytes Header(uint32_t flags) {
+CkxRecordBytes LinkHeader(uint32_t flags) {
   return CkxRecordBytes().U32(76).U32(0x00021401).U32(0).U32(0xC0).U32(0x46000000).U32(flags).PadTo(76);
 }
 
@@ -94,7 +94,7 @@ CkxRecordBytes TypedBlock(std::u16string_view path) {
   return block.U32(0x314).U32(0xA0000001).Zeros(260).Plain(path).PadTo(0x314).U32(0);
 }
 
-std::string Target(const CkxRecordBytes& bytes) {
+std::string TargetOf(const CkxRecordBytes& bytes) {
   const auto shortcut = KxShortcut_Read(bytes.Bytes());
   return shortcut ? KxText_ToUtf8(shortcut->target) : "no shortcut";
 }
@@ -103,54 +103,56 @@ const std::vector<CkxRecordBytes> kWayToTool = {Computer(), Drive(), Entry(0x31,
                                                 Entry(0x32, "TOOL~1.EXE", u"T\u00F6\u00F6l.exe", 9)};
 
 TEST(Shortcut, LeadsAlongItsItems) {
-  EXPECT_EQ(Target(Header(kItems).Append(Items(kWayToTool))), "C:\\Program Files\\T\u00F6\u00F6l.exe");
-  EXPECT_EQ(Target(Header(kItems).Append(Items({Computer(), Drive()}))), "C:\\");
+  EXPECT_EQ(TargetOf(LinkHeader(kItems).Append(Items(kWayToTool))), "C:\\Program Files\\T\u00F6\u00F6l.exe");
+  EXPECT_EQ(TargetOf(LinkHeader(kItems).Append(Items({Computer(), Drive()}))), "C:\\");
   for (const unsigned version : {3u, 7u, 8u, 9u}) {
     const auto items = Items({Computer(), Drive(), Entry(0x32, "S~1", u"Long name", version)});
-    EXPECT_EQ(Target(Header(kItems).Append(items)), "C:\\Long name") << version;
+    EXPECT_EQ(TargetOf(LinkHeader(kItems).Append(items)), "C:\\Long name") << version;
   }
-  EXPECT_EQ(Target(Header(kItems).Append(Items({Computer(), Drive(), Entry(0x32, "SHORT.EXE")}))), "C:\\SHORT.EXE");
-  EXPECT_EQ(Target(Header(kItems).Append(Items({Computer()}))), "");
-  EXPECT_EQ(Target(Header(kItems).Append(Items({Drive(), Entry(0x32, "A.EXE")}))), "") << "of no computer";
-  EXPECT_EQ(Target(Header(kItems).Append(Items({Computer(), Drive(), Entry(0x71, "PANEL")}))), "") << "no file";
+  EXPECT_EQ(TargetOf(LinkHeader(kItems).Append(Items({Computer(), Drive(), Entry(0x32, "SHORT.EXE")}))),
+            "C:\\SHORT.EXE");
+  EXPECT_EQ(TargetOf(LinkHeader(kItems).Append(Items({Computer()}))), "");
+  EXPECT_EQ(TargetOf(LinkHeader(kItems).Append(Items({Drive(), Entry(0x32, "A.EXE")}))), "") << "of no computer";
+  EXPECT_EQ(TargetOf(LinkHeader(kItems).Append(Items({Computer(), Drive(), Entry(0x71, "PANEL")}))), "") << "no file";
 }
 
 TEST(Shortcut, LeadsToWhereTheFileWasFound) {
-  EXPECT_EQ(Target(Header(kInfo).Append(LocalInfo("C:\\Tools\\a.exe", ""))), "C:\\Tools\\a.exe");
-  EXPECT_EQ(Target(Header(kInfo).Append(LocalInfo("C:\\Tools", "b\\a.exe"))), "C:\\Tools\\b\\a.exe");
-  EXPECT_EQ(Target(Header(kInfo).Append(RemoteInfo("\\\\server\\share", u"", "a.exe"))), "\\\\server\\share\\a.exe");
-  EXPECT_EQ(Target(Header(kInfo).Append(RemoteInfo("\\\\s?", u"\\\\s\u00E9", "a.exe"))), "\\\\s\u00E9\\a.exe");
-  EXPECT_EQ(Target(Header(kInfo | kNoInfo).Append(LocalInfo("C:\\a.exe", ""))), "");
+  EXPECT_EQ(TargetOf(LinkHeader(kInfo).Append(LocalInfo("C:\\Tools\\a.exe", ""))), "C:\\Tools\\a.exe");
+  EXPECT_EQ(TargetOf(LinkHeader(kInfo).Append(LocalInfo("C:\\Tools", "b\\a.exe"))), "C:\\Tools\\b\\a.exe");
+  EXPECT_EQ(TargetOf(LinkHeader(kInfo).Append(RemoteInfo("\\\\server\\share", u"", "a.exe"))),
+            "\\\\server\\share\\a.exe");
+  EXPECT_EQ(TargetOf(LinkHeader(kInfo).Append(RemoteInfo("\\\\s?", u"\\\\s\u00E9", "a.exe"))), "\\\\s\u00E9\\a.exe");
+  EXPECT_EQ(TargetOf(LinkHeader(kInfo | kNoInfo).Append(LocalInfo("C:\\a.exe", ""))), "");
 }
 
 /// Of several places that say something else, the shell follows one.
 TEST(Shortcut, TheShellsOrderDecides) {
   const auto target = [](uint32_t flags) {
-    return Target(Header(flags | kWide)
-                      .Append(Items(kWayToTool))
-                      .Append(LocalInfo("C:\\info.exe", ""))
-                      .Append(TypedBlock(u"%windir%\\typed.exe")));
+    return TargetOf(LinkHeader(flags | kWide)
+                        .Append(Items(kWayToTool))
+                        .Append(LocalInfo("C:\\info.exe", ""))
+                        .Append(TypedBlock(u"%windir%\\typed.exe")));
   };
   EXPECT_EQ(target(kItems | kInfo | kTyped), "C:\\Program Files\\T\u00F6\u00F6l.exe");
   EXPECT_EQ(target(kItems | kInfo | kTyped | kTypedFirst), "%windir%\\typed.exe");
   EXPECT_EQ(target(kItems | kInfo | kTypedFirst), "C:\\Program Files\\T\u00F6\u00F6l.exe");
-  EXPECT_EQ(Target(Header(kTyped).Append(TypedBlock(u"%windir%\\typed.exe"))), "%windir%\\typed.exe");
-  const auto foreign = Header(kTyped).U32(12).U32(0xA0000009).U32(0).Append(TypedBlock(u"behind.exe"));
-  EXPECT_EQ(Target(foreign), "behind.exe");
+  EXPECT_EQ(TargetOf(LinkHeader(kTyped).Append(TypedBlock(u"%windir%\\typed.exe"))), "%windir%\\typed.exe");
+  const auto foreign = LinkHeader(kTyped).U32(12).U32(0xA0000009).U32(0).Append(TypedBlock(u"behind.exe"));
+  EXPECT_EQ(TargetOf(foreign), "behind.exe");
 }
 
 TEST(Shortcut, TextsAreCountedAndPathsEnd) {
   const auto wide = KxShortcut_Read(
-      Header(kFolder | kArguments | kWide).Append(Counted(u"C:\\")).Append(Counted(u"/x \u00E9")).Bytes());
+      LinkHeader(kFolder | kArguments | kWide).Append(Counted(u"C:\\")).Append(Counted(u"/x \u00E9")).Bytes());
   ASSERT_TRUE(wide);
   EXPECT_EQ(wide->startFolder, KXW("C:\\"));
   EXPECT_EQ(wide->arguments, KXW("/x \u00E9"));
-  CkxRecordBytes narrow = Header(kArguments);
+  CkxRecordBytes narrow = LinkHeader(kArguments);
   narrow.U16(4).U8('/').U8('x').U8(' ').U8(0xE9);
   EXPECT_EQ(KxShortcut_Read(narrow.Bytes())->arguments, KXW("/x \u00E9"));
 
   // A folder that tells more units than there can be hides the arguments from readers that believe it.
-  CkxRecordBytes hiding = Header(kFolder | kArguments | kWide).U16(900);
+  CkxRecordBytes hiding = LinkHeader(kFolder | kArguments | kWide).U16(900);
   for (int unit = 0; unit < 260; ++unit) hiding.U16(' ');
   const std::u16string longArguments(5000, u'a');
   const auto found = KxShortcut_Read(hiding.Append(Counted(longArguments)).Bytes());
@@ -160,16 +162,16 @@ TEST(Shortcut, TextsAreCountedAndPathsEnd) {
 }
 
 TEST(Shortcut, OthersAreNone) {
-  EXPECT_EQ(Target(Header(0)), "");
-  EXPECT_EQ(Target(Header(0).SetU16(0, 77)), "no shortcut");
-  EXPECT_EQ(Target(Header(0).SetU16(4, 0x1402)), "no shortcut");
-  EXPECT_EQ(Target(Header(kInfo).U32(3)), "no shortcut");
-  EXPECT_EQ(Target(Header(0).PadTo(kKxMaxShortcutBytes)), "");
-  EXPECT_EQ(Target(Header(0).PadTo(kKxMaxShortcutBytes + 1)), "no shortcut");
+  EXPECT_EQ(TargetOf(LinkHeader(0)), "");
+  EXPECT_EQ(TargetOf(LinkHeader(0).SetU16(0, 77)), "no shortcut");
+  EXPECT_EQ(TargetOf(LinkHeader(0).SetU16(4, 0x1402)), "no shortcut");
+  EXPECT_EQ(TargetOf(LinkHeader(kInfo).U32(3)), "no shortcut");
+  EXPECT_EQ(TargetOf(LinkHeader(0).PadTo(kKxMaxShortcutBytes)), "");
+  EXPECT_EQ(TargetOf(LinkHeader(0).PadTo(kKxMaxShortcutBytes + 1)), "no shortcut");
 }
 
 CkxRecordBytes WithEverything() {
-  return Header(kItems | kInfo | kFolder | kArguments | kWide)
+  return LinkHeader(kItems | kInfo | kFolder | kArguments | kWide)
       .Append(Items(kWayToTool))
       .Append(RemoteInfo("\\\\server\\share", u"\\\\server\\share", "a.exe"))
       .Append(Counted(u"C:\\"))

@@ -8,10 +8,9 @@
 #include "tests/support/data_rows.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/trace_capture.h"
+#include "tests/support/utf8.h"
 
 namespace {
-
-std::string Utf8(const WCHAR* text) { return text != nullptr ? KxText_ToUtf8(text) : "<null>"; }
 
 constexpr const char* kSha256OfAbc = "SHA256##BA7816BF8F01CFEA414140DE5DAE2223B00361A396177A9CB410FF61F20015AD";
 
@@ -23,8 +22,8 @@ TEST(TargetInfoFile, LongNamesAreNamesLikeAnyOther) {
   for (size_t size = 40; size < 70; ++size) {  // around the room that a key has on the stack
     EXPECT_EQ(file.GetVersionInfo(KxWString(size, KXW('n')).c_str()), nullptr);
   }
-  EXPECT_EQ(Utf8(file.GetVersionInfo(longName.c_str())), "long");
-  EXPECT_EQ(Utf8(file.GetVersionInfo((longName + KXW("2")).c_str())), "longer");
+  EXPECT_EQ(KxTest_Utf8(file.GetVersionInfo(longName.c_str())), "long");
+  EXPECT_EQ(KxTest_Utf8(file.GetVersionInfo((longName + KXW("2")).c_str())), "longer");
 }
 
 TEST(TargetInfoFile, TypesFollowTheExtension) {
@@ -40,12 +39,12 @@ TEST(TargetInfoFile, ALiveFileIsLookedAtOnce) {
   const CkxTargetInfoFile file(path.c_str(), nullptr);
   EXPECT_EQ(file.TargetType(), EkxPolicyTarget::Executable);
   EXPECT_EQ(file.GetFileSize(), 3);
-  EXPECT_EQ(Utf8(file.GetHashStringUsing(KXW("sha256"))), kSha256OfAbc);
-  EXPECT_EQ(Utf8(file.GetHashStringUsing(KXW("MD5"))), "MD5##900150983CD24FB0D6963F7D28E17F72");
+  EXPECT_EQ(KxTest_Utf8(file.GetHashStringUsing(KXW("sha256"))), kSha256OfAbc);
+  EXPECT_EQ(KxTest_Utf8(file.GetHashStringUsing(KXW("MD5"))), "MD5##900150983CD24FB0D6963F7D28E17F72");
   EXPECT_EQ(file.GetHashStringUsing(KXW("CRC32")), nullptr);
   CkxUtilStr both;
   EXPECT_TRUE(file.GetAlgorithmAndHashString(both));
-  EXPECT_EQ(Utf8(both.String()), kSha256OfAbc);
+  EXPECT_EQ(KxTest_Utf8(both.String()), kSha256OfAbc);
   EXPECT_GT(file.GetModificationTime(), 116444736000000000);  // 1970
   EXPECT_TRUE(file.GetOwner() != nullptr && file.GetOwner()->IsValid());
   EXPECT_NE(file.GetOwnerDomainUserName(), nullptr);
@@ -53,7 +52,7 @@ TEST(TargetInfoFile, ALiveFileIsLookedAtOnce) {
 
   folder.Write("tool.exe", "changed");
   EXPECT_EQ(file.GetFileSize(), 3);
-  EXPECT_EQ(Utf8(file.GetHashStringUsing(KXW("SHA256"))), kSha256OfAbc);
+  EXPECT_EQ(KxTest_Utf8(file.GetHashStringUsing(KXW("SHA256"))), kSha256OfAbc);
 }
 
 TEST(TargetInfoFile, OneReadOfALiveFileGivesAllHashesThatPoliciesAskFor) {
@@ -64,9 +63,9 @@ TEST(TargetInfoFile, OneReadOfALiveFileGivesAllHashesThatPoliciesAskFor) {
     EXPECT_NE(CkxTargetInfoFile(first.c_str(), nullptr).GetHashStringUsing(algorithm), nullptr);
   }
   const CkxTargetInfoFile file(second.c_str(), nullptr);
-  EXPECT_EQ(Utf8(file.GetHashStringUsing(KXW("SHA256"))), kSha256OfAbc);
+  EXPECT_EQ(KxTest_Utf8(file.GetHashStringUsing(KXW("SHA256"))), kSha256OfAbc);
   folder.Write("second", "xyz");
-  EXPECT_EQ(Utf8(file.GetHashStringUsing(KXW("MD5"))), "MD5##900150983CD24FB0D6963F7D28E17F72");
+  EXPECT_EQ(KxTest_Utf8(file.GetHashStringUsing(KXW("MD5"))), "MD5##900150983CD24FB0D6963F7D28E17F72");
 }
 
 /// What takes the place of a file is never looked at: its facts are those of the one that was opened, or none.
@@ -79,7 +78,7 @@ TEST(TargetInfoFile, AllFactsAreOfTheFileThatWasOpenedFirst) {
   folder.Write("tool.exe", "another");
   {
     const CkxEntryScope evaluation;
-    const std::string hash = Utf8(file.GetHashStringUsing(KXW("SHA256")));
+    const std::string hash = KxTest_Utf8(file.GetHashStringUsing(KXW("SHA256")));
     const bool hasFailed = KxFault_Current() == EkxEvaluationFault::TargetChanged;
     EXPECT_EQ(hash, hasFailed ? "<null>" : kSha256OfAbc) << "some systems take another name for a change of the file";
   }
@@ -137,10 +136,10 @@ TEST(TargetInfoFile, ALiveProgramTellsItsVersion) {
   const KxWString path = folder.Write("tool.exe", std::string(image.begin(), image.end()));
   const CkxTargetInfoFile file(path.c_str(), nullptr);
   EXPECT_TRUE(file.GetVersion().IsEqual(1, 2, 3, 4));
-  EXPECT_EQ(Utf8(file.GetVersionStr()), "1.2.3.4");
-  EXPECT_EQ(Utf8(file.GetVersionInfo(KXW("companyname"))), "Vendor Inc.");
-  EXPECT_EQ(Utf8(file.GetProductVersionStr()), "5.6 beta");
-  EXPECT_EQ(Utf8(file.GetEmbeddedDescription()), "Tool");
+  EXPECT_EQ(KxTest_Utf8(file.GetVersionStr()), "1.2.3.4");
+  EXPECT_EQ(KxTest_Utf8(file.GetVersionInfo(KXW("companyname"))), "Vendor Inc.");
+  EXPECT_EQ(KxTest_Utf8(file.GetProductVersionStr()), "5.6 beta");
+  EXPECT_EQ(KxTest_Utf8(file.GetEmbeddedDescription()), "Tool");
   EXPECT_EQ(file.GetProductName(), nullptr);
 }
 

@@ -17,8 +17,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-std::string Utf8(const WCHAR* text) { return text != nullptr ? KxText_ToUtf8(text) : "<null>"; }
-
 /// A kind that is nothing but the base.
 class Probe : public CkxTargetInfo {
  public:
@@ -54,8 +52,8 @@ TEST(TargetInfoCache, KeepsTheLastValueOfAnExactKey) {
   probe._SaveToCache(KXW("Key"), KXW("one"));
   probe._SaveToCache(KXW("KEY"), KXW("other"));
   probe._SaveToCache(KXW("Key"), KXW("two"));
-  EXPECT_EQ(Utf8(probe._GetFromCache(KXW("Key"))), "two");
-  EXPECT_EQ(Utf8(probe._GetFromCache(KXW("KEY"))), "other");
+  EXPECT_EQ(KxTest_Utf8(probe._GetFromCache(KXW("Key"))), "two");
+  EXPECT_EQ(KxTest_Utf8(probe._GetFromCache(KXW("KEY"))), "other");
   probe._RemoveFromCache(KXW("Key"));
   probe._RemoveFromCache(KXW("never there"));
   EXPECT_EQ(probe._GetFromCache(KXW("Key")), nullptr) << "one entry a key";
@@ -63,15 +61,16 @@ TEST(TargetInfoCache, KeepsTheLastValueOfAnExactKey) {
   const WCHAR* const kept = probe._GetFromCache(KXW("KEY"));
   for (size_t i = 1; i < 100; ++i) probe._SaveToCache(KxWString(i, KXW('k')).c_str(), KXW("x"));
   EXPECT_EQ(probe._GetFromCache(KXW("KEY")), kept) << "texts stay where they are";
-  EXPECT_EQ(Utf8(kept), "other");
+  EXPECT_EQ(KxTest_Utf8(kept), "other");
 }
 
 TEST(TargetInfoCache, WhatIsKnownIsNeverComputedAgain) {
   const Probe probe;
   int computed = 0;
   for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(Utf8(probe._Cached(KXW("there"), [&](CkxUtilStr& value) { return value = KXW("v"), ++computed != 0; })),
-              "v");
+    EXPECT_EQ(
+        KxTest_Utf8(probe._Cached(KXW("there"), [&](CkxUtilStr& value) { return value = KXW("v"), ++computed != 0; })),
+        "v");
   }
   EXPECT_EQ(computed, 1);
   for (int i = 0; i < 3; ++i) {
@@ -94,10 +93,10 @@ TEST(TargetInfo, HoldsWhatItIsGiven) {
   probe.SetDescriptionBase(own.c_str());
   own = KXW("gone");
   probe.SetDescriptionBase(probe.GetDescriptionBase());  // its own text may come back
-  EXPECT_EQ(Utf8(probe.GetDescriptionBase()), "base");
+  EXPECT_EQ(KxTest_Utf8(probe.GetDescriptionBase()), "base");
   CkxTargetInfoUacCOM named(KxTest_FileAt(KXW("C:\\a.dll")), {}, nullptr);
   named.SetDescriptionBase(probe.GetDescriptionBase());
-  EXPECT_EQ(Utf8(named.GetDescriptionForAlert()), "base (C:\\a.dll)");
+  EXPECT_EQ(KxTest_Utf8(named.GetDescriptionForAlert()), "base (C:\\a.dll)");
   probe._SaveToCache(KXW("k"), KXW("v"));
   probe._Clean();
   EXPECT_EQ(probe.GetDescriptionBase(), nullptr);
@@ -108,14 +107,14 @@ TEST(TargetInfo, DescriptionsAreMadeOnceAndMissedAloud) {
   CkxTraceCapture trace;
   const Probe named(KXW("a\tname\r\nand more"));
   EXPECT_EQ(named.GetDescriptionForAlert(), named.GetDescriptionForAlert());
-  EXPECT_EQ(Utf8(named.GetDescriptionForEvent()), "a name  and more");
+  EXPECT_EQ(KxTest_Utf8(named.GetDescriptionForEvent()), "a name  and more");
   EXPECT_EQ(named.described, 2);
   EXPECT_THAT(trace.Texts(), IsEmpty());
 
   const Probe nameless;
-  EXPECT_EQ(Utf8(nameless.GetDescriptionForAlert()), "");
-  EXPECT_EQ(Utf8(nameless.GetDescriptionForAlert()), "");
-  EXPECT_EQ(Utf8(nameless.GetDescriptionForEvent()), "");
+  EXPECT_EQ(KxTest_Utf8(nameless.GetDescriptionForAlert()), "");
+  EXPECT_EQ(KxTest_Utf8(nameless.GetDescriptionForAlert()), "");
+  EXPECT_EQ(KxTest_Utf8(nameless.GetDescriptionForEvent()), "");
   EXPECT_EQ(nameless.described, 2);
   EXPECT_THAT(trace.Texts(),
               ElementsAre("KXT_ERROR CkxTargetInfo: ERROR: Failed to retrieve KxAlertDesc. TargetType=8",
@@ -139,10 +138,10 @@ TEST(TargetInfo, ComesFromConsentData) {
     if (target == nullptr) continue;
     EXPECT_EQ(static_cast<uint32_t>(target->TargetType()), type);
     EXPECT_EQ(target->UserToken(), &token);
-    EXPECT_EQ(Utf8(target->QueryPathProvider()->GetPath()), "C:\\no\\such\\place\\x.msi");
+    EXPECT_EQ(KxTest_Utf8(target->QueryPathProvider()->GetPath()), "C:\\no\\such\\place\\x.msi");
     const auto* const process = dynamic_cast<const CkxTargetInfoProcess*>(target.get());
     ASSERT_EQ(process != nullptr, kind % 2 == 0 || kind == 5);
-    EXPECT_TRUE(process == nullptr || (process->Pid() == 4711 && Utf8(process->CommandLine()) == "x.exe /all"));
+    EXPECT_TRUE(process == nullptr || (process->Pid() == 4711 && KxTest_Utf8(process->CommandLine()) == "x.exe /all"));
   }
   std::vector<std::string> errors = trace.Texts();  // a token that is none is warned of where files are sought with it
   std::erase_if(errors, [](const std::string& line) { return !line.starts_with("KXT_ERROR"); });
@@ -157,7 +156,7 @@ TEST(TargetInfo, MappedPathsBecomeUnc) {
   const CkxMachineFactsScope scope(machine);
   KxTest_ForRows<KxWString, std::string>("path/mapped.txt", [](const auto& path, const auto& expected) {
     const WCHAR* unc = CkxTargetInfo::_MappedPathToUncStrDup(nullptr, path.c_str());
-    EXPECT_EQ(Utf8(unc), expected);
+    EXPECT_EQ(KxTest_Utf8(unc), expected);
     EXPECT_NE(unc, path.c_str());
     CkxTargetInfo::_Free(unc);
     EXPECT_EQ(unc, nullptr);

@@ -15,7 +15,7 @@ KxBytes BytesOf(const Record& record) {
   return bytes;
 }
 
-constexpr GUID kTarget = KxTest_Id(9);
+constexpr GUID kSomeTarget = KxTest_Id(9);
 
 /// The whole of a record, every field of which differs.
 CkxRecordBytes ShortInfo() {
@@ -95,7 +95,7 @@ TEST(TokenPolicyData, IsMadeOfADecision) {
   info.PolicyAction = EkxPolicyAction::Trust;
   info.OriginalPolicyAction = EkxPolicyAction::Block;
   info.TargetType = EkxPolicyTarget::Executable;
-  info.PolicyTargetId = kTarget;
+  info.PolicyTargetId = kSomeTarget;
   info.RestrictFileDlg = 1;
   const SkxTokenPolicyData token(false, 1234, info);
   EXPECT_EQ(BytesOf(token), CkxRecordBytes().U8(1).U8(4).U8(2).U8(3).U16(8).U32(1234).U32(0x04030201).Id(9).Bytes());

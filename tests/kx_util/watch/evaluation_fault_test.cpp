@@ -18,12 +18,12 @@ namespace {
 using namespace kx_test_records;
 using Ids = std::vector<uint32_t>;
 
-constexpr uint32_t kBlock = 2;
+constexpr uint32_t kBlocking = 2;
 constexpr uint32_t kElevate = 3;
 
-CkxRecordBytes App(std::u16string_view name = u"app.exe") { return Exe(1, {{kFileName, FileName(name)}}); }
+CkxRecordBytes AppRecord(std::u16string_view name = u"app.exe") { return Exe(1, {{kFileName, FileName(name)}}); }
 
-KxBytes Policy(uint32_t id, uint32_t action, const CkxRecordBytes& target = App()) {
+KxBytes PolicyOf(uint32_t id, uint32_t action, const CkxRecordBytes& target = AppRecord()) {
   return NamedPolicy(action, id, true).U32(0).U8(1).Append(List({target})).Bytes();
 }
 
@@ -114,13 +114,13 @@ bool Enumerate(const IkxPolicySource& source) {
 }
 
 TEST(EvaluationFault, HostsCanTellWhatCouldNotBeAsked) {
-  KxBytes damaged = Policy(1, kBlock);
+  KxBytes damaged = PolicyOf(1, kBlocking);
   damaged[0] ^= 1;
-  const std::map<std::string, KxBytes> records = {{"block", Policy(1, kBlock)},
-                                                  {"block another", Policy(1, kBlock, App(u"other.exe"))},
-                                                  {"block a group", Policy(1, kBlock, Link(3, 9))},
+  const std::map<std::string, KxBytes> records = {{"block", PolicyOf(1, kBlocking)},
+                                                  {"block another", PolicyOf(1, kBlocking, AppRecord(u"other.exe"))},
+                                                  {"block a group", PolicyOf(1, kBlocking, Link(3, 9))},
                                                   {"damaged", damaged},
-                                                  {"elevate", Policy(11, kElevate)}};
+                                                  {"elevate", PolicyOf(11, kElevate)}};
   const std::map<std::string, EkxSectionState> states = {{"open", EkxSectionState::Open},
                                                          {"not published", EkxSectionState::NotPublished},
                                                          {"refused", EkxSectionState::Refused}};
@@ -154,7 +154,7 @@ TEST(EvaluationFault, IdsAndSectionsAreOfOnePublication) {
     LiveSource source;
     for (const uint32_t id : {1U, 2U}) {
       LiveSource::Publication& publication = source.publications[id - 1];
-      publication.sections.Publish(EkxPolicySection::Policies, {Policy(id, kBlock), Policy(11, kElevate)});
+      publication.sections.Publish(EkxPolicySection::Policies, {PolicyOf(id, kBlocking), PolicyOf(11, kElevate)});
       publication.ids = Ids{id, 11};
     }
     source.changes = changes;
@@ -168,8 +168,8 @@ TEST(EvaluationFault, IdsAndSectionsAreOfOnePublication) {
 TEST(EvaluationFault, WorkHasALimitWhoseEndIsNoAnswer) {
   LiveSource source;
   std::vector<KxBytes> policies;
-  for (int i = 0; i < 100; ++i) policies.push_back(Policy(1, kBlock, App(u"other.exe")));
-  policies.push_back(Policy(11, kElevate));
+  for (int i = 0; i < 100; ++i) policies.push_back(PolicyOf(1, kBlocking, AppRecord(u"other.exe")));
+  policies.push_back(PolicyOf(11, kElevate));
   source.publications[0].sections.Publish(EkxPolicySection::Policies, policies);
 
   const uint64_t limit = KxUtil_WorkLimit();

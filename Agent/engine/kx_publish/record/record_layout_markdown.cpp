@@ -57,7 +57,7 @@ the same.
 - A text without its terminating NUL counts whole. Compare modes outside their tables and links to what is not there read well, and match nothing.
 )";
 
-constexpr const char* kSections = R"(
+constexpr const char* kSectionsText = R"(
 ## Sections
 
 The index section, `Global\KxPoliciesIndexSection`, has the one name that never changes. It names the sections that hold the records. A name that
@@ -68,7 +68,7 @@ constexpr const char* kDataSection = R"(
 Each section that the index names. On disk, an image has the same bytes in `policies.sec`, `appgroups.sec` and `alerts.sec`.
 )";
 
-constexpr const char* kPolicies = R"(
+constexpr const char* kPoliciesText = R"(
 ## Policies
 
 The order of the records is the order of precedence: the first policy that applies decides.
@@ -86,7 +86,7 @@ constexpr const char* kTargets = R"(
 Elements of the lists of targets of policies and groups. A target is met when all of its properties that are set are met.
 )";
 
-constexpr const char* kProperties = R"(
+constexpr const char* kPropertiesText = R"(
 ## Properties
 
 Offsets count from the flag of the property, which is at 0.
@@ -370,12 +370,12 @@ std::string Example() {
 }  // namespace
 
 std::string KxRecordLayout_Markdown() {
-  return std::string(kIntroduction) + kSections + Fields(kKxIndexLayout) + kDataSection + Fields(kKxSectionLayout) +
-         kPolicies + Fields(*kKxPolicyLayout.header) + kActions + ActionTable() + "\n### Common fields\n" +
+  return std::string(kIntroduction) + kSectionsText + Fields(kKxIndexLayout) + kDataSection + Fields(kKxSectionLayout) +
+         kPoliciesText + Fields(*kKxPolicyLayout.header) + kActions + ActionTable() + "\n### Common fields\n" +
          Fields(kKxPolicyCommonLayout, kKxPolicyLayout.headerBytes) + "\n### Targets of a policy\n" +
          Fields(kKxPolicyTargetsLayout) + "\n### Alert link\n" + Fields(kKxAlertLinkLayout) + OwnParts() +
          "\n## Application groups\n" +
          FieldTable(0).Rows(*kKxAppGroupLayout.header).Rows(*kKxAppGroupLayout.Body(0)).Text() + kTargets +
-         Fields(*kKxTargetLayout.header) + TargetTypeTable() + TargetBodies() + kProperties + PropertyTables() +
+         Fields(*kKxTargetLayout.header) + TargetTypeTable() + TargetBodies() + kPropertiesText + PropertyTables() +
          AlertText() + Example();
 }

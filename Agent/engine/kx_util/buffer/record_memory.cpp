@@ -5,7 +5,7 @@
 namespace {
 
 /// The innermost scope's arena of this thread; null: the heap.
-const CkxThreadPointer<CkxRecordArena>& Current() {
+const CkxThreadPointer<CkxRecordArena>& CurrentArena() {
   static const CkxThreadPointer<CkxRecordArena> arena;
   return arena;
 }
@@ -22,7 +22,7 @@ constexpr size_t RoundedUp(size_t bytes) { return (bytes + alignof(Prefix) - 1) 
 void* KxRecord_Allocate(size_t bytes) noexcept {
   if (bytes > SIZE_MAX / 2) return KxRecord_NotNull<void>(nullptr);
   const size_t whole = sizeof(Prefix) + RoundedUp(bytes);
-  CkxRecordArena* arena = Current().Get();
+  CkxRecordArena* arena = CurrentArena().Get();
   void* place = arena != nullptr ? arena->Take(whole) : nullptr;
   if (place == nullptr) {
     arena = nullptr;
@@ -48,4 +48,4 @@ void* CkxRecordArena::Take(size_t bytes) noexcept {
   return place;
 }
 
-CkxRecordArena::Scope::Scope(CkxRecordArena& arena) : _scope(Current(), &arena) {}
+CkxRecordArena::Scope::Scope(CkxRecordArena& arena) : _scope(CurrentArena(), &arena) {}

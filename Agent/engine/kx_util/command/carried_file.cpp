@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Agent/engine/kx_util/command/command_line.h"
+#include "Agent/engine/kx_util/command/command_unit.h"
 #include "Agent/engine/kx_util/command/script_host.h"
 #include "Agent/engine/kx_util/command/system_place.h"
 #include "Common_CPP/file/path.h"
@@ -11,9 +12,7 @@
 namespace {
 
 bool AreSame(CkxTextView a, CkxTextView b) { return KxText_Equals(a, b, false); }
-bool IsOneOf(WCHAR unit, KxWStringView units) { return units.find(unit) != KxWStringView::npos; }
-bool IsBlank(WCHAR unit) { return unit == KXW(' ') || unit == KXW('\t'); }
-bool IsSwitch(CkxTextView argument) { return !argument.IsEmpty() && IsOneOf(argument.Front(), KXW("/-")); }
+bool IsSwitch(CkxTextView argument) { return !argument.IsEmpty() && KxUnit_IsOneOf(argument.Front(), KXW("/-")); }
 
 bool HasExtension(CkxTextView path, CkxTextView extension) { return AreSame(KxPath_Extension(path), extension); }
 
@@ -32,7 +31,7 @@ bool IsFullPath(CkxTextView path) {
 bool IsFileName(CkxTextView path) {
   if (path.IsEmpty() || path.Front() == KXW('{')) return false;
   for (size_t at = 0; at < path.Size(); ++at) {
-    if (path[at] < KXW(' ') || IsOneOf(path[at], KXW("\"<>|*?"))) return false;
+    if (path[at] < KXW(' ') || KxUnit_IsOneOf(path[at], KXW("\"<>|*?"))) return false;
     if (path[at] == KXW(':') && at != 1) return false;
   }
   return true;
@@ -55,7 +54,7 @@ EkxInstallerOption InstallerOption(CkxTextView name, CkxTextView& file) {
   if (name.IsEmpty()) return EkxInstallerOption::None;
   const auto isRest = [&](KxWStringView letters) {
     for (size_t at = 1; at < name.Size(); ++at) {
-      if (!IsOneOf(name[at], letters)) return false;
+      if (!KxUnit_IsOneOf(name[at], letters)) return false;
     }
     return true;
   };
@@ -107,11 +106,12 @@ bool ReadInstaller(CkxTextView text, SkxCarriedFile& carried) {
 
 /// Takes a file off the front of `text`, as both programs read one: in quotes, or up to a blank or a comma.
 KxWString TakeFile(CkxTextView& text) {
-  while (!text.IsEmpty() && IsBlank(text.Front())) text = text.Part(1);
+  while (!text.IsEmpty() && KxUnit_IsBlank(text.Front())) text = text.Part(1);
   const bool isQuoted = !text.IsEmpty() && text.Front() == KXW('"');
   if (isQuoted) text = text.Part(1);
   size_t end = 0;
-  while (end < text.Size() && (isQuoted ? text[end] != KXW('"') : !IsBlank(text[end]) && text[end] != KXW(','))) ++end;
+  while (end < text.Size() && (isQuoted ? text[end] != KXW('"') : !KxUnit_IsBlank(text[end]) && text[end] != KXW(',')))
+    ++end;
   KxWString file = text.Part(0, end).ToString();
   text = text.Part(std::min(end + (isQuoted ? 1 : 0), text.Size()));
   return file;
@@ -119,9 +119,9 @@ KxWString TakeFile(CkxTextView& text) {
 
 /// What is between the file and the next blank, without the comma.
 CkxTextView TakeEntry(CkxTextView& text) {
-  while (!text.IsEmpty() && (IsBlank(text.Front()) || text.Front() == KXW(','))) text = text.Part(1);
+  while (!text.IsEmpty() && (KxUnit_IsBlank(text.Front()) || text.Front() == KXW(','))) text = text.Part(1);
   size_t end = 0;
-  while (end < text.Size() && !IsBlank(text[end])) ++end;
+  while (end < text.Size() && !KxUnit_IsBlank(text[end])) ++end;
   const CkxTextView entry = text.Part(0, end);
   text = text.Part(end);
   return entry;

@@ -3,19 +3,18 @@
 #include <algorithm>
 #include <utility>
 
+#include "Agent/engine/kx_util/command/command_unit.h"
 #include "Agent/engine/kx_util/command/path_unit.h"
 
 namespace {
 
-bool IsBlank(WCHAR unit) { return unit == KXW(' ') || unit == KXW('\t'); }
-
 size_t FindBlank(CkxTextView text, size_t from) {
-  while (from < text.Size() && !IsBlank(text[from])) ++from;
+  while (from < text.Size() && !KxUnit_IsBlank(text[from])) ++from;
   return from;
 }
 
 CkxTextView SkipBlanks(CkxTextView text) {
-  while (!text.IsEmpty() && IsBlank(text.Front())) text = text.Part(1);
+  while (!text.IsEmpty() && KxUnit_IsBlank(text.Front())) text = text.Part(1);
   return text;
 }
 
@@ -87,7 +86,7 @@ bool CkxArgumentReader::Next(KxWString& argument) {
 
 bool CkxArgumentReader::Begin() {
   _isQuoted = false;
-  while (_at < _text.Size() && IsBlank(_text[_at])) ++_at;
+  while (_at < _text.Size() && KxUnit_IsBlank(_text[_at])) ++_at;
   return _at != _text.Size();
 }
 
@@ -102,7 +101,7 @@ bool CkxArgumentReader::NextUnit(WCHAR& unit) {
       unit = KXW('"');
       return true;
     }
-    if (_at == _text.Size() || (!_isQuoted && IsBlank(_text[_at]))) return false;
+    if (_at == _text.Size() || (!_isQuoted && KxUnit_IsBlank(_text[_at]))) return false;
     unit = _text[_at];
     if (unit == KXW('\\')) {
       ReadBackslashes();

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Agent/engine/kx_util/command/command_line.h"
+#include "Agent/engine/kx_util/command/command_unit.h"
 #include "Agent/engine/kx_util/command/system_place.h"
 #include "Common_CPP/file/path.h"
 #include "Common_CPP/util/text.h"
@@ -21,8 +22,6 @@ bool HasExtension(CkxTextView path, const WCHAR* extensions) {
                          [&](CkxTextView known) { return KxText_Equals(extension, known, false); });
 }
 
-bool IsOneOf(WCHAR unit, KxWStringView units) { return units.find(unit) != KxWStringView::npos; }
-bool IsBlank(WCHAR unit) { return unit == KXW(' ') || unit == KXW('\t'); }
 bool IsControl(WCHAR unit) { return unit < KXW(' ') && unit != KXW('\t'); }
 
 bool HasControls(KxWStringView text) { return std::any_of(text.begin(), text.end(), IsControl); }
@@ -30,14 +29,14 @@ bool HasControls(KxWStringView text) { return std::any_of(text.begin(), text.end
 /// What no file name can hold.
 bool HasForbiddenUnits(KxWStringView path) {
   return std::any_of(path.begin(), path.end(),
-                     [](WCHAR unit) { return unit < KXW(' ') || IsOneOf(unit, KXW("\"<>|*")); });
+                     [](WCHAR unit) { return unit < KXW(' ') || KxUnit_IsOneOf(unit, KXW("\"<>|*")); });
 }
 
 /// Puts the path, in quotes, in place of what is before the arguments in the command line.
 bool Finish(SkxHostedScript& script, size_t arguments) {
   if (HasForbiddenUnits(script.path)) return false;
   KxWString& line = script.commandLine;
-  while (arguments < line.size() && IsBlank(line[arguments])) ++arguments;
+  while (arguments < line.size() && KxUnit_IsBlank(line[arguments])) ++arguments;
   const WCHAR* const closing = arguments < line.size() ? KXW("\" ") : KXW("\"");
   line.replace(0, arguments, KXW('"') + script.path + closing);
   return true;
@@ -50,8 +49,8 @@ bool FinishWith(SkxHostedScript& script, CkxTextView arguments) {
 
 // --- cmd.exe ---
 
-bool EndsWordOfCmd(WCHAR unit) { return IsOneOf(unit, KXW(" \t,;=\v\f\u00A0")); }
-bool EndsCommandOfCmd(WCHAR unit) { return IsOneOf(unit, KXW("&|<>")); }
+bool EndsWordOfCmd(WCHAR unit) { return KxUnit_IsOneOf(unit, KXW(" \t,;=\v\f\u00A0")); }
+bool EndsCommandOfCmd(WCHAR unit) { return KxUnit_IsOneOf(unit, KXW("&|<>")); }
 
 struct CmdCommand {
   CkxTextView text;
@@ -66,7 +65,7 @@ bool FindCommandOfCmd(CkxTextView arguments, CmdCommand& command) {
     if (at + 1 >= arguments.Size() || arguments[at] != KXW('/')) return false;
     const WCHAR letter = KxText_Fold(arguments[at + 1]);
     at += 2;
-    if (IsOneOf(letter, KXW("CKR"))) {
+    if (KxUnit_IsOneOf(letter, KXW("CKR"))) {
       command.text = arguments.Part(at);
       return true;
     }
@@ -86,11 +85,11 @@ size_t FirstWordOfCmd(CkxTextView text) {
 /// only two are around the name of a program that has blanks. False when files that are there or not decide which:
 /// "a.bat b.bat", "a.bat x\..\b".
 bool StripQuotesOfCmd(KxWString& text, bool always) {
-  text.erase(0, static_cast<size_t>(std::find_if_not(text.begin(), text.end(), IsBlank) - text.begin()));
+  text.erase(0, static_cast<size_t>(std::find_if_not(text.begin(), text.end(), KxUnit_IsBlank) - text.begin()));
   if (text.empty() || text.front() != KXW('"')) return true;
   const size_t last = text.rfind(KXW('"'));
   const KxWStringView quoted = KxWStringView(text).substr(1, last == 0 ? 0 : last - 1);
-  const bool mayBeName = !always && std::any_of(quoted.begin(), quoted.end(), IsBlank) &&
+  const bool mayBeName = !always && std::any_of(quoted.begin(), quoted.end(), KxUnit_IsBlank) &&
                          quoted.find_first_of(KXW("\"&<>()@^|")) == KxWStringView::npos;
   if (mayBeName) {
     const CkxTextView name = quoted;
@@ -113,7 +112,7 @@ size_t ReadWordOfCmd(CkxTextView text, size_t at, KxWString& word) {
       isQuoted = !isQuoted;
       continue;
     }
-    if (!isQuoted && (EndsWordOfCmd(unit) || EndsCommandOfCmd(unit) || IsOneOf(unit, KXW("/^")))) break;
+    if (!isQuoted && (EndsWordOfCmd(unit) || EndsCommandOfCmd(unit) || KxUnit_IsOneOf(unit, KXW("/^")))) break;
     word += unit;
   }
   return at;
@@ -221,7 +220,7 @@ size_t ReadPathOfPowerShell(CkxTextView text, size_t at, KxWString& path) {
   const WCHAR quote = text[at];
   if (quote != KXW('\'') && quote != KXW('"')) {
     for (; at < text.Size() && !KxText_IsSpace(text[at]); ++at) {
-      if (IsOneOf(text[at], KXW("'\"`$&|;,<>(){}[]@#*?"))) return CkxTextView::npos;
+      if (KxUnit_IsOneOf(text[at], KXW("'\"`$&|;,<>(){}[]@#*?"))) return CkxTextView::npos;
       path += text[at];
     }
     return at;
@@ -229,7 +228,7 @@ size_t ReadPathOfPowerShell(CkxTextView text, size_t at, KxWString& path) {
   for (++at; at < text.Size(); ++at) {
     const bool isDoubled = text[at] == quote && at + 1 < text.Size() && text[at + 1] == quote;
     if (text[at] == quote && !isDoubled) return at + 1;
-    if (IsOneOf(text[at], quote == KXW('"') ? KXW("`$[*?") : KXW("[*?"))) return CkxTextView::npos;
+    if (KxUnit_IsOneOf(text[at], quote == KXW('"') ? KXW("`$[*?") : KXW("[*?"))) return CkxTextView::npos;
     path += text[at];
     if (isDoubled) ++at;
   }
@@ -246,7 +245,7 @@ bool HasOneCommandOfPowerShell(CkxTextView text, size_t at) {
       quote = 0;
     } else if (quote == 0 && (unit == KXW('\'') || unit == KXW('"'))) {
       quote = unit;
-    } else if (IsOneOf(unit, quote == 0 ? KXW("`&|;<>(){}") : KXW("`("))) {
+    } else if (KxUnit_IsOneOf(unit, quote == 0 ? KXW("`&|;<>(){}") : KXW("`("))) {
       return false;
     }
   }
@@ -265,20 +264,20 @@ bool ReadCommandOfPowerShell(CkxTextView arguments, SkxHostedScript& script) {
 
   size_t at = 0;
   const auto skipBlanks = [&] {
-    while (at < text.size() && IsBlank(text[at])) ++at;
+    while (at < text.size() && KxUnit_IsBlank(text[at])) ++at;
     return at < text.size();
   };
   if (!skipBlanks()) return false;
   const WCHAR next = at + 1 < text.size() ? text[at + 1] : WCHAR{};
-  const bool isCalled = text[at] == KXW('&') || (text[at] == KXW('.') && IsOneOf(next, KXW(" \t'\"")));
+  const bool isCalled = text[at] == KXW('&') || (text[at] == KXW('.') && KxUnit_IsOneOf(next, KXW(" \t'\"")));
   if (isCalled) {
     ++at;
     if (!skipBlanks()) return false;
-  } else if (IsOneOf(text[at], KXW("'\"-+!"))) {
+  } else if (KxUnit_IsOneOf(text[at], KXW("'\"-+!"))) {
     return false;  // a text, or a calculation
   }
   const size_t end = ReadPathOfPowerShell(text, at, script.path);
-  if (end == CkxTextView::npos || (end < text.size() && !IsBlank(text[end]))) return false;
+  if (end == CkxTextView::npos || (end < text.size() && !KxUnit_IsBlank(text[end]))) return false;
   return HasExtension(script.path, kPowerShellFiles) && HasOneCommandOfPowerShell(text, end) && Finish(script, end);
 }
 
@@ -314,7 +313,7 @@ bool ReadScriptHost(CkxTextView arguments, SkxHostedScript& script) {
   bool namesEngine = false;
   for (;;) {
     if (!reader.Next(script.path)) return false;
-    if (script.path.empty() || !IsOneOf(script.path.front(), KXW("/-"))) break;
+    if (script.path.empty() || !KxUnit_IsOneOf(script.path.front(), KXW("/-"))) break;
     namesEngine = namesEngine || NamesEngine(script.path);
   }
   const CkxTextView rest = reader.Rest();

@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr const WCHAR* kHashMark = KXW("##");
+constexpr const WCHAR* kDigestMark = KXW("##");
 constexpr const WCHAR* kSystemInstallers[] = {KXW("TrustedInstaller.exe"), KXW("msiexec.exe")};
 constexpr const WCHAR* kInstallerKeywords[] = {KXW("setup"), KXW("install"), KXW("update"), KXW("upgrade")};
 
@@ -70,18 +70,18 @@ const WCHAR* CkxFileSrcProcess::GetPath() const { return OrNull(_facts.path); }
 
 const WCHAR* CkxFileSrcProcess::GetHashStringUsing(const WCHAR* algorithm) const {
   const CkxTextView held = _facts.hash;
-  const size_t mark = KxText_Find(held, kHashMark, true);
+  const size_t mark = KxText_Find(held, kDigestMark, true);
   const bool isHeld = mark != CkxTextView::npos && KxText_Equals(held.Part(0, mark), algorithm, false);
   return isHeld ? _facts.hash.c_str() : nullptr;
 }
 
 bool CkxFileSrcProcess::GetHash(CkxUtilStr& algorithm, CkxUtilStr& hash) const {
   const CkxTextView held = _facts.hash;
-  const size_t mark = KxText_Find(held, kHashMark, true);
+  const size_t mark = KxText_Find(held, kDigestMark, true);
   if (mark == CkxTextView::npos) return false;
   return KxEntry(false, [&] {
     CkxUtilStr name = held.Part(0, mark);
-    CkxUtilStr digits = held.Part(mark + CkxTextView(kHashMark).Size());
+    CkxUtilStr digits = held.Part(mark + CkxTextView(kDigestMark).Size());
     algorithm = std::move(name);
     hash = std::move(digits);
     return true;

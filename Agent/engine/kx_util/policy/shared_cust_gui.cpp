@@ -18,7 +18,7 @@ CkxShBufCustGuiBase* Make() {
   return KxRecord_NotNull(new (std::nothrow) Alert);
 }
 
-constexpr AlertKind kKinds[] = {
+constexpr AlertKind kAlertKinds[] = {
     {EkxAlertType::Dialog, Make<CkxShBufCustGuiDialog>},
     {EkxAlertType::Balloon, Make<CkxShBufCustGuiBaloon>},
 };
@@ -30,7 +30,7 @@ CkxShBufCustGuiBase* CkxShBufCustGuiBase::CustGuiFromBuffer(const SkxAlertBufHea
   const uint32_t size = record->size;
   if (size < sizeof(SkxAlertBufHeader)) return nullptr;
 
-  for (const AlertKind& kind : kKinds) {
+  for (const AlertKind& kind : kAlertKinds) {
     if (kind.code != record->type) continue;
     CkxShBufCustGuiPtr alert(kind.make());
     if (alert == nullptr || (copy && !alert->_CopyBuffer(record, size))) return nullptr;

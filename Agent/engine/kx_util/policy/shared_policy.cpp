@@ -26,7 +26,7 @@ CkxShBufPolicy* Make() {
   return new Policy;
 }
 
-constexpr PolicyKind kKinds[] = {
+constexpr PolicyKind kPolicyKinds[] = {
     {EkxPolicyAction::Invalid, KXW("Invalid Policy Action"), nullptr},
     {EkxPolicyAction::Run, KXW("Run"), Make<CkxShBufPolicyNormalRun>},
     {EkxPolicyAction::Block, KXW("Block"), Make<CkxShBufPolicyBlock>},
@@ -46,9 +46,9 @@ constexpr PolicyKind kKinds[] = {
 
 /// Null for a code that is none.
 const PolicyKind* FindKind(EkxPolicyAction action) {
-  const auto* const kind =
-      std::find_if(std::begin(kKinds), std::end(kKinds), [&](const PolicyKind& row) { return row.code == action; });
-  return kind != std::end(kKinds) ? kind : nullptr;
+  const auto* const kind = std::find_if(std::begin(kPolicyKinds), std::end(kPolicyKinds),
+                                        [&](const PolicyKind& row) { return row.code == action; });
+  return kind != std::end(kPolicyKinds) ? kind : nullptr;
 }
 
 }  // namespace

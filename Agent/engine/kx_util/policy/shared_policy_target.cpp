@@ -27,7 +27,7 @@ CkxShBufTarget* Make() {
 }
 
 /// Indexed by code. A kind that is accepted has a maker; nothing else needs to know of it.
-constexpr TargetKind kKinds[] = {
+constexpr TargetKind kTargetKinds[] = {
     {EkxPolicyTarget::Invalid, KXW("Invalid Target Type"), nullptr},
     {EkxPolicyTarget::ComputerOrUser, KXW("Computer or User"), nullptr},
     {EkxPolicyTarget::AppGroupLink, KXW("Group of Targets"), Make<CkxShBufTargetAppGroupLink>},
@@ -56,8 +56,8 @@ constexpr TargetKind kKinds[] = {
 };
 
 constexpr bool IsIndexedByCode() {
-  for (size_t i = 0; i < std::size(kKinds); ++i) {
-    if (static_cast<size_t>(kKinds[i].code) != i) return false;
+  for (size_t i = 0; i < std::size(kTargetKinds); ++i) {
+    if (static_cast<size_t>(kTargetKinds[i].code) != i) return false;
   }
   return true;
 }
@@ -66,7 +66,7 @@ static_assert(IsIndexedByCode());
 /// Null for a code outside the table.
 const TargetKind* FindKind(EkxPolicyTarget type) {
   const auto code = static_cast<size_t>(type);
-  return code < std::size(kKinds) ? &kKinds[code] : nullptr;
+  return code < std::size(kTargetKinds) ? &kTargetKinds[code] : nullptr;
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "Agent/engine/kx_util/store/expected_agent.h"
+#include "Agent/engine/kx_util/store/store_scope.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/secure_ipc/secure_ipc_client.h"
 #include "Common_CPP/util/text.h"
@@ -14,9 +15,7 @@
 
 namespace {
 
-constexpr std::string_view kScope = "CkxSharedPoliciesData";
-
-using Bytes = std::vector<unsigned char>;
+using ReplyBytes = std::vector<unsigned char>;
 
 /// How the two halves of a request report their failure.
 struct FailureWords {
@@ -27,15 +26,15 @@ constexpr FailureWords kIdsWords = {"Failed to get receive list of applicable po
                                     "Failed to get receive list of applicable policies Ids"};
 constexpr FailureWords kConsentWords = {"Failed to send consent info", "Failed to get receive policy info"};
 
-void Fail(std::string_view line) { KxTrace(EkxTraceLevel::Error, kScope, line); }
+void Fail(std::string_view line) { KxTrace(EkxTraceLevel::Error, kKxStoreScope, line); }
 
 void FailForSize(std::span<const unsigned char> reply) {
-  KxTrace(EkxTraceLevel::Error, kScope,
+  KxTrace(EkxTraceLevel::Error, kKxStoreScope,
           "Buffer got an incorrect message or is corrupted. Returned buffer size: ", reply.size());
 }
 
 /// What failed of a request.
-struct Step {
+struct AskedStep {
   enum class Which : unsigned char { None, Open, Send, Receive };
   Which which = Which::None;
   bool isTurnedAway = false;
@@ -45,18 +44,20 @@ struct Step {
 constexpr uint32_t kFirstPause = 20;  // milliseconds
 constexpr uint32_t kLastPause = 640;
 
-Step AskOnce(const SkxSecureIpcRequest& whom, CkxDeadline deadline, std::span<const unsigned char> body, Bytes& reply) {
+AskedStep AskOnce(const SkxSecureIpcRequest& whom, CkxDeadline deadline, std::span<const unsigned char> body,
+                  ReplyBytes& reply) {
   using Result = EkxSecureIpcResult;
   CkxSecureIpcClient client;
-  if (client.Open(whom, deadline.Remaining()) != Result::Done) return {Step::Which::Open, false};
+  if (client.Open(whom, deadline.Remaining()) != Result::Done) return {AskedStep::Which::Open, false};
   const Result sent = client.Send(body);
-  if (sent != Result::Done) return {Step::Which::Send, sent == Result::TurnedAway};
+  if (sent != Result::Done) return {AskedStep::Which::Send, sent == Result::TurnedAway};
   const Result received = client.Receive(reply);
-  if (received != Result::Done) return {Step::Which::Receive, received == Result::TurnedAway};
+  if (received != Result::Done) return {AskedStep::Which::Receive, received == Result::TurnedAway};
   return {};
 }
 
-bool Ask(const SkxAgentRequest& request, const FailureWords& words, std::span<const unsigned char> body, Bytes& reply) {
+bool Ask(const SkxAgentRequest& request, const FailureWords& words, std::span<const unsigned char> body,
+         ReplyBytes& reply) {
   const std::shared_ptr<const SkxExpectedPeer> expected = KxAgent_Expected();
   const SkxPipeOptions options = {expected != nullptr ? *expected : SkxExpectedPeer(), request.namesFile};
   const SkxSecureIpcRequest whom = {request.serverName,
@@ -66,19 +67,19 @@ bool Ask(const SkxAgentRequest& request, const FailureWords& words, std::span<co
                                     {request.image, request.signer},
                                     options};
   const CkxDeadline deadline = CkxDeadline::After(request.timeout);
-  Step failed = AskOnce(whom, deadline, body, reply);
+  AskedStep failed = AskOnce(whom, deadline, body, reply);
   for (uint32_t pause = kFirstPause; failed.isTurnedAway && pause <= kLastPause; pause *= 2) {
     if (deadline.Remaining() <= pause) break;
     std::this_thread::sleep_for(std::chrono::milliseconds(pause));
     failed = AskOnce(whom, deadline, body, reply);
   }
-  if (failed.which == Step::Which::Open) {
-    KxTrace(EkxTraceLevel::Error, kScope, "Failed to initiate connection with agent to ",
+  if (failed.which == AskedStep::Which::Open) {
+    KxTrace(EkxTraceLevel::Error, kKxStoreScope, "Failed to initiate connection with agent to ",
             CkxTextView(request.requestName));
   }
-  if (failed.which == Step::Which::Send) Fail(words.send);
-  if (failed.which == Step::Which::Receive) Fail(words.receive);
-  return failed.which == Step::Which::None;
+  if (failed.which == AskedStep::Which::Send) Fail(words.send);
+  if (failed.which == AskedStep::Which::Receive) Fail(words.receive);
+  return failed.which == AskedStep::Which::None;
 }
 
 SkxConsentQuestion Question(CkxTextView path, uint32_t administrator) {
@@ -99,7 +100,7 @@ std::span<const unsigned char> BytesOf(const Block& block) {
 std::optional<std::vector<uint32_t>> KxAgent_ApplicablePolicies(CkxTextView userSid, const SkxAgentRequest& request) {
   const KxWString user = userSid.ToString();
   const std::span body(reinterpret_cast<const unsigned char*>(user.c_str()), (user.size() + 1) * sizeof(WCHAR));
-  Bytes reply;
+  ReplyBytes reply;
   if (!Ask(request, kIdsWords, body, reply)) return std::nullopt;
   return KxAgent_ReadApplicablePolicies(reply);
 }
@@ -124,7 +125,7 @@ std::optional<std::vector<uint32_t>> KxAgent_ReadApplicablePolicies(std::span<co
 
 bool KxAgent_UacAction(CkxTextView path, uint32_t administrator, SvcUacActionInfo& action,
                        const SkxAgentRequest& request) {
-  Bytes reply;
+  ReplyBytes reply;
   if (!Ask(request, kConsentWords, BytesOf(Question(path, administrator)), reply)) return false;
   return KxAgent_ReadUacAction(reply, action);
 }
@@ -140,7 +141,7 @@ bool KxAgent_ReadUacAction(std::span<const unsigned char> reply, SvcUacActionInf
 
 std::optional<bool> KxAgent_ShouldHookConsent(CkxTextView path, uint32_t administrator,
                                               const SkxAgentRequest& request) {
-  Bytes reply;
+  ReplyBytes reply;
   if (!Ask(request, kConsentWords, BytesOf(Question(path, administrator)), reply)) return std::nullopt;
   return KxAgent_ReadHookConsent(reply);
 }

@@ -4,13 +4,13 @@
 #include <utility>
 
 #include "Agent/engine/kx_util/store/section_records.h"
+#include "Agent/engine/kx_util/store/store_scope.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/thread/thread_slot.h"
 #include "Common_CPP/util/trace.h"
 
 namespace {
 
-constexpr std::string_view kScope = "CkxSharedPoliciesData";
 constexpr unsigned kAnyDepth = 0;
 
 /// A remembered question: of which description, and at which depth.
@@ -92,7 +92,7 @@ CkxFoundGroups::SkxGroup* CkxFoundGroups::Find(const GUID& id) {
   if (!std::exchange(group.isRead, true)) {
     group.group.reset(CkxShBufAppGroup::AppGroupFromBuffer(group.record, false));
     if (group.group == nullptr)
-      KxTrace(EkxTraceLevel::Error, kScope, "ERROR: AppGroup cannot be read. Id=", KxGuid_ToUtf8(id));
+      KxTrace(EkxTraceLevel::Error, kKxStoreScope, "ERROR: AppGroup cannot be read. Id=", KxGuid_ToUtf8(id));
   }
   return group.group != nullptr ? &group : nullptr;
 }
@@ -100,7 +100,7 @@ CkxFoundGroups::SkxGroup* CkxFoundGroups::Find(const GUID& id) {
 bool CkxFoundGroups::IsTooDeep(const GUID& id) {
   if (_depth < kMaxDepth) return false;
   _reach.wasCut = true;
-  KxTrace(EkxTraceLevel::Error, kScope, "ERROR: Application groups nest too deep at ", KxGuid_ToUtf8(id));
+  KxTrace(EkxTraceLevel::Error, kKxStoreScope, "ERROR: Application groups nest too deep at ", KxGuid_ToUtf8(id));
   return true;
 }
 

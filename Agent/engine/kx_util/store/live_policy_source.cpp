@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "Agent/engine/kx_util/store/agent_requests.h"
+#include "Agent/engine/kx_util/store/store_scope.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/sharedmemory/sharedmemory.h"
 #include "Common_CPP/util/last_error.h"
@@ -17,8 +18,6 @@ const WCHAR* const kKxPoliciesUpdatedEvent = KXW("Global\\ZOR_PoliciesUpdatedEve
 
 namespace {
 
-constexpr std::string_view kScope = "CkxSharedPoliciesData";
-
 struct CkxMappedSection : IkxSectionHolder {
   CkxSharedMemoryView view;
 };
@@ -28,7 +27,7 @@ EkxSectionState OpenOrTrace(CkxSharedMemoryView& view, CkxTextView name) {
   if (view.Open(name)) return EkxSectionState::Open;
   const uint32_t error = KxLastError_Get();
   if (error == kKxErrorFileNotFound) return EkxSectionState::NotPublished;
-  KxTrace(EkxTraceLevel::Error, kScope, "ERROR: Failed to open shared memory [", name, "]. LastError=", error);
+  KxTrace(EkxTraceLevel::Error, kKxStoreScope, "ERROR: Failed to open shared memory [", name, "]. LastError=", error);
   return EkxSectionState::Refused;
 }
 
@@ -154,7 +153,7 @@ class CkxLivePolicySource : public IkxPolicySource {
       if (opened != EkxSectionState::NotPublished) return opened;
       tried = std::move(names);
     }
-    KxTrace(EkxTraceLevel::Error, kScope, "ERROR: The index [", CkxTextView(_index), "] does not come to rest");
+    KxTrace(EkxTraceLevel::Error, kKxStoreScope, "ERROR: The index [", CkxTextView(_index), "] does not come to rest");
     return EkxSectionState::Refused;
   }
 
@@ -162,7 +161,8 @@ class CkxLivePolicySource : public IkxPolicySource {
   std::shared_ptr<const CkxApplicablePolicies> ApplicablePolicies(void* token) const override {
     const std::optional<CkxSid> user = KxToken_User(token);
     if (!user) {
-      KxTrace(EkxTraceLevel::Error, kScope, "ERROR: Failed to get the user's SID. LastError=", KxLastError_Get());
+      KxTrace(EkxTraceLevel::Error, kKxStoreScope,
+              "ERROR: Failed to get the user's SID. LastError=", KxLastError_Get());
       return nullptr;
     }
     std::optional<std::vector<uint32_t>> ids = KxAgent_ApplicablePolicies(user->ToText());

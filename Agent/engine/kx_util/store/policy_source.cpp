@@ -8,7 +8,7 @@
 namespace {
 
 /// The innermost scope's source of this thread; null: the live one.
-const CkxThreadPointer<const IkxPolicySource>& Current() {
+const CkxThreadPointer<const IkxPolicySource>& CurrentSource() {
   static const CkxThreadPointer<const IkxPolicySource> source;
   return source;
 }
@@ -16,11 +16,11 @@ const CkxThreadPointer<const IkxPolicySource>& Current() {
 }  // namespace
 
 const IkxPolicySource& KxPolicySource_Current() {
-  const IkxPolicySource* const source = Current().Get();
+  const IkxPolicySource* const source = CurrentSource().Get();
   return source != nullptr ? *source : KxPolicySource_Live();
 }
 
-CkxPolicySourceScope::CkxPolicySourceScope(const IkxPolicySource& source) : _scope(Current(), &source) {}
+CkxPolicySourceScope::CkxPolicySourceScope(const IkxPolicySource& source) : _scope(CurrentSource(), &source) {}
 
 CkxApplicablePolicies CkxApplicablePolicies::All() {
   CkxApplicablePolicies all;

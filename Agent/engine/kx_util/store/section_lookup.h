@@ -4,6 +4,7 @@
 #include <kx_util/policy_source.h>
 
 #include "Agent/engine/kx_util/store/section_records.h"
+#include "Agent/engine/kx_util/store/store_scope.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/util/trace.h"
 
@@ -25,7 +26,7 @@ bool KxSection_LookUp(EkxPolicySection which, const SkxRecordKind& kind, Wanted 
       if (!wanted(*record)) continue;
       Object* const copy = make(record, true);
       if (copy == nullptr) {
-        KxTrace(EkxTraceLevel::Error, "CkxSharedPoliciesData", "ERROR: ", kind.word, " cannot be read. Record=", i);
+        KxTrace(EkxTraceLevel::Error, kKxStoreScope, "ERROR: ", kind.word, " cannot be read. Record=", i);
         return false;
       }
       out = copy;

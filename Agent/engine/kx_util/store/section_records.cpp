@@ -4,6 +4,7 @@
 #include <kx_util/shared_cust_gui.h>
 #include <kx_util/shared_policy.h>
 
+#include "Agent/engine/kx_util/store/store_scope.h"
 #include "Common_CPP/util/trace.h"
 
 const SkxRecordKind kKxPolicyRecord = {.signature = SkxPolicyBufHeader::kMagic,
@@ -45,6 +46,6 @@ const unsigned char* CkxSectionRecords::Next() {
 
 const unsigned char* CkxSectionRecords::Fail(std::string_view line) {
   _fault = line;
-  KxTrace(EkxTraceLevel::Error, "CkxSharedPoliciesData", _fault);
+  KxTrace(EkxTraceLevel::Error, kKxStoreScope, _fault);
   return nullptr;
 }

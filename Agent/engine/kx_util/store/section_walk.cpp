@@ -7,6 +7,7 @@
 #include "Agent/engine/kx_util/policy/policy_com_reference.h"
 #include "Agent/engine/kx_util/store/found_groups.h"
 #include "Agent/engine/kx_util/store/section_records.h"
+#include "Agent/engine/kx_util/store/store_scope.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Agent/engine/kx_util/watch/observe.h"
 #include "Common_CPP/clock/clock.h"
@@ -15,7 +16,6 @@
 
 namespace {
 
-constexpr std::string_view kScope = "CkxSharedPoliciesData";
 constexpr std::string_view kNoApplicablePolicies = "Failed to get applicable policies for the user";
 constexpr int64_t kSlowWalkMicroseconds = 500000;
 
@@ -104,7 +104,8 @@ class SectionWalk {
   /// walk.
   bool PassOver(const SkxPolicyBufHeader* header) const {
     if (KxFault_Current() != EkxEvaluationFault::None) return false;
-    KxTrace(EkxTraceLevel::Error, kScope, "ERROR: Policy cannot be read and is passed over. Id=", uint32_t{header->id},
+    KxTrace(EkxTraceLevel::Error, kKxStoreScope,
+            "ERROR: Policy cannot be read and is passed over. Id=", uint32_t{header->id},
             ", Action=", static_cast<int32_t>(header->action), ", Record=", _visited - 1);
     return Skip(header, EkxPolicyOutcome::PassedOver);
   }
@@ -120,7 +121,7 @@ class SectionWalk {
     CkxUtilStr line;
     KxText_AppendFormat(line, KXW("ShPolData::EnumPol. %u (%u filtered) out of %u policies in %I64d microsec"),
                         _visited, _passed, _count, elapsed);
-    KxTrace(EkxTraceLevel::Warning, kScope, line.View());
+    KxTrace(EkxTraceLevel::Warning, kKxStoreScope, line.View());
   }
 
   const SkxPolicyFilter& _filter;
@@ -135,7 +136,7 @@ class SectionWalk {
 
 /// Nothing to walk for: the user has no policies, or nobody can tell.
 EkxWalkEnd NoneApplicable(bool isKnown) {
-  KxTrace(EkxTraceLevel::Error, kScope, kNoApplicablePolicies);
+  KxTrace(EkxTraceLevel::Error, kKxStoreScope, kNoApplicablePolicies);
   if (!isKnown) return Fault(EkxEvaluationFault::UserUnknown, kNoApplicablePolicies);
   if (IkxEvaluationObserver* const observer = KxObserve_Current()) observer->OnFault(kNoApplicablePolicies);
   return EkxWalkEnd::NoneApplicable;

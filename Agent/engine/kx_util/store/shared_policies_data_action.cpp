@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr std::string_view kScope = "GetProcessPolicyAction";
+constexpr std::string_view kActionScope = "GetProcessPolicyAction";
 
 void Tell(const CkxShBufPolicy& policy, EkxPolicyOutcome outcome) {
   const bool applies = outcome == EkxPolicyOutcome::Applies;
@@ -24,7 +24,7 @@ EkxEvaluationOutcome Evaluate(const CkxTargetInfo& target, SkxTriggerPolicyShort
     Tell(policy, outcome);
     return outcome != EkxPolicyOutcome::Applies;
   };
-  switch (KxPolicyWalk_Run(kScope, kKxDecidingActions, target.UserToken(), isUndecided)) {
+  switch (KxPolicyWalk_Run(kActionScope, kKxDecidingActions, target.UserToken(), isUndecided)) {
     case EkxWalkEnd::Walked:
       break;
     case EkxWalkEnd::NothingPublished:

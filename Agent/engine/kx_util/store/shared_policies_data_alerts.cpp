@@ -4,6 +4,7 @@
 #include "Agent/engine/kx_util/policy/policy_lookup.h"
 #include "Agent/engine/kx_util/store/policy_walk.h"
 #include "Agent/engine/kx_util/store/section_lookup.h"
+#include "Agent/engine/kx_util/store/store_scope.h"
 #include "Common_CPP/util/guid.h"
 
 namespace {
@@ -18,7 +19,7 @@ GUID DialogOf(const CkxShBufPolicy& policy, EkxAlertTrigger trigger) {
   if (!policy.FindAlertLink(trigger, EkxAlertType::Dialog, link)) return GUID{};
   const GUID id = link.alertId;
   if (KxGuid_IsNull(id)) {
-    KxTrace(EkxTraceLevel::Error, "CkxSharedPoliciesData", "ERROR: Alert id is GUID_NULL in policy ", policy.Id());
+    KxTrace(EkxTraceLevel::Error, kKxStoreScope, "ERROR: Alert id is GUID_NULL in policy ", policy.Id());
   }
   return id;
 }

@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr std::string_view kScope = "IsToolsFolderEnabled";
+constexpr std::string_view kToolsFolderScope = "IsToolsFolderEnabled";
 constexpr uint32_t kElevating = KxActionBit_Of(EkxPolicyAction::Elevate) | KxActionBit_Of(EkxPolicyAction::Trust);
 
 /// Whether some elevating policy of the user has a target that `wanted` accepts, links to groups looked through.
@@ -30,7 +30,8 @@ std::optional<bool> AnyTarget(std::string_view name, void* token, Wanted wanted)
 }
 
 std::optional<bool> IsEnabledByPolicies(void* token) {
-  return AnyTarget(kScope, token, [](const CkxShBufTarget& target) { return target.RequiresKxToolsFolder(); });
+  return AnyTarget(kToolsFolderScope, token,
+                   [](const CkxShBufTarget& target) { return target.RequiresKxToolsFolder(); });
 }
 
 bool StartsFrom(const CkxShBufTarget& target, uint32_t item) {
@@ -74,7 +75,7 @@ bool IsToolsFolderEnabled(void* token) {
   CkxToolsFolderCache& cache = CkxToolsFolderCache::Instance();
   const std::string key = user->ToUtf8();
   if (const std::optional<bool> enabled = cache.Find(publication, key)) {
-    KxTrace(EkxTraceLevel::Debug, kScope,
+    KxTrace(EkxTraceLevel::Debug, kToolsFolderScope,
             *enabled ? "CkxSharedPoliciesData. ToolsFolder is enabled by cached result. "
                      : "CkxSharedPoliciesData. ToolsFolder is disabled by cached result. ");
     return *enabled;

@@ -18,7 +18,7 @@
 
 namespace {
 
-constexpr std::string_view kScope = "CkxUpdatePoliciesNotifyer";
+constexpr std::string_view kNotifyerScope = "CkxUpdatePoliciesNotifyer";
 
 struct Subscriber {
   KxPoliciesUpdatedCallback callback;
@@ -88,7 +88,7 @@ class Subscribers {
 };
 
 /// From a start to a stop.
-struct Run {
+struct NotifyerRun {
   std::unique_ptr<IkxNoticeWaiter> waiter;
   std::atomic<bool> stopped{false};
   std::shared_ptr<CkxLibraryThread> thread;
@@ -100,7 +100,7 @@ struct Run {
           subscribers.Tell(stopped);
           break;
         case EkxNoticeWait::Failed:
-          KxTrace(EkxTraceLevel::Error, kScope,
+          KxTrace(EkxTraceLevel::Error, kNotifyerScope,
                   "ERROR: WaitForSingleObject on policy update event returned with error status. Stopping thread. "
                   "GetLastError =",
                   KxLastError_Get());
@@ -121,9 +121,9 @@ struct CkxUpdatePoliciesNotifyer::State {
   KxOpenWaiter open;
   std::shared_ptr<Subscribers> subscribers = std::make_shared<Subscribers>();
   mutable std::mutex mutex;  // of `run`; never held during a wait
-  std::shared_ptr<Run> run;
+  std::shared_ptr<NotifyerRun> run;
 
-  std::shared_ptr<Run> CurrentRun() const {
+  std::shared_ptr<NotifyerRun> CurrentRun() const {
     const std::lock_guard lock(mutex);
     return run;
   }
@@ -148,9 +148,9 @@ bool CkxUpdatePoliciesNotifyer::Start() {
 bool CkxUpdatePoliciesNotifyer::_Start() {
   if (_state == nullptr) return false;
   const std::lock_guard lock(_state->mutex);
-  const std::shared_ptr<Run> previous = _state->run;
+  const std::shared_ptr<NotifyerRun> previous = _state->run;
   if (previous != nullptr && !previous->stopped) return true;
-  auto run = std::make_shared<Run>();
+  auto run = std::make_shared<NotifyerRun>();
   run->waiter = _state->open();
   if (run->waiter == nullptr) return false;
   // Started from a callback, the thread before is still in it.
@@ -165,7 +165,7 @@ bool CkxUpdatePoliciesNotifyer::_Start() {
 }
 
 void CkxUpdatePoliciesNotifyer::Stop() {
-  const std::shared_ptr<Run> run = _state != nullptr ? _state->CurrentRun() : nullptr;
+  const std::shared_ptr<NotifyerRun> run = _state != nullptr ? _state->CurrentRun() : nullptr;
   // Asked first: at the end of a process the thread may have been ended with a lock in its hands.
   if (run == nullptr || run->thread->HasEnded()) return;
   run->stopped = true;
@@ -174,7 +174,7 @@ void CkxUpdatePoliciesNotifyer::Stop() {
 }
 
 bool CkxUpdatePoliciesNotifyer::IsRunning() const {
-  const std::shared_ptr<Run> run = _state != nullptr ? _state->CurrentRun() : nullptr;
+  const std::shared_ptr<NotifyerRun> run = _state != nullptr ? _state->CurrentRun() : nullptr;
   return run != nullptr && !run->stopped && !run->thread->HasEnded();
 }
 

@@ -9,8 +9,6 @@
 
 namespace {
 
-uint32_t U32(std::span<const unsigned char> bytes, size_t at) { return KxBytes_Load<uint32_t>(bytes.data() + at); }
-
 /// All of `bytes` at an address of the loaded program, within its section.
 bool ReadAtAddress(const IkxByteSource& file, const CkxPeImage& image, uint32_t address,
                    std::span<unsigned char> bytes) {
@@ -24,9 +22,9 @@ KxWString RuntimeVersion(const IkxByteSource& file, const CkxPeImage& image, uin
   constexpr uint32_t kMaxVersionBytes = 256;
   std::array<unsigned char, 16> clr, metadata;
   if (!ReadAtAddress(file, image, clrAddress, clr)) return {};
-  const uint32_t address = U32(clr, 8);
-  if (!ReadAtAddress(file, image, address, metadata) || U32(metadata, 0) != kMetadataMark) return {};
-  const uint32_t size = U32(metadata, 12);
+  const uint32_t address = KxBytes_U32(clr, 8);
+  if (!ReadAtAddress(file, image, address, metadata) || KxBytes_U32(metadata, 0) != kMetadataMark) return {};
+  const uint32_t size = KxBytes_U32(metadata, 12);
   std::vector<unsigned char> version(std::min(size, kMaxVersionBytes));
   if (!ReadAtAddress(file, image, address + static_cast<uint32_t>(metadata.size()), version)) return {};
   const auto end = std::find(version.begin(), version.end(), 0);

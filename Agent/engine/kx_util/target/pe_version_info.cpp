@@ -11,9 +11,6 @@ namespace {
 
 constexpr uint32_t kMaxVersionBytes = 256 * 1024;
 
-uint16_t U16(std::span<const unsigned char> bytes, size_t at) { return KxBytes_Load<uint16_t>(bytes.data() + at); }
-uint32_t U32(std::span<const unsigned char> bytes, size_t at) { return KxBytes_Load<uint32_t>(bytes.data() + at); }
-
 /// A node of the version tree; positions count from the tree's first byte, and so does the padding.
 struct SkxNode {
   CkxTextView key;
@@ -32,15 +29,16 @@ class CkxVersionTree {
   bool Next(size_t& position, size_t end, SkxNode& node) const {
     constexpr size_t kHeaderBytes = 6;
     if (position >= end || end - position < kHeaderBytes) return false;
-    const size_t length = U16(_bytes, position);
+    const size_t length = KxBytes_U16(_bytes, position);
     if (length < kHeaderBytes || length > end - position) return false;
     node.end = position + length;
 
     const size_t key = position + kHeaderBytes;
     node.key = CkxTextView::FromBytes(_bytes.data() + key, node.end - key);
     const size_t value = std::min(Padded(key + (node.key.Size() + 1) * sizeof(WCHAR)), node.end);
-    const bool isText = U16(_bytes, position + 4) == 1;  // the length of a text counts units, where it can be believed
-    const size_t valueBytes = size_t{U16(_bytes, position + 2)} * (isText ? sizeof(WCHAR) : 1);
+    const bool isText =
+        KxBytes_U16(_bytes, position + 4) == 1;  // the length of a text counts units, where it can be believed
+    const size_t valueBytes = size_t{KxBytes_U16(_bytes, position + 2)} * (isText ? sizeof(WCHAR) : 1);
     node.value = _bytes.subspan(value, std::min(valueBytes, node.end - value));
     node.children = std::min(Padded(value + node.value.size()), node.end);
     position = Padded(node.end);
@@ -68,16 +66,16 @@ KxWString TableName(std::span<const unsigned char> translation) {
   KxWString name;
   for (const size_t half : {size_t{0}, size_t{2}}) {
     for (unsigned shift = 16; shift != 0;)
-      name += KXW("0123456789ABCDEF")[U16(translation, half) >> (shift -= 4) & 0xF];
+      name += KXW("0123456789ABCDEF")[KxBytes_U16(translation, half) >> (shift -= 4) & 0xF];
   }
   return name;
 }
 
 void ReadFixedBlock(std::span<const unsigned char> block, SkxPeVersionInfo& info) {
   constexpr size_t kFixedBytes = 52;
-  if (block.size() < kFixedBytes || U32(block, 0) != 0xFEEF04BD) return;
-  info.fileVersion = SkxVersion(U32(block, 8), U32(block, 12));
-  info.productVersion = SkxVersion(U32(block, 16), U32(block, 20));
+  if (block.size() < kFixedBytes || KxBytes_U32(block, 0) != 0xFEEF04BD) return;
+  info.fileVersion = SkxVersion(KxBytes_U32(block, 8), KxBytes_U32(block, 12));
+  info.productVersion = SkxVersion(KxBytes_U32(block, 16), KxBytes_U32(block, 20));
 }
 
 std::optional<SkxPeVersionInfo> ParseVersionResource(std::span<const unsigned char> bytes) {

@@ -9,7 +9,7 @@
 
 namespace {
 
-using Bytes = std::span<const unsigned char>;
+using BytesView = std::span<const unsigned char>;
 
 enum : uint32_t {
   kHasItemList = 1u << 0,
@@ -26,49 +26,49 @@ enum : uint32_t {
 };
 
 template <class Number>
-std::optional<Number> At(Bytes bytes, size_t offset) {
+std::optional<Number> At(BytesView bytes, size_t offset) {
   if (offset > bytes.size() || bytes.size() - offset < sizeof(Number)) return std::nullopt;
   return KxBytes_Load<Number>(bytes.data() + offset);
 }
 
-Bytes From(Bytes bytes, size_t offset) { return bytes.subspan(std::min(offset, bytes.size())); }
+BytesView From(BytesView bytes, size_t offset) { return bytes.subspan(std::min(offset, bytes.size())); }
 
 /// Up to the NUL or the end.
-KxWString WideText(Bytes bytes) { return CkxTextView::FromBytes(bytes.data(), bytes.size()).ToString(); }
+KxWString WideText(BytesView bytes) { return CkxTextView::FromBytes(bytes.data(), bytes.size()).ToString(); }
 
-KxWString NarrowText(Bytes bytes) {
-  const Bytes text = bytes.first(static_cast<size_t>(std::find(bytes.begin(), bytes.end(), 0) - bytes.begin()));
+KxWString NarrowText(BytesView bytes) {
+  const BytesView text = bytes.first(static_cast<size_t>(std::find(bytes.begin(), bytes.end(), 0) - bytes.begin()));
   return KxText_FromCodePage(text, kKxCodePageLatin).value_or(KxWString());
 }
 
 /// Takes parts from the front of the shortcut.
 class Parts {
  public:
-  explicit Parts(Bytes bytes) : _left(bytes) {}
+  explicit Parts(BytesView bytes) : _left(bytes) {}
 
-  Bytes Left() const { return _left; }
+  BytesView Left() const { return _left; }
 
-  std::optional<Bytes> Take(size_t size) {
+  std::optional<BytesView> Take(size_t size) {
     if (size > _left.size()) return std::nullopt;
-    const Bytes part = _left.first(size);
+    const BytesView part = _left.first(size);
     _left = _left.subspan(size);
     return part;
   }
 
   /// After a count of 16 bits that does not count itself; `limit` units where it says more.
-  std::optional<Bytes> TakeCounted(size_t unit, size_t limit = UINT16_MAX) {
+  std::optional<BytesView> TakeCounted(size_t unit, size_t limit = UINT16_MAX) {
     const std::optional<uint16_t> count = At<uint16_t>(_left, 0);
     return count && Take(sizeof(*count)) ? Take(std::min<size_t>(*count, limit) * unit) : std::nullopt;
   }
 
   /// With a size of 32 bits, that counts itself, in front.
-  std::optional<Bytes> TakeSized() {
+  std::optional<BytesView> TakeSized() {
     const std::optional<uint32_t> size = At<uint32_t>(_left, 0);
     return size && *size >= sizeof(*size) ? Take(*size) : std::nullopt;
   }
 
  private:
-  Bytes _left;
+  BytesView _left;
 };
 
 void AppendToPath(KxWString& path, const KxWString& name) {
@@ -78,10 +78,10 @@ void AppendToPath(KxWString& path, const KxWString& name) {
 
 /// The long name of a folder or file, which stands in a block at the end of its item; the last two bytes of the item
 /// say where that begins.
-KxWString LongName(Bytes item) {
+KxWString LongName(BytesView item) {
   constexpr uint32_t kLongNames = 0xBEEF0004;
   const std::optional<uint16_t> begin = At<uint16_t>(item, item.size() - sizeof(uint16_t));
-  const Bytes block = From(item, *begin);
+  const BytesView block = From(item, *begin);
   const uint16_t version = At<uint16_t>(block, 2).value_or(0);
   if (At<uint32_t>(block, 4) != kLongNames || version < 3) return {};
   const size_t name = 20 + (version >= 7 ? 18u : 0u) + (version >= 9 ? 4u : 0u) + (version >= 8 ? 4u : 0u);
@@ -89,7 +89,7 @@ KxWString LongName(Bytes item) {
 }
 
 /// The path that the items lead to; empty when one of them is no folder or file of the file system.
-KxWString ItemListPath(Bytes list) {
+KxWString ItemListPath(BytesView list) {
   constexpr std::array<unsigned char, 16> kComputer = {0xE0, 0x4F, 0xD0, 0x20, 0xEA, 0x3A, 0x69, 0x10,
                                                        0xA2, 0xD8, 0x08, 0x00, 0x2B, 0x30, 0x30, 0x9D};
   constexpr size_t kKindAt = 2;
@@ -98,7 +98,7 @@ KxWString ItemListPath(Bytes list) {
   size_t items = 0;
   for (Parts parts(list); const std::optional<uint16_t> size = At<uint16_t>(parts.Left(), 0); ++items) {
     if (*size == 0) return path;
-    const std::optional<Bytes> item = parts.Take(*size);
+    const std::optional<BytesView> item = parts.Take(*size);
     if (!item || item->size() < kNameAt + 2) return {};
     const unsigned kind = (*item)[kKindAt];
     if (items == 0) {
@@ -120,7 +120,7 @@ KxWString ItemListPath(Bytes list) {
 }
 
 /// The text that a field of the link info, or of what is in it, says the place of; the wide one where there is one.
-KxWString PlacedText(Bytes info, size_t narrowField, size_t wideField, bool hasWide) {
+KxWString PlacedText(BytesView info, size_t narrowField, size_t wideField, bool hasWide) {
   if (const uint32_t wide = hasWide ? At<uint32_t>(info, wideField).value_or(0) : 0; wide != 0) {
     return WideText(From(info, wide));
   }
@@ -128,7 +128,7 @@ KxWString PlacedText(Bytes info, size_t narrowField, size_t wideField, bool hasW
   return narrow != 0 ? NarrowText(From(info, narrow)) : KxWString();
 }
 
-KxWString LinkInfoPath(Bytes info) {
+KxWString LinkInfoPath(BytesView info) {
   constexpr uint32_t kIsLocal = 1, kIsRemote = 2;
   const uint32_t flags = At<uint32_t>(info, 8).value_or(0);
   const bool hasWide = At<uint32_t>(info, 4).value_or(0) >= 36;
@@ -137,7 +137,7 @@ KxWString LinkInfoPath(Bytes info) {
     path = PlacedText(info, 16, 28, hasWide);
   } else if ((flags & kIsRemote) != 0) {
     const uint32_t begin = At<uint32_t>(info, 20).value_or(0);
-    const Bytes share = begin != 0 ? From(info, begin) : Bytes();
+    const BytesView share = begin != 0 ? From(info, begin) : BytesView();
     path = PlacedText(share, 8, 20, At<uint32_t>(share, 8).value_or(0) > 20);
   }
   if (!path.empty()) AppendToPath(path, PlacedText(info, 24, 32, hasWide));
@@ -147,9 +147,9 @@ KxWString LinkInfoPath(Bytes info) {
 KxWString TypedPath(Parts parts) {
   constexpr uint32_t kTypedPath = 0xA0000001;
   constexpr size_t kNarrowBytes = 260;
-  while (const std::optional<Bytes> block = parts.TakeSized()) {
+  while (const std::optional<BytesView> block = parts.TakeSized()) {
     if (At<uint32_t>(*block, 4) != kTypedPath) continue;
-    const Bytes texts = From(*block, 8);
+    const BytesView texts = From(*block, 8);
     KxWString path = WideText(From(texts, kNarrowBytes));
     return path.empty() ? NarrowText(texts.first(std::min(kNarrowBytes, texts.size()))) : path;
   }
@@ -171,7 +171,7 @@ bool TakeTexts(Parts& parts, uint32_t flags, SkxShortcut& shortcut) {
   for (const auto& [flag, text] : kTexts) {
     if ((flags & flag) == 0) continue;
     const size_t limit = flag == kHasArguments ? UINT16_MAX : kMaxUnits;
-    const std::optional<Bytes> bytes = parts.TakeCounted(isWide ? sizeof(WCHAR) : 1, limit);
+    const std::optional<BytesView> bytes = parts.TakeCounted(isWide ? sizeof(WCHAR) : 1, limit);
     if (!bytes) return false;
     text = isWide ? WideText(*bytes) : NarrowText(*bytes);
   }
@@ -184,14 +184,14 @@ std::optional<SkxShortcut> KxShortcut_Read(std::span<const unsigned char> bytes)
   constexpr uint32_t kHeaderBytes = 76;
   constexpr std::array<unsigned char, 16> kClass = {0x01, 0x14, 0x02, 0x00, 0, 0, 0, 0, 0xC0, 0, 0, 0, 0, 0, 0, 0x46};
   Parts parts(bytes);
-  const std::optional<Bytes> header = bytes.size() <= kKxMaxShortcutBytes ? parts.Take(kHeaderBytes) : std::nullopt;
+  const std::optional<BytesView> header = bytes.size() <= kKxMaxShortcutBytes ? parts.Take(kHeaderBytes) : std::nullopt;
   if (!header || At<uint32_t>(*header, 0) != kHeaderBytes) return std::nullopt;
   if (!std::equal(kClass.begin(), kClass.end(), header->begin() + 4)) return std::nullopt;
   const uint32_t flags = *At<uint32_t>(*header, 20);
 
-  const std::optional<Bytes> items = (flags & kHasItemList) != 0 ? parts.TakeCounted(1) : Bytes();
+  const std::optional<BytesView> items = (flags & kHasItemList) != 0 ? parts.TakeCounted(1) : BytesView();
   if (!items) return std::nullopt;
-  const std::optional<Bytes> info = (flags & kHasLinkInfo) != 0 ? parts.TakeSized() : Bytes();
+  const std::optional<BytesView> info = (flags & kHasLinkInfo) != 0 ? parts.TakeSized() : BytesView();
   SkxShortcut shortcut;
   if (!info || !TakeTexts(parts, flags, shortcut)) return std::nullopt;
 

@@ -15,7 +15,7 @@ constexpr const WCHAR* kSystemFolders[] = {KXW("\\System32\\"), KXW("\\SysWOW64\
 constexpr const WCHAR* kPanelEntries[] = {KXW("shell32.dll,Control_RunDLL"), KXW("shell32.dll,Control_RunDLLAsUser"),
                                           KXW("shell32.dll,#44")};
 
-bool AreSame(CkxTextView a, CkxTextView b) { return KxText_Equals(a, b, false); }
+bool AreSameText(CkxTextView a, CkxTextView b) { return KxText_Equals(a, b, false); }
 
 /// Takes `start` off the beginning of a path.
 bool Skip(CkxTextView& path, CkxTextView start) {
@@ -99,7 +99,7 @@ CkxSystemLaunch::CkxSystemLaunch(const CkxTargetInfoProcess& process) {
   const CkxTextView commandLine = KxText_Trim(process.CommandLine());
   const CkxTextView written = KxCommandLine_TakeApart(commandLine).arguments;
   for (const Host& host : kHosts) {
-    if (!AreSame(program, host.program)) continue;
+    if (!AreSameText(program, host.program)) continue;
     CkxArgumentReader arguments(written);
     (this->*host.read)(arguments);
     return;
@@ -148,7 +148,7 @@ void CkxSystemLaunch::ReadConsole(CkxArgumentReader& arguments) {
 void CkxSystemLaunch::ReadControl(CkxArgumentReader& arguments) {
   CkxArgumentReader ahead = arguments;
   if (!ahead.Next(_text)) return;
-  if (!AreSame(_text, KXW("/name"))) return ReadPanel(arguments);
+  if (!AreSameText(_text, KXW("/name"))) return ReadPanel(arguments);
 
   if (!ahead.Next(_text)) return;
   _form = _text.starts_with(KXW('{')) ? EkxLaunchForm::ShellItem : EkxLaunchForm::PanelName;
@@ -164,7 +164,7 @@ void CkxSystemLaunch::ReadPanel(CkxArgumentReader& arguments) {
   const CkxTextView tab = NextField(rest);
   _form = HasExtension(file) ? EkxLaunchForm::Panel : EkxLaunchForm::PanelWord;
   _name = _form == EkxLaunchForm::Panel ? RequestedName(file) : file;
-  _detail = tab.IsEmpty() || AreSame(tab, KXW("0")) ? kNoDetail : tab;
+  _detail = tab.IsEmpty() || AreSameText(tab, KXW("0")) ? kNoDetail : tab;
 }
 
 /// "library,entry arguments"; the comma may have a blank behind it, or be one.
@@ -181,7 +181,7 @@ void CkxSystemLaunch::ReadRunDll(CkxArgumentReader& arguments) {
   library += KXW(',');
   library += entry.ToString();
   if (std::any_of(std::begin(kPanelEntries), std::end(kPanelEntries),
-                  [&](const WCHAR* panel) { return AreSame(library, panel); })) {
+                  [&](const WCHAR* panel) { return AreSameText(library, panel); })) {
     ReadPanel(arguments);
     if (_form != EkxLaunchForm::Panel) _form = EkxLaunchForm::None;  // words are for control.exe alone
     return;
@@ -212,7 +212,8 @@ void CkxSystemLaunch::ReadAddress(CkxTextView address) {
 }
 
 bool CkxSystemLaunch::Is(const SkxLaunch& launch) const {
-  return IsForm(launch.form) && AreSame(_name, launch.name) && (launch.detail == nullptr || HasDetail(launch.detail));
+  return IsForm(launch.form) && AreSameText(_name, launch.name) &&
+         (launch.detail == nullptr || HasDetail(launch.detail));
 }
 
 bool CkxSystemLaunch::IsForm(EkxLaunchForm form) const {
@@ -222,7 +223,7 @@ bool CkxSystemLaunch::IsForm(EkxLaunchForm form) const {
 
 bool CkxSystemLaunch::HasDetail(CkxTextView detail) const {
   if (_detail.IsNull()) return false;
-  if (_form != EkxLaunchForm::Program) return AreSame(_detail, detail);
+  if (_form != EkxLaunchForm::Program) return AreSameText(_detail, detail);
   CkxArgumentReader arguments(_detail);
-  return AreSame(Join(arguments, KXW(' ')), detail);
+  return AreSameText(Join(arguments, KXW(' ')), detail);
 }

@@ -6,7 +6,7 @@ namespace {
 
 using Pointer = CkxThreadPointer<IkxEvaluationObserver>;
 
-const Pointer& Current() {
+const Pointer& CurrentObserver() {
   static const Pointer observer;
   return observer;
 }
@@ -19,13 +19,13 @@ const Pointer& Steps() {
 
 }  // namespace
 
-IkxEvaluationObserver* KxObserve_Current() { return Current().Get(); }
+IkxEvaluationObserver* KxObserve_Current() { return CurrentObserver().Get(); }
 IkxEvaluationObserver* KxObserve_Steps() { return Steps().Get(); }
 
-CkxObservePause::CkxObservePause() : _current(Current(), nullptr), _steps(Steps(), nullptr) {}
+CkxObservePause::CkxObservePause() : _current(CurrentObserver(), nullptr), _steps(Steps(), nullptr) {}
 
 CkxEvaluationObserverScope::CkxEvaluationObserverScope(IkxEvaluationObserver& observer)
-    : _current(Current(), &observer), _steps(Steps(), observer.WantsSteps() ? &observer : nullptr) {}
+    : _current(CurrentObserver(), &observer), _steps(Steps(), observer.WantsSteps() ? &observer : nullptr) {}
 
 const char* KxUtil_PolicyOutcomeText(EkxPolicyOutcome outcome) {
   switch (outcome) {
