@@ -20,8 +20,14 @@ if(MSVC)
   target_compile_options(kx_warnings INTERFACE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus)
 else()
   target_compile_options(
-    kx_warnings INTERFACE -Werror -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
+    kx_warnings INTERFACE -Werror -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wold-style-cast
                           -Wnon-virtual-dtor -Woverloaded-virtual)
+  if(CMAKE_UNITY_BUILD)
+    # A name of one file would hide that of another; and what is a file's own would seem to be a header's.
+    target_compile_options(kx_warnings INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
+  else()
+    target_compile_options(kx_warnings INTERFACE -Wshadow)
+  endif()
 endif()
 
 # Settings that are not warnings, but hold for all of our targets as well.
@@ -30,6 +36,8 @@ if(WIN32)
   target_compile_definitions(kx_settings INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00)
 endif()
 if(MINGW)
+  # Several files compiled as one have more sections than the older form of object files has room for.
+  target_compile_options(kx_settings INTERFACE -Wa,-mbig-obj)
   # An executable runs alone, without the compiler's DLLs beside it.
   target_link_options(kx_settings INTERFACE -static)
 endif()
