@@ -22,12 +22,13 @@ else()
   target_compile_options(
     kx_warnings INTERFACE -Werror -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wold-style-cast
                           -Wnon-virtual-dtor -Woverloaded-virtual)
-  if(CMAKE_UNITY_BUILD)
-    # A name of one file would hide that of another; and what is a file's own would seem to be a header's.
-    target_compile_options(kx_warnings INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
-  else()
-    target_compile_options(kx_warnings INTERFACE -Wshadow)
-  endif()
+  # Where several files are compiled as one, a name of one file would seem to hide that of another, and what is a file's
+  # own to be a header's.
+  set(is_unity $<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>)
+  set(is_gnu $<CXX_COMPILER_ID:GNU>)
+  target_compile_options(
+    kx_warnings INTERFACE $<$<NOT:${is_unity}>:-Wshadow>
+                          "$<$<AND:${is_unity},${is_gnu}>:-Wshadow=local;-Wno-subobject-linkage>")
 endif()
 
 # Settings that are not warnings, but hold for all of our targets as well.

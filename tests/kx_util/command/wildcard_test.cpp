@@ -10,22 +10,19 @@
 
 namespace {
 
-/// What a pattern means, said as plainly as it can be: for each two ends of pattern and subject whether they match.
+/// What a pattern means, said as plainly as it can be: from its end backwards, which ends of the subject each end of it
+/// matches. The subject has less than 64 units.
 bool Means(KxWStringView pattern, KxWStringView subject, bool (*same)(WCHAR, WCHAR)) {
-  std::vector<std::vector<bool>> match(pattern.size() + 1, std::vector<bool>(subject.size() + 1));
-  for (size_t p = pattern.size() + 1; p-- > 0;) {
-    for (size_t s = subject.size() + 1; s-- > 0;) {
-      if (p == pattern.size()) {
-        match[p][s] = s == subject.size();
-      } else if (pattern[p] == KXW('*')) {
-        match[p][s] = match[p + 1][s] || (s != subject.size() && match[p][s + 1]);
-      } else {
-        match[p][s] =
-            s != subject.size() && (pattern[p] == KXW('?') || same(pattern[p], subject[s])) && match[p + 1][s + 1];
-      }
+  uint64_t ends = uint64_t{1} << subject.size();  // bit n: what begins at unit n matches
+  for (size_t p = pattern.size(); p-- > 0;) {
+    const uint64_t behind = ends;
+    ends = pattern[p] == KXW('*') ? behind : 0;
+    for (size_t s = subject.size(); s-- > 0;) {
+      const bool takes = pattern[p] == KXW('?') || pattern[p] == KXW('*') || same(pattern[p], subject[s]);
+      if (takes) ends |= ((pattern[p] == KXW('*') ? ends : behind) >> 1) & (uint64_t{1} << s);
     }
   }
-  return match[0][0];
+  return (ends & 1) != 0;
 }
 
 bool AreExact(WCHAR a, WCHAR b) { return a == b; }
@@ -33,10 +30,13 @@ bool AreFolded(WCHAR a, WCHAR b) { return KxText_Fold(a) == KxText_Fold(b); }
 
 /// By all three ways of comparing units.
 void ExpectMeaning(const KxWString& pattern, const KxWString& subject) {
-  SCOPED_TRACE(KxText_ToUtf8(pattern) + " against " + KxText_ToUtf8(subject));
-  ASSERT_EQ(KxWildcard_Matches(pattern, subject, true), Means(pattern, subject, AreExact));
-  ASSERT_EQ(KxWildcard_Matches(pattern, subject, false), Means(pattern, subject, AreFolded));
-  ASSERT_EQ(KxWildcard_MatchesPath(pattern, subject), Means(pattern, subject, KxPathUnit_AreSame));
+  const auto holds = [&](bool matches, bool (*same)(WCHAR, WCHAR)) {
+    ASSERT_EQ(matches, Means(pattern, subject, same))
+        << KxText_ToUtf8(pattern) << " against " << KxText_ToUtf8(subject);
+  };
+  holds(KxWildcard_Matches(pattern, subject, true), AreExact);
+  holds(KxWildcard_Matches(pattern, subject, false), AreFolded);
+  holds(KxWildcard_MatchesPath(pattern, subject), KxPathUnit_AreSame);
 }
 
 /// Every text of at most `length` units of `alphabet`.

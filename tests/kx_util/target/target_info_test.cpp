@@ -11,6 +11,7 @@
 #include "tests/support/data_rows.h"
 #include "tests/support/recorded_facts.h"
 #include "tests/support/trace_capture.h"
+#include "tests/support/utf8.h"
 
 namespace {
 
