@@ -138,7 +138,8 @@ using CkxTargetInfoPtr = std::unique_ptr<CkxTargetInfo, SkxTargetDeleter>;
 struct CkxConsentData {
   enum class Kind : uint32_t { Executable = 0, Com = 1, Msi = 2, ActiveX = 3, PackagedApp = 5 };
   Kind kind = Kind::Executable;
-  const WCHAR* path = nullptr;         ///< the program, the package or the server of the COM object or control
+  const WCHAR* path = nullptr;         ///< the program, the package or the server of the COM object or control; of a
+                                       ///< server also null: then what this machine has registered for the class
   const WCHAR* commandLine = nullptr;  ///< of the program
   const WCHAR* url = nullptr;          ///< where an ActiveX control is installed from
   const WCHAR* classId = nullptr;      ///< of the COM object or control, "{...}"

@@ -8,6 +8,7 @@
 #include <kx_util/target_info_process.h>
 
 #include "Agent/engine/kx_util/buffer/record_memory.h"
+#include "Agent/engine/kx_util/target/com_server.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/file/machine_facts.h"
@@ -141,12 +142,20 @@ CkxTargetInfoPtr Make(Facts&&... facts) {
   return CkxTargetInfoPtr(new Target(std::forward<Facts>(facts)...));
 }
 
-CkxTargetInfoPtr Describe(const CkxConsentData& consent, unsigned long pid) {
+/// Where the request does not name the file, this machine tells which one its class is.
+template <class Target>
+CkxTargetInfoPtr MakeServer(const CkxConsentData& consent, EkxComUse use) {
+  std::optional<KxWString> registered;
+  if (CkxTextView(consent.path).IsEmpty()) registered = KxComServer_File(consent.classId, use);
+  return Make<Target>(registered ? registered->c_str() : consent.path, ServerFactsOf(consent), consent.userToken);
+}
+
+CkxTargetInfoPtr DescribeRequest(const CkxConsentData& consent, unsigned long pid) {
   switch (consent.kind) {
     case CkxConsentData::Kind::Com:
-      return Make<CkxTargetInfoUacCOM>(consent.path, ServerFactsOf(consent), consent.userToken);
+      return MakeServer<CkxTargetInfoUacCOM>(consent, EkxComUse::Elevated);
     case CkxConsentData::Kind::ActiveX: {
-      CkxTargetInfoPtr control = Make<CkxTargetInfoActiveX>(consent.path, ServerFactsOf(consent), consent.userToken);
+      CkxTargetInfoPtr control = MakeServer<CkxTargetInfoActiveX>(consent, EkxComUse::Control);
       control->SetDescriptionBase(consent.url);
       return control;
     }
@@ -168,7 +177,7 @@ CkxTargetInfoPtr Describe(const CkxConsentData& consent, unsigned long pid) {
 }  // namespace
 
 CkxTargetInfo* CkxTargetInfo::CreateFromConsentData(const CkxConsentData& consent, unsigned long pid) {
-  return KxEntry(CkxTargetInfoPtr(), [&] { return Describe(consent, pid); }).release();
+  return KxEntry(CkxTargetInfoPtr(), [&] { return DescribeRequest(consent, pid); }).release();
 }
 
 void CkxTargetInfo::Delete(CkxTargetInfo* target) { delete target; }

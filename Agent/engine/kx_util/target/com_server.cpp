@@ -1,0 +1,92 @@
+#include "Agent/engine/kx_util/target/com_server.h"
+
+#include "Agent/engine/kx_util/command/command_line.h"
+#include "Common_CPP/file/machine_facts.h"
+#include "Common_CPP/file/path.h"
+#include "Common_CPP/registry/registry.h"
+#include "Common_CPP/util/guid.h"
+#include "Common_CPP/util/text.h"
+
+namespace {
+
+struct SkxServerKey {
+  const WCHAR* name;
+  KxWString (*file)(CkxTextView registered);  ///< the path in what is registered
+};
+
+KxWString WithoutQuotes(CkxTextView text) {
+  const bool isQuoted = text.Size() >= 2 && text.Front() == KXW('"') && text.Back() == KXW('"');
+  return (isQuoted ? text.Part(1, text.Size() - 2) : text).ToString();
+}
+
+/// A library is registered by its path alone.
+KxWString LibraryOf(CkxTextView registered) { return WithoutQuotes(KxText_Trim(registered)); }
+
+/// A program is registered with its arguments, its path often without the quotes that its blanks ask for.
+KxWString ProgramOf(CkxTextView registered) {
+  const CkxTextView line = KxText_Trim(registered);
+  const CkxTextView program = KxCommandLine_TakeApart(line).program;
+  if (program.IsEmpty() || program.Front() == KXW('"')) return WithoutQuotes(program);
+  constexpr const WCHAR* kExtension = KXW(".exe");
+  for (size_t end = program.Size(); end <= line.Size(); ++end) {
+    if ((end == line.Size() || line[end] == KXW(' ')) &&
+        KxText_Equals(KxPath_Extension(line.Part(0, end)), kExtension, false)) {
+      return line.Part(0, end).ToString();
+    }
+  }
+  return program.ToString();
+}
+
+constexpr SkxServerKey kProgram = {KXW("LocalServer32"), ProgramOf};
+constexpr SkxServerKey kLibrary = {KXW("InprocServer32"), LibraryOf};
+
+/// The variables that stand for places of the system. No other is replaced: the environment is whoever's the process
+/// is.
+std::optional<KxWString> PlaceOf(CkxTextView variable, CkxTextView windows) {
+  const KxWString drive = windows.Part(0, 2).ToString();
+  const std::pair<const WCHAR*, KxWString> places[] = {
+      {KXW("SystemRoot"), windows.ToString()},
+      {KXW("windir"), windows.ToString()},
+      {KXW("SystemDrive"), drive},
+      {KXW("ProgramFiles"), drive + KXW("\\Program Files")},
+      {KXW("ProgramFiles(x86)"), drive + KXW("\\Program Files (x86)")},
+      {KXW("CommonProgramFiles"), drive + KXW("\\Program Files\\Common Files")},
+  };
+  for (const auto& [name, place] : places) {
+    if (KxText_Equals(variable, name, false)) return place;
+  }
+  return std::nullopt;
+}
+
+/// A variable may begin the path; a name alone is a file of the system's folder.
+std::optional<KxWString> FullPath(const KxWString& file) {
+  const CkxTextView windows = KxMachine_Facts().WindowsFolder();
+  if (file.find(KXW('"')) != KxWString::npos || file.empty()) return std::nullopt;
+  if (file.front() == KXW('%')) {
+    const size_t end = file.find(KXW('%'), 1);
+    if (end == KxWString::npos || windows.Size() < 2) return std::nullopt;
+    const std::optional<KxWString> place = PlaceOf(CkxTextView(file).Part(1, end - 1), windows);
+    return place ? std::optional(*place + file.substr(end + 1)) : std::nullopt;
+  }
+  if (!KxPath_Folder(file).IsNull()) return file;
+  return windows.IsEmpty() ? std::nullopt : std::optional(windows.ToString() + KXW("\\System32\\") + file);
+}
+
+std::optional<KxWString> Registered(CkxTextView classKey, const SkxServerKey& server) {
+  for (const EkxRegistryView view : {EkxRegistryView::Own, EkxRegistryView::Of32Bits}) {
+    const std::optional<KxWString> text = KxRegistry_Text(classKey.ToString() + server.name, {}, view);
+    if (text && !text->empty()) return FullPath(server.file(*text));
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<KxWString> KxComServer_File(CkxTextView classId, EkxComUse use) {
+  const std::optional<GUID> id = KxGuid_FromUtf8(KxText_ToUtf8(classId));
+  if (!id) return std::nullopt;
+  const KxWString key = KXW("SOFTWARE\\Classes\\CLSID\\") + KxGuid_ToText(*id) + KXW("\\");
+  const bool isElevated = use == EkxComUse::Elevated;
+  std::optional<KxWString> file = Registered(key, isElevated ? kProgram : kLibrary);
+  return file ? file : Registered(key, isElevated ? kLibrary : kProgram);
+}
