@@ -1,6 +1,5 @@
-#include <vector>
-
 #include "Common_CPP/registry/registry.h"
+#include "Common_CPP/util/handle_win.h"
 #include "Common_CPP/util/last_error.h"
 
 namespace {
