@@ -26,12 +26,21 @@ bool AddFile(X509_STORE* store, CkxTextView path) {
   return found;
 }
 
+/// The library's default paths would also list the whole folder of roots for each certificate that is asked about.
+/// Without any, nobody is trusted.
+void AddRootsOfSystem(X509_STORE* store) {
+  X509_LOOKUP* const bundle = X509_STORE_add_lookup(store, X509_LOOKUP_file());
+  if (bundle != nullptr) X509_LOOKUP_load_file(bundle, nullptr, X509_FILETYPE_DEFAULT);
+  X509_LOOKUP* const byName = X509_STORE_add_lookup(store, X509_LOOKUP_hash_dir());
+  if (byName != nullptr) X509_LOOKUP_add_dir(byName, nullptr, X509_FILETYPE_DEFAULT);
+}
+
 }  // namespace
 
 CkxTrustStore::CkxTrustStore() : _state(std::make_unique<State>()) {
   const CkxOpensslErrors errors;
   _state->store.reset(KxOpenssl_NotNull(X509_STORE_new()));
-  X509_STORE_set_default_paths(_state->store.get());  // without any, nobody is trusted
+  AddRootsOfSystem(_state->store.get());
   CkxOpensslErrors::Check();
 }
 
