@@ -38,6 +38,11 @@ std::vector<CkxSid> KxToken_Groups(void* token) {
   return facts != nullptr ? facts->Groups() : KxNativeToken_Groups(token);
 }
 
+std::vector<CkxSid> KxToken_DenyOnlyGroups(void* token) {
+  const CkxAccessToken* facts = CkxAccessToken::FromHandle(token);
+  return facts != nullptr ? facts->DenyOnlyGroups() : KxNativeToken_DenyOnlyGroups(token);
+}
+
 bool KxToken_IsAdministrator(void* token, bool* opened) {
   const CkxAccessToken* facts = CkxAccessToken::FromHandle(token);
   bool known = facts != nullptr;

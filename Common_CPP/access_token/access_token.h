@@ -15,8 +15,9 @@
 /// lives as long as the object.
 class CkxAccessToken {
  public:
-  CkxAccessToken(CkxSid user, std::vector<CkxSid> groups, bool administrator)
-      : _user(user), _groups(std::move(groups)), _administrator(administrator) {}
+  /// `denyOnly`: groups that count only where they are refused something, as an administrator's do until it is asked.
+  CkxAccessToken(CkxSid user, std::vector<CkxSid> groups, bool administrator, std::vector<CkxSid> denyOnly = {})
+      : _user(user), _groups(std::move(groups)), _denyOnly(std::move(denyOnly)), _administrator(administrator) {}
   CkxAccessToken(const CkxAccessToken&) = delete;
   CkxAccessToken& operator=(const CkxAccessToken&) = delete;
 
@@ -27,11 +28,13 @@ class CkxAccessToken {
 
   const CkxSid& User() const { return _user; }
   const std::vector<CkxSid>& Groups() const { return _groups; }
+  const std::vector<CkxSid>& DenyOnlyGroups() const { return _denyOnly; }
   bool IsAdministrator() const { return _administrator; }
 
  private:
   const CkxSid _user;
   const std::vector<CkxSid> _groups;
+  const std::vector<CkxSid> _denyOnly;
   const bool _administrator;
 };
 
@@ -43,6 +46,9 @@ bool KxToken_IsMember(void* token, const CkxSid& sid);
 
 /// The enabled groups of `token`; none when it cannot be opened.
 std::vector<CkxSid> KxToken_Groups(void* token);
+
+/// Those of its groups that only what refuses them sees.
+std::vector<CkxSid> KxToken_DenyOnlyGroups(void* token);
 
 /// An administrator: enabled membership of S-1-5-32-544, or a limited token whose linked token has it. False when the
 /// token cannot be opened; `opened`, when given, tells that apart.

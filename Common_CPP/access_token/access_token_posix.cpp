@@ -51,6 +51,8 @@ std::vector<CkxSid> KxNativeToken_Groups(void* token) {
   return IsOwnToken(token) ? KxToken_OfProcess().Groups() : std::vector<CkxSid>();
 }
 
+std::vector<CkxSid> KxNativeToken_DenyOnlyGroups(void* /*token*/) { return {}; }
+
 bool KxNativeToken_IsMember(void* token, const CkxSid& sid) {
   if (!IsOwnToken(token)) return false;
   CkxAccessToken own = KxToken_OfProcess();

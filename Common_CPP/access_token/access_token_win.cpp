@@ -45,6 +45,22 @@ bool HasEnabledGroup(HANDLE token, const CkxSid& sid, DWORD attributes = 0) {
   return false;
 }
 
+/// The groups that are enabled, or those that count only where access is denied.
+std::vector<CkxSid> GroupsInState(void* token, DWORD wanted) {
+  const CkxOpenToken open(token);
+  const std::vector<unsigned char> bytes = open ? Information(open.Get(), TokenGroups) : std::vector<unsigned char>();
+  std::vector<CkxSid> found;
+  if (bytes.size() < sizeof(TOKEN_GROUPS)) return found;
+  const auto* groups = reinterpret_cast<const TOKEN_GROUPS*>(bytes.data());
+  for (DWORD i = 0; i < groups->GroupCount; ++i) {
+    const DWORD state = groups->Groups[i].Attributes & (SE_GROUP_ENABLED | SE_GROUP_USE_FOR_DENY_ONLY);
+    const CkxSid sid = ToSid(groups->Groups[i].Sid);
+    const bool isWanted = wanted == SE_GROUP_ENABLED ? state == wanted : (state & wanted) != 0;
+    if (isWanted && sid.IsValid()) found.push_back(sid);
+  }
+  return found;
+}
+
 /// The full token behind a limited one; none for any other token.
 CkxHandle LinkedToken(HANDLE token) {
   TOKEN_ELEVATION_TYPE type{};
@@ -66,18 +82,10 @@ std::optional<CkxSid> KxNativeToken_User(void* token) {
   return open ? User(open.Get(), denyOnly) : std::nullopt;
 }
 
-std::vector<CkxSid> KxNativeToken_Groups(void* token) {
-  const CkxOpenToken open(token);
-  const std::vector<unsigned char> bytes = open ? Information(open.Get(), TokenGroups) : std::vector<unsigned char>();
-  std::vector<CkxSid> enabled;
-  if (bytes.size() < sizeof(TOKEN_GROUPS)) return enabled;
-  const auto* groups = reinterpret_cast<const TOKEN_GROUPS*>(bytes.data());
-  for (DWORD i = 0; i < groups->GroupCount; ++i) {
-    const DWORD state = groups->Groups[i].Attributes & (SE_GROUP_ENABLED | SE_GROUP_USE_FOR_DENY_ONLY);
-    const CkxSid sid = ToSid(groups->Groups[i].Sid);
-    if (state == SE_GROUP_ENABLED && sid.IsValid()) enabled.push_back(sid);
-  }
-  return enabled;
+std::vector<CkxSid> KxNativeToken_Groups(void* token) { return GroupsInState(token, SE_GROUP_ENABLED); }
+
+std::vector<CkxSid> KxNativeToken_DenyOnlyGroups(void* token) {
+  return GroupsInState(token, SE_GROUP_USE_FOR_DENY_ONLY);
 }
 
 bool KxNativeToken_IsMember(void* token, const CkxSid& sid) {

@@ -6,5 +6,6 @@
 
 std::optional<CkxSid> KxNativeToken_User(void* token);
 std::vector<CkxSid> KxNativeToken_Groups(void* token);
+std::vector<CkxSid> KxNativeToken_DenyOnlyGroups(void* token);
 bool KxNativeToken_IsMember(void* token, const CkxSid& sid);
 bool KxNativeToken_IsAdministrator(void* token, bool& opened);

@@ -28,21 +28,24 @@ class CkxFactsSids : public IkxSidSet {
   explicit CkxFactsSids(const CkxAccessToken& token) : _token(token) {}
 
   EkxSidUse UseOf(const CkxSid& sid) const override {
-    return IsListed(sid) || IsImplied(sid) ? EkxSidUse::Enabled : EkxSidUse::None;
+    if (IsAmong(_token.Groups(), sid) || sid.Equals(_token.User())) return EkxSidUse::Enabled;
+    if (IsAmong(_token.DenyOnlyGroups(), sid)) return EkxSidUse::DenyOnly;
+    return IsImplied(sid) ? EkxSidUse::Enabled : EkxSidUse::None;
   }
 
  private:
-  bool IsListed(const CkxSid& sid) const {
-    const auto isSid = [&](const CkxSid& other) { return sid.Equals(other); };
-    return isSid(_token.User()) || std::any_of(_token.Groups().begin(), _token.Groups().end(), isSid);
+  static bool IsAmong(const std::vector<CkxSid>& groups, const CkxSid& sid) {
+    return std::any_of(groups.begin(), groups.end(), [&](const CkxSid& other) { return sid.Equals(other); });
   }
 
   bool IsImplied(const CkxSid& sid) const {
     if (sid.Equals(Known().administrators)) return _token.IsAdministrator();
     const bool isAnonymous = _token.User().Equals(Known().anonymous);
     if (sid.Equals(Known().everyone)) return !isAnonymous;
-    return sid.Equals(Known().authenticated) && !isAnonymous && !IsListed(Known().guests);
+    return sid.Equals(Known().authenticated) && !isAnonymous && !IsGuest();
   }
+
+  bool IsGuest() const { return IsAmong(_token.Groups(), Known().guests) || Known().guests.Equals(_token.User()); }
 
   const CkxAccessToken& _token;
 };

@@ -6,7 +6,7 @@
 //
 // A token of the system is judged by the system. One made from facts, and the process's own where the system has no
 // tokens, is judged by our own walk (Common_CPP/security/access_check.h); what they list is enabled, and they have
-// beside that what every logon gives and nobody records:
+// beside that what every logon gives and nobody records, unless they list it as good for refusals alone:
 //
 // - S-1-1-0, everyone, unless the user is anonymous (S-1-5-7);
 // - S-1-5-11, authenticated users, unless the user is anonymous or lists the guests (S-1-5-32-546);

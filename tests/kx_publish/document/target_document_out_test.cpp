@@ -19,7 +19,7 @@ json WrittenAgain(const CkxTargetDocument& document) {
 
 TEST(TargetDocumentOut, WritesWhatWasRead) {
   for (const char* const text : {
-           R"({"kind": "file", "path": "C:\\a.exe", "targetType": 3, "user": {"sid": "S-1-0-0", "groups": []}})",
+           R"({"kind": "file", "path": "C:\\a.exe", "targetType": 3, "user": {"sid": "S-1-0-0"}})",
            R"({"kind": "file", "path": "H:\\Dir\\Ünï.txt", "targetType": 0, "size": 0, "modified": 133000000000000000,
                "hashes": {"SHA1": "9A", "SHA256": "0F"},
                "signers": [{"name": "Vendör", "status": "valid"}, {"status": "weak"}],
@@ -27,10 +27,12 @@ TEST(TargetDocumentOut, WritesWhatWasRead) {
                "versionInfo": {"CompanyName": "Vendör", "ProductVersion": ""}, "msi": {"ProductVersion": "3"},
                "appPackage": {"name": "Vendor.App", "version": "1.0.0.0", "capabilities": ["webcam"]},
                "drives": {"H": "REMOTE"}, "mappedDrives": {"H": "\\\\server\\share"},
-               "user": {"sid": "S-1-5-21-1-2-3-1001", "groups": ["S-1-5-32-545"], "admin": true}})",
+               "user": {"sid": "S-1-5-21-1-2-3-1001", "groups": ["S-1-5-32-545"],
+                        "denyOnlyGroups": ["S-1-5-32-544"], "admin": true}})",
            R"({"kind": "process", "path": "C:\\Dir\\app.exe", "targetType": 3, "pid": 4711,
                "commandLine": "app \"x y\"", "services": "Spooler/Netlogon",
-               "drives": {"C": "FIXED", "D": "CDROM"}, "user": {"sid": "S-1-5-18", "groups": []},
+               "drives": {"C": "FIXED", "D": "CDROM"}, "windowsFolder": "C:\\WinNT",
+               "user": {"sid": "S-1-5-18"},
                "parent": {"kind": "process", "path": "C:\\explorer.exe", "targetType": 3,
                           "user": {"sid": "S-1-5-21-1-2-3-1001", "groups": ["S-1-5-32-545"]},
                           "parent": {"kind": "file", "path": "System", "targetType": 0,

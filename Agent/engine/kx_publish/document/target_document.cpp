@@ -25,6 +25,7 @@ class RecordedMachine : public IkxMachineFacts {
  public:
   std::map<WCHAR, EkxDriveType> drives;
   std::map<WCHAR, KxWString> shares;
+  KxWString windowsFolder;
 
   EkxDriveType DriveType(WCHAR letter) const override {
     const auto drive = drives.find(letter);
@@ -35,6 +36,7 @@ class RecordedMachine : public IkxMachineFacts {
     if (share == shares.end()) return std::nullopt;
     return share->second;
   }
+  CkxTextView WindowsFolder() const override { return windowsFolder; }
 };
 
 CkxSid SidAt(const std::string& text, const std::string& pointer) {
@@ -324,6 +326,10 @@ std::unique_ptr<IkxMachineFacts> KxTargetDocument_Machine(CkxJsonObject& object)
                   if (!KxPath_IsUnc(share)) throw CkxDocumentFault(pointer, "must be a \\\\server\\share");
                   machine->shares[DriveLetterAt(name, pointer)] = std::move(share);
                 });
+  if (object.Optional(kKxTargetWindowsFolder, machine->windowsFolder) &&
+      KxPath_DriveLetter(machine->windowsFolder) == 0) {
+    throw CkxDocumentFault(object.PointerTo(kKxTargetWindowsFolder), "must be like C:\\Windows");
+  }
   return machine;
 }
 
@@ -334,7 +340,8 @@ std::unique_ptr<CkxAccessToken> KxTargetDocument_User(const json& value, const s
   TargetIn in(object);
   KxTargetFields_User(in, user);
   object.Finish();
-  return std::make_unique<CkxAccessToken>(*user.sid, std::move(user.groups), user.isAdministrator);
+  return std::make_unique<CkxAccessToken>(*user.sid, std::move(user.groups), user.isAdministrator,
+                                          std::move(user.denyOnlyGroups));
 }
 
 CkxTargetDocument CkxTargetDocument::Parse(std::string_view text, const std::optional<CkxSid>& user) {

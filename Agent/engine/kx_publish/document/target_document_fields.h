@@ -19,6 +19,7 @@ inline constexpr const char* kKxTargetId = "id";
 inline constexpr const char* kKxTargetKind = "kind";
 inline constexpr const char* kKxTargetDrives = "drives";
 inline constexpr const char* kKxTargetMappedDrives = "mappedDrives";
+inline constexpr const char* kKxTargetWindowsFolder = "windowsFolder";
 inline constexpr const char* kKxTargetUser = "user";
 inline constexpr const char* kKxTargetParent = "parent";
 inline constexpr const char* kKxTargetLinked = "linked";
@@ -78,6 +79,7 @@ void KxTargetFields_Server(Io& io, Facts& server) {
 struct SkxTargetUser {
   std::optional<CkxSid> sid;
   std::vector<CkxSid> groups;
+  std::vector<CkxSid> denyOnlyGroups;
   bool isAdministrator = false;
 };
 
@@ -85,5 +87,6 @@ template <class Io, class Facts>
 void KxTargetFields_User(Io& io, Facts& user) {
   io.Sid("sid", user.sid);
   io.Sids("groups", user.groups);
+  io.Sids("denyOnlyGroups", user.denyOnlyGroups);
   io.Value("admin", user.isAdministrator);
 }

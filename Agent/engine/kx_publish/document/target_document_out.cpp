@@ -129,6 +129,7 @@ SkxTargetUser UserOf(void* token) {
   user.sid = KxToken_User(token);
   if (!user.sid) user.sid = CkxSid::FromUtf8(kKxNobody);
   user.groups = KxToken_Groups(token);
+  user.denyOnlyGroups = KxToken_DenyOnlyGroups(token);
   user.isAdministrator = KxToken_IsAdministrator(token);
   return user;
 }
@@ -167,7 +168,7 @@ class TargetOut {
     if (sid) _object[key] = sid->ToUtf8();
   }
   void Sids(const char* key, const std::vector<CkxSid>& sids) {
-    _object[key] = ordered_json::array();
+    if (sids.empty()) return;
     for (const CkxSid& sid : sids) _object[key].push_back(sid.ToUtf8());
   }
   void Names(const char* key, const std::vector<KxWString>& names, bool isGiven) {
@@ -230,6 +231,8 @@ class TargetWriter {
       const std::optional<KxWString> share = KxMachine_Facts().MappedShare(letter);
       if (share) object[kKxTargetMappedDrives][name] = Utf8(*share);
     }
+    const CkxTextView windows = KxMachine_Facts().WindowsFolder();
+    if (!windows.IsEmpty()) object[kKxTargetWindowsFolder] = Utf8(windows);
   }
 
  private:

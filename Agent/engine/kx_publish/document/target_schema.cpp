@@ -48,6 +48,7 @@ constexpr SkxMeaning kMeanings[] = {
     {"sourceAddress", "The page or package that a control comes from."},
     {"sid", "The user's."},
     {"groups", "That the user is in."},
+    {"denyOnlyGroups", "That the user is in only where they are refused something."},
     {"admin", "Whether the user is an administrator."},
 };
 
@@ -236,6 +237,9 @@ std::string KxTargetDocument_Schema() {
       ByLetter("The types of drives. One that is not named is UNKNOWN.", {{"enum", DriveTypes()}});
   properties[kKxTargetMappedDrives] = ByLetter("The shares that drives stand for.",
                                                {{"type", "string"}, {"pattern", "^\\\\\\\\[^\\\\/]+\\\\[^\\\\/]+"}});
+  properties[kKxTargetWindowsFolder] = {{"description", "Where the system lives; without it, on any drive."},
+                                        {"type", "string"},
+                                        {"pattern", "^[A-Za-z]:"}};
   schema.update(ThingSchema(std::move(properties)));
   schema["$defs"] = {
       {"thing", thing},
