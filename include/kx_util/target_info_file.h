@@ -60,6 +60,9 @@ class KX_UTIL_API CkxTargetInfoFile : public CkxTargetInfo,
   /// "requireAdministrator"; null when it does not say.
   const WCHAR* GetRequestedExecutionLevel() const;
 
+  /// Whether it lies in a folder for files that nobody keeps, the system's or a user's.
+  bool IsInTempDir() const;
+
   /// Of an installer package a property of its database; names differ by case. Of a live one, also "PackageCode", and
   /// of its summary information "Summary.Subject", "Summary.Author", "Summary.Template" and the like. A live patch has
   /// "ProductName", "Manufacturer", "PatchCode" and "TargetProductCodes".

@@ -6,6 +6,7 @@
 #include "Common_CPP/util/text.h"
 #include "tests/kx_util/target/pe_image.h"
 #include "tests/support/data_rows.h"
+#include "tests/support/recorded_facts.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/trace_capture.h"
 #include "tests/support/utf8.h"
@@ -141,6 +142,26 @@ TEST(TargetInfoFile, ALiveProgramTellsItsVersion) {
   EXPECT_EQ(KxTest_Utf8(file.GetProductVersionStr()), "5.6 beta");
   EXPECT_EQ(KxTest_Utf8(file.GetEmbeddedDescription()), "Tool");
   EXPECT_EQ(file.GetProductName(), nullptr);
+}
+
+TEST(TargetInfoFile, LiesInATemporaryFolder) {
+  static constexpr struct {
+    const WCHAR* path;
+    bool isTemporary;
+  } kRows[] = {
+      {KXW("c:\\users\\Ann\\AppData\\Local\\TEMP\\a.exe"), true},
+      {KXW("C:\\Windows\\Temp\\sub\\a.exe"), true},
+      {KXW("\\\\?\\C:\\Windows\\Temp\\a.exe"), true},
+      {KXW("/var/tmp/a"), true},
+      {KXW("C:\\Windows\\Temp\\..\\System32\\a.exe"), false},
+      {KXW("C:\\Windows\\Temporary\\a.exe"), false},
+      {KXW("\\\\server\\share\\Temp\\a.exe"), false},
+      {KXW(""), false},
+  };
+  for (const auto& row : kRows) {
+    const CkxTargetInfoFile file(KxTest_FileAt(row.path), nullptr);
+    EXPECT_EQ(file.IsInTempDir(), row.isTemporary) << KxTest_Utf8(row.path);
+  }
 }
 
 }  // namespace

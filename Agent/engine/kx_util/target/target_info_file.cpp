@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Agent/engine/kx_util/command/wildcard.h"
 #include "Agent/engine/kx_util/target/file_facts.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/file/path.h"
@@ -311,6 +312,26 @@ const WCHAR* CkxTargetInfoFile::GetRequestedExecutionLevel() const {
       const bool isStartedByItself = KxText_Equals(KxPath_Extension(_path.View()), KXW(".exe"), false);
       return isStartedByItself && Store(value, _Facts().RequestedExecutionLevel());
     });
+  });
+}
+
+bool CkxTargetInfoFile::IsInTempDir() const {
+  static constexpr const WCHAR* kPlaces[] = {
+      KXW("?:\\Windows\\Temp\\*"),
+      KXW("?:\\Windows\\SystemTemp\\*"),
+      KXW("?:\\Temp\\*"),
+      KXW("?:\\Users\\*\\AppData\\Local\\Temp\\*"),
+      KXW("/tmp/*"),
+      KXW("/var/tmp/*"),
+  };
+  return KxEntry(false, [&] {
+    const WCHAR* const known = _Cached(KXW("KxIsInTempDir"), [this](CkxUtilStr& value) {
+      const KxWString path = KxPath_Normalized(_Path().View()).value_or(_Path().View().ToString());
+      const bool isThere = std::any_of(std::begin(kPlaces), std::end(kPlaces),
+                                       [&](const WCHAR* place) { return KxWildcard_MatchesPath(place, path); });
+      return Store(value, KxWString(isThere ? KXW("1") : KXW("0")));
+    });
+    return known != nullptr && *known == KXW('1');
   });
 }
 
