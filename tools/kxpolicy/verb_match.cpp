@@ -1,4 +1,5 @@
 // match: the match primitives on a stream of JSON Lines, or one pattern tried out by a person.
+#include <kx_util/file_src_type.h>
 #include <kx_util/kx_util.h>
 
 #include <array>
@@ -107,12 +108,81 @@ std::string Service(CkxJsonObject& in) {
   return Answer("match", KxUtil_MatchServiceName(list.View(), name.View()));
 }
 
+// --- source types ---
+
+using SourceType = CkxFileSrcType::EkxType;
+
+std::string Quoted(const char* name) { return name != nullptr ? "\"" + std::string(name) + "\"" : "null"; }
+
+/// Exactly one of `keys` must be there; which.
+std::string_view OneOf(CkxJsonObject& in, std::initializer_list<const char*> keys) {
+  std::string_view given;
+  for (const char* const key : keys) {
+    if (in.Find(key) == nullptr) continue;
+    if (!given.empty()) throw CkxDocumentFault(in.PointerTo(key), "stands beside \"" + std::string(given) + "\"");
+    given = key;
+  }
+  if (!given.empty()) return given;
+  std::string all;
+  for (const char* const key : keys) all.append(all.empty() ? "" : " or ").append(key);
+  throw CkxDocumentFault("", all + " is missing");
+}
+
+SourceType SourceTypeOf(CkxJsonObject& in) {
+  const std::string_view given = OneOf(in, {"name", "location", "code"});
+  if (given == "code") return static_cast<SourceType>(in.Required<uint32_t>("code"));
+  const NullableText text(in, given.data());
+  return given == "name" ? CkxFileSrcType::FromStr(text.String()) : CkxFileSrcType::FromLocationType(text.String());
+}
+
+std::string SrcType(CkxJsonObject& in) {
+  const SourceType type = SourceTypeOf(in);
+  const WCHAR* const location = CkxFileSrcType::ToLocationType(type);
+  return "\"code\":" + std::to_string(type) + ",\"name\":" + Quoted(CkxFileSrcType::ToStr(type)) +
+         ",\"location\":" + Quoted(location != nullptr ? KxText_ToUtf8(location).c_str() : nullptr) + "," +
+         Answer("locationBased", CkxFileSrcType::IsLocationBased(type)) + "," +
+         Answer("valid", CkxFileSrcType(type).IsValid());
+}
+
+std::string SrcOrder(CkxJsonObject& in) {
+  const CkxFileSrcType left = static_cast<SourceType>(in.Required<uint32_t>("left"));
+  const CkxFileSrcType right = static_cast<SourceType>(in.Required<uint32_t>("right"));
+  return "\"order\":" + std::to_string(left.ComparePriority(right));
+}
+
+std::string CodesOf(const CkxFileSrcTypeArray& types) {
+  std::string codes;
+  for (int i = 0; i < types.GetCount(); ++i) {
+    codes.append(codes.empty() ? "" : ",").append(std::to_string(static_cast<SourceType>(types.GetAt(i))));
+  }
+  return "[" + codes + "]";
+}
+
+std::string SrcTypes(CkxJsonObject& in) {
+  CkxFileSrcTypeArray types;
+  if (OneOf(in, {"text", "codes"}) == "text") {
+    types.FromStr(NullableText(in, "text").String());
+  } else {
+    const json& codes = *in.Find("codes");
+    if (!codes.is_array()) throw CkxDocumentFault(in.PointerTo("codes"), "must be an array");
+    for (size_t i = 0; i < codes.size(); ++i) {
+      types.Add(static_cast<SourceType>(KxJson_As<uint32_t>(codes[i], KxJson_Pointer(in.PointerTo("codes"), i))));
+    }
+  }
+  const std::string added = CodesOf(types);
+  CkxUtilStr sorted;
+  types.ToStr(sorted);
+  const SourceType main = types.IsEmpty() ? CkxFileSrcType::None : SourceType{types.GetAt(0)};
+  return "\"codes\":" + added + ",\"sorted\":\"" + KxText_ToUtf8(sorted.View()) + "\",\"after\":" + CodesOf(types) +
+         ",\"main\":" + std::to_string(main);
+}
+
 struct Operation {
   std::string_view name;
   std::string (*answer)(CkxJsonObject& in);  ///< the members of the answer after "id"
 };
 
-constexpr std::array<Operation, 9> kOperations = {{
+constexpr std::array<Operation, 12> kOperations = {{
     {"str", Str},
     {"regexp", RegExp},
     {"cmdline", CmdLine},
@@ -122,6 +192,9 @@ constexpr std::array<Operation, 9> kOperations = {{
     {"location", Location},
     {"inlocation", InLocation},
     {"service", Service},
+    {"srctype", SrcType},
+    {"srcorder", SrcOrder},
+    {"srctypes", SrcTypes},
 }};
 
 std::string AnswerOf(CkxJsonObject& in) {

@@ -33,7 +33,7 @@ void ExpectAnswer(const json& shared, const json& row) {
 }
 
 TEST(MatchData, EachOperationHasItsAnswer) {
-  for (const char* const file : {"texts", "numbers", "command_lines", "locations"}) {
+  for (const char* const file : {"texts", "numbers", "source_types", "command_lines", "locations"}) {
     json shared;
     for (const CkxDataRow& row : KxTest_Rows(std::string("match/") + file + ".txt")) {
       SCOPED_TRACE(row.At());
