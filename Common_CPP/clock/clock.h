@@ -9,6 +9,15 @@ using KxMicrosecondClock = int64_t (*)();
 /// Microseconds from some fixed moment; never runs backwards.
 int64_t KxClock_Microseconds();
 
+/// Runs from when it is made.
+class CkxStopWatch {
+ public:
+  int64_t Microseconds() const { return KxClock_Microseconds() - _start; }
+
+ private:
+  const int64_t _start = KxClock_Microseconds();
+};
+
 /// This thread reads `clock` until the scope ends.
 class CkxClockScope {
  public:

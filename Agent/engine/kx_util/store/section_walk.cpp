@@ -116,7 +116,7 @@ class SectionWalk {
   }
 
   void TraceWhenSlow() const {
-    const int64_t elapsed = KxClock_Microseconds() - _start;
+    const int64_t elapsed = _watch.Microseconds();
     if (elapsed <= kSlowWalkMicroseconds) return;
     CkxUtilStr line;
     KxText_AppendFormat(line, KXW("ShPolData::EnumPol. %u (%u filtered) out of %u policies in %I64d microsec"),
@@ -128,7 +128,7 @@ class SectionWalk {
   const KxPolicyCallback _callback;
   void* const _context;
   CkxRecordArena _arena;
-  const int64_t _start = KxClock_Microseconds();
+  const CkxStopWatch _watch;
   uint32_t _visited = 0;
   uint32_t _passed = 0;
   uint32_t _count = 0;
