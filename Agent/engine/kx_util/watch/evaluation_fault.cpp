@@ -3,6 +3,7 @@
 #include <atomic>
 
 #include "Agent/engine/kx_util/watch/observe.h"
+#include "Common_CPP/util/trace.h"
 
 namespace {
 
@@ -75,6 +76,7 @@ void KxFault_Note(EkxEvaluationFault fault, std::string_view line) noexcept {
   if (outermost == nullptr || outermost->_fault != EkxEvaluationFault::None) return;
   outermost->_fault = fault;
   outermost->_line = line;
+  KxTrace_TellFault(line);  // here, where the stack says why
 }
 
 void KxFault_Note(EkxEvaluationFault fault) noexcept { KxFault_Note(fault, KxUtil_FaultText(fault)); }
