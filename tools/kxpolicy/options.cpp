@@ -85,6 +85,12 @@ SkxParsedArguments KxOptions_Parse(std::span<const SkxVerb> verbs, const std::ve
   app.footer(
       "Exit codes: 0 done, 1 a failure as the answer, 2 unusable arguments, 3 unusable input, 4 the system refused.");
 
+  SkxTraceOptions trace;
+  app.add_option("--trace", trace.level, "Trace lines up to this level: error, warning, info, debug, trace, verbose");
+  app.add_option("--trace-file", trace.file, "The trace goes to the end of this file, in place of standard error");
+  app.fallthrough();  // these may stand behind the verb too
+  UnmarkValues(app);
+
   KxVerbAction chosen;
   for (const SkxVerb& verb : verbs) {
     CLI::App* const sub = app.add_subcommand(verb.name, verb.summary);
@@ -100,5 +106,5 @@ SkxParsedArguments KxOptions_Parse(std::span<const SkxVerb> verbs, const std::ve
     return {{}, isHelp ? EkxExit::Done : EkxExit::UnusableArguments};
   }
   // The parser lives as long as the action, which may ask it what was given.
-  return {[parser, action = std::move(chosen)](SkxStreams& io) { return action(io); }, EkxExit::Done};
+  return {[parser, action = std::move(chosen)](SkxStreams& io) { return action(io); }, EkxExit::Done, std::move(trace)};
 }

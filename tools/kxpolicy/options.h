@@ -59,10 +59,17 @@ struct SkxVerb {
   KxVerbAction (*declare)(const CkxVerbOptions& verb);
 };
 
+/// Where the library's trace goes, whatever the verb; both empty: as it was.
+struct SkxTraceOptions {
+  std::string level;
+  std::string file;
+};
+
 /// What the arguments ask for. Without an action everything is said already, and `code` is what to exit with.
 struct SkxParsedArguments {
   KxVerbAction action;
   EkxExit code;
+  SkxTraceOptions trace{};
 };
 
 /// Help goes to the output; a fault of the arguments to the error stream, which is unusable arguments.

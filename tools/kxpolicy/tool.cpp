@@ -10,6 +10,7 @@
 #include <ostream>
 
 #include "Common_CPP/util/printable.h"
+#include "tools/kxpolicy/tool_trace.h"
 
 namespace {
 
@@ -34,10 +35,11 @@ void CheckVerb(const std::vector<std::string>& arguments) {
   throw CkxToolFault(EkxExit::UnusableArguments, "\"" + arguments[0] + "\" is no verb; kxpolicy --help lists them");
 }
 
-EkxExit RunVerb(const std::vector<std::string>& arguments, SkxStreams& streams) {
+EkxExit RunVerb(const std::vector<std::string>& arguments, SkxStreams& streams, CkxToolTrace& trace) {
   CheckVerb(arguments);
   const SkxParsedArguments parsed = KxOptions_Parse(kVerbs, arguments, streams);
   if (!parsed.action) return parsed.code;
+  trace.Begin(parsed.trace);
   const EkxExit code = parsed.action(streams);
   if (!streams.outMayClose) KxTool_RequireOutput(streams);
   return code;
@@ -80,9 +82,10 @@ void KxTool_RequireOutput(const SkxStreams& streams) {
 
 int KxPolicy_Run(const std::vector<std::string>& arguments, SkxStreams& streams) {
   EkxExit code = EkxExit::SystemRefused;
+  CkxToolTrace trace;
   try {
     try {
-      code = RunVerb(arguments, streams);
+      code = RunVerb(arguments, streams, trace);
     } catch (const CkxToolFault& fault) {
       streams.out.flush();
       code = fault.Code();
@@ -96,5 +99,6 @@ int KxPolicy_Run(const std::vector<std::string>& arguments, SkxStreams& streams)
     code = EkxExit::SystemRefused;
     streams.err.write(kOutOfMemory.data(), kOutOfMemory.size());
   }
+  if (code == EkxExit::SystemRefused) trace.LookBack();
   return static_cast<int>(code);
 }
