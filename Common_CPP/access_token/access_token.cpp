@@ -43,6 +43,10 @@ std::vector<CkxSid> KxToken_DenyOnlyGroups(void* token) {
   return facts != nullptr ? facts->DenyOnlyGroups() : KxNativeToken_DenyOnlyGroups(token);
 }
 
+std::optional<uint32_t> KxToken_Session(void* token) {
+  return CkxAccessToken::FromHandle(token) != nullptr ? std::nullopt : KxNativeToken_Session(token);
+}
+
 bool KxToken_IsAdministrator(void* token, bool* opened) {
   const CkxAccessToken* facts = CkxAccessToken::FromHandle(token);
   bool known = facts != nullptr;

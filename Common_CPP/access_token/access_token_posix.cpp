@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <grp.h>
 #include <unistd.h>
 
@@ -6,6 +7,8 @@
 #include "Common_CPP/access_token/account_posix.h"
 #include "Common_CPP/access_token/native_token.h"
 #include "Common_CPP/access_token/own_token_posix.h"
+#include "Common_CPP/access_token/session_posix.h"
+#include "Common_CPP/util/descriptor_posix.h"
 #include "Common_CPP/util/last_error.h"
 
 // The system has no tokens: the caller's own is made from the process's effective user, and any other is refused.
@@ -57,6 +60,12 @@ bool KxNativeToken_IsMember(void* token, const CkxSid& sid) {
   if (!IsOwnToken(token)) return false;
   CkxAccessToken own = KxToken_OfProcess();
   return KxToken_IsMember(own.Handle(), sid);
+}
+
+std::optional<uint32_t> KxNativeToken_Session(void* token) {
+  if (!IsOwnToken(token)) return std::nullopt;
+  const CkxDescriptor self(open("/proc/self", O_PATH | O_DIRECTORY | O_CLOEXEC));
+  return KxPosixSession_Of(self.Get());
 }
 
 bool KxNativeToken_IsAdministrator(void* token, bool& opened) {

@@ -96,6 +96,15 @@ bool KxNativeToken_IsMember(void* token, const CkxSid& sid) {
   return (user && !denyOnly && user->Equals(sid)) || HasEnabledGroup(open.Get(), sid);
 }
 
+std::optional<uint32_t> KxNativeToken_Session(void* token) {
+  const CkxLastErrorGuard guard;
+  const CkxOpenToken open(token);
+  DWORD session = 0;
+  DWORD size = 0;
+  if (!open || !GetTokenInformation(open.Get(), TokenSessionId, &session, sizeof(session), &size)) return std::nullopt;
+  return session;
+}
+
 bool KxNativeToken_IsAdministrator(void* token, bool& opened) {
   const std::optional<CkxSid> administrators = CkxSid::FromUtf8("S-1-5-32-544");
   const CkxOpenToken open(token);

@@ -79,10 +79,8 @@ std::optional<SkxProcStat> KxProc_ParseStat(std::string_view text) {
   stat.state = text[name + 2];
   text.remove_prefix(name + 3);
   uint64_t flags = 0;
-  uint32_t group = 0;
-  const bool isRead = TakeNumber(text, stat.parent) && TakeNumber(text, group) && TakeNumber(text, stat.session) &&
-                      SkipFields(text, 2) && TakeNumber(text, flags) && SkipFields(text, 12) &&
-                      TakeNumber(text, stat.startTicks);
+  const bool isRead = TakeNumber(text, stat.parent) && SkipFields(text, 4) && TakeNumber(text, flags) &&
+                      SkipFields(text, 12) && TakeNumber(text, stat.startTicks);
   stat.isKernelThread = (flags & kKernelThread) != 0;
   return isRead ? std::optional(stat) : std::nullopt;
 }

@@ -14,7 +14,6 @@
 struct SkxProcStat {
   char state = 0;
   uint32_t parent = 0;
-  uint32_t session = 0;
   uint64_t startTicks = 0;  ///< since the system started
   bool isKernelThread = false;
   bool HasEnded() const { return state == 'Z' || state == 'X' || state == 'x'; }

@@ -46,6 +46,18 @@ CkxHeldProcess& CkxHeldProcess::operator=(CkxHeldProcess&& other) noexcept {
 
 CkxHeldProcess::~CkxHeldProcess() { Close(); }
 
+EkxProcessLookup KxProcess_Identify(uint32_t pid, SkxProcessId& id) {
+  CkxHeldProcess held;
+  const EkxProcessLookup lookup = held.Open(pid);
+  return lookup == EkxProcessLookup::Found ? held.ReadId(id) : lookup;
+}
+
+EkxProcessLookup KxProcess_Find(const SkxProcessId& id) {
+  SkxProcessId now;
+  const EkxProcessLookup lookup = KxProcess_Identify(id.pid, now);
+  return lookup == EkxProcessLookup::Found && now != id ? EkxProcessLookup::NoSuchProcess : lookup;
+}
+
 EkxProcessLookup KxProcess_ReadChain(uint32_t pid, size_t maxAncestors, std::vector<SkxProcess>& chain) {
   CkxHeldProcess held;
   std::vector<SkxProcess> found(1);

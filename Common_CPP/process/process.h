@@ -16,11 +16,18 @@
 #include "Common_CPP/process/process_lookup.h"
 #include "Common_CPP/util/text_view.h"
 
+/// Which process it is, whoever has its number before or afterwards.
+struct SkxProcessId {
+  uint32_t pid = 0;
+  int64_t creationTime = 0;  ///< file time
+  bool operator==(const SkxProcessId&) const = default;
+};
+
 struct SkxProcess {
   uint32_t pid = 0;
   int64_t creationTime = 0;  ///< file time; with the number it is this process and no other
   uint32_t parentPid = 0;    ///< as the system has it: whoever has that number now need not be the parent
-  uint32_t session = 0;
+  uint32_t session = 0;      ///< the logon session that it is in; 0 is that of services
 
   bool isKernel = false;       ///< the system itself: it has no image and no command line
   KxWString image;             ///< full path
@@ -31,7 +38,15 @@ struct SkxProcess {
 
   /// Nothing when it is not known, or leads elsewhere than it would in this process.
   std::optional<KxWString> currentFolder;
+
+  SkxProcessId Id() const { return {pid, creationTime}; }
 };
+
+/// The process that has that number now. `id` is changed only when found.
+EkxProcessLookup KxProcess_Identify(uint32_t pid, SkxProcessId& id);
+
+/// Whether that very process still runs: "no such process" once it has ended, whoever has its number since.
+EkxProcessLookup KxProcess_Find(const SkxProcessId& id);
 
 /// The longest command line that is read, in units; the process of a longer one is refused.
 inline constexpr size_t kKxMaxProcessCommandLine = size_t{64} << 10;

@@ -13,7 +13,10 @@ class CkxHeldProcess {
 
   EkxProcessLookup Open(uint32_t pid);
 
-  /// All of it; of an open process.
+  /// Which one it is; of an open process, as are the others.
+  EkxProcessLookup ReadId(SkxProcessId& id) const;
+
+  /// All of it.
   EkxProcessLookup Read(SkxProcess& process) const;
 
   /// As it is now: a system may give a process another parent when the first one ends. 0 when there is none.

@@ -9,6 +9,7 @@
 
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/access_token/account_posix.h"
+#include "Common_CPP/access_token/session_posix.h"
 #include "Common_CPP/process/proc_text_posix.h"
 #include "Common_CPP/process/process_platform.h"
 #include "Common_CPP/util/descriptor_posix.h"
@@ -26,6 +27,11 @@ EkxProcessLookup FromErrno() {
 }
 
 /// The whole of a file of the process; nothing, with `errno`, on an error, and when it has more than `limit` bytes.
+///
+/// Nothing that the process does, or leaves undone, makes this wait: the kernel makes the text up, and of "cmdline" it
+/// copies the process's own memory, which it does of a stopped process as of any other. It looks at memory that is no
+/// file's alone (Linux 4.18), so that the arguments cannot lie in a file system that the process serves by itself. Each
+/// read brings something or is the last, and there are as many as `limit` allows.
 std::optional<std::string> ReadFile(int folder, const char* name, size_t limit) {
   const CkxDescriptor file(openat(folder, name, O_RDONLY | O_CLOEXEC));
   if (!file) return std::nullopt;
@@ -171,6 +177,18 @@ EkxProcessLookup CkxHeldProcess::Open(uint32_t pid) {
   return EkxProcessLookup::Found;
 }
 
+EkxProcessLookup CkxHeldProcess::ReadId(SkxProcessId& id) const {
+  const int folder = static_cast<int>(_handle);
+  const std::optional<SkxProcStat> stat = ReadStat(folder);
+  const std::optional<std::string> text = ReadFile(folder, "status", kMaxFile);
+  if (!stat || !text) return FromErrno();
+  const std::optional<SkxProcStatus> status = KxProc_ParseStatus(*text);
+  if (!status) return EkxProcessLookup::Refused;
+  if (stat->HasEnded() || status->threadGroup != _pid) return EkxProcessLookup::NoSuchProcess;
+  id = {_pid, TimeOfTicks(stat->startTicks)};
+  return EkxProcessLookup::Found;
+}
+
 EkxProcessLookup CkxHeldProcess::Read(SkxProcess& process) const {
   const int folder = static_cast<int>(_handle);
   const std::optional<SkxProcStat> stat = ReadStat(folder);
@@ -179,7 +197,7 @@ EkxProcessLookup CkxHeldProcess::Read(SkxProcess& process) const {
   process.pid = _pid;
   process.creationTime = TimeOfTicks(stat->startTicks);
   process.parentPid = stat->parent;
-  process.session = stat->session;
+  process.session = KxPosixSession_Of(folder);
   process.isKernel = stat->isKernelThread;
   return process.isKernel ? ReadStatus(folder, _pid, process) : ReadUserProcess(folder, _pid, process);
 }

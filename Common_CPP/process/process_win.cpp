@@ -173,15 +173,24 @@ EkxProcessLookup CkxHeldProcess::Open(uint32_t pid) {
   return EkxProcessLookup::Found;
 }
 
-EkxProcessLookup CkxHeldProcess::Read(SkxProcess& process) const {
+EkxProcessLookup CkxHeldProcess::ReadId(SkxProcessId& id) const {
   const CkxLastErrorGuard guard;
   const HANDLE handle = ToHandle(_handle);
   FILETIME created{}, ended{}, inKernel{}, inProgram{};
-  DWORD session = 0;
   if (WaitForSingleObject(handle, 0) != WAIT_TIMEOUT) return EkxProcessLookup::NoSuchProcess;  // held, but ended
   if (!GetProcessTimes(handle, &created, &ended, &inKernel, &inProgram)) return EkxProcessLookup::Refused;
-  process.pid = _pid;
-  process.creationTime = ToFileTime(created);
+  id = {_pid, ToFileTime(created)};
+  return EkxProcessLookup::Found;
+}
+
+EkxProcessLookup CkxHeldProcess::Read(SkxProcess& process) const {
+  const CkxLastErrorGuard guard;
+  const HANDLE handle = ToHandle(_handle);
+  SkxProcessId id;
+  DWORD session = 0;
+  if (const EkxProcessLookup lookup = ReadId(id); lookup != EkxProcessLookup::Found) return lookup;
+  process.pid = id.pid;
+  process.creationTime = id.creationTime;
   process.parentPid = ParentOf(handle);
   if (ProcessIdToSessionId(_pid, &session)) process.session = session;
   process.user = TokenOf(handle);

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "Common_CPP/access_token/access_token.h"
+#include "Common_CPP/access_token/session_posix.h"
 #include "Common_CPP/process/proc_text_posix.h"
 #include "Common_CPP/process/process.h"
 #include "Common_CPP/util/text.h"
@@ -25,7 +26,6 @@ TEST(ProcText, Stat) {
     ASSERT_TRUE(stat) << name;
     EXPECT_EQ(stat->state, 'S');
     EXPECT_EQ(stat->parent, 7u);
-    EXPECT_EQ(stat->session, 42u);
     EXPECT_EQ(stat->startTicks, 123456u);
     EXPECT_FALSE(stat->isKernelThread);
     EXPECT_FALSE(stat->HasEnded());
@@ -40,6 +40,21 @@ TEST(ProcText, Stat) {
                                    "1 (a) S 4294967296 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1"}) {
     EXPECT_FALSE(KxProc_ParseStat(broken)) << broken;
   }
+}
+
+TEST(ProcText, Session) {
+  const std::pair<const char*, uint32_t> kCases[] = {{"0", 0},
+                                                     {"7", 7},
+                                                     {"7\n", 7},
+                                                     {"4294967294\n", 4294967294},
+                                                     {"4294967295\n", 0},
+                                                     {"", 0},
+                                                     {"4294967296", 0},
+                                                     {"-1", 0},
+                                                     {"7 8", 0},
+                                                     {" 7", 0},
+                                                     {"7\n\n", 0}};
+  for (const auto& [text, session] : kCases) EXPECT_EQ(KxPosixSession_Parse(text), session) << text;
 }
 
 TEST(ProcText, Status) {
@@ -92,7 +107,7 @@ TEST(ProcessPosix, IsWhatWasStarted) {
   EXPECT_EQ(KxText_ToUtf8(chain[0].commandLine), "\"my shell\" -c \"read nothing\" \"a\\\"b\" \"\" c\\");
   EXPECT_EQ(chain[0].currentFolder, KXW("/usr"));
   EXPECT_EQ(chain[0].services, KXW(""));
-  EXPECT_EQ(chain[0].session, static_cast<uint32_t>(getsid(0)));
+  EXPECT_EQ(chain[0].session, KxToken_Session(nullptr)) << "of the login that this process belongs to";
   EXPECT_FALSE(chain[0].isKernel);
   ASSERT_GE(chain.size(), 2u);
   EXPECT_EQ(chain[1].pid, static_cast<uint32_t>(getpid()));

@@ -9,6 +9,7 @@
 #include "Common_CPP/util/text.h"
 #include "tests/support/data_rows.h"
 #include "tests/support/process_resources.h"
+#include "tests/support/stopped_program.h"
 
 namespace {
 
@@ -33,6 +34,36 @@ TEST(Process, TellsOfThisOne) {
     EXPECT_EQ(chain[i].pid, chain[i - 1].parentPid);
     EXPECT_LE(chain[i].creationTime, chain[i - 1].creationTime);
   }
+}
+
+TEST(Process, IsToldFromOthersThatHaveItsNumber) {
+  SkxProcessId own;
+  ASSERT_EQ(KxProcess_Identify(KxTest_ProcessId(), own), EkxProcessLookup::Found);
+  std::vector<SkxProcess> chain;
+  ASSERT_EQ(KxProcess_ReadChain(KxTest_ProcessId(), 64, chain), EkxProcessLookup::Found);
+  EXPECT_EQ(chain.front().Id(), own);
+  EXPECT_EQ(KxProcess_Find(own), EkxProcessLookup::Found);
+  const SkxProcessId earlier = {own.pid, own.creationTime - 1};
+  EXPECT_FALSE(earlier == own);
+  EXPECT_EQ(KxProcess_Find(earlier), EkxProcessLookup::NoSuchProcess);
+
+  SkxProcessId none = earlier;
+  EXPECT_EQ(KxProcess_Identify(0x7FFFFFF0, none), EkxProcessLookup::NoSuchProcess);
+  EXPECT_EQ(none, earlier);
+  const CkxStoppedProgram child(chain.front().image, {"child"}, KxFile_FullPath(KXW(".")).value());
+  ASSERT_EQ(KxProcess_Identify(child.Pid(), none), EkxProcessLookup::Found);
+  EXPECT_GE(none.creationTime, own.creationTime);
+  EXPECT_EQ(KxProcess_Find(none), EkxProcessLookup::Found);
+  child.End();
+  EXPECT_EQ(KxProcess_Find(none), EkxProcessLookup::NoSuchProcess) << "though what remains of it has the number yet";
+}
+
+TEST(Process, IsInTheSessionOfItsToken) {
+  std::vector<SkxProcess> chain;
+  ASSERT_EQ(KxProcess_ReadChain(KxTest_ProcessId(), 64, chain), EkxProcessLookup::Found);
+  EXPECT_EQ(KxToken_Session(nullptr), chain.front().session);
+  CkxAccessToken recorded(CkxSid(), {}, false);
+  EXPECT_EQ(KxToken_Session(recorded.Handle()), std::nullopt);
 }
 
 TEST(Process, IsNoneOrRefused) {
