@@ -272,7 +272,7 @@ TEST(StackTrace, BeginsWhereItIsTakenAndNamesTheModule) {
   const auto begin = reinterpret_cast<uintptr_t>(&OwnFrame);
   const auto at = reinterpret_cast<uintptr_t>(inner);
   EXPECT_TRUE(at > begin && at - begin < 4096) << begin << " " << at;
-  EXPECT_THAT(KxStack_FrameText(inner), testing::MatchesRegex("common_test(.exe)?\\+0x[0-9A-F]+.*"));
+  EXPECT_THAT(KxStack_FrameText(inner), testing::AllOf(StartsWith("common_test"), HasSubstr("+0x")));
   EXPECT_EQ(KxStack_FrameText(reinterpret_cast<const void*>(uintptr_t{0x10})), "0x10");
   EXPECT_THAT(CkxStackTrace(1000).Frames(), IsEmpty());
 }
