@@ -46,10 +46,10 @@ class KX_UTIL_API CkxFileSrcProcess final : public IkxHashProvider,
   CkxFileSrcProcess() = default;
   explicit CkxFileSrcProcess(SkxFileSrcProcessFacts facts) : _facts(std::move(facts)) {}
 
-  /// Takes over what the description tells of the process and its program, the hash included, and the user that it runs
-  /// for. What only its surroundings tell (its order, its distributor, where it was copied from, its zone, whether it
-  /// created many files or lies among temporary ones) stays as it was. False, with nothing changed, for a process
-  /// without a path.
+  /// Takes over what the description tells of the process and its program, the hash and its well-known name included,
+  /// and the user that it runs for. What only its surroundings tell (its order, its distributor, where it was copied
+  /// from, its zone, whether it created many files or lies among temporary ones) stays as it was. False, with nothing
+  /// changed, for a process without a path.
   bool Fill(const CkxTargetInfoProcess& process);
 
   const SkxFileSrcProcessFacts& Facts() const { return _facts; }
@@ -61,6 +61,11 @@ class KX_UTIL_API CkxFileSrcProcess final : public IkxHashProvider,
   /// Whether the program of `process` installs software: the system's own installers, else by the installer keywords in
   /// the original name and the description of its version resource.
   static bool IsSetupExeTarget(const CkxTargetInfoProcess& process);
+
+  /// Whether a process that everybody knows has that short name, in letters of any case, and what people call it: null
+  /// for another name, and where there is no such word.
+  static bool IsWellKnownName(CkxTextView shortName);
+  static const WCHAR* HumanReadableNameFromWellKnown(CkxTextView shortName);
 
   /// Whether `text` has "setup", "install", "update" or "upgrade" anywhere in it, in whatever case.
   static bool ContainsInstallerKeywords(CkxTextView text);

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "Agent/engine/kx_util/command/command_line.h"
+#include "Agent/engine/kx_util/origin/well_known_process.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/file/path.h"
@@ -32,6 +33,8 @@ bool CkxFileSrcProcess::Fill(const CkxTargetInfoProcess& process) {
   return KxEntry(false, [&] {
     SkxFileSrcProcessFacts facts = _facts;
     facts.isSetup = IsSetupExeTarget(process);
+    const SkxWellKnownProcess* const known = KxWellKnown_Of(process);
+    facts.wellKnown = known != nullptr ? KxWString(known->shortName) : KxWString();
     facts.serviceNames = TextOf(process.ServiceNames());
     facts.publisher = TextOf(process.GetPublisher(false, facts.publisherStatus));
     facts.fileDescription = TextOf(process.GetVersionInfo(KXW("FileDescription")));
@@ -59,6 +62,13 @@ bool CkxFileSrcProcess::IsSetupExeTarget(const CkxTargetInfoProcess& process) {
   return std::any_of(std::begin(kSystemInstallers), std::end(kSystemInstallers), isName) ||
          ContainsInstallerKeywords(process.GetVersionInfo(KXW("OriginalFilename"))) ||
          ContainsInstallerKeywords(process.GetVersionInfo(KXW("FileDescription")));
+}
+
+bool CkxFileSrcProcess::IsWellKnownName(CkxTextView shortName) { return KxWellKnown_ByName(shortName) != nullptr; }
+
+const WCHAR* CkxFileSrcProcess::HumanReadableNameFromWellKnown(CkxTextView shortName) {
+  const SkxWellKnownProcess* const known = KxWellKnown_ByName(shortName);
+  return known != nullptr ? known->humanName : nullptr;
 }
 
 bool CkxFileSrcProcess::ContainsInstallerKeywords(CkxTextView text) {
