@@ -1,10 +1,28 @@
-// Installer packages from arbitrary bytes: whatever they say, no byte outside of them is read, and what they say of
-// themselves is bounded.
+// Installer packages from arbitrary bytes: whatever they say, no byte outside of them is read, what they say of
+// themselves is bounded, and so is what is read for their signature.
 #include <cstdlib>
 
 #include "Agent/engine/kx_util/target/msi_package.h"
 #include "Common_CPP/ole/compound_file.h"
+#include "Common_CPP/signature/msi_signature_posix.h"
 #include "tests/support/memory_source.h"
+
+namespace {
+
+thread_local uint64_t bytesHashed = 0;
+
+void RequireLittleToBeHashed(const CkxMemorySource& source, size_t size) {
+  const std::optional<CkxMsiSignature> signature = CkxMsiSignature::Read(source, size);
+  if (!signature) return;
+  bytesHashed = 0;
+  const auto digest = signature->Digest(EkxHashAlgorithm::Sha256, [](uint64_t bytes) {
+    bytesHashed += bytes;
+    return true;
+  });
+  if (bytesHashed > size || (digest && (digest->size() != 32 || !signature->IsSigned()))) std::abort();
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const CkxMemorySource source(data, size);
@@ -15,6 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       if (bytes && bytes->size() != (*children)[i].size) std::abort();
     }
   }
+  RequireLittleToBeHashed(source, size);
   const std::optional<SkxMsiPackage> package = KxMsi_Read(source);
   if (!package) return 0;
   size_t units = 0;

@@ -41,7 +41,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (digests.empty()) return std::nullopt;
     return std::move(digests.begin()->second);
   };
-  const SkxSigners signers = KxSignature_Look({none, CkxTextView(), &*program, digestOf});
+  const SkxSigners signers =
+      KxSignature_Look({none, CkxTextView(), &*program, digestOf, [](uint64_t) { return true; }});
   RequireNobodyToBeBelieved(signers.first);
   RequireNobodyToBeBelieved(signers.second);
   return 0;

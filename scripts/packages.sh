@@ -58,7 +58,7 @@ example_packages=(gpgv-win32 win32-loader python3-distlib)
 
 # For the full check: both compilers, the Windows build and Wine, formatting, linting, test libraries and data.
 check_packages=(
-  git pkg-config ccache python3-jsonschema openssl wixl msitools
+  git pkg-config ccache python3-jsonschema openssl wixl msitools libgsf-bin
   clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 lld
   googletest libgtest-dev libgmock-dev libbenchmark-dev libpcre2-dev unicode-data
   g++-mingw-w64-x86-64-posix wine64

@@ -19,6 +19,7 @@ constexpr uint32_t kLastSector = 0xFFFFFFFA;  // numbers beyond it have other me
 constexpr size_t kMaxTableSectors = 32 * 1024;            // for 2 GiB in the smaller sectors
 constexpr uint64_t kMaxDirectoryBytes = 4 * 1024 * 1024;  // 32768 entries
 constexpr uint64_t kMaxSmallTableBytes = 1024 * 1024;     // for 16 MiB of small streams
+constexpr uint64_t kMaxPieceBytes = 256 * 1024;           // of a stream that is read piece by piece
 
 bool IsSector(uint32_t number) { return number <= kLastSector; }
 
@@ -86,7 +87,7 @@ bool CkxCompoundFile::ReadDirectory(uint32_t first) {
 
 std::optional<SkxCompoundEntry> CkxCompoundFile::Entry(uint32_t number) const {
   constexpr size_t kNameBytes = 64;
-  if (number >= _entries.size() / kEntryBytes) return std::nullopt;
+  if (number >= EntryCount()) return std::nullopt;
   const auto bytes = std::span(_entries).subspan(number * kEntryBytes, kEntryBytes);
   SkxCompoundEntry entry;
   const size_t nameBytes =
@@ -97,6 +98,8 @@ std::optional<SkxCompoundEntry> CkxCompoundFile::Entry(uint32_t number) const {
   entry.right = KxBytes_U32(bytes, 72);
   entry.child = KxBytes_U32(bytes, 76);
   entry.classId = KxBytes_Load<GUID>(bytes.data() + 80);
+  std::copy_n(bytes.begin() + 96, entry.state.size(), entry.state.begin());
+  std::copy_n(bytes.begin() + 100, entry.times.size(), entry.times.begin());
   entry.sector = KxBytes_U32(bytes, 116);
   entry.size = KxBytes_U32(bytes, 120);
   const bool hasLongSizes = _sectorShift != 9;  // where they are short, old writers left anything in the upper half
@@ -106,7 +109,7 @@ std::optional<SkxCompoundEntry> CkxCompoundFile::Entry(uint32_t number) const {
 
 std::optional<SkxCompoundEntry> CkxCompoundFile::Find(const SkxCompoundEntry& storage, CkxTextView name) const {
   uint32_t number = storage.child;
-  for (size_t steps = _entries.size() / kEntryBytes; steps != 0; --steps) {  // no way down passes an entry twice
+  for (size_t steps = EntryCount(); steps != 0; --steps) {  // no way down passes an entry twice
     std::optional<SkxCompoundEntry> entry = Entry(number);
     if (!entry) return std::nullopt;
     const int order = Compare(name, entry->name);
@@ -118,7 +121,7 @@ std::optional<SkxCompoundEntry> CkxCompoundFile::Find(const SkxCompoundEntry& st
 
 std::optional<std::vector<SkxCompoundEntry>> CkxCompoundFile::Children(const SkxCompoundEntry& storage) const {
   std::vector<SkxCompoundEntry> children, above;  // above: entries whose left side is being walked
-  std::vector<bool> seen(_entries.size() / kEntryBytes);
+  std::vector<bool> seen(EntryCount());
   for (uint32_t number = storage.child; number != SkxCompoundEntry::kNone || !above.empty();) {
     if (number != SkxCompoundEntry::kNone) {
       std::optional<SkxCompoundEntry> entry = Entry(number);
@@ -178,36 +181,61 @@ std::optional<std::vector<unsigned char>> CkxCompoundFile::ReadUntilEnd(uint32_t
 }
 
 std::optional<std::vector<unsigned char>> CkxCompoundFile::Read(const SkxCompoundEntry& stream, uint64_t limit) const {
-  if (stream.kind != EkxCompoundEntry::Stream || stream.size > limit) return std::nullopt;
-  std::vector<unsigned char> bytes;
+  std::vector<unsigned char> bytes;  // grows with what there is, not with what was promised
+  const bool isRead = stream.size <= limit && ReadEach(stream, [&](std::span<const unsigned char> piece) {
+                        bytes.insert(bytes.end(), piece.begin(), piece.end());
+                        return true;
+                      });
+  return isRead ? std::optional(std::move(bytes)) : std::nullopt;
+}
+
+bool CkxCompoundFile::ReadEach(const SkxCompoundEntry& stream, const Taker& take) const {
+  if (stream.kind != EkxCompoundEntry::Stream) return false;
   if (stream.size < kSmallStreamsEnd) {
-    bytes.resize(stream.size);
-    return ReadSmall(stream.sector, bytes) ? std::optional(std::move(bytes)) : std::nullopt;
+    std::vector<unsigned char> bytes(static_cast<size_t>(stream.size));
+    return ReadSmall(stream.sector, bytes) && take(bytes);
   }
-  const std::optional<std::vector<uint32_t>> sectors = Chain(stream.sector, stream.size);
-  if (!sectors) return std::nullopt;
-  for (const uint32_t sector : *sectors) {  // grows with what there is, not with what was promised
-    const size_t done = bytes.size();
-    bytes.resize(std::min(done + SectorSize(), stream.size));
-    if (!_file->ReadExactly(Offset(sector), std::span(bytes).subspan(done))) return std::nullopt;
+  std::vector<unsigned char> piece;
+  uint32_t sector = stream.sector;
+  for (uint64_t left = stream.size; left != 0; left -= piece.size()) {
+    const uint32_t first = sector;
+    uint64_t bytes = 0;
+    do {  // sectors that follow each other are one read
+      if (!IsSector(sector)) return false;
+      bytes += SectorSize();
+      if (bytes >= left) break;
+      const std::optional<uint32_t> next = Next(sector);
+      if (!next) return false;
+      sector = *next;
+    } while (sector == first + (bytes >> _sectorShift) && bytes < kMaxPieceBytes);
+    piece.resize(static_cast<size_t>(std::min(bytes, left)));
+    if (!_file->ReadExactly(Offset(first), piece) || !take(piece)) return false;
   }
-  return bytes;
+  return true;
+}
+
+size_t CkxCompoundFile::EntryCount() const { return _entries.size() / kEntryBytes; }
+
+bool CkxCompoundFile::HoldSmallStreams() const {
+  if (_small) return true;
+  const SkxCompoundEntry root = Root();
+  std::optional<std::vector<unsigned char>> table = ReadUntilEnd(_smallTable, kMaxSmallTableBytes);
+  const uint64_t tableHolds = table ? table->size() / sizeof(uint32_t) : 0;
+  const uint64_t pieces = std::min(tableHolds, root.size / kSmallBytes + (root.size % kSmallBytes != 0 ? 1 : 0));
+  std::optional<std::vector<uint32_t>> sectors = Chain(root.sector, pieces * kSmallBytes);
+  if (!table || !sectors) return false;
+  _small = {std::move(*table), std::move(*sectors), pieces};
+  return true;
 }
 
 bool CkxCompoundFile::ReadSmall(uint32_t first, std::span<unsigned char> bytes) const {
   if (bytes.empty()) return true;
-  const SkxCompoundEntry root = Root();
-  const std::optional<std::vector<unsigned char>> table = ReadUntilEnd(_smallTable, kMaxSmallTableBytes);
-  const uint64_t tableHolds = table ? table->size() / sizeof(uint32_t) : 0;
-  const uint64_t pieces = std::min(tableHolds, root.size / kSmallBytes + (root.size % kSmallBytes != 0 ? 1 : 0));
-  const std::optional<std::vector<uint32_t>> sectors = Chain(root.sector, pieces * kSmallBytes);
-  if (!sectors) return false;
-
+  if (!HoldSmallStreams()) return false;
   uint32_t piece = first;
-  for (size_t done = 0; done < bytes.size(); piece = KxBytes_U32(*table, piece * sizeof(uint32_t))) {
-    if (piece >= pieces) return false;
+  for (size_t done = 0; done < bytes.size(); piece = KxBytes_U32(_small->table, piece * sizeof(uint32_t))) {
+    if (piece >= _small->pieces) return false;
     const uint64_t position = uint64_t{piece} * kSmallBytes;  // in the root's stream
-    const uint64_t offset = Offset((*sectors)[position >> _sectorShift]) + (position & (SectorSize() - 1));
+    const uint64_t offset = Offset(_small->sectors[position >> _sectorShift]) + (position & (SectorSize() - 1));
     const std::span<unsigned char> part = bytes.subspan(done, std::min<size_t>(kSmallBytes, bytes.size() - done));
     if (!_file->ReadExactly(offset, part)) return false;
     done += part.size();

@@ -15,6 +15,8 @@
 // than its reader takes, so that a loop in one ends as well.
 #pragma once
 
+#include <array>
+#include <functional>
 #include <vector>
 
 #include "Common_CPP/file/byte_source.h"
@@ -25,7 +27,9 @@ enum class EkxCompoundEntry : unsigned char { Unused = 0, Storage = 1, Stream = 
 struct SkxCompoundEntry {
   KxWString name;
   EkxCompoundEntry kind = EkxCompoundEntry::Unused;
-  GUID classId{};       ///< of a storage: what it is
+  GUID classId{};                         ///< of a storage: what it is
+  std::array<unsigned char, 4> state{};   ///< of the program that it belongs to
+  std::array<unsigned char, 16> times{};  ///< when it was made, and when it was changed
   uint32_t left = 0;    ///< in the tree of its storage: what comes before, by number; `kNone` when nothing does
   uint32_t right = 0;   ///< what comes behind
   uint32_t child = 0;   ///< of a storage: the top of the tree of what it holds
@@ -52,6 +56,14 @@ class CkxCompoundFile {
   /// All bytes of a stream; nothing when it has more than `limit`, or its chain breaks off.
   std::optional<std::vector<unsigned char>> Read(const SkxCompoundEntry& stream, uint64_t limit) const;
 
+  /// The same, however long it is, piece by piece and never held whole. False when `take` was for a piece, and when the
+  /// chain breaks off.
+  using Taker = std::function<bool(std::span<const unsigned char> piece)>;
+  bool ReadEach(const SkxCompoundEntry& stream, const Taker& take) const;
+
+  /// Of all storages together, those that nothing leads to among them.
+  size_t EntryCount() const;
+
  private:
   explicit CkxCompoundFile(const IkxByteSource& file) : _file(&file) {}
   bool ReadHeader();
@@ -65,6 +77,14 @@ class CkxCompoundFile {
   std::optional<std::vector<uint32_t>> Chain(uint32_t first, uint64_t bytes) const;
   std::optional<std::vector<unsigned char>> ReadUntilEnd(uint32_t first, uint64_t limit) const;
   bool ReadSmall(uint32_t first, std::span<unsigned char> bytes) const;
+  bool HoldSmallStreams() const;
+
+  /// Where small streams lie: the table of their pieces, and the sectors that these are in.
+  struct SkxSmallStreams {
+    std::vector<unsigned char> table;
+    std::vector<uint32_t> sectors;
+    uint64_t pieces = 0;
+  };
 
   const IkxByteSource* _file;
   unsigned _sectorShift = 9;
@@ -73,4 +93,5 @@ class CkxCompoundFile {
   std::vector<unsigned char> _entries;    // of the directory
   mutable uint32_t _heldTableSector = 0;  // the part of the allocation table that was asked for last
   mutable std::vector<unsigned char> _held;
+  mutable std::optional<SkxSmallStreams> _small;  // read for the first one, and held for those that follow
 };

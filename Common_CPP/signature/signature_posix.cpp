@@ -1,6 +1,7 @@
 #include <ctime>
 
 #include "Common_CPP/file/file.h"
+#include "Common_CPP/signature/msi_signature_posix.h"
 #include "Common_CPP/signature/script_signature_posix.h"
 #include "Common_CPP/signature/signature.h"
 #include "Common_CPP/signature/signed_message_posix.h"
@@ -65,6 +66,16 @@ SkxSigners SignersOfScript(const SkxSignedFile& signedFile, const SkxJudge& judg
   return signers;
 }
 
+SkxSigners SignersOfPackage(const SkxSignedFile& signedFile, const SkxJudge& judge) {
+  SkxFileStatus status;
+  const auto package =
+      signedFile.file.Status(status) ? CkxMsiSignature::Read(signedFile.file, status.size) : std::nullopt;
+  if (!package) return {};
+  if (!package->IsSigned()) return {{KxWString(), kUnsigned}, {KxWString(), kUnsigned}};
+  return judge.SignersOf(package->Message(),
+                         [&](EkxHashAlgorithm algorithm) { return package->Digest(algorithm, signedFile.mayRead); });
+}
+
 /// Read once: a bundle of roots takes as long to read as a few megabytes to hash. A process that lives longer than its
 /// system's roots stay the same makes a scope of its own.
 const CkxTrustStore& SystemsTrust() {
@@ -75,7 +86,8 @@ const CkxTrustStore& SystemsTrust() {
 /// By what the file itself carries. Unknown where that is of a kind that nobody looks at.
 SkxSigners OwnSigners(const SkxSignedFile& signedFile, const SkxJudge& judge) {
   if (signedFile.program == nullptr) {
-    return KxScriptSignature_IsFor(signedFile.path) ? SignersOfScript(signedFile, judge) : SkxSigners();
+    return KxScriptSignature_IsFor(signedFile.path) ? SignersOfScript(signedFile, judge)
+                                                    : SignersOfPackage(signedFile, judge);
   }
   if (!signedFile.program->hasTable) return {{KxWString(), kUnsigned}, {KxWString(), kUnsigned}};
   return judge.SignersOf(signedFile.program->message, signedFile.digestOf);

@@ -67,6 +67,26 @@ TEST(CompoundFile, ReadsWhatNeedsMoreTablesThanTheHeaderTells) {
   EXPECT_EQ(ReadStream(*file, kSize), Content(kSize));
 }
 
+TEST(CompoundFile, LongStreamsAreReadPieceByPiece) {
+  constexpr size_t kSize = 1'000'000;
+  const CkxMemorySource source(WithStreams(512, {{kSize}}).Bytes());
+  const std::optional<CkxCompoundFile> file = CkxCompoundFile::Open(source);
+  ASSERT_TRUE(file);
+  const SkxCompoundEntry stream = file->Children(file->Root())->front();
+  KxBytes together;
+  size_t pieces = 0;
+  EXPECT_TRUE(file->ReadEach(stream, [&](std::span<const unsigned char> piece) {
+    together.insert(together.end(), piece.begin(), piece.end());
+    ++pieces;
+    return piece.size() <= 256 * 1024;
+  }));
+  EXPECT_EQ(together, Content(kSize));
+  EXPECT_EQ(pieces, 4u);
+  pieces = 0;
+  EXPECT_FALSE(file->ReadEach(stream, [&](std::span<const unsigned char>) { return ++pieces < 2; }));
+  EXPECT_EQ(pieces, 2u);
+}
+
 TEST(CompoundFile, ACutFileHasTheStreamsThatAreLeftOrNone) {
   constexpr size_t kFew[] = {70, 5000};
   const KxBytes whole = WithStreams(512, kFew).Bytes();

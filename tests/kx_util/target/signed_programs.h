@@ -31,17 +31,18 @@ inline std::string KxTest_Signer(const CkxTargetInfoFile& file, bool second = fa
   return (name != nullptr ? KxText_ToUtf8(name) : "") + ": " + KxPublisherStatus_Row(status).key;
 }
 
-/// Of each row of the file below tests/data, whose columns are those of signature/programs.txt.
-inline void KxTest_ExpectSigners(const char* rows) {
+/// Of each row of the file below tests/data, whose columns are those of signature/programs.txt. `extension`: of the
+/// files.
+inline void KxTest_ExpectSigners(const char* rows, const char* extension = ".exe") {
   KxTest_ForRows<std::string, std::string, std::string, std::string, std::string, std::string>(
-      rows, [](const auto& program, const auto& name, const auto& state, const auto& second, const auto& secondState,
-               const auto& other) {
-        const CkxTargetInfoFile file = KxTest_Described(KxTest_Signed(program + ".exe"));
-        EXPECT_EQ(KxTest_Signer(file), name + ": " + state);
+      rows, [extension](const auto& program, const auto& name, const auto& state, const auto& second,
+                        const auto& secondState, const auto& other) {
+        const CkxTargetInfoFile file = KxTest_Described(KxTest_Signed(program + extension));
+        EXPECT_EQ(KxTest_Signer(file), name + ": " + state) << program;
         EXPECT_EQ(KxTest_Signer(file, true), second + ": " + secondState);
         const bool isGood = state == "valid" || state == "weak";
         const std::string verdict = KxTest_Content(KxTest_Signed(program + ".verdict"));
-        EXPECT_EQ(isGood == (verdict == "good\n"), other == "same") << verdict;
+        EXPECT_EQ(isGood == (verdict == "good\n"), other == "same") << program << ": " << verdict;
       });
 }
 

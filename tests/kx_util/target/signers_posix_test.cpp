@@ -58,7 +58,8 @@ SkxSigners Look(const std::vector<unsigned char>& message) {
         .at(wanted);
   }();
   program->message = message;
-  return KxSignature_Look({file, CkxTextView(), &*program, [](EkxHashAlgorithm) { return digest; }});
+  return KxSignature_Look(
+      {file, CkxTextView(), &*program, [](EkxHashAlgorithm) { return digest; }, [](uint64_t) { return true; }});
 }
 
 std::vector<unsigned char> Message(const std::string& program) {

@@ -162,7 +162,7 @@ class LiveFileFacts : public IkxFileFacts {
   std::optional<SkxSigners> Signers() const {
     if (!IsWithinLimit()) return SkxSigners();
     const auto digestOf = [this](EkxHashAlgorithm algorithm) { return Digest({algorithm, Signature() != nullptr}); };
-    const SkxSigners signers = KxSignature_Look({_file, _path, Signature(), digestOf});
+    const SkxSigners signers = KxSignature_Look({_file, _path, Signature(), digestOf, SpendOnBytes});
     if (!IsUnchanged() || KxFault_Current() != EkxEvaluationFault::None) return std::nullopt;
     return signers;
   }
