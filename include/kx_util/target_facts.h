@@ -49,6 +49,8 @@ struct SkxFileFacts {
   std::map<KxWString, KxWString> msiProperties;  ///< installer property -> text
   std::optional<KxWString> origin;               ///< the origin record, XML
   std::optional<SkxAppPackageFacts> appPackage;  ///< of a package, or of a program that runs from one
+  std::optional<KxWString> executionLevel;       ///< of an ".exe", what its manifest asks to be started with
+  std::optional<SkxProgramFacts> program;
 };
 
 struct SkxProcessFacts {

@@ -18,18 +18,21 @@ json WrittenAgain(const CkxTargetDocument& document) {
 }
 
 TEST(TargetDocumentOut, WritesWhatWasRead) {
-  for (const char* const text : {
-           R"({"kind": "file", "path": "C:\\a.exe", "targetType": 3, "user": {"sid": "S-1-0-0"}})",
-           R"({"kind": "file", "path": "H:\\Dir\\Ünï.txt", "targetType": 0, "size": 0, "modified": 133000000000000000,
+  for (
+      const char* const text : {
+          R"({"kind": "file", "path": "C:\\a.exe", "targetType": 3, "executionLevel": "requireAdministrator", "program": {},
+               "user": {"sid": "S-1-0-0"}})",
+          R"({"kind": "file", "path": "H:\\Dir\\Ünï.txt", "targetType": 0, "size": 0, "modified": 133000000000000000,
                "hashes": {"SHA1": "9A", "SHA256": "0F"},
                "signers": [{"name": "Vendör", "status": "valid"}, {"status": "weak"}],
                "owner": "S-1-5-18", "ownerName": "NT AUTHORITY\\SYSTEM", "fileVersion": "1.2.3.4",
                "versionInfo": {"CompanyName": "Vendör", "ProductVersion": ""}, "msi": {"ProductVersion": "3"},
                "appPackage": {"name": "Vendor.App", "version": "1.0.0.0", "capabilities": ["webcam"]},
+               "program": {"machine": 332, "subsystem": 3, "managed": true, "runtimeVersion": "v4.0.30319"},
                "drives": {"H": "REMOTE"}, "mappedDrives": {"H": "\\\\server\\share"},
                "user": {"sid": "S-1-5-21-1-2-3-1001", "groups": ["S-1-5-32-545"],
                         "denyOnlyGroups": ["S-1-5-32-544"], "admin": true}})",
-           R"({"kind": "process", "path": "C:\\Dir\\app.exe", "targetType": 3, "pid": 4711,
+          R"({"kind": "process", "path": "C:\\Dir\\app.exe", "targetType": 3, "pid": 4711,
                "commandLine": "app \"x y\"", "services": "Spooler/Netlogon",
                "drives": {"C": "FIXED", "D": "CDROM"}, "windowsFolder": "C:\\WinNT",
                "user": {"sid": "S-1-5-18"},
@@ -39,7 +42,7 @@ TEST(TargetDocumentOut, WritesWhatWasRead) {
                                      "signers": [{"status": "system"}, {"status": "system"}]}},
                "linked": [{"kind": "process", "path": "D:\\a.txt", "targetType": 4, "pid": 4711, "commandLine": "a 1"},
                           {"kind": "file", "path": "C:\\a.msix", "targetType": 20, "appPackage": {}}]})",
-       }) {
+      }) {
     SCOPED_TRACE(text);
     EXPECT_EQ(WrittenAgain(CkxTargetDocument::Parse(text)).dump(1), json::parse(text).dump(1));
   }

@@ -9,6 +9,7 @@
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_publish/document/target_document_fields.h"
+#include "Agent/engine/kx_util/target/execution_level.h"
 #include "Agent/engine/kx_util/target/publisher_status.h"
 #include "Common_CPP/access_token/user_scope.h"
 #include "Common_CPP/crypto/file_digest.h"
@@ -94,6 +95,16 @@ EkxPublisherStatus PublisherStatusAt(const json& value, const std::string& point
     names.append(names.empty() ? "" : ", ").append(row.key);
   }
   throw CkxDocumentFault(pointer, "must be 0 to 8, or one of " + names);
+}
+
+std::string ExecutionLevelAt(const json& value, const std::string& pointer) {
+  const auto level = KxJson_As<std::string>(value, pointer);
+  std::string names;
+  for (const std::string_view known : kKxExecutionLevels) {
+    if (level == known) return level;
+    names.append(names.empty() ? "" : ", ").append(known);
+  }
+  throw CkxDocumentFault(pointer, "must be one of " + names);
 }
 
 /// Up to four numbers of 16 bits with dots between them; a remark may follow the fourth one after a blank, as in the
@@ -188,15 +199,31 @@ class TargetIn {
   }
 
   void Package(const char* key, std::optional<SkxAppPackageFacts>& package) {
+    Inside(key, [&](TargetIn& in) { KxTargetFields_Package(in, package.emplace()); });
+  }
+
+  void Level(const char* key, std::optional<KxWString>& level) {
+    if (const json* const value = _object.Find(key)) {
+      level = KxText_FromUtf8(ExecutionLevelAt(*value, _object.PointerTo(key)));
+    }
+  }
+
+  void Program(const char* key, std::optional<SkxProgramFacts>& program) {
+    Inside(key, [&](TargetIn& in) { KxTargetFields_Program(in, program.emplace()); });
+  }
+
+ private:
+  /// The members of the object `key`, if there is one.
+  template <class Read>
+  void Inside(const char* key, Read read) {
     const json* const value = _object.Find(key);
     if (value == nullptr) return;
     CkxJsonObject object(*value, _object.PointerTo(key));
     TargetIn in(object);
-    KxTargetFields_Package(in, package.emplace());
+    read(in);
     object.Finish();
   }
 
- private:
   CkxJsonObject& _object;
 };
 

@@ -7,7 +7,7 @@
 //   Texts      an object of texts
 //   Sid, Sids  one, or a list
 //   Names      a list of texts, and whether there is one
-//   Hashes, Signers, Status, Package   what stands for itself
+//   Hashes, Signers, Status, Package, Level, Program   what stands for itself
 #pragma once
 
 #include <optional>
@@ -43,6 +43,8 @@ void KxTargetFields_File(Io& io, Facts& facts) {
   io.Texts("msi", facts.msiProperties);
   io.Value("origin", facts.origin);
   io.Package("appPackage", facts.appPackage);
+  io.Level("executionLevel", facts.executionLevel);
+  io.Program("program", facts.program);
 }
 
 /// SkxSigner.
@@ -58,6 +60,15 @@ void KxTargetFields_Package(Io& io, Facts& package) {
   io.Value("name", package.name);
   io.Version("version", package.version);
   io.Names("capabilities", package.capabilities, package.capabilitiesKnown);
+}
+
+/// SkxProgramFacts.
+template <class Io, class Facts>
+void KxTargetFields_Program(Io& io, Facts& program) {
+  io.Value("machine", program.machine);
+  io.Value("subsystem", program.subsystem);
+  io.Value("managed", program.isManaged);
+  io.Value("runtimeVersion", program.runtimeVersion);
 }
 
 /// SkxProcessFacts.

@@ -113,6 +113,8 @@ SkxFileFacts FactsOf(const CkxTargetInfoFile& file) {
   facts.versionInfo = VersionInfoOf(file);
   facts.msiProperties = InstallerPropertiesOf(file);
   if (file.AppPackage() != nullptr) facts.appPackage = *file.AppPackage();
+  facts.executionLevel = TextOf(file.GetRequestedExecutionLevel());
+  if (file.Program() != nullptr) facts.program = *file.Program();
   return facts;
 }
 
@@ -188,6 +190,12 @@ class TargetOut {
     if (!package) return;
     TargetOut out(_object[key] = ordered_json::object());
     KxTargetFields_Package(out, *package);
+  }
+  void Level(const char* key, const std::optional<KxWString>& level) { Value(key, level); }
+  void Program(const char* key, const std::optional<SkxProgramFacts>& program) {
+    if (!program) return;
+    TargetOut out(_object[key] = ordered_json::object());
+    KxTargetFields_Program(out, *program);
   }
 
  private:

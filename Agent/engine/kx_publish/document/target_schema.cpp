@@ -8,6 +8,7 @@
 
 #include "Agent/engine/kx_publish/document/schema_text.h"
 #include "Agent/engine/kx_publish/document/target_document_fields.h"
+#include "Agent/engine/kx_util/target/execution_level.h"
 #include "Agent/engine/kx_util/target/publisher_status.h"
 #include "Common_CPP/crypto/file_digest.h"
 #include "Common_CPP/file/machine_facts.h"
@@ -37,6 +38,12 @@ constexpr SkxMeaning kMeanings[] = {
     {"msi", "Properties of an installer package, by their names; case counts."},
     {"origin", "The record of where the file came from, XML."},
     {"appPackage", "The application package that the program belongs to."},
+    {"executionLevel", "Of an .exe, what its manifest asks to be started with."},
+    {"program", "What a program file says of how it runs."},
+    {"machine", "The number of the processor that it is for."},
+    {"subsystem", "1 native, 2 with windows, 3 in a console, and so on."},
+    {"managed", "Whether it is .NET."},
+    {"runtimeVersion", "Of .NET, as its metadata asks for it."},
     {"name", "Of a signer the common name of the certificate, else its organization; of a package its name."},
     {"status", "What is known of the signature: a name, or its number."},
     {"version", "Of the package."},
@@ -133,6 +140,19 @@ class SchemaOf {
     KxTargetFields_Package(package, facts);
     Add(key, Object(package.Take()));
   }
+  template <class Text>
+  void Level(const char* key, const Text& /*level*/) {
+    Json names = Json::array();
+    for (const std::string_view known : kKxExecutionLevels) names.push_back(std::string(known));
+    Add(key, {{"enum", std::move(names)}});
+  }
+  template <class Facts>
+  void Program(const char* key, const Facts& /*program*/) {
+    SchemaOf program;
+    SkxProgramFacts facts;
+    KxTargetFields_Program(program, facts);
+    Add(key, Object(program.Take()));
+  }
 
   static Json Object(Json properties) {
     return {{"type", "object"}, {"properties", std::move(properties)}, {"additionalProperties", false}};
@@ -142,6 +162,7 @@ class SchemaOf {
   static Json TypeOf(const KxWString&) { return Reference("text"); }
   static Json TypeOf(bool) { return {{"type", "boolean"}}; }
   static Json TypeOf(int64_t) { return Integer<int64_t>(); }
+  static Json TypeOf(uint16_t) { return Integer<uint16_t>(); }
   static Json TypeOf(uint32_t) { return Integer<uint32_t>(); }
 
   template <class Code>

@@ -15,7 +15,6 @@ constexpr std::string_view kSpaces = " \t\r\n";
 
 constexpr std::string_view kWay[] = {"assembly", "trustInfo", "security", "requestedPrivileges",
                                      "requestedExecutionLevel"};
-constexpr std::string_view kLevels[] = {"asInvoker", "highestAvailable", "requireAdministrator"};
 
 /// Manifests are UTF-8, or UTF-16 with a mark that says so.
 std::optional<std::string> Utf8Of(std::span<const unsigned char> bytes) {
@@ -125,8 +124,9 @@ class LevelFinder {
   }
 
   std::optional<KxWString> Level() const {
-    const auto* const known = std::find(std::begin(kLevels), std::end(kLevels), _level.value_or(""));
-    if (!_open.empty() || known == std::end(kLevels)) return std::nullopt;
+    const auto* const known =
+        std::find(std::begin(kKxExecutionLevels), std::end(kKxExecutionLevels), _level.value_or(""));
+    if (!_open.empty() || known == std::end(kKxExecutionLevels)) return std::nullopt;
     return KxWString(known->begin(), known->end());
   }
 

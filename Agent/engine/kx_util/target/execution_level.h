@@ -7,10 +7,14 @@
 
 #include <optional>
 #include <span>
+#include <string_view>
 
 #include "Common_CPP/util/base.h"
 
 class IkxByteSource;
+
+/// All that there are.
+inline constexpr std::string_view kKxExecutionLevels[] = {"asInvoker", "highestAvailable", "requireAdministrator"};
 
 /// As the manifest has it: "asInvoker", "highestAvailable" or "requireAdministrator". Nothing when it does not say,
 /// says something else, or says it twice; and when it is no document that is put together well up to the end.

@@ -22,6 +22,8 @@ class RecordedFileFacts : public IkxFileFacts {
   std::optional<KxWString> MsiProperty(CkxTextView property) const override {
     return Find(_facts.msiProperties, property, true);  // an installer tells its properties apart by case
   }
+  std::optional<KxWString> RequestedExecutionLevel() const override { return _facts.executionLevel; }
+  const SkxProgramFacts* Program() const override { return _facts.program ? &*_facts.program : nullptr; }
   const SkxAppPackageFacts* AppPackage() const override { return _facts.appPackage ? &*_facts.appPackage : nullptr; }
   SkxSigner Signer(bool second) const override {
     const size_t index = second ? 1 : 0;
