@@ -7,6 +7,7 @@
 #include "Common_CPP/util/text.h"
 #include "tests/kxpolicy/run_tool.h"
 #include "tests/support/process_resources.h"
+#include "tests/support/shortcut_bytes.h"
 #include "tests/support/stopped_program.h"
 
 namespace {
@@ -79,6 +80,27 @@ TEST_F(Describe, AFileIsJudgedAsItsDescription) {
     EXPECT_EQ(live["matched"], applies);
     EXPECT_EQ(live, described);
   }
+}
+
+TEST_F(Describe, AShortcutIsWhatItStarts) {
+  const KxWString tool = _folder.Write("tool.exe", "abc");
+  _folder.Write("a.lnk", KxTest_ShortcutBytes({tool, KXW("/quiet"), {}, {}}));
+  _folder.Write("broken.lnk", KxTest_ShortcutBytes({KXW("C:\\No such folder\\tool.exe"), {}, {}, {}}));
+  const std::string link = KxTest_PathText(_folder.Path() / "a.lnk");
+  const json document = json::parse(KxTest_RunTool({"describe", link}).out);
+  EXPECT_EQ(document["id"], link);
+  EXPECT_EQ(document["kind"], "process");
+  EXPECT_EQ(document["commandLine"], "\"" + KxText_ToUtf8(tool) + "\" /quiet");
+  for (const auto& [arguments, applies] : std::map<std::string, bool>{{"/quiet", true}, {"/loud", false}}) {
+    const std::string image = Compile(App("tool.exe", R"(, "arguments": ")" + arguments + "\""));
+    const auto [live, described] = Answers(image, {"--file", link}, {link});
+    EXPECT_EQ(live["matched"], applies) << arguments;
+    EXPECT_EQ(live, described);
+  }
+  const std::string broken = KxTest_PathText(_folder.Path() / "broken.lnk");
+  const json itself = json::parse(KxTest_RunTool({"describe", broken}).out);
+  EXPECT_EQ(itself["kind"], "file");
+  EXPECT_THAT(std::string(itself["path"]), testing::EndsWith("broken.lnk"));
 }
 
 TEST_F(Describe, AProcessIsJudgedAsItsDescription) {

@@ -1,6 +1,7 @@
 #include "tools/kxpolicy/live_target.h"
 
 #include <kx_util/evaluation_fault.h>
+#include <kx_util/shortcut_target.h>
 
 #include <new>
 
@@ -12,6 +13,9 @@ CkxTargetInfoPtr KxLive_File(const std::string& file, void* token) {
   const std::optional<KxWString> path = KxText_FromUtf8(file);
   const std::optional<KxWString> full = path ? KxFile_FullPath(*path) : std::nullopt;
   if (!full || !KxFile_Status(*full)) throw CkxToolFault(EkxExit::UnusableInput, file + ": cannot be read");
+  CkxTargetInfoPtr started = KxShortcut_Describe(full->c_str(), token);
+  if (started != nullptr) return started;
+  if (KxUtil_LastFault() == EkxEvaluationFault::OutOfMemory) throw std::bad_alloc();
   return CkxTargetInfoPtr(new CkxTargetInfoFile(full->c_str(), token));
 }
 
