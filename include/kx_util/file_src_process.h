@@ -6,6 +6,7 @@
 //   if (policy.IsSoftwareDistributor(writer, name)) writer.Facts().softwareDistributor = name.View().ToString();
 #pragma once
 
+#include <kx_util/file_src_type.h>
 #include <kx_util/target_info_process.h>
 
 /// Where a file was copied from.
@@ -35,7 +36,8 @@ struct SkxFileSrcProcessFacts {
   bool inTempFolder = false;  ///< the program lies in a folder for temporary files
   KxWString arguments;        ///< the command line without its program
   SkxFileSrcCopySource copySource;
-  KxWString hash;  ///< "ALGORITHM##HEX"
+  KxWString hash;               ///< "ALGORITHM##HEX"
+  bool isDeveloperApp = false;  ///< it was built on this machine; known while the record is fresh
   std::optional<CkxSid> user;
 };
 
@@ -48,12 +50,38 @@ class KX_UTIL_API CkxFileSrcProcess final : public IkxHashProvider,
 
   /// Takes over what the description tells of the process and its program, the hash and its well-known name included,
   /// and the user that it runs for. What only its surroundings tell (its order, its distributor, where it was copied
-  /// from, its zone, whether it created many files or lies among temporary ones) stays as it was. False, with nothing
+  /// from, its zone, whether it created many files) stays as it was. False, with nothing
   /// changed, for a process without a path.
   bool Fill(const CkxTargetInfoProcess& process);
 
   const SkxFileSrcProcessFacts& Facts() const { return _facts; }
-  SkxFileSrcProcessFacts& Facts() { return _facts; }
+  SkxFileSrcProcessFacts& Facts() {
+    _areTypesKnown = false;
+    return _facts;
+  }
+
+  /// Where files come from that the process writes, in no particular order; found out when first asked for.
+  const CkxFileSrcTypeArray& SourceTypes() const;
+
+  /// The highest of them, `None` where there is none. `name` says who brought the file ("Google Chrome"), `detail` from
+  /// where or by what: a path, or the distributor's program. "UNKNOWN" for what is not known, null for no type.
+  CkxFileSrcType::EkxType GetMainSourceType() const;
+  CkxFileSrcType::EkxType GetMainSourceType(const WCHAR*& name, const WCHAR*& detail) const;
+
+  /// What people call it: its well-known name, its description or its file name. "Deleted File" when the image is gone,
+  /// "UNKNOWN" when nothing is known.
+  const WCHAR* GetDisplayName() const;
+
+  /// How the path of an image that is gone is remembered, by the number that its file had, and whether `path` is one.
+  static KxWString _FormatDeletedPath(uint64_t fileId, CkxTextView path);
+  static bool IsPathDeleted(CkxTextView path);
+
+  /// Whether the walk from a process to those that started it ends at this one: what lies above did not bring the file.
+  /// So does the system's installer for a file of one of its packages.
+  bool _IsProcessStackTerminator(bool ofPackage) const;
+
+  /// In the folder where the system keeps its components side by side.
+  static bool _InWinSxS(CkxTextView path);
 
   /// The path in quotes, then the arguments.
   KxWString CommandLine() const;
@@ -82,4 +110,6 @@ class KX_UTIL_API CkxFileSrcProcess final : public IkxHashProvider,
 
  private:
   SkxFileSrcProcessFacts _facts;
+  mutable CkxFileSrcTypeArray _types;
+  mutable bool _areTypesKnown = false;
 };

@@ -11,6 +11,7 @@
 #include "tests/support/policy_documents.h"
 #include "tests/support/recorded_facts.h"
 #include "tests/support/recording_observer.h"
+#include "tests/support/utf8.h"
 
 namespace {
 
@@ -28,11 +29,18 @@ CkxFileSrcProcess Remembered(const json& document) {
       {"fileDescription", &Facts::fileDescription},
       {"productName", &Facts::productName},
       {"publisher", &Facts::publisher},
+      {"wellKnown", &Facts::wellKnown},
+      {"softwareDistributor", &Facts::softwareDistributor},
   };
   Facts facts;
   for (const auto& [key, value] : document.items()) {
     if (key == "status") {
       facts.publisherStatus = value;
+    } else if (key == "devApp") {
+      facts.isDeveloperApp = value;
+    } else if (key == "copySource") {
+      facts.copySource.path = KxText_FromUtf8(value.at(0).get<std::string>()).value();
+      facts.copySource.locationType = KxText_FromUtf8(value.at(1).get<std::string>()).value();
     } else {
       facts.*texts.at(key) = KxText_FromUtf8(value.get<std::string>()).value();
     }
@@ -179,6 +187,60 @@ TEST(FileSrcProcess, SetupsAreKnownByNameOrByKeyword) {
   for (const WCHAR* text : {KXW("set up"), KXW("instal"), KXW(""), static_cast<const WCHAR*>(nullptr)}) {
     EXPECT_FALSE(CkxFileSrcProcess::ContainsInstallerKeywords(text));
   }
+}
+
+TEST(FileSrcProcess, GivesFilesTheirTypes) {
+  KxTest_ForRows<json, json>("origin/source_types.txt", [](const json& remembered, const json& expected) {
+    const CkxFileSrcProcess process = Remembered(remembered);
+    CkxUtilStr types;
+    process.SourceTypes().ToStr(types);
+    const WCHAR* name = KXW("untouched");
+    const WCHAR* detail = KXW("untouched");
+    const CkxFileSrcType::EkxType main = process.GetMainSourceType(name, detail);
+    const json found = {KxText_ToUtf8(types.View()), main, KxTest_Utf8(name), KxTest_Utf8(detail),
+                        KxTest_Utf8(process.GetDisplayName())};
+    EXPECT_EQ(found, expected);
+    EXPECT_EQ(process.GetMainSourceType(), main);
+  });
+}
+
+TEST(FileSrcProcess, TypesFollowTheFacts) {
+  CkxFileSrcProcess process;
+  EXPECT_EQ(process.GetMainSourceType(), CkxFileSrcType::None);
+  process.Facts().wellKnown = KXW("Chrome");
+  EXPECT_EQ(process.GetMainSourceType(), CkxFileSrcType::Internet);
+}
+
+TEST(FileSrcProcess, RemembersImagesThatAreGone) {
+  const KxWString path = CkxFileSrcProcess::_FormatDeletedPath(0xAB01, KXW("C:\\a.exe"));
+  EXPECT_EQ(KxText_ToUtf8(path), ":DEL:000000000000AB01:C:\\a.exe");
+  EXPECT_TRUE(CkxFileSrcProcess::IsPathDeleted(path));
+  EXPECT_TRUE(CkxFileSrcProcess::IsPathDeleted(CkxFileSrcProcess::_FormatDeletedPath(~uint64_t{0}, {})));
+  EXPECT_FALSE(CkxFileSrcProcess::IsPathDeleted(KXW(":del:00")));
+  EXPECT_FALSE(CkxFileSrcProcess::IsPathDeleted(KXW("C:\\:DEL:")));
+}
+
+TEST(FileSrcProcess, EndsTheWalkUp) {
+  const auto ends = [](const WCHAR* wellKnown, bool ofPackage) {
+    SkxFileSrcProcessFacts facts;
+    facts.wellKnown = wellKnown;
+    return CkxFileSrcProcess(facts)._IsProcessStackTerminator(ofPackage);
+  };
+  for (const WCHAR* const last :
+       {KXW("Explorer"), KXW("taskmgr"), KXW("services"), KXW("chrome"), KXW("firefox"), KXW("opera"), KXW("skype"),
+        KXW("totalcmd"), KXW("outlook"), KXW("browser_broker"), KXW("msedge"), KXW("system")}) {
+    EXPECT_TRUE(ends(last, false) && ends(last, true)) << KxTest_Utf8(last);
+  }
+  for (const WCHAR* const other : {KXW(""), KXW("svchost"), KXW("cmd"), KXW("iexplore"), KXW("safari"), KXW("icq")}) {
+    EXPECT_FALSE(ends(other, false) || ends(other, true)) << KxTest_Utf8(other);
+  }
+  EXPECT_TRUE(!ends(KXW("msiexec"), false) && ends(KXW("msiexec"), true));
+}
+
+TEST(FileSrcProcess, LiesBesideOtherVersionsOfAComponent) {
+  EXPECT_TRUE(CkxFileSrcProcess::_InWinSxS(KXW("C:\\windows\\WinSxS\\x\\TiWorker.exe")));
+  EXPECT_FALSE(CkxFileSrcProcess::_InWinSxS(KXW("C:\\Windows\\WinSxS\\..\\a.exe")));
+  EXPECT_FALSE(CkxFileSrcProcess::_InWinSxS(KXW("C:\\Users\\winsxs\\a.exe")));
 }
 
 }  // namespace
