@@ -94,6 +94,10 @@ CkxTargetInfoPtr ScriptOf(const SkxShortcutTarget& target, void* userToken) {
   return CkxTargetInfoPtr(new CkxHostedScript(target.path.c_str(), std::move(facts), userToken));
 }
 
+CkxTargetInfoPtr FileOf(const SkxShortcutTarget& target, void* userToken) {
+  return CkxTargetInfoPtr(new CkxTargetInfoFile(target.path.c_str(), userToken));
+}
+
 }  // namespace
 
 bool KxShortcut_Resolve(const WCHAR* path, void* userToken, SkxShortcutTarget& target) noexcept {
@@ -116,7 +120,7 @@ CkxTargetInfoPtr KxShortcut_Describe(const WCHAR* path, void* userToken) noexcep
       case EkxPolicyTarget::Script:
         return ScriptOf(target, userToken);
       default:
-        return CkxTargetInfoPtr(new CkxTargetInfoFile(target.path.c_str(), userToken));
+        return FileOf(target, userToken);
     }
   });
 }
