@@ -55,6 +55,7 @@ TEST(ComServer, IsWhatTheMachineHasRegistered) {
       {KXW("C:\\no extension here"), nullptr, "C:\\no", "C:\\no"},
       {nullptr, KXW("%SystemRoot%\\System32\\x.dll"), "C:\\Windows\\System32\\x.dll", "C:\\Windows\\System32\\x.dll"},
       {nullptr, KXW("%programfiles%\\x y.dll"), "C:\\Program Files\\x y.dll", "C:\\Program Files\\x y.dll"},
+      {nullptr, KXW("%SystemDrive%\\x%windir%.dll"), "C:\\xC:\\Windows.dll", "C:\\xC:\\Windows.dll"},
       {nullptr, KXW("%PATH%\\x.dll"), "<none>", "<none>"},  // an environment is whoever's the process is
       {nullptr, KXW("%x.dll"), "<none>", "<none>"},
       {nullptr, KXW("ole.dll"), "C:\\Windows\\System32\\ole.dll", "C:\\Windows\\System32\\ole.dll"},

@@ -1,6 +1,7 @@
 #include "Agent/engine/kx_util/target/com_server.h"
 
 #include "Agent/engine/kx_util/command/command_line.h"
+#include "Agent/engine/kx_util/target/machine_variables.h"
 #include "Common_CPP/file/machine_facts.h"
 #include "Common_CPP/file/path.h"
 #include "Common_CPP/registry/registry.h"
@@ -40,35 +41,13 @@ KxWString ProgramOf(CkxTextView registered) {
 constexpr SkxServerKey kProgram = {KXW("LocalServer32"), ProgramOf};
 constexpr SkxServerKey kLibrary = {KXW("InprocServer32"), LibraryOf};
 
-/// The variables that stand for places of the system. No other is replaced: the environment is whoever's the process
-/// is.
-std::optional<KxWString> PlaceOf(CkxTextView variable, CkxTextView windows) {
-  const KxWString drive = windows.Part(0, 2).ToString();
-  const std::pair<const WCHAR*, KxWString> places[] = {
-      {KXW("SystemRoot"), windows.ToString()},
-      {KXW("windir"), windows.ToString()},
-      {KXW("SystemDrive"), drive},
-      {KXW("ProgramFiles"), drive + KXW("\\Program Files")},
-      {KXW("ProgramFiles(x86)"), drive + KXW("\\Program Files (x86)")},
-      {KXW("CommonProgramFiles"), drive + KXW("\\Program Files\\Common Files")},
-  };
-  for (const auto& [name, place] : places) {
-    if (KxText_Equals(variable, name, false)) return place;
-  }
-  return std::nullopt;
-}
-
-/// A variable may begin the path; a name alone is a file of the system's folder.
-std::optional<KxWString> FullPath(const KxWString& file) {
-  const CkxTextView windows = KxMachine_Facts().WindowsFolder();
-  if (file.find(KXW('"')) != KxWString::npos || file.empty()) return std::nullopt;
-  if (file.front() == KXW('%')) {
-    const size_t end = file.find(KXW('%'), 1);
-    if (end == KxWString::npos || windows.Size() < 2) return std::nullopt;
-    const std::optional<KxWString> place = PlaceOf(CkxTextView(file).Part(1, end - 1), windows);
-    return place ? std::optional(*place + file.substr(end + 1)) : std::nullopt;
-  }
+/// A name alone is a file of the system's folder.
+std::optional<KxWString> FullPath(const KxWString& registered) {
+  const KxWString file = KxMachineVariables_Expand(registered);
+  const bool isUnknown = file.empty() || file.front() == KXW('%') || file.find(KXW('"')) != KxWString::npos;
+  if (isUnknown) return std::nullopt;
   if (!KxPath_Folder(file).IsNull()) return file;
+  const CkxTextView windows = KxMachine_Facts().WindowsFolder();
   return windows.IsEmpty() ? std::nullopt : std::optional(windows.ToString() + KXW("\\System32\\") + file);
 }
 

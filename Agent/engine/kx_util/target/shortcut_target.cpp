@@ -4,41 +4,17 @@
 #include <algorithm>
 
 #include "Agent/engine/kx_util/target/carried_target.h"
+#include "Agent/engine/kx_util/target/machine_variables.h"
 #include "Agent/engine/kx_util/target/shortcut.h"
 #include "Agent/engine/kx_util/target/target_of_type.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/file/file.h"
-#include "Common_CPP/file/machine_facts.h"
 #include "Common_CPP/file/path.h"
 #include "Common_CPP/process/process.h"
 #include "Common_CPP/util/text.h"
 
 namespace {
-
-/// Those that are the machine's and not a user's; empty for any other, and where the machine does not say.
-CkxTextView VariableOf(CkxTextView name) {
-  const CkxTextView windows = KxMachine_Facts().WindowsFolder();
-  if (KxText_Equals(name, KXW("windir"), false) || KxText_Equals(name, KXW("SystemRoot"), false)) return windows;
-  const bool isDrive = KxText_Equals(name, KXW("SystemDrive"), false) && KxPath_DriveLetter(windows) != 0;
-  return isDrive ? windows.Part(0, 2) : CkxTextView();
-}
-
-/// What is no known variable stays as it stands.
-KxWString Expanded(const KxWString& text) {
-  KxWString expanded;
-  for (size_t at = 0; at < text.size();) {
-    const size_t end = text[at] == KXW('%') ? text.find(KXW('%'), at + 1) : text.npos;
-    const CkxTextView value = end != text.npos ? VariableOf(text.substr(at + 1, end - at - 1)) : CkxTextView();
-    if (value.IsEmpty()) {
-      expanded += text[at++];
-    } else {
-      expanded += value.ToString();
-      at = end + 1;
-    }
-  }
-  return expanded;
-}
 
 bool IsFromSlash(CkxTextView path) { return !path.IsEmpty() && path.Front() == KXW('/'); }
 
@@ -63,10 +39,10 @@ std::optional<SkxShortcutTarget> TargetOf(CkxTextView path) {
   const auto bytes = KxFile_ReadAll(path, kKxMaxShortcutBytes);
   const std::optional<SkxShortcut> shortcut = bytes ? KxShortcut_Read(*bytes) : std::nullopt;
   if (!shortcut) return std::nullopt;
-  std::optional<KxWString> target = FileAt(Expanded(shortcut->target));
-  if (!target) target = FileAt(FromFolderOf(path, Expanded(shortcut->relativePath)));
+  std::optional<KxWString> target = FileAt(KxMachineVariables_Expand(shortcut->target));
+  if (!target) target = FileAt(FromFolderOf(path, KxMachineVariables_Expand(shortcut->relativePath)));
   if (!target) return std::nullopt;
-  const KxWString folder = Expanded(shortcut->startFolder);
+  const KxWString folder = KxMachineVariables_Expand(shortcut->startFolder);
   const bool isFull = IsFromSlash(folder) || KxProcess_FullPath(std::nullopt, folder);
   return SkxShortcutTarget{*std::move(target), shortcut->arguments, isFull ? folder : KxWString()};
 }
