@@ -63,6 +63,10 @@ class KX_UTIL_API CkxShBufTargetRemovableMedia : public CkxShBufTargetSecurity {
 
   const CkxShBufPropMediaInfos& Media() const { return _media; }
 
+  /// Whether the target is about that medium: it is of the target's kind, and the list matches it. A medium of which
+  /// the kind is not known is nobody's.
+  bool MatchMedia(const SkxMediaFacts& media) const;
+
  private:
   CkxShBufPropMediaInfos _media;
 };

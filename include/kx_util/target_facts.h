@@ -2,6 +2,7 @@
 // not given does not exist for that target: a description over recorded facts reads nothing from this machine.
 #pragma once
 
+#include <kx_util/media_facts.h>
 #include <kx_util/target_providers.h>
 
 #include <map>
@@ -51,6 +52,7 @@ struct SkxFileFacts {
   std::optional<SkxAppPackageFacts> appPackage;  ///< of a package, or of a program that runs from one
   std::optional<KxWString> executionLevel;       ///< of an ".exe", what its manifest asks to be started with
   std::optional<SkxProgramFacts> program;
+  std::optional<SkxMediaFacts> media;            ///< of the removable medium that the file lies on
 };
 
 struct SkxProcessFacts {

@@ -52,6 +52,7 @@ class KX_UTIL_API CkxTargetInfoFile : public CkxTargetInfo,
   const WCHAR* GetProductVersionStr() const;  ///< the version field "ProductVersion"
   const WCHAR* GetProductName() const;
   const SkxAppPackageFacts* AppPackage() const;  ///< null for what belongs to no package, or when unknown
+  const SkxMediaFacts* Media() const;            ///< null for what lies on no removable medium, or when unknown
   EkxFileContent Content() const;                ///< told from the first bytes of a live file; no policy asks for it
   const SkxProgramFacts* Program() const;        ///< null for what is no program file, or when unknown
   const WCHAR* GetEmbeddedDescription() const;   ///< "FileDescription", else "ProductName"

@@ -1,4 +1,5 @@
 #include <kx_util/shared_policy_target_admin_task.h>
+#include <kx_util/shared_policy_target_security.h>
 #include <kx_util/target_info_kinds.h>
 
 #include <gmock/gmock.h>
@@ -114,6 +115,29 @@ TEST(Target, ATaskThatIsNotInTheCatalogueIsMalformed) {
   EXPECT_EQ(KxText_ToUtf8(text.View()), "\r\n  Target: AdminTask -1 (Unknown).\r\n");
   EXPECT_FALSE(target.RequiresKxToolsFolder());
   EXPECT_FALSE(target.MatchTarget(CkxTargetInfoFile(KxTest_FileAt(KXW("C:\\Windows\\regedit.exe")), nullptr)));
+}
+
+TEST(Target, AMediumIsOfTheTargetsKindAndOnItsList) {
+  const SkxMediaFacts stick = {KXW("usb"), KXW("Vendor"), std::nullopt, std::nullopt};
+  const SkxMediaFacts disc = {KXW("CDROM"), KXW("Vendor"), std::nullopt, std::nullopt};
+  const SkxMediaFacts unknown = {std::nullopt, KXW("Vendor"), std::nullopt, std::nullopt};
+  const SkxMediaFacts other = {KXW("SD"), KXW("Vendor"), std::nullopt, std::nullopt};
+  const CkxRecordBytes everyMedium = CkxRecordBytes().Unset();
+  const auto ofVendor = [](std::u16string_view vendor) {
+    return CkxRecordBytes().Set().U32(1).Set().Unset().Set().Obfuscated(vendor).U8(0).U16(1).Unset(2);
+  };
+  for (const uint32_t type : {18u, 19u}) {
+    const auto matches = [&](const CkxRecordBytes& list, const SkxMediaFacts& media) {
+      const CkxReadTarget target(Target(type, 5).U32(1).Append(list));
+      return target.node != nullptr && target.As<CkxShBufTargetRemovableMedia>().MatchMedia(media);
+    };
+    EXPECT_EQ(matches(everyMedium, stick), type == 18);
+    EXPECT_EQ(matches(everyMedium, disc), type == 19);
+    EXPECT_EQ(matches(ofVendor(u"vendor"), stick), type == 18);
+    EXPECT_EQ(matches(ofVendor(u"vendor"), disc), type == 19);
+    for (const SkxMediaFacts& media : {stick, disc}) EXPECT_FALSE(matches(ofVendor(u"another"), media));
+    for (const SkxMediaFacts& media : {unknown, other}) EXPECT_FALSE(matches(everyMedium, media));
+  }
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include "Agent/engine/kx_util/buffer/buffer_reader.h"
 #include "Agent/engine/kx_util/policy/target_debug_text.h"
+#include "Common_CPP/util/text.h"
 
 namespace {
 
@@ -66,6 +67,12 @@ void CkxShBufTargetService::AppendDebugMsg(CkxUtilStr& text) const {
 
 bool CkxShBufTargetRemovableMedia::FromBuffer(const unsigned char*& cursor, unsigned long& remaining) {
   return CkxShBufTargetSecurity::FromBuffer(cursor, remaining) && CkxBufReader(cursor, remaining).Nested(_media);
+}
+
+bool CkxShBufTargetRemovableMedia::MatchMedia(const SkxMediaFacts& media) const {
+  const WCHAR* const kind = IsTargetType(EkxPolicyTarget::UsbDevice) ? kKxMediaUsb : kKxMediaOpticalDisc;
+  return KxEntry(
+      false, [&] { return media.type.has_value() && KxText_Equals(*media.type, kind, false) && _media.Match(media); });
 }
 
 void CkxShBufTargetRemovableMedia::AppendDebugMsg(CkxUtilStr& text) const {

@@ -25,6 +25,7 @@ class IkxFileFacts {
   virtual std::optional<KxWString> RequestedExecutionLevel() const { return std::nullopt; }  ///< as a manifest has it
   virtual const SkxProgramFacts* Program() const { return nullptr; }                         ///< null when unknown
   virtual const SkxAppPackageFacts* AppPackage() const { return nullptr; }                   ///< null when unknown
+  virtual const SkxMediaFacts* Media() const { return nullptr; }                             ///< null when unknown
   virtual SkxSigner Signer(bool second) const = 0;  ///< no name and `Unknown` when the source cannot tell
 };
 

@@ -129,6 +129,19 @@ class LiveFileFacts : public IkxFileFacts {
     return _program && *_program ? &**_program : nullptr;
   }
 
+  /// Of where the file really lies. The medium under an open file stays there.
+  const SkxMediaFacts* Media() const override {
+    if (!_media && File() != nullptr) {
+      const CkxImpersonationScope asUser(_token);
+      SkxMediaFacts media;
+      const bool isRemovable = KxUtil_GetMediaFacts(_file.FinalPath().value_or(_path), media);
+      if (KxFault_Current() != EkxEvaluationFault::None) return nullptr;  // not had, which is not "none"
+      _media.emplace();
+      if (isRemovable) *_media = std::move(media);
+    }
+    return _media && *_media ? &**_media : nullptr;
+  }
+
   SkxSigner Signer(bool second) const override {
     if (!_signers && File() != nullptr) _signers = Signers();
     return _signers ? (second ? _signers->second : _signers->first) : SkxSigner();
@@ -218,6 +231,7 @@ class LiveFileFacts : public IkxFileFacts {
   mutable std::optional<std::optional<SkxPeSignature>> _signature;
   mutable std::optional<EkxFileContent> _content;
   mutable std::optional<std::optional<SkxProgramFacts>> _program;
+  mutable std::optional<std::optional<SkxMediaFacts>> _media;
   mutable std::optional<SkxSigners> _signers;
   mutable std::optional<SkxPeVersionInfo> _version;
   mutable std::optional<SkxMsiPackage> _package;

@@ -25,6 +25,7 @@ class RecordedFileFacts : public IkxFileFacts {
   std::optional<KxWString> RequestedExecutionLevel() const override { return _facts.executionLevel; }
   const SkxProgramFacts* Program() const override { return _facts.program ? &*_facts.program : nullptr; }
   const SkxAppPackageFacts* AppPackage() const override { return _facts.appPackage ? &*_facts.appPackage : nullptr; }
+  const SkxMediaFacts* Media() const override { return _facts.media ? &*_facts.media : nullptr; }
   SkxSigner Signer(bool second) const override {
     const size_t index = second ? 1 : 0;
     return index < _facts.signers.size() ? _facts.signers[index] : SkxSigner();

@@ -302,6 +302,10 @@ EkxFileContent CkxTargetInfoFile::Content() const {
   return KxEntry(EkxFileContent::Unknown, [&] { return _Facts().Content(); });
 }
 
+const SkxMediaFacts* CkxTargetInfoFile::Media() const {
+  return KxEntry<const SkxMediaFacts*>(nullptr, [&] { return _Facts().Media(); });
+}
+
 const SkxProgramFacts* CkxTargetInfoFile::Program() const {
   return KxEntry<const SkxProgramFacts*>(nullptr, [&] { return _Facts().Program(); });
 }
