@@ -54,8 +54,8 @@ std::vector<CkxSid> KxToken_DenyOnlyGroups(void* token);
 /// token cannot be opened; `opened`, when given, tells that apart.
 bool KxToken_IsAdministrator(void* token, bool* opened = nullptr);
 
-/// The logon session that the token's user is in: on Windows one of those of the desktop, elsewhere that of a login. 0 is
-/// that of services. Nothing for a token made from facts, and on failure.
+/// The logon session that the token's user is in: on Windows one of those of the desktop, elsewhere that of a login. 0
+/// is that of services. Nothing for a token made from facts, and on failure.
 std::optional<uint32_t> KxToken_Session(void* token);
 
 /// Runs the calling thread as `token` for the scope's life and then as it was before, on every way out. A null token, a

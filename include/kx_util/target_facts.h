@@ -52,7 +52,7 @@ struct SkxFileFacts {
   std::optional<SkxAppPackageFacts> appPackage;  ///< of a package, or of a program that runs from one
   std::optional<KxWString> executionLevel;       ///< of an ".exe", what its manifest asks to be started with
   std::optional<SkxProgramFacts> program;
-  std::optional<SkxMediaFacts> media;            ///< of the removable medium that the file lies on
+  std::optional<SkxMediaFacts> media;  ///< of the removable medium that the file lies on
 };
 
 struct SkxProcessFacts {
