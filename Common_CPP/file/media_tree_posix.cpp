@@ -103,7 +103,9 @@ std::optional<KxWString> Attribute(const std::string& folder, const char* name) 
 }
 
 /// The first that there is.
-std::optional<KxWString> FirstOf(std::optional<KxWString> a, std::optional<KxWString> b) { return a ? a : b; }
+const std::optional<KxWString>& FirstOf(const std::optional<KxWString>& a, const std::optional<KxWString>& b) {
+  return a ? a : b;
+}
 
 /// What the folders of a block device and of what it is connected to say of it, from the inside out.
 class DeviceFolders {
