@@ -29,6 +29,7 @@ TEST(TargetDocumentOut, WritesWhatWasRead) {
                "versionInfo": {"CompanyName": "Vendör", "ProductVersion": ""}, "msi": {"ProductVersion": "3"},
                "appPackage": {"name": "Vendor.App", "version": "1.0.0.0", "capabilities": ["webcam"]},
                "program": {"machine": 332, "subsystem": 3, "managed": true, "runtimeVersion": "v4.0.30319"},
+               "media": {"type": "USB", "vendor": "Vendör", "product": "", "serialNumber": "00A7"},
                "drives": {"H": "REMOTE"}, "mappedDrives": {"H": "\\\\server\\share"},
                "user": {"sid": "S-1-5-21-1-2-3-1001", "groups": ["S-1-5-32-545"],
                         "denyOnlyGroups": ["S-1-5-32-544"], "admin": true}})",
@@ -41,7 +42,7 @@ TEST(TargetDocumentOut, WritesWhatWasRead) {
                           "parent": {"kind": "file", "path": "System", "targetType": 0,
                                      "signers": [{"status": "system"}, {"status": "system"}]}},
                "linked": [{"kind": "process", "path": "D:\\a.txt", "targetType": 4, "pid": 4711, "commandLine": "a 1"},
-                          {"kind": "file", "path": "C:\\a.msix", "targetType": 20, "appPackage": {}}]})",
+                          {"kind": "file", "path": "C:\\a.msix", "targetType": 20, "appPackage": {}, "media": {}}]})",
       }) {
     SCOPED_TRACE(text);
     EXPECT_EQ(WrittenAgain(CkxTargetDocument::Parse(text)).dump(1), json::parse(text).dump(1));

@@ -223,6 +223,14 @@ class TargetIn {
     read(in);
     object.Finish();
   }
+  void Media(const char* key, std::optional<SkxMediaFacts>& media) {
+    const json* const value = _object.Find(key);
+    if (value == nullptr) return;
+    CkxJsonObject object(*value, _object.PointerTo(key));
+    TargetIn in(object);
+    KxTargetFields_Media(in, media.emplace());
+    object.Finish();
+  }
 
   CkxJsonObject& _object;
 };

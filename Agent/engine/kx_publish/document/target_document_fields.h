@@ -7,7 +7,7 @@
 //   Texts      an object of texts
 //   Sid, Sids  one, or a list
 //   Names      a list of texts, and whether there is one
-//   Hashes, Signers, Status, Package, Level, Program   what stands for itself
+//   Hashes, Signers, Status, Package, Level, Program, Media   what stands for itself
 #pragma once
 
 #include <optional>
@@ -45,6 +45,7 @@ void KxTargetFields_File(Io& io, Facts& facts) {
   io.Package("appPackage", facts.appPackage);
   io.Level("executionLevel", facts.executionLevel);
   io.Program("program", facts.program);
+  io.Media("media", facts.media);
 }
 
 /// SkxSigner.
@@ -69,6 +70,15 @@ void KxTargetFields_Program(Io& io, Facts& program) {
   io.Value("subsystem", program.subsystem);
   io.Value("managed", program.isManaged);
   io.Value("runtimeVersion", program.runtimeVersion);
+}
+
+/// SkxMediaFacts.
+template <class Io, class Facts>
+void KxTargetFields_Media(Io& io, Facts& media) {
+  io.Value("type", media.type);
+  io.Value("vendor", media.vendor);
+  io.Value("product", media.product);
+  io.Value("serialNumber", media.serialNumber);
 }
 
 /// SkxProcessFacts.

@@ -115,6 +115,7 @@ SkxFileFacts FactsOf(const CkxTargetInfoFile& file) {
   if (file.AppPackage() != nullptr) facts.appPackage = *file.AppPackage();
   facts.executionLevel = TextOf(file.GetRequestedExecutionLevel());
   if (file.Program() != nullptr) facts.program = *file.Program();
+  if (file.Media() != nullptr) facts.media = *file.Media();
   return facts;
 }
 
@@ -196,6 +197,11 @@ class TargetOut {
     if (!program) return;
     TargetOut out(_object[key] = ordered_json::object());
     KxTargetFields_Program(out, *program);
+  }
+  void Media(const char* key, const std::optional<SkxMediaFacts>& media) {
+    if (!media) return;
+    TargetOut out(_object[key] = ordered_json::object());
+    KxTargetFields_Media(out, *media);
   }
 
  private:

@@ -44,6 +44,11 @@ constexpr SkxMeaning kMeanings[] = {
     {"subsystem", "1 native, 2 with windows, 3 in a console, and so on."},
     {"managed", "Whether it is .NET."},
     {"runtimeVersion", "Of .NET, as its metadata asks for it."},
+    {"media", "The removable medium that the file lies on."},
+    {"type", "The kind of medium: of this machine's own USB or CDROM."},
+    {"vendor", "Who made the medium or its drive, as it says itself."},
+    {"product", "What its maker calls it."},
+    {"serialNumber", "Of this very piece."},
     {"name", "Of a signer the common name of the certificate, else its organization; of a package its name."},
     {"status", "What is known of the signature: a name, or its number."},
     {"version", "Of the package."},
@@ -152,6 +157,13 @@ class SchemaOf {
     SkxProgramFacts facts;
     KxTargetFields_Program(program, facts);
     Add(key, Object(program.Take()));
+  }
+  template <class Facts>
+  void Media(const char* key, const Facts& /*media*/) {
+    SchemaOf media;
+    SkxMediaFacts facts;
+    KxTargetFields_Media(media, facts);
+    Add(key, Object(media.Take()));
   }
 
   static Json Object(Json properties) {
