@@ -36,6 +36,29 @@ install_backport() {
   "${as_root[@]}" rm -rf "$folder"
 }
 
+# fetch_debian_source NAME FILE...: those files of a source package, in build/sources/NAME; for what Debian has no package
+# of for Windows. Nothing when they are there. The release's sources are asked for at the address that this machine has
+# for its packages.
+fetch_debian_source() {
+  local name=$1 folder="build/sources/$1" repository lists
+  shift
+  [[ ! -d $folder ]] || return 0
+  echo "Fetching the sources of $name"
+  repository=$(apt-get indextargets 'Created-By: Packages' 'Codename: bookworm' --format '$(REPO_URI)' | sort -u | head -n 1)
+  rm -rf "$folder.part"
+  mkdir -p "$folder.part"
+  lists=$(mktemp -d)
+  mkdir -p "$lists/lists/partial"
+  echo "deb-src $repository bookworm main" >"$lists/sources.list"
+  local apt=(apt-get -qq -o "Dir::Etc::sourcelist=$lists/sources.list" -o Dir::Etc::sourceparts=- -o "Dir::State::lists=$lists/lists"
+    -o "Dir::Cache=$lists" -o APT::Sandbox::User=)
+  "${apt[@]}" update
+  (cd "$lists" && "${apt[@]}" source --download-only "$name" >/dev/null)
+  tar -xf "$lists/$name"_*.orig.tar.* -C "$folder.part" --strip-components 1 --wildcards "${@/#/*/}"
+  rm -rf "$lists"
+  mv "$folder.part" "$folder"
+}
+
 # fetch_npm_package NAME VERSION: its files, in build/npm/NAME; for programs that nothing else ships. Nothing when they
 # are there.
 fetch_npm_package() {
@@ -51,7 +74,9 @@ fetch_npm_package() {
 }
 
 # For the library and the command.
-build_packages=(cmake ninja-build g++ libssl-dev ca-certificates nlohmann-json3-dev libcli11-dev)
+build_packages=(
+  cmake ninja-build g++ libssl-dev ca-certificates nlohmann-json3-dev libcli11-dev zlib1g-dev libtinyxml2-dev
+)
 
 # Programs for Windows with version resources, to evaluate.
 example_packages=(gpgv-win32 win32-loader python3-distlib)
@@ -61,5 +86,5 @@ check_packages=(
   git pkg-config ccache python3-jsonschema openssl wixl msitools libgsf-bin
   clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 lld
   googletest libgtest-dev libgmock-dev libbenchmark-dev libpcre2-dev unicode-data
-  g++-mingw-w64-x86-64-posix wine64
+  g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64
 )
