@@ -14,6 +14,7 @@
 struct SkxAppPackageFacts {
   KxWString name;
   KxWString version;                    ///< "1.2.3.4"
+  KxWString publisher;                  ///< as it says itself, the subject of a certificate: "CN=Vendor, C=GB"
   std::vector<KxWString> capabilities;  ///< as its manifest declares them
   bool capabilitiesKnown = true;        ///< false: it may declare any, so that nothing can be said of what it does not
 };

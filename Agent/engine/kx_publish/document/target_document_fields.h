@@ -60,6 +60,7 @@ template <class Io, class Facts>
 void KxTargetFields_Package(Io& io, Facts& package) {
   io.Value("name", package.name);
   io.Version("version", package.version);
+  io.Value("publisher", package.publisher);
   io.Names("capabilities", package.capabilities, package.capabilitiesKnown);
 }
 

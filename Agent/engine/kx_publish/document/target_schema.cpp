@@ -52,6 +52,7 @@ constexpr SkxMeaning kMeanings[] = {
     {"name", "Of a signer the common name of the certificate, else its organization; of a package its name."},
     {"status", "What is known of the signature: a name, or its number."},
     {"version", "Of the package."},
+    {"publisher", "As the package says itself; who signed it is another question."},
     {"capabilities", "What the package declares. Left out: it may declare any."},
     {"pid", "The number of the process."},
     {"commandLine", "The whole command line, the program first."},

@@ -3,6 +3,7 @@
 
 #include <atomic>
 
+#include "Agent/engine/kx_util/target/app_package.h"
 #include "Agent/engine/kx_util/target/execution_level.h"
 #include "Agent/engine/kx_util/target/file_content.h"
 #include "Agent/engine/kx_util/target/file_facts.h"
@@ -142,6 +143,14 @@ class LiveFileFacts : public IkxFileFacts {
     return _media && *_media ? &**_media : nullptr;
   }
 
+  const SkxAppPackageFacts* AppPackage() const override {
+    if (!_appPackage && File() != nullptr) {
+      std::optional<SkxAppPackageFacts> package = KxAppPackage_Read(_file, _status.size);
+      if (IsUnchanged()) _appPackage = std::move(package);
+    }
+    return _appPackage && *_appPackage ? &**_appPackage : nullptr;
+  }
+
   SkxSigner Signer(bool second) const override {
     if (!_signers && File() != nullptr) _signers = Signers();
     return _signers ? (second ? _signers->second : _signers->first) : SkxSigner();
@@ -232,6 +241,7 @@ class LiveFileFacts : public IkxFileFacts {
   mutable std::optional<EkxFileContent> _content;
   mutable std::optional<std::optional<SkxProgramFacts>> _program;
   mutable std::optional<std::optional<SkxMediaFacts>> _media;
+  mutable std::optional<std::optional<SkxAppPackageFacts>> _appPackage;
   mutable std::optional<SkxSigners> _signers;
   mutable std::optional<SkxPeVersionInfo> _version;
   mutable std::optional<SkxMsiPackage> _package;
