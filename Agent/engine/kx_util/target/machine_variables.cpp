@@ -27,7 +27,8 @@ constexpr MachineVariable kVariables[] = {
 KxWString PlaceOf(CkxTextView name, CkxTextView windows) {
   for (const MachineVariable& variable : kVariables) {
     if (!KxText_Equals(name, variable.name, false)) continue;
-    return variable.place == nullptr ? windows.ToString() : windows.Part(0, 2).ToString() + variable.place;
+    if (variable.place == nullptr) return windows.ToString();
+    if (KxPath_DriveLetter(windows) != 0) return windows.Part(0, 2).ToString() + variable.place;
   }
   return {};
 }
@@ -36,7 +37,7 @@ KxWString PlaceOf(CkxTextView name, CkxTextView windows) {
 
 KxWString KxMachineVariables_Expand(CkxTextView text) {
   const CkxTextView windows = KxMachine_Facts().WindowsFolder();
-  if (KxPath_DriveLetter(windows) == 0) return text.ToString();
+  if (windows.IsEmpty()) return text.ToString();
   const KxWString from = text.ToString();
   KxWString expanded;
   for (size_t at = 0; at < from.size();) {
