@@ -212,6 +212,10 @@ class TargetIn {
     Inside(key, [&](TargetIn& in) { KxTargetFields_Program(in, program.emplace()); });
   }
 
+  void Media(const char* key, std::optional<SkxMediaFacts>& media) {
+    Inside(key, [&](TargetIn& in) { KxTargetFields_Media(in, media.emplace()); });
+  }
+
  private:
   /// The members of the object `key`, if there is one.
   template <class Read>
@@ -221,14 +225,6 @@ class TargetIn {
     CkxJsonObject object(*value, _object.PointerTo(key));
     TargetIn in(object);
     read(in);
-    object.Finish();
-  }
-  void Media(const char* key, std::optional<SkxMediaFacts>& media) {
-    const json* const value = _object.Find(key);
-    if (value == nullptr) return;
-    CkxJsonObject object(*value, _object.PointerTo(key));
-    TargetIn in(object);
-    KxTargetFields_Media(in, media.emplace());
     object.Finish();
   }
 
