@@ -12,6 +12,7 @@ namespace {
 
 constexpr size_t kMaxXmlBytes = 1024 * 1024;
 constexpr int kMaxXmlDepth = 64;
+constexpr int kMaxXmlAttributes = 128;  // of one element
 constexpr std::string_view kXmlSpaces = " \t\r\n";
 
 /// Nothing for what is no text.
@@ -79,8 +80,11 @@ bool IsPlainXml(std::string_view text) {
   return true;
 }
 
+/// Each is compared with each, so that there must not be many.
 bool HasEachAttributeOnce(const tinyxml2::XMLElement& element) {
+  int count = 0;
   for (const tinyxml2::XMLAttribute* a = element.FirstAttribute(); a != nullptr; a = a->Next()) {
+    if (++count > kMaxXmlAttributes) return false;
     for (const tinyxml2::XMLAttribute* b = element.FirstAttribute(); b != a; b = b->Next()) {
       if (std::strcmp(a->Name(), b->Name()) == 0) return false;
     }

@@ -4,7 +4,8 @@
 //   const std::optional<CkxXmlDocument> document = CkxXmlDocument::Parse(bytes);
 //   if (document) document->Root().Child("Identity").Attribute("Name");
 //
-// Limits: 1 MiB, 64 elements deep. No document types, no entities other than the five and characters by number.
+// Limits: 1 MiB, 64 elements deep, 128 attributes an element. No document types, no entities other than the five and
+// characters by number.
 #pragma once
 
 #include <memory>

@@ -43,6 +43,10 @@ TEST(XmlDocument, RefusesWhatIsNone) {
   EXPECT_EQ(AttributeX(in64 + deep + back + out64), "no document");
   EXPECT_EQ(AttributeX("<a x='1'>" + std::string(1024 * 1024 - 13, ' ') + back), "1");
   EXPECT_EQ(AttributeX("<a x='1'>" + std::string(1024 * 1024 - 12, ' ') + back), "no document");
+  std::string many = "<a x='many'";
+  for (int i = 1; i < 128; ++i) many += " y" + std::to_string(i) + "=''";
+  EXPECT_EQ(AttributeX(many + "/>"), "many");
+  EXPECT_EQ(AttributeX(many + " z=''/>"), "no document");
   for (const std::string_view text : {
            ""sv,
            "a"sv,
