@@ -15,20 +15,20 @@ constexpr size_t kSerialNumberAt = 24;
 constexpr size_t kBusAt = 28;
 constexpr size_t kHeaderSize = 36;
 
-using Bytes = std::span<const unsigned char>;
+using BytesView = std::span<const unsigned char>;
 
 /// `at` is of the header, which is there.
-uint32_t NumberAt(Bytes reply, size_t at) {
+uint32_t NumberAt(BytesView reply, size_t at) {
   return uint32_t{reply[at]} | uint32_t{reply[at + 1]} << 8 | uint32_t{reply[at + 2]} << 16 |
          uint32_t{reply[at + 3]} << 24;
 }
 
 /// The text whose offset is at `at`. No offset into the header is one: 0 means none, and so do all ones of a few
 /// drivers.
-std::optional<KxWString> TextAt(Bytes reply, size_t at) {
+std::optional<KxWString> TextAt(BytesView reply, size_t at) {
   const size_t offset = NumberAt(reply, at);
   if (offset < kHeaderSize || offset >= reply.size()) return std::nullopt;
-  const Bytes rest = reply.subspan(offset);
+  const BytesView rest = reply.subspan(offset);
   const auto length = static_cast<size_t>(std::find(rest.begin(), rest.end(), 0) - rest.begin());
   return KxStorage_DeviceText(rest.first(length));
 }

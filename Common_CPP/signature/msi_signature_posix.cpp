@@ -5,7 +5,7 @@
 
 namespace {
 
-using Bytes = std::vector<unsigned char>;
+using PackageBytes = std::vector<unsigned char>;
 
 constexpr uint64_t kMaxPackageMessageBytes = 8 * 1024 * 1024;
 constexpr size_t kMaxStorageDepth = 32;  // a transform in a package is one storage deep
@@ -20,17 +20,17 @@ bool IsInstallersClass(const GUID& id) {
 }
 
 template <class Value>
-std::span<const unsigned char> BytesOf(const Value& value) {
+std::span<const unsigned char> BytesOfObject(const Value& value) {
   return {reinterpret_cast<const unsigned char*>(&value), sizeof(value)};
 }
 
-std::span<const unsigned char> BytesOf(const KxWString& text) {
+std::span<const unsigned char> BytesOfObject(const KxWString& text) {
   return {reinterpret_cast<const unsigned char*>(text.data()), text.size() * sizeof(WCHAR)};
 }
 
 bool ComesBefore(const SkxCompoundEntry& a, const SkxCompoundEntry& b) {
-  const auto bytesOfA = BytesOf(a.name);
-  const auto bytesOfB = BytesOf(b.name);
+  const auto bytesOfA = BytesOfObject(a.name);
+  const auto bytesOfB = BytesOfObject(b.name);
   return std::lexicographical_compare(bytesOfA.begin(), bytesOfA.end(), bytesOfB.begin(), bytesOfB.end());
 }
 
@@ -46,9 +46,9 @@ bool AreSame(const std::optional<SkxCompoundEntry>& known, const SkxCompoundEntr
 bool AddMetadata(CkxHasher& hasher, const SkxCompoundEntry& entry) {
   const bool isRoot = entry.kind == EkxCompoundEntry::Root;
   const auto size = static_cast<uint32_t>(entry.size);
-  return (isRoot || hasher.Update(BytesOf(entry.name))) &&
-         hasher.Update(IsStorage(entry) ? BytesOf(entry.classId) : BytesOf(size)) && hasher.Update(entry.state) &&
-         (isRoot || hasher.Update(entry.times));
+  return (isRoot || hasher.Update(BytesOfObject(entry.name))) &&
+         hasher.Update(IsStorage(entry) ? BytesOfObject(entry.classId) : BytesOfObject(size)) &&
+         hasher.Update(entry.state) && (isRoot || hasher.Update(entry.times));
 }
 
 }  // namespace
@@ -65,7 +65,8 @@ std::optional<CkxMsiSignature> CkxMsiSignature::Read(const IkxByteSource& file, 
   signature._messageStream = stream(KXW("\5DigitalSignature"));
   signature._directoryStream = stream(KXW("\5MsiDigitalSignatureEx"));
   if (!signature.IsSigned()) return signature;
-  signature._message = signature._package.Read(*signature._messageStream, kMaxPackageMessageBytes).value_or(Bytes());
+  signature._message =
+      signature._package.Read(*signature._messageStream, kMaxPackageMessageBytes).value_or(PackageBytes());
   signature._isWhole = signature.AddStorage(root, 0, size);
   return signature;
 }
@@ -99,28 +100,28 @@ bool CkxMsiSignature::AddStorage(const SkxCompoundEntry& storage, size_t depth, 
   return true;
 }
 
-std::optional<Bytes> CkxMsiSignature::Digest(EkxHashAlgorithm algorithm, MayRead mayRead) const {
+std::optional<PackageBytes> CkxMsiSignature::Digest(EkxHashAlgorithm algorithm, MayRead mayRead) const {
   CkxHasher hasher(algorithm);
   const auto addPiece = [&](std::span<const unsigned char> piece) {
     return mayRead(piece.size()) && hasher.Update(piece);
   };
   const auto addStep = [&](const SkxStep& step) {
-    if (step.isEnd) return hasher.Update(BytesOf(step.entry.classId));
+    if (step.isEnd) return hasher.Update(BytesOfObject(step.entry.classId));
     return IsStorage(step.entry) || _package.ReadEach(step.entry, addPiece);
   };
   if (_directoryStream) {
-    const std::optional<Bytes> digest = DirectoryDigest(algorithm);
+    const std::optional<PackageBytes> digest = DirectoryDigest(algorithm);
     if (!digest || !hasher.Update(*digest)) return std::nullopt;
   }
-  Bytes digest;
+  PackageBytes digest;
   const bool isDone = _isWhole && std::all_of(_steps.begin(), _steps.end(), addStep) && hasher.Finish(digest);
   return isDone ? std::optional(std::move(digest)) : std::nullopt;
 }
 
-std::optional<Bytes> CkxMsiSignature::DirectoryDigest(EkxHashAlgorithm algorithm) const {
+std::optional<PackageBytes> CkxMsiSignature::DirectoryDigest(EkxHashAlgorithm algorithm) const {
   CkxHasher hasher(algorithm);
   const auto addStep = [&](const SkxStep& step) { return step.isEnd || AddMetadata(hasher, step.entry); };
-  Bytes digest;
+  PackageBytes digest;
   const bool isDone = _isWhole && std::all_of(_steps.begin(), _steps.end(), addStep) && hasher.Finish(digest);
   return isDone ? std::optional(std::move(digest)) : std::nullopt;
 }

@@ -14,7 +14,7 @@ using ZipBytes = std::span<const unsigned char>;
 
 constexpr uint32_t kFileMark = 0x04034B50;
 constexpr uint32_t kDirectoryMark = 0x02014B50;
-constexpr uint32_t kEndMark = 0x06054B50;
+constexpr uint32_t kZipEndMark = 0x06054B50;
 constexpr uint32_t kLargeEndMark = 0x06064B50;
 constexpr uint32_t kLargeEndPlaceMark = 0x07064B50;
 constexpr size_t kFileHeaderBytes = 30;
@@ -38,7 +38,7 @@ std::string_view NameIn(ZipBytes bytes) { return {reinterpret_cast<const char*>(
 std::optional<size_t> EndIn(ZipBytes tail) {
   if (tail.size() < kEndBytes) return std::nullopt;
   for (size_t at = tail.size() - kEndBytes + 1; at-- > 0;) {
-    const bool isEnd = KxBytes_U32(tail, at) == kEndMark;
+    const bool isEnd = KxBytes_U32(tail, at) == kZipEndMark;
     if (isEnd && KxBytes_U16(tail, at + 20) == tail.size() - at - kEndBytes) return at;
   }
   return std::nullopt;

@@ -98,7 +98,7 @@ EkxPublisherStatus PublisherStatusAt(const json& value, const std::string& point
 }
 
 std::string ExecutionLevelAt(const json& value, const std::string& pointer) {
-  const auto level = KxJson_As<std::string>(value, pointer);
+  auto level = KxJson_As<std::string>(value, pointer);
   std::string names;
   for (const std::string_view known : kKxExecutionLevels) {
     if (level == known) return level;

@@ -17,7 +17,7 @@ constexpr const WCHAR* kDigestMark = KXW("##");
 constexpr const WCHAR* kSystemInstallers[] = {KXW("TrustedInstaller.exe"), KXW("msiexec.exe")};
 constexpr const WCHAR* kInstallerKeywords[] = {KXW("setup"), KXW("install"), KXW("update"), KXW("upgrade")};
 
-constexpr const WCHAR* kUnknown = KXW("UNKNOWN");
+constexpr const WCHAR* kUnknownText = KXW("UNKNOWN");
 constexpr const WCHAR* kDeletedMark = KXW(":DEL:");
 
 KxWString TextOf(CkxTextView text) { return text.ToString(); }
@@ -42,7 +42,7 @@ CkxFileSrcType::EkxType TypeOfKind(EkxWellKnownKind kind) {
   }
 }
 
-const WCHAR* OrUnknown(const WCHAR* text) { return text != nullptr && *text != 0 ? text : kUnknown; }
+const WCHAR* OrUnknown(const WCHAR* text) { return text != nullptr && *text != 0 ? text : kUnknownText; }
 
 /// The end of `path`, which has a terminator.
 const WCHAR* FileNameIn(const KxWString& path) { return path.c_str() + (path.size() - KxPath_FileName(path).Size()); }

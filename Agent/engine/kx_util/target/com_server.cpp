@@ -15,19 +15,19 @@ struct SkxServerKey {
   KxWString (*file)(CkxTextView registered);  ///< the path in what is registered
 };
 
-KxWString WithoutQuotes(CkxTextView text) {
+KxWString Unquoted(CkxTextView text) {
   const bool isQuoted = text.Size() >= 2 && text.Front() == KXW('"') && text.Back() == KXW('"');
   return (isQuoted ? text.Part(1, text.Size() - 2) : text).ToString();
 }
 
 /// A library is registered by its path alone.
-KxWString LibraryOf(CkxTextView registered) { return WithoutQuotes(KxText_Trim(registered)); }
+KxWString LibraryOf(CkxTextView registered) { return Unquoted(KxText_Trim(registered)); }
 
 /// A program is registered with its arguments, its path often without the quotes that its blanks ask for.
 KxWString ProgramOf(CkxTextView registered) {
   const CkxTextView line = KxText_Trim(registered);
   const CkxTextView program = KxCommandLine_TakeApart(line).program;
-  if (program.IsEmpty() || program.Front() == KXW('"')) return WithoutQuotes(program);
+  if (program.IsEmpty() || program.Front() == KXW('"')) return Unquoted(program);
   constexpr const WCHAR* kExtension = KXW(".exe");
   for (size_t end = program.Size(); end <= line.Size(); ++end) {
     if ((end == line.Size() || line[end] == KXW(' ')) &&
