@@ -27,7 +27,7 @@ SkxFileFacts File(const WCHAR* path) {
   file.fileVersion = KXW("1.2.3.4");
   file.versionInfo = {{KXW("ProductName"), KXW("App")}};
   file.msiProperties = {{KXW("ProductVersion"), KXW("1.2.3")}};
-  file.appPackage = {KXW("Vendor.App"), KXW("1.2.3.4"), {KXW("internetClient")}};
+  file.appPackage = {KXW("Vendor.App"), KXW("1.2.3.4"), KXW("CN=Vendor"), {KXW("internetClient")}};
   return file;
 }
 

@@ -26,7 +26,7 @@ void ReadDescriptor(const unsigned char* data, size_t size) {
 }
 
 void ReadMounts(std::string_view text) {
-  for (const uint64_t id : {0, 1, 27, 90}) {
+  for (const uint64_t id : {uint64_t{0}, uint64_t{1}, uint64_t{27}, uint64_t{90}}) {
     const auto from = KxMountInfo_Find(text, id);
     Require(!from || from->source.size() < text.size());
   }

@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr uid_t kStranger = 4241;
+constexpr uid_t kAnotherUser = 4241;
 
 /// About a file with nothing but an "x" in it.
 SkxPolicyImage Image() {
@@ -30,7 +30,7 @@ TEST(AgentServicePosix, AFileIsOpenedWithTheClientsRights) {
   ASSERT_TRUE(service.Start(channel));
   const KxWString path = runtime.Folder().Write("secret.exe", "x");
   ASSERT_EQ(chmod((runtime.Folder().Path() / "secret.exe").c_str(), 0600), 0);
-  for (const uid_t user : {kStranger, uid_t{0}}) {
+  for (const uid_t user : {kAnotherUser, uid_t{0}}) {
     const CkxUserScope client(user);
     SvcUacActionInfo action;
     ASSERT_TRUE(CkxSharedPoliciesData::GetUacAction(path.c_str(), 0, action)) << user;
