@@ -14,6 +14,7 @@
 #include "Common_CPP/util/stack_trace.h"
 #include "Common_CPP/util/text.h"
 #include "Common_CPP/util/trace_flashback.h"
+#include "tests/support/process_resources.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/trace_capture.h"
 
@@ -188,9 +189,10 @@ TEST_F(TraceFile, LinesOfSeveralThreadsAreWholeAlsoWhenAnotherWritesToTheFile) {
   const auto first = Open();
   const auto second = Open();
   ASSERT_TRUE(first && second);
+  CkxTraceFile& other = KxTest_AppendsInOneStep() ? *second : *first;
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([&file = t % 2 == 0 ? *first : *second, t] {
+    threads.emplace_back([&file = t % 2 == 0 ? *first : other, t] {
       const std::string text = std::string(200, static_cast<char>('a' + t));
       for (int i = 0; i < kLines; ++i) file.Write({EkxTraceLevel::Info, EkxTraceVariant::Plain, "Scope", text});
     });

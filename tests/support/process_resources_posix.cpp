@@ -15,3 +15,5 @@ size_t EntriesIn(const char* folder) {
 uint32_t KxTest_ProcessId() { return static_cast<uint32_t>(getpid()); }
 size_t KxTest_OpenHandles() { return EntriesIn("/proc/self/fd"); }
 size_t KxTest_Threads() { return EntriesIn("/proc/self/task"); }
+
+bool KxTest_AppendsInOneStep() { return true; }

@@ -22,3 +22,5 @@ size_t KxTest_Threads() {
   }
   return count;
 }
+
+bool KxTest_AppendsInOneStep() { return false; }
