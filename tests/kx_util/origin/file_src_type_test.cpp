@@ -22,7 +22,8 @@ TEST(FileSrcTypeArray, CopiesAreTheirOwn) {
   CkxFileSrcTypeArray types;
   types.FromStr(KXW("Share,eMail"));
   const CkxFileSrcTypeArray copy = types;
-  types = types;
+  const CkxFileSrcTypeArray& itself = types;
+  types = itself;
   CkxUtilStr text;
   EXPECT_EQ(KxTest_Utf8(types.ToStr(text).String()), "eMail,Share");
   EXPECT_EQ(copy.GetAt(0), CkxFileSrcType::Share) << "sorting one leaves the other as it is";
