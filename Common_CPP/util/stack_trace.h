@@ -1,7 +1,8 @@
 // Where a thread is: the calls under way, innermost first, as places in modules. For a line of the trace, not for a
 // program's decisions: a compiler may leave calls out.
 //
-//   for (const void* frame : CkxStackTrace().Frames()) Print(KxStack_FrameText(frame));
+//   const CkxStackTrace stack;
+//   for (const void* frame : stack.Frames()) Print(KxStack_FrameText(frame));
 #pragma once
 
 #include <cstddef>
@@ -12,7 +13,8 @@ class CkxStackTrace {
  public:
   /// The calling thread's, without the innermost `skipped` of those that called.
   explicit CkxStackTrace(size_t skipped = 0) noexcept;
-  std::span<void* const> Frames() const { return {_frames + _first, _count - _first}; }
+  std::span<void* const> Frames() const& { return {_frames + _first, _count - _first}; }
+  std::span<void* const> Frames() const&& = delete;  // they would outlive it
 
  private:
   static constexpr size_t kMaxFrames = 48;

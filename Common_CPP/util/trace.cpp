@@ -99,7 +99,8 @@ IkxTraceSink* KxTrace_SetSink(IkxTraceSink* sink) {
 void KxTrace_WriteStack(IkxTraceSink& sink) noexcept {
   if (sink.Deepest() < EkxTraceLevel::Debug) return;
   try {
-    for (const void* const frame : CkxStackTrace(2).Frames()) {  // without this function, and whoever was told
+    const CkxStackTrace stack(2);  // without this function, and whoever was told
+    for (const void* const frame : stack.Frames()) {
       const std::string text = KxStack_FrameText(frame);
       sink.Write({EkxTraceLevel::Debug, EkxTraceVariant::Plain, kStackScope, text, KxFileTime_Now(), KxOwn_ThreadId()});
     }
