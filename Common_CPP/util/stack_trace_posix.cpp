@@ -34,10 +34,13 @@ uintptr_t Distance(const void* from, const void* to) {
 
 }  // namespace
 
-CkxStackTrace::CkxStackTrace(size_t skipped) noexcept {
+// Begins with its caller, however many frames of its own the system's function has: a sanitizer stands before it.
+[[gnu::noinline]] CkxStackTrace::CkxStackTrace(size_t skipped) noexcept {
   const int count = backtrace(_frames, kMaxFrames);
   _count = static_cast<size_t>(std::max(count, 0));
-  _first = std::min(skipped + 1, _count);  // without this constructor
+  void* const* const caller = std::find(_frames, _frames + _count, __builtin_return_address(0));
+  const size_t own = caller != _frames + _count ? static_cast<size_t>(caller - _frames) : 1;
+  _first = std::min(skipped + own, _count);
 }
 
 std::string KxStack_FrameText(const void* address) {
