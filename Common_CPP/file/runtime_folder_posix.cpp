@@ -39,6 +39,16 @@ bool KxPosix_IsTrustedOwner(const CkxDescriptor& folder, uid_t owner) {
   return owner == 0 || (IsOwnUser(owner) && fstat(folder.Get(), &status) == 0 && status.st_uid == owner);
 }
 
+bool KxPosix_IsTrustedFile(const CkxDescriptor& folder, const std::string& file, const struct stat& status,
+                           std::string_view scope) {
+  const bool isForOwnerAlone = (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+  if (S_ISREG(status.st_mode) && KxPosix_IsTrustedOwner(folder, status.st_uid) && isForOwnerAlone) return true;
+  KxTrace(EkxTraceLevel::Error, scope, "ERROR: [", file, "] may be somebody else's than the agent's: owner ",
+          status.st_uid, ". Refused");
+  errno = EACCES;
+  return false;
+}
+
 std::string KxPosix_RuntimeFolder(const std::string& systemFolder) {
   std::string folder = KxTrust_IsDeveloperBuild() ? Environment("KX_RUNTIME_DIR") : "";
   if (folder.empty() && (geteuid() == 0 || IsRootsFolder(systemFolder))) return systemFolder;

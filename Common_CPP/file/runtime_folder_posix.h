@@ -6,7 +6,10 @@
 // folder is its own.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <string>
+#include <string_view>
 
 #include "Common_CPP/util/descriptor_posix.h"
 #include "Common_CPP/util/text_view.h"
@@ -17,6 +20,11 @@ std::string KxPosix_RuntimeFolder(const std::string& systemFolder = "/run/kx");
 
 /// Whether a file in `folder` that is `owner`'s may be the agent's.
 bool KxPosix_IsTrustedOwner(const CkxDescriptor& folder, uid_t owner);
+
+/// Whether what a file of the folder holds may be believed: it is a regular one, the agent's, and nobody else could
+/// have written it. Else `errno` is EACCES, and `scope` writes a line that names it.
+bool KxPosix_IsTrustedFile(const CkxDescriptor& folder, const std::string& file, const struct stat& status,
+                           std::string_view scope);
 
 /// The folder, to open names in. None, with `errno` set (EACCES) and a line in the trace, when someone else than may be
 /// the agent owns it or could put another file in a name's place. `create` makes the folder, with mode 0755, when it is

@@ -9,7 +9,6 @@
 #include "Common_CPP/registry/registry.h"
 #include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/text.h"
-#include "Common_CPP/util/trace.h"
 
 namespace {
 
@@ -29,16 +28,10 @@ bool FileOf(CkxTextView key, CkxTextView value, std::string& file) {
   return KxPosix_RuntimeFileName(name, file) || KxLastError_Fail();
 }
 
-/// Whoever could write the file could have written the value.
-bool IsTrustedValue(const CkxDescriptor& folder, const CkxDescriptor& file) {
+bool IsTrustedValue(const CkxDescriptor& folder, const std::string& name, const CkxDescriptor& file) {
   struct stat status {};
-  if (fstat(file.Get(), &status) != 0) return KxLastError_Fail();
-  if (S_ISREG(status.st_mode) && KxPosix_IsTrustedOwner(folder, status.st_uid) &&
-      (status.st_mode & (S_IWGRP | S_IWOTH)) == 0) {
-    return true;
-  }
-  KxTrace(EkxTraceLevel::Error, "KxRegistry", "ERROR: A value may be somebody else's than the agent's. Refused");
-  return FailWithErrno(EACCES);
+  return (fstat(file.Get(), &status) == 0 && KxPosix_IsTrustedFile(folder, name, status, "KxRegistry")) ||
+         KxLastError_Fail();
 }
 
 bool ReadWhole(const CkxDescriptor& file, std::string& content) {
@@ -66,7 +59,7 @@ std::optional<std::string> Stored(CkxTextView key, CkxTextView value, std::strin
   std::string content;
   if (!file) {
     KxLastError_SetFromSystem();
-  } else if (IsTrustedValue(folder, file) && ReadWhole(file, content)) {
+  } else if (IsTrustedValue(folder, name, file) && ReadWhole(file, content)) {
     if (content.starts_with(kind)) return content.substr(kind.size());
     FailWithErrno(EINVAL);
   }

@@ -10,20 +10,8 @@
 #include "Common_CPP/file/runtime_folder_posix.h"
 #include "Common_CPP/sharedmemory/sharedmemory.h"
 #include "Common_CPP/util/last_error.h"
-#include "Common_CPP/util/trace.h"
 
 namespace {
-
-bool IsTrustedSection(const CkxDescriptor& folder, const std::string& file, const struct stat& status) {
-  if (S_ISREG(status.st_mode) && KxPosix_IsTrustedOwner(folder, status.st_uid) &&
-      (status.st_mode & (S_IWGRP | S_IWOTH)) == 0) {
-    return true;
-  }
-  KxTrace(EkxTraceLevel::Error, "CkxSharedMemoryView", "ERROR: [", file,
-          "] may be somebody else's than the agent's: owner ", status.st_uid, ". Refused");
-  errno = EACCES;
-  return false;
-}
 
 /// Read before any is removed: what a listing that goes on then shows is anybody's guess.
 std::vector<std::string> FilesIn(const CkxDescriptor& folder) {
@@ -49,7 +37,7 @@ bool CkxSharedMemoryView::Open(CkxTextView name) {
   const CkxDescriptor section(openat(folder.Get(), file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   struct stat status {};
   if (!section || fstat(section.Get(), &status) != 0) return KxLastError_Fail();
-  if (!IsTrustedSection(folder, file, status)) return KxLastError_Fail();
+  if (!KxPosix_IsTrustedFile(folder, file, status, "CkxSharedMemoryView")) return KxLastError_Fail();
   const auto size = static_cast<size_t>(status.st_size);
   if (size == 0) return true;
   void* address = mmap(nullptr, size, PROT_READ, MAP_SHARED, section.Get(), 0);

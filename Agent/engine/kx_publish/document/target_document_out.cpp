@@ -188,23 +188,24 @@ class TargetOut {
   }
   void Status(const char* key, EkxPublisherStatus status) { _object[key] = KxPublisherStatus_Row(status).key; }
   void Package(const char* key, const std::optional<SkxAppPackageFacts>& package) {
-    if (!package) return;
-    TargetOut out(_object[key] = ordered_json::object());
-    KxTargetFields_Package(out, *package);
+    if (package) Inside(key, [&](TargetOut& out) { KxTargetFields_Package(out, *package); });
   }
   void Level(const char* key, const std::optional<KxWString>& level) { Value(key, level); }
   void Program(const char* key, const std::optional<SkxProgramFacts>& program) {
-    if (!program) return;
-    TargetOut out(_object[key] = ordered_json::object());
-    KxTargetFields_Program(out, *program);
+    if (program) Inside(key, [&](TargetOut& out) { KxTargetFields_Program(out, *program); });
   }
   void Media(const char* key, const std::optional<SkxMediaFacts>& media) {
-    if (!media) return;
-    TargetOut out(_object[key] = ordered_json::object());
-    KxTargetFields_Media(out, *media);
+    if (media) Inside(key, [&](TargetOut& out) { KxTargetFields_Media(out, *media); });
   }
 
  private:
+  /// Writes the object `key`.
+  template <class Write>
+  void Inside(const char* key, Write write) {
+    TargetOut out(_object[key] = ordered_json::object());
+    write(out);
+  }
+
   ordered_json& _object;
 };
 

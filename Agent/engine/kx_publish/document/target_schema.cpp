@@ -122,10 +122,8 @@ class SchemaOf {
   }
   template <class List>
   void Signers(const char* key, const List& /*signers*/) {
-    SchemaOf signer;
     SkxSigner facts;
-    KxTargetFields_Signer(signer, facts);
-    Json list = ListOf(Object(signer.Take()));
+    Json list = ListOf(ObjectOf([&](SchemaOf& in) { KxTargetFields_Signer(in, facts); }));
     list["maxItems"] = 2;
     Add(key, list);
   }
@@ -139,12 +137,9 @@ class SchemaOf {
     }
     Add(key, {{"anyOf", Json::array({Json({{"enum", std::move(names)}}), Json({{"enum", std::move(numbers)}})})}});
   }
-  template <class Facts>
-  void Package(const char* key, const Facts& /*package*/) {
-    SchemaOf package;
+  void Package(const char* key, const std::optional<SkxAppPackageFacts>& /*package*/) {
     SkxAppPackageFacts facts;
-    KxTargetFields_Package(package, facts);
-    Add(key, Object(package.Take()));
+    Add(key, ObjectOf([&](SchemaOf& in) { KxTargetFields_Package(in, facts); }));
   }
   template <class Text>
   void Level(const char* key, const Text& /*level*/) {
@@ -152,19 +147,21 @@ class SchemaOf {
     for (const std::string_view known : kKxExecutionLevels) names.push_back(std::string(known));
     Add(key, {{"enum", std::move(names)}});
   }
-  template <class Facts>
-  void Program(const char* key, const Facts& /*program*/) {
-    SchemaOf program;
+  void Program(const char* key, const std::optional<SkxProgramFacts>& /*program*/) {
     SkxProgramFacts facts;
-    KxTargetFields_Program(program, facts);
-    Add(key, Object(program.Take()));
+    Add(key, ObjectOf([&](SchemaOf& in) { KxTargetFields_Program(in, facts); }));
   }
-  template <class Facts>
-  void Media(const char* key, const Facts& /*media*/) {
-    SchemaOf media;
+  void Media(const char* key, const std::optional<SkxMediaFacts>& /*media*/) {
     SkxMediaFacts facts;
-    KxTargetFields_Media(media, facts);
-    Add(key, Object(media.Take()));
+    Add(key, ObjectOf([&](SchemaOf& in) { KxTargetFields_Media(in, facts); }));
+  }
+
+  /// An object with the members that `fields` lists.
+  template <class Fields>
+  static Json ObjectOf(Fields fields) {
+    SchemaOf in;
+    fields(in);
+    return Object(in.Take());
   }
 
   static Json Object(Json properties) {
