@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr size_t kMaxXmlBytes = 1024 * 1024;
-constexpr int kMaxXmlDepth = 64;
 constexpr int kMaxXmlAttributes = 128;  // of one element
 constexpr std::string_view kXmlSpaces = " \t\r\n";
 
@@ -95,11 +93,12 @@ bool HasEachAttributeOnce(const tinyxml2::XMLElement& element) {
 /// Refuses what the library lets pass: attributes that are there twice, more than one root, text around it.
 class CkxXmlCheck : public tinyxml2::XMLVisitor {
  public:
+  explicit CkxXmlCheck(int maxDepth) : _maxDepth(maxDepth) {}
   bool IsGood() const { return _isGood && _roots == 1; }
 
   bool VisitEnter(const tinyxml2::XMLElement& element, const tinyxml2::XMLAttribute* /*first*/) override {
     if (_depth == 0) ++_roots;
-    Require(++_depth <= kMaxXmlDepth && HasEachAttributeOnce(element));
+    Require(++_depth <= _maxDepth && HasEachAttributeOnce(element));
     return _isGood;
   }
   bool VisitExit(const tinyxml2::XMLElement& /*element*/) override {
@@ -114,6 +113,7 @@ class CkxXmlCheck : public tinyxml2::XMLVisitor {
  private:
   void Require(bool isGood) { _isGood = _isGood && isGood; }
 
+  const int _maxDepth;
   bool _isGood = true;
   int _depth = 0;
   int _roots = 0;
@@ -167,14 +167,19 @@ CkxXmlElement CkxXmlElement::Child(std::string_view localName) const {
   return found;
 }
 
-std::optional<CkxXmlDocument> CkxXmlDocument::Parse(std::span<const unsigned char> bytes) {
-  const std::optional<std::string> text = bytes.size() <= kMaxXmlBytes ? XmlText(bytes) : std::nullopt;
-  if (!text || !IsPlainXml(*text)) return std::nullopt;
+std::unique_ptr<tinyxml2::XMLDocument> KxXml_Parse(std::span<const unsigned char> bytes, const SkxXmlLimits& limits) {
+  const std::optional<std::string> text = bytes.size() <= limits.bytes ? XmlText(bytes) : std::nullopt;
+  if (!text || !IsPlainXml(*text)) return nullptr;
   auto document = std::make_unique<tinyxml2::XMLDocument>();
-  if (document->Parse(text->data(), text->size()) != tinyxml2::XML_SUCCESS) return std::nullopt;
-  CkxXmlCheck check;
+  if (document->Parse(text->data(), text->size()) != tinyxml2::XML_SUCCESS) return nullptr;
+  CkxXmlCheck check(limits.depth);
   document->Accept(&check);
-  return check.IsGood() ? std::optional(CkxXmlDocument(std::move(document))) : std::nullopt;
+  return check.IsGood() ? std::move(document) : nullptr;
+}
+
+std::optional<CkxXmlDocument> CkxXmlDocument::Parse(std::span<const unsigned char> bytes) {
+  std::unique_ptr<tinyxml2::XMLDocument> document = KxXml_Parse(bytes, SkxXmlLimits());
+  return document != nullptr ? std::optional(CkxXmlDocument(std::move(document))) : std::nullopt;
 }
 
 CkxXmlDocument::CkxXmlDocument(std::unique_ptr<tinyxml2::XMLDocument> document) : _document(std::move(document)) {}

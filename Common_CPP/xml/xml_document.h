@@ -4,7 +4,7 @@
 //   const std::optional<CkxXmlDocument> document = CkxXmlDocument::Parse(bytes);
 //   if (document) document->Root().Child("Identity").Attribute("Name");
 //
-// Limits: 1 MiB, 64 elements deep, 128 attributes an element. No document types, no entities other than the five and
+// Limits: those of `SkxXmlLimits`, 128 attributes an element. No document types, no entities other than the five and
 // characters by number.
 #pragma once
 
@@ -19,6 +19,14 @@ namespace tinyxml2 {
 class XMLDocument;
 class XMLElement;
 }  // namespace tinyxml2
+
+struct SkxXmlLimits {
+  size_t bytes = 1024 * 1024;
+  int depth = 64;  ///< of elements in each other
+};
+
+/// The document in `bytes`, in UTF-8, or in UTF-16LE with a mark that says so. Null when it is no such document.
+std::unique_ptr<tinyxml2::XMLDocument> KxXml_Parse(std::span<const unsigned char> bytes, const SkxXmlLimits& limits);
 
 /// An element of a document, which must live as long; or none, of which all answers are empty.
 class CkxXmlElement {
@@ -47,7 +55,6 @@ class CkxXmlElement {
 
 class CkxXmlDocument {
  public:
-  /// In UTF-8, or in UTF-16LE with a mark that says so. Nothing when it is no such document.
   static std::optional<CkxXmlDocument> Parse(std::span<const unsigned char> bytes);
 
   CkxXmlDocument(CkxXmlDocument&&) noexcept;
