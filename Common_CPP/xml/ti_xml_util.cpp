@@ -23,7 +23,8 @@ bool IsNoXmlUnit(WCHAR unit) {
 std::string XmlTextOf(CkxTextView text) {
   const KxWString units = text.ToString();
   std::string utf8 = KxText_ToUtf8(units);
-  const bool isText = std::none_of(units.begin(), units.end(), IsNoXmlUnit) && KxText_FromUtf8(utf8) == units;
+  const bool isText = units.size() <= CkxTiXmlUtil::kMaxText && std::none_of(units.begin(), units.end(), IsNoXmlUnit) &&
+                      KxText_FromUtf8(utf8) == units;
   return isText ? utf8 : kNoXmlText;
 }
 
@@ -119,6 +120,12 @@ void CkxTiXmlUtil::SetAttribute(tinyxml2::XMLElement& element, const char* name,
 }
 void CkxTiXmlUtil::SetAttribute(tinyxml2::XMLElement& element, const char* name, uint64_t number) {
   element.SetAttribute(name, number);
+}
+
+KxWString CkxTiXmlUtil::Writable(CkxTextView text) {
+  KxWString units = text.Part(0, std::min(text.Size(), kMaxText)).ToString();
+  std::replace_if(units.begin(), units.end(), IsNoXmlUnit, KXW('\xFFFD'));
+  return KxText_FromUtf8(KxText_ToUtf8(units)).value_or(KxWString());  // lone surrogates
 }
 
 const tinyxml2::XMLElement* CkxTiXmlUtil::Child(const tinyxml2::XMLElement& parent, const char* name) {

@@ -29,7 +29,7 @@ class CkxTiXmlUtil {
  public:
   static constexpr size_t kMaxBytes = 64 * 1024;  ///< of a record: what is kept with a file is not larger
   static constexpr int kMaxDepth = 16;
-  static constexpr size_t kMaxText = 32767;  ///< units of UTF-16
+  static constexpr size_t kMaxText = 32767;  ///< units of UTF-16; longer ones are neither written nor read
 
   // --- writing ---
 
@@ -43,6 +43,10 @@ class CkxTiXmlUtil {
   static void SetAttribute(tinyxml2::XMLElement& element, const char* name, int32_t number);
   static void SetAttribute(tinyxml2::XMLElement& element, const char* name, uint32_t number);
   static void SetAttribute(tinyxml2::XMLElement& element, const char* name, uint64_t number);
+
+  /// The text with U+FFFD for what XML has no place for, and cut where it is too long. For what a program says of
+  /// itself, which must not keep the rest from being written.
+  static KxWString Writable(CkxTextView text);
 
   // --- reading ---
 

@@ -7,20 +7,20 @@
 #pragma once
 
 #include <kx_util/file_src_type.h>
+#include <kx_util/file_src_user.h>
 #include <kx_util/target_info_process.h>
 
-/// Where a file was copied from.
-struct SkxFileSrcCopySource {
-  KxWString path;
-  KxWString locationType;
-  KxWString localShareName;  ///< of the share on this machine that the path lies on
-};
+class CkxFileOrigin;
+
+namespace tinyxml2 {
+class XMLElement;
+}
 
 /// What the record holds. An empty text is "unknown".
 struct SkxFileSrcProcessFacts {
   static constexpr uint32_t kUnknownUrlZone = 0xFFFFFFFF;
 
-  uint32_t order = 0;             ///< place in the chain; 0 wrote the file
+  int32_t order = 0;              ///< place in the chain; 0 wrote the file, -1 when unknown
   bool isSetup = false;           ///< the program installs software
   bool multiFileCreator = false;  ///< it created many files
   uint32_t urlZone = kUnknownUrlZone;
@@ -38,7 +38,7 @@ struct SkxFileSrcProcessFacts {
   SkxFileSrcCopySource copySource;
   KxWString hash;               ///< "ALGORITHM##HEX"
   bool isDeveloperApp = false;  ///< it was built on this machine; known while the record is fresh
-  std::optional<CkxSid> user;
+  std::optional<CkxFileSrcUser> user;
 };
 
 class KX_UTIL_API CkxFileSrcProcess final : public IkxHashProvider,
@@ -53,6 +53,17 @@ class KX_UTIL_API CkxFileSrcProcess final : public IkxHashProvider,
   /// from, its zone, whether it created many files) stays as it was. False, with nothing
   /// changed, for a process without a path.
   bool Fill(const CkxTargetInfoProcess& process);
+
+  /// What an origin keeps of the process at that place of its chain: who watches it told of its surroundings too, the
+  /// origin of its own program is held, and what the rules below have no need for is left out. `below`: the process
+  /// that it started, null for the one that wrote the file.
+  bool FillForOrigin(const CkxTargetInfoProcess& process, int32_t order, const CkxTargetInfoProcess* below);
+
+  /// Where the program of the process came from; null when unknown. Held while the record is fresh, never written.
+  const std::shared_ptr<const CkxFileOrigin>& ImageOrigin() const { return _imageOrigin; }
+  void SetImageOrigin(std::shared_ptr<const CkxFileOrigin> origin) { _imageOrigin = std::move(origin); }
+
+  void SetUser(CkxFileSrcUser user) { Facts().user = std::move(user); }
 
   const SkxFileSrcProcessFacts& Facts() const { return _facts; }
   SkxFileSrcProcessFacts& Facts() {
@@ -71,6 +82,19 @@ class KX_UTIL_API CkxFileSrcProcess final : public IkxHashProvider,
   /// What people call it: its well-known name, its description or its file name. "Deleted File" when the image is gone,
   /// "UNKNOWN" when nothing is known.
   const WCHAR* GetDisplayName() const;
+
+  /// Where the program lies, or lay; for a process that everybody knows, and of which no path is kept, its file name.
+  CkxTextView MainPath() const;
+
+  /// Both are of the same program: the same well-known one, or one of the same path.
+  bool IsSameProgram(const CkxTargetInfoProcess& process) const;
+
+  /// The process's short name, if everybody knows it and none is set. True when one is then.
+  bool NeedFeelWellKnown() const { return _facts.wellKnown.empty(); }
+  bool FillWellKnown(const CkxTargetInfoProcess& process);
+
+  /// The file name of the program of that short name; null where there is none.
+  static const WCHAR* GetWellKnownExeName(CkxTextView shortName);
 
   /// How the path of an image that is gone is remembered, by the number that its file had, and whether `path` is one.
   static KxWString _FormatDeletedPath(uint64_t fileId, CkxTextView path);
@@ -98,6 +122,10 @@ class KX_UTIL_API CkxFileSrcProcess final : public IkxHashProvider,
   /// Whether `text` has "setup", "install", "update" or "upgrade" anywhere in it, in whatever case.
   static bool ContainsInstallerKeywords(CkxTextView text);
 
+  /// Adds the element "Process". False when memory is short.
+  bool ToXml(tinyxml2::XMLElement& parent, bool withSourceTypes = false) const;
+  static std::optional<CkxFileSrcProcess> CreateFromXml(const tinyxml2::XMLElement& process);
+
   // Texts live until the facts change.
   const WCHAR* GetPath() const override;
   int64_t GetFileSize() const override { return kUnknownSize; }
@@ -109,7 +137,14 @@ class KX_UTIL_API CkxFileSrcProcess final : public IkxHashProvider,
   const WCHAR* GetVersionInfo(const WCHAR* field) const override;  ///< "FileDescription" and "ProductName"
 
  private:
+  void _FillFacts(const CkxTargetInfoProcess& process, SkxFileSrcProcessFacts& facts) const;
+  static void _FillSurroundings(const CkxTargetInfoProcess& process, SkxFileSrcProcessFacts& facts);
+  bool _PathAndArgsRequired() const;
+  bool _HashRequired() const;
+  bool _UserRequired(const CkxTargetInfoProcess* below) const;
+
   SkxFileSrcProcessFacts _facts;
+  std::shared_ptr<const CkxFileOrigin> _imageOrigin;
   mutable CkxFileSrcTypeArray _types;
   mutable bool _areTypesKnown = false;
 };

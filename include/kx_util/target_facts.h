@@ -10,6 +10,8 @@
 #include <optional>
 #include <vector>
 
+class CkxFileOrigin;
+
 /// The identity of an application package of the store kind.
 struct SkxAppPackageFacts {
   KxWString name;
@@ -49,17 +51,36 @@ struct SkxFileFacts {
   std::optional<KxWString> fileVersion;          ///< "1.2.3.4"
   std::map<KxWString, KxWString> versionInfo;    ///< field -> text; found without regard to case
   std::map<KxWString, KxWString> msiProperties;  ///< installer property -> text
-  std::optional<KxWString> origin;               ///< the origin record, XML
+  std::shared_ptr<const CkxFileOrigin> origin;   ///< where it came from; null when nothing is kept of that
+  std::optional<uint32_t> urlZone;               ///< security zone of the address that it was downloaded from
+  std::optional<bool> inTempFolder;              ///< not given: by its path
   std::optional<SkxAppPackageFacts> appPackage;  ///< of a package, or of a program that runs from one
   std::optional<KxWString> executionLevel;       ///< of an ".exe", what its manifest asks to be started with
   std::optional<SkxProgramFacts> program;
   std::optional<SkxMediaFacts> media;  ///< of the removable medium that the file lies on
 };
 
+/// Where a file was copied from.
+struct SkxFileSrcCopySource {
+  KxWString path;
+  KxWString locationType;    ///< kind of place, "REMOTE", "CDROM", ...
+  KxWString localShareName;  ///< of the share on this machine that the path lies on
+};
+
+/// What only those know of a process who watch it, for the origins of the files that it makes.
+struct SkxProcessSurroundings {
+  bool multiFileCreator = false;          ///< it created many files
+  bool isDeveloperApp = false;            ///< its program was built on this machine
+  KxWString softwareDistributor;          ///< the distribution tool that started it
+  SkxFileSrcCopySource copySource;        ///< of its program
+  std::optional<uint64_t> deletedFileId;  ///< the number that its program's file had, which is gone
+};
+
 struct SkxProcessFacts {
   uint32_t pid = 0;
   KxWString commandLine;
   KxWString services;  ///< names separated by "/"
+  SkxProcessSurroundings surroundings;
 };
 
 /// Of what the system runs on behalf of another program.

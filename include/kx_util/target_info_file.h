@@ -53,9 +53,12 @@ class KX_UTIL_API CkxTargetInfoFile : public CkxTargetInfo,
   const WCHAR* GetProductName() const;
   const SkxAppPackageFacts* AppPackage() const;  ///< null for what belongs to no package, or when unknown
   const SkxMediaFacts* Media() const;            ///< null for what lies on no removable medium, or when unknown
-  EkxFileContent Content() const;                ///< told from the first bytes of a live file; no policy asks for it
-  const SkxProgramFacts* Program() const;        ///< null for what is no program file, or when unknown
-  const WCHAR* GetEmbeddedDescription() const;   ///< "FileDescription", else "ProductName"
+  const CkxFileOrigin* Origin() const;           ///< where it came from; null when nothing is kept of that
+  std::shared_ptr<const CkxFileOrigin> SharedOrigin() const;  ///< the same, for whoever outlives the description
+  std::optional<uint32_t> UrlZone() const;      ///< 0 this machine … 3 internet, 4 restricted; of a downloaded file
+  EkxFileContent Content() const;               ///< told from the first bytes of a live file; no policy asks for it
+  const SkxProgramFacts* Program() const;       ///< null for what is no program file, or when unknown
+  const WCHAR* GetEmbeddedDescription() const;  ///< "FileDescription", else "ProductName"
 
   /// Of an ".exe", what its manifest asks to be started with: "asInvoker", "highestAvailable" or
   /// "requireAdministrator"; null when it does not say.
@@ -89,8 +92,9 @@ class KX_UTIL_API CkxTargetInfoFile : public CkxTargetInfo,
 
   mutable CkxUtilStr _path;
   mutable bool _isPathReal = false;
-  mutable std::optional<EkxPolicyTarget> _type;  // as recorded, or once the path is known
-  std::unique_ptr<IkxFileFacts> _facts;          // null when incomplete
-  mutable std::optional<CkxSid> _owner;          // the SID behind the text that the cache keeps
+  mutable std::optional<EkxPolicyTarget> _type;                         // as recorded, or once the path is known
+  std::unique_ptr<IkxFileFacts> _facts;                                 // null when incomplete
+  mutable std::optional<CkxSid> _owner;                                 // the SID behind the text that the cache keeps
+  mutable std::optional<std::shared_ptr<const CkxFileOrigin>> _origin;  // none until it is asked for
   mutable std::optional<SkxSigner> _signers[2];  // a status that the cache, which holds texts, has no place for
 };

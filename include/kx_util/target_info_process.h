@@ -33,6 +33,7 @@ class KX_UTIL_API CkxTargetInfoProcess : public CkxTargetInfoFile {
   uint32_t Pid() const { return _process.pid; }
   const WCHAR* CommandLine() const { return _process.commandLine.c_str(); }
   const WCHAR* ServiceNames() const { return _process.services.c_str(); }  ///< separated by "/"
+  const SkxProcessSurroundings& Surroundings() const { return _process.surroundings; }
 
   /// Null when unknown. Owned.
   const CkxTargetInfo* Parent() const { return _parent.get(); }

@@ -37,11 +37,19 @@ TEST(TiXmlUtil, PrintsNothingThatXmlHasNoPlaceFor) {
     EXPECT_FALSE(child.Print());
     EXPECT_FALSE(child.Print(true));
   }
-  for (const size_t size : {Xml::kMaxBytes - 9, Xml::kMaxBytes - 8}) {  // with <R a=""/>
+  for (const size_t size : {Xml::kMaxText, Xml::kMaxText + 1}) {
     CkxTiXmlDocument document("R");
     Xml::SetAttribute(document.Root(), "a", KxWString(size, KXW('x')));
-    EXPECT_EQ(document.Print().has_value(), size + 9 <= Xml::kMaxBytes) << size;
+    EXPECT_EQ(document.Print().has_value(), size == Xml::kMaxText);
+    EXPECT_EQ(Xml::Writable(KxWString(size, KXW('x'))).size(), Xml::kMaxText);
   }
+  for (const size_t size : {Xml::kMaxBytes, Xml::kMaxBytes + 1}) {
+    CkxTiXmlDocument document("R");
+    Xml::SetAttribute(document.Root(), "a", KxWString(Xml::kMaxText, KXW('x')));
+    Xml::SetAttribute(document.Root(), "b", KxWString(size - Xml::kMaxText - 14, KXW('x')));  // <R a="" b=""/>
+    EXPECT_EQ(document.Print().has_value(), size == Xml::kMaxBytes);
+  }
+  EXPECT_EQ(Xml::Writable(KxWString{1, 0xD800, KXW('a'), 0xFFFF}), (KxWString{0xFFFD, 0xFFFD, KXW('a'), 0xFFFD}));
 }
 
 TEST(TiXmlUtil, ReadsBackWhatItWrote) {

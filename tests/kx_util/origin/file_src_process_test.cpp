@@ -126,8 +126,8 @@ TEST(FileSrcProcess, RemembersWhatADescriptionTells) {
   const SkxFileSrcProcessFacts& facts = process.Facts();
   EXPECT_FALSE(facts.isSetup);
   ASSERT_TRUE(facts.user.has_value());
-  EXPECT_EQ(facts.user->ToUtf8(), "S-1-5-21-1-2-3-1001");
-  EXPECT_EQ(facts.order, 2u) << "what only its surroundings tell stays";
+  EXPECT_EQ(facts.user->Facts().sid.value().ToUtf8(), "S-1-5-21-1-2-3-1001");
+  EXPECT_EQ(facts.order, 2) << "what only its surroundings tell stays";
   EXPECT_EQ(facts.softwareDistributor, KXW("Shop"));
   EXPECT_EQ(facts.copySource.path, before.copySource.path);
   EXPECT_EQ(facts.urlZone, SkxFileSrcProcessFacts::kUnknownUrlZone);

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/origin_document.h"
 #include "Agent/engine/kx_publish/document/target_document_fields.h"
 #include "Agent/engine/kx_util/target/execution_level.h"
 #include "Agent/engine/kx_util/target/publisher_status.h"
@@ -210,6 +211,34 @@ class TargetIn {
 
   void Program(const char* key, std::optional<SkxProgramFacts>& program) {
     Inside(key, [&](TargetIn& in) { KxTargetFields_Program(in, program.emplace()); });
+  }
+
+  /// The record as JSON, or its element as text.
+  void Origin(const char* key, std::shared_ptr<const CkxFileOrigin>& origin) {
+    const json* const value = _object.Find(key);
+    if (value == nullptr) return;
+    auto read = std::make_shared<CkxFileOrigin>();
+    if (!value->is_string()) {
+      KxOriginDocument_Read(*value, _object.PointerTo(key), *read);
+    } else if (!read->FromOwnXml(KxJson_As<std::string>(*value, _object.PointerTo(key)))) {
+      throw CkxDocumentFault(_object.PointerTo(key), "is no record of an origin");
+    }
+    origin = std::move(read);
+  }
+
+  void CopySource(const char* key, SkxFileSrcCopySource& source) {
+    if (const json* const value = _object.Find(key)) KxOriginDocument_Read(*value, _object.PointerTo(key), source);
+  }
+
+  /// Without the number that the file had it is 0.
+  void Deleted(const char* key, const char* fileIdKey, std::optional<uint64_t>& fileId) {
+    bool isDeleted = false;
+    uint64_t number = 0;
+    _object.Optional(key, isDeleted);
+    if (_object.Optional(fileIdKey, number) && !isDeleted) {
+      throw CkxDocumentFault(_object.PointerTo(fileIdKey), std::string("needs \"") + key + "\": true");
+    }
+    if (isDeleted) fileId = number;
   }
 
   void Media(const char* key, std::optional<SkxMediaFacts>& media) {

@@ -7,7 +7,7 @@
 //   Texts      an object of texts
 //   Sid, Sids  one, or a list
 //   Names      a list of texts, and whether there is one
-//   Hashes, Signers, Status, Package, Level, Program, Media   what stands for itself
+//   Hashes, Signers, Status, Package, Level, Program, Media, Origin, CopySource   what stands for itself
 #pragma once
 
 #include <optional>
@@ -41,7 +41,9 @@ void KxTargetFields_File(Io& io, Facts& facts) {
   io.Version("fileVersion", facts.fileVersion);
   io.Texts("versionInfo", facts.versionInfo);
   io.Texts("msi", facts.msiProperties);
-  io.Value("origin", facts.origin);
+  io.Origin("origin", facts.origin);
+  io.Value("urlZone", facts.urlZone);
+  io.Value("isTemp", facts.inTempFolder);
   io.Package("appPackage", facts.appPackage);
   io.Level("executionLevel", facts.executionLevel);
   io.Program("program", facts.program);
@@ -88,6 +90,11 @@ void KxTargetFields_Process(Io& io, Facts& process) {
   io.Value("pid", process.pid);
   io.Value("commandLine", process.commandLine);
   io.Value("services", process.services);
+  io.Value("multiFileCreator", process.surroundings.multiFileCreator);
+  io.Value("devApp", process.surroundings.isDeveloperApp);
+  io.Value("softDistrName", process.surroundings.softwareDistributor);
+  io.CopySource("copySrc", process.surroundings.copySource);
+  io.Deleted("deleted", "fileId", process.surroundings.deletedFileId);
 }
 
 /// SkxServerFacts.

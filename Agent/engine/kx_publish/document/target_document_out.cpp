@@ -5,6 +5,7 @@
 #include <set>
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/origin_document.h"
 #include "Agent/engine/kx_publish/document/target_document_fields.h"
 #include "Agent/engine/kx_util/target/pe_version_info.h"
 #include "Agent/engine/kx_util/target/publisher_status.h"
@@ -116,6 +117,8 @@ SkxFileFacts FactsOf(const CkxTargetInfoFile& file) {
   facts.executionLevel = TextOf(file.GetRequestedExecutionLevel());
   if (file.Program() != nullptr) facts.program = *file.Program();
   if (file.Media() != nullptr) facts.media = *file.Media();
+  facts.origin = file.SharedOrigin();
+  facts.urlZone = file.UrlZone();
   return facts;
 }
 
@@ -124,6 +127,7 @@ SkxProcessFacts FactsOf(const CkxTargetInfoProcess& process) {
   facts.pid = process.Pid();
   facts.commandLine = process.CommandLine();
   facts.services = process.ServiceNames();
+  facts.surroundings = process.Surroundings();
   return facts;
 }
 
@@ -193,6 +197,18 @@ class TargetOut {
   void Level(const char* key, const std::optional<KxWString>& level) { Value(key, level); }
   void Program(const char* key, const std::optional<SkxProgramFacts>& program) {
     if (program) Inside(key, [&](TargetOut& out) { KxTargetFields_Program(out, *program); });
+  }
+  void Origin(const char* key, const std::shared_ptr<const CkxFileOrigin>& origin) {
+    if (origin != nullptr) _object[key] = KxOriginDocument_Write(*origin);
+  }
+  void CopySource(const char* key, const SkxFileSrcCopySource& source) {
+    ordered_json object = KxOriginDocument_Write(source);
+    if (!object.empty()) _object[key] = std::move(object);
+  }
+  void Deleted(const char* key, const char* fileIdKey, const std::optional<uint64_t>& fileId) {
+    if (!fileId) return;
+    _object[key] = true;
+    _object[fileIdKey] = *fileId;
   }
   void Media(const char* key, const std::optional<SkxMediaFacts>& media) {
     if (media) Inside(key, [&](TargetOut& out) { KxTargetFields_Media(out, *media); });

@@ -36,7 +36,17 @@ constexpr SkxMeaning kMeanings[] = {
     {"fileVersion", "Of the fixed block of the version resource."},
     {"versionInfo", "The texts of the version resource, by the names of their fields; case does not count."},
     {"msi", "Properties of an installer package, by their names; case counts."},
-    {"origin", "The record of where the file came from, XML."},
+    {"origin", "The record of where the file came from: the element FileOrigin as text, or the record as JSON."},
+    {"urlZone", "The security zone of the address that the file was downloaded from: 3 is the internet."},
+    {"isTemp", "Whether the file lies in a folder that nobody keeps. Left out: by its path."},
+    {"multiFileCreator", "Whether the process created many files."},
+    {"devApp", "Whether its program was built on that machine."},
+    {"softDistrName", "The distribution tool that started it."},
+    {"copySrc", "Where its program was copied from."},
+    {"deleted", "Whether its program is gone."},
+    {"fileId", "The number that the file of the program had."},
+    {"locationType", "The kind of place: REMOTE, LOCALSHARE, REMOVABLE, CDROM, INTERNET and so on."},
+    {"localShareName", "The share of that machine that the path lies on."},
     {"appPackage", "The application package that the program belongs to."},
     {"executionLevel", "Of an .exe, what its manifest asks to be started with."},
     {"program", "What a program file says of how it runs."},
@@ -151,6 +161,22 @@ class SchemaOf {
     SkxProgramFacts facts;
     Add(key, ObjectOf([&](SchemaOf& in) { KxTargetFields_Program(in, facts); }));
   }
+  template <class Record>
+  void Origin(const char* key, const Record& /*origin*/) {
+    Add(key, {{"type", Json::array({"string", "object"})}});
+  }
+  void CopySource(const char* key, const SkxFileSrcCopySource& source) {
+    Add(key, ObjectOf([&](SchemaOf& in) {
+          in.Value("path", source.path);
+          in.Value("locationType", source.locationType);
+          in.Value("localShareName", source.localShareName);
+        }));
+  }
+  template <class Number>
+  void Deleted(const char* key, const char* fileIdKey, const Number& /*fileId*/) {
+    Add(key, TypeOf(bool()));
+    Add(fileIdKey, TypeOf(uint64_t()));
+  }
   void Media(const char* key, const std::optional<SkxMediaFacts>& /*media*/) {
     SkxMediaFacts facts;
     Add(key, ObjectOf([&](SchemaOf& in) { KxTargetFields_Media(in, facts); }));
@@ -173,6 +199,7 @@ class SchemaOf {
   static Json TypeOf(bool) { return {{"type", "boolean"}}; }
   static Json TypeOf(int64_t) { return Integer<int64_t>(); }
   static Json TypeOf(uint16_t) { return Integer<uint16_t>(); }
+  static Json TypeOf(uint64_t) { return Integer<uint64_t>(); }
   static Json TypeOf(uint32_t) { return Integer<uint32_t>(); }
 
   template <class Code>

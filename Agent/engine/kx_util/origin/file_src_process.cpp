@@ -5,6 +5,7 @@
 
 #include "Agent/engine/kx_util/command/command_line.h"
 #include "Agent/engine/kx_util/command/system_place.h"
+#include "Agent/engine/kx_util/origin/source_xml.h"
 #include "Agent/engine/kx_util/origin/well_known_process.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/access_token/access_token.h"
@@ -19,8 +20,10 @@ constexpr const WCHAR* kInstallerKeywords[] = {KXW("setup"), KXW("install"), KXW
 
 constexpr const WCHAR* kUnknownText = KXW("UNKNOWN");
 constexpr const WCHAR* kDeletedMark = KXW(":DEL:");
+constexpr size_t kDeletedPrefix = 5 + 16 + 1;  // the mark, the number of the file, a colon
 
-KxWString TextOf(CkxTextView text) { return text.ToString(); }
+/// A record that a process could spoil by what it calls itself would be none.
+KxWString TextOf(CkxTextView text) { return CkxTiXmlUtil::Writable(text); }
 
 const WCHAR* OrNull(const KxWString& text) { return text.empty() ? nullptr : text.c_str(); }
 
@@ -50,26 +53,75 @@ const WCHAR* FileNameIn(const KxWString& path) { return path.c_str() + (path.siz
 }  // namespace
 
 bool CkxFileSrcProcess::Fill(const CkxTargetInfoProcess& process) {
-  const CkxTextView path = process.GetPath();
-  if (path.IsEmpty()) return false;
+  if (CkxTextView(process.GetPath()).IsEmpty()) return false;
   return KxEntry(false, [&] {
     SkxFileSrcProcessFacts facts = _facts;
-    facts.isSetup = IsSetupExeTarget(process);
-    const SkxWellKnownProcess* const known = KxWellKnown_Of(process);
-    facts.wellKnown = known != nullptr ? KxWString(known->shortName) : KxWString();
-    facts.serviceNames = TextOf(process.ServiceNames());
-    facts.publisher = TextOf(process.GetPublisher(false, facts.publisherStatus));
-    facts.fileDescription = TextOf(process.GetVersionInfo(KXW("FileDescription")));
-    facts.productName = TextOf(process.GetProductName());
-    facts.path = TextOf(path);
-    facts.inTempFolder = process.IsInTempDir();
-    facts.locationType = TextOf(KxUtil_GetFileLocationType(process));
-    facts.arguments = TextOf(KxCommandLine_TakeApart(process.CommandLine(), path).arguments);
+    _FillFacts(process, facts);
     facts.hash = HashOf(process);
-    facts.user = KxToken_User(process.UserToken());
     if (KxFault_Current() == EkxEvaluationFault::None) Facts() = std::move(facts);
     return true;
   });
+}
+
+bool CkxFileSrcProcess::FillForOrigin(const CkxTargetInfoProcess& process, int32_t order,
+                                      const CkxTargetInfoProcess* below) {
+  if (CkxTextView(process.GetPath()).IsEmpty()) return false;
+  return KxEntry(false, [&] {
+    CkxFileSrcProcess filled;
+    SkxFileSrcProcessFacts& facts = filled._facts;
+    facts.order = order;
+    _FillFacts(process, facts);
+    _FillSurroundings(process, facts);
+    if (filled._HashRequired()) facts.hash = HashOf(process);
+    if (!filled._UserRequired(below)) facts.user.reset();
+    if (!filled._PathAndArgsRequired()) facts.path.clear(), facts.arguments.clear();
+    filled._imageOrigin = process.SharedOrigin();
+    if (KxFault_Current() == EkxEvaluationFault::None) *this = std::move(filled);
+    return true;
+  });
+}
+
+void CkxFileSrcProcess::_FillFacts(const CkxTargetInfoProcess& process, SkxFileSrcProcessFacts& facts) const {
+  const CkxTextView path = process.GetPath();
+  facts.isSetup = IsSetupExeTarget(process);
+  const SkxWellKnownProcess* const known = KxWellKnown_Of(process);
+  facts.wellKnown = known != nullptr ? KxWString(known->shortName) : KxWString();
+  facts.serviceNames = TextOf(process.ServiceNames());
+  facts.publisher = TextOf(process.GetPublisher(false, facts.publisherStatus));
+  facts.fileDescription = TextOf(process.GetVersionInfo(KXW("FileDescription")));
+  facts.productName = TextOf(process.GetProductName());
+  facts.path = TextOf(path);
+  facts.inTempFolder = process.IsInTempDir();
+  facts.locationType = TextOf(KxUtil_GetFileLocationType(process));
+  facts.arguments = TextOf(KxCommandLine_TakeApart(process.CommandLine(), path).arguments);
+  CkxFileSrcUser user;
+  facts.user = user.Fill(process.UserToken()) ? std::optional(std::move(user)) : std::nullopt;
+}
+
+void CkxFileSrcProcess::_FillSurroundings(const CkxTargetInfoProcess& process, SkxFileSrcProcessFacts& facts) {
+  const SkxProcessSurroundings& surroundings = process.Surroundings();
+  facts.multiFileCreator = surroundings.multiFileCreator;
+  facts.isDeveloperApp = surroundings.isDeveloperApp;
+  facts.softwareDistributor = surroundings.softwareDistributor;
+  facts.copySource = surroundings.copySource;
+  facts.urlZone = process.UrlZone().value_or(facts.kUnknownUrlZone);
+  if (surroundings.deletedFileId) facts.path = _FormatDeletedPath(*surroundings.deletedFileId, facts.path);
+}
+
+/// A well-known process is told by its name; but policies look for distributors by their paths.
+bool CkxFileSrcProcess::_PathAndArgsRequired() const {
+  const SkxWellKnownProcess* const known = KxWellKnown_ByName(_facts.wellKnown);
+  return known == nullptr || known->kind == EkxWellKnownKind::Distributor;
+}
+
+bool CkxFileSrcProcess::_HashRequired() const {
+  return _PathAndArgsRequired() && (_facts.order == 0 || _facts.isSetup);
+}
+
+bool CkxFileSrcProcess::_UserRequired(const CkxTargetInfoProcess* below) const {
+  if (below == nullptr || !_facts.user) return true;
+  const std::optional<CkxSid> belowUser = KxToken_User(below->UserToken());
+  return !belowUser || !belowUser->Equals(_facts.user->Facts().sid.value_or(CkxSid()));
 }
 
 const CkxFileSrcTypeArray& CkxFileSrcProcess::SourceTypes() const {
@@ -116,6 +168,47 @@ const WCHAR* CkxFileSrcProcess::GetDisplayName() const {
   if (IsPathDeleted(_facts.path)) return KXW("Deleted File");
   if (const WCHAR* const known = HumanReadableNameFromWellKnown(_facts.wellKnown)) return known;
   return _facts.fileDescription.empty() ? OrUnknown(FileNameIn(_facts.path)) : _facts.fileDescription.c_str();
+}
+
+CkxTextView CkxFileSrcProcess::MainPath() const {
+  if (IsPathDeleted(_facts.path)) return CkxTextView(_facts.path).Part(std::min(_facts.path.size(), kDeletedPrefix));
+  if (!_facts.path.empty()) return _facts.path;
+  return GetWellKnownExeName(_facts.wellKnown);
+}
+
+bool CkxFileSrcProcess::IsSameProgram(const CkxTargetInfoProcess& process) const {
+  return KxEntry(false, [&] {
+    if (const SkxWellKnownProcess* const known = KxWellKnown_ByName(_facts.wellKnown)) {
+      return known == KxWellKnown_Of(process);
+    }
+    const CkxTextView path = process.GetPath();
+    return !path.IsEmpty() && !IsPathDeleted(_facts.path) && KxText_Equals(_facts.path, path, false);
+  });
+}
+
+bool CkxFileSrcProcess::FillWellKnown(const CkxTargetInfoProcess& process) {
+  return KxEntry(false, [&] {
+    if (!NeedFeelWellKnown()) return true;
+    const SkxWellKnownProcess* const known = KxWellKnown_Of(process);
+    if (known != nullptr) Facts().wellKnown = known->shortName;
+    return known != nullptr;
+  });
+}
+
+const WCHAR* CkxFileSrcProcess::GetWellKnownExeName(CkxTextView shortName) {
+  const SkxWellKnownProcess* const known = KxWellKnown_ByName(shortName);
+  return known != nullptr ? known->image : nullptr;
+}
+
+bool CkxFileSrcProcess::ToXml(tinyxml2::XMLElement& parent, bool withSourceTypes) const {
+  return KxEntry(false, [&] { return KxSourceXml_Write(parent, "Process", *this, {true, withSourceTypes}); });
+}
+
+std::optional<CkxFileSrcProcess> CkxFileSrcProcess::CreateFromXml(const tinyxml2::XMLElement& process) {
+  return KxEntry(std::optional<CkxFileSrcProcess>(), [&]() -> std::optional<CkxFileSrcProcess> {
+    CkxFileSrcProcess read;
+    return KxSourceXml_Read(process, read) ? std::optional(std::move(read)) : std::nullopt;
+  });
 }
 
 KxWString CkxFileSrcProcess::_FormatDeletedPath(uint64_t fileId, CkxTextView path) {

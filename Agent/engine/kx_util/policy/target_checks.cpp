@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "Agent/engine/kx_util/property/remembered_drive.h"
 #include "Agent/engine/kx_util/target/publisher_status.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/access_token/access_token.h"
@@ -56,24 +57,6 @@ bool CheckArguments(const CkxShBufPropArguments& arguments, const Process& proce
                [&](CkxUtilStr& text) { text.Append(Or(process.CommandLine(), KXW("no command line"))); });
 }
 
-/// The machine, but for a drive whose type is remembered by its word: other media may be in it by now.
-class RememberedDrive : public IkxMachineFacts {
- public:
-  explicit RememberedDrive(CkxTextView locationType)
-      : _machine(KxMachine_Facts()), _remembered(KxDriveType_Of(locationType, false)) {
-    if (_remembered == EkxDriveType::Unknown) _remembered.reset();
-  }
-  EkxDriveType DriveType(WCHAR letter) const override {
-    return _remembered ? *_remembered : _machine.DriveType(letter);
-  }
-  std::optional<KxWString> MappedShare(WCHAR letter) const override { return _machine.MappedShare(letter); }
-  CkxTextView WindowsFolder() const override { return _machine.WindowsFolder(); }
-
- private:
-  const IkxMachineFacts& _machine;
-  std::optional<EkxDriveType> _remembered;
-};
-
 const WCHAR* ProductVersionText(const CkxTargetInfoFile& file) {
   return file.IsTargetType(EkxPolicyTarget::Msi) ? file.GetMsiProperty(KXW("ProductVersion"))
                                                  : file.GetProductVersionStr();
@@ -116,13 +99,9 @@ bool KxCheck_Location(const CkxShBufPropFileLocation& location, const IkxPathPro
 
 bool KxCheck_Location(const CkxShBufPropFileLocation& location, const CkxFileSrcProcess& process) {
   if (!location.Initialized()) return true;
-  const RememberedDrive drive(process.Facts().locationType);
+  const CkxRememberedDrive drive(process.Facts().locationType);
   const CkxMachineFactsScope scope(drive);
   return KxCheck_Location(location, static_cast<const IkxPathProvider&>(process));
-}
-
-bool KxCheck_Origin(const CkxShBufPropFileOrigin& origin, const CkxTargetInfoFile& file) {
-  return Check("origin", origin, origin.Match(file), [](CkxUtilStr& text) { text.Append(KXW("no origin record")); });
 }
 
 bool KxCheck_ServiceName(const CkxShBufPropSvcName& serviceName, CkxTextView services) {

@@ -26,6 +26,9 @@ class IkxFileFacts {
   virtual const SkxProgramFacts* Program() const { return nullptr; }                         ///< null when unknown
   virtual const SkxAppPackageFacts* AppPackage() const { return nullptr; }                   ///< null when unknown
   virtual const SkxMediaFacts* Media() const { return nullptr; }                             ///< null when unknown
+  virtual std::shared_ptr<const CkxFileOrigin> Origin() const { return nullptr; }            ///< null when unknown
+  virtual std::optional<uint32_t> UrlZone() const { return std::nullopt; }
+  virtual std::optional<bool> IsInTempFolder() const { return std::nullopt; }  ///< nothing: by the path
   virtual SkxSigner Signer(bool second) const = 0;  ///< no name and `Unknown` when the source cannot tell
 };
 

@@ -26,6 +26,9 @@ class RecordedFileFacts : public IkxFileFacts {
   const SkxProgramFacts* Program() const override { return _facts.program ? &*_facts.program : nullptr; }
   const SkxAppPackageFacts* AppPackage() const override { return _facts.appPackage ? &*_facts.appPackage : nullptr; }
   const SkxMediaFacts* Media() const override { return _facts.media ? &*_facts.media : nullptr; }
+  std::shared_ptr<const CkxFileOrigin> Origin() const override { return _facts.origin; }
+  std::optional<uint32_t> UrlZone() const override { return _facts.urlZone; }
+  std::optional<bool> IsInTempFolder() const override { return _facts.inTempFolder; }
   SkxSigner Signer(bool second) const override {
     const size_t index = second ? 1 : 0;
     return index < _facts.signers.size() ? _facts.signers[index] : SkxSigner();

@@ -306,6 +306,21 @@ const SkxMediaFacts* CkxTargetInfoFile::Media() const {
   return KxEntry<const SkxMediaFacts*>(nullptr, [&] { return _Facts().Media(); });
 }
 
+std::shared_ptr<const CkxFileOrigin> CkxTargetInfoFile::SharedOrigin() const {
+  return KxEntry(std::shared_ptr<const CkxFileOrigin>(), [&]() -> std::shared_ptr<const CkxFileOrigin> {
+    if (_origin) return *_origin;
+    std::shared_ptr<const CkxFileOrigin> origin = _Facts().Origin();
+    if (KxFault_Current() != EkxEvaluationFault::None) return nullptr;  // not had, which is not "none"
+    return *(_origin = std::move(origin));
+  });
+}
+
+const CkxFileOrigin* CkxTargetInfoFile::Origin() const { return SharedOrigin().get(); }
+
+std::optional<uint32_t> CkxTargetInfoFile::UrlZone() const {
+  return KxEntry(std::optional<uint32_t>(), [&] { return _Facts().UrlZone(); });
+}
+
 const SkxProgramFacts* CkxTargetInfoFile::Program() const {
   return KxEntry<const SkxProgramFacts*>(nullptr, [&] { return _Facts().Program(); });
 }
@@ -331,8 +346,9 @@ bool CkxTargetInfoFile::IsInTempDir() const {
   return KxEntry(false, [&] {
     const WCHAR* const known = _Cached(KXW("KxIsInTempDir"), [this](CkxUtilStr& value) {
       const KxWString path = KxPath_Normalized(_Path().View()).value_or(_Path().View().ToString());
-      const bool isThere = std::any_of(std::begin(kPlaces), std::end(kPlaces),
-                                       [&](const WCHAR* place) { return KxWildcard_MatchesPath(place, path); });
+      const bool isThere = _Facts().IsInTempFolder().value_or(
+          std::any_of(std::begin(kPlaces), std::end(kPlaces),
+                      [&](const WCHAR* place) { return KxWildcard_MatchesPath(place, path); }));
       return Store(value, KxWString(isThere ? KXW("1") : KXW("0")));
     });
     return known != nullptr && *known == KXW('1');

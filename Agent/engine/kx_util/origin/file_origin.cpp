@@ -1,0 +1,168 @@
+#include <kx_util/file_origin.h>
+
+#include "Agent/engine/kx_util/origin/source_xml.h"
+#include "Agent/engine/kx_util/watch/evaluation_fault.h"
+#include "Common_CPP/util/trace.h"
+
+namespace {
+
+constexpr const char* kOriginElement = "FileOrigin";
+constexpr const WCHAR* kInternet = KXW("INTERNET");
+
+/// What is kept with a file has at most 65,535 bytes, and some of them are not the origin's.
+constexpr size_t kMaxKeptBytes = 65000;
+
+/// An event holds more than the origin.
+constexpr size_t kMaxEventBytes = 1024 * 1024;
+constexpr int kMaxEventDepth = 64;
+
+bool Refuse(const char* why) {
+  KxTrace(EkxTraceLevel::Error, "CkxFileOrigin", why);
+  return false;
+}
+
+std::optional<std::string> Printed(const CkxFileOrigin& origin, const CkxSourceXmlOut::Options& options) {
+  CkxTiXmlDocument document(kOriginElement);
+  CkxSourceXmlOut out(document.Root(), options);
+  KxSourceFields(out, origin);
+  return out.IsGood() ? document.Print() : std::nullopt;
+}
+
+}  // namespace
+
+bool CkxFileOrigin::FillFromProcess(CkxTextView filePath, const CkxTargetInfoProcess& writer, uint64_t installTime) {
+  KxTrace(EkxTraceLevel::Trace, "CkxFileOrigin", "FillFromProcess start");
+  const bool isFilled = KxEntry(false, [&] {
+    CkxFileSrcInstaller installer;
+    return installer.FillFromProcess(filePath, writer, installTime) &&
+           FillFromInstaller(filePath, std::move(installer));
+  });
+  KxTrace(EkxTraceLevel::Trace, "CkxFileOrigin", "FillFromProcess stop");
+  return isFilled;
+}
+
+bool CkxFileOrigin::FillFromMsi(CkxTextView filePath, CkxFileSrcPackage package, const CkxTargetInfoProcess* writer,
+                                uint64_t installTime) {
+  KxTrace(EkxTraceLevel::Trace, "CkxFileOrigin", "FillFromMsi start");
+  const bool isFilled = KxEntry(false, [&] {
+    CkxFileSrcInstaller installer;
+    return installer.FillFromMsi(filePath, std::move(package), writer, installTime) &&
+           FillFromInstaller(filePath, std::move(installer));
+  });
+  KxTrace(EkxTraceLevel::Trace, "CkxFileOrigin", "FillFromMsi stop");
+  return isFilled;
+}
+
+bool CkxFileOrigin::FillFromInstaller(CkxTextView filePath, CkxFileSrcInstaller installer) {
+  return KxEntry(false, [&] {
+    if (filePath.IsEmpty()) return false;
+    CkxFileOrigin filled;
+    filled._file.path = CkxTiXmlUtil::Writable(filePath);
+    filled._installer = std::move(installer);
+    filled._SetParentInstaller();
+    filled._FitIntoXml();
+    const bool isFilled = KxFault_Current() == EkxEvaluationFault::None;
+    if (isFilled) *this = std::move(filled);
+    return isFilled;
+  });
+}
+
+void CkxFileOrigin::_SetParentInstaller() {
+  if (!_installer.IsEmpty()) _installer.SelectParentInstaller(_parentInstaller);
+}
+
+/// Who writes a file must not get rid of its origin by what it is called with: arguments go first, from the process
+/// furthest from the file, then processes.
+void CkxFileOrigin::_FitIntoXml() {
+  const auto fits = [this] {
+    const std::optional<std::string> text = Printed(*this, {});
+    return text && text->size() <= kMaxKeptBytes;
+  };
+  CkxFileSrcInstaller* const furthestFirst[] = {&_parentInstaller, &_installer};
+  for (CkxFileSrcInstaller* const installer : furthestFirst) {
+    std::vector<CkxFileSrcProcess>& chain = installer->Processes();
+    for (auto process = chain.rbegin(); process != chain.rend() && !fits(); ++process) {
+      process->Facts().arguments.clear();
+    }
+  }
+  for (CkxFileSrcInstaller* const installer : furthestFirst) {
+    while (installer->Processes().size() > 1 && !fits()) installer->Processes().pop_back();
+  }
+}
+
+const CkxFileSrcInstaller& CkxFileOrigin::SourceInstaller() const {
+  return _installer.GetMainSourceType() != CkxFileSrcType::None ? _installer : _parentInstaller;
+}
+
+const CkxFileSrcUser* CkxFileOrigin::User() const {
+  for (const CkxFileSrcProcess& process : _installer.Processes()) {
+    if (process.Facts().user) return &*process.Facts().user;
+  }
+  return nullptr;
+}
+
+CkxTextView CkxFileOrigin::SourceKind() const {
+  if (!_downloadAddress.empty()) return kInternet;
+  const CkxFileSrcProcess* const process = SourceInstaller().MainProcess();
+  return process != nullptr ? CkxTextView(process->Facts().copySource.locationType) : CkxTextView();
+}
+
+CkxTextView CkxFileOrigin::SourceAddress() const {
+  if (!_downloadAddress.empty()) return _downloadAddress;
+  const CkxFileSrcProcess* const process = SourceInstaller().MainProcess();
+  return process != nullptr ? CkxTextView(process->Facts().copySource.path) : CkxTextView();
+}
+
+/// One answer for the path and its kind: where the file was copied from, its writer's program, or that program lay.
+template <class Of>
+CkxTextView CkxFileOrigin::_OfSource(Of of) const {
+  if (!_installer.CopySource().path.empty()) return of(_installer.CopySource());
+  const CkxFileSrcProcess* const process = SourceInstaller().MainProcess();
+  if (process == nullptr) return {};
+  const SkxFileSrcProcessFacts& facts = process->Facts();
+  return facts.copySource.path.empty() ? of(facts) : of(facts.copySource);
+}
+
+CkxTextView CkxFileOrigin::SourcePath() const {
+  return _OfSource([](const auto& source) { return CkxTextView(source.path); });
+}
+
+CkxTextView CkxFileOrigin::SourcePathType() const {
+  return _OfSource([](const auto& source) { return CkxTextView(source.locationType); });
+}
+
+bool CkxFileOrigin::ToXml(std::string& text, bool withFile, bool withSourceTypes) const {
+  return KxEntry(false, [&] {
+    std::optional<std::string> printed = Printed(*this, {withFile, withSourceTypes});
+    if (!printed) return Refuse("ERROR: The record cannot be written as XML");
+    text = std::move(*printed);
+    return true;
+  });
+}
+
+bool CkxFileOrigin::ToXml(tinyxml2::XMLElement& parent, bool withFile, bool withSourceTypes) const {
+  return KxEntry(false, [&] { return KxSourceXml_Write(parent, kOriginElement, *this, {withFile, withSourceTypes}); });
+}
+
+bool CkxFileOrigin::FromOwnXml(std::string_view text) {
+  return KxEntry(false, [&] {
+    const std::optional<CkxTiXmlDocument> document = CkxTiXmlDocument::Parse(text);
+    if (!document) return Refuse("ERROR: Parse failed.");
+    if (!document->IsRoot(kOriginElement)) return Refuse("ERROR: Cannot find /FileOrigin element");
+    return FromXml(document->Root());
+  });
+}
+
+bool CkxFileOrigin::FromEventXml(std::string_view text) {
+  return KxEntry(false, [&] {
+    const std::optional<CkxTiXmlDocument> event = CkxTiXmlDocument::Parse(text, kMaxEventBytes, kMaxEventDepth);
+    if (!event) return Refuse("ERROR: Parse failed.");
+    const tinyxml2::XMLElement* const origin = event->Find(kOriginElement);
+    return origin != nullptr ? FromXml(*origin) : Refuse("ERROR: Cannot find /FileOrigin element");
+  });
+}
+
+bool CkxFileOrigin::FromXml(const tinyxml2::XMLElement& origin) {
+  return KxEntry(false,
+                 [&] { return KxSourceXml_Read(origin, *this) || Refuse("ERROR: The record has too many processes"); });
+}

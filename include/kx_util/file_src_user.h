@@ -1,0 +1,43 @@
+// On whose behalf a process had its part in bringing a file.
+#pragma once
+
+#include "Common_CPP/security/sid.h"
+
+#include <vector>
+
+namespace tinyxml2 {
+class XMLElement;
+}
+
+struct SkxFileSrcUserFacts {
+  std::optional<CkxSid> sid;
+  bool byKX = false;     ///< the agent itself acted
+  bool limited = false;  ///< no administrator
+  std::vector<CkxSid> groups;
+  bool operator==(const SkxFileSrcUserFacts&) const;
+};
+
+class KX_UTIL_API CkxFileSrcUser {
+ public:
+  CkxFileSrcUser() = default;
+  explicit CkxFileSrcUser(SkxFileSrcUserFacts facts) : _facts(std::move(facts)) {}
+
+  /// The user of `token` with the groups that count for it. False, with nothing changed, where the token does not tell.
+  bool Fill(void* token, bool byKX = false);
+
+  const SkxFileSrcUserFacts& Facts() const { return _facts; }
+  SkxFileSrcUserFacts& Facts() { return _facts; }
+
+  /// Whether the user is `sid`, or one of a group that is.
+  bool IsOrBelongsTo(const CkxSid& sid) const;
+
+  /// For people: the SID; "NT AUTHORITY\SYSTEM" for the system itself.
+  KxWString DisplayName() const;
+
+  /// Adds the element "User". False when memory is short.
+  bool ToXml(tinyxml2::XMLElement& parent) const;
+  bool FromXml(const tinyxml2::XMLElement& user);
+
+ private:
+  SkxFileSrcUserFacts _facts;
+};
