@@ -29,10 +29,8 @@
 
 #include <vector>
 
+#include "Common_CPP/util/nt_status.h"
 #include "Common_CPP/util/text_view.h"
-
-constexpr long KxStatus_Of(uint32_t code) { return static_cast<int32_t>(code); }
-inline constexpr long kKxStatusNoEasOnFile = KxStatus_Of(0xC0000052);
 
 class KX_UTIL_API CkxFileFullEaInfo {
  public:
