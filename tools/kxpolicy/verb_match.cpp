@@ -4,14 +4,11 @@
 
 #include <array>
 #include <nlohmann/json.hpp>
-#include <ostream>
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_publish/document/target_document.h"
-#include "tools/kxpolicy/fault_answer.h"
-#include "tools/kxpolicy/input.h"
+#include "tools/kxpolicy/json_stream.h"
 #include "tools/kxpolicy/match_by_hand.h"
-#include "tools/kxpolicy/memory.h"
 #include "tools/kxpolicy/tool.h"
 
 namespace {
@@ -200,38 +197,9 @@ constexpr std::array<Operation, 12> kOperations = {{
 std::string AnswerOf(CkxJsonObject& in) {
   const auto name = in.Required<std::string>("op");
   for (const Operation& operation : kOperations) {
-    if (operation.name == name) {
-      std::string answer = operation.answer(in);
-      KxTool_RequireMemory();
-      in.Finish();
-      return answer;
-    }
+    if (operation.name == name) return operation.answer(in);
   }
   throw CkxDocumentFault(in.PointerTo("op"), "\"" + name + "\" is no operation");
-}
-
-std::string AnswerTo(const std::string& line) {
-  const json value = KxJson_Parse(line, false);
-  CkxJsonObject object(value, "");
-  const json* const id = object.Find("id");
-  const std::string answer = AnswerOf(object);
-  return "{\"id\":" + (id != nullptr ? id->dump() : "null") + "," + answer + "}";
-}
-
-EkxExit RunStream(SkxStreams& streams) {
-  EkxExit code = EkxExit::Done;
-  CkxLineReader lines(streams.in);
-  for (std::string line; lines.Next(line);) {
-    try {
-      if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");
-      streams.out << AnswerTo(line) << '\n';
-    } catch (const CkxDocumentFault& fault) {
-      streams.out << KxFaultAnswer_Of(lines.TooLong() ? "" : line, fault.Line()) << '\n';
-      code = EkxExit::UnusableInput;
-    }
-    if (!streams.out || streams.outIsTerminal) KxTool_RequireOutput(streams);
-  }
-  return code;
 }
 
 }  // namespace
@@ -247,6 +215,6 @@ KxVerbAction KxVerb_Match(const CkxVerbOptions& verb) {
       "Without --pattern: reads operations as JSON Lines from standard input and answers each on a line.\n"
       "Example: kxpolicy match --pattern '*.exe' --mode wildcard setup.exe setup.msi");
   return [byHand, pattern](SkxStreams& streams) {
-    return pattern.IsGiven() ? KxMatch_ByHand(*byHand, streams) : RunStream(streams);
+    return pattern.IsGiven() ? KxMatch_ByHand(*byHand, streams) : KxJsonStream_Run(streams.in, streams, AnswerOf);
   };
 }
