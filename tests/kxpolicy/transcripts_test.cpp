@@ -4,6 +4,7 @@
 //   file NAME             a file in that folder, of the lines "| ..." that follow
 //   copy NAME PATH        a file of this tree
 //   folder NAME           an empty folder
+//   private NAME          a file that is there, from now on its owner's alone to read and write
 //   bytes NAME HEX        a file of those bytes; "00*40" is a byte 40 times
 //   add NAME HEX          bytes to the end of a file
 //   at NAME OFFSET HEX    bytes over others
@@ -173,6 +174,11 @@ class Player {
     std::filesystem::create_directories(key == "folder" ? _folder->Path() / name
                                                         : (_folder->Path() / name).parent_path());
     if (key == "folder") return;
+    if (key == "private") {
+      using std::filesystem::perms;
+      std::filesystem::permissions(_folder->Path() / name, perms::owner_read | perms::owner_write);
+      return;
+    }
     std::string content = _folder->Read(name);
     if (key == "file") {
       _file = name;

@@ -32,6 +32,20 @@ void UnmarkValues(CLI::App& app) {
   for (CLI::App* const group : app.get_subcommands({})) UnmarkValues(*group);
 }
 
+/// `chosen` is what runs, once the arguments are parsed.
+void AddVerbs(CLI::App& app, std::span<const SkxVerb> verbs, KxVerbAction& chosen) {
+  app.require_subcommand(1);
+  for (const SkxVerb& verb : verbs) {
+    CLI::App* const sub = app.add_subcommand(verb.name, verb.summary);
+    if (verb.group != nullptr) {
+      AddVerbs(*sub, verb.group->verbs, chosen);
+    } else {
+      sub->callback([&chosen, action = verb.declare(CkxVerbOptions(*sub))] { chosen = action; });
+      UnmarkValues(*sub);
+    }
+  }
+}
+
 /// The parser's own words, which quote the arguments.
 std::string UsageLine(const CLI::App* /*app*/, const CLI::Error& fault) {
   return KxText_Printable(fault.what()) + "\nRun with --help for more information.\n";
@@ -79,7 +93,6 @@ SkxParsedArguments KxOptions_Parse(std::span<const SkxVerb> verbs, const std::ve
                                    SkxStreams& streams) {
   const auto parser = std::make_shared<CLI::App>("Compiles, shows and evaluates endpoint policies.", "kxpolicy");
   CLI::App& app = *parser;
-  app.require_subcommand(1);
   app.allow_windows_style_options(false);  // "/quiet" is a text like any other, on every system
   app.failure_message(UsageLine);
   app.footer(
@@ -92,11 +105,7 @@ SkxParsedArguments KxOptions_Parse(std::span<const SkxVerb> verbs, const std::ve
   UnmarkValues(app);
 
   KxVerbAction chosen;
-  for (const SkxVerb& verb : verbs) {
-    CLI::App* const sub = app.add_subcommand(verb.name, verb.summary);
-    sub->callback([&chosen, action = verb.declare(CkxVerbOptions(*sub))] { chosen = action; });
-    UnmarkValues(*sub);
-  }
+  AddVerbs(app, verbs, chosen);
   try {
     std::vector<std::string> reversed = KeptWhole(arguments);
     std::reverse(reversed.begin(), reversed.end());

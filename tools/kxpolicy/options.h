@@ -52,11 +52,19 @@ class CkxVerbOptions {
 
 using KxVerbAction = std::function<EkxExit(SkxStreams&)>;
 
-/// One verb: `declare` adds its options and returns what runs once they are parsed.
+struct SkxVerbGroup;
+
+/// One verb: `declare` adds its options and returns what runs once they are parsed. Or the name of a group, behind
+/// which one of its verbs is told; that has no options.
 struct SkxVerb {
   const char* name;
   const char* summary;
   KxVerbAction (*declare)(const CkxVerbOptions& verb);
+  const SkxVerbGroup* group = nullptr;
+};
+
+struct SkxVerbGroup {
+  std::span<const SkxVerb> verbs;
 };
 
 /// Where the library's trace goes, whatever the verb; both empty: as it was.

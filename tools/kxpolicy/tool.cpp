@@ -14,7 +14,13 @@
 
 namespace {
 
-constexpr std::array<SkxVerb, 10> kVerbs = {{
+constexpr std::array<SkxVerb, 2> kOriginVerbs = {{
+    {"sign", "Records that travel with a file, signed", KxVerb_OriginSign},
+    {"verify", "What signed records hold", KxVerb_OriginVerify},
+}};
+constexpr SkxVerbGroup kOrigin = {kOriginVerbs};
+
+constexpr std::array<SkxVerb, 11> kVerbs = {{
     {"compile", "Policy documents into an image", KxVerb_Compile},
     {"check", "Errors in an image or in policy documents, and what cannot have been meant", KxVerb_Check},
     {"show", "The records of an image", KxVerb_Show},
@@ -22,21 +28,27 @@ constexpr std::array<SkxVerb, 10> kVerbs = {{
     {"describe", "Files and processes of this machine as target documents", KxVerb_Describe},
     {"match", "The match primitives, on a stream or tried out by hand", KxVerb_Match},
     {"record", "A result record as JSON", KxVerb_Record},
+    {"origin", "The records of where files come from", nullptr, &kOrigin},
     {"publish", "An image into the live sections of this machine", KxVerb_Publish},
     {"unpublish", "What is published, out again", KxVerb_Unpublish},
     {"serve", "The agent's part, from an image: publishes, answers, follows the image", KxVerb_Serve},
 }};
 
-/// The first argument is the verb, unless it is an option. The parser would only say that a verb is missing.
-void CheckVerb(const std::vector<std::string>& arguments) {
+/// The first argument is the verb, unless it is an option; behind a group it is one of the group's. The parser would
+/// only say that a verb is missing.
+void CheckVerb(std::span<const SkxVerb> verbs, std::span<const std::string> arguments, const std::string& group = "") {
   if (arguments.empty() || arguments[0].starts_with('-')) return;
   const auto isVerb = [&](const SkxVerb& verb) { return verb.name == arguments[0]; };
-  if (std::any_of(kVerbs.begin(), kVerbs.end(), isVerb)) return;
-  throw CkxToolFault(EkxExit::UnusableArguments, "\"" + arguments[0] + "\" is no verb; kxpolicy --help lists them");
+  const auto verb = std::find_if(verbs.begin(), verbs.end(), isVerb);
+  if (verb == verbs.end()) {
+    throw CkxToolFault(EkxExit::UnusableArguments,
+                       "\"" + arguments[0] + "\" is no verb; kxpolicy " + group + "--help lists them");
+  }
+  if (verb->group != nullptr) CheckVerb(verb->group->verbs, arguments.subspan(1), group + verb->name + " ");
 }
 
 EkxExit RunVerb(const std::vector<std::string>& arguments, SkxStreams& streams, CkxToolTrace& trace) {
-  CheckVerb(arguments);
+  CheckVerb(kVerbs, arguments);
   const SkxParsedArguments parsed = KxOptions_Parse(kVerbs, arguments, streams);
   if (!parsed.action) return parsed.code;
   trace.Begin(parsed.trace);

@@ -1,0 +1,47 @@
+#include "tools/kxpolicy/secret_input.h"
+
+#include <kx_util/secret_provider.h>
+
+#include "Common_CPP/util/text.h"
+#include "tools/kxpolicy/tool.h"
+
+namespace {
+
+void RequireTaken(EkxSecretStatus status, const std::string& path, size_t minBytes) {
+  switch (status) {
+    case EkxSecretStatus::Taken:
+      return;
+    case EkxSecretStatus::Unreadable:
+      throw CkxToolFault(EkxExit::UnusableInput, path + ": cannot be read");
+    case EkxSecretStatus::NotOwnersAlone:
+      throw CkxToolFault(EkxExit::UnusableArguments, path + ": is no file that its owner alone can read");
+    case EkxSecretStatus::WrongSize:
+      throw CkxToolFault(EkxExit::UnusableArguments, path + ": must have " + std::to_string(minBytes) + " to " +
+                                                         std::to_string(kKxMaxSecretBytes) + " bytes");
+  }
+}
+
+KxWString SecretPathOf(const std::string& path) {
+  std::optional<KxWString> wide = KxText_FromUtf8(path);
+  if (!wide) throw CkxToolFault(EkxExit::UnusableInput, path + ": cannot be read");
+  return std::move(*wide);
+}
+
+}  // namespace
+
+void SkxSecretOptions::AddTo(const CkxVerbOptions& verb) {
+  verb.Add("--key-file", keyFile, "The key of signatures: the file's bytes, 16 to 4096; its owner's alone to read");
+  verb.Add("--pass-phrase-file", passPhraseFile,
+           "The pass phrase of the older signatures: the file's bytes, 1 to 4096");
+}
+
+CkxSecretInput::CkxSecretInput(const SkxSecretOptions& options) {
+  auto provider = std::make_shared<CkxFileSecretProvider>();
+  const std::string& key = options.keyFile;
+  const std::string& phrase = options.passPhraseFile;
+  if (!key.empty()) RequireTaken(provider->ReadKey(SecretPathOf(key).c_str()), key, kKxMinKeyBytes);
+  if (!phrase.empty()) RequireTaken(provider->ReadPassPhrase(SecretPathOf(phrase).c_str()), phrase, 1);
+  _before = KxUtil_SetSecretProvider(std::move(provider));
+}
+
+CkxSecretInput::~CkxSecretInput() { KxUtil_SetSecretProvider(std::move(_before)); }

@@ -1,0 +1,118 @@
+// origin sign, origin verify: the records that travel with a file, signed and judged on a stream. No file is touched.
+#include <kx_util/src_url_data.h>
+
+#include <array>
+#include <nlohmann/json.hpp>
+
+#include "Agent/engine/kx_publish/document/json_reader.h"
+#include "tools/kxpolicy/hex.h"
+#include "tools/kxpolicy/input.h"
+#include "tools/kxpolicy/json_stream.h"
+#include "tools/kxpolicy/refusal.h"
+#include "tools/kxpolicy/secret_input.h"
+
+namespace {
+
+using nlohmann::ordered_json;
+
+EkxSignatureForm FormOf(CkxJsonObject& in) {
+  std::string form = "new";
+  in.Optional("form", form);
+  if (form == "new") return EkxSignatureForm::Keyed;
+  if (form == "old") return EkxSignatureForm::Older;
+  throw CkxDocumentFault(in.PointerTo("form"), "must be \"new\" or \"old\"");
+}
+
+/// What this machine is configured to believe is not asked: the request says it.
+EkxSignatureCheck CheckOf(CkxJsonObject& in) {
+  bool check = true;
+  bool isMigrated = false;
+  in.Optional("check", check);
+  in.Optional("migrated", isMigrated);
+  if (!check) return EkxSignatureCheck::None;
+  return isMigrated ? EkxSignatureCheck::KeyedAlone : EkxSignatureCheck::OlderToo;
+}
+
+std::vector<unsigned char> BytesOfRequest(CkxJsonObject& in, const char* key) {
+  std::optional<std::vector<unsigned char>> bytes = KxHex_ToBytes(in.Required<std::string>(key));
+  if (!bytes) throw CkxDocumentFault(in.PointerTo(key), "is not hexadecimal");
+  return std::move(*bytes);
+}
+
+ordered_json Refused(const CkxRefusal& refusal) { return {{"refused", true}, {"error", refusal.Text()}}; }
+
+/// `facts` are what was read; `isRead` false leaves none.
+ordered_json Verified(bool isRead, EkxSignatureCheck check, ordered_json facts) {
+  ordered_json answer = ordered_json::object();
+  if (check != EkxSignatureCheck::None) answer["valid"] = isRead;
+  answer.update(facts);
+  return answer;
+}
+
+// --- uri ---
+
+ordered_json SignUri(CkxJsonObject& in) {
+  CkxSrcUrlData data(in.Required<KxWString>("uri"));
+  const EkxSignatureForm form = FormOf(in);
+  const CkxRefusal refusal;
+  std::vector<unsigned char> record;
+  if (!data.ToBytes(record, form)) return Refused(refusal);
+  return {{"bytes", KxHex_FromBytes(record)}};
+}
+
+ordered_json VerifyUri(CkxJsonObject& in) {
+  const std::vector<unsigned char> record = BytesOfRequest(in, "bytes");
+  const EkxSignatureCheck check = CheckOf(in);
+  const CkxRefusal refusal;
+  CkxSrcUrlData data;
+  if (!data.FromBytes(record, check)) return Verified(false, check, Refused(refusal));
+  return Verified(true, check,
+                  {{"uri", KxText_ToUtf8(data.Uri().View())}, {"signature", KxHex_FromBytes(data.Signature())}});
+}
+
+struct SignedRecord {
+  std::string_view name;
+  ordered_json (*sign)(CkxJsonObject& in);
+  ordered_json (*verify)(CkxJsonObject& in);
+};
+
+constexpr std::array<SignedRecord, 1> kRecords = {{
+    {"uri", SignUri, VerifyUri},
+}};
+
+const SignedRecord& RecordOf(CkxJsonObject& in) {
+  const auto name = in.Required<std::string>("record");
+  for (const SignedRecord& record : kRecords) {
+    if (record.name == name) return record;
+  }
+  throw CkxDocumentFault(in.PointerTo("record"), "\"" + name + "\" is no signed record");
+}
+
+std::string Members(const ordered_json& answer) {
+  const std::string text = answer.dump();
+  return text.substr(1, text.size() - 2);
+}
+
+struct SignOptions {
+  std::string requests = "-";
+  SkxSecretOptions secrets;
+};
+
+using Answer = ordered_json (*)(CkxJsonObject& in);
+
+KxVerbAction DeclareStream(const CkxVerbOptions& verb, Answer SignedRecord::*answer) {
+  const auto options = std::make_shared<SignOptions>();
+  verb.Add("requests", options->requests, "Requests, one a line; - for standard input, the default");
+  options->secrets.AddTo(verb);
+  return [options, answer](SkxStreams& streams) {
+    const CkxSecretInput secrets(options->secrets);
+    CkxInput requests(options->requests, streams.in);
+    return KxJsonStream_Run(requests.Stream(), streams,
+                            [answer](CkxJsonObject& in) { return Members((RecordOf(in).*answer)(in)); });
+  };
+}
+
+}  // namespace
+
+KxVerbAction KxVerb_OriginSign(const CkxVerbOptions& verb) { return DeclareStream(verb, &SignedRecord::sign); }
+KxVerbAction KxVerb_OriginVerify(const CkxVerbOptions& verb) { return DeclareStream(verb, &SignedRecord::verify); }
