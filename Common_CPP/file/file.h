@@ -68,8 +68,12 @@ std::optional<std::vector<unsigned char>> KxFile_ReadAll(CkxTextView path, uint6
 std::optional<std::vector<unsigned char>> KxFile_ReadAll(const CkxFileReader& file, uint64_t limit);
 
 /// Writes beside `path` and renames into place, so that a reader sees the old file or the new one, and a failure leaves
-/// the old one. False with the thread's last error set.
-bool KxFile_ReplaceAll(CkxTextView path, std::span<const unsigned char> bytes);
+/// the old one. False with the thread's last error set; `progress` says how far it came.
+struct SkxReplaceProgress {
+  bool isCreated = false;  ///< the file beside it
+  size_t written = 0;      ///< bytes; all of them when it could not be renamed
+};
+bool KxFile_ReplaceAll(CkxTextView path, std::span<const unsigned char> bytes, SkxReplaceProgress* progress = nullptr);
 
 /// "DOMAIN\\name" of an account, or the SID's text where the system knows no name.
 KxWString KxSid_AccountName(const CkxSid& sid);

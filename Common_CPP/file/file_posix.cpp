@@ -172,9 +172,10 @@ std::optional<KxWString> KxFile_FullPath(CkxTextView path) {
   return KxText_FromUtf8(full.lexically_normal().native());
 }
 
-bool KxFile_ReplaceAll(CkxTextView path, std::span<const unsigned char> bytes) {
+bool KxFile_ReplaceAll(CkxTextView path, std::span<const unsigned char> bytes, SkxReplaceProgress* progress) {
   std::string native;
-  return (NativePath(path, native) && KxPosixFile_Replace(AT_FDCWD, native, bytes, std::nullopt)) || KxLastError_Fail();
+  return (NativePath(path, native) && KxPosixFile_Replace(AT_FDCWD, native, bytes, std::nullopt, progress)) ||
+         KxLastError_Fail();
 }
 
 KxWString KxSid_AccountName(const CkxSid& sid) {

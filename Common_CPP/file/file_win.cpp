@@ -67,12 +67,13 @@ CkxHandle CreateBeside(CkxTextView path, KxWString& temporary) {
   return file;
 }
 
-bool WriteAll(HANDLE file, std::span<const unsigned char> bytes) {
+bool WriteAll(HANDLE file, std::span<const unsigned char> bytes, size_t& done) {
   while (!bytes.empty()) {
     DWORD written = 0;
     if (!WriteFile(file, bytes.data(), static_cast<DWORD>(std::min(bytes.size(), kMaxTransfer)), &written, nullptr)) {
       return false;
     }
+    done += written;
     bytes = bytes.subspan(written);
   }
   return true;
@@ -185,13 +186,16 @@ std::optional<KxWString> KxFile_FullPath(CkxTextView path) {
   return full;
 }
 
-bool KxFile_ReplaceAll(CkxTextView path, std::span<const unsigned char> bytes) {
+bool KxFile_ReplaceAll(CkxTextView path, std::span<const unsigned char> bytes, SkxReplaceProgress* progress) {
   KxWString native;
   KxWString temporary;
   if (!NativePath(path, native)) return false;
   CkxHandle file = CreateBeside(path, temporary);
   if (!file) return false;
-  const bool written = WriteAll(file.Get(), bytes);
+  SkxReplaceProgress unasked;
+  SkxReplaceProgress& reached = progress != nullptr ? *progress : unasked;
+  reached.isCreated = true;
+  const bool written = WriteAll(file.Get(), bytes, reached.written);
   file.Close();
   if (written && MoveFileExW(temporary.c_str(), native.c_str(), MOVEFILE_REPLACE_EXISTING)) return true;
   const CkxLastErrorGuard guard;

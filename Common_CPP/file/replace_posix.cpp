@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include "Common_CPP/file/file.h"
 #include "Common_CPP/util/descriptor_posix.h"
 
 namespace {
@@ -23,11 +24,12 @@ CkxDescriptor CreateBeside(int folder, const std::string& path, mode_t mode, std
   return file;
 }
 
-bool WriteAll(int file, std::span<const unsigned char> bytes) {
+bool WriteAll(int file, std::span<const unsigned char> bytes, size_t& done) {
   while (!bytes.empty()) {
     const ssize_t written = write(file, bytes.data(), bytes.size());
     if (written < 0 && errno == EINTR) continue;
     if (written < 0) return false;
+    done += static_cast<size_t>(written);
     bytes = bytes.subspan(static_cast<size_t>(written));
   }
   return true;
@@ -42,13 +44,16 @@ std::optional<mode_t> ModeOf(int folder, const std::string& path) {
 }  // namespace
 
 bool KxPosixFile_Replace(int folder, const std::string& path, std::span<const unsigned char> bytes,
-                         std::optional<mode_t> mode) {
+                         std::optional<mode_t> mode, SkxReplaceProgress* progress) {
   if (!mode) mode = ModeOf(folder, path);
   std::string temporary;
   CkxDescriptor file = CreateBeside(folder, path, mode.value_or(0666), temporary);
   if (!file) return false;
 
-  bool done = (!mode || fchmod(file.Get(), *mode) == 0) && WriteAll(file.Get(), bytes);
+  SkxReplaceProgress unasked;
+  SkxReplaceProgress& reached = progress != nullptr ? *progress : unasked;
+  reached.isCreated = true;
+  bool done = (!mode || fchmod(file.Get(), *mode) == 0) && WriteAll(file.Get(), bytes, reached.written);
   // A full disk may be told only at the close.
   done = close(file.Release()) == 0 && done;
   done = done && renameat(folder, temporary.c_str(), folder, path.c_str()) == 0;
