@@ -22,7 +22,8 @@ class KX_UTIL_API CkxFileSrcUser {
   CkxFileSrcUser() = default;
   explicit CkxFileSrcUser(SkxFileSrcUserFacts facts) : _facts(std::move(facts)) {}
 
-  /// The user of `token` with the groups that count for it. False, with nothing changed, where the token does not tell.
+  /// The user of `token` with the groups that count for it. False, with nothing changed, where the token does not tell,
+  /// or is nobody's.
   bool Fill(void* token, bool byKX = false);
 
   const SkxFileSrcUserFacts& Facts() const { return _facts; }

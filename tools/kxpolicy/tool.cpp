@@ -14,7 +14,9 @@
 
 namespace {
 
-constexpr std::array<SkxVerb, 2> kOriginVerbs = {{
+constexpr std::array<SkxVerb, 4> kOriginVerbs = {{
+    {"convert", "Records from JSON to XML and back", KxVerb_OriginConvert},
+    {"fill", "What is recorded of processes, and of the files that they make", KxVerb_OriginFill},
     {"sign", "Records that travel with a file, signed", KxVerb_OriginSign},
     {"verify", "What signed records hold", KxVerb_OriginVerify},
 }};

@@ -50,6 +50,8 @@ KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Describe(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Match(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Record(const CkxVerbOptions& verb);
+KxVerbAction KxVerb_OriginConvert(const CkxVerbOptions& verb);
+KxVerbAction KxVerb_OriginFill(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_OriginSign(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_OriginVerify(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Publish(const CkxVerbOptions& verb);

@@ -33,7 +33,7 @@ CkxSid SidAtPlace(const std::string& text, const std::string& pointer) {
 
 class OriginOut {
  public:
-  OriginOut(ordered_json& object, bool withFile) : _object(object), _withFile(withFile) {}
+  OriginOut(ordered_json& object, const SkxOriginDocumentOptions& options) : _object(object), _options(options) {}
 
   template <class Number_>
   void Number(const char* name, Number_ number) {
@@ -63,10 +63,10 @@ class OriginOut {
   void Constant(const char* name, int32_t number) { _object[name] = number; }
   void CopySource(const SkxFileSrcCopySource& source) {
     ordered_json object = ordered_json::object();
-    OriginOut(object, _withFile).CopySourceMembers(source);
+    OriginOut(object, _options).CopySourceAlone(source);
     if (!object.empty()) _object["copySrc"] = std::move(object);
   }
-  void CopySourceMembers(const SkxFileSrcCopySource& source) {
+  void CopySourceAlone(const SkxFileSrcCopySource& source) {
     Text("path", source.path);
     Text("locationType", source.locationType);
     Text("localShareName", source.localShareName);
@@ -84,19 +84,20 @@ class OriginOut {
     for (const CkxSid& sid : sids) _object[all].push_back(sid.ToUtf8());
   }
   void SourceTypes(const char* name, const CkxFileSrcProcess& process) {
+    if (!_options.withSourceTypes) return;
     CkxUtilStr types;
     Text(name, process.SourceTypes().ToStr(types).View());
   }
   void Fresh(const char* name, bool flag) { Flag(name, flag); }
   void File(const SkxFileSrcFile& file) {
-    if (!_withFile) return;
+    if (!_options.withFile) return;
     if (file.smScrRep != 0) Number("smScrRep", file.smScrRep);
     Record("File", file);
   }
   template <class Record_>
   void Record(const char* name, const Record_& record, bool isThere = true) {
     if (!isThere) return;
-    OriginOut out(_object[MemberOf(name)] = ordered_json::object(), _withFile);
+    OriginOut out(_object[MemberOf(name)] = ordered_json::object(), _options);
     KxSourceFields(out, record);
   }
   template <class Record_>
@@ -105,14 +106,14 @@ class OriginOut {
   }
   void Record(const char* /*name*/, const char* all, const std::vector<CkxFileSrcProcess>& processes) {
     for (const CkxFileSrcProcess& process : processes) {
-      OriginOut out(_object[all].emplace_back(ordered_json::object()), _withFile);
+      OriginOut out(_object[all].emplace_back(ordered_json::object()), _options);
       KxSourceFields(out, process);
     }
   }
 
  private:
   ordered_json& _object;
-  const bool _withFile;
+  const SkxOriginDocumentOptions _options;
 };
 
 class OriginIn {
@@ -145,9 +146,9 @@ class OriginIn {
   }
   void Constant(const char* name, int32_t number) { _object.Optional(name, number); }
   void CopySource(SkxFileSrcCopySource& source) {
-    Inside("copySrc", [&](OriginIn& in) { in.CopySourceMembers(source); });
+    Inside("copySrc", [&](OriginIn& in) { in.CopySourceAlone(source); });
   }
-  void CopySourceMembers(SkxFileSrcCopySource& source) {
+  void CopySourceAlone(SkxFileSrcCopySource& source) {
     Text("path", source.path);
     Text("locationType", source.locationType);
     Text("localShareName", source.localShareName);
@@ -225,12 +226,9 @@ class OriginIn {
   CkxJsonObject& _object;
 };
 
-/// The members of a record of its own: a copy source has no element, and so no list of fields.
 template <class Io, class Record>
 void MembersOf(Io& io, Record& record) {
-  if constexpr (KxRecordOf<Record, SkxFileSrcCopySource>) {
-    io.CopySourceMembers(record);
-  } else if constexpr (std::is_same_v<Record, CkxFileSrcPackage> && std::is_same_v<Io, OriginIn>) {
+  if constexpr (std::is_same_v<Record, CkxFileSrcPackage> && std::is_same_v<Io, OriginIn>) {
     io.Package(record);
   } else {
     KxSourceFields(io, record);
@@ -250,16 +248,16 @@ void KxOriginDocument_Read(const json& value, const std::string& pointer, Record
 }
 
 template <class Record>
-ordered_json KxOriginDocument_Write(const Record& record, bool withFile) {
+ordered_json KxOriginDocument_Write(const Record& record, const SkxOriginDocumentOptions& options) {
   ordered_json object = ordered_json::object();
-  OriginOut out(object, withFile);
+  OriginOut out(object, options);
   MembersOf(out, record);
   return object;
 }
 
 #define KX_RECORD_DOCUMENT(Record)                                                       \
   template void KxOriginDocument_Read(const json&, const std::string& pointer, Record&); \
-  template ordered_json KxOriginDocument_Write(const Record&, bool withFile)
+  template ordered_json KxOriginDocument_Write(const Record&, const SkxOriginDocumentOptions&)
 
 KX_RECORD_DOCUMENT(SkxFileSrcFile);
 KX_RECORD_DOCUMENT(SkxFileSrcCopySource);

@@ -19,6 +19,10 @@
 template <class Record>
 void KxOriginDocument_Read(const nlohmann::json& value, const std::string& pointer, Record& record);
 
-/// `withFile`: of an origin, with the part about the file itself.
+struct SkxOriginDocumentOptions {
+  bool withFile = true;          ///< of an origin, the part about the file itself
+  bool withSourceTypes = false;  ///< of processes
+};
+
 template <class Record>
-nlohmann::ordered_json KxOriginDocument_Write(const Record& record, bool withFile = true);
+nlohmann::ordered_json KxOriginDocument_Write(const Record& record, const SkxOriginDocumentOptions& options = {});

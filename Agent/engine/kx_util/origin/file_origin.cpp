@@ -21,13 +21,6 @@ bool Refuse(const char* why) {
   return false;
 }
 
-std::optional<std::string> Printed(const CkxFileOrigin& origin, const CkxSourceXmlOut::Options& options) {
-  CkxTiXmlDocument document(kOriginElement);
-  CkxSourceXmlOut out(document.Root(), options);
-  KxSourceFields(out, origin);
-  return out.IsGood() ? document.Print() : std::nullopt;
-}
-
 }  // namespace
 
 bool CkxFileOrigin::FillFromProcess(CkxTextView filePath, const CkxTargetInfoProcess& writer, uint64_t installTime) {
@@ -55,7 +48,7 @@ bool CkxFileOrigin::FillFromMsi(CkxTextView filePath, CkxFileSrcPackage package,
 
 bool CkxFileOrigin::FillFromInstaller(CkxTextView filePath, CkxFileSrcInstaller installer) {
   return KxEntry(false, [&] {
-    if (filePath.IsEmpty()) return false;
+    if (filePath.IsEmpty()) return Refuse("ERROR: File path is NULL or empty");
     CkxFileOrigin filled;
     filled._file.path = CkxTiXmlUtil::Writable(filePath);
     filled._installer = std::move(installer);
@@ -75,7 +68,7 @@ void CkxFileOrigin::_SetParentInstaller() {
 /// furthest from the file, then processes.
 void CkxFileOrigin::_FitIntoXml() {
   const auto fits = [this] {
-    const std::optional<std::string> text = Printed(*this, {});
+    const std::optional<std::string> text = KxSourceXml_Text(kOriginElement, *this);
     return text && text->size() <= kMaxKeptBytes;
   };
   CkxFileSrcInstaller* const furthestFirst[] = {&_parentInstaller, &_installer};
@@ -133,8 +126,8 @@ CkxTextView CkxFileOrigin::SourcePathType() const {
 
 bool CkxFileOrigin::ToXml(std::string& text, bool withFile, bool withSourceTypes) const {
   return KxEntry(false, [&] {
-    std::optional<std::string> printed = Printed(*this, {withFile, withSourceTypes});
-    if (!printed) return Refuse("ERROR: The record cannot be written as XML");
+    std::optional<std::string> printed = KxSourceXml_Text(kOriginElement, *this, {withFile, withSourceTypes});
+    if (!printed) return Refuse(kKxXmlUnwritable);
     text = std::move(*printed);
     return true;
   });
@@ -146,23 +139,20 @@ bool CkxFileOrigin::ToXml(tinyxml2::XMLElement& parent, bool withFile, bool with
 
 bool CkxFileOrigin::FromOwnXml(std::string_view text) {
   return KxEntry(false, [&] {
-    const std::optional<CkxTiXmlDocument> document = CkxTiXmlDocument::Parse(text);
-    if (!document) return Refuse("ERROR: Parse failed.");
-    if (!document->IsRoot(kOriginElement)) return Refuse("ERROR: Cannot find /FileOrigin element");
-    return FromXml(document->Root());
+    const char* const fault = KxSourceXml_FromText(text, kOriginElement, *this);
+    return fault == nullptr || Refuse(fault);
   });
 }
 
 bool CkxFileOrigin::FromEventXml(std::string_view text) {
   return KxEntry(false, [&] {
     const std::optional<CkxTiXmlDocument> event = CkxTiXmlDocument::Parse(text, kMaxEventBytes, kMaxEventDepth);
-    if (!event) return Refuse("ERROR: Parse failed.");
+    if (!event) return Refuse(kKxXmlNoDocument);
     const tinyxml2::XMLElement* const origin = event->Find(kOriginElement);
-    return origin != nullptr ? FromXml(*origin) : Refuse("ERROR: Cannot find /FileOrigin element");
+    return origin != nullptr ? FromXml(*origin) : Refuse(kKxXmlOtherElement);
   });
 }
 
 bool CkxFileOrigin::FromXml(const tinyxml2::XMLElement& origin) {
-  return KxEntry(false,
-                 [&] { return KxSourceXml_Read(origin, *this) || Refuse("ERROR: The record has too many processes"); });
+  return KxEntry(false, [&] { return KxSourceXml_Read(origin, *this) || Refuse(kKxXmlTooMany); });
 }

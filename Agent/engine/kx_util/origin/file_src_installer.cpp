@@ -52,9 +52,13 @@ bool CkxFileSrcInstaller::FillFromProcess(CkxTextView /*filePath*/, const CkxTar
     CkxFileSrcInstaller filled;
     filled._installTime = installTime;
     filled._FillChain(writer, false);
-    const bool isFilled = !filled._processes.empty() && KxFault_Current() == EkxEvaluationFault::None;
-    if (isFilled) *this = std::move(filled);
-    return isFilled;
+    if (KxFault_Current() != EkxEvaluationFault::None) return false;
+    if (filled._processes.empty()) {
+      KxTrace(EkxTraceLevel::Error, "CkxFileSrcInstaller", "ERROR: Nothing is known of the writing process");
+      return false;
+    }
+    *this = std::move(filled);
+    return true;
   });
 }
 

@@ -17,7 +17,7 @@ bool CkxFileSrcUser::Fill(void* token, bool byKX) {
   return KxEntry(false, [&] {
     SkxFileSrcUserFacts facts;
     facts.sid = KxToken_User(token);
-    if (!facts.sid) return false;
+    if (!facts.sid || facts.sid->Equals(CkxSid::Null())) return false;
     facts.byKX = byKX;
     facts.limited = !KxToken_IsAdministrator(token);
     facts.groups = KxToken_Groups(token);

@@ -28,6 +28,12 @@ void KxSourceFields(Io& io, File& file) {
   io.Child("Path", file.path);
 }
 
+/// In an element, or an object, of its own; elsewhere it is a part of a record.
+template <class Io, KxRecordOf<SkxFileSrcCopySource> Source>
+void KxSourceFields(Io& io, Source& source) {
+  io.CopySourceAlone(source);
+}
+
 template <class Io, KxRecordOf<CkxFileSrcUser> User>
 void KxSourceFields(Io& io, User& user) {
   auto& facts = user.Facts();

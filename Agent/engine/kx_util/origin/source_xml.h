@@ -10,6 +10,12 @@
 /// The numbers of a chain: more are refused.
 inline constexpr size_t kKxMaxSourceProcesses = CkxFileSrcInstaller::kMaxProcesses;
 
+// Why a record is refused.
+inline constexpr const char* kKxXmlNoDocument = "ERROR: Parse failed.";
+inline constexpr const char* kKxXmlOtherElement = "ERROR: Cannot find the element of the record";
+inline constexpr const char* kKxXmlTooMany = "ERROR: The record has too many processes";
+inline constexpr const char* kKxXmlUnwritable = "ERROR: The record cannot be written as XML";
+
 class CkxSourceXmlOut {
  public:
   struct Options {
@@ -47,6 +53,7 @@ class CkxSourceXmlOut {
   void Constant(const char* name, CkxTextView text) { Text(name, text); }
   void Constant(const char* name, int32_t number) { Number(name, number); }
   void CopySource(const SkxFileSrcCopySource& source);
+  void CopySourceAlone(const SkxFileSrcCopySource& source) { CopySource(source); }
   void Hash(CkxTextView hash);
   void Sid(const char* name, const std::optional<CkxSid>& sid) {
     if (sid) Text(name, sid->ToText());
@@ -122,6 +129,7 @@ class CkxSourceXmlIn {
   template <class Value>
   void Constant(const char* /*name*/, const Value& /*value*/) {}
   void CopySource(SkxFileSrcCopySource& source);
+  void CopySourceAlone(SkxFileSrcCopySource& source) { CopySource(source); }
   void Hash(KxWString& hash);
   void Sid(const char* name, std::optional<CkxSid>& sid);
   void Sids(const char* name, const char* all, std::vector<CkxSid>& sids);
@@ -180,4 +188,31 @@ bool KxSourceXml_Read(const tinyxml2::XMLElement& element, Record& record) {
   KxSourceFields(in, read);
   if (in.IsGood()) record = std::move(read);
   return in.IsGood();
+}
+
+/// A document of the record alone; nothing for what XML cannot hold, or could not be read back.
+template <class Record>
+std::optional<CkxTiXmlDocument> KxSourceXml_Document(const char* name, const Record& record,
+                                                     const CkxSourceXmlOut::Options& options = {}) {
+  CkxTiXmlDocument document(name);
+  CkxSourceXmlOut out(document.Root(), options);
+  KxSourceFields(out, record);
+  return out.IsGood() ? std::optional(std::move(document)) : std::nullopt;
+}
+
+/// Nothing as above, or when it is larger than what can be kept.
+template <class Record>
+std::optional<std::string> KxSourceXml_Text(const char* name, const Record& record,
+                                            const CkxSourceXmlOut::Options& options = {}) {
+  const std::optional<CkxTiXmlDocument> document = KxSourceXml_Document(name, record, options);
+  return document ? document->Print() : std::nullopt;
+}
+
+/// Why `text` is no document of that element; null when `record` is what it holds.
+template <class Record>
+const char* KxSourceXml_FromText(std::string_view text, const char* name, Record& record) {
+  const std::optional<CkxTiXmlDocument> document = CkxTiXmlDocument::Parse(text);
+  if (!document) return kKxXmlNoDocument;
+  if (!document->IsRoot(name)) return kKxXmlOtherElement;
+  return KxSourceXml_Read(document->Root(), record) ? nullptr : kKxXmlTooMany;
 }

@@ -1,0 +1,18 @@
+// Answers to the requests of a stream (json_stream.h) that are put together as JSON.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "tools/kxpolicy/refusal.h"
+
+/// What the library refused, and why: an answer like any other.
+inline nlohmann::ordered_json KxAnswer_Refused(const CkxRefusal& refusal) {
+  return {{"refused", true}, {"error", refusal.Text()}};
+}
+
+/// The members of an object, without braces.
+inline std::string KxAnswer_Members(const nlohmann::ordered_json& answer) {
+  const std::string text = answer.dump();
+  return text.substr(1, text.size() - 2);
+}
