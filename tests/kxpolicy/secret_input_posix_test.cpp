@@ -11,7 +11,7 @@ TEST(SecretInput, OfOthersIsNone) {
   folder.Write("secret", std::string(16, 'k'));
   const std::string path = KxTest_PathText(folder.Path() / "secret");
   for (const char* const option : {"--key-file", "--pass-phrase-file"}) {
-    for (const mode_t mode : {0640, 0604, 0440, 0600, 0400, 0622}) {
+    for (const mode_t mode : {0640u, 0604u, 0440u, 0600u, 0400u, 0622u}) {
       ASSERT_EQ(chmod(path.c_str(), mode), 0);
       const SkxToolRun run = KxTest_RunTool({"origin", "sign", option, path});
       const bool othersRead = (mode & 044) != 0;
