@@ -16,7 +16,8 @@ inline std::string KxTest_UniqueName() {
 
 class CkxTempFolder {
  public:
-  CkxTempFolder() : _path(std::filesystem::temp_directory_path() / KxTest_UniqueName()) {
+  explicit CkxTempFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path())
+      : _path(parent / KxTest_UniqueName()) {
     std::filesystem::create_directory(_path);
   }
   ~CkxTempFolder() {

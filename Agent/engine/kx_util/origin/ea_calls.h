@@ -1,0 +1,63 @@
+// The operations on the attributes of an open file, by the system's own handle, and what an open file is. They answer
+// with a status and trace their own failures; out of memory is an exception.
+#pragma once
+
+#include <kx_util/ext_file_attributes.h>
+
+#include "Common_CPP/file/native_ea.h"
+#include "Common_CPP/util/trace.h"
+
+inline constexpr std::string_view kKxEaScope = "CkxExtFileAttributes";
+
+/// A status as it stands at the end of a line of the trace.
+class CkxStatusText {
+ public:
+  explicit CkxStatusText(long status);
+  operator std::string_view() const { return {_text, sizeof(_text)}; }  // NOLINT(google-explicit-constructor)
+
+ private:
+  char _text[10];  ///< "0xC0000052"
+};
+
+/// Traces an error that ends in its status, and answers with that. `pieces` are narrow texts, wide ones, and numbers.
+template <class... Pieces>
+long KxEa_Fail(long status, const Pieces&... pieces) {
+  KxTrace(EkxTraceLevel::Error, kKxEaScope, pieces..., ", Status=", std::string_view(CkxStatusText(status)));
+  return status;
+}
+
+/// For entries: the status goes to the caller, and whether it is success.
+bool KxEa_Ended(long status, long* out);
+
+/// -1 for what is no handle.
+intptr_t KxEa_FileOf(void* file);
+std::string_view KxEa_NameText(const char* name);  ///< "" for null
+
+long KxEa_Get(intptr_t file, const char* name, CkxFileFullEaInfo& out);
+long KxEa_Set(intptr_t file, const CkxFileFullEaInfo& info);
+long KxEa_SetThroughDriver(intptr_t file, const CkxFileFullEaInfo& info);
+long KxEa_Delete(intptr_t file, const char* name);
+long KxEa_Size(intptr_t file, uint32_t& bytes);
+
+/// A well-formed list, or nothing. `withStale`: kernel attributes that are outdated too, as whoever deletes wants them.
+long KxEa_Load(intptr_t file, bool withStale, std::vector<unsigned char>& list);
+
+/// A file open by its path, which outlives it. One that is read-only and was made writable is read-only again when this goes.
+class CkxEaFile {
+ public:
+  CkxEaFile() = default;
+  ~CkxEaFile();
+  CkxEaFile(const CkxEaFile&) = delete;
+  CkxEaFile& operator=(const CkxEaFile&) = delete;
+
+  /// Traces why not, `operation` for the public one that asks.
+  long Open(const WCHAR* path, unsigned access, bool mayChangeAttributes, std::string_view operation);
+  intptr_t Handle() const { return _file; }
+
+ private:
+  bool MakeWritable(const WCHAR* path);
+
+  intptr_t _file = -1;
+  const WCHAR* _path = nullptr;
+  intptr_t _attributes = -1;  ///< open to put the mark back; -1: it was not taken away
+};
