@@ -98,9 +98,9 @@ struct SignOptions {
   SkxSecretOptions secrets;
 };
 
-using Answer = ordered_json (*)(CkxJsonObject& in);
+using RecordAnswer = ordered_json (*)(CkxJsonObject& in);
 
-KxVerbAction DeclareStream(const CkxVerbOptions& verb, Answer SignedRecord::*answer) {
+KxVerbAction DeclareStream(const CkxVerbOptions& verb, RecordAnswer SignedRecord::*answer) {
   const auto options = std::make_shared<SignOptions>();
   verb.Add("requests", options->requests, "Requests, one a line; - for standard input, the default");
   options->secrets.AddTo(verb);
