@@ -3,9 +3,18 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 /// As wide as the interface has it, with the sign of the 32 bits.
 constexpr long KxStatus_Of(uint32_t code) { return static_cast<int32_t>(code); }
+
+/// "0xC0000052"
+inline std::string KxStatus_Text(long status) {
+  std::string text = "0x00000000";
+  auto rest = static_cast<uint32_t>(status);
+  for (size_t i = text.size(); rest != 0; rest >>= 4) text[--i] = "0123456789ABCDEF"[rest & 0xF];
+  return text;
+}
 
 inline constexpr long kKxStatusSuccess = 0;
 inline constexpr long kKxStatusBufferOverflow = KxStatus_Of(0x80000005);

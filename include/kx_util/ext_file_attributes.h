@@ -131,6 +131,9 @@ class KX_UTIL_API CkxExtFileAttributes {
   bool LoadAllFromFile(const WCHAR* path, long* status = nullptr);
   bool LoadAllFromFile(void* file, long* status = nullptr);
 
+  /// The same of a list that somebody else has read: a copy of `bytes`, which are one or more.
+  bool LoadAllFromBuffer(const unsigned char* list, unsigned long bytes);
+
   /// Where the loaded list begins; null when it is empty.
   POSITION GetHeadPosition() const { return _list.empty() ? nullptr : _list.data(); }
 

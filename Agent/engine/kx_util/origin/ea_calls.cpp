@@ -67,14 +67,6 @@ long DriverStatus(intptr_t file, const EaList& record) {
 
 }  // namespace
 
-CkxStatusText::CkxStatusText(long status) {
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
-  auto rest = static_cast<uint32_t>(status);
-  for (size_t i = sizeof(_text); i > 2; rest >>= 4) _text[--i] = kDigits[rest & 0xF];
-  _text[0] = '0';
-  _text[1] = 'x';
-}
-
 bool KxEa_Ended(long status, long* out) {
   if (out != nullptr) *out = status;
   return status >= 0;
@@ -146,6 +138,11 @@ long KxEa_Size(intptr_t file, uint32_t& bytes) {
   return status < 0 ? KxEa_Fail(status, "ERROR: Query FileEaInformation failed") : status;
 }
 
+long KxEa_RequireList(std::span<const unsigned char> bytes) {
+  if (KxEaList_IsWellFormed(bytes)) return kKxStatusSuccess;
+  return KxEa_Fail(kKxStatusEaCorrupt, "ERROR: Failed to parse EA buffer. EaName=[], size=", bytes.size());
+}
+
 long KxEa_Load(intptr_t file, bool withStale, std::vector<unsigned char>& list) {
   uint32_t size = 0;
   long status = KxEa_Size(file, size);
@@ -154,7 +151,8 @@ long KxEa_Load(intptr_t file, bool withStale, std::vector<unsigned char>& list) 
   status = QueryAllEas(file, size, all);
   if (status == kKxStatusNoEasOnFile) return kKxStatusSuccess;
   if (status < 0) return KxEa_Fail(status, "ERROR: NtQueryEaFile failed. EaName=[]");
-  if (!KxEaList_IsWellFormed(all)) return KxEa_Fail(kKxStatusEaCorrupt, "ERROR: Failed to parse EA buffer. EaName=[]");
+  status = KxEa_RequireList(all);
+  if (status < 0) return status;
   const bool isStale = !withStale && !KxNativeEa().areKernelEasCurrent(file);
   list = isStale ? WithoutKernelEas(all) : std::move(all);
   return kKxStatusSuccess;

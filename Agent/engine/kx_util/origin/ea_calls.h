@@ -9,20 +9,10 @@
 
 inline constexpr std::string_view kKxEaScope = "CkxExtFileAttributes";
 
-/// A status as it stands at the end of a line of the trace.
-class CkxStatusText {
- public:
-  explicit CkxStatusText(long status);
-  operator std::string_view() const { return {_text, sizeof(_text)}; }  // NOLINT(google-explicit-constructor)
-
- private:
-  char _text[10];  ///< "0xC0000052"
-};
-
 /// Traces an error that ends in its status, and answers with that. `pieces` are narrow texts, wide ones, and numbers.
 template <class... Pieces>
 long KxEa_Fail(long status, const Pieces&... pieces) {
-  KxTrace(EkxTraceLevel::Error, kKxEaScope, pieces..., ", Status=", std::string_view(CkxStatusText(status)));
+  KxTrace(EkxTraceLevel::Error, kKxEaScope, pieces..., ", Status=", KxStatus_Text(status));
   return status;
 }
 
@@ -39,10 +29,14 @@ long KxEa_SetThroughDriver(intptr_t file, const CkxFileFullEaInfo& info);
 long KxEa_Delete(intptr_t file, const char* name);
 long KxEa_Size(intptr_t file, uint32_t& bytes);
 
+/// That `bytes` are a list from end to end.
+long KxEa_RequireList(std::span<const unsigned char> bytes);
+
 /// A well-formed list, or nothing. `withStale`: kernel attributes that are outdated too, as whoever deletes wants them.
 long KxEa_Load(intptr_t file, bool withStale, std::vector<unsigned char>& list);
 
-/// A file open by its path, which outlives it. One that is read-only and was made writable is read-only again when this goes.
+/// A file open by its path, which outlives it. One that is read-only and was made writable is read-only again when this
+/// goes.
 class CkxEaFile {
  public:
   CkxEaFile() = default;

@@ -72,6 +72,15 @@ bool CkxExtFileAttributes::LoadAllFromFile(void* file, long* status) {
   return OnEaHandle(file, status, [&](intptr_t handle) { return KxEa_Load(handle, false, _list); });
 }
 
+bool CkxExtFileAttributes::LoadAllFromBuffer(const unsigned char* list, unsigned long bytes) {
+  _list.clear();
+  return KxEntry(false, [&] {
+    if (KxEa_RequireList({list, list != nullptr ? bytes : 0}) < 0) return false;
+    _list.assign(list, list + bytes);
+    return true;
+  });
+}
+
 bool CkxExtFileAttributes::DrvSetToFile(void* file, const CkxFileFullEaInfo& info, long* status) {
   return OnEaHandle(file, status, [&](intptr_t handle) { return KxEa_SetThroughDriver(handle, info); });
 }
