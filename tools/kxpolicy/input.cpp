@@ -27,6 +27,11 @@ CkxInput::CkxInput(const std::string& path, std::istream& standardInput)
       _standardInput(standardInput) {}
 
 std::string CkxInput::ReadAll() {
+  std::string text = ReadAllBytes();
+  return text.starts_with(kByteOrderMark) ? text.substr(kByteOrderMark.size()) : text;
+}
+
+std::string CkxInput::ReadAllBytes() {
   std::string text;
   std::string block(size_t{64} << 10, '\0');
   while (Stream().read(block.data(), static_cast<std::streamsize>(block.size())), Stream().gcount() > 0) {
@@ -34,7 +39,7 @@ std::string CkxInput::ReadAll() {
     if (text.size() > kMaxDocumentBytes) throw CkxToolFault(EkxExit::UnusableInput, _name + ": is too large");
   }
   if (Stream().bad()) throw CkxToolFault(EkxExit::UnusableInput, _name + ": cannot be read");
-  return text.starts_with(kByteOrderMark) ? text.substr(kByteOrderMark.size()) : text;
+  return text;
 }
 
 bool CkxLineReader::Next(std::string& line) {

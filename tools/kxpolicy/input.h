@@ -14,8 +14,9 @@ class CkxInput {
   std::istream& Stream() { return _file != nullptr ? *_file : _standardInput; }
   const std::string& Name() const { return _name; }
 
-  /// All of it, up to a limit that no document needs.
+  /// All of it, up to a limit that no document needs. Without a byte order mark, or the bytes as they are.
   std::string ReadAll();
+  std::string ReadAllBytes();
 
  private:
   const std::string _name;

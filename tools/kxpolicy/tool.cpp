@@ -22,7 +22,18 @@ constexpr std::array<SkxVerb, 4> kOriginVerbs = {{
 }};
 constexpr SkxVerbGroup kOrigin = {kOriginVerbs};
 
-constexpr std::array<SkxVerb, 11> kVerbs = {{
+constexpr std::array<SkxVerb, 7> kEaVerbs = {{
+    {"encode", "Records of extended attributes from their parts", KxVerb_EaEncode},
+    {"decode", "What such records hold", KxVerb_EaDecode},
+    {"list", "The attributes of a file", KxVerb_EaList},
+    {"get", "One of them, with its value", KxVerb_EaGet},
+    {"set", "One of them, in place of what it was", KxVerb_EaSet},
+    {"delete", "One, some or all of them", KxVerb_EaDelete},
+    {"size", "What they take together", KxVerb_EaSize},
+}};
+constexpr SkxVerbGroup kEa = {kEaVerbs};
+
+constexpr std::array<SkxVerb, 12> kVerbs = {{
     {"compile", "Policy documents into an image", KxVerb_Compile},
     {"check", "Errors in an image or in policy documents, and what cannot have been meant", KxVerb_Check},
     {"show", "The records of an image", KxVerb_Show},
@@ -31,6 +42,7 @@ constexpr std::array<SkxVerb, 11> kVerbs = {{
     {"match", "The match primitives, on a stream or tried out by hand", KxVerb_Match},
     {"record", "A result record as JSON", KxVerb_Record},
     {"origin", "The records of where files come from", nullptr, &kOrigin},
+    {"ea", "Extended attributes, which are kept with files", nullptr, &kEa},
     {"publish", "An image into the live sections of this machine", KxVerb_Publish},
     {"unpublish", "What is published, out again", KxVerb_Unpublish},
     {"serve", "The agent's part, from an image: publishes, answers, follows the image", KxVerb_Serve},
