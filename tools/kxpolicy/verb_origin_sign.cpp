@@ -1,4 +1,5 @@
 // origin sign, origin verify: the records that travel with a file, signed and judged on a stream. No file is touched.
+#include <kx_util/drv_xml_data.h>
 #include <kx_util/src_url_data.h>
 
 #include <array>
@@ -70,13 +71,82 @@ ordered_json VerifyUri(CkxJsonObject& in) {
                   {{"uri", KxText_ToUtf8(data.Uri().View())}, {"signature", KxHex_FromBytes(data.Signature())}});
 }
 
+// --- driver ---
+
+/// Without a word about the signature: the version alone.
+ordered_json UpdateDriver(std::string document) {
+  const bool isUpdated = CkxDrvXmlData::UpdateVersion(document);
+  return {{"document", document}, {"updated", isUpdated}};
+}
+
+ordered_json SignDriver(CkxJsonObject& in) {
+  auto document = in.Required<std::string>("document");
+  bool isUpdate = false;
+  if (in.Optional("update", isUpdate) && isUpdate) return UpdateDriver(std::move(document));
+  const auto fileId = in.Required<uint64_t>("fileId");
+  const EkxSignatureForm form = FormOf(in);
+  const CkxRefusal refusal;
+  if (!CkxDrvXmlData::Sign(document, fileId, form)) return Refused(refusal);
+  return {{"document", document}};
+}
+
+void AddText(ordered_json& json, const char* key, const CkxUtilStr& text) {
+  if (!text.IsEmpty()) json[key] = KxText_ToUtf8(text.View());
+}
+
+ordered_json ProcessOfDriver(const SkxDrvProcessInfo& info) {
+  ordered_json process = {{"order", info.order}, {"multiFileCreator", info.multiFileCreator}};
+  AddText(process, "path", info.path);
+  AddText(process, "volumeId", info.volumeId);
+  AddText(process, "fileId", info.fileId);
+  AddText(process, "share", info.share);
+  if (info.port != 0) process["port"] = info.port;
+  AddText(process, "address", info.address);
+  return process;
+}
+
+/// What it holds: what is not there has no member.
+ordered_json FactsOfDriver(const CkxDrvXmlData& data) {
+  ordered_json facts = ordered_json::object();
+  uint32_t version = 0;
+  uint64_t time = 0;
+  CkxUtilStr text;
+  if (data.GetVersion(version)) facts["version"] = version;
+  if (data.GetCreateTime(time)) facts["createTime"] = time;
+  if (data.GetModifyTime(time)) facts["modifyTime"] = time;
+  if (data.GetOriginalPath(text)) AddText(facts, "originalPath", text);
+  if (data.GetUserSid(text)) AddText(facts, "userSid", text);
+  facts["processes"] = ordered_json::array();
+  for (const int32_t order : data.GetProcessOrders()) {
+    SkxDrvProcessInfo info;
+    if (data.GetProcessInfo(order, info)) facts["processes"].push_back(ProcessOfDriver(info));
+  }
+  return facts;
+}
+
+ordered_json VerifyDriver(CkxJsonObject& in) {
+  const auto document = in.Required<std::string>("document");
+  const EkxSignatureCheck check = CheckOf(in);
+  uint64_t fileId = 0;
+  if (check != EkxSignatureCheck::None) {
+    fileId = in.Required<uint64_t>("fileId");
+  } else {
+    in.Optional("fileId", fileId);
+  }
+  const CkxRefusal refusal;
+  CkxDrvXmlData data;
+  if (!data.FromXml(document, fileId, check)) return Verified(false, check, Refused(refusal));
+  return Verified(true, check, FactsOfDriver(data));
+}
+
 struct SignedRecord {
   std::string_view name;
   ordered_json (*sign)(CkxJsonObject& in);
   ordered_json (*verify)(CkxJsonObject& in);
 };
 
-constexpr std::array<SignedRecord, 1> kRecords = {{
+constexpr std::array<SignedRecord, 2> kRecords = {{
+    {"driver", SignDriver, VerifyDriver},
     {"uri", SignUri, VerifyUri},
 }};
 

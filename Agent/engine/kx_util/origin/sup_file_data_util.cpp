@@ -1,0 +1,110 @@
+#include "Agent/engine/kx_util/origin/sup_file_data_util.h"
+
+#include <charconv>
+#include <span>
+
+#include "Agent/engine/kx_util/origin/data_signature.h"
+#include "Common_CPP/crypto/file_digest.h"
+#include "Common_CPP/util/text.h"
+#include "Common_CPP/util/trace.h"
+#include "Common_CPP/xml/ti_xml_util.h"
+
+namespace {
+
+constexpr std::string_view kDataIdBegin = "kxDataId=\"";
+
+bool FailDocument(std::string_view scope, const char* reason) {
+  KxTrace(EkxTraceLevel::Error, scope, reason);
+  return false;
+}
+
+std::string NumberText(uint64_t number, int base) {
+  char digits[20];
+  return std::string(digits, std::to_chars(digits, std::end(digits), number, base).ptr);
+}
+
+std::span<const unsigned char> DocumentBytes(std::string_view text) {
+  return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
+}
+
+/// Upper-case alone: what another writer makes of the same bytes is not what we have signed.
+std::optional<std::vector<unsigned char>> FromSignatureText(std::string_view text) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  std::vector<unsigned char> bytes;
+  if (text.size() % 2 != 0) return std::nullopt;
+  for (size_t at = 0; at < text.size(); at += 2) {
+    const size_t high = kDigits.find(text[at]);
+    const size_t low = kDigits.find(text[at + 1]);
+    if (high == std::string_view::npos || low == std::string_view::npos) return std::nullopt;
+    bytes.push_back(static_cast<unsigned char>(high << 4 | low));
+  }
+  return bytes;
+}
+
+}  // namespace
+
+std::string CkxSupFileDataUtil::DecimalId(uint64_t fileId) { return NumberText(fileId, 10); }
+std::string CkxSupFileDataUtil::HexadecimalId(uint64_t fileId) { return NumberText(fileId, 16); }
+
+bool CkxSupFileDataUtil::ReplaceDataId(std::string& text, std::string_view from, std::string_view to) {
+  const size_t at = text.find(std::string(kDataIdBegin).append(from));
+  if (at == std::string::npos) return false;
+  text.replace(at + kDataIdBegin.size(), from.size(), to);
+  return true;
+}
+
+std::optional<std::string> CkxSupFileDataUtil::GetSignature(std::string_view text, EkxSignatureForm form) {
+  const std::optional<std::vector<unsigned char>> made = KxDataSignature_Make(DocumentBytes(text), form);
+  return made ? std::optional(KxText_ToUtf8(KxHash_Hexadecimal(*made))) : std::nullopt;
+}
+
+std::optional<EkxSignatureForm> CkxSupFileDataUtil::FormOf(std::string_view stored) {
+  if (stored.size() == 2 * kKeyedSignatureBytes) return EkxSignatureForm::Keyed;
+  if (stored.size() == 2 * kOlderSignatureBytes) return EkxSignatureForm::Older;
+  return std::nullopt;
+}
+
+bool CkxSupFileDataUtil::IsSigned(std::string_view text, std::string_view stored, const std::string& id,
+                                  EkxSignatureCheck check, std::string_view scope, const Reasons& reasons) {
+  if (check == EkxSignatureCheck::None) return true;
+  std::string original(text);
+  const std::optional<std::vector<unsigned char>> signature = FromSignatureText(stored);
+  EkxSignatureVerdict verdict = EkxSignatureVerdict::Differs;
+  if (signature && ReplaceDataId(original, stored, id)) {
+    verdict = KxDataSignature_Judge(DocumentBytes(original), *signature, check);
+  }
+  switch (verdict) {
+    case EkxSignatureVerdict::Holds:
+      return true;
+    case EkxSignatureVerdict::NoKey:
+      return FailDocument(scope, reasons.noKey);
+    case EkxSignatureVerdict::NoPassPhrase:
+      return FailDocument(scope, reasons.noPassPhrase);
+    case EkxSignatureVerdict::Differs:
+      break;
+  }
+  return FailDocument(scope, "ERROR: Integrity check failed for signature");
+}
+
+bool CkxSupFileDataUtil::XmlToStr(CkxTiXmlDocument& document, uint64_t fileId, std::string& text,
+                                  EkxSignatureForm form) {
+  const std::string id = DecimalId(fileId);
+  CkxTiXmlUtil::SetAttribute(document.Root(), kDataId, fileId);
+  std::optional<std::string> printed = document.Print();
+  if (!printed) return FailDocument(ClassName(), "ERROR: xmlDoc.Accept failed");
+  const std::optional<std::string> signature = GetSignature(*printed, form);
+  if (!signature) return FailDocument(ClassName(), "ERROR: _GetSignature failed");
+  if (!ReplaceDataId(*printed, id, *signature)) return FailDocument(ClassName(), "ERROR: Failed to apply signature");
+  text = std::move(*printed);
+  return true;
+}
+
+bool CkxSupFileDataUtil::ValidateXml(std::string_view text, const CkxTiXmlDocument& document, uint64_t fileId,
+                                     EkxSignatureCheck check) {
+  constexpr Reasons kReasons = {"ERROR: _GetSignature failed", "ERROR: GetSignatureOld failed"};
+  KxWString stored;
+  if (check == EkxSignatureCheck::None) return true;
+  CkxTiXmlUtil::GetAttribute(document.Root(), kDataId, stored);
+  return IsSigned(text, KxText_ToUtf8(stored), DecimalId(fileId), check, ClassName(), kReasons) ||
+         FailDocument(ClassName(), "ERROR: ValidateXml failed");
+}
