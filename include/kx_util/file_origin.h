@@ -11,13 +11,18 @@
 
 #include <kx_util/file_src_installer.h>
 
+#include <functional>
+
 /// The file itself.
 struct SkxFileSrcFile {
   KxWString path;
   uint32_t smScrRep = 0;  ///< what the system's reputation check said when it came; carried
 };
 
-class CkxTargetInfoFile;
+class CkxDrvXmlData;
+
+/// The origin of a program, by its path; null when nothing is kept of that.
+using KxOriginLookup = std::function<std::shared_ptr<const CkxFileOrigin>(CkxTextView path)>;
 
 class KX_UTIL_API CkxFileOrigin {
  public:
@@ -78,6 +83,10 @@ class KX_UTIL_API CkxFileOrigin {
   bool FromOwnXml(std::string_view text);
   bool FromEventXml(std::string_view text);
   bool FromXml(const tinyxml2::XMLElement& origin);
+
+  /// What the file-system driver saw: the processes that wrote the file, and what `originOf` tells of their programs.
+  /// False, with nothing changed, for a record that names no process.
+  bool FromDrvData(const CkxDrvXmlData& data, const KxOriginLookup& originOf = {});
 
  private:
   template <class Of>

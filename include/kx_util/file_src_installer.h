@@ -16,8 +16,9 @@ class KX_UTIL_API CkxFileSrcInstaller {
   static constexpr size_t kMaxFilledProcesses = 32;
 
   /// The chain that led to `writer`, itself first, up to and with the first at which the walk ends. Each parent must be
-  /// known to be one: the description of a live process says so. `installTime`: 100 ns since 1601 UTC. False, with
-  /// nothing changed, for a process without a path.
+  /// known to be one: the description of a live process says so. A file that a live one has from an e-mail gets what is
+  /// kept of that beside it. `installTime`: 100 ns since 1601 UTC. False, with nothing changed, for a process without a
+  /// path.
   bool FillFromProcess(CkxTextView filePath, const CkxTargetInfoProcess& writer, uint64_t installTime);
 
   /// The same for a file of an installer package. `writer` may be null: the package tells enough.
@@ -65,6 +66,8 @@ class KX_UTIL_API CkxFileSrcInstaller {
  private:
   CkxFileSrcType::EkxType _GetProcessMainSourceType(const CkxFileSrcProcess*& process) const;
   void _FillChain(const CkxTargetInfoProcess& writer, bool ofPackage);
+  static std::optional<CkxFileSrcPackage> _ReadSrcEmail(CkxTextView filePath);
+  void _ReadAndSetSrcEmail(CkxTextView filePath);
 
   uint64_t _installTime = 0;
   SkxFileSrcCopySource _copySource;

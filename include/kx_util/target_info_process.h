@@ -30,6 +30,9 @@ class KX_UTIL_API CkxTargetInfoProcess : public CkxTargetInfoFile {
   /// The first thing that the process was started for, else the process itself.
   const CkxTargetInfo& GetEffectiveTarget() const override;
 
+  /// Nothing about it is to be read from this machine.
+  bool IsRecorded() const { return _isRecorded; }
+
   uint32_t Pid() const { return _process.pid; }
   const WCHAR* CommandLine() const { return _process.commandLine.c_str(); }
   const WCHAR* ServiceNames() const { return _process.services.c_str(); }  ///< separated by "/"

@@ -1,4 +1,5 @@
 // origin convert: source records from JSON to XML and back, on a stream; or one XML document for people to read.
+#include <kx_util/drv_xml_data.h>
 #include <kx_util/src_email_data.h>
 
 #include <array>
@@ -43,11 +44,18 @@ std::string ReadXml(const std::string& text, const char* element, const ConvertO
   return fault != nullptr ? fault : "";
 }
 
+/// Who signed a driver's document is another question: origin verify.
+bool ReadOrigin(const std::string& text, const std::string& form, CkxFileOrigin& origin) {
+  if (form == "event") return origin.FromEventXml(text);
+  if (form == "own") return origin.FromOwnXml(text);
+  CkxDrvXmlData driver;
+  return driver.FromXml(text, uint64_t{0}, EkxSignatureCheck::None) && origin.FromDrvData(driver);
+}
+
 std::string ReadXml(const std::string& text, const char* /*element*/, const ConvertOptions& options,
                     CkxFileOrigin& origin) {
   const CkxRefusal refusal;
-  const bool isRead = options.form == "event" ? origin.FromEventXml(text) : origin.FromOwnXml(text);
-  return isRead ? "" : refusal.Text();
+  return ReadOrigin(text, options.form, origin) ? "" : refusal.Text();
 }
 
 template <class Record>

@@ -53,11 +53,12 @@ struct SkxKey : SkxKeyText {
   Value Struct::*member;
 };
 
-/// A number with names; must be there.
+/// A number with names. One that may be left out is 0 then.
 template <class Struct, class Value>
 struct SkxCodedKey : SkxKeyText {
   Value Struct::*member;
   KxCodeNames codes;
+  bool isOptional = false;
 };
 
 /// Must be there, unless the flag is set.
@@ -104,6 +105,10 @@ consteval auto KxOptional(Value Struct::*member, const SkxKeyText& text = {}) {
 template <class Struct, class Value>
 consteval auto KxCoded(Value Struct::*member, KxCodeNames codes, const SkxKeyText& text = {}) {
   return SkxCodedKey<Struct, Value>{text, member, codes};
+}
+template <class Struct, class Value>
+consteval auto KxOptionalCoded(Value Struct::*member, KxCodeNames codes, const SkxKeyText& text = {}) {
+  return SkxCodedKey<Struct, Value>{text, member, codes, true};
 }
 
 template <class Struct, class Value, class FlagStruct>
@@ -202,7 +207,7 @@ void KxDocument_WalkLine(Io& io, const SkxKey<how, Struct, Value>& key, Object& 
 
 template <class Io, class Struct, class Value, class Object>
 void KxDocument_WalkLine(Io& io, const SkxCodedKey<Struct, Value>& key, Object& object) {
-  io.Coded(key, object.*key.member, key.codes);
+  io.Coded(key, object.*key.member, key.codes, key.isOptional);
 }
 
 template <class Io, class Struct, class Value, class FlagStruct, class Object>

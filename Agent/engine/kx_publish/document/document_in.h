@@ -43,7 +43,8 @@ class CkxDocumentIn {
   }
 
   template <class Code>
-  void Coded(const SkxKeyText& key, Code& code, KxCodeNames names) {
+  void Coded(const SkxKeyText& key, Code& code, KxCodeNames names, bool isOptional = false) {
+    if (isOptional && FindOptional(key) == nullptr) return;
     code = ReadCode<Code>(Find(key), PointerTo(key), names);
   }
 

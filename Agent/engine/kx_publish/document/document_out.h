@@ -45,7 +45,8 @@ class CkxDocumentOut {
   }
 
   template <class Code>
-  void Coded(const SkxKeyText& key, Code code, KxCodeNames names) {
+  void Coded(const SkxKeyText& key, Code code, KxCodeNames names, bool isOptional = false) {
+    if (isOptional && code == 0) return;
     const char* name = nullptr;
     for (const SkxCodeName& known : names) {
       if (known.code == code) name = known.name;

@@ -204,8 +204,8 @@ class ObjectSchema {
   }
 
   template <class Code>
-  void Coded(const SkxKeyText& key, const Code& /*code*/, KxCodeNames names) {
-    AddRequired(key, CodeOf<Code>(names));
+  void Coded(const SkxKeyText& key, const Code& /*code*/, KxCodeNames names, bool isOptional = false) {
+    isOptional ? Add(key, CodeOf<Code>(names)) : AddRequired(key, CodeOf<Code>(names));
   }
   void CompareAs(const SkxKeyText& key, uint16_t /*code*/, const KxWString& /*pattern*/) {
     if (!_defs.contains("compareAs")) {

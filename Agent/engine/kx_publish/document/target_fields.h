@@ -17,6 +17,9 @@ inline constexpr auto kKxCompareAs = [] {
   return names;
 }();
 inline constexpr SkxCodeName kKxSpawnerModes[] = {{1, "callerMadeFile"}, {2, "callerDidNotMakeFile"}};
+inline constexpr SkxCodeName kKxSourceTypes[] = {{1, "Internet"},   {2, "eMail"}, {3, "SoftwareDistributor"},
+                                                 {5, "LocalShare"}, {4, "Share"}, {6, "Removable"},
+                                                 {7, "CDROM"},      {8, "DevApp"}};
 inline constexpr SkxCodeName kKxRegistryRoots[] = {
     {0x80000000, "HKCR"}, {0x80000001, "HKCU"}, {0x80000002, "HKLM"}, {0x80000003, "HKU"}, {0x80000005, "HKCC"}};
 
@@ -166,7 +169,7 @@ inline constexpr auto kKxFields<SkxSpawnerTest> = std::tuple{
 template <>
 inline constexpr auto kKxFields<SkxOriginTest> = std::tuple{
     KxOptional(&SkxOriginTest::flag),
-    KxOptional(&SkxOriginTest::mainSourceType),
+    KxOptionalCoded(&SkxOriginTest::mainSourceType, kKxSourceTypes),
     KxOptional(&SkxOriginTest::distributionService),
     KxOptional(&SkxOriginTest::location),
     KxOptional(&SkxOriginTest::package),

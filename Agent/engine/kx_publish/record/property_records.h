@@ -117,11 +117,12 @@ inline constexpr auto kKxRecord<SkxUserTest> = KxRecord("User test", KxField("si
                                                                              "a user or a group of users"));
 
 template <>
-inline constexpr auto kKxRecord<SkxPackageTest> =
-    KxRecord("Package test", KxField("flag", &SkxPackageTest::flag, "carried"),
-             KxField("name", &SkxPackageTest::name, "of the package that brought the file"),
-             KxField("versions", &SkxPackageTest::versions, "of that package"),
-             KxField("publishers", &SkxPackageTest::publishers, "of that package; no flag before the count"));
+inline constexpr auto kKxRecord<SkxPackageTest> = KxRecord(
+    "Package test",
+    KxField("flag", &SkxPackageTest::flag, "the program that starts the file must have come in such a package too"),
+    KxField("name", &SkxPackageTest::name, "of the package that brought the file, with * and ?; empty: any"),
+    KxField("versions", &SkxPackageTest::versions, "of that package"),
+    KxField("publishers", &SkxPackageTest::publishers, "of that package; no flag before the count"));
 
 template <>
 inline constexpr auto kKxRecord<SkxOriginTest> = KxRecord(

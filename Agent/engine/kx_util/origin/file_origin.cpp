@@ -1,4 +1,7 @@
+#include <kx_util/drv_xml_data.h>
 #include <kx_util/file_origin.h>
+
+#include <algorithm>
 
 #include "Agent/engine/kx_util/origin/source_xml.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
@@ -15,6 +18,45 @@ constexpr size_t kMaxKeptBytes = 65000;
 /// An event holds more than the origin.
 constexpr size_t kMaxEventBytes = 1024 * 1024;
 constexpr int kMaxEventDepth = 64;
+
+constexpr const WCHAR* kRemote = KXW("REMOTE");
+constexpr const WCHAR* kUnknown = KXW("UNKNOWN");
+
+/// A process as the driver saw it. One that wrote on behalf of another machine has the file from there.
+CkxFileSrcProcess ProcessOf(const SkxDrvProcessInfo& info) {
+  SkxFileSrcProcessFacts facts;
+  facts.order = info.order;
+  facts.multiFileCreator = info.multiFileCreator;
+  facts.path = CkxTiXmlUtil::Writable(info.path.View());
+  if (!info.share.IsEmpty()) {
+    facts.locationType = kRemote;
+    const CkxTextView machine = info.address.IsEmpty() ? CkxTextView(kUnknown) : info.address.View();
+    facts.copySource.path = KXW("\\\\") + machine.ToString() + KXW("\\") + CkxTiXmlUtil::Writable(info.share.View());
+    facts.copySource.locationType = kRemote;
+  }
+  return CkxFileSrcProcess(std::move(facts));
+}
+
+CkxFileSrcInstaller InstallerOf(const CkxDrvXmlData& data, const KxOriginLookup& originOf) {
+  CkxFileSrcInstaller installer;
+  if (!data.GetModifyTime(installer.InstallTime())) data.GetCreateTime(installer.InstallTime());
+  std::vector<int32_t> orders = data.GetProcessOrders();
+  std::sort(orders.begin(), orders.end());
+  for (const int32_t order : orders) {
+    SkxDrvProcessInfo info;
+    if (installer.Processes().size() == CkxFileSrcInstaller::kMaxProcesses || !data.GetProcessInfo(order, info)) break;
+    CkxFileSrcProcess process = ProcessOf(info);
+    if (originOf && !info.path.IsEmpty()) process.SetImageOrigin(originOf(info.path.View()));
+    installer.Processes().push_back(std::move(process));
+  }
+  CkxUtilStr sid;
+  if (!installer.Processes().empty() && data.GetUserSid(sid)) {
+    SkxFileSrcUserFacts user;
+    user.sid = CkxSid::FromUtf8(KxText_ToUtf8(sid.View()));
+    if (user.sid) installer.Processes().front().SetUser(CkxFileSrcUser(std::move(user)));
+  }
+  return installer;
+}
 
 bool Refuse(const char* why) {
   KxTrace(EkxTraceLevel::Error, "CkxFileOrigin", why);
@@ -155,4 +197,14 @@ bool CkxFileOrigin::FromEventXml(std::string_view text) {
 
 bool CkxFileOrigin::FromXml(const tinyxml2::XMLElement& origin) {
   return KxEntry(false, [&] { return KxSourceXml_Read(origin, *this) || Refuse(kKxXmlTooMany); });
+}
+
+bool CkxFileOrigin::FromDrvData(const CkxDrvXmlData& data, const KxOriginLookup& originOf) {
+  return KxEntry(false, [&] {
+    CkxFileSrcInstaller installer = InstallerOf(data, originOf);
+    if (installer.Processes().empty()) return Refuse("ERROR: The driver saw no process");
+    CkxUtilStr path;
+    data.GetOriginalPath(path);
+    return FillFromInstaller(path.IsEmpty() ? CkxTextView(kUnknown) : path.View(), std::move(installer));
+  });
 }

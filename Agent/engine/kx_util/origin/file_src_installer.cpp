@@ -1,5 +1,6 @@
 #include <kx_util/file_origin.h>
 #include <kx_util/file_src_installer.h>
+#include <kx_util/src_email_data.h>
 
 #include <algorithm>
 
@@ -46,12 +47,13 @@ bool HasSource(const SkxInherited& inherited) {
 
 }  // namespace
 
-bool CkxFileSrcInstaller::FillFromProcess(CkxTextView /*filePath*/, const CkxTargetInfoProcess& writer,
+bool CkxFileSrcInstaller::FillFromProcess(CkxTextView filePath, const CkxTargetInfoProcess& writer,
                                           uint64_t installTime) {
   return KxEntry(false, [&] {
     CkxFileSrcInstaller filled;
     filled._installTime = installTime;
     filled._FillChain(writer, false);
+    if (!writer.IsRecorded()) filled._ReadAndSetSrcEmail(filePath);
     if (KxFault_Current() != EkxEvaluationFault::None) return false;
     if (filled._processes.empty()) {
       KxTrace(EkxTraceLevel::Error, "CkxFileSrcInstaller", "ERROR: Nothing is known of the writing process");
@@ -88,6 +90,23 @@ void CkxFileSrcInstaller::_FillChain(const CkxTargetInfoProcess& writer, bool of
     _processes.push_back(std::move(record));
     if (_processes.back()._IsProcessStackTerminator(ofPackage)) return;
   }
+}
+
+std::optional<CkxFileSrcPackage> CkxFileSrcInstaller::_ReadSrcEmail(CkxTextView filePath) {
+  CkxSrcEmailData email;
+  if (!email.FromFile(filePath.ToString().c_str())) return std::nullopt;
+  CkxFileSrcPackageEmail package;
+  SkxFileSrcPackageFacts& facts = package.Facts();
+  facts.senderAddress = email.senderAddress.View().ToString();
+  facts.subject = email.subject.View().ToString();
+  facts.receivedTime = email.receivedTime;
+  facts.entryId = email.entryId.View().ToString();
+  facts.storeId = email.storeId.View().ToString();
+  return package;
+}
+
+void CkxFileSrcInstaller::_ReadAndSetSrcEmail(CkxTextView filePath) {
+  if (GetMainSourceType() == CkxFileSrcType::EMail) _package = _ReadSrcEmail(filePath);
 }
 
 bool CkxFileSrcInstaller::CheckForSccm(const CkxTargetInfoProcess& process) {
