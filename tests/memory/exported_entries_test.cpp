@@ -2,6 +2,7 @@
 // once and for good. Nothing is thrown, nothing leaks, and the answer is the right one, or false with the fault noted.
 #include <gtest/gtest.h>
 #include <kx_util/evaluation_observer.h>
+#include <kx_util/ext_file_attributes.h>
 #include <kx_util/kx_util.h>
 #include <kx_util/shared_policy_kinds.h>
 #include <kx_util/target_info_kinds.h>
@@ -16,6 +17,7 @@
 #include "Common_CPP/util/text.h"
 #include "tests/kx_util/target/pe_image.h"
 #include "tests/memory/failing_memory.h"
+#include "tests/support/ea_folder.h"
 #include "tests/support/policy_questions.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/workstation_image.h"
@@ -388,6 +390,37 @@ TEST(NoMemory, RecordsOfProcessesTasksTokensAndGroups) {
        }},
   };
   for (const auto& [name, entry] : entries) Sweep(name, entry, 1);
+}
+
+TEST(NoMemory, AttributesOfAFile) {
+  using Ea = CkxExtFileAttributes;
+  const auto parent = KxTest_EaFolder();
+  if (!parent) GTEST_SKIP() << "no file system here keeps attributes";
+  const CkxTempFolder folder(*parent);
+  const KxWString file = folder.Write("file", "content");
+  const WCHAR* const path = file.c_str();
+  const KxWString longText(100, KXW('v'));
+  const auto sweep = [&](const std::string& name, const std::function<bool()>& call) {
+    Sweep(
+        name,
+        [&](Trial& trial) {
+          EXPECT_TRUE(Ea::SetToFile(path, "KXAGENTSUPDATA", longText.c_str(), false));
+          return YesOrNothing(trial.During(call));
+        },
+        5);
+  };
+  Ea::SetDrvEaHelper(Ea::NativeDrvEaHelper());
+  CkxFileFullEaInfo info;
+  Ea list;
+  sweep("set", [&] { return Ea::SetToFile(path, "KXAGENTURI", longText.c_str(), false); });
+  sweep("set by the driver", [&] { return Ea::SetToFile(path, "$KERNEL.PURGE.KXFH", longText.c_str(), false); });
+  sweep("got", [&] { return Ea::GetFromFile(path, "KXAGENTSUPDATA", info) && info.ValueLength() == 202; });
+  sweep("listed", [&] { return list.LoadAllFromFile(path) && list.GetHeadPosition() != nullptr; });
+  sweep("size", [&] { return Ea::GetEaSize(path) != 0; });
+  sweep("deleted by its name", [&] { return Ea::DeleteFromFile(path, "KXAGENTSUPDATA"); });
+  sweep("deleted by a part of it", [&] { return Ea::DeleteFromFileByPrefix(path, "agent"); });
+  sweep("all deleted", [&] { return Ea::DeleteAllFromFile(path); });
+  Ea::SetDrvEaHelper(nullptr);
 }
 
 }  // namespace

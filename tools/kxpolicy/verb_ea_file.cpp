@@ -159,7 +159,7 @@ EkxExit SizeOfEas(const EaFileOptions& options, SkxStreams& streams) {
 }
 
 std::shared_ptr<EaFileOptions> DeclareEaFile(const CkxVerbOptions& verb) {
-  const auto options = std::make_shared<EaFileOptions>();
+  auto options = std::make_shared<EaFileOptions>();
   verb.Add("file", options->file, "A file or folder on this machine").Required();
   return options;
 }

@@ -61,8 +61,8 @@ EaList WithoutKernelEas(const EaList& list) {
 long DriverStatus(intptr_t file, const EaList& record) {
   const auto helper = CkxExtFileAttributes::_GetDrvEaHelper();
   if (helper == nullptr) return kKxStatusNotSupported;  // taken away meanwhile
-  return KxStatus_Of(static_cast<uint32_t>(
-      helper(reinterpret_cast<void*>(file), record.data(), static_cast<unsigned long>(record.size()))));
+  void* const handle = reinterpret_cast<void*>(file);   // NOLINT(performance-no-int-to-ptr): as callers have it
+  return KxStatus_Of(static_cast<uint32_t>(helper(handle, record.data(), static_cast<unsigned long>(record.size()))));
 }
 
 }  // namespace
