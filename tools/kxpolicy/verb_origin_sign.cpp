@@ -3,13 +3,14 @@
 #include <kx_util/src_url_data.h>
 
 #include <array>
-#include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/origin_document.h"
+#include "Agent/engine/kx_util/origin/sup_file_data_util.h"
+#include "tools/kxpolicy/answer.h"
 #include "tools/kxpolicy/hex.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/json_stream.h"
-#include "tools/kxpolicy/refusal.h"
 #include "tools/kxpolicy/secret_input.h"
 
 namespace {
@@ -40,14 +41,48 @@ std::vector<unsigned char> BytesOfRequest(CkxJsonObject& in, const char* key) {
   return std::move(*bytes);
 }
 
-ordered_json Refused(const CkxRefusal& refusal) { return {{"refused", true}, {"error", refusal.Text()}}; }
-
 /// `facts` are what was read; `isRead` false leaves none.
 ordered_json Verified(bool isRead, EkxSignatureCheck check, ordered_json facts) {
   ordered_json answer = ordered_json::object();
   if (check != EkxSignatureCheck::None) answer["valid"] = isRead;
   answer.update(facts);
   return answer;
+}
+
+/// Who only reads, and looks at no signature, need not know which file it is.
+uint64_t FileIdOf(CkxJsonObject& in, EkxSignatureCheck check) {
+  if (check != EkxSignatureCheck::None) return in.Required<uint64_t>("fileId");
+  uint64_t fileId = 0;
+  in.Optional("fileId", fileId);
+  return fileId;
+}
+
+// --- agent ---
+
+ordered_json SignAgent(CkxJsonObject& in) {
+  CkxFileOrigin origin;
+  if (const nlohmann::json* const given = in.Find("origin")) {
+    KxOriginDocument_Read(*given, in.PointerTo("origin"), origin);
+  } else {
+    throw CkxDocumentFault("", "\"origin\" is missing");
+  }
+  const auto fileId = in.Required<uint64_t>("fileId");
+  const EkxSignatureForm form = FormOf(in);
+  const CkxRefusal refusal;
+  std::string text;
+  const bool isSigned = CkxSupFileDataUtil::OriginToStr(origin, fileId, text, form);
+  return isSigned ? ordered_json{{"document", text}} : KxAnswer_Refused(refusal);
+}
+
+ordered_json VerifyAgent(CkxJsonObject& in) {
+  const auto document = in.Required<std::string>("document");
+  const EkxSignatureCheck check = CheckOf(in);
+  const uint64_t fileId = FileIdOf(in, check);
+  const CkxRefusal refusal;
+  CkxFileOrigin origin;
+  const bool isRead = CkxSupFileDataUtil::OriginFromStr(document, fileId, check, origin);
+  if (!isRead) return Verified(false, check, KxAnswer_Refused(refusal));
+  return Verified(true, check, {{"origin", KxOriginDocument_Write(origin, {false})}});
 }
 
 // --- uri ---
@@ -57,7 +92,7 @@ ordered_json SignUri(CkxJsonObject& in) {
   const EkxSignatureForm form = FormOf(in);
   const CkxRefusal refusal;
   std::vector<unsigned char> record;
-  if (!data.ToBytes(record, form)) return Refused(refusal);
+  if (!data.ToBytes(record, form)) return KxAnswer_Refused(refusal);
   return {{"bytes", KxHex_FromBytes(record)}};
 }
 
@@ -66,7 +101,7 @@ ordered_json VerifyUri(CkxJsonObject& in) {
   const EkxSignatureCheck check = CheckOf(in);
   const CkxRefusal refusal;
   CkxSrcUrlData data;
-  if (!data.FromBytes(record, check)) return Verified(false, check, Refused(refusal));
+  if (!data.FromBytes(record, check)) return Verified(false, check, KxAnswer_Refused(refusal));
   return Verified(true, check,
                   {{"uri", KxText_ToUtf8(data.Uri().View())}, {"signature", KxHex_FromBytes(data.Signature())}});
 }
@@ -86,7 +121,7 @@ ordered_json SignDriver(CkxJsonObject& in) {
   const auto fileId = in.Required<uint64_t>("fileId");
   const EkxSignatureForm form = FormOf(in);
   const CkxRefusal refusal;
-  if (!CkxDrvXmlData::Sign(document, fileId, form)) return Refused(refusal);
+  if (!CkxDrvXmlData::Sign(document, fileId, form)) return KxAnswer_Refused(refusal);
   return {{"document", document}};
 }
 
@@ -127,15 +162,10 @@ ordered_json FactsOfDriver(const CkxDrvXmlData& data) {
 ordered_json VerifyDriver(CkxJsonObject& in) {
   const auto document = in.Required<std::string>("document");
   const EkxSignatureCheck check = CheckOf(in);
-  uint64_t fileId = 0;
-  if (check != EkxSignatureCheck::None) {
-    fileId = in.Required<uint64_t>("fileId");
-  } else {
-    in.Optional("fileId", fileId);
-  }
+  const uint64_t fileId = FileIdOf(in, check);
   const CkxRefusal refusal;
   CkxDrvXmlData data;
-  if (!data.FromXml(document, fileId, check)) return Verified(false, check, Refused(refusal));
+  if (!data.FromXml(document, fileId, check)) return Verified(false, check, KxAnswer_Refused(refusal));
   return Verified(true, check, FactsOfDriver(data));
 }
 
@@ -145,7 +175,8 @@ struct SignedRecord {
   ordered_json (*verify)(CkxJsonObject& in);
 };
 
-constexpr std::array<SignedRecord, 2> kRecords = {{
+constexpr std::array<SignedRecord, 3> kRecords = {{
+    {"agent", SignAgent, VerifyAgent},
     {"driver", SignDriver, VerifyDriver},
     {"uri", SignUri, VerifyUri},
 }};
@@ -156,11 +187,6 @@ const SignedRecord& RecordOf(CkxJsonObject& in) {
     if (record.name == name) return record;
   }
   throw CkxDocumentFault(in.PointerTo("record"), "\"" + name + "\" is no signed record");
-}
-
-std::string Members(const ordered_json& answer) {
-  const std::string text = answer.dump();
-  return text.substr(1, text.size() - 2);
 }
 
 struct SignOptions {
@@ -178,7 +204,7 @@ KxVerbAction DeclareStream(const CkxVerbOptions& verb, RecordAnswer SignedRecord
     const CkxSecretInput secrets(options->secrets);
     CkxInput requests(options->requests, streams.in);
     return KxJsonStream_Run(requests.Stream(), streams,
-                            [answer](CkxJsonObject& in) { return Members((RecordOf(in).*answer)(in)); });
+                            [answer](CkxJsonObject& in) { return KxAnswer_Members((RecordOf(in).*answer)(in)); });
   };
 }
 

@@ -1,5 +1,7 @@
 #include "Agent/engine/kx_util/origin/sup_file_data_util.h"
 
+#include <kx_util/file_origin.h>
+
 #include <charconv>
 #include <span>
 
@@ -94,7 +96,8 @@ bool CkxSupFileDataUtil::XmlToStr(CkxTiXmlDocument& document, uint64_t fileId, s
   if (!printed) return FailDocument(ClassName(), "ERROR: xmlDoc.Accept failed");
   const std::optional<std::string> signature = GetSignature(*printed, form);
   if (!signature) return FailDocument(ClassName(), "ERROR: _GetSignature failed");
-  if (!ReplaceDataId(*printed, id, *signature)) return FailDocument(ClassName(), "ERROR: Failed to apply signature");
+  const bool isApplied = ReplaceDataId(*printed, id, *signature) && printed->size() <= CkxTiXmlUtil::kMaxBytes;
+  if (!isApplied) return FailDocument(ClassName(), "ERROR: Failed to apply signature");
   text = std::move(*printed);
   return true;
 }
@@ -107,4 +110,21 @@ bool CkxSupFileDataUtil::ValidateXml(std::string_view text, const CkxTiXmlDocume
   CkxTiXmlUtil::GetAttribute(document.Root(), kDataId, stored);
   return IsSigned(text, KxText_ToUtf8(stored), DecimalId(fileId), check, ClassName(), kReasons) ||
          FailDocument(ClassName(), "ERROR: ValidateXml failed");
+}
+
+bool CkxSupFileDataUtil::OriginToStr(const CkxFileOrigin& origin, uint64_t fileId, std::string& text,
+                                     EkxSignatureForm form) {
+  CkxTiXmlDocument document(kAgentRoot);
+  return origin.ToXml(document.Root(), false) && XmlToStr(document, fileId, text, form);
+}
+
+bool CkxSupFileDataUtil::OriginFromStr(std::string_view text, uint64_t fileId, EkxSignatureCheck check,
+                                       CkxFileOrigin& origin) {
+  const std::optional<CkxTiXmlDocument> document = CkxTiXmlDocument::Parse(text);
+  if (!document) return FailDocument(ClassName(), "ERROR: Parse failed.");
+  if (!document->IsRoot(kAgentRoot)) return FailDocument(ClassName(), "ERROR: Cannot find /KxAgentData element");
+  if (!ValidateXml(text, *document, fileId, check)) return false;
+  const tinyxml2::XMLElement* const element = CkxTiXmlUtil::Child(document->Root(), "FileOrigin");
+  if (element == nullptr) return FailDocument(ClassName(), "ERROR: Cannot find /FileOrigin element");
+  return origin.FromXml(*element);
 }

@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 
+class CkxFileOrigin;
 class CkxTiXmlDocument;
 
 class CkxSupFileDataUtil {
@@ -43,7 +44,16 @@ class CkxSupFileDataUtil {
   static bool IsSigned(std::string_view text, std::string_view stored, const std::string& id, EkxSignatureCheck check,
                        std::string_view scope, const Reasons& reasons);
 
-  // --- the agent's documents ---
+  // --- the agent's documents: <KxAgentData kxDataId="..."><FileOrigin .../></KxAgentData> ---
+
+  static constexpr const char* kAgentRoot = "KxAgentData";
+
+  /// The document of a file's origin, signed, without the part about the file itself.
+  static bool OriginToStr(const CkxFileOrigin& origin, uint64_t fileId, std::string& text,
+                          EkxSignatureForm form = EkxSignatureForm::Keyed);
+
+  /// False, with nothing changed, for what is no such document, and for one that does not hold for that file.
+  static bool OriginFromStr(std::string_view text, uint64_t fileId, EkxSignatureCheck check, CkxFileOrigin& origin);
 
   /// Signs `document`, of which kxDataId becomes the root's first attribute, and prints it.
   static bool XmlToStr(CkxTiXmlDocument& document, uint64_t fileId, std::string& text,
