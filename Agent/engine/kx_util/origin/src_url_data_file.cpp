@@ -4,6 +4,7 @@
 
 #include "Agent/engine/kx_util/origin/data_signature.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
+#include "Common_CPP/util/nt_status.h"
 #include "Common_CPP/util/trace.h"
 
 namespace {
@@ -11,25 +12,17 @@ namespace {
 /// The system's error code for what the calls of attributes answer, as it is known from other lines of a log.
 uint32_t ErrorOfStatus(long status) {
   constexpr struct {
-    uint32_t status;
+    long status;
     uint32_t error;
   } kErrors[] = {
-      {0xC0000008, 6},     // an invalid handle
-      {0xC000000D, 87},    // an invalid parameter
-      {0xC000000F, 2},     // no such file
-      {0xC0000022, 5},     // access denied
-      {0xC0000034, 2},     // no such name
-      {0xC000003A, 3},     // no such folder
-      {0xC0000043, 32},    // shared with somebody
-      {0xC000004F, 282},   // a file system without attributes
-      {0xC0000050, 255},   // too large
-      {0xC0000052, 1392},  // none on the file
-      {0xC000007F, 112},   // a full disk
-      {0xC000009A, 1450},  // no resources
-      {0xC00000BB, 50},    // not supported
+      {kKxStatusInvalidHandle, 6},        {kKxStatusInvalidParameter, 87},  {kKxStatusNoMemory, 8},
+      {kKxStatusAccessDenied, 5},         {kKxStatusObjectNameNotFound, 2}, {kKxStatusObjectPathNotFound, 3},
+      {kKxStatusSharingViolation, 32},    {kKxStatusEasNotSupported, 282},  {kKxStatusEaTooLarge, 255},
+      {kKxStatusNoEasOnFile, 1392},       {kKxStatusEaCorrupt, 1392},       {kKxStatusDiskFull, 112},
+      {kKxStatusMediaWriteProtected, 19}, {kKxStatusNotSupported, 50},
   };
   for (const auto& known : kErrors) {
-    if (KxStatus_Of(known.status) == status) return known.error;
+    if (known.status == status) return known.error;
   }
   return 317;  // "no message for it", as the system says
 }
