@@ -106,23 +106,29 @@ void CkxFileOrigin::_SetParentInstaller() {
   if (!_installer.IsEmpty()) _installer.SelectParentInstaller(_parentInstaller);
 }
 
-/// Who writes a file must not get rid of its origin by what it is called with: arguments go first, from the process
-/// furthest from the file, then processes.
+/// Who writes a file must not get rid of its origin by what it is called with, or says of itself: such texts go first,
+/// from the process furthest from the file on, then processes, and at last a path that nobody can keep.
 void CkxFileOrigin::_FitIntoXml() {
+  using Facts = SkxFileSrcProcessFacts;
   const auto fits = [this] {
-    const std::optional<std::string> text = KxSourceXml_Text(kOriginElement, *this);
+    const std::optional<std::string> text = KxSourceXml_Text(kOriginElement, *this, {false, false});
     return text && text->size() <= kMaxKeptBytes;
   };
   CkxFileSrcInstaller* const furthestFirst[] = {&_parentInstaller, &_installer};
-  for (CkxFileSrcInstaller* const installer : furthestFirst) {
-    std::vector<CkxFileSrcProcess>& chain = installer->Processes();
-    for (auto process = chain.rbegin(); process != chain.rend() && !fits(); ++process) {
-      process->Facts().arguments.clear();
+  const auto cut = [&](auto shorten) {
+    for (CkxFileSrcInstaller* const installer : furthestFirst) {
+      std::vector<CkxFileSrcProcess>& chain = installer->Processes();
+      for (auto process = chain.rbegin(); process != chain.rend() && !fits(); ++process) shorten(process->Facts());
     }
-  }
+  };
+  cut([](Facts& facts) { facts.arguments.clear(); });
+  cut([](Facts& facts) {
+    for (KxWString* const said : {&facts.fileDescription, &facts.productName, &facts.serviceNames}) said->clear();
+  });
   for (CkxFileSrcInstaller* const installer : furthestFirst) {
     while (installer->Processes().size() > 1 && !fits()) installer->Processes().pop_back();
   }
+  cut([](Facts& facts) { facts.path = kUnknown; });
 }
 
 const CkxFileSrcInstaller& CkxFileOrigin::SourceInstaller() const {
