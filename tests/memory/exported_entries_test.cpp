@@ -1,10 +1,13 @@
 // What callers reach holds when there is no memory: each entry is called with each of its allocations failing in turn,
 // once and for good. Nothing is thrown, nothing leaks, and the answer is the right one, or false with the fault noted.
 #include <gtest/gtest.h>
+#include <kx_util/drv_xml_data.h>
 #include <kx_util/evaluation_observer.h>
 #include <kx_util/ext_file_attributes.h>
 #include <kx_util/kx_util.h>
 #include <kx_util/shared_policy_kinds.h>
+#include <kx_util/src_email_data.h>
+#include <kx_util/src_url_data.h>
 #include <kx_util/target_info_kinds.h>
 #include <kx_util/token_policy_data.h>
 
@@ -19,6 +22,7 @@
 #include "tests/memory/failing_memory.h"
 #include "tests/support/ea_folder.h"
 #include "tests/support/policy_questions.h"
+#include "tests/support/secret_scope.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/workstation_image.h"
 
@@ -421,6 +425,77 @@ TEST(NoMemory, AttributesOfAFile) {
   sweep("deleted by a part of it", [&] { return Ea::DeleteFromFileByPrefix(path, "agent"); });
   sweep("all deleted", [&] { return Ea::DeleteAllFromFile(path); });
   Ea::SetDrvEaHelper(nullptr);
+}
+
+TEST(NoMemory, SignedRecords) {
+  const CkxSecretScope secrets({"the key of today.....", "the key of yesterday."});
+  const KxWString uri = KXW("https://example.com/") + KxWString(60, 'u');
+  std::vector<unsigned char> record;
+  ASSERT_TRUE(CkxSrcUrlData(uri).ToBytes(record));
+  const std::string plain = "<KxDrvData version=\"1\" kxDataId=\"\"><FileCreate time=\"1\"><Path>" +
+                            std::string(60, 'p') + "</Path></FileCreate><Process order=\"0\"><Ipv6>" +
+                            std::string(32, 'a') + "</Ipv6></Process></KxDrvData>";
+  std::string document = plain;
+  ASSERT_TRUE(CkxDrvXmlData::Sign(document, 1));
+  CkxDrvXmlData driver;
+  ASSERT_TRUE(driver.FromXml(document, 1));
+  CkxSrcEmailData email;
+  email.senderAddress = KxWString(60, 'a');
+  std::string xml;
+  ASSERT_TRUE(email.ToXml(xml));
+
+  const auto held = [](bool done, const CkxUtilStr& text) {
+    EXPECT_EQ(text.IsEmpty(), !done) << "half a record";
+    return done ? Answer(KxText_ToUtf8(text.View())) : Answer();
+  };
+  const std::pair<const char*, Entry> entries[] = {
+      {"a URI is signed",
+       [&](Trial& trial) {
+         CkxSrcUrlData data(uri);
+         std::vector<unsigned char> made;
+         const bool done = trial.During([&] { return data.ToBytes(made); });
+         EXPECT_EQ(made.empty(), !done);
+         return done ? Answer(std::string(made.begin(), made.end())) : Answer();
+       }},
+      {"a URI is read",
+       [&](Trial& trial) {
+         CkxSrcUrlData data;
+         const bool done = trial.During([&] { return data.FromBytes(record, EkxSignatureCheck::OlderToo); });
+         return held(done, data.Uri());
+       }},
+      {"a document is signed",
+       [&](Trial& trial) {
+         std::string text = plain;
+         const bool done = trial.During([&] { return CkxDrvXmlData::Sign(text, 1); });
+         EXPECT_EQ(text == plain, !done);
+         return done ? Answer(text) : Answer();
+       }},
+      {"a document is read",
+       [&](Trial& trial) {
+         CkxDrvXmlData data;
+         const bool done = trial.During([&] { return data.FromXml(document, 1, EkxSignatureCheck::OlderToo); });
+         EXPECT_EQ(data.IsEmpty(), !done);
+         return YesOrNothing(done);
+       }},
+      {"a process of it",
+       [&](Trial& trial) {
+         SkxDrvProcessInfo info;
+         const bool done = trial.During([&] { return driver.GetProcessInfo(0, info); });
+         return held(done, info.address);
+       }},
+      {"an e-mail is written",
+       [&](Trial& trial) {
+         std::string text;
+         return trial.During([&] { return email.ToXml(text); }) ? Answer(text) : Answer();
+       }},
+      {"an e-mail is read",
+       [&](Trial& trial) {
+         CkxSrcEmailData data;
+         const bool done = trial.During([&] { return data.FromXml(xml); });
+         return held(done, data.senderAddress);
+       }},
+  };
+  for (const auto& [name, entry] : entries) Sweep(name, entry, 1);
 }
 
 }  // namespace

@@ -42,7 +42,7 @@ std::vector<unsigned char> BytesOfRequest(CkxJsonObject& in, const char* key) {
 }
 
 /// `facts` are what was read; `isRead` false leaves none.
-ordered_json Verified(bool isRead, EkxSignatureCheck check, ordered_json facts) {
+ordered_json Verified(bool isRead, EkxSignatureCheck check, const ordered_json& facts) {
   ordered_json answer = ordered_json::object();
   if (check != EkxSignatureCheck::None) answer["valid"] = isRead;
   answer.update(facts);

@@ -1,7 +1,11 @@
 // Whoever calls from outside may hand in nothing where a pointer is asked for: that is no crash, and no answer.
 #include <gtest/gtest.h>
+#include <kx_util/drv_xml_data.h>
 #include <kx_util/kx_util.h>
+#include <kx_util/secret_provider.h>
 #include <kx_util/shared_policies_data.h>
+#include <kx_util/src_email_data.h>
+#include <kx_util/src_url_data.h>
 #include <kx_util/update_policies_notifyer.h>
 
 #include "tests/support/recorded_facts.h"
@@ -34,6 +38,24 @@ TEST(NullArguments, OfQuestions) {
   EXPECT_EQ(nothing.GetHashStringUsing(nullptr), nullptr);
   EXPECT_EQ(nothing.GetVersionInfo(nullptr), nullptr);
   RegExpTestW(nullptr, nullptr, nullptr, 0);
+}
+
+TEST(NullArguments, OfRecordsOfOrigins) {
+  const WCHAR* const nowhere = nullptr;
+  void* const noFile = nullptr;
+  CkxSrcUrlData uri(KXW("a:b"));
+  CkxSrcEmailData email;
+  CkxDrvXmlData driver;
+  CkxFileSecretProvider secrets;
+  bool isOlder = true;
+  EXPECT_FALSE(uri.ToFile(nowhere) || uri.ToFile(noFile));
+  EXPECT_FALSE(uri.FromFile(nowhere) || uri.FromFile(noFile) || uri.FromFileMigration(nowhere, isOlder) || isOlder);
+  EXPECT_FALSE(CkxSrcUrlData::DeleteFromFile(nowhere) || CkxSrcUrlData::OverwriteSignature(nowhere));
+  EXPECT_FALSE(uri.FromBytes({}, EkxSignatureCheck::None));
+  email.senderAddress = KXW("a");
+  EXPECT_FALSE(email.ToFile(nowhere) || email.FromFile(nowhere) || email.FromXml({}));
+  EXPECT_FALSE(driver.FromXml({}, nowhere) || driver.FromXml({}, uint64_t{1}));
+  EXPECT_EQ(secrets.ReadKey(nowhere), EkxSecretStatus::Unreadable);
 }
 
 TEST(NullArguments, OfCallbacksAndContexts) {
