@@ -1,5 +1,5 @@
-// origin convert over streams of one length and of a hundred times that: what a line costs, in a plain copy of the
-// stream, and how much memory the longer stream takes beyond the shorter one.
+// origin convert over a stream and over one a hundred times as long: lines a second, and how much memory the longer one
+// takes beyond the shorter.
 #include <sys/resource.h>
 
 #include <sstream>
