@@ -1,5 +1,6 @@
-// Input: a byte that says which class of record, then XML. What is read is written the same way ever after, in XML and
+// Input: a digit that says which class of record, then XML. What is read is written the same way ever after, in XML and
 // through JSON; and whatever it holds can be asked for.
+#include <kx_util/src_email_data.h>
 #include <nlohmann/json.hpp>
 
 #include <cstdlib>
@@ -60,32 +61,46 @@ void ReadAndWrite(std::string_view xml, const char* element) {
   Require(KxSourceXml_Text(element, fromJson) == written);
 }
 
+void ReadEmail(std::string_view xml) {
+  CkxSrcEmailData email, again;
+  std::string written, rewritten;
+  if (!email.FromXml(xml)) {
+    Require(email.senderAddress.IsEmpty() && email.receivedTime == 0);
+    return;
+  }
+  Require(!email.senderAddress.IsEmpty() && email.ToXml(written));
+  Require(again.FromXml(written) && again.ToXml(rewritten) && rewritten == written);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
   if (size == 0) return 0;
   const std::string_view xml(reinterpret_cast<const char*>(data) + 1, size - 1);
-  switch (data[0] % 8) {
-    case 0:
+  switch (data[0]) {
+    case '0':
       ReadAndWrite<CkxFileOrigin>(xml, "FileOrigin");
       break;
-    case 1:
+    case '1':
       ReadAndWrite<CkxFileSrcProcess>(xml, "Process");
       break;
-    case 2:
+    case '2':
       ReadAndWrite<CkxFileSrcParentInstaller>(xml, "ParentInstaller");
       break;
-    case 3:
+    case '3':
       ReadAndWrite<CkxFileSrcPackage>(xml, "Package");
       break;
-    case 4:
+    case '4':
       ReadAndWrite<CkxFileSrcUser>(xml, "User");
       break;
-    case 5:
+    case '5':
       ReadAndWrite<SkxFileSrcFile>(xml, "File");
       break;
-    case 6:
+    case '6':
       ReadAndWrite<SkxFileSrcCopySource>(xml, "CopyData");
+      break;
+    case '7':
+      ReadEmail(xml);
       break;
     default:
       CkxFileOrigin origin;
