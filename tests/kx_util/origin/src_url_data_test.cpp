@@ -12,7 +12,7 @@
 namespace {
 
 constexpr const char* kDeserialize = "ERROR: Failed to deserialize data.";
-constexpr const char* kIntegrity = "ERROR: Integrity check failed for signature";
+constexpr const char* kUriIntegrity = "ERROR: Integrity check failed for signature";
 constexpr const char* kNoKey = "ERROR: Failed to get expected signature.";
 constexpr const char* kNoPhrase = "ERROR: Failed to get expected signature in fall back";
 
@@ -85,9 +85,9 @@ TEST(SrcUrlData, EveryChangeIsRefused) {
         other[at] ^= static_cast<unsigned char>(flip);
         const std::string refusal = Refusal(other);
         if (at >= 4 && at < zero) {  // of the URI: it may be no UTF-8 any more
-          EXPECT_THAT(refusal, testing::AnyOf(kDeserialize, kIntegrity)) << at;
+          EXPECT_THAT(refusal, testing::AnyOf(kDeserialize, kUriIntegrity)) << at;
         } else {
-          EXPECT_EQ(refusal, at < zero + 5 ? kDeserialize : kIntegrity) << at;
+          EXPECT_EQ(refusal, at < zero + 5 ? kDeserialize : kUriIntegrity) << at;
         }
       }
     }
@@ -106,11 +106,11 @@ TEST(SrcUrlData, WhichRecordsAreRead) {
       {"by the key of today", UriRecord(kKeyed), EkxSignatureCheck::KeyedAlone, ""},
       {"by the key before", UriRecord(kOtherKeyed), EkxSignatureCheck::KeyedAlone, ""},
       {"older", UriRecord(kOlder), EkxSignatureCheck::OlderToo, ""},
-      {"older, once they are not believed", UriRecord(kOlder), EkxSignatureCheck::KeyedAlone, kIntegrity},
-      {"the beginning of a keyed one", UriRecord(kKeyed.substr(0, 40)), EkxSignatureCheck::OlderToo, kIntegrity},
+      {"older, once they are not believed", UriRecord(kOlder), EkxSignatureCheck::KeyedAlone, kUriIntegrity},
+      {"the beginning of a keyed one", UriRecord(kKeyed.substr(0, 40)), EkxSignatureCheck::OlderToo, kUriIntegrity},
       {"an older one with bytes behind", UriRecord(kOlder + kOlder.substr(0, 24)), EkxSignatureCheck::OlderToo,
-       kIntegrity},
-      {"not signed", UriRecord(""), EkxSignatureCheck::OlderToo, kIntegrity},
+       kUriIntegrity},
+      {"not signed", UriRecord(""), EkxSignatureCheck::OlderToo, kUriIntegrity},
       {"not signed, and not looked at", UriRecord(""), EkxSignatureCheck::None, ""},
       {"no URI", UriRecord(zero, FromHex(kKeyed)), EkxSignatureCheck::None, kDeserialize},
       {"no zero either", UriRecord("", FromHex(kKeyed)), EkxSignatureCheck::None, kDeserialize},
@@ -183,18 +183,18 @@ TEST(SrcUrlData, AsTheMachineIsConfigured) {
 
   EXPECT_EQ(older(), "") << "nothing is said";
   ASSERT_TRUE(KxRegistry_SetNumber(agent, allow, 0));
-  EXPECT_EQ(older(), kIntegrity);
+  EXPECT_EQ(older(), kUriIntegrity);
   EXPECT_EQ(Refusal(UriRecord(kKeyed), EkxSignatureCheck::AsConfigured), "");
   EXPECT_EQ(Refusal(UriRecord(kOlder), EkxSignatureCheck::OlderToo), "") << "who asks for it";
   ASSERT_TRUE(KxRegistry_SetNumber(agent, allow, 1));
   EXPECT_EQ(older(), "");
   ASSERT_TRUE(KxRegistry_SetText(agent, allow, KXW("1")));
-  EXPECT_EQ(older(), kIntegrity) << "no number: it cannot be told";
+  EXPECT_EQ(older(), kUriIntegrity) << "no number: it cannot be told";
   ASSERT_TRUE(KxRegistry_Remove(agent, allow));
   ASSERT_TRUE(KxRegistry_SetText(upgrade, status, KXW("Started")));
   EXPECT_EQ(older(), "");
   ASSERT_TRUE(KxRegistry_SetText(upgrade, status, KXW("Completed")));
-  EXPECT_EQ(older(), kIntegrity);
+  EXPECT_EQ(older(), kUriIntegrity);
   ASSERT_TRUE(KxRegistry_Remove(upgrade, status));
   EXPECT_EQ(older(), "");
 }

@@ -19,8 +19,8 @@ constexpr size_t kMaxKeptBytes = 65000;
 constexpr size_t kMaxEventBytes = 1024 * 1024;
 constexpr int kMaxEventDepth = 64;
 
-constexpr const WCHAR* kRemote = KXW("REMOTE");
-constexpr const WCHAR* kUnknown = KXW("UNKNOWN");
+constexpr const WCHAR* kRemotePlace = KXW("REMOTE");
+constexpr const WCHAR* kUnknownPath = KXW("UNKNOWN");
 
 /// A process as the driver saw it. One that wrote on behalf of another machine has the file from there.
 CkxFileSrcProcess ProcessOf(const SkxDrvProcessInfo& info) {
@@ -29,10 +29,10 @@ CkxFileSrcProcess ProcessOf(const SkxDrvProcessInfo& info) {
   facts.multiFileCreator = info.multiFileCreator;
   facts.path = CkxTiXmlUtil::Writable(info.path.View());
   if (!info.share.IsEmpty()) {
-    facts.locationType = kRemote;
-    const CkxTextView machine = info.address.IsEmpty() ? CkxTextView(kUnknown) : info.address.View();
+    facts.locationType = kRemotePlace;
+    const CkxTextView machine = info.address.IsEmpty() ? CkxTextView(kUnknownPath) : info.address.View();
     facts.copySource.path = KXW("\\\\") + machine.ToString() + KXW("\\") + CkxTiXmlUtil::Writable(info.share.View());
-    facts.copySource.locationType = kRemote;
+    facts.copySource.locationType = kRemotePlace;
   }
   return CkxFileSrcProcess(std::move(facts));
 }
@@ -128,7 +128,7 @@ void CkxFileOrigin::_FitIntoXml() {
   for (CkxFileSrcInstaller* const installer : furthestFirst) {
     while (installer->Processes().size() > 1 && !fits()) installer->Processes().pop_back();
   }
-  cut([](Facts& facts) { facts.path = kUnknown; });
+  cut([](Facts& facts) { facts.path = kUnknownPath; });
 }
 
 const CkxFileSrcInstaller& CkxFileOrigin::SourceInstaller() const {
@@ -211,6 +211,6 @@ bool CkxFileOrigin::FromDrvData(const CkxDrvXmlData& data, const KxOriginLookup&
     if (installer.Processes().empty()) return Refuse("ERROR: The driver saw no process");
     CkxUtilStr path;
     data.GetOriginalPath(path);
-    return FillFromInstaller(path.IsEmpty() ? CkxTextView(kUnknown) : path.View(), std::move(installer));
+    return FillFromInstaller(path.IsEmpty() ? CkxTextView(kUnknownPath) : path.View(), std::move(installer));
   });
 }

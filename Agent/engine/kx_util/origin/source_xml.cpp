@@ -3,7 +3,7 @@
 namespace {
 
 constexpr const WCHAR* kLocalShare = KXW("LOCALSHARE");
-constexpr const WCHAR* kHashMark = KXW("##");
+constexpr const WCHAR* kHashSeparator = KXW("##");
 
 /// How the system's own account is shown to people; some have written it down so.
 constexpr const WCHAR* kSystemAccount = KXW("NT AUTHORITY\\SYSTEM");
@@ -23,7 +23,7 @@ void CkxSourceXmlOut::CopySource(const SkxFileSrcCopySource& source) {
 }
 
 void CkxSourceXmlOut::Hash(CkxTextView hash) {
-  const size_t mark = KxText_Find(hash, kHashMark, true);
+  const size_t mark = KxText_Find(hash, kHashSeparator, true);
   if (mark == CkxTextView::npos) return;
   Text("hash", hash.Part(mark + 2));
   Text("hashAlgorithm", hash.Part(0, mark));
@@ -46,7 +46,7 @@ void CkxSourceXmlIn::Hash(KxWString& hash) {
   KxWString digits, algorithm;
   Text("hash", digits);
   Text("hashAlgorithm", algorithm);
-  if (!digits.empty() || !algorithm.empty()) hash = algorithm + kHashMark + digits;
+  if (!digits.empty() || !algorithm.empty()) hash = algorithm + kHashSeparator + digits;
 }
 
 void CkxSourceXmlIn::Sid(const char* name, std::optional<CkxSid>& sid) {
