@@ -416,7 +416,7 @@ TEST_F(FakedExtFileAttributes, AnswersThatAreNoRecords) {
   EXPECT_EQ(size, 7u);
   EXPECT_EQ(Ea::GetEaSize(Path()), 0u);
   EXPECT_THAT(trace.Texts(),
-              Contains("KXT_ERROR CkxExtFileAttributes: ERROR: Query FileEaInformation failed, Status=0xC0000001"));
+              Contains("KXT_ERROR CkxExtFileAttributes: ERROR: Query FileEaInformation failed. Status=0xC0000001"));
 }
 
 }  // namespace

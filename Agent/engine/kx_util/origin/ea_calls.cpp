@@ -128,14 +128,16 @@ long KxEa_Delete(intptr_t file, const char* name) {
   const bool byDriver = isKernel && CkxExtFileAttributes::DrvSetEnabled();
   long status = byDriver ? DriverStatus(file, record) : KxNativeEa().set(file, record);
   if (status == kKxStatusNoEasOnFile) status = kKxStatusSuccess;
-  if (status >= 0 && isKernel && !IsGone(file, text)) status = kKxStatusAccessDenied;
+  if (status >= 0 && isKernel && !byDriver && !IsGone(file, text)) status = kKxStatusAccessDenied;
   return status < 0 ? KxEa_Fail(status, "ERROR: DeleteFromFile failed. EaName=[", text, "]") : status;
 }
 
 long KxEa_Size(intptr_t file, uint32_t& bytes) {
   if (file == -1) return InvalidParameters(file, "");
   const long status = KxNativeEa().querySize(file, bytes);
-  return status < 0 ? KxEa_Fail(status, "ERROR: Query FileEaInformation failed") : status;
+  if (status >= 0) return status;
+  KxTrace(EkxTraceLevel::Error, kKxEaScope, "ERROR: Query FileEaInformation failed. Status=", KxStatus_Text(status));
+  return status;
 }
 
 long KxEa_RequireList(std::span<const unsigned char> bytes) {
