@@ -4,6 +4,7 @@
 #include <kx_util/drv_xml_data.h>
 #include <kx_util/evaluation_observer.h>
 #include <kx_util/ext_file_attributes.h>
+#include <kx_util/file_origin.h>
 #include <kx_util/kx_util.h>
 #include <kx_util/shared_policy_kinds.h>
 #include <kx_util/src_email_data.h>
@@ -493,6 +494,46 @@ TEST(NoMemory, SignedRecords) {
          CkxSrcEmailData data;
          const bool done = trial.During([&] { return data.FromXml(xml); });
          return held(done, data.senderAddress);
+       }},
+  };
+  for (const auto& [name, entry] : entries) Sweep(name, entry, 1);
+}
+
+TEST(WithoutMemory, OriginsAreWholeOrNot) {
+  const CkxTargetDocument document = CkxTargetDocument::Parse(
+      R"({"kind":"process","path":"C:\\a.exe","user":{"sid":"S-1-5-18","groups":["S-1-1-0"]},"commandLine":"a /long-enough-to-be-in-memory",
+          "origin":{"installer":{"installTime":1,"processes":[{"wellKnown":"chrome"}],"package":{"type":3,"path":"C:\\package-of-a-long-name.msi"}}},
+          "parent":{"kind":"process","path":"C:\\Windows\\explorer.exe"}})");
+  const auto& writer = static_cast<const CkxTargetInfoProcess&>(document.Target());
+  CkxFileOrigin origin;
+  std::string xml;
+  ASSERT_TRUE(origin.FillFromProcess(KXW("C:\\file-of-a-long-name.exe"), writer, 5) && origin.ToXml(xml));
+  const auto written = [](const CkxFileOrigin& one) {
+    std::string text;
+    EXPECT_TRUE(one.ToXml(text));
+    return text;
+  };
+  const std::string nothing = written(CkxFileOrigin());
+  const std::pair<const char*, Entry> entries[] = {
+      {"an origin is filled",
+       [&](Trial& trial) {
+         CkxFileOrigin filled;
+         const bool done =
+             trial.During([&] { return filled.FillFromProcess(KXW("C:\\file-of-a-long-name.exe"), writer, 5); });
+         EXPECT_EQ(written(filled) == nothing, !done);
+         return done ? Answer(written(filled)) : Answer();
+       }},
+      {"an origin is written",
+       [&](Trial& trial) {
+         std::string text;
+         return trial.During([&] { return origin.ToXml(text); }) ? Answer(text) : Answer();
+       }},
+      {"an origin is read",
+       [&](Trial& trial) {
+         CkxFileOrigin read;
+         const bool done = trial.During([&] { return read.FromOwnXml(xml); });
+         EXPECT_EQ(written(read) == nothing, !done);
+         return done ? Answer(written(read)) : Answer();
        }},
   };
   for (const auto& [name, entry] : entries) Sweep(name, entry, 1);

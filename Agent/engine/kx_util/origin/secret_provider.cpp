@@ -81,6 +81,11 @@ void CkxSecret::Wipe() noexcept {
   _size = 0;
 }
 
+bool KxSecrets_AreInstalled() {
+  const std::lock_guard lock(providerMutex);
+  return InstalledProvider() != nullptr;
+}
+
 std::shared_ptr<const IkxSecretProvider> KxSecrets_Installed() {
   const std::lock_guard lock(providerMutex);
   if (InstalledProvider() == nullptr) {

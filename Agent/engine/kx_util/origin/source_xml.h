@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "Agent/engine/kx_util/origin/source_fields.h"
+#include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/util/text.h"
 #include "Common_CPP/xml/ti_xml_util.h"
 
@@ -186,8 +187,9 @@ bool KxSourceXml_Read(const tinyxml2::XMLElement& element, Record& record) {
   Record read;
   CkxSourceXmlIn in(element);
   KxSourceFields(in, read);
-  if (in.IsGood()) record = std::move(read);
-  return in.IsGood();
+  const bool isRead = in.IsGood() && KxFault_Current() == EkxEvaluationFault::None;
+  if (isRead) record = std::move(read);
+  return isRead;
 }
 
 /// A document of the record alone; nothing for what XML cannot hold, or could not be read back.
