@@ -255,6 +255,7 @@ ordered_json KxOriginDocument_Write(const Record& record, const SkxOriginDocumen
   return object;
 }
 
+// NOLINTBEGIN(bugprone-macro-parentheses): a type
 #define KX_RECORD_DOCUMENT(Record)                                                       \
   template void KxOriginDocument_Read(const json&, const std::string& pointer, Record&); \
   template ordered_json KxOriginDocument_Write(const Record&, const SkxOriginDocumentOptions&)
@@ -267,3 +268,4 @@ KX_RECORD_DOCUMENT(CkxFileSrcParentInstaller);
 KX_RECORD_DOCUMENT(CkxFileSrcUser);
 KX_RECORD_DOCUMENT(CkxFileSrcPackage);
 KX_RECORD_DOCUMENT(CkxFileOrigin);
+// NOLINTEND(bugprone-macro-parentheses)

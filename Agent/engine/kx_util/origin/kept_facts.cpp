@@ -25,6 +25,11 @@ std::span<const unsigned char> KeptBytes(std::string_view text) {
   return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
 }
 
+/// As operations on attributes take it.
+void* HandleOf(const CkxFileReader& file) {
+  return reinterpret_cast<void*>(file.NativeHandle());  // NOLINT(performance-no-int-to-ptr): as the system has it
+}
+
 /// Takes the next line off `text`; nothing at its end.
 std::optional<std::string_view> NextLine(std::string_view& text) {
   const size_t end = text.find('\n');
@@ -142,8 +147,7 @@ std::string CkxKeptFacts::_Bound(const char* name, const std::string& text) cons
 std::optional<std::string> CkxKeptFacts::_Read(const char* name, uint64_t maxAge) const {
   CkxFileFullEaInfo kept;
   if (!_IsBelieved()) return std::nullopt;
-  if (!CkxExtFileAttributes::GetFromFile(reinterpret_cast<void*>(_file.NativeHandle()), name, kept))
-    return std::nullopt;
+  if (!CkxExtFileAttributes::GetFromFile(HandleOf(_file), name, kept)) return std::nullopt;
   std::string text(reinterpret_cast<const char*>(kept.Value()), kept.ValueLength());
   if (KxSecrets_AreInstalled()) {
     const size_t signature = text.rfind('\n') + 1;
@@ -174,6 +178,6 @@ void CkxKeptFacts::_Write(const char* name, const std::string& lines) const {
   if (text.size() > UINT16_MAX) return;
   const std::span<const unsigned char> bytes = KeptBytes(text);
   if (kept.Set(name, bytes.data(), static_cast<unsigned short>(bytes.size()), 0)) {
-    CkxExtFileAttributes::DrvSetToFile(reinterpret_cast<void*>(_file.NativeHandle()), kept);
+    CkxExtFileAttributes::DrvSetToFile(HandleOf(_file), kept);
   }
 }
