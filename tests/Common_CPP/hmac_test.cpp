@@ -8,12 +8,12 @@
 
 namespace {
 
-using Bytes = std::vector<unsigned char>;
+using HmacBytes = std::vector<unsigned char>;
 
 /// However a text is cut in two, its digest is the published one.
 TEST(Hmac, OfPiecesAsOfTheWhole) {
-  KxTest_ForRows<Bytes, Bytes, Bytes, uint64_t>(
-      "hash/keyed.txt", [](const Bytes& key, const Bytes& text, const Bytes& digest, uint64_t published) {
+  KxTest_ForRows<HmacBytes, HmacBytes, HmacBytes, uint64_t>(
+      "hash/keyed.txt", [](const HmacBytes& key, const HmacBytes& text, const HmacBytes& digest, uint64_t published) {
         ASSERT_EQ(digest.size(), published);
         for (size_t cut = 0; cut <= text.size(); ++cut) {
           const auto made = KxHmac_Sha256(key, {std::span(text).first(cut), {}, std::span(text).subspan(cut)});
@@ -25,11 +25,11 @@ TEST(Hmac, OfPiecesAsOfTheWhole) {
 }
 
 TEST(Hmac, EqualsToTheLastByte) {
-  const Bytes digest(32, 0x5A);
-  EXPECT_TRUE(KxHmac_Equals(digest, Bytes(digest)));
+  const HmacBytes digest(32, 0x5A);
+  EXPECT_TRUE(KxHmac_Equals(digest, HmacBytes(digest)));
   EXPECT_TRUE(KxHmac_Equals({}, {}));
   for (size_t bit = 0; bit < digest.size() * 8; ++bit) {
-    Bytes other = digest;
+    HmacBytes other = digest;
     other[bit / 8] ^= static_cast<unsigned char>(1u << bit % 8);
     EXPECT_FALSE(KxHmac_Equals(digest, other)) << bit;
   }

@@ -15,12 +15,12 @@ using Bytes = std::vector<unsigned char>;
 using std::filesystem::perms;
 
 Bytes KeyOf(unsigned char n, size_t size = 20) { return Bytes(size, n); }
-Bytes BytesOf(const CkxSecret& secret) { return {secret.Bytes().begin(), secret.Bytes().end()}; }
+Bytes SecretBytes(const CkxSecret& secret) { return {secret.Bytes().begin(), secret.Bytes().end()}; }
 
 /// Key `number`, or none.
 Bytes Key(const IkxSecretProvider& provider, unsigned number) {
   CkxSecret key;
-  return provider.Key(number, key) ? BytesOf(key) : Bytes();
+  return provider.Key(number, key) ? SecretBytes(key) : Bytes();
 }
 
 /// A file that its owner alone can read, with the separator behind its folder where it has no name.
@@ -37,9 +37,9 @@ TEST(Secret, IsWipedWhereverItGoes) {
     ASSERT_TRUE(first.Assign(KeyOf(1, 3)));
     CkxSecret second(std::move(first));
     EXPECT_TRUE(first.IsEmpty());  // NOLINT(bugprone-use-after-move): is what is asked
-    EXPECT_EQ(BytesOf(second), KeyOf(1, 3));
+    EXPECT_EQ(SecretBytes(second), KeyOf(1, 3));
     ASSERT_TRUE(second.Assign(KeyOf(2, 4)));
-    EXPECT_EQ(BytesOf(second), KeyOf(2, 4));
+    EXPECT_EQ(SecretBytes(second), KeyOf(2, 4));
   }
   EXPECT_EQ(CkxWipeCapture::left, (std::vector<Bytes>{KeyOf(0, 3), KeyOf(0, 4)}));
 }
@@ -59,7 +59,7 @@ TEST(FileSecretProvider, TakesFilesOfTheRightSize) {
     EXPECT_EQ(provider.ReadPassPhrase(path.c_str()), isPhrase ? EkxSecretStatus::Taken : EkxSecretStatus::WrongSize);
     CkxSecret phrase;
     EXPECT_EQ(provider.PassPhrase(phrase), isPhrase);
-    EXPECT_EQ(BytesOf(phrase), isPhrase ? KeyOf('k', size) : Bytes());
+    EXPECT_EQ(SecretBytes(phrase), isPhrase ? KeyOf('k', size) : Bytes());
   }
   CkxFileSecretProvider provider;
   EXPECT_EQ(provider.ReadKey(folder.Text("missing").c_str()), EkxSecretStatus::Unreadable);
@@ -94,7 +94,7 @@ TEST(SystemSecretProvider, KeepsTheKeysBefore) {
   ASSERT_TRUE(system.StorePassPhrase(KeyOf('p', 1)));
   CkxSecret phrase;
   EXPECT_TRUE(system.PassPhrase(phrase));
-  EXPECT_EQ(BytesOf(phrase), KeyOf('p', 1));
+  EXPECT_EQ(SecretBytes(phrase), KeyOf('p', 1));
   EXPECT_EQ(folder.Count(), kKxMaxKeys + 1) << "and nothing beside them";
 }
 

@@ -47,7 +47,7 @@ const std::string kAnEmail =
     R"(<KxSrcEmail receivedTime="1" entryId="E" storeId="S"><Sender><SMTPAddr>a@b.example</SMTPAddr></Sender>)"
     R"(<Subject>About</Subject></KxSrcEmail>)";
 
-void ExpectSame(const CkxSrcEmailData& a, const CkxSrcEmailData& b) {
+void ExpectSameEmail(const CkxSrcEmailData& a, const CkxSrcEmailData& b) {
   EXPECT_EQ(a.receivedTime, b.receivedTime);
   EXPECT_EQ(a.entryId, b.entryId);
   EXPECT_EQ(a.storeId, b.storeId);
@@ -60,7 +60,7 @@ template <class Operation>
 std::string Said(CkxSrcEmailData& email, Operation operation) {
   const CkxTraceCapture trace;
   if (operation(email)) return "";
-  ExpectSame(email, CkxSrcEmailData());
+  ExpectSameEmail(email, CkxSrcEmailData());
   return trace.Lines().empty() ? "(no line)" : trace.Lines().back().message;
 }
 
@@ -74,7 +74,7 @@ TEST(SrcEmailData, ToTheLetterAndBack) {
         EXPECT_EQ(xml, expected);
         CkxSrcEmailData read = AnEmail();
         ASSERT_TRUE(read.FromXml(xml));
-        ExpectSame(read, email);
+        ExpectSameEmail(read, email);
       });
 }
 
@@ -104,7 +104,7 @@ TEST(SrcEmailData, BesideTheFile) {
   EXPECT_EQ(folder.Read("setup.exe.kxsrc"), kAnEmail);
   EXPECT_EQ(folder.Count(), 1u);
   EXPECT_EQ(Said(email, fromFile), "");
-  ExpectSame(email, AnEmail());
+  ExpectSameEmail(email, AnEmail());
 
   folder.Write("setup.exe.kxsrc", "");
   EXPECT_THAT(Said(email, fromFile), StartsWith("ERROR: Unexpected sender info file size."));

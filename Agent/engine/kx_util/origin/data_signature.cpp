@@ -11,17 +11,17 @@
 namespace {
 
 using Bytes = std::span<const unsigned char>;
-using Signature = std::vector<unsigned char>;
+using SignatureBytes = std::vector<unsigned char>;
 
-std::optional<Signature> KeyedSignature(Bytes data, const CkxSecret& key) {
+std::optional<SignatureBytes> KeyedSignature(Bytes data, const CkxSecret& key) {
   const std::optional<KxHmacBytes> made = KxHmac_Sha256(key.Bytes(), {data});
-  return made ? std::optional(Signature(made->begin(), made->end())) : std::nullopt;
+  return made ? std::optional(SignatureBytes(made->begin(), made->end())) : std::nullopt;
 }
 
 /// The pass phrase last: what begins with a secret could be continued by who does not know it.
-std::optional<Signature> OlderSignature(Bytes data, const CkxSecret& passPhrase) {
+std::optional<SignatureBytes> OlderSignature(Bytes data, const CkxSecret& passPhrase) {
   CkxHasher hasher(EkxHashAlgorithm::Sha1);
-  Signature made;
+  SignatureBytes made;
   const bool done = hasher.Update(data) && hasher.Update(passPhrase.Bytes()) && hasher.Finish(made);
   return done ? std::optional(std::move(made)) : std::nullopt;
 }
@@ -31,7 +31,7 @@ EkxSignatureVerdict JudgeKeyed(Bytes data, Bytes stored) {
   CkxSecret key;
   unsigned number = 0;
   for (; provider != nullptr && number < kKxMaxKeys && provider->Key(number, key); ++number) {
-    const std::optional<Signature> expected = KeyedSignature(data, key);
+    const std::optional<SignatureBytes> expected = KeyedSignature(data, key);
     if (!expected) return EkxSignatureVerdict::NoKey;
     if (KxHmac_Equals(*expected, stored)) return EkxSignatureVerdict::Holds;
   }
@@ -39,7 +39,7 @@ EkxSignatureVerdict JudgeKeyed(Bytes data, Bytes stored) {
 }
 
 EkxSignatureVerdict JudgeOlder(Bytes data, Bytes stored) {
-  const std::optional<Signature> expected = KxDataSignature_Make(data, EkxSignatureForm::Older);
+  const std::optional<SignatureBytes> expected = KxDataSignature_Make(data, EkxSignatureForm::Older);
   if (!expected) return EkxSignatureVerdict::NoPassPhrase;
   return KxHmac_Equals(*expected, stored) ? EkxSignatureVerdict::Holds : EkxSignatureVerdict::Differs;
 }
