@@ -1,5 +1,8 @@
-#include "Common_CPP/file/native_ea.h"
 #include "tests/support/ea_folder.h"
+
+#include <vector>
+
+#include "Common_CPP/file/native_ea.h"
 #include "tests/support/temp_folder.h"
 
 std::optional<std::filesystem::path> KxTest_EaFolder() {
@@ -7,7 +10,7 @@ std::optional<std::filesystem::path> KxTest_EaFolder() {
   const KxWString probe = folder.Write("probe", "");
   const SkxNativeEa& system = KxNativeEa_OfSystem();
   intptr_t file = -1;
-  alignas(4) const unsigned char record[] = {0, 0, 0, 0, 0, 1, 1, 0, 'P', 0, 7};
+  const std::vector<unsigned char> record = {0, 0, 0, 0, 0, 1, 1, 0, 'P', 0, 7};
   if (system.open(probe, KxEaWrite, file) < 0) return std::nullopt;
   const bool holds = system.set(file, record) >= 0;
   system.close(file);
