@@ -77,6 +77,16 @@ TEST(EaRecord, RefusesEachDepartureFromTheTable) {
   }
 }
 
+/// Each record by itself is one; together they are no list.
+TEST(EaRecord, RecordsWhereNoneMayBegin) {
+  const EaBytes unaligned = {13, 0, 0, 0, 0, 1, 3, 0, 'A', 0, 1, 2, 3, 0, 0, 0, 0, 0, 1, 0, 0, 'B', 0};
+  const EaBytes withinTheValue = {12, 0, 0, 0, 0, 1, 12, 0, 'A', 0, 9, 9, 0, 0, 0, 0, 0, 1, 0, 0, 'B', 0};
+  for (const EaBytes& list : {unaligned, withinTheValue}) {
+    ASSERT_TRUE(KxEaRecord_Read(list) && KxEaRecord_Read(std::span(list).subspan(list[0])));
+    EXPECT_FALSE(KxEaList_IsWellFormed(list)) << int{list[0]};
+  }
+}
+
 TEST(EaRecord, NamesFoldLikeAsciiAlone) {
   EXPECT_EQ(KxEaName_Upper("aZ{\xE4"), "AZ{\xE4");
   EXPECT_TRUE(KxEaName_Equals("KxDrvSupData", "KXDRVSUPDATA"));

@@ -5,18 +5,16 @@
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Common_CPP/file/ea_record.h"
+#include "tools/kxpolicy/answer.h"
 #include "tools/kxpolicy/ea_answer.h"
 #include "tools/kxpolicy/hex.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/json_stream.h"
-#include "tools/kxpolicy/refusal.h"
 
 namespace {
 
 using nlohmann::json;
 using nlohmann::ordered_json;
-
-ordered_json RefusedEa(const CkxRefusal& refusal) { return {{"refused", true}, {"error", refusal.Text()}}; }
 
 std::vector<unsigned char> EaBytes(CkxJsonObject& in, const char* key) {
   std::optional<std::vector<unsigned char>> bytes = KxHex_ToBytes(in.Required<std::string>(key));
@@ -75,10 +73,10 @@ ordered_json EncodeEa(CkxJsonObject& in) {
   const CkxRefusal refusal;
   std::vector<unsigned char> record;
   if (const json* const records = in.Find("records")) {
-    if (!MakeEaList(in, *records, record)) return RefusedEa(refusal);
+    if (!MakeEaList(in, *records, record)) return KxAnswer_Refused(refusal);
   } else {
     CkxFileFullEaInfo info;
-    if (!MakeEa(in, info)) return RefusedEa(refusal);
+    if (!MakeEa(in, info)) return KxAnswer_Refused(refusal);
     record.assign(info.Record(), info.Record() + info.Size());
   }
   return {{"record", KxHex_FromBytes(record)}};
@@ -88,7 +86,8 @@ ordered_json DecodeEa(CkxJsonObject& in) {
   const std::vector<unsigned char> record = EaBytes(in, "record");
   const CkxRefusal refusal;
   CkxExtFileAttributes list;
-  if (!list.LoadAllFromBuffer(record.data(), static_cast<unsigned long>(record.size()))) return RefusedEa(refusal);
+  if (!list.LoadAllFromBuffer(record.data(), static_cast<unsigned long>(record.size())))
+    return KxAnswer_Refused(refusal);
   ordered_json entries = ordered_json::array();
   CkxFileFullEaInfo info;
   for (auto at = list.GetHeadPosition(); at != nullptr && list.GetNext(at, info, false);) {
@@ -102,10 +101,8 @@ KxVerbAction DeclareEaStream(const CkxVerbOptions& verb, ordered_json (*answer)(
   verb.Add("requests", *requests, "Requests, one a line; - for standard input, the default");
   return [requests, answer](SkxStreams& streams) {
     CkxInput input(*requests, streams.in);
-    return KxJsonStream_Run(input.Stream(), streams, [answer](CkxJsonObject& in) {
-      const std::string text = KxEaAnswer_Line(answer(in));
-      return text.substr(1, text.size() - 2);
-    });
+    return KxJsonStream_Run(input.Stream(), streams,
+                            [answer](CkxJsonObject& in) { return KxAnswer_Members(answer(in)); });
   };
 }
 
