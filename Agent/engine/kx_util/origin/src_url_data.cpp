@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "Agent/engine/kx_util/origin/data_signature.h"
+#include "Agent/engine/kx_util/attribute/data_signature.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/util/byte_cursor.h"
 #include "Common_CPP/util/text.h"

@@ -2,7 +2,7 @@
 #include <kx_util/ext_file_attributes.h>
 #include <kx_util/src_url_data.h>
 
-#include "Agent/engine/kx_util/origin/data_signature.h"
+#include "Agent/engine/kx_util/attribute/data_signature.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/util/nt_status.h"
 #include "Common_CPP/util/trace.h"

@@ -5,7 +5,7 @@
 #include <charconv>
 #include <span>
 
-#include "Agent/engine/kx_util/origin/data_signature.h"
+#include "Agent/engine/kx_util/attribute/data_signature.h"
 #include "Common_CPP/crypto/file_digest.h"
 #include "Common_CPP/util/text.h"
 #include "Common_CPP/util/trace.h"

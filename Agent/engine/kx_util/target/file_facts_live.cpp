@@ -3,6 +3,7 @@
 
 #include <atomic>
 
+#include "Agent/engine/kx_util/attribute/kept_facts.h"
 #include "Agent/engine/kx_util/target/app_package.h"
 #include "Agent/engine/kx_util/target/execution_level.h"
 #include "Agent/engine/kx_util/target/file_content.h"
@@ -59,6 +60,19 @@ void NoteWhatIsShort() {
 class LiveFileFacts : public IkxFileFacts {
  public:
   LiveFileFacts(CkxTextView path, void* token) : _path(path.ToString()), _token(token) {}
+
+  /// What it cost to find out is kept with the file, where the host lets that be; when nobody asks any more, since
+  /// that changes when the file was changed last.
+  ~LiveFileFacts() override {
+    if (!_hasFoundOut) return;
+    try {
+      CkxKeptFacts(_file, _status).Keep(_digests, _isSignedBySystem ? _signers : std::nullopt);
+    } catch (const std::bad_alloc&) {
+      KxTrace(EkxTraceLevel::Debug, "CkxTargetInfoFile", "No memory to keep what was found out");
+    }
+  }
+  LiveFileFacts(const LiveFileFacts&) = delete;
+  LiveFileFacts& operator=(const LiveFileFacts&) = delete;
 
   /// On a mapped drive it stays there: policies name such drives, and their shares are tried for them.
   std::optional<KxWString> RealPath() const override {
@@ -170,22 +184,35 @@ class LiveFileFacts : public IkxFileFacts {
 
   std::optional<std::vector<unsigned char>> Digest(const SkxFileDigest& digest) const {
     if (File() == nullptr || (digest.isAuthenticode && Signature() == nullptr)) return std::nullopt;
-    if (!_digests.contains(digest) && IsWithinLimit()) {
+    if (!_digests.contains(digest) && IsWithinLimit() && !IsKept(digest)) {
       const SkxPeSignature* const program = digest.isAuthenticode || _signature ? Signature() : nullptr;
       _digests.merge(KxFileDigest_Read(_file, _status.size, program != nullptr ? program->covered : SkxCoveredBytes(),
                                        WantedWith(digest, program != nullptr), SpendOnBytes));
       if (!IsUnchanged()) _digests.clear();
+      _hasFoundOut = !_digests.empty();
     }
     const auto found = _digests.find(digest);
     return found != _digests.end() ? std::optional(found->second) : std::nullopt;
   }
 
-  /// None as long as they cannot be told.
+  /// Whether the digest was kept with the file when it was computed before; asked once for all that are.
+  bool IsKept(const SkxFileDigest& digest) const {
+    if (!_areKeptSought) _digests.merge(CkxKeptFacts(_file, _status).Digests());
+    _areKeptSought = true;
+    if (!IsUnchanged()) _digests.clear();
+    return _digests.contains(digest);
+  }
+
+  /// None as long as they cannot be told. What is kept of them is by the system's own roots.
   std::optional<SkxSigners> Signers() const {
     if (!IsWithinLimit()) return SkxSigners();
+    _isSignedBySystem = CkxTrustStore::Current() == nullptr;
+    std::optional<SkxSigners> kept = _isSignedBySystem ? CkxKeptFacts(_file, _status).Signers() : std::nullopt;
+    if (kept && IsUnchanged()) return kept;
     const auto digestOf = [this](EkxHashAlgorithm algorithm) { return Digest({algorithm, Signature() != nullptr}); };
     const SkxSigners signers = KxSignature_Look({_file, _path, Signature(), digestOf, SpendOnBytes});
     if (!IsUnchanged() || KxFault_Current() != EkxEvaluationFault::None) return std::nullopt;
+    _hasFoundOut = true;
     return signers;
   }
 
@@ -237,6 +264,9 @@ class LiveFileFacts : public IkxFileFacts {
   mutable CkxFileReader _file;
   mutable SkxFileStatus _status;
   mutable KxFileDigests _digests;
+  mutable bool _areKeptSought = false;
+  mutable bool _hasFoundOut = false;       // what is to be kept
+  mutable bool _isSignedBySystem = false;  // the signers are told by its roots alone
   mutable std::optional<std::optional<SkxPeSignature>> _signature;
   mutable std::optional<EkxFileContent> _content;
   mutable std::optional<std::optional<SkxProgramFacts>> _program;

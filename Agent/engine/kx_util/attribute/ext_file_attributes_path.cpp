@@ -1,6 +1,6 @@
 // Attributes of a file by its path: the file is opened, the operation is one on the open file, and the trace says what
 // was asked of which file.
-#include "Agent/engine/kx_util/origin/ea_calls.h"
+#include "Agent/engine/kx_util/attribute/ea_calls.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/file/ea_record.h"
 #include "Common_CPP/util/text.h"

@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "Agent/engine/kx_util/origin/ea_calls.h"
+#include "Agent/engine/kx_util/attribute/ea_calls.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/file/ea_record.h"
 #include "Common_CPP/util/byte_cursor.h"

@@ -1,4 +1,4 @@
-#include "Agent/engine/kx_util/origin/ea_calls.h"
+#include "Agent/engine/kx_util/attribute/ea_calls.h"
 
 #include <algorithm>
 

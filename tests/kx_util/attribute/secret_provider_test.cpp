@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "Agent/engine/kx_util/origin/secret_provider.h"
+#include "Agent/engine/kx_util/attribute/secret_provider.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/trace_capture.h"
 #include "tests/support/wipe_capture.h"

@@ -1,6 +1,6 @@
-#include "Agent/engine/kx_util/origin/data_signature.h"
+#include "Agent/engine/kx_util/attribute/data_signature.h"
 
-#include "Agent/engine/kx_util/origin/secret_provider.h"
+#include "Agent/engine/kx_util/attribute/secret_provider.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/crypto/hash.h"
 #include "Common_CPP/crypto/hmac.h"

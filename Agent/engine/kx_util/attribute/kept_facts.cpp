@@ -1,12 +1,12 @@
-#include "Agent/engine/kx_util/origin/kept_facts.h"
+#include "Agent/engine/kx_util/attribute/kept_facts.h"
 
 #include <kx_util/ext_file_attributes.h>
 
 #include <algorithm>
 #include <charconv>
 
-#include "Agent/engine/kx_util/origin/data_signature.h"
-#include "Agent/engine/kx_util/origin/secret_provider.h"
+#include "Agent/engine/kx_util/attribute/data_signature.h"
+#include "Agent/engine/kx_util/attribute/secret_provider.h"
 #include "Common_CPP/file/kernel_ea_trust.h"
 #include "Common_CPP/util/file_time.h"
 #include "Common_CPP/util/text.h"

@@ -1,4 +1,4 @@
-#include "Agent/engine/kx_util/origin/secret_provider.h"
+#include "Agent/engine/kx_util/attribute/secret_provider.h"
 
 #include <algorithm>
 #include <mutex>
