@@ -14,6 +14,9 @@
 using WCHAR = wchar_t;
 #define KXW(text) L##text
 
+/// The system's own unsigned number of 32 bits, a type apart from uint32_t.
+using KxULong = unsigned long;
+
 // What the DLL exports. A program that links the DLL sees KX_UTIL_USES_DLL, which its CMake target defines; the static
 // library needs neither.
 #if defined(KX_UTIL_BUILDS_DLL)
@@ -27,6 +30,7 @@ using WCHAR = wchar_t;
 #else
 
 using WCHAR = char16_t;
+using KxULong = uint32_t;
 #define KXW(text) u##text
 #define KX_UTIL_API
 

@@ -120,6 +120,10 @@ class KX_UTIL_API CkxShBufPolicyConfiguration : public CkxShBufPolicyNoAction {
   const WCHAR* ConfigurationXml() const { return _configurationXml.SafeString(); }
   const WCHAR* MessagesXml() const { return _messagesXml.SafeString(); }
 
+  /// The same by their counts: the texts of a record may lack their terminators.
+  CkxTextView ConfigurationXmlView() const { return _configurationXml.View(); }
+  CkxTextView MessagesXmlView() const { return _messagesXml.View(); }
+
  private:
   CkxShBufString _configurationXml;
   CkxShBufString _messagesXml;

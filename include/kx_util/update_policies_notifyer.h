@@ -5,8 +5,8 @@
 //   notifyer.Start();
 //
 // It has the library's one thread of its own, which sleeps on the service's event and on a stop of its own, and calls
-// the subscribers, the first of which is the library's own cache of tools folders. Several publications that follow
-// each other quickly may come as one call, and one as two.
+// the subscribers, the first of which are the library's own caches: tools folders, settings, messages. Several
+// publications that follow each other quickly may come as one call, and one as two.
 //
 // Every operation may be called from any thread, and from inside a callback. On Windows the thread keeps the library
 // loaded: stop it before the library is let go of, and not from `DllMain`. At the end of the process nothing need be

@@ -5,6 +5,7 @@
 #include <functional>
 #include <queue>
 
+#include "Agent/engine/kx_util/store/configuration_search.h"
 #include "Agent/engine/kx_util/store/tools_folder.h"
 #include "Common_CPP/util/last_error.h"
 #include "tests/support/notice_wait.h"
@@ -99,12 +100,20 @@ void TellAndWait(NoticeScript& script, Counter& last) {
 TEST(UpdatePoliciesNotifyer, DropsWhatTheLibraryRemembers) {
   CkxToolsFolderCache& cache = CkxToolsFolderCache::Instance();
   cache.Save(KXW("publication"), "S-1-5-18", true);
+  auto& settings = CkxConfigurationCache<CkxSettingsDocument>::Instance();
+  auto& messages = CkxConfigurationCache<CkxMessagesDocument>::Instance();
+  settings.Save(KXW("publication"), std::make_shared<SkxKnownDocuments<CkxSettingsDocument>>());
+  messages.Save(KXW("publication"), std::make_shared<SkxKnownDocuments<CkxMessagesDocument>>());
   NoticeScript script;
   CkxUpdatePoliciesNotifyer notifyer(script.Opener());
   ASSERT_TRUE(notifyer.Start());
   EXPECT_TRUE(cache.Find(KXW("publication"), "S-1-5-18"));
+  EXPECT_TRUE(settings.Find(KXW("publication")) && messages.Find(KXW("publication")));
   script.Tell();
-  EXPECT_TRUE(KxTest_Eventually([&] { return !cache.Find(KXW("publication"), "S-1-5-18"); }));
+  EXPECT_TRUE(KxTest_Eventually([&] {
+    return !cache.Find(KXW("publication"), "S-1-5-18") && !settings.Find(KXW("publication")) &&
+           !messages.Find(KXW("publication"));
+  }));
 }
 
 TEST(UpdatePoliciesNotifyer, StartsAndStopsWithoutLosingAnything) {

@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "Agent/engine/kx_util/store/configuration_search.h"
 #include "Agent/engine/kx_util/store/live_policy_source.h"
 #include "Agent/engine/kx_util/store/tools_folder.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
@@ -87,6 +88,13 @@ class Subscribers {
   std::thread::id _caller;
 };
 
+/// What the library itself remembers of a publication.
+void DropOwnCaches() {
+  CkxToolsFolderCache::Instance().Drop();
+  CkxConfigurationCache<CkxSettingsDocument>::Instance().Drop();
+  CkxConfigurationCache<CkxMessagesDocument>::Instance().Drop();
+}
+
 /// From a start to a stop.
 struct NotifyerRun {
   std::unique_ptr<IkxNoticeWaiter> waiter;
@@ -136,7 +144,7 @@ CkxUpdatePoliciesNotifyer::CkxUpdatePoliciesNotifyer(KxOpenWaiter open)
     : _state(KxEntry(std::unique_ptr<State>(), [] { return std::make_unique<State>(); })) {
   if (_state == nullptr) return;
   _state->open = std::move(open);
-  AddSubscriber([](void* /*context*/) { CkxToolsFolderCache::Instance().Drop(); }, nullptr);
+  AddSubscriber([](void* /*context*/) { DropOwnCaches(); }, nullptr);
 }
 
 CkxUpdatePoliciesNotifyer::~CkxUpdatePoliciesNotifyer() { Stop(); }
