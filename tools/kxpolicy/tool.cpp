@@ -33,7 +33,13 @@ constexpr std::array<SkxVerb, 7> kEaVerbs = {{
 }};
 constexpr SkxVerbGroup kEa = {kEaVerbs};
 
-constexpr std::array<SkxVerb, 12> kVerbs = {{
+constexpr std::array<SkxVerb, 2> kConfigVerbs = {{
+    {"get", "One of them, or each that a stream asks for", KxVerb_ConfigGet},
+    {"list", "All that have a value", KxVerb_ConfigList},
+}};
+constexpr SkxVerbGroup kConfig = {kConfigVerbs};
+
+constexpr std::array<SkxVerb, 14> kVerbs = {{
     {"compile", "Policy documents into an image", KxVerb_Compile},
     {"check", "Errors in an image or in policy documents, and what cannot have been meant", KxVerb_Check},
     {"show", "The records of an image", KxVerb_Show},
@@ -43,6 +49,8 @@ constexpr std::array<SkxVerb, 12> kVerbs = {{
     {"record", "A result record as JSON", KxVerb_Record},
     {"origin", "The records of where files come from", nullptr, &kOrigin},
     {"ea", "Extended attributes, which are kept with files", nullptr, &kEa},
+    {"config", "The settings that configuration policies carry", nullptr, &kConfig},
+    {"message", "The texts of messages that configuration policies carry", KxVerb_Message},
     {"publish", "An image into the live sections of this machine", KxVerb_Publish},
     {"unpublish", "What is published, out again", KxVerb_Unpublish},
     {"serve", "The agent's part, from an image: publishes, answers, follows the image", KxVerb_Serve},
