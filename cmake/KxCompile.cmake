@@ -37,6 +37,9 @@ if(WIN32)
   target_compile_definitions(kx_settings INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00)
 endif()
 if(MINGW)
+  # GCC takes its own copy of an inline function for the one that is linked, and by that which registers it leaves alone:
+  # on Windows the linker takes another file's copy, which may not. Searches for texts have failed by that.
+  add_compile_options(-fno-ipa-ra)
   # Several files compiled as one have more sections than the older form of object files has room for.
   target_compile_options(kx_settings INTERFACE -Wa,-mbig-obj)
   # An executable runs alone, without the compiler's DLLs beside it.
