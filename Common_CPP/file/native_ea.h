@@ -26,6 +26,9 @@ struct SkxNativeEa {
   long (*open)(CkxTextView path, unsigned access, intptr_t& file);
   void (*close)(intptr_t file);  ///< leaves the thread's last error as it is
 
+  /// What the volume tells the open file from all others by, whatever its name.
+  long (*fileId)(intptr_t file, uint64_t& id);
+
   /// Applies each record of a list in its order; an empty value removes the attribute, also one that is not there.
   long (*set)(intptr_t file, Bytes list);
 

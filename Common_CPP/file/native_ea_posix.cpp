@@ -44,6 +44,13 @@ long OpenEaFile(CkxTextView path, unsigned access, intptr_t& file) {
 
 void CloseEaFile(intptr_t file) { CkxDescriptor(EaFd(file)).Close(); }
 
+long FileIdOfEaFile(intptr_t file, uint64_t& id) {
+  struct stat native {};
+  if (fstat(EaFd(file), &native) != 0) return KxXattr_StatusOfErrno();
+  id = native.st_ino;
+  return kKxStatusSuccess;
+}
+
 /// The kernel's attributes can be removed by anybody who may write the file, and set by nobody.
 long SetOne(int file, const SkxEaRecord& record) {
   if (!KxEaName_IsValid(record.name)) return kKxStatusInvalidEaName;
@@ -142,7 +149,7 @@ long SetKernelEa(void* file, const void* record, unsigned long size) {
 
 const SkxNativeEa& KxNativeEa_OfSystem() {
   static constexpr SkxNativeEa kTable = {
-      OpenEaFile,        CloseEaFile,         SetEas,       QueryEas,   QueryEaSize, IsEaFileReadOnly,
-      SetEaFileReadOnly, AreKernelEasCurrent, HasKernelEas, SetKernelEa};
+      OpenEaFile,       CloseEaFile,       FileIdOfEaFile,      SetEas,       QueryEas,   QueryEaSize,
+      IsEaFileReadOnly, SetEaFileReadOnly, AreKernelEasCurrent, HasKernelEas, SetKernelEa};
   return kTable;
 }

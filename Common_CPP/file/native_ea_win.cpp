@@ -88,6 +88,14 @@ long OpenEaFile(CkxTextView path, unsigned access, intptr_t& file) {
 
 void CloseEaFile(intptr_t file) { CkxHandle(EaHandle(file)).Close(); }
 
+/// Of the index in the volume the low 64 bits, where a file system has more of them.
+long FileIdOfEaFile(intptr_t file, uint64_t& id) {
+  BY_HANDLE_FILE_INFORMATION info{};
+  if (!GetFileInformationByHandle(EaHandle(file), &info)) return EaStatusOfLastError();
+  id = uint64_t{info.nFileIndexHigh} << 32 | info.nFileIndexLow;
+  return kKxStatusSuccess;
+}
+
 long SetEas(intptr_t file, SkxNativeEa::Bytes list) {
   if (EaCalls().setEa == nullptr) return kKxStatusNotSupported;
   EaIoStatus io{};
@@ -155,7 +163,7 @@ bool HasKernelEas() {
 
 const SkxNativeEa& KxNativeEa_OfSystem() {
   static constexpr SkxNativeEa kTable = {
-      OpenEaFile,        CloseEaFile,         SetEas,       QueryEas, QueryEaSize, IsEaFileReadOnly,
-      SetEaFileReadOnly, AreKernelEasCurrent, HasKernelEas, nullptr};
+      OpenEaFile,       CloseEaFile,       FileIdOfEaFile,      SetEas,       QueryEas, QueryEaSize,
+      IsEaFileReadOnly, SetEaFileReadOnly, AreKernelEasCurrent, HasKernelEas, nullptr};
   return kTable;
 }

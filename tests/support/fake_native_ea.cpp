@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "Common_CPP/file/ea_record.h"
+#include "Common_CPP/file/file.h"
 #include "Common_CPP/util/last_error.h"
 
 namespace {
@@ -37,9 +38,9 @@ CkxFakeNativeEa::CkxFakeNativeEa() : _scope(Table()) { fake = this; }
 CkxFakeNativeEa::~CkxFakeNativeEa() { fake = nullptr; }
 
 const SkxNativeEa& CkxFakeNativeEa::Table() {
-  static constexpr SkxNativeEa kTable = {Open,         Close,      Set,         Query,
-                                         QuerySize,    IsReadOnly, SetReadOnly, [](intptr_t) { return true; },
-                                         HasKernelEas, nullptr};
+  static constexpr SkxNativeEa kTable = {
+      Open,         Close,  FileId, Set, Query, QuerySize, IsReadOnly, SetReadOnly, [](intptr_t) { return true; },
+      HasKernelEas, nullptr};
   return kTable;
 }
 
@@ -62,7 +63,35 @@ long CkxFakeNativeEa::Open(CkxTextView path, unsigned access, intptr_t& file) {
 
 void CkxFakeNativeEa::Close(intptr_t file) { fake->_open.erase(file); }
 
+long CkxFakeNativeEa::FileId(intptr_t file, uint64_t& id) {
+  const auto handle = fake->_open.find(file);
+  if (handle == fake->_open.end()) return KxNativeEa_OfSystem().fileId(file, id);
+  if (const auto& given = fake->_files[handle->second.path].id) {
+    id = *given;
+    return kKxStatusSuccess;
+  }
+  const std::optional<SkxFileStatus> status = KxFile_Status(handle->second.path);
+  if (status) id = status->identity.file;
+  return status ? kKxStatusSuccess : kKxStatusInvalidHandle;
+}
+
+/// A handle of the system's is for reading. Of a file that no test speaks of nothing is kept.
+CkxFakeNativeEa::File* CkxFakeNativeEa::OfSystems(intptr_t file, unsigned access) {
+  uint64_t id = 0;
+  if (access != KxEaRead || KxNativeEa_OfSystem().fileId(file, id) < 0) return nullptr;
+  for (auto& [path, kept] : _files) {
+    const std::optional<SkxFileStatus> status = KxFile_Status(path);
+    if (status && status->identity.file == id) return &kept;
+  }
+  static File nothing;
+  return &nothing;
+}
+
 CkxFakeNativeEa::File* CkxFakeNativeEa::Of(intptr_t file, unsigned access, long& status) {
+  if (File* const systems = _open.contains(file) ? nullptr : OfSystems(file, access)) {
+    status = kKxStatusSuccess;
+    return systems;
+  }
   const auto handle = _open.find(file);
   status = handle == _open.end()                        ? kKxStatusInvalidHandle
            : (handle->second.access & access) != access ? kKxStatusAccessDenied

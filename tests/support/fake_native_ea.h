@@ -1,5 +1,6 @@
 // A fake of Windows' file system for extended attributes, in memory, where the system that the tests run on has none.
-// The files are real, what is kept with them is not: they are told apart by their paths.
+// The files are real, what is kept with them is not: they are told apart by their paths, and what somebody else has
+// open by its identifier.
 //
 // Like the original it keeps names in capitals and finds them in letters of any case, chains records on 4 bytes,
 // removes by an empty value, answers for an absent name with an empty value, holds 65,531 bytes of a file, takes what a
@@ -22,6 +23,7 @@ class CkxFakeNativeEa {
     std::map<std::string, unsigned char> flags;
     bool isReadOnly = false;
     std::set<std::string> locked;  ///< names whose changes are refused
+    std::optional<uint64_t> id;    ///< in place of the real file's
     std::optional<Bytes> answer;   ///< in place of what a question for attributes would be answered
   };
 
@@ -50,6 +52,7 @@ class CkxFakeNativeEa {
   static const SkxNativeEa& Table();
   static long Open(CkxTextView path, unsigned access, intptr_t& file);
   static void Close(intptr_t file);
+  static long FileId(intptr_t file, uint64_t& id);
   static long Set(intptr_t file, SkxNativeEa::Bytes list);
   static long Query(intptr_t file, SkxNativeEa::Bytes question, std::span<unsigned char> answer, size_t& written);
   static long QuerySize(intptr_t file, uint32_t& bytes);
@@ -58,6 +61,7 @@ class CkxFakeNativeEa {
   static bool HasKernelEas();
 
   File* Of(intptr_t file, unsigned access, long& status);
+  File* OfSystems(intptr_t file, unsigned access);
   static long Apply(File& file, SkxNativeEa::Bytes list, bool isDriver);
 
   std::map<KxWString, File> _files;

@@ -192,11 +192,18 @@ long CkxEaFile::Open(const WCHAR* path, unsigned access, bool mayChangeAttribute
   return KxEa_Fail(status, "ERROR: Failed to open file [", CkxTextView(path), "], err: ", KxLastError_Get());
 }
 
+long CkxEaFile::OpenToKeep(const WCHAR* path, std::string_view operation) {
+  constexpr unsigned kAccess = KxEaRead | KxEaWrite;
+  const long status = Open(path, kAccess, true, operation);
+  return status == kKxStatusAccessDenied && _grant.Ensure(path) ? Open(path, kAccess, true, operation) : status;
+}
+
 /// The last error stays that of the refused opening where there is nothing to change.
 bool CkxEaFile::MakeWritable(const WCHAR* path) {
   const SkxNativeEa& system = KxNativeEa();
   const CkxLastErrorGuard guard;
   bool isReadOnly = false;
+  if (_attributes != -1) return false;  // it is writable already
   if (system.open(path, KxEaAttributes, _attributes) < 0) return false;
   if (system.isReadOnly(_attributes, isReadOnly) >= 0 && isReadOnly && system.setReadOnly(_attributes, false) >= 0) {
     return true;

@@ -4,6 +4,7 @@
 
 #include <kx_util/ext_file_attributes.h>
 
+#include "Common_CPP/file/access_grant.h"
 #include "Common_CPP/file/native_ea.h"
 #include "Common_CPP/util/trace.h"
 
@@ -36,7 +37,7 @@ long KxEa_RequireList(std::span<const unsigned char> bytes);
 long KxEa_Load(intptr_t file, bool withStale, std::vector<unsigned char>& list);
 
 /// A file open by its path, which outlives it. One that is read-only and was made writable is read-only again when this
-/// goes.
+/// goes, and rights that were granted are taken back.
 class CkxEaFile {
  public:
   CkxEaFile() = default;
@@ -46,6 +47,9 @@ class CkxEaFile {
 
   /// Traces why not, `operation` for the public one that asks.
   long Open(const WCHAR* path, unsigned access, bool mayChangeAttributes, std::string_view operation);
+
+  /// To read and write what the agent keeps: a caller who has no right to and may grant it has it meanwhile.
+  long OpenToKeep(const WCHAR* path, std::string_view operation);
   intptr_t Handle() const { return _file; }
 
  private:
@@ -54,4 +58,5 @@ class CkxEaFile {
   intptr_t _file = -1;
   const WCHAR* _path = nullptr;
   intptr_t _attributes = -1;  ///< open to put the mark back; -1: it was not taken away
+  CkxAccessGrant _grant;
 };

@@ -66,6 +66,13 @@ std::optional<EkxSignatureForm> CkxSupFileDataUtil::FormOf(std::string_view stor
   return std::nullopt;
 }
 
+std::optional<EkxSignatureForm> CkxSupFileDataUtil::FormOfDocument(std::string_view text) {
+  const std::optional<CkxTiXmlDocument> document = CkxTiXmlDocument::Parse(text);
+  KxWString stored;
+  if (!document || !CkxTiXmlUtil::GetAttribute(document->Root(), kDataId, stored)) return std::nullopt;
+  return FormOf(KxText_ToUtf8(stored));
+}
+
 bool CkxSupFileDataUtil::IsSigned(std::string_view text, std::string_view stored, const std::string& id,
                                   EkxSignatureCheck check, std::string_view scope, const Reasons& reasons) {
   if (check == EkxSignatureCheck::None) return true;
@@ -110,6 +117,27 @@ bool CkxSupFileDataUtil::ValidateXml(std::string_view text, const CkxTiXmlDocume
   CkxTiXmlUtil::GetAttribute(document.Root(), kDataId, stored);
   return IsSigned(text, KxText_ToUtf8(stored), DecimalId(fileId), check, ClassName(), kReasons) ||
          FailDocument(ClassName(), "ERROR: ValidateXml failed");
+}
+
+bool CkxSupFileDataUtil::SignAnew(std::string& text, uint64_t fileId) {
+  const std::optional<CkxTiXmlDocument> before = CkxTiXmlDocument::Parse(text);
+  KxWString stored;
+  if (!before) return FailDocument(ClassName(), "ERROR: Parse failed.");
+  CkxTiXmlUtil::GetAttribute(before->Root(), kDataId, stored);
+
+  const std::string id = DecimalId(fileId);
+  std::string signedAnew(text);
+  const bool isFound = !stored.empty() && ReplaceDataId(signedAnew, KxText_ToUtf8(stored), id);
+  if (!isFound) return FailDocument(ClassName(), "ERROR: Failed to apply signature");
+  const std::optional<std::string> signature = GetSignature(signedAnew, EkxSignatureForm::Keyed);
+  if (!signature) return FailDocument(ClassName(), "ERROR: _GetSignature failed");
+  ReplaceDataId(signedAnew, id, *signature);
+  // What was replaced may have stood elsewhere than in the root.
+  const std::optional<CkxTiXmlDocument> made = CkxTiXmlDocument::Parse(signedAnew);
+  const bool isApplied = made && ValidateXml(signedAnew, *made, fileId, EkxSignatureCheck::KeyedAlone);
+  if (!isApplied) return FailDocument(ClassName(), "ERROR: Failed to apply signature");
+  text = std::move(signedAnew);
+  return true;
 }
 
 bool CkxSupFileDataUtil::OriginToStr(const CkxFileOrigin& origin, uint64_t fileId, std::string& text,

@@ -35,6 +35,9 @@ class CkxSupFileDataUtil {
   /// `stored` is taken for the form that its length says. Nothing for a text that is of neither.
   static std::optional<EkxSignatureForm> FormOf(std::string_view stored);
 
+  /// The same of what stands in the root of a document.
+  static std::optional<EkxSignatureForm> FormOfDocument(std::string_view text);
+
   /// Whether `stored` is the signature of `text` once `id` stands in its place there. A no is traced as an error of
   /// `scope`; `noKey` and `noPassPhrase` are what is said where the secret is missing.
   struct Reasons {
@@ -54,6 +57,9 @@ class CkxSupFileDataUtil {
 
   /// False, with nothing changed, for what is no such document, and for one that does not hold for that file.
   static bool OriginFromStr(std::string_view text, uint64_t fileId, EkxSignatureCheck check, CkxFileOrigin& origin);
+
+  /// Signs a document that holds anew, in the keyed form and for the file `fileId`, with the rest of its text as it is.
+  static bool SignAnew(std::string& text, uint64_t fileId);
 
   /// Signs `document`, of which kxDataId becomes the root's first attribute, and prints it.
   static bool XmlToStr(CkxTiXmlDocument& document, uint64_t fileId, std::string& text,
