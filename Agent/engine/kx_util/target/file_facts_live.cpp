@@ -8,9 +8,11 @@
 #include "Agent/engine/kx_util/target/execution_level.h"
 #include "Agent/engine/kx_util/target/file_content.h"
 #include "Agent/engine/kx_util/target/file_facts.h"
+#include "Agent/engine/kx_util/target/kept_origin.h"
 #include "Agent/engine/kx_util/target/msi_package.h"
 #include "Agent/engine/kx_util/target/pe_program.h"
 #include "Agent/engine/kx_util/target/pe_version_info.h"
+#include "Agent/engine/kx_util/target/zone_identifier.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/file/file.h"
@@ -155,6 +157,23 @@ class LiveFileFacts : public IkxFileFacts {
       if (isRemovable) *_media = std::move(media);
     }
     return _media && *_media ? &**_media : nullptr;
+  }
+
+  /// Kept with the file, and read through the handle that everything else is.
+  std::shared_ptr<const CkxFileOrigin> Origin() const override {
+    if (File() == nullptr) return nullptr;
+    std::shared_ptr<const CkxFileOrigin> origin = KxKeptOrigin_Of(_file, _path, _token);
+    return IsUnchanged() ? origin : nullptr;
+  }
+
+  std::optional<uint32_t> UrlZone() const override {
+    if (File() == nullptr) return std::nullopt;
+    const CkxImpersonationScope asUser(_token);
+    const KxWString mark = KxZoneIdentifier_PathOf(_file.FinalPath().value_or(_path));
+    const std::optional<std::vector<unsigned char>> bytes = KxFile_ReadAll(mark, kKxMaxZoneIdentifierBytes);
+    if (!bytes) NoteWhatIsShort();
+    if (!bytes) return std::nullopt;
+    return KxZoneIdentifier_Read({reinterpret_cast<const char*>(bytes->data()), bytes->size()});
   }
 
   const SkxAppPackageFacts* AppPackage() const override {
