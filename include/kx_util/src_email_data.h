@@ -39,6 +39,6 @@ class KX_UTIL_API CkxSrcEmailData {
   bool ToFile(const WCHAR* path) const noexcept;
   bool FromFile(const WCHAR* path) noexcept;
 
- private:
-  static KxWString _SideFileOf(const WCHAR* path);
+  /// Where that lies; empty for an empty path.
+  static KxWString SideFileOf(const WCHAR* path);
 };

@@ -35,10 +35,14 @@ void SkxSecretOptions::AddTo(const CkxVerbOptions& verb) {
            "The pass phrase of the older signatures: the file's bytes, 1 to 4096");
 }
 
-CkxSecretInput::CkxSecretInput(const SkxSecretOptions& options) {
-  auto provider = std::make_shared<CkxFileSecretProvider>();
+CkxSecretInput::CkxSecretInput(const SkxSecretOptions& options, EkxUnnamedSecrets unnamed) {
   const std::string& key = options.keyFile;
   const std::string& phrase = options.passPhraseFile;
+  if (key.empty() && phrase.empty() && unnamed == EkxUnnamedSecrets::Machines) {
+    _before = KxUtil_SetSecretProvider(std::make_shared<CkxSystemSecretProvider>());
+    return;
+  }
+  auto provider = std::make_shared<CkxFileSecretProvider>();
   if (!key.empty()) RequireTaken(provider->ReadKey(SecretPathOf(key).c_str()), key, kKxMinKeyBytes);
   if (!phrase.empty()) RequireTaken(provider->ReadPassPhrase(SecretPathOf(phrase).c_str()), phrase, 1);
   _before = KxUtil_SetSecretProvider(std::move(provider));

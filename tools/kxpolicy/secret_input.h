@@ -16,11 +16,17 @@ struct SkxSecretOptions {
   void AddTo(const CkxVerbOptions& verb);
 };
 
-/// In place of the installed provider. What no file is named for is not there: what needs it is refused.
+/// Where the secrets are from when no file is named for any.
+enum class EkxUnnamedSecrets : unsigned char {
+  None,      ///< what needs one is refused
+  Machines,  ///< those that the agent has on this machine, for who may read them
+};
+
+/// In place of the installed provider. What no file is named for beside one that is named is not there.
 class CkxSecretInput {
  public:
   /// Throws CkxToolFault for a file that cannot be read, that others can read, or that is no such secret.
-  explicit CkxSecretInput(const SkxSecretOptions& options);
+  explicit CkxSecretInput(const SkxSecretOptions& options, EkxUnnamedSecrets unnamed = EkxUnnamedSecrets::None);
   ~CkxSecretInput();
   CkxSecretInput(const CkxSecretInput&) = delete;
   CkxSecretInput& operator=(const CkxSecretInput&) = delete;

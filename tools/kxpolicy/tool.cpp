@@ -14,11 +14,16 @@
 
 namespace {
 
-constexpr std::array<SkxVerb, 4> kOriginVerbs = {{
+constexpr std::array<SkxVerb, 9> kOriginVerbs = {{
     {"convert", "Records from JSON to XML and back", KxVerb_OriginConvert},
     {"fill", "What is recorded of processes, and of the files that they make", KxVerb_OriginFill},
     {"sign", "Records that travel with a file, signed", KxVerb_OriginSign},
     {"verify", "What signed records hold", KxVerb_OriginVerify},
+    {"get", "What is kept with a file of where it came from", KxVerb_OriginGet},
+    {"set", "The same, in place of what it was", KxVerb_OriginSet},
+    {"copy", "What is kept with one file, bound to another", KxVerb_OriginCopy},
+    {"delete", "What is kept with a file, or parts of it", KxVerb_OriginDelete},
+    {"migrate", "What is kept with files, signed anew", KxVerb_OriginMigrate},
 }};
 constexpr SkxVerbGroup kOrigin = {kOriginVerbs};
 

@@ -5,6 +5,7 @@
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_publish/document/target_document_out.h"
 #include "tools/kxpolicy/live_target.h"
+#include "tools/kxpolicy/secret_input.h"
 #include "tools/kxpolicy/tool.h"
 #include "tools/kxpolicy/trust_input.h"
 
@@ -14,6 +15,7 @@ struct DescribeOptions {
   std::vector<std::string> files;
   std::optional<uint32_t> pid;
   SkxTrustOptions trust;
+  SkxSecretOptions secrets;
 };
 
 /// The id is what the person called the thing.
@@ -31,6 +33,7 @@ void Write(const CkxTargetInfoPtr& target, const Id& id, const std::string& name
 
 EkxExit Describe(const DescribeOptions& options, SkxStreams& streams) {
   const CkxTrustInput trust(options.trust);
+  const CkxSecretInput secrets(options.secrets, EkxUnnamedSecrets::Machines);
   for (const std::string& file : options.files) Write(KxLive_File(file, nullptr), file, file, streams);
   if (options.pid) {
     Write(KxLive_Process(*options.pid, nullptr), *options.pid, "process " + std::to_string(*options.pid), streams);
@@ -46,6 +49,7 @@ KxVerbAction KxVerb_Describe(const CkxVerbOptions& verb) {
   what.Add("file", options->files, "Files on this machine");
   what.Add("--pid", options->pid, "A process on this machine, by its number");
   options->trust.AddTo(verb);
+  options->secrets.AddTo(verb);
   verb.Footer(
       "Example: kxpolicy describe setup.exe | kxpolicy eval build/image --targets -\n"
       "Command lines are written as they are: who gives a description away gives them away.");

@@ -9,6 +9,7 @@
 #include "tools/kxpolicy/image_input.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/live_target.h"
+#include "tools/kxpolicy/secret_input.h"
 #include "tools/kxpolicy/tool.h"
 #include "tools/kxpolicy/trust_input.h"
 
@@ -22,6 +23,7 @@ struct EvalOptions {
   std::string targets;
   std::string user;
   SkxTrustOptions trust;
+  SkxSecretOptions secrets;
   bool explain = false;
   std::string format = "text";
 };
@@ -168,6 +170,7 @@ EkxExit Eval(const EvalOptions& options, SkxStreams& streams) {
     scope.emplace(*image);
   }
   const CkxTrustInput trust(options.trust);
+  const CkxSecretInput secrets(options.secrets, EkxUnnamedSecrets::Machines);
   Answers answers(options, streams);
   const EkxExit code = !options.targets.empty()  ? EvalStream(options, user, answers, streams)
                        : !options.target.empty() ? EvalDocument(options, user, answers, streams)
@@ -187,6 +190,7 @@ KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb) {
   what.Add("--targets", options->targets, "A stream of target documents, one a line, - for standard input");
   verb.Add("--user", options->user, "SID of the user to ask for, in place of the target's own");
   options->trust.AddTo(verb);
+  options->secrets.AddTo(verb);
   verb.AddFlag("--explain", options->explain, "Also say which policies were looked at and why each did not apply");
   verb.Add("--format", options->format, "text (a table) or json (one object a line)").OneOf({"text", "json"});
   verb.Footer("Example: kxpolicy eval build/image --file setup.exe --explain");

@@ -13,6 +13,7 @@
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/json_stream.h"
 #include "tools/kxpolicy/memory.h"
+#include "tools/kxpolicy/record_json.h"
 #include "tools/kxpolicy/source_answer.h"
 
 namespace {
@@ -85,43 +86,14 @@ ordered_json Convert(const json* given, const std::string& pointer, const std::s
 
 // --- e-mail ---
 
-CkxSrcEmailData EmailOf(const json& value, const std::string& pointer) {
-  CkxJsonObject object(value, pointer);
-  CkxSrcEmailData email;
-  KxWString entryId, storeId, address, subject;
-  object.Optional("receivedTime", email.receivedTime);
-  object.Optional("entryId", entryId);
-  object.Optional("storeId", storeId);
-  object.Optional("smtpAddr", address);
-  object.Optional("subject", subject);
-  object.Finish();
-  email.entryId = std::move(entryId);
-  email.storeId = std::move(storeId);
-  email.senderAddress = std::move(address);
-  email.subject = std::move(subject);
-  return email;
-}
-
-ordered_json JsonOf(const CkxSrcEmailData& email) {
-  ordered_json object = {{"receivedTime", email.receivedTime}};
-  const auto add = [&](const char* name, const CkxUtilStr& text) {
-    if (!text.IsEmpty()) object[name] = KxText_ToUtf8(text.View());
-  };
-  add("entryId", email.entryId);
-  add("storeId", email.storeId);
-  add("smtpAddr", email.senderAddress);
-  add("subject", email.subject);
-  return object;
-}
-
 ordered_json ConvertEmail(const json* given, const std::string& pointer, const std::string& xml,
                           const char* /*element*/, const ConvertOptions& /*options*/) {
   const CkxRefusal refusal;
   CkxSrcEmailData email;
   if (given == nullptr) {
-    return email.FromXml(xml) ? ordered_json{{"json", JsonOf(email)}} : KxAnswer_Refused(refusal);
+    return email.FromXml(xml) ? ordered_json{{"json", KxRecordJson_OfEmail(email)}} : KxAnswer_Refused(refusal);
   }
-  email = EmailOf(*given, pointer);
+  email = KxRecordJson_ReadEmail(*given, pointer);
   std::string text;
   return email.ToXml(text) ? ordered_json{{"xml", text}} : KxAnswer_Refused(refusal);
 }

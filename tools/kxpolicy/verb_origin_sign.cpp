@@ -11,6 +11,7 @@
 #include "tools/kxpolicy/hex.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/json_stream.h"
+#include "tools/kxpolicy/record_json.h"
 #include "tools/kxpolicy/secret_input.h"
 
 namespace {
@@ -125,40 +126,6 @@ ordered_json SignDriver(CkxJsonObject& in) {
   return {{"document", document}};
 }
 
-void AddText(ordered_json& json, const char* key, const CkxUtilStr& text) {
-  if (!text.IsEmpty()) json[key] = KxText_ToUtf8(text.View());
-}
-
-ordered_json ProcessOfDriver(const SkxDrvProcessInfo& info) {
-  ordered_json process = {{"order", info.order}, {"multiFileCreator", info.multiFileCreator}};
-  AddText(process, "path", info.path);
-  AddText(process, "volumeId", info.volumeId);
-  AddText(process, "fileId", info.fileId);
-  AddText(process, "share", info.share);
-  if (info.port != 0) process["port"] = info.port;
-  AddText(process, "address", info.address);
-  return process;
-}
-
-/// What it holds: what is not there has no member.
-ordered_json FactsOfDriver(const CkxDrvXmlData& data) {
-  ordered_json facts = ordered_json::object();
-  uint32_t version = 0;
-  uint64_t time = 0;
-  CkxUtilStr text;
-  if (data.GetVersion(version)) facts["version"] = version;
-  if (data.GetCreateTime(time)) facts["createTime"] = time;
-  if (data.GetModifyTime(time)) facts["modifyTime"] = time;
-  if (data.GetOriginalPath(text)) AddText(facts, "originalPath", text);
-  if (data.GetUserSid(text)) AddText(facts, "userSid", text);
-  facts["processes"] = ordered_json::array();
-  for (const int32_t order : data.GetProcessOrders()) {
-    SkxDrvProcessInfo info;
-    if (data.GetProcessInfo(order, info)) facts["processes"].push_back(ProcessOfDriver(info));
-  }
-  return facts;
-}
-
 ordered_json VerifyDriver(CkxJsonObject& in) {
   const auto document = in.Required<std::string>("document");
   const EkxSignatureCheck check = CheckOf(in);
@@ -166,7 +133,7 @@ ordered_json VerifyDriver(CkxJsonObject& in) {
   const CkxRefusal refusal;
   CkxDrvXmlData data;
   if (!data.FromXml(document, fileId, check)) return Verified(false, check, KxAnswer_Refused(refusal));
-  return Verified(true, check, FactsOfDriver(data));
+  return Verified(true, check, KxRecordJson_OfDriver(data));
 }
 
 struct SignedRecord {

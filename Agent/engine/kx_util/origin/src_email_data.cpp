@@ -103,7 +103,7 @@ bool CkxSrcEmailData::ToFile(const WCHAR* path) const noexcept {
     if (senderAddress.IsEmpty()) return FailEmail(kNoAddress);
     std::string xml;
     if (!ToXml(xml)) return false;
-    const KxWString file = _SideFileOf(path);
+    const KxWString file = SideFileOf(path);
     SkxReplaceProgress progress;
     return KxFile_ReplaceAll(file, {reinterpret_cast<const unsigned char*>(xml.data()), xml.size()}, &progress) ||
            FailEmailFile(WhyNotWritten(progress, xml.size()), file);
@@ -114,11 +114,11 @@ bool CkxSrcEmailData::FromFile(const WCHAR* path) noexcept {
   Empty();
   return KxEntry(false, [&] {
     std::vector<unsigned char> bytes;
-    return ReadSideFile(_SideFileOf(path), bytes) &&
+    return ReadSideFile(SideFileOf(path), bytes) &&
            FromXml({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
   });
 }
 
-KxWString CkxSrcEmailData::_SideFileOf(const WCHAR* path) {
+KxWString CkxSrcEmailData::SideFileOf(const WCHAR* path) {
   return path != nullptr && *path != 0 ? KxWString(path) + KXW(".kxsrc") : KxWString();
 }
