@@ -7,7 +7,7 @@
 
 #include <kx_util/supplemental_file_data.h>
 
-#include "Agent/engine/kx_util/origin/ea_calls.h"
+#include "Agent/engine/kx_util/attribute/ea_calls.h"
 
 class CkxSrcUrlData;
 

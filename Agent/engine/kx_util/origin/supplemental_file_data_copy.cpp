@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "Agent/engine/kx_util/origin/data_signature.h"
+#include "Agent/engine/kx_util/attribute/data_signature.h"
 #include "Agent/engine/kx_util/origin/kept_records.h"
 #include "Agent/engine/kx_util/origin/sup_file_data_util.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
