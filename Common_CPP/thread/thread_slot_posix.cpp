@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr uint32_t kSlots = 16;
+constexpr uint32_t kSlots = 24;
 constinit std::atomic<uint32_t> used{0};
 constinit thread_local void* values[kSlots] = {};  // part of each thread's own block: never allocated later
 
