@@ -48,6 +48,13 @@ EkxProcessLookup KxProcess_Identify(uint32_t pid, SkxProcessId& id);
 /// Whether that very process still runs: "no such process" once it has ended, whoever has its number since.
 EkxProcessLookup KxProcess_Find(const SkxProcessId& id);
 
+/// The process that the thread of that number belongs to; nothing when there is no such thread, or it may not be
+/// looked at.
+std::optional<uint32_t> KxProcess_OfThread(uint32_t thread);
+
+/// The services that the process hosts: names, separated by "/"; none on a system that has no such services.
+KxWString KxProcess_Services(uint32_t pid);
+
 /// The longest command line that is read, in units; the process of a longer one is refused.
 inline constexpr size_t kKxMaxProcessCommandLine = size_t{64} << 10;
 

@@ -202,6 +202,15 @@ EkxProcessLookup CkxHeldProcess::Read(SkxProcess& process) const {
   return process.isKernel ? ReadStatus(folder, _pid, process) : ReadUserProcess(folder, _pid, process);
 }
 
+std::optional<uint32_t> KxProcess_OfThread(uint32_t thread) {
+  const CkxDescriptor folder(open(("/proc/" + std::to_string(thread)).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const std::optional<std::string> text = folder ? ReadFile(folder.Get(), "status", kMaxFile) : std::nullopt;
+  const std::optional<SkxProcStatus> status = text ? KxProc_ParseStatus(*text) : std::nullopt;
+  return status ? std::optional(status->threadGroup) : std::nullopt;
+}
+
+KxWString KxProcess_Services(uint32_t) { return {}; }
+
 uint32_t CkxHeldProcess::ParentPid() const {
   const std::optional<SkxProcStat> stat = ReadStat(static_cast<int>(_handle));
   return stat ? stat->parent : 0;

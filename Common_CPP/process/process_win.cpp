@@ -209,6 +209,19 @@ EkxProcessLookup CkxHeldProcess::Read(SkxProcess& process) const {
   return EkxProcessLookup::Found;
 }
 
+std::optional<uint32_t> KxProcess_OfThread(uint32_t thread) {
+  const CkxLastErrorGuard guard;
+  const CkxHandle held(OpenThread(THREAD_QUERY_LIMITED_INFORMATION, FALSE, thread));
+  if (!held || GetThreadId(held.Get()) != thread) return std::nullopt;  // the numbers beside it open it too
+  const DWORD pid = GetProcessIdOfThread(held.Get());
+  return pid != 0 ? std::optional<uint32_t>(pid) : std::nullopt;
+}
+
+KxWString KxProcess_Services(uint32_t pid) {
+  const CkxLastErrorGuard guard;
+  return CkxServiceManager().ServicesOf(pid);
+}
+
 uint32_t CkxHeldProcess::ParentPid() const { return ParentOf(ToHandle(_handle)); }
 
 void CkxHeldProcess::Close() {
