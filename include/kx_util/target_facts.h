@@ -78,6 +78,9 @@ struct SkxProcessSurroundings {
 
 struct SkxProcessFacts {
   uint32_t pid = 0;
+  int64_t creationTime = 0;        ///< file time; 0: not known
+  uint32_t parentPid = 0;          ///< 0: none, or not known
+  int64_t parentCreationTime = 0;  ///< file time; 0: not known
   KxWString commandLine;
   KxWString services;  ///< names separated by "/"
   SkxProcessSurroundings surroundings;

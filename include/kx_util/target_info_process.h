@@ -34,6 +34,12 @@ class KX_UTIL_API CkxTargetInfoProcess : public CkxTargetInfoFile {
   bool IsRecorded() const { return _isRecorded; }
 
   uint32_t Pid() const { return _process.pid; }
+
+  /// Which process it is, whoever had or has its number, and which one started it, also when that has ended. File
+  /// times; 0 for what is not known.
+  int64_t CreationTime() const { return _process.creationTime; }
+  uint32_t ParentPid() const { return _process.parentPid; }
+  int64_t ParentCreationTime() const { return _process.parentCreationTime; }
   const WCHAR* CommandLine() const { return _process.commandLine.c_str(); }
   const WCHAR* ServiceNames() const { return _process.services.c_str(); }  ///< separated by "/"
   const SkxProcessSurroundings& Surroundings() const { return _process.surroundings; }
@@ -61,7 +67,7 @@ class KX_UTIL_API CkxTargetInfoProcess : public CkxTargetInfoFile {
 
  private:
   CkxTargetInfoProcess(bool isTyped, SkxFileFacts file, SkxProcessFacts process, void* userToken, bool flag);
-  static CkxTargetInfoPtr _Describe(const SkxProcess& process, void* userToken, bool flag);
+  static CkxTargetInfoPtr _Describe(const SkxProcess& process, const SkxProcess* parent, void* userToken, bool flag);
   CkxTargetInfoPtr _DescribeScript() const;
 
   std::shared_ptr<void> _ownUser;  // of a process of this machine: its token, which what belongs to it uses too

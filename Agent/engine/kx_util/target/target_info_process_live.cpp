@@ -19,9 +19,13 @@ std::shared_ptr<void> UserOf(const SkxProcess& process) {
   return std::shared_ptr<void>(std::move(nobody), token);
 }
 
-SkxProcessFacts FactsOf(const SkxProcess& process) {
+/// `parent` is null when nobody has the parent's number, or somebody younger.
+SkxProcessFacts FactsOf(const SkxProcess& process, const SkxProcess* parent) {
   SkxProcessFacts facts;
   facts.pid = process.pid;
+  facts.creationTime = process.creationTime;
+  facts.parentPid = process.parentPid;
+  if (parent != nullptr) facts.parentCreationTime = parent->creationTime;
   facts.commandLine = process.commandLine;
   facts.services = process.services;
   return facts;
@@ -30,18 +34,19 @@ SkxProcessFacts FactsOf(const SkxProcess& process) {
 }  // namespace
 
 /// Of the file that has the image's name now nothing is said where it is another one.
-CkxTargetInfoPtr CkxTargetInfoProcess::_Describe(const SkxProcess& process, void* userToken, bool flag) {
+CkxTargetInfoPtr CkxTargetInfoProcess::_Describe(const SkxProcess& process, const SkxProcess* parent, void* userToken,
+                                                 bool flag) {
   std::shared_ptr<void> user = UserOf(process);
   void* const token = userToken != nullptr ? userToken : user.get();
   const KxWString path = process.isKernel ? KxWString(kSystemPseudoFile) : process.image;
   std::unique_ptr<CkxTargetInfoProcess> target;
   if (process.isImageAtPath) {
-    target = std::make_unique<CkxTargetInfoProcess>(path.c_str(), FactsOf(process), token, flag);
+    target = std::make_unique<CkxTargetInfoProcess>(path.c_str(), FactsOf(process, parent), token, flag);
     KxCarriedTarget_Add(process, *target);
   } else {
     SkxFileFacts gone;
     gone.path = path;
-    target = std::make_unique<CkxTargetInfoProcess>(std::move(gone), FactsOf(process), token, flag);
+    target = std::make_unique<CkxTargetInfoProcess>(std::move(gone), FactsOf(process, parent), token, flag);
   }
   target->_ownUser = std::move(user);
   return CkxTargetInfoPtr(target.release());
@@ -58,7 +63,8 @@ CkxTargetInfoPtr CkxTargetInfoProcess::CreateFromPid(uint32_t pid, EkxProcessLoo
 
     CkxTargetInfoPtr target;
     for (size_t i = chain.size(); i-- > 0;) {
-      CkxTargetInfoPtr made = _Describe(chain[i], i == 0 ? userToken : nullptr, flag);
+      const SkxProcess* const parent = i + 1 < chain.size() ? &chain[i + 1] : nullptr;
+      CkxTargetInfoPtr made = _Describe(chain[i], parent, i == 0 ? userToken : nullptr, flag);
       static_cast<CkxTargetInfoProcess&>(*made).SetParent(std::move(target));
       target = std::move(made);
     }
