@@ -110,6 +110,10 @@ class KX_UTIL_API CkxFileSrcProcess final : public IkxHashProvider,
   /// The path in quotes, then the arguments.
   KxWString CommandLine() const;
 
+  /// Whether the process installs software: as the process map has it marked, if it knows a process of that number,
+  /// else by its program. `target` is its description.
+  static bool IsSetupExe(uint32_t pid, const CkxTargetInfoProcess& target);
+
   /// Whether the program of `process` installs software: the system's own installers, else by the installer keywords in
   /// the original name and the description of its version resource.
   static bool IsSetupExeTarget(const CkxTargetInfoProcess& process);

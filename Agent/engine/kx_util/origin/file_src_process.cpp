@@ -1,5 +1,6 @@
 #include <kx_util/file_src_process.h>
 #include <kx_util/match_location.h>
+#include <kx_util/proc_map.h>
 
 #include <algorithm>
 
@@ -83,7 +84,7 @@ bool CkxFileSrcProcess::FillForOrigin(const CkxTargetInfoProcess& process, int32
 
 void CkxFileSrcProcess::_FillFacts(const CkxTargetInfoProcess& process, SkxFileSrcProcessFacts& facts) const {
   const CkxTextView path = process.GetPath();
-  facts.isSetup = IsSetupExeTarget(process);
+  facts.isSetup = process.IsRecorded() ? IsSetupExeTarget(process) : IsSetupExe(process.Pid(), process);
   const SkxWellKnownProcess* const known = KxWellKnown_Of(process);
   facts.wellKnown = known != nullptr ? KxWString(known->shortName) : KxWString();
   facts.serviceNames = TextOf(process.ServiceNames());
@@ -235,6 +236,11 @@ KxWString CkxFileSrcProcess::CommandLine() const {
     const KxWString program = KXW("\"") + _facts.path + KXW("\"");
     return _facts.arguments.empty() ? program : program + KXW(" ") + _facts.arguments;
   });
+}
+
+bool CkxFileSrcProcess::IsSetupExe(uint32_t pid, const CkxTargetInfoProcess& target) {
+  bool isMarked = false;
+  return KxUtilProcMap_IsSetupExe(pid, isMarked) ? isMarked : IsSetupExeTarget(target);
 }
 
 bool CkxFileSrcProcess::IsSetupExeTarget(const CkxTargetInfoProcess& process) {
