@@ -44,7 +44,12 @@ constexpr std::array<SkxVerb, 2> kConfigVerbs = {{
 }};
 constexpr SkxVerbGroup kConfig = {kConfigVerbs};
 
-constexpr std::array<SkxVerb, 14> kVerbs = {{
+constexpr std::array<SkxVerb, 1> kProcMapVerbs = {{
+    {"replay", "What becomes of a map of processes that is told of recorded events", KxVerb_ProcMapReplay},
+}};
+constexpr SkxVerbGroup kProcMap = {kProcMapVerbs};
+
+constexpr std::array<SkxVerb, 15> kVerbs = {{
     {"compile", "Policy documents into an image", KxVerb_Compile},
     {"check", "Errors in an image or in policy documents, and what cannot have been meant", KxVerb_Check},
     {"show", "The records of an image", KxVerb_Show},
@@ -56,6 +61,7 @@ constexpr std::array<SkxVerb, 14> kVerbs = {{
     {"ea", "Extended attributes, which are kept with files", nullptr, &kEa},
     {"config", "The settings that configuration policies carry", nullptr, &kConfig},
     {"message", "The texts of messages that configuration policies carry", KxVerb_Message},
+    {"procmap", "The map of processes that run and have ended", nullptr, &kProcMap},
     {"publish", "An image into the live sections of this machine", KxVerb_Publish},
     {"unpublish", "What is published, out again", KxVerb_Unpublish},
     {"serve", "The agent's part, from an image: publishes, answers, follows the image", KxVerb_Serve},

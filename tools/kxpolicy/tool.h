@@ -69,6 +69,7 @@ KxVerbAction KxVerb_EaSize(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_ConfigGet(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_ConfigList(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Message(const CkxVerbOptions& verb);
+KxVerbAction KxVerb_ProcMapReplay(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Publish(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Unpublish(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Serve(const CkxVerbOptions& verb);
