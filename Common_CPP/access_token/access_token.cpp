@@ -21,6 +21,20 @@ const CkxAccessToken* CkxAccessToken::FromHandle(void* token) {
   return std::bit_cast<const CkxAccessToken*>(value & ~(kMark << kMarkShift));
 }
 
+std::unique_ptr<CkxAccessToken> CkxAccessToken::Duplicate() const {
+  auto duplicate = std::make_unique<CkxAccessToken>(_user, _groups, _administrator, _denyOnly);
+  for (SkxTokenAttribute& attribute : _attributes.List()) duplicate->_attributes.Set(std::move(attribute));
+  return duplicate;
+}
+
+std::unique_ptr<CkxAccessToken> CkxAccessToken::OfNewProcess() const {
+  auto token = Duplicate();
+  for (const SkxTokenAttribute& attribute : _attributes.List()) {
+    if ((attribute.flags & KxTokenNonInheritable) != 0) token->_attributes.Delete(attribute.name);
+  }
+  return token;
+}
+
 std::optional<CkxSid> KxToken_User(void* token) {
   const CkxAccessToken* facts = CkxAccessToken::FromHandle(token);
   return facts != nullptr ? facts->User() : KxNativeToken_User(token);

@@ -7,8 +7,10 @@
 // of which the lowest two are the caller's, or negative (the system's pseudo handles).
 #pragma once
 
+#include <memory>
 #include <vector>
 
+#include "Common_CPP/access_token/token_attribute.h"
 #include "Common_CPP/security/sid.h"
 
 /// A token made from facts: a recorded user, or (where the system has no tokens) the user of a process. The handle
@@ -31,11 +33,20 @@ class CkxAccessToken {
   const std::vector<CkxSid>& DenyOnlyGroups() const { return _denyOnly; }
   bool IsAdministrator() const { return _administrator; }
 
+  /// What others have marked the token with: no fact, so that it may change while the token is in use.
+  CkxTokenAttributes& Attributes() const { return _attributes; }
+
+  /// The same user with the same attributes, from then on apart; and the token of a process that is started with this
+  /// one, which lacks those that are not inherited.
+  std::unique_ptr<CkxAccessToken> Duplicate() const;
+  std::unique_ptr<CkxAccessToken> OfNewProcess() const;
+
  private:
   const CkxSid _user;
   const std::vector<CkxSid> _groups;
   const std::vector<CkxSid> _denyOnly;
   const bool _administrator;
+  mutable CkxTokenAttributes _attributes;
 };
 
 /// The user of `token`; with null the thread's token, or the process's when the thread has none. Nothing on failure.

@@ -1,4 +1,4 @@
-// The system's token behind a caller's `void*`. Private to this folder.
+// The system's token behind a caller's `void*`. For this folder, and for what is kept with tokens.
 #pragma once
 
 #include "Common_CPP/util/handle_win.h"

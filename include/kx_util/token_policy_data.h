@@ -2,10 +2,20 @@
 // tokens outlive releases.
 //
 //   0 version  1 action  2 original action  3 target type  4 u16 flags  6 u32 pid  10 u32 policy id  14 target GUID
+//
+// On the token they are the value of one security attribute, "ZOR://TPD": four unsigned 64-bit numbers, of which the
+// last two bytes are no part of the record.
+//
+//   CkxTokenPolicyData(false, pid, info).SetToToken(token, false);
+//   CkxTokenPolicyData stamp;
+//   if (stamp.GetFromToken(token)) ...
 #pragma once
 
 #include <kx_util/policy_codes.h>
 
+#include <vector>
+
+#include "Common_CPP/access_token/token_attribute.h"
 #include "Common_CPP/util/owned_str.h"
 
 struct SkxTriggerPolicyShortInfo;
@@ -57,3 +67,33 @@ struct KX_UTIL_API SkxTokenPolicyData {
 #pragma pack(pop)
 
 static_assert(sizeof(SkxTokenPolicyData) == 30);
+
+/// The record with the operations on tokens. A token is a `void*` as everywhere, but never null. All of them fail, and
+/// touch nothing, on a system before version 6.2, which has no such attributes.
+class KX_UTIL_API CkxTokenPolicyData : public SkxTokenPolicyData {
+ public:
+  using SkxTokenPolicyData::SkxTokenPolicyData;
+  CkxTokenPolicyData() = default;
+  explicit CkxTokenPolicyData(const SkxTokenPolicyData& record) : SkxTokenPolicyData(record) {}
+
+  /// In place of the stamp that the token has. `inheritable`: the tokens of processes that are started with this one
+  /// have it too. It takes the right to act as part of the system.
+  bool SetToToken(void* token, bool inheritable) const;
+
+  /// False, with the record as it was, when the token has no stamp; with an error line when it has none that can be
+  /// read. A record of any version is taken.
+  bool GetFromToken(void* token);
+
+  /// True also when there is none.
+  static bool DeleteFromToken(void* token);
+
+  /// The stamp as an attribute of a token, on a system of that major version; and back, as `GetFromToken`.
+  SkxTokenAttribute ToAttribute(bool inheritable, uint32_t osMajor) const;
+  bool FromAttributes(const std::vector<SkxTokenAttribute>& attributes);
+
+  static const WCHAR* const _theAttrName;
+
+  /// Numbers in the attribute.
+  static constexpr uint32_t _QwordValuesCount() { return (sizeof(SkxTokenPolicyData) + 7) / 8; }
+};
+static_assert(CkxTokenPolicyData::_QwordValuesCount() == 4);
