@@ -49,7 +49,7 @@ constexpr std::array<SkxVerb, 1> kProcMapVerbs = {{
 }};
 constexpr SkxVerbGroup kProcMap = {kProcMapVerbs};
 
-constexpr std::array<SkxVerb, 15> kVerbs = {{
+constexpr std::array<SkxVerb, 16> kVerbs = {{
     {"compile", "Policy documents into an image", KxVerb_Compile},
     {"check", "Errors in an image or in policy documents, and what cannot have been meant", KxVerb_Check},
     {"show", "The records of an image", KxVerb_Show},
@@ -59,6 +59,7 @@ constexpr std::array<SkxVerb, 15> kVerbs = {{
     {"record", "A result record as JSON", KxVerb_Record},
     {"origin", "The records of where files come from", nullptr, &kOrigin},
     {"ea", "Extended attributes, which are kept with files", nullptr, &kEa},
+    {"stamp", "The policy decision that is stamped on tokens", KxVerb_Stamp},
     {"config", "The settings that configuration policies carry", nullptr, &kConfig},
     {"message", "The texts of messages that configuration policies carry", KxVerb_Message},
     {"procmap", "The map of processes that run and have ended", nullptr, &kProcMap},

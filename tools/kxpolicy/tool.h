@@ -66,6 +66,7 @@ KxVerbAction KxVerb_EaGet(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_EaSet(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_EaDelete(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_EaSize(const CkxVerbOptions& verb);
+KxVerbAction KxVerb_Stamp(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_ConfigGet(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_ConfigList(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Message(const CkxVerbOptions& verb);

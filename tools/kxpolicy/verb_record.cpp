@@ -10,6 +10,7 @@
 #include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/hex.h"
 #include "tools/kxpolicy/input.h"
+#include "tools/kxpolicy/token_answer.h"
 #include "tools/kxpolicy/tool.h"
 
 namespace {
@@ -70,22 +71,7 @@ ordered_json ProcessData(Bytes bytes) {
   return json;
 }
 
-ordered_json TokenData(Bytes bytes) {
-  const auto data = Load<SkxTokenPolicyData>(bytes);
-  return {{"version", data.GetVersion()},
-          {"action", static_cast<int32_t>(data.GetPolicyAction())},
-          {"originalAction", static_cast<int32_t>(data.GetOriginalPolicyAction())},
-          {"targetType", static_cast<uint32_t>(data.GetTargetType())},
-          {"flags", data.GetFlags()},
-          {"pid", data.GetPid()},
-          {"policyId", data.GetPolicyId()},
-          {"targetId", KxGuid_ToUtf8(data.GetPolicyTargetId())},
-          {"createdByUacElevator", data.CreatedByUacElevator()},
-          {"inheritable", data.GetInheritable()},
-          {"protectInstalledFiles", data.GetProtectInstalledFiles()},
-          {"restrictFileDlg", data.GetRestrictFileDlg()},
-          {"clientPid", data.GetClientPid()}};
-}
+ordered_json TokenData(Bytes bytes) { return KxTokenAnswer_Of(Load<SkxTokenPolicyData>(bytes)); }
 
 struct Layout {
   const char* name;
