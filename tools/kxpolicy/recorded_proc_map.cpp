@@ -323,12 +323,12 @@ ordered_json GetDump(CkxJsonObject&, System&) {
   return {{"text", KxText_ToUtf8(text.View())}};
 }
 
-struct Operation {
+struct RecordedOperation {
   std::string_view name;
   ordered_json (*answer)(CkxJsonObject& in, System& system);
 };
 
-constexpr Operation kOperations[] = {
+constexpr RecordedOperation kRecordedOperations[] = {
     {"OnProcessStart", Start},
     {"OnProcessEnd", End},
     {"UpdateParentInfo", UpdateParent},
@@ -368,8 +368,8 @@ constexpr Operation kOperations[] = {
 
 ordered_json KxProcMap_Answer(CkxJsonObject& in, CkxRecordedProcMapSystem& system) {
   const auto name = in.Required<std::string>("op");
-  const auto isNamed = [&](const Operation& operation) { return operation.name == name; };
-  const auto* const operation = std::find_if(std::begin(kOperations), std::end(kOperations), isNamed);
-  if (operation == std::end(kOperations)) throw CkxDocumentFault(in.PointerTo("op"), "is no operation");
+  const auto isNamed = [&](const RecordedOperation& operation) { return operation.name == name; };
+  const auto* const operation = std::find_if(std::begin(kRecordedOperations), std::end(kRecordedOperations), isNamed);
+  if (operation == std::end(kRecordedOperations)) throw CkxDocumentFault(in.PointerTo("op"), "is no operation");
   return operation->answer(in, system);
 }
