@@ -46,9 +46,8 @@ class OriginFiles : public testing::TestWithParam<const char*> {
   /// With the key, unless another one is named.
   SkxToolRun Run(std::vector<std::string> arguments, const std::string& input = "", const char* key = "key") const {
     arguments.insert(arguments.begin(), "origin");
-    if (arguments[1] != "delete" && *key != 0) {
-      arguments.insert(arguments.end(), {"--key-file", File(key), "--pass-phrase-file", File("phrase")});
-    }
+    if (arguments[1] != "delete") arguments.insert(arguments.end(), {"--pass-phrase-file", File("phrase")});
+    if (arguments[1] != "delete" && *key != 0) arguments.insert(arguments.end(), {"--key-file", File(key)});
     return KxTest_RunTool(arguments, input);
   }
   json Get(const std::string& name = "file", const char* key = "key") const {

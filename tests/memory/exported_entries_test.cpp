@@ -11,6 +11,7 @@
 #include <kx_util/shared_policy_kinds.h>
 #include <kx_util/src_email_data.h>
 #include <kx_util/src_url_data.h>
+#include <kx_util/supplemental_file_data.h>
 #include <kx_util/target_info_kinds.h>
 #include <kx_util/token_policy_data.h>
 
@@ -660,6 +661,40 @@ TEST(NoMemory, TheProcessMap) {
         },
         1);
   }
+}
+
+/// Whatever fails, what is kept with a file is what was there or what was to be.
+TEST(NoMemory, WhatIsKeptWithAFile) {
+  using Data = CkxSupplementalFileData;
+  const auto parent = KxTest_EaFolder();
+  if (!parent) GTEST_SKIP() << "no file system here keeps attributes";
+  const CkxTempFolder folder(*parent);
+  const CkxSecretScope secrets;
+  const KxWString file = folder.Write("file", "content");
+  const KxWString other = folder.Write("other", "content");
+  CkxFileOrigin origin;
+  origin.Preexisted() = true;
+  const Data data(origin);
+  const auto holds = [](const KxWString& path) {
+    Data kept;
+    return kept.FromFile(path.c_str()) && kept.Origin().Preexisted();
+  };
+  const auto sweep = [&](const std::string& name, const std::function<bool()>& call) {
+    Sweep(
+        name,
+        [&](Trial& trial) {
+          EXPECT_TRUE(data.ToFile(file.c_str()) && data.ToFile(other.c_str()));
+          const Answer answer = YesOrNothing(trial.During(call));
+          EXPECT_TRUE(holds(file) && holds(other));
+          return answer;
+        },
+        20);
+  };
+  sweep("set", [&] { return data.ToFile(file.c_str()); });
+  sweep("read", [&] { return holds(file); });
+  sweep("copied", [&] { return Data::Copy(file.c_str(), other.c_str()); });
+  sweep("signed anew", [&] { return Data::UpdateSignature(file.c_str()); });
+  sweep("asked for", [&] { return CkxTargetInfoFile(file.c_str(), nullptr).Origin() != nullptr; });
 }
 
 }  // namespace
