@@ -1,26 +1,22 @@
 #include "Common_CPP/thread/spread_lock.h"
 
 #include <atomic>
-#include <cstdint>
 
 #include "Common_CPP/thread/thread_slot.h"
 
-namespace {
-
-/// The number of the thread among those that ever read, from 1; threads that read at the same time have numbers close
-/// to each other, which are of different parts. Without memory to remember it by, it is another one each time.
-uintptr_t NumberOfThread() {
-  static const CkxThreadSlot slot;
-  static std::atomic<uintptr_t> last{0};
-  if (void* const known = slot.Get()) return reinterpret_cast<uintptr_t>(known);
-  const uintptr_t number = last.fetch_add(1, std::memory_order_relaxed) + 1;
-  slot.Set(reinterpret_cast<void*>(number));
-  return number;
+/// Each thread has a mark, the one behind that of the thread which read for the first time before it: threads that
+/// begin together read on different parts. Without memory to remember its mark by, a thread has another one each time.
+std::shared_mutex& CkxSpreadLock::PartOfThread() const {
+  static const std::array<char, kParts> marks{};
+  static const CkxThreadPointer<const char> markOfThread;
+  static std::atomic<size_t> last{0};
+  const char* mark = markOfThread.Get();
+  if (mark == nullptr) {
+    mark = &marks[last.fetch_add(1, std::memory_order_relaxed) % kParts];
+    markOfThread.Set(mark);
+  }
+  return _parts[static_cast<size_t>(mark - marks.data())].mutex;
 }
-
-}  // namespace
-
-std::shared_mutex& CkxSpreadLock::PartOfThread() const { return _parts[NumberOfThread() % kParts].mutex; }
 
 void CkxSpreadLock::lock() {
   size_t taken = 0;

@@ -179,7 +179,7 @@ KX_UTIL_API bool KxUtilProcMap_GetDump(CkxUtilStr& text) noexcept;
 
 /// What the system says of processes. The map of this machine asks the system; one of recorded events asks its own.
 /// Several threads may ask at once.
-class KX_UTIL_API IkxProcMapSystem {
+class IkxProcMapSystem {
  public:
   virtual ~IkxProcMapSystem() = default;
   virtual int64_t Now() = 0;                                             ///< file time

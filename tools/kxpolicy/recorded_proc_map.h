@@ -19,7 +19,10 @@ class CkxRecordedProcMapSystem : public IkxProcMapSystem {
   void Say(Said said) { _said = std::move(said); }
 
   /// What requests give away to be kept, in place of a handle.
-  static void* Handle() { return reinterpret_cast<void*>(uintptr_t{1}); }
+  static void* Handle() {
+    static char handle;
+    return &handle;
+  }
 
   int64_t Now() override { return _said.now; }
   std::optional<int64_t> CreationTime(uint32_t) override { return _said.creationTime; }
