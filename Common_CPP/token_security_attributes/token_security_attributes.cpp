@@ -42,7 +42,7 @@ bool ListNative(void* token, std::vector<SkxTokenAttribute>& attributes) {
   return FailedWith("ERROR: Failed to query token security attributes. Status=", KxStatus_Text(status));
 }
 
-bool IsAmong(const std::vector<SkxTokenAttribute>& attributes, const KxWString& name) {
+bool IsNamedIn(const std::vector<SkxTokenAttribute>& attributes, const KxWString& name) {
   return std::any_of(attributes.begin(), attributes.end(), [&](const auto& other) { return other.name == name; });
 }
 
@@ -57,14 +57,14 @@ bool ChangeNative(void* token, const SkxTokenAttribute& attribute, EkxTokenOpera
   if (!ListNative(token, attributes)) return false;
   long status = kKxStatusSuccess;
   for (int attempt = 0; attempt < 2; ++attempt) {
-    const bool isThere = IsAmong(attributes, attribute.name);
+    const bool isThere = IsNamedIn(attributes, attribute.name);
     const EkxTokenOperation operation = isThere ? whenThere : whenAbsent;
     if (operation == KxTokenOperationNone) return true;
     const CkxTokenAttributeRequest request(attribute, operation);
     status = KxNativeTokenAttributes().set(token, request.Record());
     if (status >= 0) return true;
     if (!ListNative(token, attributes)) return false;
-    if (IsAmong(attributes, attribute.name) == isThere) break;
+    if (IsNamedIn(attributes, attribute.name) == isThere) break;
   }
   return FailedWith("ERROR: Failed to change token security attribute [", CkxTextView(attribute.name),
                     "]. Status=", KxStatus_Text(status));

@@ -21,9 +21,8 @@ CkxTextView PrimaryLanguage(CkxTextView language) { return language.Part(0, KxTe
 }  // namespace
 
 const SkxXmlNode* KxSettings_Child(const SkxXmlNode& parent, CkxTextView name) {
-  const auto found = std::find_if(parent.children.begin(), parent.children.end(), [name](const SkxXmlNode& child) {
-    return KxText_Equals(child.name, name, true);
-  });
+  const auto found = std::find_if(parent.children.begin(), parent.children.end(),
+                                  [name](const SkxXmlNode& child) { return KxText_Equals(child.name, name, true); });
   if (!KxWork_Spend(static_cast<uint64_t>(found - parent.children.begin()) + 1)) return nullptr;
   return found != parent.children.end() ? &*found : nullptr;
 }
