@@ -123,6 +123,25 @@ TEST_F(Describe, AProcessIsJudgedAsItsDescription) {
   EXPECT_EQ(asked["matched"], true);
 }
 
+/// From a live process to the decision about a file that it makes: what is recorded of it is what a policy asks for.
+TEST_F(Describe, WhoMakesAFileIsItsOrigin) {
+  const CkxStoppedProgram writer(Path(), {"writer"}, _folder.Text("."));
+  json maker = json::parse(KxTest_RunTool({"describe", "--pid", std::to_string(writer.Pid())}).out);
+  const json request = {{"path", "C:\\made.exe"}, {"installTime", 5}, {"writer", maker}};
+  const json origin = json::parse(KxTest_RunTool({"origin", "fill"}, request.dump() + "\n").out).at("json");
+  const std::string user = origin.at("/installer/processes/0/user/sid"_json_pointer);
+  for (const char* const ofTheMachine : {"drives", "mappedDrives", "windowsFolder", "id"}) maker.erase(ofTheMachine);
+  const json target = {{"kind", "process"}, {"path", "C:\\made.exe"}, {"parent", maker}, {"origin", origin}};
+  for (const auto& [asked, mode, applies] :
+       {std::tuple(user, "callerMadeFile", true), std::tuple(user, "callerDidNotMakeFile", false),
+        std::tuple(std::string("S-1-5-21-9-9-9-9"), "callerMadeFile", false)}) {
+    const std::string image = Compile(R"({"type": "executable", "origin": {"users": [")" + asked +
+                                      R"("], "spawnerProcess": {"mode": ")" + mode + "\"}}}");
+    const SkxToolRun run = KxTest_RunTool({"eval", image, "--target", "-", "--format", "json"}, target.dump());
+    EXPECT_EQ(json::parse(run.out).at("matched"), applies) << asked << mode << run.out;
+  }
+}
+
 TEST_F(Describe, WhatIsNotThereIsUnusableInput) {
   const std::string image = Compile(App("a.exe"));
   for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{

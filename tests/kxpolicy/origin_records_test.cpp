@@ -56,8 +56,9 @@ TEST(OriginRecords, OfOthersAreReadAsFarAsTheyAreKnown) {
 
 TEST(OriginRecords, OfAnEventAreFoundInIt) {
   const json answer = Converted({{"form", "event"},
-                                 {"xml", "<Event><System/><Data><FileOrigin><Installer installTime='4'/></FileOrigin>"
-                                         "<FileOrigin/></Data></Event>"}});
+                                 {"xml",
+                                  "<Event><System/><Data><FileOrigin><Installer installTime='4'/></FileOrigin>"
+                                  "<FileOrigin/></Data></Event>"}});
   EXPECT_EQ(answer.at("/json/installer/installTime"_json_pointer), 4);
   EXPECT_TRUE(Converted({{"form", "event"}, {"xml", "<Event/>"}}).at("refused"));
 }

@@ -44,7 +44,7 @@ class KeptFacts : public testing::Test {
     ASSERT_TRUE(file.Open(_path) && file.Status(status));
     Ea::SetDrvEaHelper(Ea::NativeDrvEaHelper());
     CkxKeptFacts(file, status).Keep(MadeUp(), signers);
-    Ea::SetDrvEaHelper(nullptr);  // nobody else keeps anything
+    Ea::SetDrvEaHelper(nullptr);                                 // nobody else keeps anything
     std::this_thread::sleep_for(std::chrono::milliseconds(10));  // what changes at once may not be told apart
   }
 
