@@ -164,7 +164,9 @@ CkxEaFile::~CkxEaFile() {
   const SkxNativeEa& system = KxNativeEa();
   const CkxLastErrorGuard guard;
   if (_attributes != -1) {
-    const long status = system.setReadOnly(_attributes, true);
+    // Once more where it fails: what is left writable was somebody's to protect.
+    long status = system.setReadOnly(_attributes, true);
+    if (status < 0) status = system.setReadOnly(_attributes, true);
     if (status < 0) KxEa_Fail(status, "ERROR: Failed to make it read-only again. File [", CkxTextView(_path), "]");
     system.close(_attributes);
   }
