@@ -6,7 +6,7 @@
 
 /// Each thread has a mark, the one behind that of the thread which read for the first time before it: threads that
 /// begin together read on different parts. Without memory to remember its mark by, a thread has another one each time.
-std::shared_mutex& CkxSpreadLock::PartOfThread() const {
+CkxSharedLock& CkxSpreadLock::PartOfThread() const {
   static const std::array<char, kParts> marks{};
   static const CkxThreadPointer<const char> markOfThread;
   static std::atomic<size_t> last{0};

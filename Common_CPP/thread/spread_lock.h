@@ -14,6 +14,8 @@
 #include <mutex>
 #include <shared_mutex>
 
+#include "Common_CPP/thread/shared_lock.h"
+
 class CkxSpreadLock {
  public:
   class Reading;
@@ -31,10 +33,10 @@ class CkxSpreadLock {
   static constexpr size_t kLine = 128;  // bytes: processors fetch lines of 64 in pairs
 
   struct alignas(kLine) Part {
-    std::shared_mutex mutex;
+    CkxSharedLock mutex;
   };
 
-  std::shared_mutex& PartOfThread() const;
+  CkxSharedLock& PartOfThread() const;
 
   mutable std::array<Part, kParts> _parts;
 };
@@ -45,5 +47,5 @@ class CkxSpreadLock::Reading {
   explicit Reading(const CkxSpreadLock& lock) : _held(lock.PartOfThread()) {}
 
  private:
-  const std::shared_lock<std::shared_mutex> _held;
+  const std::shared_lock<CkxSharedLock> _held;
 };

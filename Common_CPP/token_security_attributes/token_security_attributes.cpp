@@ -125,7 +125,8 @@ CkxUtilStr FlagNames(uint32_t flags) {
 
 }  // namespace
 
-bool CkxTokenSecurityAttributes::AreSupported() {
+bool CkxTokenSecurityAttributes::AreSupported(void* token) {
+  if (token != nullptr && CkxAccessToken::FromHandle(token) != nullptr) return true;
   const SkxOsVersion version = KxNativeTokenAttributes().osVersion();
   return version.major > 6 || (version.major == 6 && version.minor >= 2);
 }

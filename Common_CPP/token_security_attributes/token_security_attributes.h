@@ -11,8 +11,8 @@
 
 class CkxTokenSecurityAttributes {
  public:
-  /// Version 6.2 or later of the system: before there are no such attributes.
-  static bool AreSupported();
+  /// Version 6.2 or later of the system: before there are no such attributes. A token of ours has them on any.
+  static bool AreSupported(void* token);
 
   /// The major version that attributes are made for.
   static uint32_t OsMajor();

@@ -14,7 +14,6 @@ struct SkxFileSrcUserFacts {
   bool byKX = false;     ///< the agent itself acted
   bool limited = false;  ///< no administrator
   std::vector<CkxSid> groups;
-  bool operator==(const SkxFileSrcUserFacts&) const;
 };
 
 class KX_UTIL_API CkxFileSrcUser {

@@ -6,13 +6,6 @@
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/access_token/access_token.h"
 
-bool SkxFileSrcUserFacts::operator==(const SkxFileSrcUserFacts& other) const {
-  const auto same = [](const CkxSid& a, const CkxSid& b) { return a.Equals(b); };
-  return byKX == other.byKX && limited == other.limited && sid.has_value() == other.sid.has_value() &&
-         (!sid || same(*sid, *other.sid)) &&
-         std::equal(groups.begin(), groups.end(), other.groups.begin(), other.groups.end(), same);
-}
-
 bool CkxFileSrcUser::Fill(void* token, bool byKX) {
   return KxEntry(false, [&] {
     SkxFileSrcUserFacts facts;

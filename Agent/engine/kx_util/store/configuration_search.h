@@ -19,6 +19,7 @@
 #include "Agent/engine/kx_util/store/configuration_documents.h"
 #include "Agent/engine/kx_util/value/action_bits.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
+#include "Common_CPP/thread/shared_lock.h"
 #include "Common_CPP/util/callback.h"
 #include "Common_CPP/util/trace.h"
 
@@ -81,7 +82,7 @@ class CkxConfigurationCache {
   void Drop() { Save(KxWString(), nullptr); }
 
  private:
-  mutable std::shared_mutex _lock;
+  mutable CkxSharedLock _lock;
   KxWString _publication;
   std::shared_ptr<const Known> _known;
 };

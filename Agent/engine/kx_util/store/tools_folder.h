@@ -6,6 +6,7 @@
 #include <shared_mutex>
 #include <string>
 
+#include "Common_CPP/thread/shared_lock.h"
 #include "Common_CPP/util/base.h"
 
 /// Answers per user, of one publication. Look-ups of several threads do not wait for each other.
@@ -25,7 +26,7 @@ class CkxToolsFolderCache {
  private:
   static constexpr size_t kMaxUsers = 4096;  // a terminal server's; what nobody asks about again does not pile up
 
-  mutable std::shared_mutex _lock;
+  mutable CkxSharedLock _lock;
   KxWString _publication;
   std::map<std::string, bool> _enabled;
 };

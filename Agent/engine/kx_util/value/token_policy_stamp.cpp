@@ -50,7 +50,7 @@ bool CkxTokenPolicyData::FromAttributes(const std::vector<SkxTokenAttribute>& at
 
 bool CkxTokenPolicyData::SetToToken(void* token, bool inheritable) const {
   return KxEntry(false, [&] {
-    if (!CkxTokenSecurityAttributes::AreSupported()) return false;
+    if (!CkxTokenSecurityAttributes::AreSupported(token)) return false;
     const SkxTokenAttribute attribute = ToAttribute(inheritable, CkxTokenSecurityAttributes::OsMajor());
     if (CkxTokenSecurityAttributes::Set(token, attribute)) return true;
     KxTrace(EkxTraceLevel::Error, kTokenStampScope, "ERROR: Failed to set token policy data");
@@ -61,13 +61,13 @@ bool CkxTokenPolicyData::SetToToken(void* token, bool inheritable) const {
 bool CkxTokenPolicyData::GetFromToken(void* token) {
   return KxEntry(false, [&] {
     std::vector<SkxTokenAttribute> attributes;
-    return CkxTokenSecurityAttributes::AreSupported() && CkxTokenSecurityAttributes::List(token, attributes) &&
+    return CkxTokenSecurityAttributes::AreSupported(token) && CkxTokenSecurityAttributes::List(token, attributes) &&
            FromAttributes(attributes);
   });
 }
 
 bool CkxTokenPolicyData::DeleteFromToken(void* token) {
   return KxEntry(false, [&] {
-    return CkxTokenSecurityAttributes::AreSupported() && CkxTokenSecurityAttributes::Delete(token, _theAttrName);
+    return CkxTokenSecurityAttributes::AreSupported(token) && CkxTokenSecurityAttributes::Delete(token, _theAttrName);
   });
 }
