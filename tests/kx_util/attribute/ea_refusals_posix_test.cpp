@@ -37,7 +37,7 @@ TEST(EaRefusals, LeaveTheOldValue) {
   EXPECT_EQ(umount2(place.c_str(), MNT_DETACH), 0);
   if (!keepsAttributes) GTEST_SKIP() << "memory file systems keep no attributes here";
 
-  const std::string old("old", 4);
+  const std::string old = std::string("old") + '\0';
   EXPECT_TRUE(isRemounted);
   EXPECT_FALSE(isSetReadOnly);
   EXPECT_EQ(readOnly, kKxStatusMediaWriteProtected);
