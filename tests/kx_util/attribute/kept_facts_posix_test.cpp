@@ -54,9 +54,9 @@ class KeptFacts : public testing::Test {
     return KxText_ToUtf8(file.GetHashStringUsing(KXW("SHA256"))).starts_with("SHA256##ABABABAB");
   }
 
-  std::string Attribute() const {
+  std::string Attribute(const char* name = kDigestEa) const {
     char value[512];
-    const ssize_t size = getxattr(Native().c_str(), kDigestEa, value, sizeof(value));
+    const ssize_t size = getxattr(Native().c_str(), name, value, sizeof(value));
     return size < 0 ? "" : std::string(value, static_cast<size_t>(size));
   }
 
@@ -156,6 +156,17 @@ TEST_F(KeptFacts, SayWhoSigned) {
   EkxPublisherStatus told = EkxPublisherStatus::Unknown;
   const CkxTargetInfoFile described(_path.c_str(), nullptr);
   EXPECT_EQ(KxText_ToUtf8(described.GetPublisher(false, told)), "Vendor \xC3\xBC");
+  const std::string before = Attribute("user.$KERNEL.PURGE.KXSBJCN");
+  Ea::SetDrvEaHelper(Ea::NativeDrvEaHelper());
+  {
+    const CkxTargetInfoFile asked(_path.c_str(), nullptr);
+    asked.GetPublisher(false, told);
+    asked.GetHashStringUsing(KXW("SHA512"));
+  }
+  Ea::SetDrvEaHelper(nullptr);
+  EXPECT_NE(Attribute().find("SHA512##"), std::string::npos);
+  EXPECT_EQ(Attribute("user.$KERNEL.PURGE.KXSBJCN"), before) << "no younger for being read";
+
   const CkxTrustStore roots;
   const CkxTrustScope scope(roots);
   const CkxTargetInfoFile withOtherRoots(_path.c_str(), nullptr);

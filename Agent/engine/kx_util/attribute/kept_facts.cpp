@@ -130,8 +130,8 @@ void CkxKeptFacts::Keep(const KxFileDigests& digests, const std::optional<SkxSig
 
 /// Without a key, where the kernel guards such attributes.
 bool CkxKeptFacts::_IsBelieved() const {
-  return CkxExtFileAttributes::KernelExtAttrSupportedByOS() && KxKernelEa_IsBelievable(_file.NativeHandle()) &&
-         (KxSecrets_AreInstalled() || KxKernelEa_AreGuarded());
+  return (KxSecrets_AreInstalled() || KxKernelEa_AreGuarded()) && CkxExtFileAttributes::KernelExtAttrSupportedByOS() &&
+         KxKernelEa_IsBelievable(_file.NativeHandle());
 }
 
 /// What is signed: the text, for that attribute of that file as it is. When it was changed last is the mark's to say

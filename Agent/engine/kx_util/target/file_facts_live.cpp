@@ -68,7 +68,7 @@ class LiveFileFacts : public IkxFileFacts {
   ~LiveFileFacts() override {
     if (!_hasFoundOut) return;
     try {
-      CkxKeptFacts(_file, _status).Keep(_digests, _isSignedBySystem ? _signers : std::nullopt);
+      CkxKeptFacts(_file, _status).Keep(_digests, _areSignersToKeep ? _signers : std::nullopt);
     } catch (const std::bad_alloc&) {
       KxTrace(EkxTraceLevel::Debug, "CkxTargetInfoFile", "No memory to keep what was found out");
     }
@@ -225,13 +225,14 @@ class LiveFileFacts : public IkxFileFacts {
   /// None as long as they cannot be told. What is kept of them is by the system's own roots.
   std::optional<SkxSigners> Signers() const {
     if (!IsWithinLimit()) return SkxSigners();
-    _isSignedBySystem = CkxTrustStore::Current() == nullptr;
-    std::optional<SkxSigners> kept = _isSignedBySystem ? CkxKeptFacts(_file, _status).Signers() : std::nullopt;
+    const bool isBySystem = CkxTrustStore::Current() == nullptr;
+    std::optional<SkxSigners> kept = isBySystem ? CkxKeptFacts(_file, _status).Signers() : std::nullopt;
     if (kept && IsUnchanged()) return kept;
     const auto digestOf = [this](EkxHashAlgorithm algorithm) { return Digest({algorithm, Signature() != nullptr}); };
     const SkxSigners signers = KxSignature_Look({_file, _path, Signature(), digestOf, SpendOnBytes});
     if (!IsUnchanged() || KxFault_Current() != EkxEvaluationFault::None) return std::nullopt;
     _hasFoundOut = true;
+    _areSignersToKeep = isBySystem;
     return signers;
   }
 
@@ -285,7 +286,7 @@ class LiveFileFacts : public IkxFileFacts {
   mutable KxFileDigests _digests;
   mutable bool _areKeptSought = false;
   mutable bool _hasFoundOut = false;       // what is to be kept
-  mutable bool _isSignedBySystem = false;  // the signers are told by its roots alone
+  mutable bool _areSignersToKeep = false;  // told by the system's roots, now: kept ones would be young for ever
   mutable std::optional<std::optional<SkxPeSignature>> _signature;
   mutable std::optional<EkxFileContent> _content;
   mutable std::optional<std::optional<SkxProgramFacts>> _program;
