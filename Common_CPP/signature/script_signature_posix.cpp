@@ -112,8 +112,8 @@ std::optional<SkxScriptSignature> KxScriptSignature_Read(const IkxByteSource& fi
   KxWStringView covered = KxWStringView(*text).substr(0, begin);
   if (!covered.ends_with(lineEnd)) return signature;
   covered.remove_suffix(lineEnd.size());
-  signature.covered.resize(covered.size() * sizeof(WCHAR));
-  std::memcpy(signature.covered.data(), covered.data(), signature.covered.size());
+  const auto* const coveredBytes = reinterpret_cast<const unsigned char*>(covered.data());
+  signature.covered.assign(coveredBytes, coveredBytes + covered.size() * sizeof(WCHAR));
   const KxWStringView behind = KxWStringView(*text).substr(begin + beginMark.size());
   if (behind.starts_with(lineEnd)) ReadBlock(*form, behind.substr(lineEnd.size()), signature);
   return signature;
