@@ -13,6 +13,7 @@
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_publish/document/target_document.h"
 #include "Common_CPP/util/byte_cursor.h"
+#include "tests/support/recording_observer.h"
 #include "tests/support/section_source.h"
 #include "tools/kxpolicy/decision.h"
 
@@ -31,9 +32,17 @@ SkxFileFacts File(const WCHAR* path) {
   return file;
 }
 
+/// Watched or not: the first look at policies, which stands aside where somebody watches, changes no answer.
 void Evaluate(const CkxTargetInfo& target) {
   SkxTriggerPolicyShortInfo info;
-  CkxSharedPoliciesData::GetTargetPolicyAction(target, info);
+  EkxEvaluationOutcome outcome = EkxEvaluationOutcome::NotAnswered;
+  CkxSharedPoliciesData::GetTargetPolicyAction(target, info, outcome);
+  CkxRecordingObserver observer;
+  const CkxEvaluationObserverScope watching(observer);
+  SkxTriggerPolicyShortInfo watchedInfo;
+  EkxEvaluationOutcome watched = EkxEvaluationOutcome::NotAnswered;
+  CkxSharedPoliciesData::GetTargetPolicyAction(target, watchedInfo, watched);
+  if (outcome != watched || std::memcmp(&info, &watchedInfo, sizeof(info)) != 0) std::abort();
 }
 
 void EvaluateEachKind() {

@@ -14,5 +14,8 @@ struct KX_UTIL_API SkxPolicyFilter {
   /// The bit of an action; 0 with an error line for a value that has none.
   static uint32_t GetActionMask(EkxPolicyAction action);
 
-  bool Accepts(bool active, EkxPolicyAction action) const;
+  bool Accepts(bool active, EkxPolicyAction action) const {
+    if ((Flags & (active ? kActive : kInactive)) == 0) return false;
+    return (Flags & kByAction) == 0 || (GetActionMask(action) & ActionMask) != 0;
+  }
 };

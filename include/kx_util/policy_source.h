@@ -37,14 +37,21 @@ class KX_UTIL_API CkxApplicablePolicies {
 
   bool IsAll() const { return _all; }
   bool IsNone() const { return !_all && _ids.empty(); }
-  bool Contains(uint32_t id) const;
+  bool Contains(uint32_t id) const {
+    if (_all) return true;
+    if (_bits.empty()) return _IsAmongSorted(id);
+    return id / 64 < _bits.size() && (_bits[id / 64] >> id % 64 & 1) != 0;
+  }
   const std::vector<uint32_t>& Ids() const { return _ids; }  ///< as they were given
 
  private:
   CkxApplicablePolicies() = default;
+  bool _IsAmongSorted(uint32_t id) const;
+
   bool _all = false;
   std::vector<uint32_t> _ids;
-  std::vector<uint32_t> _sorted;
+  std::vector<uint64_t> _bits;    // one an id; empty when the ids lie far apart
+  std::vector<uint32_t> _sorted;  // then
 };
 
 /// Not published is a normal state, of a machine without policies say. A section that is there and cannot be had is a

@@ -75,6 +75,15 @@ class KX_UTIL_API CkxTargetInfoFile : public CkxTargetInfo,
   /// "TITLE (PATH)"; with a null `title` the embedded description, else the file name, stands for it.
   void AppendDescription(const WCHAR* title, CkxUtilStr& text) const;
 
+  /// Whether the path is known without a look at the file, and so whatever else is asked of it alone.
+  bool IsPathAtHand() const { return _isPathReal && !IsIncomplete(); }
+
+  /// Whether every fact is: those that were recorded are.
+  bool AreFactsAtHand() const;
+
+  /// Whether the first signer is.
+  bool IsSignerAtHand() const { return _signers[0].has_value() || AreFactsAtHand(); }
+
   /// The kind of target that a path names by its extension: 3 for programs, 21 for libraries, 5 and 6 for packages,
   /// 4 for scripts, 0 for anything else.
   static EkxPolicyTarget TypeOfPath(CkxTextView path);

@@ -11,7 +11,7 @@
 //
 // Whatever is decided about a file or a process is also decided about it as `describe` would write it down. Of a sheet
 // that is `inOrder` each case must also be the one that decides when all after it hold too: what is cheap to look at
-// comes first.
+// comes first. And whatever is decided while somebody watches is decided while nobody does.
 #include <gtest/gtest.h>
 #include <kx_util/shared_policies_data.h>
 #include <nlohmann/json.hpp>
@@ -57,11 +57,14 @@ Decision Decide(const json& document, const json& thing) {
   const CkxPolicySourceScope scope(source);
   const CkxTargetDocument target = CkxTargetDocument::FromJson(thing);
   const CkxMachineFactsScope machine(target.Machine());
+  SkxTriggerPolicyShortInfo unwatched;
+  CkxSharedPoliciesData::GetTargetPolicyAction(target.Target(), unwatched);
   const CkxTraceCapture trace;
   CkxRecordingObserver observer;
   const CkxEvaluationObserverScope watching(observer);
   SkxTriggerPolicyShortInfo info;
   const bool applies = CkxSharedPoliciesData::GetTargetPolicyAction(target.Target(), info);
+  EXPECT_EQ(std::memcmp(&info, &unwatched, sizeof(info)), 0);
   Decision decision = {applies ? uint32_t{info.PolicyId} : 0, observer.lines, trace.Texts()};
   std::erase_if(decision.trace, [](const std::string& line) {
     return !line.starts_with("KXT_ERROR") && !line.starts_with("KXT_WARNING");

@@ -1,52 +1,33 @@
 #include <kx_util/shared_buffer.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <utility>
 
+#include "Agent/engine/kx_util/buffer/obfuscation.h"
 #include "Agent/engine/kx_util/buffer/record_memory.h"
 #include "Agent/engine/kx_util/buffer/wipe.h"
 #include "Common_CPP/util/byte_cursor.h"
 
-// The writer of the policies and all of its readers share the seed; a build option replaces it.
-#ifndef KX_OBFUSCATION_SEED
-#define KX_OBFUSCATION_SEED "2654435769-1640531527-3144134277-2246822519-3266489917-2869860233-3624381081-668265263"
-#endif
-
 namespace {
-
-/// Conversion stops at the first hyphen. Seeds beyond 32 bits count as the largest number wherever we run.
-unsigned char ComputeKey() {
-  return static_cast<unsigned char>(
-      std::min<unsigned long long>(std::strtoull(KX_OBFUSCATION_SEED, nullptr, 10), 0xFFFFFFFF));
-}
-
-/// What a stored byte is XOR-ed with: to complement a byte and to XOR it with the key is one XOR.
-uint64_t Mask() {
-  static const uint64_t mask = 0x0101010101010101 * (uint64_t{KxUtil_ObfuscationKey()} ^ 0xFF);
-  return mask;
-}
 
 void UnObfuscateEight(unsigned char* out, const unsigned char* in, uint64_t mask) {
   const uint64_t plain = KxBytes_Load<uint64_t>(in) ^ mask;
   std::memcpy(out, &plain, sizeof(plain));
 }
 
+}  // namespace
+
+unsigned char KxUtil_ObfuscationKey() { return kKxObfuscationKey; }
+
 /// One pass, eight bytes at a time; the last eight may be done twice, which does no harm since `in` is only read.
-void UnObfuscate(unsigned char* out, const unsigned char* in, size_t count, uint64_t mask) {
+void KxObfuscation_Undo(unsigned char* out, const unsigned char* in, size_t count) {
+  constexpr uint64_t mask = kKxObfuscationMask;
   if (count < 8) {
     for (size_t i = 0; i < count; ++i) out[i] = static_cast<unsigned char>(in[i] ^ mask);
     return;
   }
   for (size_t at = 0; at < count - 8; at += 8) UnObfuscateEight(out + at, in + at, mask);
   UnObfuscateEight(out + count - 8, in + count - 8, mask);
-}
-
-}  // namespace
-
-unsigned char KxUtil_ObfuscationKey() {
-  static const unsigned char key = ComputeKey();
-  return key;
 }
 
 CkxShBufString::CkxShBufString(CkxShBufString&& other) noexcept
@@ -102,8 +83,8 @@ bool CkxShBufString::FromBufferAndUnObfuscate(const unsigned char*& cursor, unsi
     copy = static_cast<WCHAR*>(KxRecord_Allocate((size_t{count} / 2 + 1) * sizeof(WCHAR)));
     if (copy == nullptr) return false;
     unsigned char* const bytes = reinterpret_cast<unsigned char*>(copy);
-    UnObfuscate(bytes, cursor + sizeof(count), present, Mask());
-    std::memset(bytes + present, static_cast<unsigned char>(Mask()), count - present);
+    KxObfuscation_Undo(bytes, cursor + sizeof(count), present);
+    std::memset(bytes + present, static_cast<unsigned char>(kKxObfuscationMask), count - present);
     copy[count / 2] = 0;  // of an odd count the last byte goes
   }
 

@@ -3,9 +3,9 @@
 
 #include "Agent/engine/kx_util/buffer/wipe.h"
 #include "Agent/engine/kx_util/command/wildcard.h"
+#include "Agent/engine/kx_util/match/judged_location.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/access_token/access_token.h"
-#include "Common_CPP/file/machine_facts.h"
 #include "Common_CPP/file/path.h"
 #include "Common_CPP/util/trace.h"
 
@@ -17,50 +17,17 @@ constexpr const WCHAR* kFixed = KxDriveType_Word(EkxDriveType::Fixed);
 constexpr const WCHAR* kAny = KXW("ANY");
 constexpr const WCHAR* kOpticalDrive = KXW("CDROM:");  // how a location pattern names whatever optical drive there is
 
-/// A path as it is judged: `C:\Tools\..\x.exe` and `\\?\C:\x.exe` are `C:\x.exe`, so that no spelling leads into a
-/// folder where the file is not. Usually a view of the path itself.
-class CkxJudgedPath {
- public:
-  explicit CkxJudgedPath(CkxTextView path) : _normalized(KxPath_Normalized(path)), _path(path) {}
-  CkxTextView View() const { return _normalized ? CkxTextView(*_normalized) : _path; }
-
- private:
-  const std::optional<KxWString> _normalized;
-  const CkxTextView _path;
-};
-
 bool IsAny(CkxTextView type) { return KxText_Equals(type, kAny, false); }
 
 void TraceInvalidArguments(std::string_view scope, CkxTextView path, CkxTextView pattern) {
   KxTrace(EkxTraceLevel::Error, scope, "ERROR: Invalid arguments [", path, "], [", pattern, "]");
 }
 
-// Drives are a user's own: both questions are asked as the user of `token`, and nothing else is done as that user.
-
-EkxDriveType DriveTypeOf(void* token, CkxTextView path) {
-  const WCHAR letter = KxPath_DriveLetter(path);
-  if (letter == 0) return EkxDriveType::Unknown;
-  const CkxImpersonationScope asUser(token);
-  return KxMachine_Facts().DriveType(letter);
-}
-
-/// "\\server\share\dir\name" for a path on a mapped drive; nothing for any other.
-std::optional<KxWString> UncForm(void* token, CkxTextView path) {
-  const WCHAR letter = KxPath_DriveLetter(path);
-  if (letter == 0 || path.Size() < 3 || !KxPath_IsSeparator(path[2])) return std::nullopt;
-  const CkxImpersonationScope asUser(token);
-  std::optional<KxWString> form = KxMachine_Facts().MappedShare(letter);
-  if (form) *form += path.Part(2).ToString();
-  return form;
-}
-
-/// A pattern that begins with "CDROM:" with the target's drive in its place; nothing unless that drive is optical.
-std::optional<KxWipedVector<WCHAR>> OnOpticalDrive(void* token, CkxTextView path, CkxTextView pattern) {
-  if (!KxText_StartsWith(pattern, kOpticalDrive, false)) return std::nullopt;
-  if (DriveTypeOf(token, path) != EkxDriveType::Cdrom) return std::nullopt;
+/// A pattern that begins with "CDROM:" with the drive in its place.
+KxWipedVector<WCHAR> OnDrive(WCHAR letter, CkxTextView pattern) {
   const CkxTextView behindColon = pattern.Part(CkxTextView(kOpticalDrive).Size());
   KxWipedVector<WCHAR> onDrive(2 + behindColon.Size());
-  onDrive[0] = KxPath_DriveLetter(path);
+  onDrive[0] = letter;
   onDrive[1] = KXW(':');
   std::memcpy(onDrive.data() + 2, behindColon.Bytes(), behindColon.Size() * sizeof(WCHAR));
   return onDrive;
@@ -88,23 +55,88 @@ bool MatchesWildcards(CkxTextView path, CkxTextView pattern) {
 
 }  // namespace
 
+// `C:\Tools\..\x.exe` and `\\?\C:\x.exe` are judged as `C:\x.exe`, so that no spelling leads into a folder where the
+// file is not.
+CkxJudgedLocation::CkxJudgedLocation(CkxTextView path, void* token)
+    : _spelled(path), _token(token), _normalized(KxPath_Normalized(path)) {}
+
+// Drives are a user's own: both questions are asked as the user of the token, and nothing else is done as that user.
+
+EkxDriveType CkxJudgedLocation::DriveType() {
+  if (_drive) return *_drive;
+  const WCHAR letter = KxPath_DriveLetter(Path());
+  if (letter == 0) return *(_drive = EkxDriveType::Unknown);
+  const CkxImpersonationScope asUser(_token);
+  return *(_drive = KxMachine_Facts().DriveType(letter));
+}
+
+/// "\\server\share\dir\name" for a path on a mapped drive; nothing for any other.
+const std::optional<KxWString>& CkxJudgedLocation::UncForm() {
+  if (_uncForm) return *_uncForm;
+  const CkxTextView path = Path();
+  const WCHAR letter = KxPath_DriveLetter(path);
+  if (letter == 0 || path.Size() < 3 || !KxPath_IsSeparator(path[2])) return _uncForm.emplace();
+  const CkxImpersonationScope asUser(_token);
+  std::optional<KxWString> form = KxMachine_Facts().MappedShare(letter);
+  if (form) *form += path.Part(2).ToString();
+  return _uncForm.emplace(std::move(form));
+}
+
+const WCHAR* CkxJudgedLocation::Type() {
+  if (_type != nullptr) return _type;
+  if (_spelled.IsEmpty() || KxText_Equals(_spelled, CkxTargetInfoFile::kSystemPseudoFile, true))
+    return _type = kUnknown;
+  const EkxDriveType drive = DriveType();
+  const WCHAR* const word = KxDriveType_Word(drive);
+  if (word != nullptr && drive != EkxDriveType::Unknown) return _type = word;
+  if (word == nullptr && drive != EkxDriveType::NoRoot) {
+    KxTrace(EkxTraceLevel::Error, "KxUtil_GetFileLocationType", "ERROR: GetDriveType returned unexpected value ",
+            static_cast<unsigned>(drive));
+  }
+  return _type = KxPath_IsUnc(Path()) ? kRemote : kUnknown;
+}
+
+bool CkxJudgedLocation::MatchesTypes(CkxTextView typeList) {
+  if (_spelled.IsEmpty()) {
+    KxTrace(EkxTraceLevel::Error, "KxUtil_MatchFileLocationTypes", "ERROR: Non-valid file path");
+    return false;
+  }
+  return typeList.IsEmpty() || IsAny(typeList) || KxText_AnyField(typeList, KXW(','), [&](CkxTextView type) {
+           return IsAny(type) || KxUtil_IsEqualLocationType(Type(), type);
+         });
+}
+
+bool CkxJudgedLocation::Matches(CkxTextView typeList, CkxTextView locationPattern, bool withSubfolders) {
+  if (_spelled.IsEmpty() || locationPattern.IsEmpty()) {
+    TraceInvalidArguments("KxUtil_MatchFileLocation", _spelled, locationPattern);
+    return false;
+  }
+  if (!KxWork_Spend(_spelled.Size() + locationPattern.Size())) return false;
+  if (!MatchesTypes(typeList)) return false;
+
+  std::optional<KxWipedVector<WCHAR>> onOpticalDrive;
+  if (KxText_StartsWith(locationPattern, kOpticalDrive, false) && DriveType() == EkxDriveType::Cdrom) {
+    onOpticalDrive = OnDrive(KxPath_DriveLetter(Path()), locationPattern);
+  }
+  const bool hasWildcards = KxWildcard_IsPattern(locationPattern);
+  const CkxTextView pattern =
+      onOpticalDrive ? CkxTextView(onOpticalDrive->data(), onOpticalDrive->size()) : locationPattern;
+  const auto matches = [&](CkxTextView file) {
+    return hasWildcards ? MatchesWildcards(file, pattern)
+                        : KxPath_IsFolderInside(KxPath_Folder(file), pattern, withSubfolders);
+  };
+  if (matches(Path())) return true;
+  if (KxPath_DriveLetter(pattern) != 0) return false;  // a pattern that names a drive is about that drive
+  const std::optional<KxWString>& unc = UncForm();
+  return unc && matches(*unc);
+}
+
 const WCHAR* KxUtil_GetFileLocationType(void* token, CkxTextView path) {
-  return KxEntry<const WCHAR*>(kUnknown, [&]() -> const WCHAR* {
-    if (path.IsEmpty() || KxText_Equals(path, CkxTargetInfoFile::kSystemPseudoFile, true)) return kUnknown;
-    const CkxJudgedPath judged(path);
-    const EkxDriveType drive = DriveTypeOf(token, judged.View());
-    const WCHAR* const word = KxDriveType_Word(drive);
-    if (word != nullptr && drive != EkxDriveType::Unknown) return word;
-    if (word == nullptr && drive != EkxDriveType::NoRoot) {
-      KxTrace(EkxTraceLevel::Error, "KxUtil_GetFileLocationType", "ERROR: GetDriveType returned unexpected value ",
-              static_cast<unsigned>(drive));
-    }
-    return KxPath_IsUnc(judged.View()) ? kRemote : kUnknown;
-  });
+  return KxEntry<const WCHAR*>(kUnknown, [&] { return CkxJudgedLocation(path, token).Type(); });
 }
 
 const WCHAR* KxUtil_GetFileLocationType(const IkxPathProvider& provider) {
-  return KxUtil_GetFileLocationType(provider.GetAccessToken(), provider.GetPath());
+  return KxEntry<const WCHAR*>(kUnknown, [&] { return CkxJudgedLocation(provider).Type(); });
 }
 
 bool KxUtil_IsFileLocationTypeFixed(CkxTextView path) {
@@ -127,46 +159,10 @@ bool KxUtil_MatchFileLocationType(const IkxPathProvider& provider, CkxTextView t
 }
 
 bool KxUtil_MatchFileLocationTypes(const IkxPathProvider& provider, CkxTextView typeList) {
-  return KxEntry(false, [&] {
-    if (CkxTextView(provider.GetPath()).IsEmpty()) {
-      KxTrace(EkxTraceLevel::Error, "KxUtil_MatchFileLocationTypes", "ERROR: Non-valid file path");
-      return false;
-    }
-    if (typeList.IsEmpty() || IsAny(typeList)) return true;
-    const WCHAR* actual = nullptr;  // asked for once, however long the list is
-    return KxText_AnyField(typeList, KXW(','), [&](CkxTextView type) {
-      if (IsAny(type)) return true;
-      if (actual == nullptr) actual = KxUtil_GetFileLocationType(provider);
-      return KxUtil_IsEqualLocationType(actual, type);
-    });
-  });
+  return KxEntry(false, [&] { return CkxJudgedLocation(provider).MatchesTypes(typeList); });
 }
 
 bool KxUtil_MatchFileLocation(const IkxPathProvider& provider, CkxTextView typeList, CkxTextView locationPattern,
                               bool withSubfolders) {
-  return KxEntry(false, [&] {
-    const CkxTextView spelled = provider.GetPath();
-    if (spelled.IsEmpty() || locationPattern.IsEmpty()) {
-      TraceInvalidArguments("KxUtil_MatchFileLocation", spelled, locationPattern);
-      return false;
-    }
-    if (!KxWork_Spend(spelled.Size() + locationPattern.Size())) return false;
-    if (!KxUtil_MatchFileLocationTypes(provider, typeList)) return false;
-
-    void* const token = provider.GetAccessToken();
-    const CkxJudgedPath judged(spelled);
-    const CkxTextView path = judged.View();
-    const bool hasWildcards = KxWildcard_IsPattern(locationPattern);
-    const std::optional<KxWipedVector<WCHAR>> onOpticalDrive = OnOpticalDrive(token, path, locationPattern);
-    const CkxTextView pattern =
-        onOpticalDrive ? CkxTextView(onOpticalDrive->data(), onOpticalDrive->size()) : locationPattern;
-    const auto matches = [&](CkxTextView file) {
-      return hasWildcards ? MatchesWildcards(file, pattern)
-                          : KxPath_IsFolderInside(KxPath_Folder(file), pattern, withSubfolders);
-    };
-    if (matches(path)) return true;
-    if (KxPath_DriveLetter(pattern) != 0) return false;  // a pattern that names a drive is about that drive
-    const std::optional<KxWString> unc = UncForm(token, path);
-    return unc && matches(*unc);
-  });
+  return KxEntry(false, [&] { return CkxJudgedLocation(provider).Matches(typeList, locationPattern, withSubfolders); });
 }

@@ -14,3 +14,10 @@ bool KxPolicyLookup_CallAppGroup(const GUID& id, KxAppGroupMember member, void* 
 /// The alert of that id and type, as a copy that the caller releases. False, with `alert` untouched, when there is no
 /// such alert or it is malformed.
 bool KxPolicyLookup_GetAlert(const GUID& id, EkxAlertType type, CkxShBufCustGuiBase*& alert);
+
+/// What can be said of the group `id` without judging anything, for the walk under way.
+struct SkxGroupGlance {
+  bool isKnownOutside = false;                   ///< none of its targets matches; or there is no such group
+  const SkxAppGroupBufHeader* record = nullptr;  ///< to be looked at, where that is not known
+};
+SkxGroupGlance KxPolicyLookup_GlanceAtGroup(const GUID& id, const CkxTargetInfo& target);

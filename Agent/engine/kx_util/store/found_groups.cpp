@@ -113,6 +113,15 @@ std::optional<const CkxShBufTarget*> CkxFoundGroups::Match(const GUID& id, const
   return Judge(*found, target);
 }
 
+SkxGroupGlance CkxFoundGroups::GlanceAt(const GUID& id, const CkxTargetInfo& target) {
+  if (!_isIndexed) Index();
+  const auto found = _groups.find(id);
+  if (found == _groups.end()) return {_damage.empty() && KxFault_Current() == EkxEvaluationFault::None, nullptr};
+  const Level level(*this);
+  const SkxVerdict* const known = Remembered(found->second, target);
+  return {known != nullptr && known->match == nullptr, found->second.record};
+}
+
 const CkxFoundGroups::SkxVerdict* CkxFoundGroups::Remembered(const SkxGroup& found, const CkxTargetInfo& target) {
   const auto known = found.verdicts.find(Question(target, kAnyDepth));
   if (known != found.verdicts.end() && _depth + known->second.levelsBelow <= kMaxDepth) {

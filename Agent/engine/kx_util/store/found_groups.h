@@ -15,6 +15,7 @@
 #include <optional>
 #include <unordered_map>
 
+#include "Agent/engine/kx_util/policy/policy_lookup.h"
 #include "Common_CPP/util/guid.h"
 
 class CkxFoundGroups {
@@ -39,6 +40,9 @@ class CkxFoundGroups {
   /// The target of the group `id` that matches, or null when none does. Nothing when there is no such group, when its
   /// record is malformed, or when it lies too deep.
   std::optional<const CkxShBufTarget*> Match(const GUID& id, const CkxTargetInfo& target);
+
+  /// What can be said of the group for a link that is no target of a group itself. Judges nothing.
+  SkxGroupGlance GlanceAt(const GUID& id, const CkxTargetInfo& target);
 
   /// Hands on the targets of the group `id`, once to each enumeration. False when there is no such group (as above),
   /// else `enumeration.completed` tells more.

@@ -29,22 +29,25 @@ EkxPolicyOutcome KxPolicyWalk_Judge(const CkxShBufPolicyWithTargets& policy, con
 bool KxPolicyWalk_IsExpected(std::string_view name, uint32_t actions, const CkxShBufPolicy& policy);
 
 /// `ask(policy)` of each policy of those kinds, all of which have targets, until it is false or a policy of another
-/// kind turns up. What was asked is not all, and the last answer may be none, unless the walk went to its end.
+/// kind turns up. What was asked is not all, and the last answer may be none, unless the walk went to its end. With
+/// `about`, only of those that may apply to it (`KxSectionWalk_Policies`).
 template <class Ask>
-EkxWalkEnd KxPolicyWalk_Run(std::string_view name, uint32_t actions, void* token, Ask ask) {
+EkxWalkEnd KxPolicyWalk_Run(std::string_view name, uint32_t actions, void* token, const CkxTargetInfo* about, Ask ask) {
   const SkxPolicyFilter filter = {SkxPolicyFilter::kActive | SkxPolicyFilter::kByAction, actions};
   auto askExpected = [&](const CkxShBufPolicy& policy) {
     return KxPolicyWalk_IsExpected(name, actions, policy) && ask(static_cast<const CkxShBufPolicyWithTargets&>(policy));
   };
   return KxEntry(EkxWalkEnd::Faulted, [&] {
-    return KxSectionWalk_Policies(filter, KxCallback<const CkxShBufPolicy&>(askExpected), &askExpected, true, token);
+    return KxSectionWalk_Policies(filter, KxCallback<const CkxShBufPolicy&>(askExpected), &askExpected, true, token,
+                                  about);
   });
 }
 
 /// The same; false when the walk itself failed.
 template <class Ask>
-bool KxPolicyWalk_Each(std::string_view name, uint32_t actions, void* token, Ask ask) {
-  const EkxWalkEnd end = KxPolicyWalk_Run(name, actions, token, std::move(ask));
+bool KxPolicyWalk_Each(std::string_view name, uint32_t actions, void* token, Ask ask,
+                       const CkxTargetInfo* about = nullptr) {
+  const EkxWalkEnd end = KxPolicyWalk_Run(name, actions, token, about, std::move(ask));
   return end == EkxWalkEnd::Walked || end == EkxWalkEnd::NothingPublished;
 }
 
@@ -69,5 +72,5 @@ bool KxPolicyWalk_AskDeciding(std::string_view name, const CkxTargetInfo& target
     answer = ask(policy);
     return false;
   };
-  return KxPolicyWalk_Each(name, kKxDecidingActions, target.UserToken(), isUndecided) && answer;
+  return KxPolicyWalk_Each(name, kKxDecidingActions, target.UserToken(), isUndecided, &target) && answer;
 }

@@ -33,17 +33,6 @@ CkxSectionRecords::CkxSectionRecords(const SkxRecordKind& kind, std::span<const 
   _end = section.data() + section.size();
 }
 
-const unsigned char* CkxSectionRecords::Next() {
-  const auto left = static_cast<size_t>(_end - _cursor);
-  if (left < _kind.headerBytes) return Fail(_kind.headerOutOfBuffer);
-  if (KxBytes_Load<uint32_t>(_cursor) != _kind.signature) return Fail(_kind.wrongSignature);
-  const auto size = KxBytes_Load<uint32_t>(_cursor + sizeof(uint32_t));
-  if (size < _kind.headerBytes || size > left) return Fail(_kind.outOfBuffer);
-  const unsigned char* const record = _cursor;
-  _cursor += size;
-  return record;
-}
-
 const unsigned char* CkxSectionRecords::Fail(std::string_view line) {
   _fault = line;
   KxTrace(EkxTraceLevel::Error, kKxStoreScope, _fault);

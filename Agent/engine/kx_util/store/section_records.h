@@ -48,3 +48,14 @@ class CkxSectionRecords {
   uint32_t _count = 0;
   std::string_view _fault;
 };
+
+inline const unsigned char* CkxSectionRecords::Next() {
+  const auto left = static_cast<size_t>(_end - _cursor);
+  if (left < _kind.headerBytes) return Fail(_kind.headerOutOfBuffer);
+  if (KxBytes_Load<uint32_t>(_cursor) != _kind.signature) return Fail(_kind.wrongSignature);
+  const auto size = KxBytes_Load<uint32_t>(_cursor + sizeof(uint32_t));
+  if (size < _kind.headerBytes || size > left) return Fail(_kind.outOfBuffer);
+  const unsigned char* const record = _cursor;
+  _cursor += size;
+  return record;
+}

@@ -2,9 +2,11 @@
 
 #include <chrono>
 #include <thread>
+#include <utility>
 
 #include "Agent/engine/kx_util/buffer/record_memory.h"
 #include "Agent/engine/kx_util/policy/policy_com_reference.h"
+#include "Agent/engine/kx_util/policy/policy_prefilter.h"
 #include "Agent/engine/kx_util/store/found_groups.h"
 #include "Agent/engine/kx_util/store/section_records.h"
 #include "Agent/engine/kx_util/store/store_scope.h"
@@ -21,6 +23,9 @@ constexpr int64_t kSlowWalkMicroseconds = 500000;
 
 /// Bytes of a record that are read for one unit of work.
 constexpr uint32_t kBytesOfWork = 16;
+
+/// Work that may be done before it is spent: asking after each record would take as long as the record.
+constexpr uint64_t kWorkAtOnce = 4096;
 
 /// How often a decision is begun anew because another publication came between its questions. Each time takes one that
 /// ends between a look at the index and the agent's answer.
@@ -46,20 +51,23 @@ const SkxPolicyBufHeader* PolicyHeader(const unsigned char* record) {
   return reinterpret_cast<const SkxPolicyBufHeader*>(record);
 }
 
-/// A policy that nobody is asked about; it is made only to name it to whoever watches.
-void TellSkipped(const SkxPolicyBufHeader* header, EkxPolicyOutcome outcome) {
+/// A policy that nobody is asked about; it is made only to name it to whoever watches. False when a fault is noted.
+bool TellSkipped(const SkxPolicyBufHeader* header, EkxPolicyOutcome outcome) {
   IkxEvaluationObserver* const observer = KxObserve_Steps();
-  if (observer == nullptr) return;
+  if (observer == nullptr) return true;
   const CkxShBufPolicyPtr policy(CkxShBufPolicy::PolicyFromBuffer(header, false));
   const CkxTextView name = policy != nullptr ? policy->NameView() : CkxTextView();
   observer->OnPolicy({header->id, header->action, name, policy.get()}, outcome);
+  return KxFault_Current() == EkxEvaluationFault::None;
 }
 
 /// One walk over a section, with what it counts.
 class SectionWalk {
  public:
-  SectionWalk(const SkxPolicyFilter& filter, KxPolicyCallback callback, void* context)
-      : _filter(filter), _callback(callback), _context(context) {}
+  SectionWalk(const SkxPolicyFilter& filter, KxPolicyCallback callback, void* context, const CkxTargetInfo* about)
+      : _filter(filter), _callback(callback), _context(context) {
+    if (about != nullptr && CkxPolicyPrefilter::IsUnobserved()) _prefilter.emplace(*about);
+  }
 
   EkxWalkEnd Run(std::span<const unsigned char> section, const CkxApplicablePolicies* applicable) {
     const CkxPolicyComReference com;
@@ -69,13 +77,13 @@ class SectionWalk {
       return Fault(EkxEvaluationFault::Malformed, KxUtil_FaultText(EkxEvaluationFault::Malformed));
     }
     _count = records.Count();
-    for (bool goOn = true; goOn && _visited < _count;) {
+    while (_visited < _count) {
       const unsigned char* const record = records.Next();
       if (record == nullptr) return Fault(EkxEvaluationFault::Malformed, records.Fault());
       ++_visited;
-      goOn = Visit(PolicyHeader(record), applicable);
-      if (KxFault_Current() != EkxEvaluationFault::None) return EkxWalkEnd::Faulted;
+      if (!Visit(PolicyHeader(record), applicable)) break;
     }
+    if (KxFault_Current() != EkxEvaluationFault::None || !SpendWhatIsDue()) return EkxWalkEnd::Faulted;
     TraceWhenSlow();
     return EkxWalkEnd::Walked;
   }
@@ -83,17 +91,22 @@ class SectionWalk {
  private:
   /// False ends the walk.
   bool Visit(const SkxPolicyBufHeader* header, const CkxApplicablePolicies* applicable) {
-    if (!KxWork_Spend(1)) return false;
+    ++_workDue;
     if (!_filter.Accepts(header->active != 0, header->action)) return Skip(header, EkxPolicyOutcome::FilteredOut);
     if (applicable != nullptr && !applicable->Contains(header->id)) {
       return Skip(header, EkxPolicyOutcome::NotApplicableToUser);
     }
-    if (!KxWork_Spend(header->size / kBytesOfWork)) return false;
+    _workDue += header->size / kBytesOfWork;
+    if (_prefilter && !_prefilter->MayApply(*header)) return SpendWhenMuchIsDue();
+    if (!SpendWhatIsDue()) return false;
     const CkxShBufPolicyPtr policy = Make(header);
     if (policy == nullptr) return PassOver(header);
     ++_passed;
-    return _callback(*policy, _context);
+    return _callback(*policy, _context) && KxFault_Current() == EkxEvaluationFault::None;
   }
+
+  bool SpendWhatIsDue() { return KxWork_Spend(std::exchange(_workDue, 0)); }
+  bool SpendWhenMuchIsDue() { return _workDue < kWorkAtOnce || SpendWhatIsDue(); }
 
   CkxShBufPolicyPtr Make(const SkxPolicyBufHeader* header) {
     const CkxRecordArena::Scope scope(_arena);
@@ -102,7 +115,7 @@ class SectionWalk {
 
   /// A record that does not parse applies to nothing; one that there was no memory for has noted that, and ends the
   /// walk.
-  bool PassOver(const SkxPolicyBufHeader* header) const {
+  bool PassOver(const SkxPolicyBufHeader* header) {
     if (KxFault_Current() != EkxEvaluationFault::None) return false;
     KxTrace(EkxTraceLevel::Error, kKxStoreScope,
             "ERROR: Policy cannot be read and is passed over. Id=", uint32_t{header->id},
@@ -110,9 +123,8 @@ class SectionWalk {
     return Skip(header, EkxPolicyOutcome::PassedOver);
   }
 
-  static bool Skip(const SkxPolicyBufHeader* header, EkxPolicyOutcome outcome) {
-    TellSkipped(header, outcome);
-    return true;
+  bool Skip(const SkxPolicyBufHeader* header, EkxPolicyOutcome outcome) {
+    return TellSkipped(header, outcome) && SpendWhenMuchIsDue();
   }
 
   void TraceWhenSlow() const {
@@ -127,8 +139,10 @@ class SectionWalk {
   const SkxPolicyFilter& _filter;
   const KxPolicyCallback _callback;
   void* const _context;
+  std::optional<CkxPolicyPrefilter> _prefilter;
   CkxRecordArena _arena;
   const CkxStopWatch _watch;
+  uint64_t _workDue = 0;  // done, and not spent yet
   uint32_t _visited = 0;
   uint32_t _passed = 0;
   uint32_t _count = 0;
@@ -145,7 +159,7 @@ EkxWalkEnd NoneApplicable(bool isKnown) {
 }  // namespace
 
 EkxWalkEnd KxSectionWalk_Policies(const SkxPolicyFilter& filter, KxPolicyCallback callback, void* context,
-                                  bool applicableOnly, void* token) {
+                                  bool applicableOnly, void* token, const CkxTargetInfo* about) {
   const IkxPolicySource& source = KxPolicySource_Current();
   for (int attempt = 0; attempt < kMaxPublications; ++attempt) {
     GiveWay(attempt);
@@ -165,7 +179,7 @@ EkxWalkEnd KxSectionWalk_Policies(const SkxPolicyFilter& filter, KxPolicyCallbac
     SkxSectionBytes section;
     if (state == EkxSectionState::Open) state = publication.OpenSection(EkxPolicySection::Policies, section);
     if (state != EkxSectionState::Open) return NotOpened(state);
-    return SectionWalk(filter, callback, context).Run(section.bytes, applicable.get());
+    return SectionWalk(filter, callback, context, about).Run(section.bytes, applicable.get());
   }
   return Fault(EkxEvaluationFault::PublicationUnstable, KxUtil_FaultText(EkxEvaluationFault::PublicationUnstable));
 }

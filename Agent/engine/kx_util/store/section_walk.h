@@ -12,6 +12,7 @@ enum class EkxWalkEnd : unsigned char {
   Faulted,           ///< what was handed out is not all; the fault is noted
 };
 
-/// As `EnumPolicies`, inside an entry.
+/// As `EnumPolicies`, inside an entry. Who asks whether policies apply to `about`, and does nothing with those that do
+/// not, names it here: policies of which that can be seen in their record are not handed out.
 EkxWalkEnd KxSectionWalk_Policies(const SkxPolicyFilter& filter, KxPolicyCallback callback, void* context,
-                                  bool applicableOnly, void* token);
+                                  bool applicableOnly, void* token, const CkxTargetInfo* about = nullptr);

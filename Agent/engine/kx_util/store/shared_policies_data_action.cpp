@@ -24,7 +24,7 @@ EkxEvaluationOutcome Evaluate(const CkxTargetInfo& target, SkxTriggerPolicyShort
     Tell(policy, outcome);
     return outcome != EkxPolicyOutcome::Applies;
   };
-  switch (KxPolicyWalk_Run(kActionScope, kKxDecidingActions, target.UserToken(), isUndecided)) {
+  switch (KxPolicyWalk_Run(kActionScope, kKxDecidingActions, target.UserToken(), &target, isUndecided)) {
     case EkxWalkEnd::Walked:
       break;
     case EkxWalkEnd::NothingPublished:

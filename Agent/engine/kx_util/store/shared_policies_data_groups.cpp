@@ -35,3 +35,8 @@ bool CkxSharedPoliciesData::CallAppGroup(const GUID& id, KxAppGroupMember member
 bool KxPolicyLookup_CallAppGroup(const GUID& id, KxAppGroupMember member, void* context) {
   return CkxSharedPoliciesData::CallAppGroup(id, member, context);
 }
+
+SkxGroupGlance KxPolicyLookup_GlanceAtGroup(const GUID& id, const CkxTargetInfo& target) {
+  const CkxFoundGroups::Scope scope;
+  return CkxFoundGroups::Current().GlanceAt(id, target);
+}

@@ -11,6 +11,9 @@ class IkxFileFacts {
  public:
   virtual ~IkxFileFacts() = default;
 
+  /// Whether they cost nothing.
+  virtual bool AreAtHand() const { return false; }
+
   /// Where the file lies that the path of the description names; nothing when it is to be taken as it is.
   virtual std::optional<KxWString> RealPath() const { return std::nullopt; }
   virtual std::optional<int64_t> Size() const = 0;

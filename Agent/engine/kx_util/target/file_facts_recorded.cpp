@@ -8,6 +8,7 @@ class RecordedFileFacts : public IkxFileFacts {
  public:
   explicit RecordedFileFacts(SkxFileFacts facts) : _facts(std::move(facts)) {}
 
+  bool AreAtHand() const override { return true; }
   std::optional<int64_t> Size() const override { return _facts.size; }
   std::optional<int64_t> ModificationTime() const override { return _facts.modificationTime; }
   std::optional<KxWString> Hash(CkxTextView algorithm) const override { return Find(_facts.hashes, algorithm, false); }

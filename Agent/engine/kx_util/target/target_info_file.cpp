@@ -168,6 +168,8 @@ const IkxFileFacts& CkxTargetInfoFile::_Facts() const {
 
 CkxTargetInfoFile::~CkxTargetInfoFile() = default;
 
+bool CkxTargetInfoFile::AreFactsAtHand() const { return !IsIncomplete() && _facts->AreAtHand(); }
+
 EkxPolicyTarget CkxTargetInfoFile::TypeOfPath(CkxTextView path) {
   const CkxTextView extension = KxPath_Extension(path);
   for (const SkxExtensionType& known : kExtensionTypes) {

@@ -11,8 +11,3 @@ uint32_t SkxPolicyFilter::GetActionMask(EkxPolicyAction action) {
   }
   return bit;
 }
-
-bool SkxPolicyFilter::Accepts(bool active, EkxPolicyAction action) const {
-  if ((Flags & (active ? kActive : kInactive)) == 0) return false;
-  return (Flags & kByAction) == 0 || (GetActionMask(action) & ActionMask) != 0;
-}

@@ -1,0 +1,121 @@
+#include "Agent/engine/kx_util/policy/file_first_look.h"
+
+#include "Common_CPP/file/path.h"
+
+namespace {
+
+using enum EkxFirstLook;
+
+EkxFirstLook CheckArguments(CkxRecordScan fields) {
+  SkxStoredPattern pattern;
+  return pattern.Read(fields) && pattern.IsPlain() ? Passes : Unsure;
+}
+
+/// As `KxUtil_MatchPublisher`, but for a second signer.
+EkxFirstLook CheckSigner(const SkxStoredPattern& pattern, const CkxTargetInfoFile& file) {
+  EkxPublisherStatus status = EkxPublisherStatus::Unknown;
+  const CkxTextView name = file.GetPublisher(false, status);
+  if (status != EkxPublisherStatus::Valid && status != EkxPublisherStatus::ValidByWeakDigest) return Fails;
+  const EkxFirstLook first = name.IsEmpty() ? Fails : pattern.Match(name);
+  return first == Passes && status == EkxPublisherStatus::ValidByWeakDigest ? Unsure : first;
+}
+
+EkxFirstLook CheckUnsigned(const CkxTargetInfoFile& file) {
+  EkxPublisherStatus status = EkxPublisherStatus::Unknown;
+  return KxFirstLook_Of(file.GetPublisher(false, status) == nullptr);
+}
+
+/// One element of a list of publishers; one that is not set is nobody.
+EkxFirstLook CheckPublisher(CkxRecordScan& in, const CkxTargetInfoFile& file) {
+  uint8_t isSet = 0;
+  SkxStoredPattern pattern;
+  uint8_t unsignedOnly = 0;
+  if (!in.Read(isSet)) return Unsure;
+  if (isSet == 0) return Fails;
+  if (!pattern.Read(in) || !in.Read(unsignedOnly)) return Unsure;
+  return unsignedOnly != 0 ? CheckUnsigned(file) : CheckSigner(pattern, file);
+}
+
+/// One element of a list of named facts; one that is not set is as no file has it. `factOf(name)` is what the file has,
+/// null for none.
+template <class FactOf>
+EkxFirstLook CheckFact(CkxRecordScan& in, FactOf factOf) {
+  uint8_t isSet = 0;
+  SkxStoredPattern pattern;
+  SkxStoredText storedName;
+  if (!in.Read(isSet)) return Unsure;
+  if (isSet == 0) return Fails;
+  if (!pattern.Read(in) || !in.StoredText(storedName)) return Unsure;
+  const CkxUnobfuscated name(storedName);
+  if (!name.IsUsable() || name.Terminated() == nullptr) return Unsure;
+  const CkxTextView fact = factOf(name.Terminated());
+  return fact.IsNull() ? Fails : pattern.Match(fact);
+}
+
+/// All of them have to match.
+template <class FactOf>
+EkxFirstLook CheckFacts(CkxRecordScan fields, FactOf factOf) {
+  EkxFirstLook all = Passes;
+  const bool isRead = fields.List([&](CkxRecordScan& in) { return (all = CheckFact(in, factOf)) == Passes; });
+  return isRead || all != Passes ? all : Unsure;
+}
+
+}  // namespace
+
+void CkxFileFirstLook::Take(const CkxTargetInfoFile& file) {
+  _file = &file;
+  _name = KxText_Trim(KxPath_FileName(file.GetPath()));
+  _isFolded = _name.Size() <= kMaxName;
+  for (size_t i = 0; _isFolded && i < _name.Size(); ++i) _folded[i] = KxText_Fold(_name[i]);
+}
+
+EkxFirstLook CkxFileFirstLook::Check(EkxTargetField field, const SkxScannedTarget& target) {
+  switch (field) {
+    case EkxTargetField::FileName:
+      return CheckName(target);
+    case EkxTargetField::Location:
+      return CheckLocation(target.FieldsOf(field));
+    case EkxTargetField::Arguments:
+      return CheckArguments(target.FieldsOf(field));
+    case EkxTargetField::ServiceName:
+      return Passes;
+    case EkxTargetField::InstallerProperties:
+      if (!_file->AreFactsAtHand()) return Unsure;
+      return CheckFacts(target.FieldsOf(field), [this](const WCHAR* name) { return _file->GetMsiProperty(name); });
+    case EkxTargetField::VersionFields:
+      if (!_file->AreFactsAtHand()) return Unsure;
+      return CheckFacts(target.FieldsOf(field), [this](const WCHAR* name) { return _file->GetVersionInfo(name); });
+    case EkxTargetField::Publishers:
+      return CheckPublishers(target.FieldsOf(field));
+    default:
+      return Unsure;
+  }
+}
+
+bool CkxFileFirstLook::MayPassAll(const SkxScannedTarget& target) {
+  for (uint32_t left = target.set; left != 0; left &= left - 1) {
+    const EkxFirstLook check = Check(static_cast<EkxTargetField>(std::countr_zero(left)), target);
+    if (check != Passes) return check == Unsure;
+  }
+  return true;
+}
+
+EkxFirstLook CkxFileFirstLook::CheckLocation(CkxRecordScan fields) {
+  SkxStoredText storedPattern;
+  uint8_t withSubfolders = 0;
+  SkxPlainText types;
+  if (!fields.StoredText(storedPattern) || !fields.Read(withSubfolders) || !fields.Text(types)) return Unsure;
+  const CkxUnobfuscated pattern(storedPattern);
+  if (!pattern.IsUsable() || pattern.View().IsEmpty()) return Unsure;
+  if (!_location) _location.emplace(*_file);
+  if (_location->Path().IsEmpty()) return Unsure;
+  return KxFirstLook_Of(_location->Matches(types.View(), pattern.View(), withSubfolders != 0));
+}
+
+/// One of them has to match.
+EkxFirstLook CkxFileFirstLook::CheckPublishers(CkxRecordScan fields) const {
+  if (!_file->IsSignerAtHand()) return Unsure;
+  EkxFirstLook any = Fails;
+  const bool isRead = fields.List([&](CkxRecordScan& in) { return (any = CheckPublisher(in, *_file)) == Fails; });
+  return isRead || any != Fails ? any : Unsure;
+}
