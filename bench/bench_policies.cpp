@@ -2,6 +2,7 @@
 
 #include <kx_util/kx_util.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "Agent/engine/kx_publish/image/encode_image.h"
@@ -12,7 +13,11 @@ namespace {
 constexpr auto kEquals = static_cast<uint16_t>(EkxStrCompareAs::StrEquals);
 constexpr auto kContains = static_cast<uint16_t>(EkxStrCompareAs::StrContains);
 
-KxWString ToolName(uint32_t id) { return *KxText_FromUtf8("tool" + std::to_string(id) + ".exe"); }
+KxWString ToolName(uint32_t id) {
+  std::string number = std::to_string(id);
+  number.insert(0, 6 - std::min<size_t>(6, number.size()), '0');
+  return *KxText_FromUtf8("app-" + number + ".exe");
+}
 
 SkxFileNameTest Name(uint32_t id) {
   SkxFileNameTest name;
@@ -26,15 +31,6 @@ SkxTargetModel Target(uint32_t id, SkxExeTarget exe) {
   target.id.Data1 = id;
   target.body = std::move(exe);
   return target;
-}
-
-SkxPolicyModel Policy(uint32_t id, SkxTargetModel target) {
-  SkxPolicyModel policy;
-  policy.action = EkxPolicyAction::Block;
-  policy.id = id;
-  policy.name = *KxText_FromUtf8("Policy number " + std::to_string(id));
-  policy.targets.push_back(std::move(target));
-  return policy;
 }
 
 std::unique_ptr<CkxTargetInfoProcess> Process(const KxWString& name) {
@@ -54,9 +50,20 @@ BenchPolicies::BenchPolicies(SkxPolicyImage image) : _source(std::make_unique<Ck
     throw std::runtime_error("no policies to measure");
 }
 
+BenchPolicies::BenchPolicies(const SkxPublication& publication) : BenchPolicies(KxEncode_Image(publication)) {}
+
+SkxPolicyModel BenchPolicies::Policy(uint32_t id, std::vector<SkxTargetModel> targets) {
+  SkxPolicyModel policy;
+  policy.action = EkxPolicyAction::Block;
+  policy.id = id;
+  policy.name = *KxText_FromUtf8("Policy number " + std::to_string(id));
+  policy.targets = std::move(targets);
+  return policy;
+}
+
 SkxPolicyImage BenchPolicies::Image(uint32_t count, SkxTargetModel (*target)(uint32_t id)) {
   SkxPublication publication;
-  for (uint32_t id = 1; id <= count; ++id) publication.policies.push_back(Policy(id, target(id)));
+  for (uint32_t id = 1; id <= count; ++id) publication.policies.push_back(Policy(id, {target(id)}));
   return KxEncode_Image(publication);
 }
 
@@ -81,5 +88,5 @@ SkxTargetModel BenchPolicies::ConjunctionTarget(uint32_t id) {
   return Target(id, std::move(exe));
 }
 
-std::unique_ptr<CkxTargetInfoProcess> BenchPolicies::UnmatchedTarget() const { return Process(KXW("app.exe")); }
+std::unique_ptr<CkxTargetInfoProcess> BenchPolicies::UnmatchedTarget() const { return Process(ToolName(999999)); }
 std::unique_ptr<CkxTargetInfoProcess> BenchPolicies::TargetOfPolicy(uint32_t id) const { return Process(ToolName(id)); }

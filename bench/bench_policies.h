@@ -18,11 +18,16 @@ class BenchPolicies {
   /// The same policies for others to publish; they apply to everybody.
   static SkxPolicyImage Image(uint32_t count, SkxTargetModel (*target)(uint32_t id));
 
-  /// "tool<id>.exe".
+  explicit BenchPolicies(const SkxPublication& publication);
+
+  /// "app-<id>.exe", all of one length: what no policy is about differs from each at its end.
   static SkxTargetModel NameTarget(uint32_t id);
 
   /// Name, folder wildcard, publisher, version range and arguments, as a careful author would write them.
   static SkxTargetModel ConjunctionTarget(uint32_t id);
+
+  /// A policy that blocks what one of the targets matches.
+  static SkxPolicyModel Policy(uint32_t id, std::vector<SkxTargetModel> targets);
 
   const IkxPolicySource& Source() const { return *_source; }
   std::span<const unsigned char> PolicySection() const { return _section.bytes; }

@@ -36,20 +36,12 @@ SkxAppGroupModel Group(size_t group, std::vector<SkxTargetModel> targets) {
   return model;
 }
 
-SkxPolicyModel LinkingPolicy(uint32_t id, std::vector<SkxTargetModel> targets) {
-  SkxPolicyModel policy;
-  policy.id = id;
-  policy.action = EkxPolicyAction::Block;
-  policy.targets = std::move(targets);
-  return policy;
-}
-
 /// 1,000 policies that link one group of 5,000 programs.
 SkxPublication OneGroupForAll() {
   SkxPublication publication;
   publication.groups.push_back(Group(0, {}));
   for (uint32_t i = 0; i < 5000; ++i) publication.groups[0].targets.push_back(BenchPolicies::NameTarget(i));
-  for (uint32_t id = 1; id <= 1000; ++id) publication.policies.push_back(LinkingPolicy(id, {Link(0)}));
+  for (uint32_t id = 1; id <= 1000; ++id) publication.policies.push_back(BenchPolicies::Policy(id, {Link(0)}));
   return publication;
 }
 
@@ -58,7 +50,7 @@ SkxPublication AGroupForEach() {
   SkxPublication publication;
   for (uint32_t id = 1; id <= 16000; ++id) {
     publication.groups.push_back(Group(id, {BenchPolicies::NameTarget(id)}));
-    publication.policies.push_back(LinkingPolicy(id, {Link(id)}));
+    publication.policies.push_back(BenchPolicies::Policy(id, {Link(id)}));
   }
   return publication;
 }
@@ -73,7 +65,7 @@ SkxPublication Layers() {
     const size_t next = (group / kWidth + 1) * kWidth;
     for (size_t i = 0; i < kWidth && next < kWidth * kLayers; ++i) made.targets.push_back(Link(next + i));
   }
-  for (uint32_t id = 1; id <= kWidth; ++id) publication.policies.push_back(LinkingPolicy(id, {Link(id - 1)}));
+  for (uint32_t id = 1; id <= kWidth; ++id) publication.policies.push_back(BenchPolicies::Policy(id, {Link(id - 1)}));
   return publication;
 }
 
@@ -84,7 +76,7 @@ SkxPublication Ancestors() {
     SkxAppGroupModel& made = publication.groups.emplace_back(Group(group, {}));
     for (size_t other = 0; other < 12; ++other) made.targets.push_back(AskingAncestors(other));
   }
-  publication.policies.push_back(LinkingPolicy(1, {Link(0)}));
+  publication.policies.push_back(BenchPolicies::Policy(1, {Link(0)}));
   return publication;
 }
 

@@ -1,5 +1,6 @@
 #include "Agent/engine/kx_util/buffer/record_memory.h"
 
+#include <atomic>
 #include <new>
 
 namespace {
@@ -9,6 +10,35 @@ const CkxThreadPointer<CkxRecordArena>& CurrentArena() {
   static const CkxThreadPointer<CkxRecordArena> arena;
   return arena;
 }
+
+/// Blocks of arenas that have gone, for those to come: the first policy of a walk asks the system for no memory.
+class SpareBlocks {
+ public:
+  ~SpareBlocks() {
+    for (std::atomic<unsigned char*>& place : _places) delete[] place.load();
+  }
+
+  /// Null when there is none.
+  unsigned char* Take() {
+    for (std::atomic<unsigned char*>& place : _places) {
+      if (place.load(std::memory_order_relaxed) == nullptr) continue;
+      if (unsigned char* const block = place.exchange(nullptr)) return block;
+    }
+    return nullptr;
+  }
+
+  void Leave(unsigned char* block) {
+    for (std::atomic<unsigned char*>& place : _places) {
+      unsigned char* none = nullptr;
+      if (place.compare_exchange_strong(none, block)) return;
+    }
+    delete[] block;
+  }
+
+ private:
+  std::atomic<unsigned char*> _places[8] = {};
+};
+SpareBlocks spareBlocks;
 
 /// Stands before every piece.
 struct alignas(std::max_align_t) Prefix {
@@ -40,12 +70,17 @@ void KxRecord_Free(void* piece) noexcept {
 }
 
 void* CkxRecordArena::Take(size_t bytes) noexcept {
-  if (_block == nullptr) _block.reset(new (std::nothrow) unsigned char[kBlockBytes]);
+  if (_block == nullptr) _block = spareBlocks.Take();
+  if (_block == nullptr) _block = new (std::nothrow) unsigned char[kBlockBytes];
   if (_block == nullptr || bytes > kBlockBytes - _used) return nullptr;
-  unsigned char* const place = _block.get() + _used;
+  unsigned char* const place = _block + _used;
   _used += bytes;
   ++_pieces;
   return place;
+}
+
+CkxRecordArena::~CkxRecordArena() {
+  if (_block != nullptr) spareBlocks.Leave(_block);
 }
 
 CkxRecordArena::Scope::Scope(CkxRecordArena& arena) : _scope(CurrentArena(), &arena) {}

@@ -12,7 +12,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/thread/thread_slot.h"
@@ -33,6 +32,7 @@ void KxRecord_Free(void* piece) noexcept;
 class CkxRecordArena {
  public:
   CkxRecordArena() = default;
+  ~CkxRecordArena();
   CkxRecordArena(const CkxRecordArena&) = delete;
   CkxRecordArena& operator=(const CkxRecordArena&) = delete;
 
@@ -57,7 +57,7 @@ class CkxRecordArena {
     if (--_pieces == 0) _used = 0;
   }
 
-  std::unique_ptr<unsigned char[]> _block;
+  unsigned char* _block = nullptr;  // lent from those that walks before have left
   size_t _used = 0;
   size_t _pieces = 0;
 };

@@ -102,6 +102,16 @@ class CkxRecordScan {
     return true;
   }
 
+  /// Goes over that many bytes, 8 to 16, when all are 0.
+  [[gnu::always_inline]] bool SkipZeros(size_t bytes) {
+    if (Left() < bytes) return false;
+    const auto first = KxBytes_Load<uint64_t>(_at);
+    const auto last = KxBytes_Load<uint64_t>(_at + bytes - sizeof(uint64_t));
+    if ((first | last) != 0) return false;
+    _at += bytes;
+    return true;
+  }
+
  private:
   const unsigned char* _at;
   const unsigned char* const _end;

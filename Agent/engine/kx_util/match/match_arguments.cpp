@@ -1,6 +1,7 @@
 #include <kx_util/match_arguments.h>
 
 #include "Agent/engine/kx_util/command/command_line.h"
+#include "Agent/engine/kx_util/match/arguments_of.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/util/text.h"
 
@@ -33,13 +34,17 @@ bool AreSameArguments(CkxTextView expected, CkxTextView actual, bool caseSensiti
 
 }  // namespace
 
+bool KxArguments_Match(CkxTextView pattern, CkxTextView arguments, bool caseSensitive, EkxStrCompareAs compareAs) {
+  if (compareAs == EkxStrCompareAs::StrEquals) return AreSameArguments(pattern, arguments, caseSensitive);
+  return KxUtil_MatchStr(pattern, arguments, caseSensitive, compareAs);
+}
+
 bool KxUtil_MatchCmdLineArguments(CkxTextView pattern, CkxTextView commandLine, CkxTextView programPath,
                                   bool caseSensitive, EkxStrCompareAs compareAs) {
   return KxEntry(false, [&] {
     if (commandLine.IsNull()) return pattern.IsNull();
     if (!KxWork_Spend(commandLine.Size())) return false;
     const CkxTextView arguments = KxCommandLine_TakeApart(commandLine, programPath).arguments;
-    if (compareAs == EkxStrCompareAs::StrEquals) return AreSameArguments(pattern, arguments, caseSensitive);
-    return KxUtil_MatchStr(pattern, arguments, caseSensitive, compareAs);
+    return KxArguments_Match(pattern, arguments, caseSensitive, compareAs);
   });
 }

@@ -1,7 +1,7 @@
 #include <kx_util/match_str.h>
 
 #include "Agent/engine/kx_util/command/wildcard.h"
-#include "Agent/engine/kx_util/regexp/regexp.h"
+#include "Agent/engine/kx_util/regexp/compiled_expressions.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/util/trace.h"
 
@@ -17,15 +17,16 @@ bool SpendOn(CkxTextView pattern, CkxTextView text) {
 }
 
 bool MatchesRegExp(CkxTextView pattern, CkxTextView subject, bool caseSensitive) {
-  constexpr uint64_t kCompilingAUnit = 16;  // about as long as comparing that many
-  if (!KxWork_Spend(pattern.Size() * kCompilingAUnit)) return false;
-  CkxRegExp expression;
-  if (const SkxRegExpError error = expression.Parse(pattern, caseSensitive); !error.IsOk()) {
+  constexpr uint64_t kCompilingAUnit = 16;                            // about as long as comparing that many
+  if (!KxWork_Spend(pattern.Size() * kCompilingAUnit)) return false;  // kept or not: no answer hangs on the past
+  SkxRegExpError error;
+  const std::shared_ptr<const CkxRegExp> expression = KxExpression_Compiled(pattern, caseSensitive, error);
+  if (expression == nullptr) {
     KxTrace(EkxTraceLevel::Error, kScope, "ERROR: Failed to parse regular expression [", pattern,
             "], CaseSensitive=", caseSensitive, ". REParseError=", static_cast<uint32_t>(error.code));
     return false;
   }
-  return expression.MatchWhole(subject);
+  return expression->MatchWhole(subject);
 }
 
 }  // namespace

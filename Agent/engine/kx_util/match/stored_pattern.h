@@ -57,11 +57,15 @@ struct SkxStoredPattern {
   /// Compares in a way that neither compiles anything nor is worth a line of the trace.
   bool IsPlain() const { return compareAs >= EkxStrCompareAs::StrEquals && compareAs <= EkxStrCompareAs::StrWildcard; }
 
-  EkxFirstLook Match(CkxTextView subject) const {
+  EkxFirstLook Match(CkxTextView subject) const { return MatchBy(KxUtil_MatchStr, subject); }
+
+  /// The same by a way of comparing of one's own: `match(pattern, subject, caseSensitive, compareAs)`.
+  template <class Function>
+  EkxFirstLook MatchBy(Function match, CkxTextView subject) const {
     if (!IsPlain()) return EkxFirstLook::Unsure;
     const CkxUnobfuscated pattern(text);
     if (!pattern.IsUsable()) return EkxFirstLook::Unsure;
-    return KxFirstLook_Of(KxUtil_MatchStr(pattern.View(), subject, caseSensitive, compareAs));
+    return KxFirstLook_Of(match(pattern.View(), subject, caseSensitive, compareAs));
   }
 
   /// The same without regard to case. `folded` is the subject folded, without space around it and without a NUL.
@@ -92,13 +96,22 @@ struct SkxStoredPattern {
   }
 
   bool IsSameFor(const WCHAR* folded, size_t count) const {
-    size_t at = 0;
-    for (; count - at >= kKxFour; at += kKxFour) {
-      const uint64_t four = KxUnits_FourAt(text.bytes, at) ^ kKxObfuscationMask;
-      if (!SkxFoldedUnits::IsPlain(four)) break;
-      if (SkxFoldedUnits::Four(four) != KxBytes_Load<uint64_t>(folded + at)) return false;
+    if (count < kKxFour) return AreSameUnits(folded, 0, count);
+    for (size_t at = 0; at < count - kKxFour; at += kKxFour) {
+      if (!AreSameFour(folded, at)) return false;
     }
-    for (; at < count; ++at) {
+    return AreSameFour(folded, count - kKxFour);  // some of them for the second time
+  }
+
+  bool AreSameFour(const WCHAR* folded, size_t at) const {
+    const uint64_t four = KxUnits_FourAt(text.bytes, at) ^ kKxObfuscationMask;
+    if (!SkxFoldedUnits::IsPlain(four)) [[unlikely]]
+      return AreSameUnits(folded, at, at + kKxFour);
+    return SkxFoldedUnits::Four(four) == KxBytes_Load<uint64_t>(folded + at);
+  }
+
+  bool AreSameUnits(const WCHAR* folded, size_t at, size_t end) const {
+    for (; at < end; ++at) {
       if (KxText_Fold(Unit(at)) != folded[at]) return false;
     }
     return true;

@@ -1,15 +1,14 @@
 #include "Agent/engine/kx_util/policy/file_first_look.h"
 
+#include <kx_util/match_file.h>
+
+#include "Agent/engine/kx_util/command/command_line.h"
+#include "Agent/engine/kx_util/match/arguments_of.h"
 #include "Common_CPP/file/path.h"
 
 namespace {
 
 using enum EkxFirstLook;
-
-EkxFirstLook CheckArguments(CkxRecordScan fields) {
-  SkxStoredPattern pattern;
-  return pattern.Read(fields) && pattern.IsPlain() ? Passes : Unsure;
-}
 
 /// As `KxUtil_MatchPublisher`, but for a second signer.
 EkxFirstLook CheckSigner(const SkxStoredPattern& pattern, const CkxTargetInfoFile& file) {
@@ -62,8 +61,9 @@ EkxFirstLook CheckFacts(CkxRecordScan fields, FactOf factOf) {
 
 }  // namespace
 
-void CkxFileFirstLook::Take(const CkxTargetInfoFile& file) {
+void CkxFileFirstLook::Take(const CkxTargetInfoFile& file, const CkxTargetInfoProcess* process) {
   _file = &file;
+  _process = process;
   _name = KxText_Trim(KxPath_FileName(file.GetPath()));
   _isFolded = _name.Size() <= kMaxName;
   for (size_t i = 0; _isFolded && i < _name.Size(); ++i) _folded[i] = KxText_Fold(_name[i]);
@@ -98,6 +98,27 @@ bool CkxFileFirstLook::MayPassAll(const SkxScannedTarget& target) {
     if (check != Passes) return check == Unsure;
   }
   return true;
+}
+
+/// A target that excludes never has a hash that matches.
+EkxFirstLook CkxFileFirstLook::CheckHash(const SkxScannedTarget& target) const {
+  const CkxTextView hash = target.hash.View();
+  if (hash.IsEmpty()) return Passes;
+  if (target.type == EkxPolicyTarget::Exclude) return Fails;
+  if (!_file->AreFactsAtHand()) return Unsure;
+  return KxFirstLook_Of(KxUtil_MatchHash(*_file, target.hashAlgorithm.View(), hash, target.fileSize));
+}
+
+/// An empty command line is one that is not known.
+EkxFirstLook CkxFileFirstLook::CheckArguments(CkxRecordScan fields) {
+  SkxStoredPattern pattern;
+  if (!pattern.Read(fields)) return Unsure;
+  if (_process == nullptr) return Passes;
+  if (!_process->IsPathAtHand()) return Unsure;
+  const CkxTextView commandLine = _process->CommandLine();
+  if (commandLine.IsEmpty()) return Fails;
+  if (!_arguments) _arguments = KxCommandLine_TakeApart(commandLine, _process->GetPath()).arguments;
+  return pattern.MatchBy(KxArguments_Match, *_arguments);
 }
 
 EkxFirstLook CkxFileFirstLook::CheckLocation(CkxRecordScan fields) {

@@ -2,7 +2,7 @@
 // of the file without asking for anything.
 #pragma once
 
-#include <kx_util/target_info_file.h>
+#include <kx_util/target_info_process.h>
 
 #include <bit>
 #include <optional>
@@ -17,14 +17,16 @@ class CkxFileFirstLook {
   CkxFileFirstLook(const CkxFileFirstLook&) = delete;
   CkxFileFirstLook& operator=(const CkxFileFirstLook&) = delete;
 
-  /// The path of `file` must be at hand, and it must outlive this.
-  void Take(const CkxTargetInfoFile& file);
+  /// Both must outlive this. The path of `file` must be at hand. `process`: whose command line counts; null for none.
+  void Take(const CkxTargetInfoFile& file, const CkxTargetInfoProcess* process);
   const CkxTargetInfoFile* File() const { return _file; }
 
   /// Whether the target may match: false when one of its checks fails, and each before that one has passed.
-  bool MayMatch(const SkxScannedTarget& target) {
-    const bool isNameFirst = std::countr_zero(target.set) == static_cast<int>(EkxTargetField::FileName);
-    if (isNameFirst && CheckName(target) == EkxFirstLook::Fails) return false;  // nearly always the end of it
+  [[gnu::always_inline]] bool MayMatch(const SkxScannedTarget& target) {
+    constexpr uint32_t kName = KxTargetField_Bit(EkxTargetField::FileName);
+    if ((target.set & kName) != 0 && CheckName(target) == EkxFirstLook::Fails && IsNothingBeforeName(target)) {
+      return false;  // nearly always the end of it
+    }
     return MayPassAll(target);
   }
 
@@ -32,14 +34,23 @@ class CkxFileFirstLook {
   static constexpr size_t kMaxName = 128;
 
   EkxFirstLook Check(EkxTargetField field, const SkxScannedTarget& target);
+  /// Only arguments are checked before the name, and those may be worth a line.
+  static bool IsNothingBeforeName(const SkxScannedTarget& target) {
+    SkxStoredPattern arguments;
+    if ((target.set & KxTargetField_Bit(EkxTargetField::Arguments)) == 0) return true;
+    CkxRecordScan fields = target.FieldsOf(EkxTargetField::Arguments);
+    return arguments.Read(fields) && arguments.IsPlain();
+  }
+
   bool MayPassAll(const SkxScannedTarget& target);
 
-  /// A hash is beyond a first look; a target that excludes never has one that matches.
-  EkxFirstLook CheckName(const SkxScannedTarget& target) const {
+  [[gnu::always_inline]] EkxFirstLook CheckName(const SkxScannedTarget& target) const {
     const EkxFirstLook name = _isFolded ? target.name.MatchFolded(_name, _folded) : target.name.Match(_name);
-    if (name != EkxFirstLook::Passes || target.nameHash.View().IsEmpty()) return name;
-    return target.type == EkxPolicyTarget::Exclude ? EkxFirstLook::Fails : EkxFirstLook::Unsure;
+    return name != EkxFirstLook::Passes || target.hash.count == 0 ? name : CheckHash(target);
   }
+
+  EkxFirstLook CheckHash(const SkxScannedTarget& target) const;
+  EkxFirstLook CheckArguments(CkxRecordScan fields);
   EkxFirstLook CheckLocation(CkxRecordScan fields);
   EkxFirstLook CheckPublishers(CkxRecordScan fields) const;
 
@@ -47,5 +58,7 @@ class CkxFileFirstLook {
   CkxTextView _name;  // without space around it
   bool _isFolded = false;
   WCHAR _folded[kMaxName];  // the name, when it is no longer than that
+  const CkxTargetInfoProcess* _process = nullptr;
+  std::optional<CkxTextView> _arguments;  // of the process; none before they are asked for
   std::optional<CkxJudgedLocation> _location;
 };

@@ -39,8 +39,9 @@ bool SkipCommon(CkxRecordScan& in) {
   constexpr size_t kAutomation = 1;
   static_assert(sizeof(size_t) > sizeof(uint32_t), "the bytes of any number of links fit in a size");
   uint32_t alerts = 0;
-  return in.Skip(sizeof(SkxPolicyBufHeader)) && in.StoredText() && in.Text() && in.Text() && in.Skip(kUsageAndGui) &&
-         in.Read(alerts) && in.Skip(alerts * sizeof(SkxPolicyAlertLink) + kAutomation);
+  return in.Skip(sizeof(SkxPolicyBufHeader)) && in.StoredText() &&
+         (in.SkipZeros(2 * sizeof(uint32_t)) || (in.Text() && in.Text())) && in.Skip(kUsageAndGui) && in.Read(alerts) &&
+         in.Skip(alerts * sizeof(SkxPolicyAlertLink) + kAutomation);
 }
 
 size_t SlotOf(const GUID& id, size_t slots) {
@@ -73,6 +74,22 @@ bool CkxPolicyPrefilter::IsBeyondTargets(EkxPolicyAction action) const {
   return action == EkxPolicyAction::Exclude || (action == EkxPolicyAction::Trust && _target.IsTargetInfoElevator());
 }
 
+/// Inlined with all that it leads to for a name: this is what a walk does.
+[[gnu::always_inline]] inline bool CkxPolicyPrefilter::MayMatch(const SkxScannedTarget& target) {
+  const Subject& subject = _subjects[static_cast<size_t>(target.type)];
+  if (subject.state == Subject::State::Found) [[likely]] {
+    return (subject.hasProcess || (target.set & kAboutProcesses) == 0) && subject.file->MayMatch(target);
+  }
+  return subject.state != Subject::State::None && MayMatchUnsought(target);
+}
+
+bool CkxPolicyPrefilter::MayMatchUnsought(const SkxScannedTarget& target) {
+  Subject& subject = _subjects[static_cast<size_t>(target.type)];
+  if (subject.state == Subject::State::Beyond) return true;
+  subject = Seek(target.type);
+  return subject.state == Subject::State::NotSought || MayMatch(target);
+}
+
 /// Where the targets from `at` on end, with those that are links noted; null when one of them may match.
 const unsigned char* CkxPolicyPrefilter::BehindUnmatched(uint32_t targets, const unsigned char* at,
                                                          const unsigned char* end, bool canLink) {
@@ -101,19 +118,6 @@ bool CkxPolicyPrefilter::MayMatchLinks() {
     _outside[SlotOf(id, kGroups)] = id;
   }
   return false;
-}
-
-bool CkxPolicyPrefilter::MayMatch(const SkxScannedTarget& target) {
-  Subject& subject = _subjects[static_cast<size_t>(target.type)];
-  if (subject.state == Subject::State::NotSought) subject = Seek(target.type);
-  switch (subject.state) {
-    case Subject::State::None:
-      return false;
-    case Subject::State::Found:
-      return (subject.hasProcess || (target.set & kAboutProcesses) == 0) && subject.file->MayMatch(target);
-    default:
-      return true;
-  }
 }
 
 bool CkxPolicyPrefilter::IsKnownOutside(const GUID& id) const {
@@ -159,29 +163,31 @@ CkxPolicyPrefilter::Subject CkxPolicyPrefilter::Seek(EkxPolicyTarget type) {
 }
 
 CkxPolicyPrefilter::Subject CkxPolicyPrefilter::SeekFile(EkxPolicyTarget type) {
+  constexpr Subject none = {Subject::State::None, false, nullptr};
   if (!_target.IsTargetInfoFile()) {
     const bool hasPath = type == EkxPolicyTarget::Exclude && _target.QueryPathProvider() != nullptr;
-    return {hasPath ? Subject::State::Beyond : Subject::State::None, false, nullptr};
+    return hasPath ? Subject{Subject::State::Beyond, false, nullptr} : none;
   }
   const auto& itself = static_cast<const CkxTargetInfoFile&>(_target);
-  const bool isProcess = _target.IsTargetInfoProcess();
+  const auto* const carrier =
+      _target.IsTargetInfoProcess() ? static_cast<const CkxTargetInfoProcess*>(&itself) : nullptr;
   if (!itself.IsPathAtHand()) return {};
-  if (type == EkxPolicyTarget::Exclude) return About(itself, isProcess);
-  if (type == EkxPolicyTarget::Executable)
-    return itself.IsTargetType(type) ? About(itself, isProcess) : Subject{Subject::State::None, false, nullptr};
+  if (type == EkxPolicyTarget::Exclude) return About(itself, carrier);
+  if (type == EkxPolicyTarget::Executable) return itself.IsTargetType(type) ? About(itself, carrier) : none;
 
   CkxTargetInfoFile* file = nullptr;
   CkxTargetInfoProcess* process = nullptr;
   const bool isFound = KxUtil_GetFileProcTargetsOfType(_target, type, file, process);
   if (KxFault_Current() != EkxEvaluationFault::None) return {};
-  return isFound ? About(*file, isProcess) : Subject{Subject::State::None, false, nullptr};
+  return isFound ? About(*file, process != nullptr ? process : carrier) : none;
 }
 
-CkxPolicyPrefilter::Subject CkxPolicyPrefilter::About(const CkxTargetInfoFile& file, bool hasProcess) {
+CkxPolicyPrefilter::Subject CkxPolicyPrefilter::About(const CkxTargetInfoFile& file,
+                                                      const CkxTargetInfoProcess* process) {
   if (!file.IsPathAtHand()) return {};
   for (CkxFileFirstLook& look : _files) {
-    if (look.File() == nullptr) look.Take(file);
-    if (look.File() == &file) return {Subject::State::Found, hasProcess, &look};
+    if (look.File() == nullptr) look.Take(file, process);
+    if (look.File() == &file) return {Subject::State::Found, process != nullptr, &look};
   }
   return {Subject::State::Beyond, false, nullptr};
 }

@@ -46,6 +46,7 @@ class CkxPolicyPrefilter {
   const unsigned char* BehindUnmatched(uint32_t targets, const unsigned char* at, const unsigned char* end,
                                        bool canLink);
   bool MayMatch(const SkxScannedTarget& target);
+  bool MayMatchUnsought(const SkxScannedTarget& target);
   bool NoteLink(const unsigned char* group);
   bool MayMatchLinks();
   bool MayMatchInGroup(const GUID& id);
@@ -53,7 +54,7 @@ class CkxPolicyPrefilter {
 
   Subject Seek(EkxPolicyTarget type);
   Subject SeekFile(EkxPolicyTarget type);
-  Subject About(const CkxTargetInfoFile& file, bool hasProcess);
+  Subject About(const CkxTargetInfoFile& file, const CkxTargetInfoProcess* process);
 
   const CkxTargetInfo& _target;
   SkxScannedTarget _scanned;  // at present

@@ -41,9 +41,11 @@ struct SkxScannedTarget {
   uint32_t set = 0;                              ///< bits of the properties that are set
   const unsigned char* at[kKxTargetProperties];  ///< of those, but the name: behind the byte that says so
   SkxStoredPattern name;                         ///< when that is set
-  SkxPlainText nameHash;                         ///< the hash that goes with it
-  const unsigned char* end = nullptr;            ///< of the target
-  const unsigned char* group = nullptr;          ///< of a link: the id of its group
+  SkxPlainText hashAlgorithm;                    ///< of the hash that goes with it
+  SkxPlainText hash;                             ///< empty for none
+  int64_t fileSize = 0;
+  const unsigned char* end = nullptr;    ///< of the target
+  const unsigned char* group = nullptr;  ///< of a link: the id of its group
 
   CkxRecordScan FieldsOf(EkxTargetField field) const { return {at[static_cast<size_t>(field)], end}; }
 };
@@ -67,9 +69,12 @@ inline bool Optional(CkxRecordScan& in, Fields fields) {
 }
 
 inline bool Pattern(CkxRecordScan& in) { return in.StoredText() && in.Skip(kFlag + kMode); }
-inline bool FileNameFields(CkxRecordScan& in, SkxScannedTarget& target) {
-  return in.StoredText(target.name.text) && in.Read(target.name.compareAs) && in.Text() && in.Text(target.nameHash) &&
-         in.Skip(sizeof(int64_t));
+/// A name usually goes without a hash: two empty texts.
+[[gnu::always_inline]] inline bool FileNameFields(CkxRecordScan& in, SkxScannedTarget& target) {
+  target.hash = {};
+  return in.StoredText(target.name.text) && in.Read(target.name.compareAs) &&
+         (in.SkipZeros(2 * sizeof(uint32_t)) || (in.Text(target.hashAlgorithm) && in.Text(target.hash))) &&
+         in.Read(target.fileSize);
 }
 inline bool LocationFields(CkxRecordScan& in) { return in.StoredText() && in.Skip(kFlag) && in.Text(); }
 inline bool NonEmptyText(CkxRecordScan& in) {
@@ -116,10 +121,23 @@ inline bool SkipProperty(CkxRecordScan& in) {
   if constexpr (property == Capabilities) return in.List(FlaggedText);
 }
 
-/// One field. Inlined into its kind, so that where the scan is stays in registers for the usual field, which is not
-/// set.
+/// The property after the byte that says that it is set.
+template <EkxTargetField property>
+[[gnu::always_inline]] inline bool ScanProperty(CkxRecordScan& in, SkxScannedTarget& target) {
+  target.set |= KxTargetField_Bit(property);
+  if constexpr (property == FileName) {
+    return FileNameFields(in, target);
+  } else {
+    target.at[static_cast<size_t>(property)] = in.At();
+    CkxRecordScan fields(in.At(), in.End());
+    if (!SkipProperty<property>(fields)) return false;
+    in.GoTo(fields.At());
+    return true;
+  }
+}
+
 template <EkxTargetField field>
-[[gnu::always_inline]] inline bool ScanField(CkxRecordScan& in, SkxScannedTarget& target) {
+[[gnu::always_inline]] inline bool ScanPlainField(CkxRecordScan& in, SkxScannedTarget& target) {
   if constexpr (field == Byte) return in.Skip(kFlag);
   if constexpr (field == PlainText) return in.Text();
   if constexpr (field == StoredText) return in.StoredText();
@@ -127,29 +145,34 @@ template <EkxTargetField field>
     target.group = in.At();
     return in.Skip(sizeof(GUID));
   }
-  if constexpr (IsProperty(field)) {
-    if (in.SkipZero()) return true;
-    if (!in.Skip(kFlag)) return false;
-    target.set |= KxTargetField_Bit(field);
-    if constexpr (field == FileName) {
-      return FileNameFields(in, target);
-    } else {
-      target.at[static_cast<size_t>(field)] = in.At();
-      CkxRecordScan property(in.At(), in.End());
-      if (!SkipProperty<field>(property)) return false;
-      in.GoTo(property.At());
-      return true;
+}
+
+/// Bytes of a field that says nothing, all of them 0.
+constexpr size_t EmptyBytes(EkxTargetField field) {
+  return field == PlainText || field == StoredText ? sizeof(uint32_t) : kFlag;
+}
+
+/// The fields of a kind behind the header, in the order of the record. Inlined, so that where the scan is stays in
+/// registers. Behind the properties that a target has there is usually nothing: that is seen at once.
+template <EkxTargetField field, EkxTargetField... rest>
+[[gnu::always_inline]] inline bool Scan(CkxRecordScan& in, SkxScannedTarget& target) {
+  constexpr size_t emptyRest = (EmptyBytes(rest) + ... + 0);
+  if constexpr (!IsProperty(field)) {
+    if (!ScanPlainField<field>(in, target)) return false;
+  } else if (!in.SkipZero()) {
+    if (!in.Skip(kFlag) || !ScanProperty<field>(in, target)) return false;
+    if constexpr (emptyRest >= sizeof(uint64_t) && emptyRest <= 2 * sizeof(uint64_t)) {
+      if (in.SkipZeros(emptyRest)) return true;
     }
+  }
+  if constexpr (sizeof...(rest) != 0) {
+    return Scan<rest...>(in, target);
+  } else {
+    return true;
   }
 }
 
-/// The fields of a kind behind the header, in the order of the record.
-template <EkxTargetField... fields>
-inline bool Scan(CkxRecordScan& in, SkxScannedTarget& target) {
-  return (ScanField<fields>(in, target) && ...);
-}
-
-inline bool ScanBody(CkxRecordScan& in, SkxScannedTarget& target) {
+[[gnu::always_inline]] inline bool ScanBody(CkxRecordScan& in, SkxScannedTarget& target) {
   switch (target.type) {
     case EkxPolicyTarget::AppGroupLink:
       return Scan<Guid>(in, target);
@@ -185,8 +208,8 @@ inline bool ScanBody(CkxRecordScan& in, SkxScannedTarget& target) {
 
 /// Goes over the target at `at` and returns where the next one begins; null where the reader of objects would refuse
 /// it, and for kinds that are not known here.
-inline const unsigned char* KxTargetScan_Next(const unsigned char* at, const unsigned char* end,
-                                              SkxScannedTarget& target) {
+[[gnu::always_inline]] inline const unsigned char* KxTargetScan_Next(const unsigned char* at, const unsigned char* end,
+                                                                     SkxScannedTarget& target) {
   CkxRecordScan in(at, end);
   if (in.Left() < sizeof(SkxTargetBufHeader)) return nullptr;
   const auto* const header = reinterpret_cast<const SkxTargetBufHeader*>(at);

@@ -42,8 +42,8 @@ class CkxFoundGroups::Level {
 CkxFoundGroups::Scope::Scope() : _previous(InForce().Get()) {
   const IkxPolicySource& source = KxPolicySource_Current();
   if (_previous != nullptr && &_previous->_source == &source) return;
-  _own.reset(new CkxFoundGroups(source));
-  if (!InForce().Set(_own.get())) throw std::bad_alloc();
+  _own.emplace(source);
+  if (!InForce().Set(&*_own)) throw std::bad_alloc();
 }
 
 CkxFoundGroups::Scope::~Scope() { InForce().Set(_previous); }

@@ -23,18 +23,13 @@ class CkxFoundGroups {
   /// Links nest at most so deep; a group that lies deeper is as good as not there.
   static constexpr unsigned kMaxDepth = 8;
 
-  /// The groups of the source in force on this thread.
-  class Scope {
-   public:
-    Scope();
-    ~Scope();
-    Scope(const Scope&) = delete;
-    Scope& operator=(const Scope&) = delete;
+  explicit CkxFoundGroups(const IkxPolicySource& source) : _source(source) {}
+  CkxFoundGroups(const CkxFoundGroups&) = delete;
+  CkxFoundGroups& operator=(const CkxFoundGroups&) = delete;
 
-   private:
-    CkxFoundGroups* const _previous;
-    std::unique_ptr<CkxFoundGroups> _own;
-  };
+  class Scope;
+
+  /// Of the innermost scope on this thread.
   static CkxFoundGroups& Current();
 
   /// The target of the group `id` that matches, or null when none does. Nothing when there is no such group, when its
@@ -83,7 +78,6 @@ class CkxFoundGroups {
   };
   class Level;
 
-  explicit CkxFoundGroups(const IkxPolicySource& source) : _source(source) {}
   void Index();
   SkxGroup* Find(const GUID& id);
   bool IsTooDeep(const GUID& id);
@@ -98,4 +92,17 @@ class CkxFoundGroups {
   std::vector<SkxHandedOut> _handedOut;
   unsigned _depth = 0;
   SkxReach _reach;
+};
+
+/// The groups of the source in force on this thread.
+class CkxFoundGroups::Scope {
+ public:
+  Scope();
+  ~Scope();
+  Scope(const Scope&) = delete;
+  Scope& operator=(const Scope&) = delete;
+
+ private:
+  CkxFoundGroups* const _previous;
+  std::optional<CkxFoundGroups> _own;
 };
