@@ -2,12 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <condition_variable>
 #include <fstream>
-#include <thread>
 
 #include "Common_CPP/sharedmemory/sharedmemory.h"
-#include "tests/kxpolicy/run_tool.h"
+#include "tests/kxpolicy/served.h"
 #include "tests/support/runtime_folder_scope.h"
 #include "tests/support/trace_capture.h"
 
@@ -30,36 +28,6 @@ constexpr const char* kTool =
 
 SkxToolRun EvalTool() { return KxTest_RunTool({"eval", "--target", "-", "--format", "json"}, kTool); }
 
-/// `serve` on a thread of its own, until it is told to stop.
-class Served {
- public:
-  explicit Served(const std::string& image) : _thread([this, image] { Run(image); }) {}
-  ~Served() { Stop(); }
-
-  SkxToolRun Stop() {
-    _stop = true;
-    if (_thread.joinable()) _thread.join();
-    return {_code, _out.str(), _err.str()};
-  }
-
- private:
-  void Run(const std::string& image) {
-    std::istringstream in;
-    SkxStreams streams = {in, _out, _err};
-    streams.waitForStop = [this](uint32_t) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(2));
-      return _stop.load();
-    };
-    _code = KxPolicy_Run({"serve", image, "--verbose"}, streams);
-  }
-
-  std::ostringstream _out;
-  std::ostringstream _err;
-  std::atomic<bool> _stop = false;
-  int _code = -1;
-  std::thread _thread;
-};
-
 /// Asks until the answer holds `part`; the last answer when it never does.
 std::string EvalUntil(const std::string& part) {
   std::string answer;
@@ -78,7 +46,7 @@ TEST(Serve, AnswersFollowsTheImageAndLeavesNothing) {
   const std::string image = KxTest_PathText(work.Path() / "image");
   Compile(work, image, 7);
 
-  Served served(image);
+  CkxServedImage served(image);
   EXPECT_THAT(EvalUntil("\"policyId\":7"), HasSubstr("\"matched\":true"));
   EXPECT_THAT(KxTest_RunTool({"show"}).out, AllOf(HasSubstr("No tools"), HasSubstr("Policy id:\t7")));
   EXPECT_EQ(KxTest_RunTool({"publish", image}).code, 4) << "one publisher at a time";
