@@ -14,6 +14,13 @@ bool LookAtProcess(uint32_t pid, Look look) noexcept {
   return map != nullptr && KxEntry(false, [&] { return map->LookAt(pid, look); });
 }
 
+/// The same where the brief says enough.
+template <class Look>
+bool LookAtBrief(uint32_t pid, Look look) noexcept {
+  const CkxProcessMap* const map = KxProcMap_Current();
+  return map != nullptr && KxEntry(false, [&] { return map->LookAtBrief(pid, look); });
+}
+
 template <class Change>
 bool ChangeProcess(uint32_t pid, Change change) noexcept {
   CkxProcessMap* const map = KxProcMap_Current();
@@ -29,7 +36,13 @@ Result ResultOf(uint32_t pid, Look look) noexcept {
 
 Result FoundText(const CkxUtilStr& text) { return text.IsEmpty() ? Result::FoundEmpty : Result::Found; }
 
-using FlagsOf = CkxProcessData::Flags CkxProcessData::*;
+/// One of the two kinds of flags, where it is changed and where it is asked for.
+struct FlagsOf {
+  CkxProcessData::Flags CkxProcessData::*inRecord;
+  bool (SkxProcessSlot::*inBrief)(EkxRestrictedAccessTargetType type) const;
+};
+constexpr FlagsOf kDialogFlags = {&CkxProcessData::RestrDlgFlags, &SkxProcessSlot::RestrDlgFlag};
+constexpr FlagsOf kEventFlags = {&CkxProcessData::RestrEventFlags, &SkxProcessSlot::RestrEventFlag};
 
 bool IsFlagType(EkxRestrictedAccessTargetType type) {
   return static_cast<uint32_t>(type) < kKxRestrictedAccessTargetTypes;
@@ -38,14 +51,15 @@ bool IsFlagType(EkxRestrictedAccessTargetType type) {
 bool GetFlag(uint32_t pid, FlagsOf flags, EkxRestrictedAccessTargetType type, bool& flag) noexcept {
   flag = false;
   return IsFlagType(type) &&
-         LookAtProcess(pid, [&](const CkxProcessData& data) { flag = (data.*flags)[static_cast<size_t>(type)] != 0; });
+         LookAtBrief(pid, [&](const SkxProcessSlot& brief) { flag = (brief.*flags.inBrief)(type); });
 }
 
 /// `previous` is what it was.
 bool SetFlag(uint32_t pid, FlagsOf flags, EkxRestrictedAccessTargetType type, bool& previous) noexcept {
   previous = false;
   return IsFlagType(type) && ChangeProcess(pid, [&](CkxProcessData& data) {
-           previous = std::exchange((data.*flags)[static_cast<size_t>(type)], static_cast<unsigned char>(1)) != 0;
+           previous =
+               std::exchange((data.*flags.inRecord)[static_cast<size_t>(type)], static_cast<unsigned char>(1)) != 0;
          });
 }
 
@@ -112,7 +126,7 @@ bool KxUtilProcMap_AddZeroTouchState(uint32_t pid, uint32_t bits) noexcept {
 }
 
 bool KxUtilProcMap_GetZeroTouchState(uint32_t pid, uint32_t& state) noexcept {
-  return LookAtProcess(pid, [&](const CkxProcessData& data) { state = data.ZeroTouchState; });
+  return LookAtBrief(pid, [&](const SkxProcessSlot& brief) { state = brief.ZeroTouchState(); });
 }
 
 EkxGetCachedPropRes KxUtilProcMap_GetImagePath(uint32_t pid, CkxUtilStr& path) noexcept {
@@ -142,22 +156,22 @@ bool KxUtilProcMap_GetParentSvcName(uint32_t pid, CkxUtilStr& svcName) noexcept 
 }
 
 bool KxUtilProcMap_SetRestrDlgFlag(uint32_t pid, EkxRestrictedAccessTargetType type) noexcept {
-  return SetFlag(pid, &CkxProcessData::RestrDlgFlags, type);
+  return SetFlag(pid, kDialogFlags, type);
 }
 bool KxUtilProcMap_GetRestrDlgFlag(uint32_t pid, EkxRestrictedAccessTargetType type, bool& flag) noexcept {
-  return GetFlag(pid, &CkxProcessData::RestrDlgFlags, type, flag);
+  return GetFlag(pid, kDialogFlags, type, flag);
 }
 bool KxUtilProcMap_GetAndSetRestrDlgFlag(uint32_t pid, EkxRestrictedAccessTargetType type, bool& flag) noexcept {
-  return GetAndSetFlag(pid, &CkxProcessData::RestrDlgFlags, type, flag);
+  return GetAndSetFlag(pid, kDialogFlags, type, flag);
 }
 bool KxUtilProcMap_SetRestrEventFlag(uint32_t pid, EkxRestrictedAccessTargetType type) noexcept {
-  return SetFlag(pid, &CkxProcessData::RestrEventFlags, type);
+  return SetFlag(pid, kEventFlags, type);
 }
 bool KxUtilProcMap_GetRestrEventFlag(uint32_t pid, EkxRestrictedAccessTargetType type, bool& flag) noexcept {
-  return GetFlag(pid, &CkxProcessData::RestrEventFlags, type, flag);
+  return GetFlag(pid, kEventFlags, type, flag);
 }
 bool KxUtilProcMap_GetAndSetRestrEventFlag(uint32_t pid, EkxRestrictedAccessTargetType type, bool& flag) noexcept {
-  return GetAndSetFlag(pid, &CkxProcessData::RestrEventFlags, type, flag);
+  return GetAndSetFlag(pid, kEventFlags, type, flag);
 }
 
 bool KxUtilProcMap_MarkAsSetupExe(uint32_t pid) noexcept {
@@ -166,7 +180,7 @@ bool KxUtilProcMap_MarkAsSetupExe(uint32_t pid) noexcept {
 
 bool KxUtilProcMap_IsSetupExe(uint32_t pid, bool& isSetup) noexcept {
   isSetup = false;
-  return LookAtProcess(pid, [&](const CkxProcessData& data) { isSetup = data.IsSetupExe; });
+  return LookAtBrief(pid, [&](const SkxProcessSlot& brief) { isSetup = brief.IsSetupExe(); });
 }
 
 bool KxUtilProcMap_SetProctionHandle(uint32_t pid, void* handle, CkxTextView fileName) noexcept {

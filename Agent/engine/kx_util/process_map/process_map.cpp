@@ -1,5 +1,6 @@
 #include "Agent/engine/kx_util/process_map/process_map.h"
 
+#include <new>
 #include <utility>
 
 #include "Common_CPP/util/text.h"
@@ -22,12 +23,15 @@ void CkxProcessMap::Start(CkxProcessRecordPtr record) {
   Ended ended;
   {
     const std::lock_guard changing(_lock);
+    if (!SkxProcessSlot::CanLeadTo(*record)) throw std::bad_alloc();
     CkxProcessData& data = record->data;
-    if (SkxProcessRecord* const before = _running.Find(data.Pid)) EndRecord(*before, now, ended);
-    SkxProcessRecord* const parent = _running.Find(data.ParentPid);
-    if (parent != nullptr && parent->data.CreationTime <= data.CreationTime) {
-      data.ParentCreationTime = parent->data.CreationTime;
-      ++parent->data.ChildCount;
+    _running.Reserve(_running.Count() + 1);
+    _exited.Reserve(_running.Count() + _exited.Count() + 1);
+    if (const SkxProcessSlot* const before = _running.Find(data.Pid)) EndRecord(before->Record(), now, ended);
+    const SkxProcessSlot* const parent = _running.Find(data.ParentPid);
+    if (parent != nullptr && parent->Record().data.CreationTime <= data.CreationTime) {
+      data.ParentCreationTime = parent->Record().data.CreationTime;
+      ++parent->Record().data.ChildCount;
       record->isCounted = true;
     }
     _running.Append(std::move(record));
@@ -40,9 +44,9 @@ bool CkxProcessMap::End(uint32_t pid) {
   Ended ended;
   {
     const std::lock_guard changing(_lock);
-    SkxProcessRecord* const record = _running.Find(pid);
-    if (record == nullptr) return false;
-    EndRecord(*record, now, ended);
+    const SkxProcessSlot* const slot = _running.Find(pid);
+    if (slot == nullptr) return false;
+    EndRecord(slot->Record(), now, ended);
   }
   LetGo(ended);
   return true;
@@ -64,18 +68,21 @@ void CkxProcessMap::EndRecord(SkxProcessRecord& record, int64_t now, Ended& ende
 /// child was one of the other.
 void CkxProcessMap::_OnChildRemoval(const CkxProcessData& child, Ended& ended) noexcept {
   const SkxProcessId id = {child.ParentPid, child.ParentCreationTime};
-  SkxProcessRecord* const running = FindRunning(id);
-  if (running != nullptr && running->data.ChildCount != 0) {
-    --running->data.ChildCount;
+  const SkxProcessSlot* const running = _running.Find(id);
+  if (running != nullptr && running->Record().data.ChildCount != 0) {
+    --running->Record().data.ChildCount;
     return;
   }
-  SkxProcessRecord* const exited = _exited.Find(id);
-  if (exited != nullptr && --exited->data.ChildCount == 0) ended.parent = _exited.TakeOut(*exited);
+  const SkxProcessSlot* const exited = _exited.Find(id);
   if (running != nullptr) {
     ended.complaint = "ERROR: Zero childCount.";
   } else if (exited == nullptr) {
     ended.complaint = "ERROR: Cannot find parent by creation time.";
   }
+  if (exited == nullptr) return;
+  SkxProcessRecord& parent = exited->Record();
+  if (--parent.data.ChildCount != 0) return;
+  ended.parent = _exited.TakeOut(parent);
 }
 
 void CkxProcessMap::LetGo(const Ended& ended) {
@@ -88,10 +95,10 @@ void CkxProcessMap::LetGo(const Ended& ended) {
 bool CkxProcessMap::Protect(uint32_t pid, void* handle, CkxUtilStr fileName) {
   {
     const std::lock_guard changing(_lock);
-    SkxProcessRecord* const record = _running.Find(pid);
-    if (record == nullptr) return false;
-    std::swap(record->protectionHandle, handle);
-    std::swap(record->data.ProtectedFileName, fileName);
+    const SkxProcessSlot* const slot = _running.Find(pid);
+    if (slot == nullptr) return false;
+    std::swap(slot->Record().protectionHandle, handle);
+    std::swap(slot->Record().data.ProtectedFileName, fileName);
   }
   _system->Close(handle);
   return true;
@@ -99,31 +106,26 @@ bool CkxProcessMap::Protect(uint32_t pid, void* handle, CkxUtilStr fileName) {
 
 bool CkxProcessMap::IsProtected(uint32_t pid, CkxTextView fileName) const {
   const CkxSpreadLock::Reading reading(_lock);
-  const SkxProcessRecord* const record = _running.Find(pid);
-  return record != nullptr && record->protectionHandle != nullptr &&
-         KxText_Equals(record->data.ProtectedFileName.View(), fileName, false);
-}
-
-SkxProcessRecord* CkxProcessMap::FindRunning(const SkxProcessId& id) const {
-  SkxProcessRecord* const record = _running.Find(id.pid);
-  return record != nullptr && record->data.CreationTime == id.creationTime ? record : nullptr;
+  const SkxProcessSlot* const slot = _running.Find(pid);
+  return slot != nullptr && slot->Record().protectionHandle != nullptr &&
+         KxText_Equals(slot->Record().data.ProtectedFileName.View(), fileName, false);
 }
 
 bool CkxProcessMap::CopyParent(const CkxTargetInfoProcess& child, CkxProcessData& parent) const {
   const SkxProcessId id = {child.ParentPid(), child.ParentCreationTime()};
   if (id.pid == 0) return false;
   const CkxSpreadLock::Reading reading(_lock);
-  const SkxProcessRecord* record = nullptr;
+  const SkxProcessSlot* slot = nullptr;
   if (id.creationTime == 0) {
-    record = _running.Find(id.pid);
+    slot = _running.Find(id.pid);
     const bool isYounger =
-        record != nullptr && child.CreationTime() != 0 && record->data.CreationTime > child.CreationTime();
-    if (isYounger) record = nullptr;
+        slot != nullptr && child.CreationTime() != 0 && slot->Record().data.CreationTime > child.CreationTime();
+    if (isYounger) slot = nullptr;
   } else {
-    record = FindRunning(id);
-    if (record == nullptr) record = _exited.Find(id);
+    slot = _running.Find(id);
+    if (slot == nullptr) slot = _exited.Find(id);
   }
-  if (record == nullptr) return false;
-  parent = CkxProcessData(record->data);  // whole or not at all
+  if (slot == nullptr) return false;
+  parent = CkxProcessData(slot->Record().data);  // whole or not at all
   return true;
 }

@@ -27,19 +27,30 @@ class CkxProcessMap {
   template <class Look>
   bool LookAt(uint32_t pid, Look look) const {
     const CkxSpreadLock::Reading reading(_lock);
-    const SkxProcessRecord* const record = _running.Find(pid);
-    if (record == nullptr) return false;
-    look(record->data);
+    const SkxProcessSlot* const slot = _running.Find(pid);
+    if (slot == nullptr) return false;
+    look(slot->Record().data);
     return true;
   }
 
-  /// Calls `change(data)` while nobody else looks.
+  /// The same with what is at hand without the record.
+  template <class Look>
+  bool LookAtBrief(uint32_t pid, Look look) const {
+    const CkxSpreadLock::Reading reading(_lock);
+    const SkxProcessSlot* const slot = _running.Find(pid);
+    if (slot == nullptr) return false;
+    look(*slot);
+    return true;
+  }
+
+  /// Calls `change(data)` while nobody else looks. What a record is found by does not change.
   template <class Change>
   bool ChangeRecord(uint32_t pid, Change change) {
     const std::lock_guard changing(_lock);
-    SkxProcessRecord* const record = _running.Find(pid);
-    if (record == nullptr) return false;
-    change(record->data);
+    const SkxProcessSlot* const slot = _running.Find(pid);
+    if (slot == nullptr) return false;
+    change(slot->Record().data);
+    _running.Renew(slot->Record());
     return true;
   }
 
@@ -51,9 +62,6 @@ class CkxProcessMap {
   void AppendDump(CkxUtilStr& text) const;
 
  private:
-  static uint32_t PidOf(const CkxProcessData& data) { return data.Pid; }
-  static SkxProcessId IdOf(const CkxProcessData& data) { return {data.Pid, data.CreationTime}; }
-
   /// What is no more, to be let go of once the lock is free.
   struct Ended {
     CkxProcessRecordPtr record;
@@ -64,12 +72,11 @@ class CkxProcessMap {
   void EndRecord(SkxProcessRecord& record, int64_t now, Ended& ended) noexcept;
   void _OnChildRemoval(const CkxProcessData& child, Ended& ended) noexcept;
   void LetGo(const Ended& ended);
-  SkxProcessRecord* FindRunning(const SkxProcessId& id) const;
 
   const std::shared_ptr<IkxProcMapSystem> _system;
   mutable CkxSpreadLock _lock;
-  CkxProcessTable<PidOf> _running;  // one of a number
-  CkxProcessTable<IdOf> _exited;
+  CkxProcessTable _running;  // one of a number
+  CkxProcessTable _exited;   // each with children that run; has room for all that run too
 };
 
 /// Where a map is, once there is one.
