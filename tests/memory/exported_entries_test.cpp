@@ -21,10 +21,15 @@
 #include "Agent/engine/kx_publish/document/target_document.h"
 #include "Agent/engine/kx_publish/image/encode_image.h"
 #include "Agent/engine/kx_publish/image/image_source.h"
+#include "Agent/engine/kx_util/process_map/process_table.h"
+#include "Agent/engine/kx_util/watch/evaluation_fault.h"
+#include "Common_CPP/access_token/access_token.h"
+#include "Common_CPP/token_security_attributes/token_security_attributes.h"
 #include "Common_CPP/util/text.h"
 #include "tests/kx_util/target/pe_image.h"
 #include "tests/memory/failing_memory.h"
 #include "tests/support/ea_folder.h"
+#include "tests/support/fake_token_attributes.h"
 #include "tests/support/policy_questions.h"
 #include "tests/support/recorded_proc_map_system.h"
 #include "tests/support/secret_scope.h"
@@ -401,6 +406,73 @@ TEST(NoMemory, RecordsOfProcessesTasksTokensAndGroups) {
   for (const auto& [name, entry] : entries) Sweep(name, entry, 1);
 }
 
+/// Whatever fails, a token has the stamp that it had or the one that it was to have, and keeps what others marked it
+/// with.
+TEST(NoMemory, TheStampOnAToken) {
+  using Attributes = std::vector<SkxTokenAttribute>;
+  CkxFakeTokenAttributes system;
+  void* const ofSystem = reinterpret_cast<void*>(uintptr_t{0x1234});
+  system.tokens[ofSystem];
+  CkxAccessToken ours(*CkxSid::FromUtf8("S-1-5-18"), {}, true);
+  SkxTriggerPolicyShortInfo info;
+  info.PolicyId = 7;
+  const CkxTokenPolicyData stamp(false, 4711, info);
+  const SkxTokenAttribute before = CkxTokenPolicyData(true, 4712, info).ToAttribute(true, 10);
+  const SkxTokenAttribute after = stamp.ToAttribute(false, 10);
+  SkxTokenAttribute others = before;
+  others.name = KXW("SOMEBODY://A mark of some length");
+  const Attributes both = {others, before};
+  const Attributes none;
+  const auto listOf = [](void* token) {
+    Attributes attributes;
+    EXPECT_TRUE(CkxTokenSecurityAttributes::List(token, attributes));
+    return attributes;
+  };
+  const auto clear = [&](void* token) {
+    for (const SkxTokenAttribute& old : listOf(token)) CkxTokenSecurityAttributes::Delete(token, old.name);
+  };
+  struct TokenOperation {
+    const char* name;
+    std::function<bool(void* token)> call;
+    Attributes begin, end;  ///< of the token
+  };
+  const std::vector<TokenOperation> operations = {
+      {"set", [&](void* token) { return stamp.SetToToken(token, false); }, {others}, {others, after}},
+      {"set again", [&](void* token) { return stamp.SetToToken(token, false); }, both, {others, after}},
+      {"read",
+       [](void* token) {
+         CkxTokenPolicyData read;
+         const bool isFound = read.GetFromToken(token);
+         EXPECT_EQ(read.IsEmpty(), !isFound);
+         return isFound && read.GetPid() == 4712;
+       },
+       both, both},
+      {"delete", [](void* token) { return CkxTokenPolicyData::DeleteFromToken(token); }, both, {others}},
+      {"list",
+       [&](void* token) {
+         Attributes attributes;
+         const bool isDone = KxEntry(false, [&] { return CkxTokenSecurityAttributes::List(token, attributes); });
+         EXPECT_EQ(attributes, isDone ? both : none);
+         return isDone;
+       },
+       both, both},
+  };
+  for (void* const token : {ofSystem, ours.Handle()}) {
+    for (const TokenOperation& operation : operations) {
+      Sweep(
+          operation.name + std::string(token == ofSystem ? ", of the system" : ", of ours"),
+          [&](Trial& trial) {
+            for (const SkxTokenAttribute& made : operation.begin) CkxTokenSecurityAttributes::Set(token, made);
+            const bool isDone = trial.During([&] { return operation.call(token); });
+            EXPECT_EQ(listOf(token), isDone ? operation.end : operation.begin);
+            clear(token);
+            return YesOrNothing(isDone);
+          },
+          1);
+    }
+  }
+}
+
 /// A publication that may be remembered by its name.
 class RememberedConfiguration : public CkxImageSource {
  public:
@@ -661,6 +733,31 @@ TEST(NoMemory, TheProcessMap) {
         },
         1);
   }
+}
+
+TEST(NoMemory, AProcessTableIsFilledBeforeARecordIsRefused) {
+  constexpr uint32_t kSlots = 16;
+  std::vector<CkxProcessRecordPtr> records;
+  for (uint32_t i = 0; i < kSlots; ++i) records.emplace_back(std::make_unique<SkxProcessRecord>())->data.Pid = 4 * i;
+  CkxProcessTable table;
+  CkxFailingMemory memory(0, true);
+  const bool isRefused = memory.During([&] {
+    try {
+      for (CkxProcessRecordPtr& record : records) {
+        table.Reserve(table.Count() + 1);
+        table.Append(std::move(record));
+      }
+    } catch (const std::bad_alloc&) {
+      return true;
+    }
+    return false;
+  });
+  EXPECT_TRUE(isRefused);
+  EXPECT_EQ(table.Count(), kSlots - 1);
+  for (uint32_t i = 0; i < kSlots; ++i) EXPECT_EQ(table.Find(4 * i) != nullptr, i < kSlots - 1) << i;
+  table.Reserve(kSlots);
+  table.Append(std::move(records.back()));
+  for (uint32_t i = 0; i < kSlots; ++i) EXPECT_NE(table.Find(4 * i), nullptr) << i;
 }
 
 /// Whatever fails, what is kept with a file is what was there or what was to be.
