@@ -27,27 +27,19 @@ KxWString SettingsXml() {
   return xml + KXW("</Agent></Configuration>");
 }
 
-/// A publication that may be remembered by its name.
-class NamedSettings : public CkxImageSource {
- public:
-  NamedSettings() : CkxImageSource(Image()) {}
-  KxWString PublicationName() const override { return KXW("settings"); }
-
- private:
-  static SkxPolicyImage Image() {
-    SkxPolicyModel policy;
-    policy.action = EkxPolicyAction::Configuration;
-    policy.id = 1;
-    policy.name = KXW("settings");
-    policy.params = SkxConfigurationParams{SettingsXml(), {}};
-    SkxPublication publication;
-    publication.policies.push_back(std::move(policy));
-    return KxEncode_Image(publication);
-  }
-};
+SkxPolicyImage SettingsImage() {
+  SkxPolicyModel policy;
+  policy.action = EkxPolicyAction::Configuration;
+  policy.id = 1;
+  policy.name = KXW("settings");
+  policy.params = SkxConfigurationParams{SettingsXml(), {}};
+  SkxPublication publication;
+  publication.policies.push_back(std::move(policy));
+  return KxEncode_Image(publication);
+}
 
 void ThousandLookUps(benchmark::State& state) {
-  const NamedSettings source;
+  const CkxImageSource source(SettingsImage());
   const CkxPolicySourceScope scope(source);
   const KxWString xml = SettingsXml();
   double parse = 1e300;

@@ -22,7 +22,7 @@ class FuzzedConfiguration : public CkxImageSource {
  public:
   FuzzedConfiguration(SkxPolicyImage image, KxWString name)
       : CkxImageSource(std::move(image)), _name(std::move(name)) {}
-  KxWString PublicationName() const override { return _name; }
+  KxWString ContentName() const override { return _name; }
 
  private:
   const KxWString _name;

@@ -82,6 +82,9 @@ class IkxPolicySource {
 
   /// What tells the publication in force from every other, for answers that are remembered; empty when nothing may be.
   virtual KxWString PublicationName() const { return {}; }
+
+  /// The same for what is remembered of the sections alone, whoever asks and whatever applies to whom.
+  virtual KxWString ContentName() const { return PublicationName(); }
 };
 
 class KX_UTIL_API CkxPolicySourceScope {

@@ -477,7 +477,7 @@ TEST(NoMemory, TheStampOnAToken) {
 class RememberedConfiguration : public CkxImageSource {
  public:
   explicit RememberedConfiguration(SkxPolicyImage image) : CkxImageSource(std::move(image)) {}
-  KxWString PublicationName() const override { return name; }
+  KxWString ContentName() const override { return name; }
 
   KxWString name;
 };

@@ -114,12 +114,15 @@ TEST(SharedConfig, AnswersTheSameWhetherDocumentsAreRememberedOrNot) {
       "configuration/settings.txt", [&](auto& documents, auto& key, auto& type, auto& expected) {
         if (expected) expected = Unfolded(*expected);
         const SkxPolicyImage image = Configured(documents);
-        const CkxImageSource unnamed(image);
+        const PublishedConfiguration unnamed(image, KXW(""));
+        const CkxImageSource ofImage(image);
         const PublishedConfiguration named(image, KxWString(1, static_cast<WCHAR>(0x4E00 + number++)).c_str());
         const CkxTraceCapture quiet;
         {
           const CkxPolicySourceScope scope(unnamed);
           EXPECT_EQ(SettingAs(key, type), expected);
+          const CkxPolicySourceScope imageScope(ofImage);
+          for (int time = 0; time < 3; ++time) EXPECT_EQ(SettingAs(key, type), expected);
         }
         const CkxPolicySourceScope scope(named);
         for (int time = 0; time < 3; ++time) EXPECT_EQ(SettingAs(key, type), expected);
@@ -147,6 +150,39 @@ TEST(SharedConfig, WalksOnceAPublicationAndOnlyAsFarAsItIsAsked) {
   expectWalks(KXW("A"), std::nullopt, 5);
   CkxConfigurationCache<CkxSettingsDocument>::Instance().Drop();
   expectWalks(KXW("C"), "3", 6);
+}
+
+TEST(SharedConfig, WhatWasReadOfAnImageIsKeptForItAlone) {
+  class WalkedImage : public CkxImageSource {
+   public:
+    using CkxImageSource::CkxImageSource;
+    EkxSectionState OpenSection(EkxPolicySection which, SkxSectionBytes& section) const override {
+      ++walks;
+      return CkxImageSource::OpenSection(which, section);
+    }
+    mutable int walks = 0;
+  };
+  std::optional<WalkedImage> image;
+  for (const std::string value : {"1", "2", "3"}) {
+    image.emplace(
+        Configured({"<Configuration><A>" + value + "</A></Configuration>"},
+                   {"<Messages><Message id='M'>" + value + "</Message></Messages>"}));  // where one was before
+    const CkxPolicySourceScope scope(*image);
+    for (int time = 0; time < 3; ++time) {
+      EXPECT_EQ(SettingAs(KXW("A"), "text"), value);
+      CkxUtilStr text;
+      EXPECT_TRUE(Config::GetMessageById("M", text));
+      EXPECT_EQ(KxText_ToUtf8(text.View()), value);
+    }
+    EXPECT_EQ(image->walks, 2) << "one for settings, one for messages";
+  }
+  const CkxImageSource other(Configured({"<Configuration><A>4</A></Configuration>"}));
+  for (int time = 0; time < 2; ++time) {  // by turns
+    for (const CkxImageSource* const source : {static_cast<const CkxImageSource*>(&*image), &other}) {
+      const CkxPolicySourceScope scope(*source);
+      EXPECT_EQ(SettingAs(KXW("A"), "text"), source == &other ? "4" : "3");
+    }
+  }
 }
 
 TEST(SharedConfig, NobodyAnsweredIsNotNotFound) {

@@ -11,13 +11,18 @@
 class CkxImageSource : public IkxPolicySource {
  public:
   /// Rules that are malformed, which loading an image would have refused, make no policy applicable to anybody.
-  explicit CkxImageSource(SkxPolicyImage image) : _image(std::move(image)), _rules(_image.applicable) {}
+  explicit CkxImageSource(SkxPolicyImage image);
 
   /// The bytes live as long as the source.
   EkxSectionState OpenSection(EkxPolicySection which, SkxSectionBytes& section) const override;
   std::shared_ptr<const CkxApplicablePolicies> ApplicablePolicies(void* token) const override;
 
+  /// That of no other source of this process, nor of a publication in force. Answers that depend on the user are not to
+  /// be remembered: here users with one SID may have different groups.
+  KxWString ContentName() const override { return _name; }
+
  private:
   const SkxPolicyImage _image;
   const CkxApplicableRules _rules;
+  const KxWString _name;
 };

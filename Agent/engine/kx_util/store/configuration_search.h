@@ -100,7 +100,7 @@ bool KxConfiguration_Search(void* token, IsFound isFound) {
   const bool isPinned = source.Pin(pinned) == EkxSectionState::Open;
   const IkxPolicySource& publication = pinned != nullptr ? *pinned : source;
   const CkxPolicySourceScope scope(publication);
-  const KxWString name = isPinned ? publication.PublicationName() : KxWString();  // empty: not to be remembered
+  const KxWString name = isPinned ? publication.ContentName() : KxWString();  // empty: not to be remembered
 
   auto& cache = CkxConfigurationCache<Document>::Instance();
   const std::shared_ptr<const Known> known = name.empty() ? nullptr : cache.Find(name);
