@@ -11,6 +11,7 @@
 #include <set>
 
 #include "Agent/engine/kx_publish/image/encode_image.h"
+#include "Agent/engine/kx_util/policy/policy_prefilter.h"
 #include "tests/support/recorded_facts.h"
 #include "tests/support/recording_observer.h"
 #include "tests/support/section_source.h"
@@ -20,7 +21,7 @@ namespace {
 
 class RandomThings {
  public:
-  explicit RandomThings(uint32_t seed) : _engine(seed) {}
+  explicit RandomThings(uint32_t seed, bool withEverything = false) : _engine(seed), _withEverything(withEverything) {}
 
   size_t Below(size_t end) { return _engine() % end; }
   bool OneOf(size_t many) { return Below(many) == 0; }
@@ -69,6 +70,61 @@ class RandomThings {
       bytes[4 + Below(bytes.size() - 4)] = static_cast<unsigned char>(OneOf(2) ? Below(4) : Below(256));
     }
     if (OneOf(8)) bytes.resize(Below(bytes.size() + 1));
+  }
+
+  static constexpr size_t kBodies = 12;
+
+  SkxTargetBody Body(size_t kind) {
+    SkxExeTarget exe;
+    SkxScriptTarget script;
+    SkxMsiTarget msi;
+    SkxMsuTarget msu;
+    SkxDllTarget dll;
+    SkxComTarget com;
+    SkxActiveXTarget control;
+    SkxExcludeTarget exclude;
+    SkxAppPackageTarget package;
+    SkxUrlTarget url;
+    switch (kind) {
+      case 0:
+        Fill(script.location, script.fileName, script.arguments, script.owners, script.publishers, script.parentProcess,
+             script.origin);
+        return script;
+      case 1:
+        Fill(msi.productVersion, msi.location, msi.fileName, msi.arguments, msi.owners, msi.publishers,
+             msi.installerProperties, msi.parentProcess, msi.origin);
+        return msi;
+      case 2:
+        Fill(msu.location, msu.fileName, msu.owners, msu.publishers, msu.parentProcess, msu.origin);
+        return msu;
+      case 3:
+        Fill(dll.fileVersion, dll.productVersion, dll.location, dll.fileName, dll.owners, dll.publishers,
+             dll.versionFields, dll.origin);
+        return dll;
+      case 4:
+        Fill(com.classId, com.location, com.fileName, com.owners, com.publishers, com.versionFields);
+        return com;
+      case 5:
+        Fill(control.classId, control.sourceAddress, control.location, control.fileName, control.publishers);
+        return control;
+      case 6:
+        Fill(exclude.location, exclude.fileName);
+        return exclude;
+      case 7:
+        Fill(package.packageVersion, package.packageName, package.publishers, package.capabilities);
+        return package;
+      case 8:
+        Fill(url.url);
+        return url;
+      case 9:
+        return SkxAdminTaskTarget{static_cast<uint32_t>(Below(30))};
+      case 10:
+        return SkxGroupLink{GroupId(Below(kGroups + 1))};
+      default:
+        Fill(exe.fileVersion, exe.productVersion, exe.location, exe.fileName, exe.arguments, exe.owners, exe.publishers,
+             exe.versionFields, exe.serviceName, exe.parentProcess, exe.origin);
+        return exe;
+    }
   }
 
  private:
@@ -147,7 +203,7 @@ class RandomThings {
   }
   template <class Value>
   void Fill(std::optional<Value>& value) {
-    if (OneOf(3)) Fill(value.emplace());
+    if (_withEverything || OneOf(3)) Fill(value.emplace());
   }
   template <class First, class... Others>
   requires(sizeof...(Others) != 0) void Fill(First& first, Others&... others) {
@@ -155,64 +211,11 @@ class RandomThings {
     Fill(others...);
   }
 
-  SkxTargetBody Body() {
-    SkxExeTarget exe;
-    SkxScriptTarget script;
-    SkxMsiTarget msi;
-    SkxMsuTarget msu;
-    SkxDllTarget dll;
-    SkxComTarget com;
-    SkxActiveXTarget control;
-    SkxExcludeTarget exclude;
-    SkxAppPackageTarget package;
-    SkxUrlTarget url;
-    switch (Below(16)) {
-      case 0:
-        Fill(script.location, script.fileName, script.arguments, script.owners, script.publishers, script.parentProcess,
-             script.origin);
-        return script;
-      case 1:
-        Fill(msi.productVersion, msi.location, msi.fileName, msi.arguments, msi.owners, msi.publishers,
-             msi.installerProperties, msi.parentProcess, msi.origin);
-        return msi;
-      case 2:
-        Fill(msu.location, msu.fileName, msu.owners, msu.publishers, msu.parentProcess, msu.origin);
-        return msu;
-      case 3:
-        Fill(dll.fileVersion, dll.productVersion, dll.location, dll.fileName, dll.owners, dll.publishers,
-             dll.versionFields, dll.origin);
-        return dll;
-      case 4:
-        Fill(com.classId, com.location, com.fileName, com.owners, com.publishers, com.versionFields);
-        return com;
-      case 5:
-        Fill(control.classId, control.sourceAddress, control.location, control.fileName, control.publishers);
-        return control;
-      case 6:
-        Fill(exclude.location, exclude.fileName);
-        return exclude;
-      case 7:
-        Fill(package.packageVersion, package.packageName, package.publishers, package.capabilities);
-        return package;
-      case 8:
-        Fill(url.url);
-        return url;
-      case 9:
-        return SkxAdminTaskTarget{static_cast<uint32_t>(Below(30))};
-      case 10:
-        return SkxGroupLink{GroupId(Below(kGroups + 1))};
-      default:
-        Fill(exe.fileVersion, exe.productVersion, exe.location, exe.fileName, exe.arguments, exe.owners, exe.publishers,
-             exe.versionFields, exe.serviceName, exe.parentProcess, exe.origin);
-        return exe;
-    }
-  }
-
   std::vector<SkxTargetModel> Targets() {
     std::vector<SkxTargetModel> targets(Below(4));
     for (SkxTargetModel& target : targets) {
       target.id.Data1 = static_cast<uint32_t>(1 + Below(1000));
-      target.body = Body();
+      target.body = Body(Below(kBodies + 4));
     }
     return targets;
   }
@@ -270,6 +273,7 @@ class RandomThings {
   }
 
   std::mt19937 _engine;
+  const bool _withEverything;
 };
 
 struct TracedAnswer {
@@ -333,6 +337,31 @@ TEST(FirstLook, ChangesNoAnswer) {
   }
   EXPECT_GT(applied, evaluations / 20);  // else the things would be too random to mean much
   EXPECT_GT(faulted, evaluations / 100);
+}
+
+/// A kind that the first look does not get over would be made and asked each time, and nobody would notice.
+TEST(FirstLook, GoesOverEveryFieldOfEveryKind) {
+  const CkxTargetInfoElevator request(1, CkxUtilStr(), nullptr);  // for no address: no target is about it
+  const CkxTargetInfoFile file(KxTest_FileAt(KXW("C:\\a.txt")), nullptr);
+  for (uint32_t seed = 1; seed <= 50; ++seed) {
+    for (size_t kind = 0; kind < RandomThings::kBodies; ++kind) {
+      RandomThings things(seed, true);
+      SkxTargetModel target;
+      target.body = things.Body(kind);
+      if (std::holds_alternative<SkxAdminTaskTarget>(target.body)) continue;
+      if (std::holds_alternative<SkxGroupLink>(target.body)) continue;
+      const bool isAddress = std::holds_alternative<SkxUrlTarget>(target.body);
+      SkxPublication publication;
+      SkxPolicyModel& policy = publication.policies.emplace_back();
+      policy.action = EkxPolicyAction::Block;
+      policy.name = KXW("A policy");
+      policy.targets = {target};
+      const SkxPolicyImage image = KxEncode_Image(publication);
+      const auto* const record = reinterpret_cast<const SkxPolicyBufHeader*>(image.policies->data() + sizeof(uint32_t));
+      CkxPolicyPrefilter firstLook(isAddress ? static_cast<const CkxTargetInfo&>(file) : request);
+      EXPECT_FALSE(firstLook.MayApply(*record)) << "kind " << target.body.index() << ", seed " << seed;
+    }
+  }
 }
 
 }  // namespace
