@@ -159,7 +159,7 @@ class RandomThings {
 
   uint16_t Mode() { return static_cast<uint16_t>(OneOf(12) ? Below(9) : 1 + Below(5)); }
 
-  void Fill(KxWString& text) { text = Any(kTexts); }
+  void Fill(KxWString& text) { text = _withEverything ? KXW("app") : Any(kTexts); }  // some may not be empty
   void Fill(CkxSid& sid) { sid = OneOf(2) ? CkxSid::Null() : *CkxSid::FromUtf8("S-1-5-18"); }
   void Fill(SkxTextTest& test) {
     test.pattern = OneOf(20) ? KxWString(300, KXW('a')) : Any(kTexts);
