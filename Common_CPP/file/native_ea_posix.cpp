@@ -1,7 +1,8 @@
 // Extended attributes of a POSIX file under "user.": the name in capitals, the value's bytes as they are.
 //
-// Names differ in more than case to the system, and to the library they do not: of two that are the same the first
-// that the system lists counts, and writing removes the other. A value of no bytes is no attribute.
+// Names that differ in case alone are several to the system, and one to the library: the one in capitals counts, as
+// everything is written here, else the first that the system lists; and writing removes the others. A value of no bytes
+// is no attribute.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <set>
+#include <map>
 
 #include "Common_CPP/file/ea_record.h"
 #include "Common_CPP/util/last_error.h"
@@ -33,12 +33,26 @@ constexpr StatusOfErrno kStatusOfErrno[] = {
 
 std::string SystemName(std::string_view name) { return std::string(kUserPrefix).append(name); }
 
+/// What a call of the system that is told how much room there is puts there. It sets as much aside itself, so that it is
+/// told of the most that there can be only where the usual does not do. False with `errno` set.
+template <class Bytes, class Call>
+bool TakeFromSystem(Bytes& bytes, size_t most, Call call) {
+  constexpr size_t kUsualBytes = 2048;
+  ssize_t size = -1;
+  for (const size_t room : {kUsualBytes, most}) {
+    bytes.resize(room);
+    size = call(bytes.data(), room);
+    if (size >= 0 || errno != ERANGE) break;
+  }
+  bytes.resize(size > 0 ? static_cast<size_t>(size) : 0);
+  return size >= 0;
+}
+
 /// Every name of the system's list that is one of ours, whatever its case.
 long ListOurs(int file, std::vector<std::string>& names) {
-  std::string list(kMaxListBytes, '\0');
-  const ssize_t size = flistxattr(file, list.data(), list.size());
-  if (size < 0) return KxXattr_StatusOfErrno();
-  list.resize(static_cast<size_t>(size));
+  std::string list;
+  const auto ask = [file](char* buffer, size_t room) { return flistxattr(file, buffer, room); };
+  if (!TakeFromSystem(list, kMaxListBytes, ask)) return KxXattr_StatusOfErrno();
   for (size_t at = 0; at < list.size();) {
     const std::string_view name = std::string_view(list).substr(at, list.find('\0', at) - at);
     at += name.size() + 1;
@@ -77,24 +91,33 @@ long KxXattr_StatusOfErrno() {
 long KxXattr_Names(int file, std::vector<std::string>& names) {
   std::vector<std::string> all;
   const long status = ListOurs(file, all);
-  std::set<std::string> known;
+  std::map<std::string, size_t> known;  // the place of each in `names`, by its name in capitals
   for (std::string& name : all) {
-    if (known.insert(KxEaName_Upper(name)).second) names.push_back(std::move(name));
+    const auto [place, isNew] = known.emplace(KxEaName_Upper(name), names.size());
+    if (isNew) {
+      names.push_back(std::move(name));
+    } else if (name == place->first) {
+      names[place->second] = std::move(name);
+    }
   }
   return status;
 }
 
 long KxXattr_Get(int file, const std::string& name, std::vector<unsigned char>& value) {
-  value.resize(kMaxXattrBytes);
-  const ssize_t size = fgetxattr(file, SystemName(name).c_str(), value.data(), value.size());
-  value.resize(size > 0 ? static_cast<size_t>(size) : 0);
-  if (size < 0) return KxXattr_StatusOfErrno();
+  const std::string systemName = SystemName(name);
+  const auto ask = [&](unsigned char* buffer, size_t room) {
+    return fgetxattr(file, systemName.c_str(), buffer, room);
+  };
+  if (!TakeFromSystem(value, kMaxXattrBytes, ask)) return KxXattr_StatusOfErrno();
   return value.size() > kKxEaMaxValueBytes ? kKxStatusEaTooLarge : kKxStatusSuccess;
 }
 
+/// Most files have it as we write it, or not at all: only where it is not there are names looked through.
 long KxXattr_Find(int file, const std::string& upperName, std::vector<unsigned char>& value) {
+  long status = KxXattr_Get(file, upperName, value);
+  if (status != kKxStatusNoEasOnFile) return status;
   std::vector<std::string> names;
-  const long status = ListOurs(file, names);
+  status = ListOurs(file, names);
   if (status < 0) return status;
   const auto found = std::find_if(names.begin(), names.end(),
                                   [&](const std::string& name) { return KxEaName_Equals(name, upperName); });

@@ -11,7 +11,7 @@
 long KxXattr_StatusOfErrno();
 
 /// Those whose name is one of the library's, each once and as the system has it: of several that are the same in
-/// letters of any case the first.
+/// letters of any case the one in capitals, else the first.
 long KxXattr_Names(int file, std::vector<std::string>& names);
 
 /// By its name as the system has it. One that no record can hold is `kKxStatusEaTooLarge`.

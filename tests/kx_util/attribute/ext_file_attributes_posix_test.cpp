@@ -72,6 +72,36 @@ TEST_F(PosixExtFileAttributes, AreStoredInCapitalsAndFoundInAnyCase) {
   EXPECT_EQ(GetNative("user.OtHeR") + GetNative("user.OTHER"), "(none)(none)");
 }
 
+/// Which of several spellings counts does not hang on the order in which they came, nor on whether one is asked for or
+/// all are.
+TEST_F(PosixExtFileAttributes, TheNameInCapitalsCounts) {
+  for (const auto& [first, second] : {std::pair("user.TWICE", "user.twice"), {"user.Twice", "user.TWICE"}}) {
+    SetNative(first, first);
+    SetNative(second, second);
+    EXPECT_EQ(Value("Twice"), "user.TWICE");
+    Ea list;
+    CkxFileFullEaInfo info;
+    ASSERT_TRUE(list.LoadAllFromFile(_path.c_str()));
+    ASSERT_TRUE(list.GetAt(list.GetHeadPosition(), info, false));
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(info.Value()), info.ValueLength()), "user.TWICE");
+    EXPECT_EQ(Count(), 1u);
+    ASSERT_TRUE(Ea::DeleteAllFromFile(_path.c_str()));
+  }
+}
+
+/// More names and longer values than most files have.
+TEST_F(PosixExtFileAttributes, ManyAndLongOnesAreFound) {
+  constexpr size_t kNames = 40;
+  const std::string longName(200, 'n');
+  for (size_t i = 0; i < kNames; ++i) SetNative(("user." + longName + std::to_string(i)).c_str(), std::to_string(i));
+  EXPECT_EQ(Count(), kNames);
+  EXPECT_EQ(Value((longName + "39").c_str()), "39");
+  for (const size_t bytes : {2047, 2048, 2049, 65'535}) {
+    SetNative("user.LONG", std::string(bytes, 'x'));
+    EXPECT_EQ(Value("long"), std::string(bytes, 'x'));
+  }
+}
+
 TEST_F(PosixExtFileAttributes, PassOverWhatIsNoAttributeOfOurs) {
   SetNative("user.with:colon", "x");
   SetNative("user.\xC3\xA9", "x");

@@ -1,6 +1,7 @@
 #include "Agent/engine/kx_util/attribute/ea_calls.h"
 
 #include <algorithm>
+#include <memory>
 
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/file/ea_record.h"
@@ -80,14 +81,14 @@ long KxEa_Get(intptr_t file, const char* name, CkxFileFullEaInfo& out) {
   const std::string_view text = KxEa_NameText(name);
   if (file == -1 || text.empty()) return InvalidParameters(file, text);
   if (!KxEaName_IsValid(text)) return KxEa_Fail(kKxStatusInvalidEaName, "ERROR: Invalid EA name [", text, "]");
-  EaList answer(kKxEaMaxRecordBytes);
+  const auto answer = std::make_unique_for_overwrite<unsigned char[]>(kKxEaMaxRecordBytes);
   size_t written = 0;
   const SkxNativeEa& system = KxNativeEa();
-  const long status = system.query(file, KxEaQuery_Of(text), answer, written);
+  const long status = system.query(file, KxEaQuery_Of(text), {answer.get(), kKxEaMaxRecordBytes}, written);
   if (status < 0 && status != kKxStatusNoEasOnFile) {
     return KxEa_Fail(status, "ERROR: NtQueryEaFile failed. EaName=[", text, "]");
   }
-  const std::span<const unsigned char> bytes = std::span(answer).first(status < 0 ? 0 : written);
+  const std::span<const unsigned char> bytes(answer.get(), status < 0 ? 0 : written);
   const auto record = KxEaRecord_Read(bytes);
   if (status >= 0 && (!record || !KxEaName_Equals(record->name, text))) {
     return KxEa_Fail(kKxStatusEaCorrupt, "ERROR: Failed to parse EA buffer. EaName=[", text, "]");
