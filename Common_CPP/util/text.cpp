@@ -16,12 +16,8 @@ uint32_t NextPoint(CkxTextView text, size_t& at) {
   return 0x10000 + ((unit - 0xD800) << 10) + (text[at++] - 0xDC00u);
 }
 
-/// The same for UTF-8; false when the bytes at `at` are not well-formed.
-bool NextPoint(std::string_view utf8, size_t& at, uint32_t& point) {
-  const auto lead = static_cast<unsigned char>(utf8[at++]);
-  point = lead;
-  if (lead < 0x80) return true;
-
+/// The rest of a code point of UTF-8 that begins with `lead`; false when it is not well-formed.
+bool NextPointBeyondAscii(std::string_view utf8, unsigned char lead, size_t& at, uint32_t& point) {
   const size_t trail = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : 1;
   if (lead < 0xC2 || lead > 0xF4 || utf8.size() - at < trail) return false;
   point = lead & (0x3Fu >> trail);
@@ -32,6 +28,13 @@ bool NextPoint(std::string_view utf8, size_t& at, uint32_t& point) {
   }
   constexpr uint32_t kSmallest[] = {0, 0x80, 0x800, 0x10000};  // less would be an overlong form
   return point >= kSmallest[trail] && point <= 0x10FFFF && !IsSurrogate(point);
+}
+
+/// The same for UTF-8; false when the bytes at `at` are not well-formed.
+inline bool NextPoint(std::string_view utf8, size_t& at, uint32_t& point) {
+  const auto lead = static_cast<unsigned char>(utf8[at++]);
+  point = lead;
+  return lead < 0x80 || NextPointBeyondAscii(utf8, lead, at, point);
 }
 
 void AppendUtf8(std::string& utf8, uint32_t point) {
@@ -105,23 +108,35 @@ CkxTextView KxText_Trim(CkxTextView text) {
 }
 
 std::string KxText_ToUtf8(CkxTextView text) {
-  std::string utf8;
+  size_t at = 0;
+  while (at < text.Size() && text[at] < 0x80) ++at;
+  std::string utf8(at, '\0');
+  for (size_t i = 0; i < at; ++i) utf8[i] = static_cast<char>(text[i]);
   utf8.reserve(text.Size());
-  for (size_t at = 0; at < text.Size();) AppendUtf8(utf8, NextPoint(text, at));
+  while (at < text.Size()) AppendUtf8(utf8, NextPoint(text, at));
   return utf8;
 }
 
 std::optional<KxWString> KxText_FromUtf8(std::string_view utf8) {
-  KxWString text;
-  text.reserve(utf8.size());
+  KxWString text(utf8.size(), WCHAR{});  // no unit has less than a byte
+  size_t units = 0;
   uint32_t point = 0;
   for (size_t at = 0; at < utf8.size();) {
     if (!NextPoint(utf8, at, point)) return std::nullopt;
     if (point >= 0x10000) {
-      text += static_cast<WCHAR>(0xD800 + ((point - 0x10000) >> 10));
+      text[units++] = static_cast<WCHAR>(0xD800 + ((point - 0x10000) >> 10));
       point = 0xDC00 + (point & 0x3FF);
     }
-    text += static_cast<WCHAR>(point);
+    text[units++] = static_cast<WCHAR>(point);
   }
+  text.resize(units);
   return text;
+}
+
+bool KxText_IsUtf8(std::string_view utf8) {
+  uint32_t point = 0;
+  for (size_t at = 0; at < utf8.size();) {
+    if (!NextPoint(utf8, at, point)) return false;
+  }
+  return true;
 }

@@ -58,3 +58,6 @@ KX_UTIL_API std::string KxText_ToUtf8(CkxTextView text);
 
 /// UTF-8 to UTF-16; nothing when the bytes are not well-formed UTF-8 (overlong forms and surrogates included).
 KX_UTIL_API std::optional<KxWString> KxText_FromUtf8(std::string_view utf8);
+
+/// Whether that would be something.
+KX_UTIL_API bool KxText_IsUtf8(std::string_view utf8);

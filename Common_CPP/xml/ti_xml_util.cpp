@@ -174,7 +174,7 @@ std::optional<CkxTiXmlDocument> CkxTiXmlDocument::Parse(std::string_view text, s
   std::unique_ptr<tinyxml2::XMLDocument> document = KxXml_Parse(bytes, {maxBytes, maxDepth});
   if (document == nullptr) return std::nullopt;
   CkxTextLengths lengths;
-  document->Accept(&lengths);
+  if (text.size() > CkxTiXmlUtil::kMaxText) document->Accept(&lengths);  // else none is longer than that
   return lengths.AreGood() ? std::optional(CkxTiXmlDocument(std::move(document))) : std::nullopt;
 }
 

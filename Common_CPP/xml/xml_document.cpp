@@ -13,18 +13,18 @@ namespace {
 constexpr int kMaxXmlAttributes = 128;  // of one element
 constexpr std::string_view kXmlSpaces = " \t\r\n";
 
-/// Nothing for what is no text.
-std::optional<std::string> XmlText(std::span<const unsigned char> bytes) {
+/// The text in UTF-8: where it stands, or in `converted`. Nothing for what is no text.
+std::optional<std::string_view> XmlText(std::span<const unsigned char> bytes, std::string& converted) {
   if (bytes.size() >= 2 && bytes[0] == 0xFF && bytes[1] == 0xFE) {
     KxWString wide(bytes.size() / sizeof(WCHAR) - 1, WCHAR{});
     std::memcpy(wide.data(), bytes.data() + 2, wide.size() * sizeof(WCHAR));
-    std::string text = KxText_ToUtf8(wide);
-    const bool isText = bytes.size() % sizeof(WCHAR) == 0 && KxText_FromUtf8(text) == wide;
-    return isText ? std::optional(std::move(text)) : std::nullopt;
+    converted = KxText_ToUtf8(wide);
+    const bool isText = bytes.size() % sizeof(WCHAR) == 0 && KxText_FromUtf8(converted) == wide;
+    return isText ? std::optional<std::string_view>(converted) : std::nullopt;
   }
   std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
-  return KxText_FromUtf8(text) ? std::optional(std::string(text)) : std::nullopt;
+  return KxText_IsUtf8(text) ? std::optional(text) : std::nullopt;
 }
 
 bool IsXmlCharacter(uint32_t point) {
@@ -61,21 +61,22 @@ bool IsPlainXml(std::string_view text) {
   const auto isControl = [](char unit) {
     return static_cast<unsigned char>(unit) < 0x20 && kXmlSpaces.find(unit) == std::string_view::npos;
   };
+  const auto isMark = [](char unit) { return unit == '<' || unit == '&'; };
   if (std::any_of(text.begin(), text.end(), isControl)) return false;
-  for (size_t at = 0; (at = text.find_first_of("<&", at)) != std::string_view::npos;) {
-    const std::string_view left = text.substr(at);
-    if (const SkxXmlSection* const section = SectionAt(left)) {
-      const size_t end = left.find(section->end, section->begin.size());
+  for (;;) {
+    text.remove_prefix(static_cast<size_t>(std::find_if(text.begin(), text.end(), isMark) - text.begin()));
+    if (text.empty()) return true;
+    if (const SkxXmlSection* const section = SectionAt(text)) {
+      const size_t end = text.find(section->end, section->begin.size());
       if (end == std::string_view::npos) return false;
-      at += end + section->end.size();
+      text.remove_prefix(end + section->end.size());
     } else {
-      if (left.starts_with("<!")) return false;
-      const bool isEntity = left.front() == '&';
-      if (isEntity && !IsKnownEntity(left.substr(1, std::min(left.find(';'), left.size()) - 1))) return false;
-      ++at;
+      if (text.starts_with("<!")) return false;
+      const bool isEntity = text.front() == '&';
+      if (isEntity && !IsKnownEntity(text.substr(1, std::min(text.find(';'), text.size()) - 1))) return false;
+      text.remove_prefix(1);
     }
   }
-  return true;
 }
 
 /// Each is compared with each, so that there must not be many.
@@ -168,7 +169,8 @@ CkxXmlElement CkxXmlElement::Child(std::string_view localName) const {
 }
 
 std::unique_ptr<tinyxml2::XMLDocument> KxXml_Parse(std::span<const unsigned char> bytes, const SkxXmlLimits& limits) {
-  const std::optional<std::string> text = bytes.size() <= limits.bytes ? XmlText(bytes) : std::nullopt;
+  std::string converted;
+  const std::optional<std::string_view> text = bytes.size() <= limits.bytes ? XmlText(bytes, converted) : std::nullopt;
   if (!text || !IsPlainXml(*text)) return nullptr;
   auto document = std::make_unique<tinyxml2::XMLDocument>();
   if (document->Parse(text->data(), text->size()) != tinyxml2::XML_SUCCESS) return nullptr;

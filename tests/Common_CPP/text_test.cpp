@@ -185,6 +185,8 @@ TEST(Utf8, RoundTripsEveryCodePoint) {
     const std::string utf8 = KxText_ToUtf8(text);
     ASSERT_EQ(utf8.size(), point < 0x80 ? 1u : point < 0x800 ? 2u : point < 0x10000 ? 3u : 4u) << point;
     ASSERT_EQ(KxText_FromUtf8(utf8), text) << point;
+    ASSERT_EQ(KxText_FromUtf8(KxText_ToUtf8(KXW("a") + text + KXW("b"))), KXW("a") + text + KXW("b")) << point;
+    ASSERT_TRUE(KxText_IsUtf8(utf8)) << point;
   }
 }
 
@@ -202,11 +204,13 @@ TEST(Utf8, RefusesWhatIsNotWellFormed) {
     const std::string text(bytes.begin(), bytes.end());
     EXPECT_EQ(KxText_FromUtf8(text), std::nullopt);
     EXPECT_EQ(KxText_FromUtf8("ok" + text), std::nullopt);
+    EXPECT_FALSE(KxText_IsUtf8(text) || KxText_IsUtf8("ok" + text));
   });
   for (const std::string character : {"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"}) {
     for (size_t kept = 1; kept < character.size(); ++kept) {
       const std::vector<char> exact(character.begin(), character.begin() + static_cast<std::ptrdiff_t>(kept));
       EXPECT_EQ(KxText_FromUtf8({exact.data(), exact.size()}), std::nullopt) << "truncated to " << kept;
+      EXPECT_FALSE(KxText_IsUtf8({exact.data(), exact.size()})) << "truncated to " << kept;
     }
   }
 }

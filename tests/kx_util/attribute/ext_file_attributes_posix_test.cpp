@@ -96,7 +96,7 @@ TEST_F(PosixExtFileAttributes, ManyAndLongOnesAreFound) {
   for (size_t i = 0; i < kNames; ++i) SetNative(("user." + longName + std::to_string(i)).c_str(), std::to_string(i));
   EXPECT_EQ(Count(), kNames);
   EXPECT_EQ(Value((longName + "39").c_str()), "39");
-  for (const size_t bytes : {2047, 2048, 2049, 65'535}) {
+  for (const size_t bytes : {size_t{2047}, size_t{2048}, size_t{2049}, size_t{65'535}}) {
     SetNative("user.LONG", std::string(bytes, 'x'));
     EXPECT_EQ(Value("long"), std::string(bytes, 'x'));
   }

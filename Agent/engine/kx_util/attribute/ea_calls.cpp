@@ -1,7 +1,6 @@
 #include "Agent/engine/kx_util/attribute/ea_calls.h"
 
 #include <algorithm>
-#include <memory>
 
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/file/ea_record.h"
@@ -24,17 +23,30 @@ EaList RecordOf(const CkxFileFullEaInfo& info) {
   return record;
 }
 
-/// Whether an attribute that was deleted is gone: some systems take the deletion of a kernel's and do nothing.
-bool IsGone(intptr_t file, std::string_view name) {
-  EaList answer(kKxEaMaxRecordBytes);
-  size_t written = 0;
-  const long status = KxNativeEa().query(file, KxEaQuery_Of(name), answer, written);
-  if (status == kKxStatusNoEasOnFile) return true;
-  const auto record = KxEaRecord_Read(std::span(answer).first(written));
-  return status >= 0 && record && record->value.empty();
+bool IsTooSmall(long status) { return status == kKxStatusBufferOverflow || status == kKxStatusBufferTooSmall; }
+
+/// One attribute, empty where that fails: with room for what most are, and where that does not do for any.
+long QueryOneEa(intptr_t file, std::string_view name, EaList& answer) {
+  constexpr size_t kUsualRecordBytes = 4096;
+  long status = kKxStatusBufferTooSmall;
+  for (const size_t room : {kUsualRecordBytes, kKxEaMaxRecordBytes}) {
+    if (!IsTooSmall(status)) break;
+    answer.resize(room);
+    size_t written = 0;
+    status = KxNativeEa().query(file, KxEaQuery_Of(name), answer, written);
+    answer.resize(status >= 0 ? written : 0);
+  }
+  return status;
 }
 
-bool IsTooSmall(long status) { return status == kKxStatusBufferOverflow || status == kKxStatusBufferTooSmall; }
+/// Whether an attribute that was deleted is gone: some systems take the deletion of a kernel's and do nothing.
+bool IsGone(intptr_t file, std::string_view name) {
+  EaList answer;
+  const long status = QueryOneEa(file, name, answer);
+  if (status == kKxStatusNoEasOnFile) return true;
+  const auto record = KxEaRecord_Read(answer);
+  return status >= 0 && record && record->value.empty();
+}
 
 /// All attributes in one question. The file may get more of them between asking for the size and asking for them.
 long QueryAllEas(intptr_t file, uint32_t size, EaList& list) {
@@ -81,24 +93,21 @@ long KxEa_Get(intptr_t file, const char* name, CkxFileFullEaInfo& out) {
   const std::string_view text = KxEa_NameText(name);
   if (file == -1 || text.empty()) return InvalidParameters(file, text);
   if (!KxEaName_IsValid(text)) return KxEa_Fail(kKxStatusInvalidEaName, "ERROR: Invalid EA name [", text, "]");
-  const auto answer = std::make_unique_for_overwrite<unsigned char[]>(kKxEaMaxRecordBytes);
-  size_t written = 0;
-  const SkxNativeEa& system = KxNativeEa();
-  const long status = system.query(file, KxEaQuery_Of(text), {answer.get(), kKxEaMaxRecordBytes}, written);
+  EaList answer;
+  const long status = QueryOneEa(file, text, answer);
   if (status < 0 && status != kKxStatusNoEasOnFile) {
     return KxEa_Fail(status, "ERROR: NtQueryEaFile failed. EaName=[", text, "]");
   }
-  const std::span<const unsigned char> bytes(answer.get(), status < 0 ? 0 : written);
-  const auto record = KxEaRecord_Read(bytes);
+  const auto record = KxEaRecord_Read(answer);
   if (status >= 0 && (!record || !KxEaName_Equals(record->name, text))) {
     return KxEa_Fail(kKxStatusEaCorrupt, "ERROR: Failed to parse EA buffer. EaName=[", text, "]");
   }
-  const bool isStale = KxEaName_IsKernel(text) && !system.areKernelEasCurrent(file);
+  const bool isStale = KxEaName_IsKernel(text) && !KxNativeEa().areKernelEasCurrent(file);
   if (!record || record->value.empty() || isStale) {
     KxTrace(EkxTraceLevel::Debug, kKxEaScope, "EaName=[", text, "] doesn't exist");
     return kKxStatusNoEasOnFile;
   }
-  return out.CopyFrom(bytes.data(), static_cast<unsigned long>(bytes.size())) ? kKxStatusSuccess : kKxStatusNoMemory;
+  return out.CopyFrom(answer.data(), static_cast<unsigned long>(answer.size())) ? kKxStatusSuccess : kKxStatusNoMemory;
 }
 
 long KxEa_Set(intptr_t file, const CkxFileFullEaInfo& info) {

@@ -29,16 +29,20 @@ std::span<const unsigned char> DocumentBytes(std::string_view text) {
   return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
 }
 
-/// Upper-case alone: what another writer makes of the same bytes is not what we have signed.
+/// Upper-case alone: what another writer makes of the same bytes is not what we have signed. 16 for no digit.
+constexpr unsigned SignatureDigit(char digit) {
+  if (digit >= '0' && digit <= '9') return static_cast<unsigned>(digit - '0');
+  return digit >= 'A' && digit <= 'F' ? static_cast<unsigned>(digit - 'A' + 10) : 16;
+}
+
 std::optional<std::vector<unsigned char>> FromSignatureText(std::string_view text) {
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
-  std::vector<unsigned char> bytes;
   if (text.size() % 2 != 0) return std::nullopt;
-  for (size_t at = 0; at < text.size(); at += 2) {
-    const size_t high = kDigits.find(text[at]);
-    const size_t low = kDigits.find(text[at + 1]);
-    if (high == std::string_view::npos || low == std::string_view::npos) return std::nullopt;
-    bytes.push_back(static_cast<unsigned char>(high << 4 | low));
+  std::vector<unsigned char> bytes(text.size() / 2);
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    const unsigned high = SignatureDigit(text[2 * i]);
+    const unsigned low = SignatureDigit(text[2 * i + 1]);
+    if (high > 15 || low > 15) return std::nullopt;
+    bytes[i] = static_cast<unsigned char>(high << 4 | low);
   }
   return bytes;
 }
