@@ -1,6 +1,7 @@
 #include "Common_CPP/file/ea_record.h"
 
 #include <algorithm>
+#include <array>
 
 #include "Common_CPP/util/byte_cursor.h"
 
@@ -8,8 +9,15 @@ namespace {
 
 using EaBytes = std::span<const unsigned char>;
 
-constexpr std::string_view kForbiddenInEaName = "\\/:*?\"<>|,+=[];";
+/// By character: whether a name may have it. ASCII from the blank on, without what file systems give a meaning.
+constexpr std::array<bool, 256> kMayBeInEaName = [] {
+  std::array<bool, 256> may{};
+  for (size_t code = 0x20; code < 0x80; ++code) may[code] = true;
+  for (const char forbidden : std::string_view("\\/:*?\"<>|,+=[];")) may[static_cast<unsigned char>(forbidden)] = false;
+  return may;
+}();
 constexpr std::string_view kKernelEaPrefix = "$KERNEL.";
+constexpr size_t kEaQueryNameAt = 5;
 
 constexpr size_t RoundedUpTo4(size_t bytes) { return (bytes + 3) & ~size_t{3}; }
 
@@ -86,6 +94,7 @@ size_t KxEaList_Append(std::vector<unsigned char>& list, size_t last, const SkxE
 
 std::vector<unsigned char> KxEaQuery_Of(std::string_view name) {
   std::vector<unsigned char> query;
+  query.reserve(kEaQueryNameAt + name.size() + 1);
   PutEa(query, uint32_t{0});
   PutEa(query, static_cast<uint8_t>(name.size()));
   PutEaText(query, name);
@@ -93,19 +102,15 @@ std::vector<unsigned char> KxEaQuery_Of(std::string_view name) {
 }
 
 std::optional<std::string_view> KxEaQuery_Name(std::span<const unsigned char> query) {
-  constexpr size_t kNameAt = 5;
-  if (query.size() < kNameAt + 1 || KxBytes_U32(query, 0) != 0) return std::nullopt;
+  if (query.size() < kEaQueryNameAt + 1 || KxBytes_U32(query, 0) != 0) return std::nullopt;
   const size_t nameBytes = query[4];
-  if (nameBytes == 0 || query.size() - kNameAt < nameBytes + 1) return std::nullopt;
-  const std::string_view name = EaText(query.data() + kNameAt, nameBytes + 1);
+  if (nameBytes == 0 || query.size() - kEaQueryNameAt < nameBytes + 1) return std::nullopt;
+  const std::string_view name = EaText(query.data() + kEaQueryNameAt, nameBytes + 1);
   if (name.find('\0') != nameBytes) return std::nullopt;
   return name.substr(0, nameBytes);
 }
 
-bool KxEaName_IsValidChar(char character) {
-  const auto code = static_cast<unsigned char>(character);
-  return code >= 0x20 && code < 0x80 && kForbiddenInEaName.find(character) == std::string_view::npos;
-}
+bool KxEaName_IsValidChar(char character) { return kMayBeInEaName[static_cast<unsigned char>(character)]; }
 
 bool KxEaName_IsValid(std::string_view name) {
   return !name.empty() && name.size() <= kKxEaMaxNameBytes &&

@@ -1,5 +1,6 @@
 #include "Common_CPP/util/text.h"
 
+#include "Common_CPP/util/byte_cursor.h"
 #include "Common_CPP/util/text_search.h"
 
 namespace {
@@ -133,10 +134,19 @@ std::optional<KxWString> KxText_FromUtf8(std::string_view utf8) {
   return text;
 }
 
+/// ASCII eight bytes at a time: most texts are nothing else.
 bool KxText_IsUtf8(std::string_view utf8) {
+  constexpr uint64_t kBeyondAscii = 0x8080808080808080;
   uint32_t point = 0;
   for (size_t at = 0; at < utf8.size();) {
-    if (!NextPoint(utf8, at, point)) return false;
+    const bool isAscii =
+        utf8.size() - at >= sizeof(uint64_t) &&
+        (KxBytes_Load<uint64_t>(reinterpret_cast<const unsigned char*>(utf8.data() + at)) & kBeyondAscii) == 0;
+    if (isAscii) {
+      at += sizeof(uint64_t);
+    } else if (!NextPoint(utf8, at, point)) {
+      return false;
+    }
   }
   return true;
 }

@@ -136,6 +136,11 @@ const tinyxml2::XMLElement* CkxTiXmlUtil::Next(const tinyxml2::XMLElement& eleme
   return element.NextSiblingElement(element.Name());
 }
 
+std::optional<std::string_view> CkxTiXmlUtil::Attribute(const tinyxml2::XMLElement& element, const char* name) {
+  const char* const value = element.Attribute(name);
+  return value != nullptr ? std::optional<std::string_view>(value) : std::nullopt;
+}
+
 bool CkxTiXmlUtil::GetAttribute(const tinyxml2::XMLElement& element, const char* name, KxWString& text) {
   const char* const value = element.Attribute(name);
   if (value == nullptr) return false;

@@ -54,6 +54,9 @@ class CkxTiXmlUtil {
   static const tinyxml2::XMLElement* Child(const tinyxml2::XMLElement& parent, const char* name);
   static const tinyxml2::XMLElement* Next(const tinyxml2::XMLElement& element);
 
+  /// In UTF-8, a part of the document; nothing when there is none.
+  static std::optional<std::string_view> Attribute(const tinyxml2::XMLElement& element, const char* name);
+
   /// False, with `value` as it was, when there is none, or it is malformed. Numbers are decimal, without blanks; a flag
   /// is "true" or "1", and anything else is none.
   static bool GetAttribute(const tinyxml2::XMLElement& element, const char* name, KxWString& text);

@@ -40,10 +40,9 @@ std::unique_ptr<CkxTiXmlDocument> ParseDriver(std::string_view text) {
   return nullptr;
 }
 
-std::optional<std::string> DataIdOf(const CkxTiXmlDocument& document) {
-  KxWString id;
-  if (!CkxTiXmlUtil::GetAttribute(document.Root(), CkxSupFileDataUtil::kDataId, id)) return std::nullopt;
-  return KxText_ToUtf8(id);
+/// A part of the document; nothing when there is none.
+std::optional<std::string_view> DataIdOf(const CkxTiXmlDocument& document) {
+  return CkxTiXmlUtil::Attribute(document.Root(), CkxSupFileDataUtil::kDataId);
 }
 
 std::optional<uint32_t> VersionOf(const CkxTiXmlDocument& document) {
@@ -61,7 +60,7 @@ std::optional<uint32_t> VersionFor(std::string_view signature) {
 bool IsSignedFor(const CkxTiXmlDocument& document, std::string_view text, uint64_t fileId, EkxSignatureCheck check) {
   constexpr CkxSupFileDataUtil::Reasons kReasons = {"ERROR: Failed to get HMAC", "ERROR: GetSignatureOld failed"};
   if (check == EkxSignatureCheck::None) return true;
-  const std::string stored = DataIdOf(document).value_or("");
+  const std::string_view stored = DataIdOf(document).value_or("");
   if (stored.empty()) return FailDriver("ERROR: Missing kxDataId atrtribute");  // spelled as it always was
   const std::optional<uint32_t> version = VersionFor(stored);
   if (!version || version != VersionOf(document)) return FailDriver("ERROR: Integrity check failed for signature");
@@ -192,7 +191,7 @@ bool CkxDrvXmlData::Sign(std::string& text, uint64_t fileId, EkxSignatureForm fo
   return KxEntry(false, [&] {
     const std::unique_ptr<CkxTiXmlDocument> document = ParseDriver(text);
     if (document == nullptr) return false;
-    const std::optional<std::string> before = DataIdOf(*document);
+    const std::optional<std::string_view> before = DataIdOf(*document);
     if (!before) return FailDriver("ERROR: Missing kxDataId atrtribute");
 
     const std::string id = CkxSupFileDataUtil::HexadecimalId(fileId);

@@ -61,8 +61,8 @@ EkxKeptRecord KxKept_Text(intptr_t file, CkxTextView path, const char* name, std
   CkxFileFullEaInfo info;
   const EkxKeptRecord read = KxKept_Bytes(file, path, name, info);
   if (read != EkxKeptRecord::Read) return read;
-  const unsigned char* const end = std::find(info.Value(), info.Value() + info.ValueLength(), 0);
-  text.assign(info.Value(), end);
+  const std::string_view value(reinterpret_cast<const char*>(info.Value()), info.ValueLength());
+  text = value.substr(0, value.find('\0'));
   return EkxKeptRecord::Read;
 }
 

@@ -72,9 +72,7 @@ std::optional<EkxSignatureForm> CkxSupFileDataUtil::FormOf(std::string_view stor
 
 std::optional<EkxSignatureForm> CkxSupFileDataUtil::FormOfDocument(std::string_view text) {
   const std::optional<CkxTiXmlDocument> document = CkxTiXmlDocument::Parse(text);
-  KxWString stored;
-  if (!document || !CkxTiXmlUtil::GetAttribute(document->Root(), kDataId, stored)) return std::nullopt;
-  return FormOf(KxText_ToUtf8(stored));
+  return document ? FormOf(CkxTiXmlUtil::Attribute(document->Root(), kDataId).value_or("")) : std::nullopt;
 }
 
 bool CkxSupFileDataUtil::IsSigned(std::string_view text, std::string_view stored, const std::string& id,
@@ -116,22 +114,20 @@ bool CkxSupFileDataUtil::XmlToStr(CkxTiXmlDocument& document, uint64_t fileId, s
 bool CkxSupFileDataUtil::ValidateXml(std::string_view text, const CkxTiXmlDocument& document, uint64_t fileId,
                                      EkxSignatureCheck check) {
   constexpr Reasons kReasons = {"ERROR: _GetSignature failed", "ERROR: GetSignatureOld failed"};
-  KxWString stored;
   if (check == EkxSignatureCheck::None) return true;
-  CkxTiXmlUtil::GetAttribute(document.Root(), kDataId, stored);
-  return IsSigned(text, KxText_ToUtf8(stored), DecimalId(fileId), check, ClassName(), kReasons) ||
+  const std::string_view stored = CkxTiXmlUtil::Attribute(document.Root(), kDataId).value_or("");
+  return IsSigned(text, stored, DecimalId(fileId), check, ClassName(), kReasons) ||
          FailDocument(ClassName(), "ERROR: ValidateXml failed");
 }
 
 bool CkxSupFileDataUtil::SignAnew(std::string& text, uint64_t fileId) {
   const std::optional<CkxTiXmlDocument> before = CkxTiXmlDocument::Parse(text);
-  KxWString stored;
   if (!before) return FailDocument(ClassName(), "ERROR: Parse failed.");
-  CkxTiXmlUtil::GetAttribute(before->Root(), kDataId, stored);
 
+  const std::string_view stored = CkxTiXmlUtil::Attribute(before->Root(), kDataId).value_or("");
   const std::string id = DecimalId(fileId);
   std::string signedAnew(text);
-  const bool isFound = !stored.empty() && ReplaceDataId(signedAnew, KxText_ToUtf8(stored), id);
+  const bool isFound = !stored.empty() && ReplaceDataId(signedAnew, stored, id);
   if (!isFound) return FailDocument(ClassName(), "ERROR: Failed to apply signature");
   const std::optional<std::string> signature = GetSignature(signedAnew, EkxSignatureForm::Keyed);
   if (!signature) return FailDocument(ClassName(), "ERROR: _GetSignature failed");
