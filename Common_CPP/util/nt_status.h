@@ -25,6 +25,7 @@ inline constexpr long kKxStatusNotImplemented = KxStatus_Of(0xC0000002);
 inline constexpr long kKxStatusInfoLengthMismatch = KxStatus_Of(0xC0000004);
 inline constexpr long kKxStatusInvalidHandle = KxStatus_Of(0xC0000008);
 inline constexpr long kKxStatusInvalidParameter = KxStatus_Of(0xC000000D);
+inline constexpr long kKxStatusInvalidDeviceRequest = KxStatus_Of(0xC0000010);
 inline constexpr long kKxStatusNoMemory = KxStatus_Of(0xC0000017);
 inline constexpr long kKxStatusAccessDenied = KxStatus_Of(0xC0000022);
 inline constexpr long kKxStatusBufferTooSmall = KxStatus_Of(0xC0000023);

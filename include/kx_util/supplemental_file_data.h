@@ -20,7 +20,7 @@
 #include <kx_util/file_origin.h>
 
 enum class EkxKeptRecord : unsigned char {
-  Absent,
+  Absent,  ///< also where files have no attributes at all
   Read,
   Refused,  ///< it is there, and does not hold or is malformed
   NotTold,  ///< the system has not told whether there is one

@@ -1,13 +1,17 @@
 // Origins of live files, from what is kept with them: on the fake of Windows' attributes on every system.
 #include <gmock/gmock.h>
+#include <kx_util/shared_policies_data.h>
 #include <kx_util/src_url_data.h>
 #include <kx_util/supplemental_file_data.h>
 #include <kx_util/target_info_file.h>
 
 #include "Common_CPP/file/file.h"
+#include "tests/kx_util/policy/held_policy.h"
+#include "tests/support/failing_native_ea.h"
 #include "tests/support/fake_native_ea.h"
 #include "tests/support/runtime_folder_scope.h"
 #include "tests/support/secret_scope.h"
+#include "tests/support/section_source.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/trace_capture.h"
 
@@ -114,6 +118,69 @@ TEST_F(LiveOrigins, AreOfTheFileThatIsOpen) {
   EXPECT_NE(described.Origin(), nullptr) << "asked for once";
   EXPECT_EQ(OriginOf(_image), nullptr);
   EXPECT_EQ(OriginOf(_folder.Text("missing")), nullptr);
+}
+
+/// Policies about files whose origin is kept, of any kind.
+CkxSectionSource BlockingWhatHasAnOrigin() {
+  using namespace kx_test_records;
+  constexpr uint32_t kBlocked = 2;
+  const CkxRecordBytes anyOrigin = CkxRecordBytes().Set().U8(0).U32(0).Unset(6);
+  CkxSectionSource source;
+  source.Publish(EkxPolicySection::Policies, {PolicyWith(kBlocked, {Exe(1, {{kOrigin, anyOrigin}})}, {}, 1).Bytes()});
+  return source;
+}
+
+EkxEvaluationOutcome OutcomeFor(const KxWString& path) {
+  SkxTriggerPolicyShortInfo info;
+  EkxEvaluationOutcome outcome = EkxEvaluationOutcome::PolicyApplies;
+  CkxSharedPoliciesData::GetTargetPolicyAction(CkxTargetInfoFile(path.c_str(), nullptr), info, outcome);
+  return outcome;
+}
+
+/// "Not told" is no "none": whoever can keep an attribute from being read would choose which policy applies.
+TEST_F(LiveOrigins, WhatTheSystemDoesNotTellIsAFault) {
+  const KxWString program = _folder.Write("tool.exe", "content");
+  const CkxSectionSource policies = BlockingWhatHasAnOrigin();
+  const CkxPolicySourceScope scope(policies);
+  EXPECT_EQ(OutcomeFor(program), EkxEvaluationOutcome::NoPolicyApplies);
+  KeepDrivers(program, _image);
+  ASSERT_TRUE(CkxSupplementalFileData(BroughtBy(KXW("Shop"))).ToFile(_image.c_str()));
+  ASSERT_TRUE(CkxSrcUrlData(KXW("a:b")).ToFile(program.c_str()));
+
+  size_t calls = 0;
+  {
+    const CkxFailingNativeEa counting;
+    EXPECT_EQ(OutcomeFor(program), EkxEvaluationOutcome::PolicyApplies);
+    calls = counting.Calls();
+  }
+  // The agent's record, the driver's and whose that is, the agent's of its program and whose that is, the address.
+  ASSERT_EQ(calls, 6u);
+  for (size_t failAt = 0; failAt < calls; ++failAt) {
+    for (const long status : {kKxStatusAccessDenied, kKxStatusUnsuccessful}) {
+      SCOPED_TRACE(failAt);
+      const CkxFailingNativeEa failing(failAt, status);
+      EXPECT_EQ(OutcomeFor(program), EkxEvaluationOutcome::NotAnswered);
+      EXPECT_EQ(KxUtil_LastFault(), EkxEvaluationFault::TargetUnreadable);
+    }
+    const CkxFailingNativeEa failing(failAt, kKxStatusAccessDenied);
+    const CkxTargetInfoFile described(program.c_str(), nullptr);
+    EXPECT_EQ(described.Origin(), nullptr);
+    EXPECT_NE(described.Origin(), nullptr) << "asked for again";
+  }
+}
+
+/// Where files have no attributes nothing is kept with one, which is an answer.
+TEST_F(LiveOrigins, WhereNothingCanBeKeptThereIsNone) {
+  const KxWString program = _folder.Write("tool.exe", "content");
+  const CkxSectionSource policies = BlockingWhatHasAnOrigin();
+  const CkxPolicySourceScope scope(policies);
+  ASSERT_TRUE(CkxSupplementalFileData(BroughtBy(KXW("Shop"))).ToFile(program.c_str()));
+  for (const long status : {kKxStatusNoEasOnFile, kKxStatusEasNotSupported, kKxStatusNotSupported,
+                            kKxStatusNotImplemented, kKxStatusInvalidDeviceRequest}) {
+    const CkxFailingNativeEa failing(0, status);
+    EXPECT_EQ(OutcomeFor(program), EkxEvaluationOutcome::NoPolicyApplies) << KxStatus_Text(status);
+    EXPECT_EQ(KxUtil_LastFault(), EkxEvaluationFault::None);
+  }
 }
 
 }  // namespace

@@ -15,9 +15,15 @@ namespace {
 
 using Origin = std::shared_ptr<CkxFileOrigin>;
 
+/// What the system refuses to tell of is not absent: whoever denies it being read would choose what a policy sees.
+bool IsRead(EkxKeptRecord record) {
+  if (record == EkxKeptRecord::NotTold) KxFault_Note(EkxEvaluationFault::TargetUnreadable);
+  return record == EkxKeptRecord::Read;
+}
+
 Origin AgentOriginOf(intptr_t file, CkxTextView path) {
   auto origin = std::make_shared<CkxFileOrigin>();
-  return KxKept_AgentOrigin(file, path, *origin) == EkxKeptRecord::Read ? origin : nullptr;
+  return IsRead(KxKept_AgentOrigin(file, path, *origin)) ? origin : nullptr;
 }
 
 /// A process that has no handle or no memory left to open a file with does not know that there is none.
@@ -42,8 +48,7 @@ Origin DriverOriginOf(intptr_t file, CkxTextView path, void* token) {
   CkxDrvXmlData data;
   auto origin = std::make_shared<CkxFileOrigin>();
   const auto imageOrigin = [token](CkxTextView image) { return OriginOfImage(image, token); };
-  const bool isFilled =
-      KxKept_DriverData(file, path, data) == EkxKeptRecord::Read && origin->FromDrvData(data, imageOrigin);
+  const bool isFilled = IsRead(KxKept_DriverData(file, path, data)) && origin->FromDrvData(data, imageOrigin);
   return isFilled ? origin : nullptr;
 }
 
@@ -54,7 +59,7 @@ std::shared_ptr<const CkxFileOrigin> KxKeptOrigin_Of(const CkxFileReader& file, 
   Origin origin = AgentOriginOf(handle, path);
   if (origin == nullptr) origin = DriverOriginOf(handle, path, token);
   CkxSrcUrlData download;
-  if (KxKept_Url(handle, path, download) == EkxKeptRecord::Read) {
+  if (IsRead(KxKept_Url(handle, path, download))) {
     if (origin == nullptr) origin = std::make_shared<CkxFileOrigin>();
     origin->SetDownloadAddress(download.Uri().View().ToString());
   }

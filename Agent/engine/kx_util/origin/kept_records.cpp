@@ -25,6 +25,13 @@ bool UsesDriver() {
          CkxExtFileAttributes::_GetDrvEaHelper() != CkxExtFileAttributes::NativeDrvEaHelper();
 }
 
+/// The file has none of that name, or lies where there are none: each file system that has none says so in its own way.
+bool IsAbsent(long status) {
+  constexpr long kAbsent[] = {kKxStatusNoEasOnFile, kKxStatusEasNotSupported, kKxStatusNotSupported,
+                              kKxStatusNotImplemented, kKxStatusInvalidDeviceRequest};
+  return std::find(std::begin(kAbsent), std::end(kAbsent), status) != std::end(kAbsent);
+}
+
 bool IsRemote(CkxTextView path) {
   const CkxTextView type = KxUtil_GetFileLocationType(nullptr, path);
   return KxUtil_IsEqualLocationType(type, KXW("REMOTE")) || KxUtil_IsEqualLocationType(type, KXW("INTERNET"));
@@ -51,7 +58,7 @@ EkxKeptRecord KxKept_Bytes(intptr_t file, CkxTextView path, const char* name, Ck
   const long status = KxEa_Get(file, name, info);
   if (status >= 0) return EkxKeptRecord::Read;
   if (status == kKxStatusNoMemory) KxFault_Note(EkxEvaluationFault::OutOfMemory);
-  const bool isAbsent = status == kKxStatusNoEasOnFile;
+  const bool isAbsent = IsAbsent(status);
   KxTrace(isAbsent ? EkxTraceLevel::Debug : EkxTraceLevel::Error, kKeptScope(), "ERROR: Failed to get EA [", name,
           "] from file [", path, "], Status=", KxStatus_Text(status));
   return isAbsent ? EkxKeptRecord::Absent : EkxKeptRecord::NotTold;
@@ -71,7 +78,8 @@ EkxKeptRecord KxKept_AgentOrigin(intptr_t file, CkxTextView path, CkxFileOrigin&
   const EkxKeptRecord read = KxKept_Text(file, path, CkxSupplementalFileData::kAgentEaName, text);
   if (read != EkxKeptRecord::Read) return read;
   const std::optional<uint64_t> id = KxKept_FileId(file, path);
-  const bool holds = id && CkxSupFileDataUtil::OriginFromStr(text, *id, EkxSignatureCheck::AsConfigured, origin);
+  if (!id) return EkxKeptRecord::NotTold;
+  const bool holds = CkxSupFileDataUtil::OriginFromStr(text, *id, EkxSignatureCheck::AsConfigured, origin);
   return holds ? EkxKeptRecord::Read : RefuseKept("ERROR: _FromXml failed for file [", path);
 }
 
@@ -80,7 +88,8 @@ EkxKeptRecord KxKept_DriverData(intptr_t file, CkxTextView path, CkxDrvXmlData& 
   const EkxKeptRecord read = KxKept_Text(file, path, CkxSupplementalFileData::kDriverEaName, text);
   if (read != EkxKeptRecord::Read) return read;
   const std::optional<uint64_t> id = KxKept_FileId(file, path);
-  return id && data.FromXml(text, *id) ? EkxKeptRecord::Read : RefuseKept("ERROR: _FromDrvXml failed for file [", path);
+  if (!id) return EkxKeptRecord::NotTold;
+  return data.FromXml(text, *id) ? EkxKeptRecord::Read : RefuseKept("ERROR: _FromDrvXml failed for file [", path);
 }
 
 EkxKeptRecord KxKept_Url(intptr_t file, CkxTextView path, CkxSrcUrlData& data) {

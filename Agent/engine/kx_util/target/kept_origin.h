@@ -10,5 +10,6 @@ class CkxFileOrigin;
 class CkxFileReader;
 
 /// Of the open file, through that handle alone. `token` is the user on whose behalf other files are looked at, and
-/// `path` is for the trace. Null when nothing is kept, or nothing that holds.
+/// `path` is for the trace. Null when nothing is kept, or nothing that holds. That the system does not tell whether
+/// there is anything is a fault.
 std::shared_ptr<const CkxFileOrigin> KxKeptOrigin_Of(const CkxFileReader& file, CkxTextView path, void* token);

@@ -10,11 +10,12 @@ namespace {
 std::atomic<uint64_t> workLimit{kKxDefaultWorkLimit};
 
 /// What a thread's pointer to its last fault points to: each at the place of its number.
-constexpr EkxEvaluationFault kFaults[] = {EkxEvaluationFault::None,        EkxEvaluationFault::OutOfMemory,
-                                          EkxEvaluationFault::WorkLimit,   EkxEvaluationFault::SectionRefused,
-                                          EkxEvaluationFault::UserUnknown, EkxEvaluationFault::PublicationUnstable,
-                                          EkxEvaluationFault::Malformed,   EkxEvaluationFault::TargetChanged};
-static_assert(kFaults[static_cast<size_t>(EkxEvaluationFault::TargetChanged)] == EkxEvaluationFault::TargetChanged);
+constexpr EkxEvaluationFault kFaults[] = {
+    EkxEvaluationFault::None,           EkxEvaluationFault::OutOfMemory,   EkxEvaluationFault::WorkLimit,
+    EkxEvaluationFault::SectionRefused, EkxEvaluationFault::UserUnknown,   EkxEvaluationFault::PublicationUnstable,
+    EkxEvaluationFault::Malformed,      EkxEvaluationFault::TargetChanged, EkxEvaluationFault::TargetUnreadable};
+static_assert(kFaults[static_cast<size_t>(EkxEvaluationFault::TargetUnreadable)] ==
+              EkxEvaluationFault::TargetUnreadable);
 
 // What a thread remembers: the outermost entry under way, the fault of the one before, and who may end its work.
 
@@ -58,6 +59,8 @@ std::string_view KxUtil_FaultText(EkxEvaluationFault fault) noexcept {
       return "ERROR: The section is damaged";
     case EkxEvaluationFault::TargetChanged:
       return "ERROR: The file was changed while it was judged";
+    case EkxEvaluationFault::TargetUnreadable:
+      return "ERROR: What is kept with the file cannot be read";
   }
   return {};
 }
