@@ -51,7 +51,8 @@ long CkxFakeNativeEa::Open(CkxTextView path, unsigned access, intptr_t& file) {
     return kKxStatusObjectNameNotFound;
   }
   const bool isWrite = (access & KxEaWrite) != 0;
-  if (isWrite && (fake->_files[name].isReadOnly || fake->refuseWritesAfter == 0)) {
+  const File& kept = fake->_files[name];
+  if (isWrite && (kept.isReadOnly || kept.isDenied || fake->refuseWritesAfter == 0)) {
     KxLastError_Set(kKxErrorAccessDenied);
     return kKxStatusAccessDenied;
   }

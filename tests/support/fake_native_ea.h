@@ -22,6 +22,7 @@ class CkxFakeNativeEa {
     std::vector<std::pair<std::string, Bytes>> eas;  ///< in the order in which they were first set
     std::map<std::string, unsigned char> flags;
     bool isReadOnly = false;
+    bool isDenied = false;         ///< to write, whatever its marks
     std::set<std::string> locked;  ///< names whose changes are refused
     std::optional<uint64_t> id;    ///< in place of the real file's
     std::optional<Bytes> answer;   ///< in place of what a question for attributes would be answered
