@@ -33,8 +33,8 @@ constexpr StatusOfErrno kStatusOfErrno[] = {
 
 std::string SystemName(std::string_view name) { return std::string(kUserPrefix).append(name); }
 
-/// What a call of the system that is told how much room there is puts there. It sets as much aside itself, so that it is
-/// told of the most that there can be only where the usual does not do. False with `errno` set.
+/// What a call of the system that is told how much room there is puts there. It sets as much aside itself, so that it
+/// is told of the most that there can be only where the usual does not do. False with `errno` set.
 template <class Bytes, class Call>
 bool TakeFromSystem(Bytes& bytes, size_t most, Call call) {
   constexpr size_t kUsualBytes = 2048;
