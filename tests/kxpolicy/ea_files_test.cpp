@@ -4,30 +4,20 @@
 #include <algorithm>
 
 #include "tests/kxpolicy/run_tool.h"
-#include "tests/support/ea_folder.h"
-#include "tests/support/fake_native_ea.h"
+#include "tests/support/ea_fixture.h"
 
 namespace {
 
-class EaFiles : public testing::TestWithParam<const char*> {
+class EaFiles : public CkxEaFixture {
  protected:
   void SetUp() override {
-    if (std::string_view(GetParam()) == "Fake") {
-      _fake.emplace();
-      _folder.emplace();
-    } else if (const auto folder = KxTest_EaFolder()) {
-      _folder.emplace(*folder);
-    } else {
-      GTEST_SKIP() << "no file system here keeps attributes of 64 KiB";
-    }
+    CkxEaFixture::SetUp();
+    if (IsSkipped()) return;
     _folder->Write("file", "content");
     _folder->Write("value", std::string("\xEF\xBB\xBF\x00\x01", 5));
     _folder->Write("large", std::string(65'536, 'v'));
   }
   std::string File(const char* name = "file") const { return KxTest_PathText(_folder->Path() / name); }
-
-  std::optional<CkxFakeNativeEa> _fake;
-  std::optional<CkxTempFolder> _folder;
 };
 
 /// In the order of a text, since each system lists attributes in its own.
@@ -141,7 +131,6 @@ TEST_P(EaFiles, WhatIsRefused) {
   EXPECT_EQ(KxTest_RunTool({"ea", "get", File(), "KXA", "--raw"}).out, "\x01");
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, EaFiles, testing::Values("System", "Fake"),
-                         [](const auto& test) { return std::string(test.param); });
+INSTANTIATE_TEST_SUITE_P(Of, EaFiles, kKxTestEaKinds, CkxEaFixture::NameOf);
 
 }  // namespace

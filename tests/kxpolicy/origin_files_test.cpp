@@ -7,8 +7,7 @@
 
 #include "Common_CPP/file/file.h"
 #include "tests/kxpolicy/run_tool.h"
-#include "tests/support/ea_folder.h"
-#include "tests/support/fake_native_ea.h"
+#include "tests/support/ea_fixture.h"
 #include "tests/support/runtime_folder_scope.h"
 
 namespace {
@@ -17,17 +16,11 @@ using nlohmann::json;
 using testing::EndsWith;
 using testing::HasSubstr;
 
-class OriginFiles : public testing::TestWithParam<const char*> {
+class OriginFiles : public CkxEaFixture {
  protected:
   void SetUp() override {
-    if (std::string_view(GetParam()) == "Fake") {
-      _fake.emplace();
-      _folder.emplace();
-    } else if (const auto folder = KxTest_EaFolder()) {
-      _folder.emplace(*folder);
-    } else {
-      GTEST_SKIP() << "no file system here keeps attributes of 64 KiB";
-    }
+    CkxEaFixture::SetUp();
+    if (IsSkipped()) return;
     for (const char* const name : {"file", "other"}) {
       const KxWString path = _folder->Write(name, "content");
       if (_fake) _fake->At(path);
@@ -67,8 +60,6 @@ class OriginFiles : public testing::TestWithParam<const char*> {
   }
 
   const CkxRuntimeFolderScope _machine;
-  std::optional<CkxFakeNativeEa> _fake;
-  std::optional<CkxTempFolder> _folder;
 };
 
 const char* const kShopOrigin =
@@ -239,8 +230,7 @@ TEST_P(OriginFiles, WhatIsRefused) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, OriginFiles, testing::Values("System", "Fake"),
-                         [](const auto& test) { return std::string(test.param); });
+INSTANTIATE_TEST_SUITE_P(Of, OriginFiles, kKxTestEaKinds, CkxEaFixture::NameOf);
 
 /// docs/kxpolicy.md tells of every option that these verbs have.
 TEST(OriginVerbs, OptionsAreExplained) {

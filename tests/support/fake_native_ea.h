@@ -34,6 +34,9 @@ class CkxFakeNativeEa {
   CkxFakeNativeEa(const CkxFakeNativeEa&) = delete;
   CkxFakeNativeEa& operator=(const CkxFakeNativeEa&) = delete;
 
+  /// A document as it is kept, with its zero.
+  static Bytes ValueOf(const std::string& text) { return Bytes(text.c_str(), text.c_str() + text.size() + 1); }
+
   File& At(const KxWString& path) { return _files[path]; }
   size_t OpenFiles() const { return _open.size(); }
 

@@ -9,9 +9,7 @@
 #include "Common_CPP/file/ea_record.h"
 #include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/text.h"
-#include "tests/support/ea_folder.h"
-#include "tests/support/fake_native_ea.h"
-#include "tests/support/temp_folder.h"
+#include "tests/support/ea_fixture.h"
 #include "tests/support/trace_capture.h"
 
 namespace {
@@ -60,17 +58,11 @@ std::map<std::string, std::string> Listed(const Ea& list) {
   return found;
 }
 
-class ExtFileAttributes : public testing::TestWithParam<const char*> {
+class ExtFileAttributes : public CkxEaFixture {
  protected:
   void SetUp() override {
-    if (std::string_view(GetParam()) == "Fake") {
-      _fake.emplace();
-      _folder.emplace();
-    } else if (const auto folder = KxTest_EaFolder()) {
-      _folder.emplace(*folder);
-    } else {
-      GTEST_SKIP() << "no file system here keeps attributes of 64 KiB";
-    }
+    CkxEaFixture::SetUp();
+    if (IsSkipped()) return;
     _path = _folder->Write("file", "content");
   }
   void TearDown() override { EXPECT_EQ(_fake ? _fake->OpenFiles() : 0, 0u); }
@@ -88,8 +80,6 @@ class ExtFileAttributes : public testing::TestWithParam<const char*> {
     return Listed(list);
   }
 
-  std::optional<CkxFakeNativeEa> _fake;
-  std::optional<CkxTempFolder> _folder;
   KxWString _path;
 };
 
@@ -294,8 +284,7 @@ TEST_P(ExtFileAttributes, ATraceLeavesTheLastErrorAndAnAbsentOneIsNoError) {
   EXPECT_THAT(absent.Texts(), Each(testing::StartsWith("KXT_DEBUG")));
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, ExtFileAttributes, testing::Values("System", "Fake"),
-                         [](const auto& test) { return std::string(test.param); });
+INSTANTIATE_TEST_SUITE_P(Of, ExtFileAttributes, kKxTestEaKinds, CkxEaFixture::NameOf);
 
 // --- what only a file system that does as it is told can show ---
 

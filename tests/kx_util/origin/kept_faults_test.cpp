@@ -45,11 +45,10 @@ class KeptFaults : public testing::Test {
     CkxFakeNativeEa::Bytes url;
     ASSERT_TRUE(CkxSupFileDataUtil::OriginToStr(OriginOfTime(time), id, agent, form));
     ASSERT_TRUE(CkxDrvXmlData::Sign(driver, id, form) && CkxSrcUrlData(address).ToBytes(url, form));
-    const auto withZero = [](const std::string& text) {
-      return CkxFakeNativeEa::Bytes(text.c_str(), text.c_str() + text.size() + 1);
-    };
     _fake.At(path) = {};
-    _fake.At(path).eas = {{"KXAGENTSUPDATA", withZero(agent)}, {"KXDRVSUPDATA", withZero(driver)}, {"KXAGENTURI", url}};
+    _fake.At(path).eas = {{"KXAGENTSUPDATA", CkxFakeNativeEa::ValueOf(agent)},
+                          {"KXDRVSUPDATA", CkxFakeNativeEa::ValueOf(driver)},
+                          {"KXAGENTURI", url}};
     _fake.At(path).isReadOnly = true;
   }
   /// As it was before each operation.

@@ -46,8 +46,7 @@ class LiveOrigins : public testing::Test {
     std::string text = "<KxDrvData version=\"1\" kxDataId=\"\"><FileModify time=\"9\"/><Process order=\"0\"><Path>" +
                        KxText_ToUtf8(image) + "</Path></Process></KxDrvData>";
     ASSERT_TRUE(CkxDrvXmlData::Sign(text, id));
-    _fake.At(path).eas.emplace_back("KXDRVSUPDATA",
-                                    CkxFakeNativeEa::Bytes(text.c_str(), text.c_str() + text.size() + 1));
+    _fake.At(path).eas.emplace_back("KXDRVSUPDATA", CkxFakeNativeEa::ValueOf(text));
   }
 
   const CkxRuntimeFolderScope _machine;

@@ -64,7 +64,6 @@ class KeptOnFake : public testing::Test {
     _fake.At(_other).id = kOtherKeptId;
   }
 
-  static Bytes WithZero(const std::string& text) { return Bytes(text.c_str(), text.c_str() + text.size() + 1); }
   static std::string UrlRecord(EkxSignatureForm form = EkxSignatureForm::Keyed) {
     Bytes record;
     EXPECT_TRUE(CkxSrcUrlData(KXW("a:b")).ToBytes(record, form));
@@ -74,8 +73,8 @@ class KeptOnFake : public testing::Test {
   void Keep(const KxWString& path, const std::string& agent, const std::string& driver, const std::string& url = "") {
     auto& eas = _fake.At(path).eas;
     eas.clear();
-    if (!agent.empty()) eas.emplace_back("KXAGENTSUPDATA", WithZero(agent));
-    if (!driver.empty()) eas.emplace_back("KXDRVSUPDATA", WithZero(driver));
+    if (!agent.empty()) eas.emplace_back("KXAGENTSUPDATA", CkxFakeNativeEa::ValueOf(agent));
+    if (!driver.empty()) eas.emplace_back("KXDRVSUPDATA", CkxFakeNativeEa::ValueOf(driver));
     if (!url.empty()) eas.emplace_back("KXAGENTURI", Bytes(url.begin(), url.end()));
   }
   Kept KeptWith(const KxWString& path) {
