@@ -4,7 +4,7 @@
 
 namespace {
 
-using Bytes = std::span<const unsigned char>;
+using DescriptorPart = std::span<const unsigned char>;
 
 constexpr size_t kDescriptorBytes = 20;
 constexpr size_t kMarksAt = 2;
@@ -14,8 +14,8 @@ constexpr uint16_t kInheritRequest = 0x0100;
 constexpr uint16_t kInherits = 0x0400;
 
 constexpr size_t kListHeaderBytes = 8;
-constexpr size_t kMaxListBytes = 0xFFFC;  // a length of 16 bits, on 4 bytes
-constexpr size_t kEntryHeaderBytes = 8;   // in front of the SID
+constexpr size_t kMaxAclBytes = 0xFFFC;  // a length of 16 bits, on 4 bytes
+constexpr size_t kEntryHeadBytes = 8;    // in front of the SID
 
 template <class Number>
 void PutAccess(std::vector<unsigned char>& bytes, Number number) {
@@ -26,23 +26,23 @@ void PutAccess(std::vector<unsigned char>& bytes, Number number) {
 struct AccessList {
   uint8_t revision;
   uint16_t count;
-  Bytes entries;
+  DescriptorPart entries;
 };
 
 /// Nothing where there is none, and where it does not lie in the descriptor with all of its entries.
-std::optional<AccessList> AccessListOf(Bytes descriptor) {
+std::optional<AccessList> AccessListOf(DescriptorPart descriptor) {
   if (descriptor.size() < kDescriptorBytes || (KxBytes_U16(descriptor, kMarksAt) & kHasList) == 0) return std::nullopt;
   const uint32_t at = KxBytes_U32(descriptor, kListAt);
   if (at < kDescriptorBytes || at > descriptor.size() || descriptor.size() - at < kListHeaderBytes) return std::nullopt;
-  const Bytes list = descriptor.subspan(at);
+  const DescriptorPart list = descriptor.subspan(at);
   const size_t bytes = KxBytes_U16(list, 2);
   const uint16_t count = KxBytes_U16(list, 4);
   if (bytes < kListHeaderBytes || bytes > list.size()) return std::nullopt;
-  Bytes left = list.subspan(kListHeaderBytes, bytes - kListHeaderBytes);
-  const Bytes entries = left;
+  DescriptorPart left = list.subspan(kListHeaderBytes, bytes - kListHeaderBytes);
+  const DescriptorPart entries = left;
   for (uint16_t entry = 0; entry < count; ++entry) {
-    const size_t size = left.size() >= kEntryHeaderBytes ? KxBytes_U16(left, 2) : 0;
-    if (size < kEntryHeaderBytes || size > left.size()) return std::nullopt;
+    const size_t size = left.size() >= kEntryHeadBytes ? KxBytes_U16(left, 2) : 0;
+    if (size < kEntryHeadBytes || size > left.size()) return std::nullopt;
     left = left.subspan(size);
   }
   return AccessList{list[0], count, entries.first(entries.size() - left.size())};
@@ -50,13 +50,13 @@ std::optional<AccessList> AccessListOf(Bytes descriptor) {
 
 }  // namespace
 
-std::optional<std::vector<unsigned char>> KxAccessList_WithGrant(Bytes descriptor, const CkxSid& user,
+std::optional<std::vector<unsigned char>> KxAccessList_WithGrant(DescriptorPart descriptor, const CkxSid& user,
                                                                  uint32_t rights) {
   const std::optional<AccessList> list = AccessListOf(descriptor);
   if (!list || list->count == UINT16_MAX) return std::nullopt;
-  const size_t entryBytes = kEntryHeaderBytes + user.Size();
+  const size_t entryBytes = kEntryHeadBytes + user.Size();
   const size_t listBytes = kListHeaderBytes + entryBytes + list->entries.size();
-  if (listBytes > kMaxListBytes) return std::nullopt;
+  if (listBytes > kMaxAclBytes) return std::nullopt;
 
   std::vector<unsigned char> made(descriptor.begin(), descriptor.begin() + 4);  // revision and marks
   made.resize(kListAt);

@@ -14,7 +14,7 @@ using namespace kx_no_memory;
 class RememberedConfiguration : public CkxImageSource {
  public:
   explicit RememberedConfiguration(SkxPolicyImage image) : CkxImageSource(std::move(image)) {}
-  KxWString PublicationName() const override { return name; }
+  KxWString ContentName() const override { return name; }
 
   KxWString name;
 };

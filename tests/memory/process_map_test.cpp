@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <kx_util/proc_map.h>
 
+#include "Agent/engine/kx_util/process_map/process_table.h"
 #include "Common_CPP/util/text.h"
 #include "tests/memory/sweep.h"
 #include "tests/support/recorded_proc_map_system.h"
@@ -62,6 +63,31 @@ TEST(NoMemory, TheProcessMap) {
         },
         1);
   }
+}
+
+TEST(NoMemory, AProcessTableIsFilledBeforeARecordIsRefused) {
+  constexpr uint32_t kSlots = 16;
+  std::vector<CkxProcessRecordPtr> records;
+  for (uint32_t i = 0; i < kSlots; ++i) records.emplace_back(std::make_unique<SkxProcessRecord>())->data.Pid = 4 * i;
+  CkxProcessTable table;
+  CkxFailingMemory memory(0, true);
+  const bool isRefused = memory.During([&] {
+    try {
+      for (CkxProcessRecordPtr& record : records) {
+        table.Reserve(table.Count() + 1);
+        table.Append(std::move(record));
+      }
+    } catch (const std::bad_alloc&) {
+      return true;
+    }
+    return false;
+  });
+  EXPECT_TRUE(isRefused);
+  EXPECT_EQ(table.Count(), kSlots - 1);
+  for (uint32_t i = 0; i < kSlots; ++i) EXPECT_EQ(table.Find(4 * i) != nullptr, i < kSlots - 1) << i;
+  table.Reserve(kSlots);
+  table.Append(std::move(records.back()));
+  for (uint32_t i = 0; i < kSlots; ++i) EXPECT_NE(table.Find(4 * i), nullptr) << i;
 }
 
 }  // namespace

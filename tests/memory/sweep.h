@@ -13,6 +13,7 @@
 
 #include "Agent/engine/kx_publish/image/encode_image.h"
 #include "Agent/engine/kx_publish/image/image_source.h"
+#include "Agent/engine/kx_util/regexp/compiled_expressions.h"
 #include "tests/memory/failing_memory.h"
 #include "tests/support/workstation_image.h"
 
@@ -46,17 +47,23 @@ using Entry = std::function<Answer(Trial& trial)>;
 inline void Sweep(const std::string& name, const Entry& entry, size_t leastAllocations = 0) {
   SCOPED_TRACE(name);
   Trial enough(CkxFailingMemory::kNever, false);
-  const Answer right = entry(enough);
+  const auto ask = [&](Trial& trial) {
+    KxExpression_ForgetAll();  // or what one call kept would be memory that the next one need not ask for
+    return entry(trial);
+  };
+  const Answer right = ask(enough);
   const size_t count = CkxFailingMemory::Count();
   EXPECT_GE(count, leastAllocations) << "there is nothing to sweep";
   for (const bool forGood : {false, true}) {
     for (size_t failAt = 0; failAt < count; ++failAt) {
+      KxExpression_ForgetAll();
       const long before = CkxFailingMemory::Live();
       Answer answer;
       EkxEvaluationFault fault = EkxEvaluationFault::None;
       try {
         Trial trial(failAt, forGood);
-        answer = entry(trial);
+        answer = ask(trial);
+        KxExpression_ForgetAll();
         fault = trial.Fault();
       } catch (const std::bad_alloc&) {
         FAIL() << "threw at allocation " << failAt << " of " << count;
