@@ -17,7 +17,10 @@ bool KxPolicyLookup_GetAlert(const GUID& id, EkxAlertType type, CkxShBufCustGuiB
 
 /// What can be said of the group `id` without judging anything, for the walk under way.
 struct SkxGroupGlance {
-  bool isKnownOutside = false;                   ///< none of its targets matches; or there is no such group
-  const SkxAppGroupBufHeader* record = nullptr;  ///< to be looked at, where that is not known
+  bool isOutside = false;                        ///< none of its targets matches; or there is no such group
+  const SkxAppGroupBufHeader* record = nullptr;  ///< where that is not known; but only once for each description
 };
 SkxGroupGlance KxPolicyLookup_GlanceAtGroup(const GUID& id, const CkxTargetInfo& target);
+
+/// What a look at that record has shown: none of the group's targets, which link to no other, matches.
+void KxPolicyLookup_NoteOutside(const GUID& id, const CkxTargetInfo& target);

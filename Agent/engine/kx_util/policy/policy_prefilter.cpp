@@ -58,7 +58,7 @@ bool CkxPolicyPrefilter::IsUnobserved() {
 
 bool CkxPolicyPrefilter::MayApply(const SkxPolicyBufHeader& policy) {
   const std::optional<size_t> behindTargets = BytesBehindTargets(policy.action);
-  if (!behindTargets) return true;
+  if (!behindTargets || _target.IsIncomplete()) return true;
   const auto* const record = reinterpret_cast<const unsigned char*>(&policy);
   CkxRecordScan in(record, policy.size);
   uint32_t targets = 0;
@@ -127,12 +127,14 @@ bool CkxPolicyPrefilter::IsKnownOutside(const GUID& id) const {
 /// A group that links to others is beyond a first look.
 bool CkxPolicyPrefilter::MayMatchInGroup(const GUID& id) {
   const SkxGroupGlance group = KxPolicyLookup_GlanceAtGroup(id, _target);
-  if (group.isKnownOutside) return false;
+  if (group.isOutside) return false;
   if (group.record == nullptr) return true;
   CkxRecordScan in(reinterpret_cast<const unsigned char*>(group.record), group.record->size);
   uint32_t targets = 0;
-  return !in.Skip(sizeof(SkxAppGroupBufHeader)) || !in.Read(targets) ||
-         BehindUnmatched(targets, in.At(), in.End(), false) == nullptr;
+  if (!in.Skip(sizeof(SkxAppGroupBufHeader)) || !in.Read(targets)) return true;
+  if (BehindUnmatched(targets, in.At(), in.End(), false) == nullptr) return true;
+  KxPolicyLookup_NoteOutside(id, _target);
+  return false;
 }
 
 /// What is beyond a first look now may be at hand once a policy has asked for it; what is not there never will be.
@@ -140,7 +142,6 @@ CkxPolicyPrefilter::Subject CkxPolicyPrefilter::Seek(EkxPolicyTarget type) {
   const auto only = [](bool isOfKind) {
     return Subject{isOfKind ? Subject::State::Beyond : Subject::State::None, false, nullptr};
   };
-  if (_target.IsIncomplete()) return {};
   switch (type) {
     case EkxPolicyTarget::Executable:
     case EkxPolicyTarget::Script:

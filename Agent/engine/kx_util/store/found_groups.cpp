@@ -113,13 +113,22 @@ std::optional<const CkxShBufTarget*> CkxFoundGroups::Match(const GUID& id, const
   return Judge(*found, target);
 }
 
+/// Whoever writes policies decides how many link to a group, and how long that is: a record is handed out once.
 SkxGroupGlance CkxFoundGroups::GlanceAt(const GUID& id, const CkxTargetInfo& target) {
   if (!_isIndexed) Index();
   const auto found = _groups.find(id);
   if (found == _groups.end()) return {_damage.empty() && KxFault_Current() == EkxEvaluationFault::None, nullptr};
+  SkxGroup& group = found->second;
+  const bool isFirst = std::exchange(group.glancedFor, target.Identity()) != target.Identity();
+  if (isFirst) group.isOutside = false;
   const Level level(*this);
-  const SkxVerdict* const known = Remembered(found->second, target);
-  return {known != nullptr && known->match == nullptr, found->second.record};
+  const SkxVerdict* const known = Remembered(group, target);
+  return {group.isOutside || (known != nullptr && known->match == nullptr), isFirst ? group.record : nullptr};
+}
+
+void CkxFoundGroups::NoteOutside(const GUID& id, const CkxTargetInfo& target) {
+  const auto found = _groups.find(id);
+  if (found != _groups.end() && found->second.glancedFor == target.Identity()) found->second.isOutside = true;
 }
 
 const CkxFoundGroups::SkxVerdict* CkxFoundGroups::Remembered(const SkxGroup& found, const CkxTargetInfo& target) {

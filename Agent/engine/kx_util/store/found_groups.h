@@ -38,6 +38,7 @@ class CkxFoundGroups {
 
   /// What can be said of the group for a link that is no target of a group itself. Judges nothing.
   SkxGroupGlance GlanceAt(const GUID& id, const CkxTargetInfo& target);
+  void NoteOutside(const GUID& id, const CkxTargetInfo& target);
 
   /// Hands on the targets of the group `id`, once to each enumeration. False when there is no such group (as above),
   /// else `enumeration.completed` tells more.
@@ -65,6 +66,8 @@ class CkxFoundGroups {
     CkxShBufAppGroupPtr group;  // null before it is asked for, and when the record is malformed
     bool isRead = false;
     std::unordered_map<uint64_t, SkxVerdict> verdicts;  // by `Question`
+    uint64_t glancedFor = 0;                            // the last description that somebody took a look for
+    bool isOutside = false;                             // what came of that
   };
   /// Where the links below the question under way led to.
   struct SkxReach {

@@ -40,3 +40,8 @@ SkxGroupGlance KxPolicyLookup_GlanceAtGroup(const GUID& id, const CkxTargetInfo&
   const CkxFoundGroups::Scope scope;
   return CkxFoundGroups::Current().GlanceAt(id, target);
 }
+
+void KxPolicyLookup_NoteOutside(const GUID& id, const CkxTargetInfo& target) {
+  const CkxFoundGroups::Scope scope;
+  CkxFoundGroups::Current().NoteOutside(id, target);
+}
