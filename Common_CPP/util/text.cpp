@@ -1,6 +1,7 @@
 #include "Common_CPP/util/text.h"
 
-#include "Common_CPP/util/byte_cursor.h"
+#include <cstring>
+
 #include "Common_CPP/util/text_search.h"
 
 namespace {
@@ -17,8 +18,12 @@ uint32_t NextPoint(CkxTextView text, size_t& at) {
   return 0x10000 + ((unit - 0xD800) << 10) + (text[at++] - 0xDC00u);
 }
 
-/// The rest of a code point of UTF-8 that begins with `lead`; false when it is not well-formed.
-bool NextPointBeyondAscii(std::string_view utf8, unsigned char lead, size_t& at, uint32_t& point) {
+/// The same for UTF-8; false when the bytes at `at` are not well-formed.
+bool NextPoint(std::string_view utf8, size_t& at, uint32_t& point) {
+  const auto lead = static_cast<unsigned char>(utf8[at++]);
+  point = lead;
+  if (lead < 0x80) return true;
+
   const size_t trail = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : 1;
   if (lead < 0xC2 || lead > 0xF4 || utf8.size() - at < trail) return false;
   point = lead & (0x3Fu >> trail);
@@ -31,11 +36,27 @@ bool NextPointBeyondAscii(std::string_view utf8, unsigned char lead, size_t& at,
   return point >= kSmallest[trail] && point <= 0x10FFFF && !IsSurrogate(point);
 }
 
-/// The same for UTF-8; false when the bytes at `at` are not well-formed.
-inline bool NextPoint(std::string_view utf8, size_t& at, uint32_t& point) {
-  const auto lead = static_cast<unsigned char>(utf8[at++]);
-  point = lead;
-  return lead < 0x80 || NextPointBeyondAscii(utf8, lead, at, point);
+/// Most texts are ASCII for most of their length, and that needs no look at each unit.
+constexpr size_t kRunStep = 8;
+
+/// Whether the next `kRunStep` units are ASCII; false when there are fewer.
+bool IsAsciiStep(std::string_view utf8, size_t at) {
+  if (utf8.size() - at < kRunStep) return false;
+  uint64_t bytes = 0;
+  std::memcpy(&bytes, utf8.data() + at, sizeof(bytes));
+  return (bytes & 0x8080'8080'8080'8080) == 0;
+}
+bool IsAsciiStep(CkxTextView text, size_t at) {
+  if (text.Size() - at < kRunStep) return false;
+  uint64_t units[2];
+  std::memcpy(units, text.Bytes() + at * sizeof(WCHAR), sizeof(units));
+  return ((units[0] | units[1]) & 0xFF80'FF80'FF80'FF80) == 0;
+}
+
+void AppendAsciiStep(std::string& utf8, CkxTextView text, size_t at) {
+  char bytes[kRunStep];
+  for (size_t i = 0; i < kRunStep; ++i) bytes[i] = static_cast<char>(text[at + i]);
+  utf8.append(bytes, kRunStep);
 }
 
 void AppendUtf8(std::string& utf8, uint32_t point) {
@@ -109,41 +130,40 @@ CkxTextView KxText_Trim(CkxTextView text) {
 }
 
 std::string KxText_ToUtf8(CkxTextView text) {
-  size_t at = 0;
-  while (at < text.Size() && text[at] < 0x80) ++at;
-  std::string utf8(at, '\0');
-  for (size_t i = 0; i < at; ++i) utf8[i] = static_cast<char>(text[i]);
+  std::string utf8;
   utf8.reserve(text.Size());
-  while (at < text.Size()) AppendUtf8(utf8, NextPoint(text, at));
+  for (size_t at = 0; at < text.Size();) {
+    for (; IsAsciiStep(text, at); at += kRunStep) AppendAsciiStep(utf8, text, at);
+    if (at < text.Size()) AppendUtf8(utf8, NextPoint(text, at));
+  }
   return utf8;
 }
 
 std::optional<KxWString> KxText_FromUtf8(std::string_view utf8) {
-  KxWString text(utf8.size(), WCHAR{});  // no unit has less than a byte
-  size_t units = 0;
+  KxWString text(utf8.size(), WCHAR{});  // no character has more units than bytes
+  WCHAR* unit = text.data();
   uint32_t point = 0;
   for (size_t at = 0; at < utf8.size();) {
+    for (; IsAsciiStep(utf8, at); at += kRunStep) {
+      for (size_t i = 0; i < kRunStep; ++i) *unit++ = static_cast<unsigned char>(utf8[at + i]);
+    }
+    if (at == utf8.size()) break;
     if (!NextPoint(utf8, at, point)) return std::nullopt;
     if (point >= 0x10000) {
-      text[units++] = static_cast<WCHAR>(0xD800 + ((point - 0x10000) >> 10));
+      *unit++ = static_cast<WCHAR>(0xD800 + ((point - 0x10000) >> 10));
       point = 0xDC00 + (point & 0x3FF);
     }
-    text[units++] = static_cast<WCHAR>(point);
+    *unit++ = static_cast<WCHAR>(point);
   }
-  text.resize(units);
+  text.resize(static_cast<size_t>(unit - text.data()));
   return text;
 }
 
-/// ASCII eight bytes at a time: most texts are nothing else.
 bool KxText_IsUtf8(std::string_view utf8) {
-  constexpr uint64_t kBeyondAscii = 0x8080808080808080;
   uint32_t point = 0;
   for (size_t at = 0; at < utf8.size();) {
-    const bool isAscii =
-        utf8.size() - at >= sizeof(uint64_t) &&
-        (KxBytes_Load<uint64_t>(reinterpret_cast<const unsigned char*>(utf8.data() + at)) & kBeyondAscii) == 0;
-    if (isAscii) {
-      at += sizeof(uint64_t);
+    if (IsAsciiStep(utf8, at)) {
+      at += kRunStep;
     } else if (!NextPoint(utf8, at, point)) {
       return false;
     }

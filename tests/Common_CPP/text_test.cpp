@@ -215,6 +215,88 @@ TEST(Utf8, RefusesWhatIsNotWellFormed) {
   }
 }
 
+/// Characters of random lengths, where most are ASCII; now and then a byte that does not belong there.
+std::string RandomUtf8(std::mt19937& random) {
+  static constexpr std::string_view kCharacters[] = {"\xC2\x80",         "\xDF\xBF",        "\xE0\xA0\x80",
+                                                     "\xED\x9F\xBF",     "\xEE\x80\x80",    "\xEF\xBF\xBF",
+                                                     "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"};
+  std::string utf8;
+  for (size_t pieces = random() % 8; pieces != 0; --pieces) {
+    for (size_t i = random() % 20; i != 0; --i) utf8 += static_cast<char>(random() % 0x80);
+    if (random() % 2 == 0) utf8 += kCharacters[random() % std::size(kCharacters)];
+    if (random() % 8 == 0) utf8 += static_cast<char>(random() % 0x100);
+  }
+  return utf8;
+}
+
+/// One character after another, by the table of well-formed byte sequences in the Unicode standard.
+std::optional<KxWString> SlowFromUtf8(const std::string& utf8) {
+  struct Row {
+    unsigned firstLeast, firstGreatest, secondLeast, secondGreatest;
+    size_t size;
+  };
+  static constexpr Row kWellFormed[] = {
+      {0x00, 0x7F, 0, 0, 1},       {0xC2, 0xDF, 0x80, 0xBF, 2}, {0xE0, 0xE0, 0xA0, 0xBF, 3},
+      {0xE1, 0xEC, 0x80, 0xBF, 3}, {0xED, 0xED, 0x80, 0x9F, 3}, {0xEE, 0xEF, 0x80, 0xBF, 3},
+      {0xF0, 0xF0, 0x90, 0xBF, 4}, {0xF1, 0xF3, 0x80, 0xBF, 4}, {0xF4, 0xF4, 0x80, 0x8F, 4},
+  };
+  const auto byteAt = [&utf8](size_t at) { return static_cast<unsigned>(static_cast<unsigned char>(utf8[at])); };
+  KxWString text;
+  for (size_t at = 0; at < utf8.size();) {
+    const unsigned first = byteAt(at);
+    const auto* const row = std::find_if(std::begin(kWellFormed), std::end(kWellFormed), [first](const Row& each) {
+      return first >= each.firstLeast && first <= each.firstGreatest;
+    });
+    if (row == std::end(kWellFormed) || utf8.size() - at < row->size) return std::nullopt;
+    if (row->size > 1 && (byteAt(at + 1) < row->secondLeast || byteAt(at + 1) > row->secondGreatest))
+      return std::nullopt;
+    unsigned point = row->size == 1 ? first : first & (0x7Fu >> row->size);
+    for (size_t i = 1; i < row->size; ++i) {
+      if (byteAt(at + i) < 0x80 || byteAt(at + i) > 0xBF) return std::nullopt;
+      point = point * 64 + byteAt(at + i) % 64;
+    }
+    if (point > 0xFFFF) text += static_cast<WCHAR>(0xD7C0 + (point >> 10));
+    text += static_cast<WCHAR>(point > 0xFFFF ? 0xDC00 + point % 0x400 : point);
+    at += row->size;
+  }
+  return text;
+}
+
+TEST(Utf8, RunsOfAsciiAreReadAsUnitsAlone) {
+  std::mt19937 random(20);
+  size_t refused = 0;
+  for (int i = 0; i < 50'000; ++i) {
+    const std::string utf8 = RandomUtf8(random);
+    const std::vector<char> exact(utf8.begin(), utf8.end());
+    const std::optional<KxWString> text = SlowFromUtf8(utf8);
+    ASSERT_EQ(KxText_FromUtf8({exact.data(), exact.size()}), text) << testing::PrintToString(exact);
+    if (!text.has_value()) ++refused;
+    if (text.has_value()) ASSERT_EQ(KxText_ToUtf8(CkxTextView(*text)), utf8);
+  }
+  EXPECT_GT(refused, 5000u);
+  EXPECT_LT(refused, 45'000u);
+}
+
+TEST(Utf8, RunsOfAsciiAreWrittenAsUnitsAlone) {
+  std::mt19937 random(21);
+  static constexpr WCHAR kOthers[] = {0x80, 0xFF, 0x100, 0x7FF, 0x800, 0xD800, 0xDBFF, 0xDC00, 0xDFFF, 0xFF41, 0xFFFF};
+  for (int i = 0; i < 50'000; ++i) {
+    KxWString text(random() % 40, WCHAR{});
+    for (WCHAR& unit : text) unit = static_cast<WCHAR>(1 + random() % 0x7F);  // a NUL would end it
+    for (size_t others = random() % 6; others != 0 && !text.empty(); --others) {
+      text[random() % text.size()] = kOthers[random() % std::size(kOthers)];
+    }
+    std::string utf8;
+    for (size_t at = 0; at < text.size(); ++at) {
+      const bool isPair = at + 1 < text.size() && text[at] >> 10 == 0x36 && text[at + 1] >> 10 == 0x37;
+      utf8 += KxText_ToUtf8(CkxTextView(text).Part(at, isPair ? 2 : 1));  // too short for a run
+      if (isPair) ++at;
+    }
+    const OddText odd(text);
+    ASSERT_EQ(KxText_ToUtf8(odd.Counted()), utf8);
+  }
+}
+
 TEST(UtilStr, AppendsAndHasNoNullPointer) {
   CkxUtilStr text;
   EXPECT_EQ(*text.String(), WCHAR{});
