@@ -16,6 +16,7 @@
 #include "tests/support/recording_observer.h"
 #include "tests/support/section_source.h"
 #include "tools/kxpolicy/decision.h"
+#include "tools/kxpolicy/decision_json.h"
 
 namespace {
 

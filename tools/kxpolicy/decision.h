@@ -24,8 +24,8 @@ struct SkxDecision {
 /// memory is no answer: std::bad_alloc.
 SkxDecision KxDecision_Of(const CkxTargetInfo& target, bool explain);
 
-/// One line of JSON, without a line end.
-std::string KxDecision_ToJson(const SkxDecision& decision);
+/// What the policy does, in a word.
+std::string KxDecision_ActionName(const SkxDecision& decision);
 
 /// One row of the table for a person, and its heading. `what` is how the person calls the target.
 std::string KxDecision_TableHeading();

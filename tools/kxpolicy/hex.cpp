@@ -14,11 +14,11 @@ int DigitValue(char digit) {
 }  // namespace
 
 std::string KxHex_FromBytes(std::span<const unsigned char> bytes) {
-  std::string text;
-  text.reserve(bytes.size() * 2);
+  std::string text(bytes.size() * 2, '\0');
+  char* digit = text.data();
   for (const unsigned char byte : bytes) {
-    text += kDigits[byte >> 4];
-    text += kDigits[byte & 0xF];
+    *digit++ = kDigits[byte >> 4];
+    *digit++ = kDigits[byte & 0xF];
   }
   return text;
 }

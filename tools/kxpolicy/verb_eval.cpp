@@ -5,6 +5,7 @@
 #include "Agent/engine/kx_publish/document/target_document.h"
 #include "Agent/engine/kx_publish/image/image_source.h"
 #include "tools/kxpolicy/decision.h"
+#include "tools/kxpolicy/decision_json.h"
 #include "tools/kxpolicy/fault_answer.h"
 #include "tools/kxpolicy/image_input.h"
 #include "tools/kxpolicy/input.h"

@@ -1,0 +1,129 @@
+// Answers are written as text; they must be the bytes that a value of the same members prints as.
+#include "tools/kxpolicy/decision_json.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <random>
+
+#include "Common_CPP/util/guid.h"
+#include "Common_CPP/util/text.h"
+#include "tools/kxpolicy/decision.h"
+#include "tools/kxpolicy/hex.h"
+#include "tools/kxpolicy/json_text.h"
+#include "tools/kxpolicy/tool.h"
+
+namespace {
+
+using nlohmann::ordered_json;
+
+std::string FieldText(const WCHAR* field, size_t bytes) { return KxText_ToUtf8(CkxTextView::FromBytes(field, bytes)); }
+
+/// The members of an answer, as docs/kxpolicy.md has them.
+ordered_json Tree(const SkxDecision& decision) {
+  ordered_json answer = {{"id", ordered_json::parse(decision.idJson)}, {"matched", decision.matched}};
+  if (decision.matched) {
+    const SkxTriggerPolicyShortInfo& info = decision.info;
+    answer["policyId"] = uint32_t{info.PolicyId};
+    answer["policyName"] = decision.policyName;
+    answer["action"] = static_cast<int32_t>(info.PolicyAction);
+    answer["actionName"] = KxDecision_ActionName(decision);
+    answer["originalAction"] = static_cast<int32_t>(info.OriginalPolicyAction);
+    answer["targetType"] = static_cast<uint32_t>(info.TargetType);
+    answer["targetId"] = KxGuid_ToUtf8(GUID{info.PolicyTargetId});
+    answer["gpId"] = FieldText(info.GpId, sizeof(info.GpId));
+    answer["kxGpoId"] = FieldText(info.KxGpoId, sizeof(info.KxGpoId));
+    answer["guiType"] = uint32_t{info.GuiType};
+    answer["reportUsageState"] = uint32_t{info.ReportUsageState};
+    answer["policyAutomation"] = info.PolicyAutomation != 0;
+    answer["inheritable"] = info.Inheritable != 0;
+    answer["protectInstalledFiles"] = info.ProtectInstalledFiles != 0;
+    answer["restrictFileDlg"] = info.RestrictFileDlg != 0;
+    answer["alerts"] = ordered_json::array();
+    for (const SkxPolicyAlertLink& link : decision.alerts) {
+      answer["alerts"].push_back({{"trigger", static_cast<uint32_t>(link.trigger)},
+                                  {"type", static_cast<uint16_t>(link.type)},
+                                  {"id", KxGuid_ToUtf8(GUID{link.alertId})}});
+    }
+    SkxTriggerPolicyShortInfo canonical = info;
+    canonical.SetGpId(CkxTextView::FromBytes(info.GpId, sizeof(info.GpId)));
+    canonical.SetKxGpoId(CkxTextView::FromBytes(info.KxGpoId, sizeof(info.KxGpoId)));
+    answer["info"] = KxHex_FromBytes({reinterpret_cast<const unsigned char*>(&canonical), sizeof(canonical)});
+  }
+  if (!decision.error.empty()) answer["error"] = decision.error;
+  if (decision.explanation) answer["explain"] = *decision.explanation;
+  if (decision.policiesLeftOut != 0) answer["explainLeftOut"] = decision.policiesLeftOut;
+  return answer;
+}
+
+std::string RandomText(std::mt19937& random) {
+  static constexpr std::string_view kPieces[] = {"policy ",          "\"",         "\\",       "\b\f\n\r\t",
+                                                 "\x01\x1F\x7F",     "/",          "\xC3\xA9", "\xE2\x80\xA8",
+                                                 "\xF0\x9F\x98\x80", "C:\\Tools\\"};
+  std::string text;
+  for (size_t pieces = random() % 6; pieces != 0; --pieces) text += kPieces[random() % std::size(kPieces)];
+  return text;
+}
+
+void Fill(void* bytes, size_t size, std::mt19937& random) {
+  for (size_t i = 0; i < size; ++i) static_cast<unsigned char*>(bytes)[i] = static_cast<unsigned char>(random());
+}
+
+/// Codes and fields of any bytes, as damaged records have them.
+SkxDecision RandomDecision(std::mt19937& random) {
+  SkxDecision decision;
+  decision.idJson = ordered_json(RandomText(random)).dump();
+  decision.matched = random() % 4 != 0;
+  Fill(&decision.info, sizeof(decision.info), random);
+  decision.policyName = RandomText(random);
+  decision.alerts.resize(random() % 4);
+  for (SkxPolicyAlertLink& link : decision.alerts) Fill(&link, sizeof(link), random);
+  if (random() % 4 == 0) decision.error = RandomText(random);
+  if (random() % 4 == 0) decision.explanation = {{{"policyName", RandomText(random)}}};
+  if (random() % 4 == 0) decision.policiesLeftOut = random();
+  return decision;
+}
+
+TEST(DecisionJson, IsWhatATreeOfItsMembersPrints) {
+  std::mt19937 random(22);
+  for (int i = 0; i < 5000; ++i) {
+    const SkxDecision decision = RandomDecision(random);
+    ASSERT_EQ(KxDecision_ToJson(decision), Tree(decision).dump());
+  }
+}
+
+TEST(DecisionJson, EveryCharacterIsEscapedAsATreeDoes) {
+  for (uint32_t unit = 0; unit <= 0xFFFF; ++unit) {
+    const std::string text = "a" + KxText_ToUtf8(KxWString(1, static_cast<WCHAR>(unit))) + "b";
+    std::string json;
+    KxJsonText_AddText(json, text);
+    ASSERT_EQ(json, ordered_json(text).dump()) << unit;
+  }
+  for (const int64_t number : {INT64_MIN, int64_t{-1}, int64_t{0}, INT64_MAX}) {
+    std::string json;
+    KxJsonText_AddNumber(json, number);
+    EXPECT_EQ(json, ordered_json(number).dump());
+  }
+}
+
+TEST(DecisionJson, HasTheMembersThatAreAskedFor) {
+  std::mt19937 random(23);
+  for (int i = 0; i < 200; ++i) {
+    const SkxDecision decision = RandomDecision(random);
+    const ordered_json all = Tree(decision);
+    ordered_json wanted;
+    std::string list = "id";
+    for (const auto& [name, value] : all.items()) {
+      const bool isAlways = name == "id" || name == "error" || name == "explain" || name == "explainLeftOut";
+      if (!isAlways && random() % 2 == 0) continue;
+      wanted[name] = value;
+      list = random() % 2 == 0 ? list + "," + name : name + "," + list;
+    }
+    ASSERT_EQ(KxDecision_ToJson(decision, KxDecisionMembers_Of(list)), wanted.dump()) << list;
+  }
+  for (const char* const list : {"", "id,", ",id", "policyid", "id, action", "all"}) {
+    EXPECT_THROW(KxDecisionMembers_Of(list), CkxToolFault) << list;
+  }
+}
+
+}  // namespace
