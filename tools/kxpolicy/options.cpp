@@ -61,6 +61,8 @@ CkxOption CkxOption::OneOf(std::initializer_list<const char*> values) const {
 
 CkxOption CkxOption::Needs(const CkxOption& other) const { return CkxOption(_option->needs(other._option)); }
 
+CkxOption CkxOption::Excludes(const CkxOption& other) const { return CkxOption(_option->excludes(other._option)); }
+
 CkxOption CkxOption::OneValueEach() const { return CkxOption(_option->allow_extra_args(false)); }
 
 bool CkxOption::IsGiven() const { return _option->count() > 0; }

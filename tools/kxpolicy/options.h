@@ -25,6 +25,7 @@ class CkxOption {
   CkxOption Required() const;
   CkxOption OneOf(std::initializer_list<const char*> values) const;
   CkxOption Needs(const CkxOption& other) const;
+  CkxOption Excludes(const CkxOption& other) const;
   CkxOption OneValueEach() const;  ///< of several values, each has the option's name before it
 
   bool IsGiven() const;  ///< once the arguments are parsed

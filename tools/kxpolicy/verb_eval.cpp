@@ -27,20 +27,23 @@ struct EvalOptions {
   SkxSecretOptions secrets;
   bool explain = false;
   std::string format = "text";
+  bool brief = false;
+  std::string fields = kKxBriefMembers;
+  KxDecisionMembers members = kKxAllMembers;
 };
 
 /// Writes answers in the order asked, in the format asked for.
 class Answers {
  public:
   Answers(const EvalOptions& options, SkxStreams& streams)
-      : _json(options.format == "json"), _isLive(options.image.empty()), _streams(streams) {}
+      : _json(options.format == "json"), _members(options.members), _isLive(options.image.empty()), _streams(streams) {}
 
   /// `nameOf()` is how a person calls the target; only the table asks for it.
   template <class Name>
   void Write(SkxDecision decision, Name nameOf) {
     if (_isLive) Judge(decision);
     if (_json) {
-      Line(KxDecision_ToJson(decision));
+      Line(KxDecision_ToJson(decision, _members));
       return;
     }
     Heading();
@@ -82,6 +85,7 @@ class Answers {
   }
 
   const bool _json;
+  const KxDecisionMembers _members;
   const bool _isLive;
   SkxStreams& _streams;
   bool _headed = false;
@@ -109,12 +113,12 @@ EkxExit EvalStream(const EvalOptions& options, const std::optional<CkxSid>& user
   CkxLineReader lines(input.Stream());
   EkxExit code = EkxExit::Done;
   for (std::string line; lines.Next(line);) {
-    const std::string place = input.Name() + ":" + std::to_string(lines.Number());
     try {
       if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");
       const CkxTargetDocument document = CkxTargetDocument::Parse(line, user);
       answers.Write(Decide(document, options.explain), [&] { return NameOf(document); });
     } catch (const CkxDocumentFault& fault) {
+      const std::string place = input.Name() + ":" + std::to_string(lines.Number());
       answers.WriteFault(lines.TooLong() ? "" : line, fault.Line(), place);
       code = EkxExit::UnusableInput;
     }
@@ -179,6 +183,12 @@ EkxExit Eval(const EvalOptions& options, SkxStreams& streams) {
   return answers.IsAnyUnanswered() ? EkxExit::SystemRefused : code;
 }
 
+/// The table has its columns.
+KxDecisionMembers MembersAskedFor(const EvalOptions& options) {
+  if (options.format == "json") return KxDecisionMembers_Of(options.fields);
+  throw CkxToolFault(EkxExit::UnusableArguments, "--brief and --fields need --format json");
+}
+
 }  // namespace
 
 KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb) {
@@ -194,6 +204,13 @@ KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb) {
   options->secrets.AddTo(verb);
   verb.AddFlag("--explain", options->explain, "Also say which policies were looked at and why each did not apply");
   verb.Add("--format", options->format, "text (a table) or json (one object a line)").OneOf({"text", "json"});
+  const CkxOption brief =
+      verb.AddFlag("--brief", options->brief, "Of a JSON answer only whether a policy applies, which, and its action");
+  const CkxOption fields =
+      verb.Add("--fields", options->fields, "Of a JSON answer only these members, between commas").Excludes(brief);
   verb.Footer("Example: kxpolicy eval build/image --file setup.exe --explain");
-  return [options](SkxStreams& streams) { return Eval(*options, streams); };
+  return [options, brief, fields](SkxStreams& streams) {
+    if (brief.IsGiven() || fields.IsGiven()) options->members = MembersAskedFor(*options);
+    return Eval(*options, streams);
+  };
 }
