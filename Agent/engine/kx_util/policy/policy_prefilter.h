@@ -23,7 +23,8 @@ class CkxPolicyPrefilter {
   CkxPolicyPrefilter(const CkxPolicyPrefilter&) = delete;
   CkxPolicyPrefilter& operator=(const CkxPolicyPrefilter&) = delete;
 
-  /// Whether it would be missed by nobody: each step of it is watched, or told in the trace, where somebody listens.
+  /// Whether nobody misses what it leaves out: no one watches each step, or takes the lines of the trace that tell
+  /// them.
   static bool IsUnobserved();
 
   /// False: the policy does not apply to the target. `policy` is a whole record.
