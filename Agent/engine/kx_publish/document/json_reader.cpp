@@ -125,6 +125,12 @@ KxWString ToWideText(const json& value, const std::string& pointer) {
   return *std::move(text);
 }
 
+/// One of 64 bits.
+uint64_t MarkOf(std::string_view key) {
+  const unsigned first = key.empty() ? 0 : static_cast<unsigned char>(key.front());
+  return uint64_t{1} << ((first * 5 + key.size()) % 64);
+}
+
 bool ToBool(const json& value, const std::string& pointer) {
   if (!value.is_boolean()) Refuse(pointer, "must be true or false");
   return value.get<bool>();
@@ -180,9 +186,12 @@ template KxWString KxJson_As(const nlohmann::json&, const std::string&);
 CkxJsonObject::CkxJsonObject(const nlohmann::json& object, std::string pointer)
     : _json(object), _pointer(std::move(pointer)) {
   if (!_json.is_object()) Refuse(_pointer, "must be an object");
+  _known.reserve(_json.size());
+  for (const auto& member : _json.get_ref<const json::object_t&>()) _marks |= MarkOf(member.first);
 }
 
 const nlohmann::json* CkxJsonObject::Find(const char* key) {
+  if ((_marks & MarkOf(key)) == 0) return nullptr;
   const auto found = _json.find(key);
   if (found == _json.end()) return nullptr;
   if (std::find(_known.begin(), _known.end(), &*found) == _known.end()) _known.push_back(&*found);

@@ -102,4 +102,5 @@ class CkxJsonObject {
   const nlohmann::json& _json;
   const std::string _pointer;
   std::vector<const nlohmann::json*> _known;  // the values that were asked for, each once
+  uint64_t _marks = 0;  // of the keys: most of those that are asked for are not there, and their marks tell
 };
