@@ -1,6 +1,6 @@
 // The first look at policies changes no answer: over publications, descriptions, damage and lists of applicable
 // policies made at random, an evaluation that nobody watches, which takes that look, and one that somebody watches,
-// which does not, end alike: the outcome, all bytes of the answer, the fault, and the errors in the trace.
+// which does not, end alike: the outcome, all bytes of the answer, the fault, and the lines of the trace.
 #include <gtest/gtest.h>
 #include <kx_util/evaluation_fault.h>
 #include <kx_util/shared_policies_data.h>
@@ -280,27 +280,31 @@ struct TracedAnswer {
   EkxEvaluationOutcome outcome = EkxEvaluationOutcome::NotAnswered;
   SkxTriggerPolicyShortInfo info;
   EkxEvaluationFault fault = EkxEvaluationFault::None;
-  std::set<std::string> errors;  // who describes what a check found asks again
+  std::set<std::string> lines;  // who describes what a check found asks again
 
   bool operator==(const TracedAnswer& other) const {
     return outcome == other.outcome && std::memcmp(&info, &other.info, sizeof(info)) == 0 && fault == other.fault &&
-           errors == other.errors;
+           lines == other.lines;
   }
 };
 
-/// Keeps lines up to warnings, as a sink of the product does that is not there for a developer.
-class ErrorCapture : public CkxTraceCapture {
+/// Keeps lines up to a level, as a sink of the product does, or one for a developer.
+class LevelCapture : public CkxTraceCapture {
  public:
-  EkxTraceLevel Deepest() const noexcept override { return EkxTraceLevel::Warning; }
+  explicit LevelCapture(EkxTraceLevel deepest) : _deepest(deepest) {}
+  EkxTraceLevel Deepest() const noexcept override { return _deepest; }
+
+ private:
+  const EkxTraceLevel _deepest;
 };
 
-TracedAnswer JudgeTraced(const CkxTargetInfo& target) {
-  const ErrorCapture trace;
+TracedAnswer JudgeTraced(const CkxTargetInfo& target, EkxTraceLevel deepest) {
+  const LevelCapture trace(deepest);
   TracedAnswer answer;
   CkxSharedPoliciesData::GetTargetPolicyAction(target, answer.info, answer.outcome);
   answer.fault = KxUtil_LastFault();
-  const std::vector<std::string> lines = trace.Texts();
-  answer.errors = {lines.begin(), lines.end()};
+  const std::vector<std::string> texts = trace.Texts();
+  answer.lines = {texts.begin(), texts.end()};
   return answer;
 }
 
@@ -322,14 +326,15 @@ TEST(FirstLook, ChangesNoAnswer) {
     source.PublishBytes(EkxPolicySection::AppGroups, *std::move(image.appGroups));
     source.applicable = things.Applicable();
     const CkxPolicySourceScope scope(source);
+    const EkxTraceLevel deepest = seed % 3 == 0 ? EkxTraceLevel::Verbose : EkxTraceLevel::Warning;
     for (int i = 0; i < 4; ++i, ++evaluations) {
       const CkxTargetInfoPtr target = things.Description();
-      const TracedAnswer unwatched = JudgeTraced(*target);
+      const TracedAnswer unwatched = JudgeTraced(*target, deepest);
       CkxRecordingObserver observer;
       const CkxEvaluationObserverScope watching(observer);
-      const TracedAnswer watched = JudgeTraced(*target);
+      const TracedAnswer watched = JudgeTraced(*target, deepest);
       ASSERT_EQ(unwatched.outcome, watched.outcome);
-      ASSERT_EQ(unwatched.errors, watched.errors);
+      ASSERT_EQ(unwatched.lines, watched.lines);
       ASSERT_TRUE(unwatched == watched);
       applied += watched.outcome == EkxEvaluationOutcome::PolicyApplies;
       faulted += watched.fault != EkxEvaluationFault::None;

@@ -5,10 +5,14 @@
 #include "Agent/engine/kx_util/command/command_line.h"
 #include "Agent/engine/kx_util/match/arguments_of.h"
 #include "Common_CPP/file/path.h"
+#include "Common_CPP/util/trace.h"
 
 namespace {
 
 using enum EkxFirstLook;
+
+/// Whether somebody takes the lines of such a level: a check that writes some is beyond a first look then.
+bool IsTold(EkxTraceLevel level) { return kx_trace_detail::IsOn(level); }
 
 /// As `KxUtil_MatchPublisher`, but for a second signer.
 EkxFirstLook CheckSigner(const SkxStoredPattern& pattern, const CkxTargetInfoFile& file) {
@@ -127,7 +131,7 @@ EkxFirstLook CkxFileFirstLook::CheckLocation(CkxRecordScan fields) {
   SkxPlainText types;
   if (!fields.StoredText(storedPattern) || !fields.Read(withSubfolders) || !fields.Text(types)) return Unsure;
   const CkxUnobfuscated pattern(storedPattern);
-  if (!pattern.IsUsable() || pattern.View().IsEmpty()) return Unsure;
+  if (!pattern.IsUsable() || pattern.View().IsEmpty() || IsTold(EkxTraceLevel::Info)) return Unsure;
   if (!_location) _location.emplace(*_file);
   if (_location->Path().IsEmpty()) return Unsure;
   return KxFirstLook_Of(_location->Matches(types.View(), pattern.View(), withSubfolders != 0));
@@ -135,7 +139,7 @@ EkxFirstLook CkxFileFirstLook::CheckLocation(CkxRecordScan fields) {
 
 /// One of them has to match.
 EkxFirstLook CkxFileFirstLook::CheckPublishers(CkxRecordScan fields) const {
-  if (!_file->IsSignerAtHand()) return Unsure;
+  if (!_file->IsSignerAtHand() || IsTold(EkxTraceLevel::Trace)) return Unsure;
   EkxFirstLook any = Fails;
   const bool isRead = fields.List([&](CkxRecordScan& in) { return (any = CheckPublisher(in, *_file)) == Fails; });
   return isRead || any != Fails ? any : Unsure;

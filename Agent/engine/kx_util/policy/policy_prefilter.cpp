@@ -7,7 +7,6 @@
 #include "Agent/engine/kx_util/policy/policy_lookup.h"
 #include "Agent/engine/kx_util/watch/observe.h"
 #include "Common_CPP/util/guid.h"
-#include "Common_CPP/util/trace.h"
 
 namespace {
 
@@ -52,9 +51,7 @@ size_t SlotOf(const GUID& id, size_t slots) {
 
 }  // namespace
 
-bool CkxPolicyPrefilter::IsUnobserved() {
-  return KxObserve_Steps() == nullptr && !kx_trace_detail::IsOn(EkxTraceLevel::Info);
-}
+bool CkxPolicyPrefilter::IsUnobserved() { return KxObserve_Steps() == nullptr; }
 
 bool CkxPolicyPrefilter::MayApply(const SkxPolicyBufHeader& policy) {
   const std::optional<size_t> behindTargets = BytesBehindTargets(policy.action);

@@ -23,8 +23,7 @@ class CkxPolicyPrefilter {
   CkxPolicyPrefilter(const CkxPolicyPrefilter&) = delete;
   CkxPolicyPrefilter& operator=(const CkxPolicyPrefilter&) = delete;
 
-  /// Whether nobody misses what it leaves out: no one watches each step, or takes the lines of the trace that tell
-  /// them.
+  /// Whether nobody watches each step, which is more than who reads the trace: there no line is missing.
   static bool IsUnobserved();
 
   /// False: the policy does not apply to the target. `policy` is a whole record.
