@@ -127,9 +127,9 @@ class DecisionWay : public testing::Test {
       if (CkxSharedPoliciesData::GetTargetPolicyAction(_process.Target(), _info)) break;
       std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
-    ASSERT_EQ(_info.PolicyId, 7u);
-    ASSERT_EQ(_info.PolicyAction, EkxPolicyAction::Elevate);
-    ASSERT_EQ(_info.Inheritable, 1);
+    ASSERT_EQ(uint32_t{_info.PolicyId}, 7u);  // out of the packed record, as below
+    ASSERT_EQ(EkxPolicyAction{_info.PolicyAction}, EkxPolicyAction::Elevate);
+    ASSERT_TRUE(_info.Inheritable != 0);
   }
 
   void StampAndKeep() {
@@ -162,10 +162,12 @@ class DecisionWay : public testing::Test {
     ASSERT_TRUE(read.GetFromToken(_child->Token()));
     EXPECT_EQ(read.GetPid(), _pid);
     const SkxTriggerPolicyShortInfo info(read);
-    EXPECT_EQ(info.PolicyId, _info.PolicyId);
-    EXPECT_EQ(info.PolicyAction, _info.PolicyAction);
-    EXPECT_EQ(KxGuid_ToUtf8(info.PolicyTargetId), KxGuid_ToUtf8(_info.PolicyTargetId));
-    EXPECT_EQ(info.Inheritable, 1);
+    EXPECT_EQ(uint32_t{info.PolicyId}, uint32_t{_info.PolicyId});
+    EXPECT_EQ(EkxPolicyAction{info.PolicyAction}, EkxPolicyAction{_info.PolicyAction});
+    const GUID target = info.PolicyTargetId;
+    const GUID decided = _info.PolicyTargetId;
+    EXPECT_EQ(KxGuid_ToUtf8(target), KxGuid_ToUtf8(decided));
+    EXPECT_TRUE(info.Inheritable != 0);
     ASSERT_TRUE(KxUtilProcMap_SetPolicyData(_started->Pid(), SkxProcessPolicyData(info)));
   }
 

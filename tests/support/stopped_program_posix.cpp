@@ -27,6 +27,11 @@ CkxStoppedProgram::CkxStoppedProgram(const KxWString& path, const std::vector<st
   if (pid < 0 || waitpid(pid, &status, 0) != pid || !WIFSTOPPED(status)) {
     throw std::runtime_error(program + " was not started");
   }
+  // A test that crashes must not let it go: it may be the same program, which would come here again.
+  if (ptrace(PTRACE_SETOPTIONS, pid, nullptr, PTRACE_O_EXITKILL) != 0) {
+    kill(pid, SIGKILL);
+    throw std::runtime_error(program + " would outlive the test");
+  }
   _pid = static_cast<uint32_t>(pid);
 }
 
