@@ -123,7 +123,7 @@ class DecisionWay : public testing::Test {
 
   /// Asks until there is an answer.
   void Decide() {
-    for (int tries = 0; tries < 2000; ++tries) {
+    for (int tries = 0; tries < 10000; ++tries) {
       if (CkxSharedPoliciesData::GetTargetPolicyAction(_process.Target(), _info)) break;
       std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
