@@ -33,16 +33,16 @@ class CkxFileFirstLook {
  private:
   static constexpr size_t kMaxName = 128;
 
-  EkxFirstLook Check(EkxTargetField field, const SkxScannedTarget& target);
   /// Only arguments are checked before the name, and those may be worth a line.
   static bool IsNothingBeforeName(const SkxScannedTarget& target) {
-    SkxStoredPattern arguments;
     if ((target.set & KxTargetField_Bit(EkxTargetField::Arguments)) == 0) return true;
+    SkxStoredPattern arguments;
     CkxRecordScan fields = target.FieldsOf(EkxTargetField::Arguments);
     return arguments.Read(fields) && arguments.IsPlain();
   }
 
   bool MayPassAll(const SkxScannedTarget& target);
+  EkxFirstLook Check(EkxTargetField field, const SkxScannedTarget& target);
 
   [[gnu::always_inline]] EkxFirstLook CheckName(const SkxScannedTarget& target) const {
     const EkxFirstLook name = _isFolded ? target.name.MatchFolded(_name, _folded) : target.name.Match(_name);

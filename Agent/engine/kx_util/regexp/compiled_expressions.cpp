@@ -20,9 +20,10 @@ class CkxCompiledExpressions {
  public:
   static constexpr size_t kMaxPattern = 128;  // units
 
+  /// Never destroyed: at the end of a process its other threads may still ask.
   static CkxCompiledExpressions& Instance() {
-    static CkxCompiledExpressions instance;
-    return instance;
+    static auto* const instance = std::make_unique<CkxCompiledExpressions>().release();
+    return *instance;
   }
 
   std::shared_ptr<const SkxCompiled> Find(CkxTextView pattern, bool caseSensitive) {
