@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "Agent/engine/kx_util/store/section_records.h"
 #include "Agent/engine/kx_util/store/store_scope.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/thread/thread_slot.h"
@@ -46,55 +45,53 @@ CkxFoundGroups::Scope::Scope() : _previous(InForce().Get()) {
   if (!InForce().Set(&*_own)) throw std::bad_alloc();
 }
 
+CkxFoundGroups::Scope::Scope(const IkxPolicySource& source, const CkxReadGroups& read) : _previous(InForce().Get()) {
+  _own.emplace(source, &read);
+  if (!InForce().Set(&*_own)) throw std::bad_alloc();
+}
+
 CkxFoundGroups::Scope::~Scope() { InForce().Set(_previous); }
 
 CkxFoundGroups& CkxFoundGroups::Current() { return *InForce().Get(); }
 
-/// Ids are made at random, or by somebody who would like all of them in one bucket: so every byte counts, in a manner
-/// that differs from run to run.
-size_t CkxFoundGroups::SkxGuidHash::operator()(const GUID& id) const {
-  static const auto secret = reinterpret_cast<uintptr_t>(&InForce()) | 1;
-  uint64_t halves[2];
-  std::memcpy(halves, &id, sizeof(halves));
-  uint64_t hash = (halves[0] ^ secret) * 0x9E3779B97F4A7C15;
-  hash = (hash ^ (hash >> 32) ^ halves[1]) * 0x9E3779B97F4A7C15;
-  return static_cast<size_t>(hash ^ (hash >> 32));
-}
-
-/// The first record with an id counts.
 void CkxFoundGroups::Index() {
   _isIndexed = true;
   const EkxSectionState state = _source.OpenSection(EkxPolicySection::AppGroups, _section);
   if (state == EkxSectionState::Refused) KxFault_Note(EkxEvaluationFault::SectionRefused);
-  if (state != EkxSectionState::Open) return;
-  CkxSectionRecords records(kKxAppGroupRecord, _section.bytes);
-  if (!records.HasCount()) _damage = KxUtil_FaultText(EkxEvaluationFault::Malformed);
-  for (uint32_t i = 0; i < records.Count() && KxWork_Spend(1); ++i) {
-    const auto* const record = reinterpret_cast<const SkxAppGroupBufHeader*>(records.Next());
-    if (record == nullptr) {
-      _damage = records.Fault();
-      return;
-    }
-    const GUID id = record->id;
-    SkxGroup& group = _groups[id];
-    if (group.record == nullptr) group.record = record;
-  }
+  if (state == EkxSectionState::Open) _damage = KxGroupRecords_Index(_section.bytes, _groups);
+}
+
+/// Null for a group that is not found.
+CkxFoundGroups::SkxGroup* CkxFoundGroups::Known(const GUID& id) {
+  if (_read == nullptr && !_isIndexed) Index();
+  const auto found = _groups.find(id);
+  if (found != _groups.end()) return &found->second;
+  const SkxReadGroup* const read = _read != nullptr ? _read->Find(id) : nullptr;
+  if (read == nullptr) return nullptr;
+  SkxGroup& group = _groups[id];
+  group.record = read->record;
+  group.group = read->group.get();
+  group.isRead = true;
+  return &group;
+}
+
+/// A group that is not found may lie in what cannot be read.
+void CkxFoundGroups::NoteUnknown() const {
+  if (_read != nullptr) _read->NoteFault();
+  if (!_damage.empty()) KxFault_Note(EkxEvaluationFault::Malformed, _damage);
 }
 
 CkxFoundGroups::SkxGroup* CkxFoundGroups::Find(const GUID& id) {
-  if (!_isIndexed) Index();
-  const auto found = _groups.find(id);
-  if (found == _groups.end()) {
-    if (!_damage.empty()) KxFault_Note(EkxEvaluationFault::Malformed, _damage);
+  SkxGroup* const group = Known(id);
+  if (group == nullptr) {
+    NoteUnknown();
     return nullptr;
   }
-  SkxGroup& group = found->second;
-  if (!std::exchange(group.isRead, true)) {
-    group.group.reset(CkxShBufAppGroup::AppGroupFromBuffer(group.record, false));
-    if (group.group == nullptr)
-      KxTrace(EkxTraceLevel::Error, kKxStoreScope, "ERROR: AppGroup cannot be read. Id=", KxGuid_ToUtf8(id));
+  if (!std::exchange(group->isRead, true)) {
+    group->own = KxGroupRecord_Read(group->record);
+    group->group = group->own.get();
   }
-  return group.group != nullptr ? &group : nullptr;
+  return group->group != nullptr ? group : nullptr;
 }
 
 bool CkxFoundGroups::IsTooDeep(const GUID& id) {
@@ -115,15 +112,13 @@ std::optional<const CkxShBufTarget*> CkxFoundGroups::Match(const GUID& id, const
 
 /// Whoever writes policies decides how many link to a group, and how long that is: a record is handed out once.
 SkxGroupGlance CkxFoundGroups::GlanceAt(const GUID& id, const CkxTargetInfo& target) {
-  if (!_isIndexed) Index();
-  const auto found = _groups.find(id);
-  if (found == _groups.end()) return {_damage.empty() && KxFault_Current() == EkxEvaluationFault::None, nullptr};
-  SkxGroup& group = found->second;
-  const bool isFirst = std::exchange(group.glancedFor, target.Identity()) != target.Identity();
-  if (isFirst) group.isOutside = false;
+  SkxGroup* const group = Known(id);
+  if (group == nullptr) return {AreAllKnown() && KxFault_Current() == EkxEvaluationFault::None, nullptr};
+  const bool isFirst = std::exchange(group->glancedFor, target.Identity()) != target.Identity();
+  if (isFirst) group->isOutside = false;
   const Level level(*this);
-  const SkxVerdict* const known = Remembered(group, target);
-  return {group.isOutside || (known != nullptr && known->match == nullptr), isFirst ? group.record : nullptr};
+  const SkxVerdict* const known = Remembered(*group, target);
+  return {group->isOutside || (known != nullptr && known->match == nullptr), isFirst ? group->record : nullptr};
 }
 
 void CkxFoundGroups::NoteOutside(const GUID& id, const CkxTargetInfo& target) {
@@ -177,6 +172,6 @@ bool CkxFoundGroups::Call(const GUID& id, void (CkxShBufAppGroup::*member)(void*
   SkxGroup* const found = Find(id);
   if (found == nullptr) return false;
   const Level level(*this);
-  (found->group.get()->*member)(context);
+  (found->group->*member)(context);
   return true;
 }

@@ -9,21 +9,19 @@
 //   CkxFoundGroups& groups = CkxFoundGroups::Current();
 #pragma once
 
-#include <kx_util/policy_source.h>
-#include <kx_util/shared_app_groups.h>
-
 #include <optional>
-#include <unordered_map>
 
 #include "Agent/engine/kx_util/policy/policy_lookup.h"
-#include "Common_CPP/util/guid.h"
+#include "Agent/engine/kx_util/store/read_groups.h"
 
 class CkxFoundGroups {
  public:
   /// Links nest at most so deep; a group that lies deeper is as good as not there.
   static constexpr unsigned kMaxDepth = 8;
 
-  explicit CkxFoundGroups(const IkxPolicySource& source) : _source(source) {}
+  /// `read`: the groups of `source` where somebody keeps them read; else they are as they are asked for.
+  explicit CkxFoundGroups(const IkxPolicySource& source, const CkxReadGroups* read = nullptr)
+      : _source(source), _read(read) {}
   CkxFoundGroups(const CkxFoundGroups&) = delete;
   CkxFoundGroups& operator=(const CkxFoundGroups&) = delete;
 
@@ -48,13 +46,6 @@ class CkxFoundGroups {
   bool Call(const GUID& id, void (CkxShBufAppGroup::*member)(void*), void* context);
 
  private:
-  struct SkxGuidHash {
-    size_t operator()(const GUID& id) const;
-  };
-  struct SkxGuidEqual {
-    bool operator()(const GUID& a, const GUID& b) const { return KxGuid_Equal(a, b); }
-  };
-
   /// What a group said of a description. An answer that the limit of depth had no part in holds at every depth that
   /// leaves it room; one that it had a part in, at its own depth alone.
   struct SkxVerdict {
@@ -63,7 +54,8 @@ class CkxFoundGroups {
   };
   struct SkxGroup {
     const SkxAppGroupBufHeader* record = nullptr;
-    CkxShBufAppGroupPtr group;  // null before it is asked for, and when the record is malformed
+    CkxShBufAppGroup* group = nullptr;  // null before it is asked for, and when the record is malformed
+    CkxShBufAppGroupPtr own;            // the same, unless somebody keeps it read
     bool isRead = false;
     std::unordered_map<uint64_t, SkxVerdict> verdicts;  // by `Question`
     uint64_t glancedFor = 0;                            // the last description that somebody took a look for
@@ -82,16 +74,20 @@ class CkxFoundGroups {
   class Level;
 
   void Index();
+  SkxGroup* Known(const GUID& id);
+  bool AreAllKnown() const { return _read != nullptr ? _read->AreAllKnown() : _damage.empty(); }
+  void NoteUnknown() const;
   SkxGroup* Find(const GUID& id);
   bool IsTooDeep(const GUID& id);
   const SkxVerdict* Remembered(const SkxGroup& found, const CkxTargetInfo& target);
   const CkxShBufTarget* Judge(SkxGroup& found, const CkxTargetInfo& target);
 
   const IkxPolicySource& _source;
+  const CkxReadGroups* const _read;
   SkxSectionBytes _section;
   bool _isIndexed = false;
   std::string_view _damage;  // a group that is not found may lie behind it; empty where there is none
-  std::unordered_map<GUID, SkxGroup, SkxGuidHash, SkxGuidEqual> _groups;
+  KxGroupsById<SkxGroup> _groups;
   std::vector<SkxHandedOut> _handedOut;
   unsigned _depth = 0;
   SkxReach _reach;
@@ -101,6 +97,8 @@ class CkxFoundGroups {
 class CkxFoundGroups::Scope {
  public:
   Scope();
+  /// Of `source`, which is in force, and whose groups are kept read.
+  Scope(const IkxPolicySource& source, const CkxReadGroups& read);
   ~Scope();
   Scope(const Scope&) = delete;
   Scope& operator=(const Scope&) = delete;
