@@ -1,8 +1,9 @@
-// A whole image of hostile bytes: walked, looked up, and evaluated for a fixed target of each kind, and with every step
-// explained for the target of a document, which may have a user, parents and what it was started for.
+// A whole image of hostile bytes: walked, looked up, and evaluated for a fixed target of each kind in every way, and
+// with every step explained for the target of a document, which may have a user, parents and what it was started for.
 //
 //   offset 0: u16 bytes of the application-groups section, u16 bytes of the alerts section, u16 bytes of the document
 //          6: the groups section, the alerts section, the document, the policies section
+#include <kx_util/policy_snapshot.h>
 #include <kx_util/shared_policies_data.h>
 #include <kx_util/target_info_kinds.h>
 #include <kx_util/target_info_process.h>
@@ -33,36 +34,60 @@ SkxFileFacts File(const WCHAR* path) {
   return file;
 }
 
-/// Watched or not: the first look at policies, which stands aside where somebody watches, changes no answer.
-void Evaluate(const CkxTargetInfo& target) {
+struct SkxEvaluated {
   SkxTriggerPolicyShortInfo info;
   EkxEvaluationOutcome outcome = EkxEvaluationOutcome::NotAnswered;
-  CkxSharedPoliciesData::GetTargetPolicyAction(target, info, outcome);
-  CkxRecordingObserver observer;
-  const CkxEvaluationObserverScope watching(observer);
-  SkxTriggerPolicyShortInfo watchedInfo;
-  EkxEvaluationOutcome watched = EkxEvaluationOutcome::NotAnswered;
-  CkxSharedPoliciesData::GetTargetPolicyAction(target, watchedInfo, watched);
-  if (outcome != watched || std::memcmp(&info, &watchedInfo, sizeof(info)) != 0) std::abort();
+  EkxEvaluationFault fault = EkxEvaluationFault::None;
+
+  bool operator==(const SkxEvaluated& other) const {
+    return outcome == other.outcome && fault == other.fault && std::memcmp(&info, &other.info, sizeof(info)) == 0;
+  }
+};
+
+template <class Judge>
+SkxEvaluated Evaluated(Judge judge) {
+  SkxEvaluated evaluated;
+  judge(evaluated.info, evaluated.outcome);
+  evaluated.fault = KxUtil_LastFault();
+  return evaluated;
 }
 
-void EvaluateEachKind() {
+/// Watched or not, read anew or prepared: the first look at policies, which stands aside where somebody watches, and
+/// the index of a snapshot change no answer. A snapshot may reach further before it costs too much.
+void Evaluate(const CkxTargetInfo& target, const CkxPolicySnapshot* snapshot) {
+  const auto walk = [&](SkxTriggerPolicyShortInfo& info, EkxEvaluationOutcome& outcome) {
+    CkxSharedPoliciesData::GetTargetPolicyAction(target, info, outcome);
+  };
+  const SkxEvaluated walked = Evaluated(walk);
+  const bool isTooMuch = walked.fault == EkxEvaluationFault::WorkLimit;
+  if (snapshot != nullptr && !isTooMuch) {
+    const auto lookUp = [&](SkxTriggerPolicyShortInfo& info, EkxEvaluationOutcome& outcome) {
+      snapshot->Evaluate(target, CkxApplicablePolicies::All(), info, outcome);
+    };
+    if (!(Evaluated(lookUp) == walked)) std::abort();
+  }
+  CkxRecordingObserver observer;
+  const CkxEvaluationObserverScope watching(observer);
+  if (!(Evaluated(walk) == walked)) std::abort();
+}
+
+void EvaluateEachKind(const CkxPolicySnapshot* snapshot) {
   SkxProcessFacts process;
   process.commandLine = KXW("powershell.exe -File C:\\Tools\\run.ps1 /quiet");
   process.services = KXW("Spooler/Netlogon");
   const SkxServerFacts server = {KXW("{00000001-0000-0000-0000-000000000001}"), KXW("https://example.com/a.cab")};
   const WCHAR* const shell = KXW("C:\\Windows\\System32\\WindowsPowerShell\\v1.0\\powershell.exe");
-  Evaluate(CkxTargetInfoProcess(File(shell), process, nullptr));
-  Evaluate(CkxTargetInfoFile(File(KXW("C:\\Program Files\\Vendor\\app.exe")), nullptr));
+  Evaluate(CkxTargetInfoProcess(File(shell), process, nullptr), snapshot);
+  Evaluate(CkxTargetInfoFile(File(KXW("C:\\Program Files\\Vendor\\app.exe")), nullptr), snapshot);
   for (const auto type :
        {EkxPolicyTarget::Msi, EkxPolicyTarget::Msu, EkxPolicyTarget::Dll, EkxPolicyTarget::AppPackage}) {
     SkxFileFacts file = File(KXW("C:\\Temp\\setup.bin"));
     file.targetType = static_cast<uint32_t>(type);
-    Evaluate(CkxTargetInfoFile(std::move(file), nullptr));
+    Evaluate(CkxTargetInfoFile(std::move(file), nullptr), snapshot);
   }
-  Evaluate(CkxTargetInfoActiveX(File(KXW("C:\\Temp\\a.ocx")), server, nullptr));
-  Evaluate(CkxTargetInfoUacCOM(File(KXW("C:\\Temp\\a.dll")), server, nullptr));
-  Evaluate(CkxTargetInfoElevator(CkxTargetInfoElevator::kUrlRequest, KXW("https://example.com/x"), nullptr));
+  Evaluate(CkxTargetInfoActiveX(File(KXW("C:\\Temp\\a.ocx")), server, nullptr), snapshot);
+  Evaluate(CkxTargetInfoUacCOM(File(KXW("C:\\Temp\\a.dll")), server, nullptr), snapshot);
+  Evaluate(CkxTargetInfoElevator(CkxTargetInfoElevator::kUrlRequest, KXW("https://example.com/x"), nullptr), snapshot);
 }
 
 /// Watching changes no answer, and the explanation of one that applies ends with it.
@@ -114,7 +139,9 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, size_t size) {
 
   const CkxPolicySourceScope scope(source);
   CkxSharedPoliciesData::EnumPolicies(Show, nullptr, false, nullptr);
-  EvaluateEachKind();
+  EkxEvaluationFault fault = EkxEvaluationFault::None;
+  const std::shared_ptr<const CkxPolicySnapshot> snapshot = CkxPolicySnapshot::Prepare(source, fault);
+  EvaluateEachKind(snapshot.get());
   Explain({reinterpret_cast<const char*>(document.data()), document.size()});
   CkxShBufPolicy* policy = nullptr;
   if (CkxSharedPoliciesData::GetPolicyById(1, policy)) policy->Release();

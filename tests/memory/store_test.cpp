@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <kx_util/evaluation_observer.h>
 #include <kx_util/kx_util.h>
+#include <kx_util/policy_snapshot.h>
 #include <kx_util/shared_policy_kinds.h>
 #include <kx_util/target_info_kinds.h>
 #include <kx_util/token_policy_data.h>
@@ -59,6 +60,27 @@ TEST(NoMemory, AWatchedEvaluationToo) {
   Watcher watcher;
   const CkxEvaluationObserverScope watching(watcher);
   SweepTargets("watched", 3, Evaluate);
+}
+
+TEST(NoMemory, ASnapshotIsPreparedOrIsNone) {
+  EkxEvaluationFault fault = EkxEvaluationFault::None;
+  Sweep(
+      "prepared",
+      [&](Trial& trial) -> Answer {
+        const auto snapshot = trial.During([&] { return CkxPolicySnapshot::Prepare(Workstation(), fault); });
+        EXPECT_EQ(fault, trial.Fault());
+        return snapshot != nullptr ? Answer(std::to_string(snapshot->PolicyCount())) : std::nullopt;
+      },
+      100);
+  const auto snapshot = CkxPolicySnapshot::Prepare(Workstation(), fault);
+  ASSERT_NE(snapshot, nullptr);
+  SweepTargets("looked up", 1, [&](Trial& trial, const CkxTargetInfo& target) -> Answer {
+    SkxTriggerPolicyShortInfo info;
+    EkxEvaluationOutcome outcome = EkxEvaluationOutcome::NotAnswered;
+    const bool applies =
+        trial.During([&] { return snapshot->Evaluate(target, CkxApplicablePolicies::All(), info, outcome); });
+    return applies ? Answer(std::to_string(info.PolicyId)) : std::nullopt;
+  });
 }
 
 TEST(NoMemory, QuestionsAboutPolicies) {

@@ -2,6 +2,7 @@
 
 #include <kx_util/shared_policy_kinds.h>
 
+#include "Agent/engine/kx_util/watch/observe.h"
 #include "Common_CPP/util/trace.h"
 
 bool KxPolicyWalk_IsPassedOver(const CkxShBufPolicy& policy) {
@@ -13,6 +14,13 @@ EkxPolicyOutcome KxPolicyWalk_Judge(const CkxShBufPolicyWithTargets& policy, con
                                     SkxTriggerPolicyShortInfo& info) {
   if (KxPolicyWalk_IsPassedOver(policy)) return EkxPolicyOutcome::PassedOver;
   return policy.IsApplicableTarget(target, info) ? EkxPolicyOutcome::Applies : EkxPolicyOutcome::NoTargetMatched;
+}
+
+void KxPolicyWalk_Tell(const CkxShBufPolicy& policy, EkxPolicyOutcome outcome) {
+  const bool applies = outcome == EkxPolicyOutcome::Applies;
+  if (IkxEvaluationObserver* const observer = applies ? KxObserve_Current() : KxObserve_Steps()) {
+    observer->OnPolicy({policy.Id(), policy.Action(), policy.NameView(), &policy}, outcome);
+  }
 }
 
 bool KxPolicyWalk_IsExpected(std::string_view name, uint32_t actions, const CkxShBufPolicy& policy) {

@@ -25,6 +25,9 @@ bool KxPolicyWalk_IsPassedOver(const CkxShBufPolicy& policy);
 EkxPolicyOutcome KxPolicyWalk_Judge(const CkxShBufPolicyWithTargets& policy, const CkxTargetInfo& target,
                                     SkxTriggerPolicyShortInfo& info);
 
+/// Tells whoever watches what became of a policy that was asked.
+void KxPolicyWalk_Tell(const CkxShBufPolicy& policy, EkxPolicyOutcome outcome);
+
 /// Whether the question `name` is about policies like this one; if not, an error line says so.
 bool KxPolicyWalk_IsExpected(std::string_view name, uint32_t actions, const CkxShBufPolicy& policy);
 

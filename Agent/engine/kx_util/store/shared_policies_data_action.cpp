@@ -3,25 +3,17 @@
 
 #include "Agent/engine/kx_util/store/policy_walk.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
-#include "Agent/engine/kx_util/watch/observe.h"
 
 namespace {
 
 constexpr std::string_view kActionScope = "GetProcessPolicyAction";
-
-void Tell(const CkxShBufPolicy& policy, EkxPolicyOutcome outcome) {
-  const bool applies = outcome == EkxPolicyOutcome::Applies;
-  if (IkxEvaluationObserver* const observer = applies ? KxObserve_Current() : KxObserve_Steps()) {
-    observer->OnPolicy({policy.Id(), policy.Action(), policy.NameView(), &policy}, outcome);
-  }
-}
 
 /// Every kind that decides, until a policy applies.
 EkxEvaluationOutcome Evaluate(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info) {
   SkxTriggerPolicyShortInfo result;
   const auto isUndecided = [&](const CkxShBufPolicyWithTargets& policy) {
     const EkxPolicyOutcome outcome = KxPolicyWalk_Judge(policy, target, result);
-    Tell(policy, outcome);
+    KxPolicyWalk_Tell(policy, outcome);
     return outcome != EkxPolicyOutcome::Applies;
   };
   switch (KxPolicyWalk_Run(kActionScope, kKxDecidingActions, target.UserToken(), &target, isUndecided)) {
