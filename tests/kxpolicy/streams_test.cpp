@@ -47,6 +47,25 @@ std::string App(const std::string& name) { return R"({"type": "executable", "fil
 
 const std::string kToolLine = R"({"id":"t","kind":"file","path":"C:\\Tools\\TOOL.exe"})";
 
+TEST(Bench, MeasuresEachWayToDecide) {
+  const Image image(R"({"policies": [)" + Policy(1, "P", App("*")) + "," + Policy(2, "Q", App("*")) + "]}");
+  const auto bench = [&](const std::string& targets) {
+    return KxTest_RunTool({"bench", image.Path(), "--targets", "-", "--milliseconds", "5", "--format", "json"}, targets);
+  };
+  const SkxToolRun run = bench(kToolLine + "\n" + kToolLine + "\n");
+  ASSERT_EQ(run.code, 0) << run.err;
+  const auto answer = nlohmann::json::parse(run.out);
+  EXPECT_EQ(answer["policies"], 2);
+  EXPECT_EQ(answer["targets"], 2);
+  for (const char* const way : {"walk", "snapshot", "stream"}) {
+    EXPECT_GT(answer[way]["decisionsPerSecond"], 0) << way;
+  }
+  EXPECT_EQ(bench("").code, 3);
+  const SkxToolRun malformed = bench(kToolLine + "\n{}\n");
+  EXPECT_EQ(malformed.code, 3);
+  EXPECT_THAT(malformed.err, HasSubstr("standard input:2: "));
+}
+
 TEST(Eval, ReadsAnyBytesLineByLine) {
   const Image image(R"({"policies": [)" + Policy(1, "P", App("*")) + "]}");
   const std::string stream = "\xEF\xBB\xBF" + kToolLine + "\r\n\r\n" +                                   // a mark
@@ -62,6 +81,30 @@ TEST(Eval, ReadsAnyBytesLineByLine) {
     EXPECT_THAT(line, testing::StartsWith(answer));
   }
   EXPECT_EQ(answers.peek(), EOF);
+}
+
+/// From some target on by policies that are prepared for many.
+TEST(Eval, AnswersALongStreamAsItBegan) {
+  const Image image(R"({"policies": [)" + Policy(1, "Other", App("other.exe")) + "," +
+                    Policy(2, "Tool", App("tool.exe")) + "]}");
+  const std::string otherLine = R"({"id":"o","kind":"file","path":"C:\\Tools\\nothing.exe"})";
+  std::string stream;
+  for (int i = 0; i < 400; ++i) stream += kToolLine + "\n" + otherLine + "\n";
+  std::istringstream answers(image.Eval({"--targets", "-", "--format", "json"}, stream));
+  std::string applies;
+  std::string doesNot;
+  std::getline(answers, applies);
+  std::getline(answers, doesNot);
+  EXPECT_THAT(applies, HasSubstr("\"policyName\":\"Tool\""));
+  EXPECT_THAT(doesNot, HasSubstr("\"matched\":false"));
+  for (int i = 1; i < 400; ++i) {
+    std::string first;
+    std::string second;
+    std::getline(answers, first);
+    std::getline(answers, second);
+    ASSERT_EQ(first, applies) << i;
+    ASSERT_EQ(second, doesNot) << i;
+  }
 }
 
 TEST(Eval, ExplainsWithinBounds) {

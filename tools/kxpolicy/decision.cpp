@@ -29,14 +29,21 @@ std::string TextOf(const ordered_json& object, const char* key) {
   return KxText_Printable(object[key].get_ref<const std::string&>());
 }
 
+bool Evaluate(const CkxTargetInfo& target, const CkxPolicySnapshot* snapshot, SkxDecision& decision) {
+  if (snapshot != nullptr) {
+    return snapshot->Evaluate(target, KxPolicySource_Current(), decision.info, decision.outcome);
+  }
+  return CkxSharedPoliciesData::GetTargetPolicyAction(target, decision.info, decision.outcome);
+}
+
 }  // namespace
 
-SkxDecision KxDecision_Of(const CkxTargetInfo& target, bool explain) {
+SkxDecision KxDecision_Of(const CkxTargetInfo& target, bool explain, const CkxPolicySnapshot* snapshot) {
   SkxDecision decision;
   CkxDecisionObserver observer(explain);
   {
     const CkxEvaluationObserverScope scope(observer);
-    decision.matched = CkxSharedPoliciesData::GetTargetPolicyAction(target, decision.info, decision.outcome);
+    decision.matched = Evaluate(target, snapshot, decision);
   }
   if (KxUtil_LastFault() == EkxEvaluationFault::OutOfMemory) throw std::bad_alloc();
   decision.policyName = observer.PolicyName();

@@ -1,6 +1,7 @@
 // One evaluation and what it said: the decision, whose policy it was, and on request how it came about.
 #pragma once
 
+#include <kx_util/policy_snapshot.h>
 #include <kx_util/shared_policies_data.h>
 
 #include <nlohmann/json.hpp>
@@ -20,9 +21,9 @@ struct SkxDecision {
   size_t policiesLeftOut = 0;  ///< of the explanation, because there are too many
 };
 
-/// The central evaluation for `target`, by the policy source in force. With `explain` every step is kept. A want of
-/// memory is no answer: std::bad_alloc.
-SkxDecision KxDecision_Of(const CkxTargetInfo& target, bool explain);
+/// The central evaluation for `target`, by the policy source in force; by `snapshot` where that is one of it. With
+/// `explain` every step is kept. A want of memory is no answer: std::bad_alloc.
+SkxDecision KxDecision_Of(const CkxTargetInfo& target, bool explain, const CkxPolicySnapshot* snapshot = nullptr);
 
 /// What the policy does, in a word.
 std::string KxDecision_ActionName(const SkxDecision& decision);

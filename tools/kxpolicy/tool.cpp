@@ -49,7 +49,7 @@ constexpr std::array<SkxVerb, 1> kProcMapVerbs = {{
 }};
 constexpr SkxVerbGroup kProcMap = {kProcMapVerbs};
 
-constexpr std::array<SkxVerb, 16> kVerbs = {{
+constexpr std::array<SkxVerb, 17> kVerbs = {{
     {"compile", "Policy documents into an image", KxVerb_Compile},
     {"check", "Errors in an image or in policy documents, and what cannot have been meant", KxVerb_Check},
     {"show", "The records of an image", KxVerb_Show},
@@ -66,6 +66,7 @@ constexpr std::array<SkxVerb, 16> kVerbs = {{
     {"publish", "An image into the live sections of this machine", KxVerb_Publish},
     {"unpublish", "What is published, out again", KxVerb_Unpublish},
     {"serve", "The agent's part, from an image: publishes, answers, follows the image", KxVerb_Serve},
+    {"bench", "How many decisions a second this machine makes by an image", KxVerb_Bench},
 }};
 
 /// The first argument is the verb, unless it is an option; behind a group it is one of the group's. The parser would

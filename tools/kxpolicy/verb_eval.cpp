@@ -92,9 +92,32 @@ class Answers {
   bool _isAnyUnanswered = false;
 };
 
-SkxDecision Decide(const CkxTargetDocument& document, bool explain) {
+/// The image, prepared for the rest of a stream that turns out to be long: preparing takes as long as judging some
+/// hundred targets.
+class PreparedImage {
+ public:
+  explicit PreparedImage(const IkxPolicySource* image) : _image(image) {}
+
+  /// For one more target; null for the first ones, for live policies, and where it cannot be had.
+  const CkxPolicySnapshot* ForNext() {
+    if (++_targets == kTargetsWorthPreparing && _image != nullptr) {
+      EkxEvaluationFault ignored;  // the targets are judged without
+      _snapshot = CkxPolicySnapshot::Prepare(*_image, ignored);
+    }
+    return _snapshot.get();
+  }
+
+ private:
+  static constexpr uint64_t kTargetsWorthPreparing = 256;
+
+  const IkxPolicySource* const _image;
+  uint64_t _targets = 0;
+  std::shared_ptr<const CkxPolicySnapshot> _snapshot;
+};
+
+SkxDecision Decide(const CkxTargetDocument& document, bool explain, const CkxPolicySnapshot* snapshot = nullptr) {
   const CkxMachineFactsScope machine(document.Machine());
-  SkxDecision decision = KxDecision_Of(document.Target(), explain);
+  SkxDecision decision = KxDecision_Of(document.Target(), explain, snapshot);
   decision.idJson = document.IdJson();
   return decision;
 }
@@ -107,7 +130,7 @@ std::string NameOf(const CkxTargetDocument& document) {
   return id.is_null() && file != nullptr ? KxText_ToUtf8(file->GetPath()) : document.IdJson();
 }
 
-EkxExit EvalStream(const EvalOptions& options, const std::optional<CkxSid>& user, Answers& answers,
+EkxExit EvalStream(const EvalOptions& options, const std::optional<CkxSid>& user, PreparedImage image, Answers& answers,
                    SkxStreams& streams) {
   CkxInput input(options.targets, streams.in);
   CkxLineReader lines(input.Stream());
@@ -116,7 +139,7 @@ EkxExit EvalStream(const EvalOptions& options, const std::optional<CkxSid>& user
     try {
       if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");
       const CkxTargetDocument document = CkxTargetDocument::Parse(line, user);
-      answers.Write(Decide(document, options.explain), [&] { return NameOf(document); });
+      answers.Write(Decide(document, options.explain, image.ForNext()), [&] { return NameOf(document); });
     } catch (const CkxDocumentFault& fault) {
       const std::string place = input.Name() + ":" + std::to_string(lines.Number());
       answers.WriteFault(lines.TooLong() ? "" : line, fault.Line(), place);
@@ -177,7 +200,8 @@ EkxExit Eval(const EvalOptions& options, SkxStreams& streams) {
   const CkxTrustInput trust(options.trust);
   const CkxSecretInput secrets(options.secrets, EkxUnnamedSecrets::Machines);
   Answers answers(options, streams);
-  const EkxExit code = !options.targets.empty()  ? EvalStream(options, user, answers, streams)
+  const PreparedImage prepared(image && !options.explain ? &*image : nullptr);
+  const EkxExit code = !options.targets.empty()  ? EvalStream(options, user, prepared, answers, streams)
                        : !options.target.empty() ? EvalDocument(options, user, answers, streams)
                                                  : EvalLive(options, user, answers);
   return answers.IsAnyUnanswered() ? EkxExit::SystemRefused : code;

@@ -1,11 +1,13 @@
 #include "Agent/engine/kx_publish/service/agent_service.h"
 
+#include <kx_util/policy_snapshot.h>
 #include <kx_util/shared_policies_data.h>
 #include <kx_util/shared_policy_kinds.h>
 #include <kx_util/target_info_process.h>
 
 #include <cstring>
 
+#include "Agent/engine/kx_publish/image/image_source.h"
 #include "Agent/engine/kx_publish/service/client_path.h"
 #include "Agent/engine/kx_util/store/agent_requests.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
@@ -14,6 +16,24 @@
 #include "Common_CPP/file/path.h"
 #include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/text.h"
+
+/// An image, with its policies prepared for as many questions as come.
+struct SkxServedImage {
+  explicit SkxServedImage(SkxPolicyImage image) : source(std::move(image)) {
+    EkxEvaluationFault ignored;  // each question reads the image then, and says what is wrong with it
+    snapshot = CkxPolicySnapshot::Prepare(source, ignored);
+  }
+
+  /// The central evaluation; the source is in force.
+  bool Decide(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info) const {
+    EkxEvaluationOutcome outcome = EkxEvaluationOutcome::NotAnswered;
+    return snapshot != nullptr ? snapshot->Evaluate(target, source, info, outcome)
+                               : CkxSharedPoliciesData::GetTargetPolicyAction(target, info, outcome);
+  }
+
+  const CkxImageSource source;
+  std::shared_ptr<const CkxPolicySnapshot> snapshot;
+};
 
 namespace {
 
@@ -72,12 +92,12 @@ CkxTargetInfoProcess ProgramAt(CkxTextView path, EkxClientPath kind, CkxAccessTo
 }
 
 /// What the policies say of a prompt that `user` is about to see. Runs with the rights of the user.
-SvcUacActionInfo ActionOf(const CkxTargetInfoProcess& program, bool administrator) {
+SvcUacActionInfo ActionOf(const SkxServedImage& image, const CkxTargetInfoProcess& program, bool administrator) {
   SvcUacActionInfo action;
   std::memset(static_cast<void*>(&action), 0, sizeof(action));
   SkxTriggerPolicyShortInfo info;
   CkxShBufPolicy* policy = nullptr;
-  if (!CkxSharedPoliciesData::GetTargetPolicyAction(program, info)) return action;
+  if (!image.Decide(program, info)) return action;
   action.policy = info;
   action.policyApplies = 1;
   if (!CkxSharedPoliciesData::GetPolicyById(info.PolicyId, policy)) return action;
@@ -111,11 +131,11 @@ std::string Described(const SkxConsentQuestion& question, const SvcUacActionInfo
 
 /// The two questions about a prompt. Whoever can be told by name is answered, about nobody but itself: the system, or
 /// the user who is about to see the prompt. Which program it claims to be is for the log, since anybody can.
-bool AnswerPrompt(const CkxImageSource* source, const SkxSecureIpcCaller& caller, Body body, SvcUacActionInfo& action,
+bool AnswerPrompt(const SkxServedImage* image, const SkxSecureIpcCaller& caller, Body body, SvcUacActionInfo& action,
                   std::string& outcome) {
   SkxConsentQuestion question;
   outcome = kNoImage;
-  if (source == nullptr) return false;
+  if (image == nullptr) return false;
   outcome = "refused, " + std::to_string(body.size()) + " bytes";
   if (!ReadQuestion(body, question)) return false;
   outcome = "refused, nobody's";
@@ -128,7 +148,7 @@ bool AnswerPrompt(const CkxImageSource* source, const SkxSecureIpcCaller& caller
   const bool administrator = question.administrator != 0;
   CkxAccessToken user(caller.peer.user, {}, administrator);
   const CkxTargetInfoProcess program = ProgramAt(PathOf(question), kind, user);
-  const CkxPolicySourceScope scope(*source);
+  const CkxPolicySourceScope scope(image->source);
   CkxEntryScope budget;  // one for all that the answer takes
   outcome = kGivenUp;
   if (!budget.IsOpen()) return false;
@@ -137,7 +157,7 @@ bool AnswerPrompt(const CkxImageSource* source, const SkxSecureIpcCaller& caller
   if (!client) return false;
   outcome = "refused, the client's drive is another machine's";
   if (KxMachine_Facts().DriveType(KxPath_DriveLetter(PathOf(question))) == EkxDriveType::Remote) return false;
-  action = ActionOf(program, administrator);
+  action = ActionOf(*image, program, administrator);
   outcome = kGivenUp;
   if (KxFault_Current() != EkxEvaluationFault::None) return false;  // no answer, and none may be made up for it
   outcome = Described(question, action);
@@ -156,23 +176,23 @@ CkxAgentService::CkxAgentService(KxAgentServiceListener listener) : _listener(st
 CkxAgentService::~CkxAgentService() { Stop(); }
 
 void CkxAgentService::Serve(SkxPolicyImage image) {
-  auto source = std::make_shared<const CkxImageSource>(std::move(image));
+  auto served = std::make_shared<const SkxServedImage>(std::move(image));
   const std::lock_guard lock(_mutex);
-  _source = std::move(source);
+  _image = std::move(served);
 }
 
 bool CkxAgentService::Replace(SkxPolicyImage image, const std::function<bool()>& publish) {
-  auto source = std::make_shared<const CkxImageSource>(std::move(image));
+  auto served = std::make_shared<const SkxServedImage>(std::move(image));
   const CkxSwapGate::Change change(_gate);
   if (!publish()) return false;
   const std::lock_guard lock(_mutex);
-  _source = std::move(source);
+  _image = std::move(served);
   return true;
 }
 
-std::shared_ptr<const CkxImageSource> CkxAgentService::Source() const {
+std::shared_ptr<const SkxServedImage> CkxAgentService::Image() const {
   const std::lock_guard lock(_mutex);
-  return _source;
+  return _image;
 }
 
 bool CkxAgentService::Start(KxWString& name) {
@@ -216,10 +236,10 @@ bool CkxAgentService::AnswerApplicablePolicies(const SkxSecureIpcCaller& /*calle
     return false;
   }
   const CkxSwapGate::Request request(_gate);
-  const std::shared_ptr<const CkxImageSource> source = Source();
+  const std::shared_ptr<const SkxServedImage> image = Image();
   outcome = kNoImage;
-  if (source == nullptr) return false;
-  const CkxPolicySourceScope scope(*source);
+  if (image == nullptr) return false;
+  const CkxPolicySourceScope scope(image->source);
   CkxAccessToken token(*user, {}, false);
   std::vector<int> ids;
   CkxSharedPoliciesData::GetPoliciesApplicableForUser(token.Handle(), ids);
@@ -233,7 +253,7 @@ bool CkxAgentService::AnswerApplicablePolicies(const SkxSecureIpcCaller& /*calle
 
 bool CkxAgentService::AnswerUacAction(const SkxSecureIpcCaller& caller, Body body, Reply& reply, std::string& outcome) {
   SvcUacActionInfo action;
-  if (!AnswerPrompt(Source().get(), caller, body, action, outcome)) return false;
+  if (!AnswerPrompt(Image().get(), caller, body, action, outcome)) return false;
   Append(reply, action);
   return true;
 }
@@ -241,7 +261,7 @@ bool CkxAgentService::AnswerUacAction(const SkxSecureIpcCaller& caller, Body bod
 bool CkxAgentService::AnswerHookConsent(const SkxSecureIpcCaller& caller, Body body, Reply& reply,
                                         std::string& outcome) {
   SvcUacActionInfo action;
-  if (!AnswerPrompt(Source().get(), caller, body, action, outcome)) return false;
+  if (!AnswerPrompt(Image().get(), caller, body, action, outcome)) return false;
   reply.push_back(action.replacePrompt);
   return true;
 }

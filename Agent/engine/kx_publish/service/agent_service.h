@@ -18,13 +18,15 @@
 #include <memory>
 #include <mutex>
 
-#include "Agent/engine/kx_publish/image/image_source.h"
+#include "Agent/engine/kx_publish/image/policy_image.h"
 #include "Agent/engine/kx_publish/service/swap_gate.h"
 #include "Common_CPP/secure_ipc/secure_ipc_server.h"
 
 /// Told of each request and what became of it: "HANDLER_APPLICABLE_POLICIES from S-1-5-18: 3 policies". On the server's
 /// threads, several at once.
 using KxAgentServiceListener = std::function<void(const std::string& line)>;
+
+struct SkxServedImage;
 
 class CkxAgentService {
  public:
@@ -59,11 +61,11 @@ class CkxAgentService {
   bool AnswerApplicablePolicies(const SkxSecureIpcCaller&, Body, Reply&, std::string&);
   bool AnswerUacAction(const SkxSecureIpcCaller&, Body, Reply&, std::string&);
   bool AnswerHookConsent(const SkxSecureIpcCaller&, Body, Reply&, std::string&);
-  std::shared_ptr<const CkxImageSource> Source() const;
+  std::shared_ptr<const SkxServedImage> Image() const;
 
   const KxAgentServiceListener _listener;
   CkxSwapGate _gate;
   mutable std::mutex _mutex;  // guards the pointer
-  std::shared_ptr<const CkxImageSource> _source;
+  std::shared_ptr<const SkxServedImage> _image;
   std::vector<std::unique_ptr<CkxSecureIpcServer>> _servers;
 };

@@ -1,0 +1,149 @@
+// bench: how many decisions a second this machine makes by an image, in each of the ways that there are.
+#include <kx_util/policy_snapshot.h>
+
+#include <chrono>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <ostream>
+
+#include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/target_document.h"
+#include "Agent/engine/kx_publish/image/image_source.h"
+#include "tools/kxpolicy/decision.h"
+#include "tools/kxpolicy/decision_json.h"
+#include "tools/kxpolicy/image_input.h"
+#include "tools/kxpolicy/input.h"
+#include "tools/kxpolicy/tool.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+struct BenchOptions {
+  std::string image;
+  std::string target;
+  std::string targets;
+  std::optional<uint32_t> milliseconds = 1000;
+  std::string format = "text";
+};
+
+struct BenchTarget {
+  std::string text;
+  CkxTargetDocument document;
+};
+
+/// One way to decide, and how it went.
+struct BenchRow {
+  const char* way;
+  const char* meaning;
+  double decisionsASecond;
+};
+
+BenchTarget ReadTarget(const std::string& text, const std::string& place) {
+  try {
+    return {text, CkxTargetDocument::Parse(text)};
+  } catch (const CkxDocumentFault& fault) {
+    throw CkxToolFault(EkxExit::UnusableInput, place + ": " + fault.Line());
+  }
+}
+
+/// The document, or the first ones of the stream: enough that they differ as all do.
+std::vector<BenchTarget> ReadTargets(const BenchOptions& options, SkxStreams& streams) {
+  constexpr size_t kEnough = 10000;
+  std::vector<BenchTarget> targets;
+  CkxInput input(options.target.empty() ? options.targets : options.target, streams.in);
+  if (!options.target.empty()) {
+    targets.push_back(ReadTarget(input.ReadAll(), input.Name()));
+    return targets;
+  }
+  CkxLineReader lines(input.Stream());
+  for (std::string line; targets.size() < kEnough && lines.Next(line);) {
+    targets.push_back(ReadTarget(line, input.Name() + ":" + std::to_string(lines.Number())));
+  }
+  if (targets.empty()) throw CkxToolFault(EkxExit::UnusableInput, input.Name() + ": no target document");
+  return targets;
+}
+
+/// Decides about one target after the other, round and round, until the time is over.
+template <class Decide>
+double DecisionsASecond(const std::vector<BenchTarget>& targets, const BenchOptions& options, Decide decide) {
+  constexpr int kBetweenLooksAtTheClock = 64;
+  for (const BenchTarget& target : targets) decide(target);  // facts and memory that later ones find at hand
+  const Clock::time_point begin = Clock::now();
+  const Clock::time_point end = begin + std::chrono::milliseconds(*options.milliseconds);
+  uint64_t decisions = 0;
+  Clock::time_point now = begin;
+  do {
+    for (int i = 0; i < kBetweenLooksAtTheClock; ++i) decide(targets[decisions++ % targets.size()]);
+    now = Clock::now();
+  } while (now < end);
+  return static_cast<double>(decisions) / std::chrono::duration<double>(now - begin).count();
+}
+
+void Decide(const BenchTarget& target, const CkxPolicySnapshot* snapshot) {
+  SkxTriggerPolicyShortInfo info;
+  EkxEvaluationOutcome outcome = EkxEvaluationOutcome::NotAnswered;
+  const CkxMachineFactsScope machine(target.document.Machine());
+  const IkxPolicySource& source = KxPolicySource_Current();
+  snapshot != nullptr ? snapshot->Evaluate(target.document.Target(), source, info, outcome)
+                      : CkxSharedPoliciesData::GetTargetPolicyAction(target.document.Target(), info, outcome);
+}
+
+/// From the text of the target to the text of the answer, as `eval --targets` does.
+void DecideOfText(const BenchTarget& target, const CkxPolicySnapshot* snapshot) {
+  const CkxTargetDocument document = CkxTargetDocument::Parse(target.text);
+  const CkxMachineFactsScope machine(document.Machine());
+  KxDecision_ToJson(KxDecision_Of(document.Target(), false, snapshot));
+}
+
+std::string Row(const BenchRow& row) {
+  char line[128];
+  std::snprintf(line, sizeof(line), "%-10s %13.0f  %12.2f  %s\n", row.way, row.decisionsASecond,
+                1e6 / row.decisionsASecond, row.meaning);
+  return line;
+}
+
+EkxExit Bench(const BenchOptions& options, SkxStreams& streams) {
+  const std::vector<BenchTarget> targets = ReadTargets(options, streams);
+  const CkxImageSource image(KxImage_Load(options.image));
+  const CkxPolicySourceScope scope(image);
+  EkxEvaluationFault fault = EkxEvaluationFault::None;
+  const Clock::time_point begin = Clock::now();
+  const std::shared_ptr<const CkxPolicySnapshot> snapshot = CkxPolicySnapshot::Prepare(image, fault);
+  const std::chrono::duration<double, std::milli> prepared = Clock::now() - begin;
+  if (snapshot == nullptr) throw CkxToolFault(EkxExit::SystemRefused, std::string(KxUtil_FaultText(fault)));
+
+  char preparation[64];
+  std::snprintf(preparation, sizeof(preparation), "the image is prepared first, in %.1f ms", prepared.count());
+  const auto measure = [&](auto decide) { return DecisionsASecond(targets, options, decide); };
+  const BenchRow rows[] = {
+      {"walk", "each decision reads the image", measure([](const BenchTarget& target) { Decide(target, nullptr); })},
+      {"snapshot", preparation, measure([&](const BenchTarget& target) { Decide(target, snapshot.get()); })},
+      {"stream", "the same, from JSON to JSON",
+       measure([&](const BenchTarget& target) { DecideOfText(target, snapshot.get()); })},
+  };
+  if (options.format == "json") {
+    nlohmann::ordered_json answer = {
+        {"policies", snapshot->PolicyCount()}, {"targets", targets.size()}, {"prepareMilliseconds", prepared.count()}};
+    for (const BenchRow& row : rows) answer[row.way] = {{"decisionsPerSecond", row.decisionsASecond}};
+    streams.out << answer.dump() << '\n';
+    return EkxExit::Done;
+  }
+  streams.out << snapshot->PolicyCount() << " policies, " << targets.size() << " targets\n"
+              << "WAY          DECISIONS/S       US EACH\n";
+  for (const BenchRow& row : rows) streams.out << Row(row);
+  return EkxExit::Done;
+}
+
+}  // namespace
+
+KxVerbAction KxVerb_Bench(const CkxVerbOptions& verb) {
+  const auto options = std::make_shared<BenchOptions>();
+  verb.Add("image", options->image, "Folder of a compiled image").Required();
+  const CkxVerbOptions what = verb.AddChoice("target", "What to decide about");
+  what.Add("--target", options->target, "One target document, - for standard input");
+  what.Add("--targets", options->targets, "The first 10,000 of a stream of them, one a line, - for standard input");
+  verb.Add("--milliseconds", options->milliseconds, "How long to measure each way; 1000 if not given");
+  verb.Add("--format", options->format, "text (a table) or json (one object)").OneOf({"text", "json"});
+  return [options](SkxStreams& streams) { return Bench(*options, streams); };
+}
