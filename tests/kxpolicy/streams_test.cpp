@@ -50,7 +50,8 @@ const std::string kToolLine = R"({"id":"t","kind":"file","path":"C:\\Tools\\TOOL
 TEST(Bench, MeasuresEachWayToDecide) {
   const Image image(R"({"policies": [)" + Policy(1, "P", App("*")) + "," + Policy(2, "Q", App("*")) + "]}");
   const auto bench = [&](const std::string& targets) {
-    return KxTest_RunTool({"bench", image.Path(), "--targets", "-", "--milliseconds", "5", "--format", "json"}, targets);
+    return KxTest_RunTool({"bench", image.Path(), "--targets", "-", "--milliseconds", "5", "--format", "json"},
+                          targets);
   };
   const SkxToolRun run = bench(kToolLine + "\n" + kToolLine + "\n");
   ASSERT_EQ(run.code, 0) << run.err;

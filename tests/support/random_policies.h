@@ -5,6 +5,7 @@
 #pragma once
 
 #include <kx_util/evaluation_fault.h>
+#include <kx_util/match_str.h>
 #include <kx_util/policy_source.h>
 #include <kx_util/target_info_kinds.h>
 #include <kx_util/target_info_process.h>
