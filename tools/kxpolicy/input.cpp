@@ -1,5 +1,6 @@
 #include "tools/kxpolicy/input.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -40,6 +41,11 @@ std::string CkxInput::ReadAllBytes() {
   }
   if (Stream().bad()) throw CkxToolFault(EkxExit::UnusableInput, _name + ": cannot be read");
   return text;
+}
+
+void KxInput_CheckStandardInput(const std::vector<std::string>& paths) {
+  if (std::count(paths.begin(), paths.end(), "-") <= 1) return;
+  throw CkxToolFault(EkxExit::UnusableArguments, "standard input can be read only once");
 }
 
 bool CkxLineReader::Next(std::string& line) {

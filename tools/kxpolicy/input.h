@@ -24,6 +24,9 @@ class CkxInput {
   std::istream& _standardInput;
 };
 
+/// Unusable arguments when more than one of `paths` is "-": it can be read only once.
+void KxInput_CheckStandardInput(const std::vector<std::string>& paths);
+
 /// The lines of a stream, one at a time and of bounded length, so that a stream of any size takes constant memory. A
 /// byte order mark before the first line, a carriage return at a line's end and blank lines are passed over.
 class CkxLineReader {

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "Agent/engine/kx_publish/image/policy_image.h"
+#include "Agent/engine/kx_publish/image/policy_set.h"
 #include "Common_CPP/util/byte_cursor.h"
 
 /// A record as it lies in its section, framed well; whether it parses is another question.
@@ -51,6 +51,6 @@ class IkxShowFormat {
 /// The library's debug texts.
 std::unique_ptr<IkxShowFormat> KxShow_TextFormat(std::ostream& out);
 
-/// A policy document that compiles back. `image` is how fault lines name it. `onlyNamed`: of the groups and the alerts
-/// only those that are shown for something, because a policy or a group that is shown names them.
-std::unique_ptr<IkxShowFormat> KxShow_JsonFormat(std::ostream& out, const std::string& image, bool onlyNamed);
+/// A policy document that compiles back. `shown`, where the records are from, outlives the format. `onlyNamed`: of the
+/// groups and the alerts only those that are shown for something, because a policy or a group that is shown names them.
+std::unique_ptr<IkxShowFormat> KxShow_JsonFormat(std::ostream& out, const CkxPolicySet& shown, bool onlyNamed);

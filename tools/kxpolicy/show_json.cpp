@@ -13,8 +13,8 @@ namespace {
 
 class JsonFormat : public IkxShowFormat {
  public:
-  JsonFormat(std::ostream& out, const std::string& image, bool onlyNamed)
-      : _out(out), _image(image), _onlyNamed(onlyNamed) {}
+  JsonFormat(std::ostream& out, const CkxPolicySet& shown, bool onlyNamed)
+      : _out(out), _shown(shown), _onlyNamed(onlyNamed) {}
 
   void Policy(const SkxShownRecord& record, const CkxShBufPolicy* policy) override {
     Add(_policies, Place(record, KxShow_PolicyTitle(record)), policy != nullptr, record.All(), KxDecode_Policy);
@@ -48,7 +48,7 @@ class JsonFormat : public IkxShowFormat {
 
   /// "IMAGE/policies.sec: byte 4: policy 7, action 2"
   std::string Place(const SkxShownRecord& record, const std::string& title) const {
-    return _image + "/" + record.file + ": byte " + std::to_string(record.offset) + ": " + title;
+    return _shown.PlaceOf(record.file) + ": byte " + std::to_string(record.offset) + ": " + title;
   }
 
   using Bytes = std::span<const unsigned char>;
@@ -123,7 +123,7 @@ class JsonFormat : public IkxShowFormat {
   }
 
   std::ostream& _out;
-  const std::string _image;
+  const CkxPolicySet& _shown;
   const bool _onlyNamed;
   std::vector<Decoded<SkxPolicyModel>> _policies;
   std::vector<Decoded<SkxAppGroupModel>> _groups;
@@ -132,6 +132,6 @@ class JsonFormat : public IkxShowFormat {
 
 }  // namespace
 
-std::unique_ptr<IkxShowFormat> KxShow_JsonFormat(std::ostream& out, const std::string& image, bool onlyNamed) {
-  return std::make_unique<JsonFormat>(out, image, onlyNamed);
+std::unique_ptr<IkxShowFormat> KxShow_JsonFormat(std::ostream& out, const CkxPolicySet& shown, bool onlyNamed) {
+  return std::make_unique<JsonFormat>(out, shown, onlyNamed);
 }

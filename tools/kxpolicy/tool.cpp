@@ -52,7 +52,7 @@ constexpr SkxVerbGroup kProcMap = {kProcMapVerbs};
 constexpr std::array<SkxVerb, 17> kVerbs = {{
     {"compile", "Policy documents into an image", KxVerb_Compile},
     {"check", "Errors in an image or in policy documents, and what cannot have been meant", KxVerb_Check},
-    {"show", "The records of an image", KxVerb_Show},
+    {"show", "The records of an image, or of what policy documents compile to", KxVerb_Show},
     {"eval", "Which policy applies to a target, and what it does", KxVerb_Eval},
     {"describe", "Files and processes of this machine as target documents", KxVerb_Describe},
     {"match", "The match primitives, on a stream or tried out by hand", KxVerb_Match},

@@ -1,6 +1,4 @@
 // check: an image or policy documents, verified field by field, and looked through for what cannot have been meant.
-#include <algorithm>
-#include <filesystem>
 #include <ostream>
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
@@ -10,7 +8,7 @@
 #include "tools/kxpolicy/check_places.h"
 #include "tools/kxpolicy/image_input.h"
 #include "tools/kxpolicy/image_summary.h"
-#include "tools/kxpolicy/input.h"
+#include "tools/kxpolicy/policy_input.h"
 #include "tools/kxpolicy/tool.h"
 
 namespace {
@@ -24,11 +22,6 @@ struct CheckOptions {
 
 /// For a document that says something else than a publication.
 constexpr const char* kDocumentRule = "document";
-
-bool IsFolder(const std::string& path) {
-  std::error_code ignored;
-  return std::filesystem::is_directory(std::filesystem::path(std::u8string(path.begin(), path.end())), ignored);
-}
 
 const char* Word(EkxSeverity severity) { return severity == EkxSeverity::Error ? "error" : "warning"; }
 
@@ -116,11 +109,7 @@ bool Parse(const SkxDocumentText& text, CkxCheckedDocuments& documents, Report& 
 }
 
 void CheckDocuments(const std::vector<std::string>& paths, std::istream& standardInput, Report& report) {
-  std::vector<SkxDocumentText> texts;
-  for (const std::string& path : paths) {
-    CkxInput input(path, standardInput);
-    texts.push_back({input.Name(), input.ReadAll()});
-  }
+  const std::vector<SkxDocumentText> texts = KxPolicyInput_Texts(paths, standardInput);
   CkxCheckedDocuments documents;
   bool areParsed = true;
   for (const SkxDocumentText& text : texts) areParsed = Parse(text, documents, report) && areParsed;
@@ -140,12 +129,10 @@ void CheckDocuments(const std::vector<std::string>& paths, std::istream& standar
 
 EkxExit Check(const CheckOptions& options, SkxStreams& streams) {
   Report report(streams.out, options.format == "json");
-  if (std::none_of(options.inputs.begin(), options.inputs.end(), IsFolder)) {
-    CheckDocuments(options.inputs, streams.in, report);
-  } else if (options.inputs.size() == 1) {
+  if (KxPolicyInput_IsImage(options.inputs)) {
     CheckImage(options.inputs.front(), report);
   } else {
-    throw CkxToolFault(EkxExit::UnusableArguments, "an image is checked alone; documents are checked together");
+    CheckDocuments(options.inputs, streams.in, report);
   }
   return report.End();
 }
@@ -154,9 +141,7 @@ EkxExit Check(const CheckOptions& options, SkxStreams& streams) {
 
 KxVerbAction KxVerb_Check(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<CheckOptions>();
-  verb.Add("input", options->inputs,
-           "Folder of a compiled image, or policy documents, which make one together; - for standard input")
-      .Required();
+  verb.Add("input", options->inputs, kKxPolicyInputHelp).Required();
   verb.Add("--format", options->format, "text: a line a finding, then their sum; json: an object a finding")
       .OneOf({"text", "json"});
   verb.Footer("Exits with 1 when there is an error; warnings alone are 0.\nExample: kxpolicy check policies.jsonc");

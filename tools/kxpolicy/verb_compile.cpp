@@ -7,7 +7,7 @@
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/image_summary.h"
-#include "tools/kxpolicy/input.h"
+#include "tools/kxpolicy/policy_input.h"
 #include "tools/kxpolicy/tool.h"
 
 namespace {
@@ -28,11 +28,7 @@ void WarnOfNames(const SkxPublication& publication, std::ostream& err) {
 }
 
 EkxExit Compile(const CompileOptions& options, SkxStreams& streams) {
-  std::vector<SkxDocumentText> documents;
-  for (const std::string& path : options.documents) {
-    CkxInput input(path, streams.in);
-    documents.push_back({input.Name(), input.ReadAll()});
-  }
+  const std::vector<SkxDocumentText> documents = KxPolicyInput_Texts(options.documents, streams.in);
   SkxPublication publication;
   SkxDocumentError fault;
   if (!KxPolicyDocument_Read(documents, publication, fault)) {

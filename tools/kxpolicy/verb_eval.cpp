@@ -7,9 +7,9 @@
 #include "tools/kxpolicy/decision.h"
 #include "tools/kxpolicy/decision_json.h"
 #include "tools/kxpolicy/fault_answer.h"
-#include "tools/kxpolicy/image_input.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/live_target.h"
+#include "tools/kxpolicy/policy_input.h"
 #include "tools/kxpolicy/secret_input.h"
 #include "tools/kxpolicy/tool.h"
 #include "tools/kxpolicy/trust_input.h"
@@ -17,7 +17,7 @@
 namespace {
 
 struct EvalOptions {
-  std::string image;
+  std::vector<std::string> policies;
   std::vector<std::string> files;
   std::optional<uint32_t> pid;
   std::string target;
@@ -36,7 +36,10 @@ struct EvalOptions {
 class Answers {
  public:
   Answers(const EvalOptions& options, SkxStreams& streams)
-      : _json(options.format == "json"), _members(options.members), _isLive(options.image.empty()), _streams(streams) {}
+      : _json(options.format == "json"),
+        _members(options.members),
+        _isLive(options.policies.empty()),
+        _streams(streams) {}
 
   /// `nameOf()` is how a person calls the target; only the table asks for it.
   template <class Name>
@@ -185,7 +188,14 @@ EkxExit EvalLive(const EvalOptions& options, const std::optional<CkxSid>& user, 
   return options.pid ? EvalProcess(options, handle, answers) : EvalFiles(options, handle, answers);
 }
 
+void CheckStandardInput(const EvalOptions& options) {
+  std::vector<std::string> paths = options.policies;
+  paths.insert(paths.end(), {options.target, options.targets});
+  KxInput_CheckStandardInput(paths);
+}
+
 EkxExit Eval(const EvalOptions& options, SkxStreams& streams) {
+  CheckStandardInput(options);
   std::optional<CkxSid> user;
   if (!options.user.empty()) {
     user = CkxSid::FromUtf8(options.user);
@@ -193,8 +203,8 @@ EkxExit Eval(const EvalOptions& options, SkxStreams& streams) {
   }
   std::optional<CkxImageSource> image;
   std::optional<CkxPolicySourceScope> scope;
-  if (!options.image.empty()) {
-    image.emplace(KxImage_Load(options.image));
+  if (!options.policies.empty()) {
+    image.emplace(KxPolicyInput_Open(options.policies, streams.in).TakeImage());
     scope.emplace(*image);
   }
   const CkxTrustInput trust(options.trust);
@@ -217,7 +227,8 @@ KxDecisionMembers MembersAskedFor(const EvalOptions& options) {
 
 KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<EvalOptions>();
-  verb.Add("image", options->image, "Folder of a compiled image; without it the policies in force on this machine");
+  verb.Add("policies", options->policies,
+           kKxPolicyInputHelp + std::string("; without any the policies in force on this machine"));
   const CkxVerbOptions what = verb.AddChoice("target", "What to evaluate");
   what.Add("--file", options->files, "A file on this machine; may be given several times").OneValueEach();
   what.Add("--pid", options->pid, "A process on this machine, by its number");
@@ -232,7 +243,7 @@ KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb) {
       verb.AddFlag("--brief", options->brief, "Of a JSON answer only whether a policy applies, which, and its action");
   const CkxOption fields =
       verb.Add("--fields", options->fields, "Of a JSON answer only these members, between commas").Excludes(brief);
-  verb.Footer("Example: kxpolicy eval build/image --file setup.exe --explain");
+  verb.Footer("Example: kxpolicy eval policies.jsonc --file setup.exe --explain");
   return [options, brief, fields](SkxStreams& streams) {
     if (brief.IsGiven() || fields.IsGiven()) options->members = MembersAskedFor(*options);
     return Eval(*options, streams);

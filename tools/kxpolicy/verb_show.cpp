@@ -1,83 +1,85 @@
-// show: the records of an image, as the library's debug text or as a policy document that compiles back.
+// show: the records of an image, or of what documents compile to, as the library's debug text or as a policy document
+// that compiles back.
 #include <ostream>
 
 #include "Common_CPP/util/printable.h"
 #include "tools/kxpolicy/image_input.h"
 #include "tools/kxpolicy/image_records.h"
+#include "tools/kxpolicy/policy_input.h"
 #include "tools/kxpolicy/show_format.h"
 #include "tools/kxpolicy/tool.h"
 
 namespace {
 
 struct ShowOptions {
-  std::string image;
+  std::vector<std::string> policies;
   std::optional<uint32_t> policy;
   std::string format = "text";
 };
 
+CkxPolicySet Open(const ShowOptions& options, std::istream& standardInput) {
+  if (options.policies.empty()) return CkxPolicySet::FromImage(KxImage_LoadLive(), "live");
+  return KxPolicyInput_Open(options.policies, standardInput);
+}
+
 /// Each record of a section; where the framing ends too early, a line that says where.
 template <class Visit>
-void ForEachRecord(const std::optional<SkxPolicyImage::Bytes>& section, const SkxRecordKind& kind,
-                   const std::string& image, const char* file, std::vector<std::string>& faults, Visit visit) {
+void ForEachRecord(const CkxPolicySet& shown, EkxPolicySection section, const SkxRecordKind& kind, const char* file,
+                   std::vector<std::string>& faults, Visit visit) {
   std::vector<std::string> places;
-  KxImage_ForEachRecord(section, kind, places, [&](const unsigned char* bytes, size_t offset) {
+  KxImage_ForEachRecord(shown.Image().Section(section), kind, places, [&](const unsigned char* bytes, size_t offset) {
     visit(SkxShownRecord{bytes, offset, file});
   });
-  for (const std::string& place : places) {
-    faults.push_back(image);
-    faults.back().append("/").append(file).append(": byte ").append(place);
-  }
+  for (const std::string& place : places) faults.push_back(shown.PlaceOf(file) + ": byte " + place);
 }
 
 /// Returns how many policies were shown.
-size_t ShowPolicies(const SkxPolicyImage& image, const ShowOptions& options, IkxShowFormat& format) {
-  size_t shown = 0;
-  ForEachRecord(image.policies, kKxPolicyRecord, options.image, "policies.sec", format.faults,
+size_t ShowPolicies(const CkxPolicySet& shown, const ShowOptions& options, IkxShowFormat& format) {
+  size_t count = 0;
+  ForEachRecord(shown, EkxPolicySection::Policies, kKxPolicyRecord, "policies.sec", format.faults,
                 [&](const SkxShownRecord& record) {
                   const auto& header = record.As<SkxPolicyBufHeader>();
                   if (options.policy && *options.policy != header.id) return;
                   format.Policy(record, CkxShBufPolicyPtr(CkxShBufPolicy::PolicyFromBuffer(&header, false)).get());
-                  ++shown;
+                  ++count;
                 });
-  return shown;
+  return count;
 }
 
-void ShowGroups(const SkxPolicyImage& image, const ShowOptions& options, IkxShowFormat& format) {
-  ForEachRecord(image.appGroups, kKxAppGroupRecord, options.image, "appgroups.sec", format.faults,
+void ShowGroups(const CkxPolicySet& shown, IkxShowFormat& format) {
+  ForEachRecord(shown, EkxPolicySection::AppGroups, kKxAppGroupRecord, "appgroups.sec", format.faults,
                 [&](const SkxShownRecord& record) {
                   const auto& header = record.As<SkxAppGroupBufHeader>();
                   format.Group(record, CkxShBufAppGroupPtr(CkxShBufAppGroup::AppGroupFromBuffer(&header, false)).get());
                 });
 }
 
-void ShowAlerts(const SkxPolicyImage& image, const ShowOptions& options, IkxShowFormat& format) {
+void ShowAlerts(const CkxPolicySet& shown, IkxShowFormat& format) {
   ForEachRecord(
-      image.alerts, kKxAlertRecord, options.image, "alerts.sec", format.faults, [&](const SkxShownRecord& record) {
+      shown, EkxPolicySection::Alerts, kKxAlertRecord, "alerts.sec", format.faults, [&](const SkxShownRecord& record) {
         const auto& header = record.As<SkxAlertBufHeader>();
         format.Alert(record, CkxShBufCustGuiPtr(CkxShBufCustGuiBase::CustGuiFromBuffer(&header, false)).get());
       });
 }
 
-std::unique_ptr<IkxShowFormat> FormatOf(const ShowOptions& options, std::ostream& out) {
+std::unique_ptr<IkxShowFormat> FormatOf(const ShowOptions& options, const CkxPolicySet& shown, std::ostream& out) {
   if (options.format == "text") return KxShow_TextFormat(out);
-  return KxShow_JsonFormat(out, options.image, options.policy.has_value());
+  return KxShow_JsonFormat(out, shown, options.policy.has_value());
 }
 
-EkxExit Show(ShowOptions options, SkxStreams& streams) {
-  const bool isLive = options.image.empty();
-  const SkxPolicyImage image = isLive ? KxImage_LoadLive() : KxImage_Load(options.image);
-  if (isLive) options.image = "live";  // as fault lines name it
-  const std::unique_ptr<IkxShowFormat> format = FormatOf(options, streams.out);
-  const size_t shown = ShowPolicies(image, options, *format);
-  if (options.policy && shown == 0 && format->faults.empty()) {
+EkxExit Show(const ShowOptions& options, SkxStreams& streams) {
+  const CkxPolicySet shown = Open(options, streams.in);
+  const std::unique_ptr<IkxShowFormat> format = FormatOf(options, shown, streams.out);
+  const size_t count = ShowPolicies(shown, options, *format);
+  if (options.policy && count == 0 && format->faults.empty()) {
     throw CkxToolFault(EkxExit::UnusableInput,
-                       options.image + "/policies.sec: has no policy " + std::to_string(*options.policy));
+                       shown.PlaceOf("policies.sec") + ": has no policy " + std::to_string(*options.policy));
   }
   if (!options.policy || options.format == "json") {
-    ShowGroups(image, options, *format);
-    ShowAlerts(image, options, *format);
+    ShowGroups(shown, *format);
+    ShowAlerts(shown, *format);
   }
-  format->End(image);
+  format->End(shown.Image());
   streams.out.flush();
   for (const std::string& fault : format->faults) streams.err << "kxpolicy: " << KxText_Printable(fault) << '\n';
   return format->faults.empty() ? EkxExit::Done : EkxExit::UnusableInput;
@@ -87,7 +89,8 @@ EkxExit Show(ShowOptions options, SkxStreams& streams) {
 
 KxVerbAction KxVerb_Show(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<ShowOptions>();
-  verb.Add("image", options->image, "Folder of a compiled image; without it the policies in force on this machine");
+  verb.Add("policies", options->policies,
+           kKxPolicyInputHelp + std::string("; without any the policies in force on this machine"));
   verb.Add("--policy", options->policy, "Only the policy of this id");
   verb.Add("--format", options->format, "text, or json: a policy document that compiles back").OneOf({"text", "json"});
   return [options](SkxStreams& streams) { return Show(*options, streams); };

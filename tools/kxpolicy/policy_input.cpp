@@ -1,0 +1,53 @@
+#include "tools/kxpolicy/policy_input.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "Common_CPP/util/text.h"
+#include "tools/kxpolicy/input.h"
+#include "tools/kxpolicy/tool.h"
+
+namespace {
+
+bool IsFolder(const std::string& path) {
+  std::error_code ignored;
+  return std::filesystem::is_directory(std::filesystem::path(std::u8string(path.begin(), path.end())), ignored);
+}
+
+CkxPolicySet OpenImage(const std::string& path) {
+  std::string error = path + ": is not UTF-8";
+  const std::optional<KxWString> folder = KxText_FromUtf8(path);
+  std::optional<CkxPolicySet> set = folder ? CkxPolicySet::FromFolder(*folder, error) : std::nullopt;
+  if (!set) throw CkxToolFault(EkxExit::UnusableInput, error);
+  return *std::move(set);
+}
+
+CkxPolicySet OpenDocuments(const std::vector<std::string>& paths, std::istream& standardInput) {
+  SkxDocumentError error;
+  std::optional<CkxPolicySet> set = CkxPolicySet::FromDocuments(KxPolicyInput_Texts(paths, standardInput), error);
+  if (!set) throw CkxToolFault(EkxExit::UnusableInput, error.Text());
+  return *std::move(set);
+}
+
+}  // namespace
+
+bool KxPolicyInput_IsImage(const std::vector<std::string>& inputs) {
+  if (std::none_of(inputs.begin(), inputs.end(), IsFolder)) return false;
+  if (inputs.size() == 1) return true;
+  throw CkxToolFault(EkxExit::UnusableArguments, "an image stands alone; only documents are taken together");
+}
+
+std::vector<SkxDocumentText> KxPolicyInput_Texts(const std::vector<std::string>& documents,
+                                                 std::istream& standardInput) {
+  KxInput_CheckStandardInput(documents);
+  std::vector<SkxDocumentText> texts;
+  for (const std::string& path : documents) {
+    CkxInput input(path, standardInput);
+    texts.push_back({input.Name(), input.ReadAll()});
+  }
+  return texts;
+}
+
+CkxPolicySet KxPolicyInput_Open(const std::vector<std::string>& inputs, std::istream& standardInput) {
+  return KxPolicyInput_IsImage(inputs) ? OpenImage(inputs.front()) : OpenDocuments(inputs, standardInput);
+}

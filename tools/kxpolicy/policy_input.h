@@ -1,0 +1,25 @@
+// The policies that a verb is about, as its arguments name them: DIR, the folder of an image, or DOC..., policy
+// documents that make one publication together. What is a folder is an image, anything else is a document, "-" being
+// standard input.
+#pragma once
+
+#include <istream>
+#include <string>
+#include <vector>
+
+#include "Agent/engine/kx_publish/image/policy_set.h"
+
+/// How a verb's help calls that argument.
+inline constexpr const char* kKxPolicyInputHelp =
+    "Folder of a compiled image, or policy documents, which make one together; - for standard input";
+
+/// Whether `inputs` is one folder. An image and something else besides are unusable arguments: neither could be meant
+/// to change the other.
+bool KxPolicyInput_IsImage(const std::vector<std::string>& inputs);
+
+/// The texts of documents. One that cannot be read is unusable input.
+std::vector<SkxDocumentText> KxPolicyInput_Texts(const std::vector<std::string>& documents,
+                                                 std::istream& standardInput);
+
+/// Either. What cannot be read, and a document that is at fault, is unusable input.
+CkxPolicySet KxPolicyInput_Open(const std::vector<std::string>& inputs, std::istream& standardInput);
