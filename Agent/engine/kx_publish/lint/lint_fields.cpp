@@ -5,6 +5,7 @@
 #include <kx_util/version.h>
 
 #include "Agent/engine/kx_publish/lint/lint_names.h"
+#include "Agent/engine/kx_publish/lint/lint_patterns.h"
 #include "Agent/engine/kx_util/regexp/regexp.h"
 #include "Common_CPP/security/sid.h"
 #include "Common_CPP/util/byte_cursor.h"
@@ -68,6 +69,7 @@ class FieldLint : public IkxRecordVisitor {
     if (Is(field, "pattern")) {
       _pattern = {field.offset, std::string(field.path), field.text.ToString()};
       _caseSensitive = false;
+      if (field.path.ends_with("location/pattern")) WarnOfPattern(KxLint_LocationPattern(field.text));
     }
     if (field.path == "name") WarnOfName(field);
     if (WarnOfEnd(field)) return;
@@ -93,8 +95,18 @@ class FieldLint : public IkxRecordVisitor {
   void OnCompareAs(const SkxWalkedField& field) {
     if (!IsModeOf(field, EkxStrCompareAs::StrEquals, EkxStrCompareAs::StrRegExp)) {
       Warn(field, "compare-mode", "compare mode " + std::to_string(field.Number()) + " is none, so nothing matches");
-    } else if (IsModeOf(field, EkxStrCompareAs::StrRegExp, EkxStrCompareAs::StrRegExp)) {
-      CheckRegExp();
+      return;
+    }
+    const auto mode = static_cast<EkxStrCompareAs>(field.Number());
+    if (mode == EkxStrCompareAs::StrRegExp) CheckRegExp();
+    const bool isOfName = field.path.ends_with("fileName/compareAs");
+    WarnOfPattern(isOfName ? KxLint_NamePattern(_pattern.text, mode) : KxLint_TextPattern(_pattern.text, mode));
+  }
+
+  /// About the pattern that the walk was at last.
+  void WarnOfPattern(std::vector<SkxPatternFault> faults) {
+    for (SkxPatternFault& fault : faults) {
+      _findings.Warn(_record, fault.rule, _pattern.offset, _pattern.path, std::move(fault.message));
     }
   }
 
