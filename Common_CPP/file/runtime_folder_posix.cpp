@@ -75,6 +75,13 @@ CkxDescriptor KxPosix_OpenRuntimeFolder(bool create) {
   return folder;
 }
 
+bool KxPosix_IsRuntimeFolder(const CkxDescriptor& folder) {
+  struct stat held {};
+  struct stat named {};
+  return fstat(folder.Get(), &held) == 0 && stat(KxPosix_RuntimeFolder().c_str(), &named) == 0 &&
+         held.st_dev == named.st_dev && held.st_ino == named.st_ino && IsTrustedFolder(named);
+}
+
 CkxDescriptor KxPosix_LockFile(const CkxDescriptor& folder, const std::string& file) {
   CkxDescriptor lock(openat(folder.Get(), file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
   struct stat status {};

@@ -31,6 +31,9 @@ bool KxPosix_IsTrustedFile(const CkxDescriptor& folder, const std::string& file,
 /// not there.
 CkxDescriptor KxPosix_OpenRuntimeFolder(bool create);
 
+/// Whether `folder` is what would be opened now, without a line.
+bool KxPosix_IsRuntimeFolder(const CkxDescriptor& folder);
+
 /// The file `file` in the folder, made with mode 0600 where it is not there, and locked, for as long as it is open.
 /// None with `errno` set: EBUSY when somebody else has it, EACCES, with a line in the trace, when it may be somebody
 /// else's than the agent's.

@@ -9,13 +9,16 @@ bool KxSharedMemory_IsName(CkxTextView name) {
 }
 
 CkxSharedMemoryView::CkxSharedMemoryView(CkxSharedMemoryView&& other) noexcept
-    : _bytes(std::exchange(other._bytes, {})), _mapping(std::exchange(other._mapping, nullptr)) {}
+    : _bytes(std::exchange(other._bytes, {})),
+      _mapping(std::exchange(other._mapping, nullptr)),
+      _copy(std::move(other._copy)) {}
 
 CkxSharedMemoryView& CkxSharedMemoryView::operator=(CkxSharedMemoryView&& other) noexcept {
   if (this == &other) return *this;
   Close();
   _bytes = std::exchange(other._bytes, {});
   _mapping = std::exchange(other._mapping, nullptr);
+  _copy = std::move(other._copy);
   return *this;
 }
 

@@ -2,7 +2,7 @@
 //
 // Windows: file mappings in the session's or the global name space. Elsewhere: a file in a runtime folder
 // (Common_CPP/file/runtime_folder_posix.h), written beside its place and renamed into it, never truncated, mode 0444,
-// so that a reader's mapping stays whole when the section is replaced.
+// so that a reader's mapping stays whole when the section is replaced. A reader copies one that is not large.
 //
 // Reader and publisher refuse a section that somebody made who cannot be the agent (Common_CPP/security/agent_trust.h),
 // with error 5 and a line in the trace that names it; where sections are files also one that others could write, and a
@@ -19,7 +19,9 @@
 /// Whether `name` can name a section: not empty, and without a NUL at which the system would end it.
 bool KxSharedMemory_IsName(CkxTextView name);
 
-/// One mapped section, unmapped and closed when it goes. Movable, not copyable.
+class CkxHeldSection;
+
+/// One section, given back when it goes. Movable, not copyable.
 class CkxSharedMemoryView {
  public:
   CkxSharedMemoryView() = default;
@@ -27,17 +29,48 @@ class CkxSharedMemoryView {
   CkxSharedMemoryView& operator=(CkxSharedMemoryView&& other) noexcept;
   ~CkxSharedMemoryView();
 
-  /// Maps the section `name` whole, for reading. False with the thread's last error set: 2 when there is no such
-  /// section.
+  /// The section `name` whole, for reading. False with the thread's last error set: 2 when there is no such section.
   bool Open(CkxTextView name);
+
+  /// The same of a section that lies where `neighbour`, which is open, was found.
+  bool OpenBeside(const CkxHeldSection& neighbour, CkxTextView name);
   void Close();
 
-  /// The usable bytes: the size of the mapped region as the system reports it (whole pages on Windows).
+  /// The usable bytes, from a multiple of eight: the size of the mapped region as the system reports it (whole pages on
+  /// Windows).
   std::span<const unsigned char> Bytes() const { return _bytes; }
 
  private:
+  friend class CkxHeldSection;
+
   std::span<const unsigned char> _bytes;
-  void* _mapping = nullptr;  // the system's handle, where it has one besides the address
+  void* _mapping = nullptr;                // the system's handle, where it has one besides the address
+  std::unique_ptr<unsigned char[]> _copy;  // the bytes, where they are not mapped
+};
+
+/// A section that is held for as long as one decision takes: what lies beside it is opened without another look at what
+/// has been checked, and in the end it tells whether its name still stands for it. Several threads may ask one at once.
+class CkxHeldSection {
+ public:
+  CkxHeldSection();
+  CkxHeldSection(CkxHeldSection&&) noexcept;
+  CkxHeldSection& operator=(CkxHeldSection&&) noexcept;
+  ~CkxHeldSection();
+
+  /// As a view is opened.
+  bool Open(CkxTextView name);
+
+  /// As a view's. Where sections are rewritten in place they are as they are now, else as they were when it was opened.
+  std::span<const unsigned char> Bytes() const;
+
+  /// Whether whoever opened the name now would be given `Bytes`. So where it lies, who may write there and to it, and
+  /// what the name stands for are looked at again. False when it is not open.
+  bool IsInForce() const;
+
+ private:
+  friend class CkxSharedMemoryView;
+  struct State;
+  std::unique_ptr<const State> _state;
 };
 
 /// The publisher's side: a section that exists under its name for as long as this object lives (Windows) or until it is

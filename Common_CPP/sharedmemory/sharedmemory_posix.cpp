@@ -13,6 +13,8 @@
 
 namespace {
 
+constexpr std::string_view kViewScope = "CkxSharedMemoryView";
+
 /// Read before any is removed: what a listing that goes on then shows is anybody's guess.
 std::vector<std::string> FilesIn(const CkxDescriptor& folder) {
   std::vector<std::string> files;
@@ -25,29 +27,117 @@ std::vector<std::string> FilesIn(const CkxDescriptor& folder) {
   return files;
 }
 
+/// To copy so much takes less than to map it, to touch it and to take the mapping away again.
+constexpr size_t kMaxCopiedBytes = 262144;
+
+/// The file of a section, which may be believed. None with `errno` set.
+CkxDescriptor OpenSectionFile(const CkxDescriptor& folder, const std::string& file, struct stat& status) {
+  // Not blocking: what lies there may be a pipe that nobody writes to.
+  CkxDescriptor section(openat(folder.Get(), file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (!section || fstat(section.Get(), &status) != 0) return CkxDescriptor();
+  return KxPosix_IsTrustedFile(folder, file, status, kViewScope) ? std::move(section) : CkxDescriptor();
+}
+
+/// As many bytes from the file's beginning on. False with `errno` set, also when it has fewer: a section loses none.
+bool ReadBytes(const CkxDescriptor& section, std::span<unsigned char> bytes) {
+  size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t count = pread(section.Get(), bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
+    if (count == 0) errno = EIO;
+    if (count == 0 || (count < 0 && errno != EINTR)) return false;
+    if (count > 0) done += static_cast<size_t>(count);
+  }
+  return true;
+}
+
+/// The section `file` whole: copied, or mapped and then without a copy. False with the thread's last error set.
+bool ReadSection(const CkxDescriptor& folder, const std::string& file, std::span<const unsigned char>& bytes,
+                 std::unique_ptr<unsigned char[]>& copy) {
+  struct stat status {};
+  const CkxDescriptor section = OpenSectionFile(folder, file, status);
+  if (!section) return KxLastError_Fail();
+  const auto size = static_cast<size_t>(status.st_size);
+  if (size == 0) return true;
+  if (size > kMaxCopiedBytes) {
+    void* address = mmap(nullptr, size, PROT_READ, MAP_SHARED, section.Get(), 0);
+    if (address == MAP_FAILED) return KxLastError_Fail();
+    bytes = {static_cast<const unsigned char*>(address), size};
+    return true;
+  }
+  auto read = std::make_unique_for_overwrite<unsigned char[]>(size);
+  if (!ReadBytes(section, {read.get(), size})) return KxLastError_Fail();
+  bytes = {read.get(), size};
+  copy = std::move(read);
+  return true;
+}
+
+bool IsSameFile(const struct stat& one, const struct stat& other) {
+  return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
 }  // namespace
+
+struct CkxHeldSection::State {
+  CkxDescriptor folder;
+  std::string file;
+  CkxDescriptor section;  // for as long as it is open no other file is like it
+  struct stat status {};
+  std::vector<unsigned char> bytes;
+};
+
+CkxHeldSection::CkxHeldSection() = default;
+CkxHeldSection::CkxHeldSection(CkxHeldSection&&) noexcept = default;
+CkxHeldSection& CkxHeldSection::operator=(CkxHeldSection&&) noexcept = default;
+CkxHeldSection::~CkxHeldSection() = default;
+
+bool CkxHeldSection::Open(CkxTextView name) {
+  _state.reset();
+  auto state = std::make_unique<State>();
+  if (!KxPosix_RuntimeFileName(name, state->file)) return KxLastError_Fail();
+  state->folder = KxPosix_OpenRuntimeFolder(false);
+  if (!state->folder) return KxLastError_Fail();
+  state->section = OpenSectionFile(state->folder, state->file, state->status);
+  if (!state->section) return KxLastError_Fail();
+  state->bytes.resize(static_cast<size_t>(state->status.st_size));
+  if (!ReadBytes(state->section, state->bytes)) return KxLastError_Fail();
+  _state = std::move(state);
+  return true;
+}
+
+std::span<const unsigned char> CkxHeldSection::Bytes() const {
+  return _state != nullptr ? std::span<const unsigned char>(_state->bytes) : std::span<const unsigned char>();
+}
+
+bool CkxHeldSection::IsInForce() const {
+  struct stat status {};
+  if (_state == nullptr || !KxPosix_IsRuntimeFolder(_state->folder) ||
+      fstatat(_state->folder.Get(), _state->file.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 ||
+      !IsSameFile(status, _state->status) || status.st_size != _state->status.st_size ||
+      !KxPosix_IsTrustedFile(_state->folder, _state->file, status, kViewScope)) {
+    return false;
+  }
+  std::vector<unsigned char> bytes(_state->bytes.size());
+  return ReadBytes(_state->section, bytes) && bytes == _state->bytes;
+}
 
 bool CkxSharedMemoryView::Open(CkxTextView name) {
   Close();
   std::string file;
   if (!KxPosix_RuntimeFileName(name, file)) return KxLastError_Fail();
   const CkxDescriptor folder = KxPosix_OpenRuntimeFolder(false);
-  if (!folder) return KxLastError_Fail();
-  // Not blocking: what lies there may be a pipe that nobody writes to.
-  const CkxDescriptor section(openat(folder.Get(), file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  struct stat status {};
-  if (!section || fstat(section.Get(), &status) != 0) return KxLastError_Fail();
-  if (!KxPosix_IsTrustedFile(folder, file, status, "CkxSharedMemoryView")) return KxLastError_Fail();
-  const auto size = static_cast<size_t>(status.st_size);
-  if (size == 0) return true;
-  void* address = mmap(nullptr, size, PROT_READ, MAP_SHARED, section.Get(), 0);
-  if (address == MAP_FAILED) return KxLastError_Fail();
-  _bytes = {static_cast<const unsigned char*>(address), size};
-  return true;
+  return folder ? ReadSection(folder, file, _bytes, _copy) : KxLastError_Fail();
+}
+
+bool CkxSharedMemoryView::OpenBeside(const CkxHeldSection& neighbour, CkxTextView name) {
+  Close();
+  std::string file;
+  if (!KxPosix_RuntimeFileName(name, file)) return KxLastError_Fail();
+  return ReadSection(neighbour._state->folder, file, _bytes, _copy);
 }
 
 void CkxSharedMemoryView::Close() {
-  if (!_bytes.empty()) munmap(const_cast<unsigned char*>(_bytes.data()), _bytes.size());
+  if (_copy == nullptr && !_bytes.empty()) munmap(const_cast<unsigned char*>(_bytes.data()), _bytes.size());
+  _copy.reset();
   _bytes = {};
 }
 

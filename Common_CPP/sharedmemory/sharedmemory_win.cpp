@@ -80,6 +80,36 @@ void CkxSharedMemoryView::Close() {
   _mapping = nullptr;
 }
 
+bool CkxSharedMemoryView::OpenBeside(const CkxHeldSection& /*neighbour*/, CkxTextView name) { return Open(name); }
+
+struct CkxHeldSection::State {
+  KxWString name;
+  CkxSharedMemoryView view;
+};
+
+CkxHeldSection::CkxHeldSection() = default;
+CkxHeldSection::CkxHeldSection(CkxHeldSection&&) noexcept = default;
+CkxHeldSection& CkxHeldSection::operator=(CkxHeldSection&&) noexcept = default;
+CkxHeldSection::~CkxHeldSection() = default;
+
+bool CkxHeldSection::Open(CkxTextView name) {
+  _state.reset();
+  auto state = std::make_unique<State>();
+  state->name = name.ToString();
+  if (!state->view.Open(name)) return false;
+  _state = std::move(state);
+  return true;
+}
+
+std::span<const unsigned char> CkxHeldSection::Bytes() const {
+  return _state != nullptr ? _state->view.Bytes() : std::span<const unsigned char>();
+}
+
+/// The name is this section's until the last view of it is closed, and what is written to it meanwhile is in its bytes.
+bool CkxHeldSection::IsInForce() const {
+  return _state != nullptr && KxObject_IsAgents(_state->view._mapping, _state->name);
+}
+
 struct CkxSharedMemoryPublication::Section {
   CkxHandle mapping;  // the name lives as long as a handle or a view does
 

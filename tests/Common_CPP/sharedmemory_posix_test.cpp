@@ -1,5 +1,8 @@
 // Sections that are files: who is trusted, and what a reader keeps when one is replaced.
+#include <fcntl.h>
 #include <unistd.h>
+
+#include <fstream>
 
 #include "Common_CPP/file/runtime_folder_posix.h"
 #include "Common_CPP/security/agent_trust.h"
@@ -16,24 +19,33 @@ using Bytes = std::vector<unsigned char>;
 constexpr const WCHAR* kSection = KXW("Global\\Section");
 constexpr const char* kSectionFile = "Global%5CSection";
 
+/// The same whether it is only read or held.
 uint32_t OpenError() {
+  CkxHeldSection held;
+  const uint32_t heldError = held.Open(kSection) ? kKxErrorSuccess : KxLastError_Get();
+  EXPECT_EQ(held.IsInForce(), heldError == kKxErrorSuccess);
   CkxSharedMemoryView view;
-  return view.Open(kSection) ? kKxErrorSuccess : KxLastError_Get();
+  const uint32_t error = view.Open(kSection) ? kKxErrorSuccess : KxLastError_Get();
+  EXPECT_EQ(error, heldError);
+  return error;
 }
 
 TEST(SharedMemoryPosix, AReaderKeepsItsBytesWhenTheSectionIsReplaced) {
   const CkxRuntimeFolderScope scope;
   CkxSharedMemoryPublication publication;
-  const Bytes old(10000, 1);
-  ASSERT_TRUE(publication.Publish(kSection, old));
-  CkxSharedMemoryView view;
-  ASSERT_TRUE(view.Open(kSection));
-  for (const size_t size : {size_t{0}, size_t{1}, size_t{20000}}) {
-    ASSERT_TRUE(publication.Publish(kSection, Bytes(size, 2)));
-    EXPECT_TRUE(Bytes(view.Bytes().begin(), view.Bytes().end()) == old);
-    CkxSharedMemoryView current;
-    ASSERT_TRUE(current.Open(kSection));
-    EXPECT_EQ(current.Bytes().size(), size);
+  for (const size_t oldSize : {size_t{10000}, size_t{262144}, size_t{262145}}) {  // the last two: copied, mapped
+    Bytes old(oldSize, 1);
+    old.back() = 3;
+    ASSERT_TRUE(publication.Publish(kSection, old));
+    CkxSharedMemoryView view;
+    ASSERT_TRUE(view.Open(kSection));
+    for (const size_t size : {size_t{0}, size_t{1}, size_t{20000}}) {
+      ASSERT_TRUE(publication.Publish(kSection, Bytes(size, 2)));
+      EXPECT_TRUE(Bytes(view.Bytes().begin(), view.Bytes().end()) == old);
+      CkxSharedMemoryView current;
+      ASSERT_TRUE(current.Open(kSection));
+      EXPECT_EQ(current.Bytes().size(), size);
+    }
   }
   EXPECT_EQ(scope.Folder().Count(), 1u) << "nothing is left beside";
 }
@@ -72,6 +84,57 @@ TEST(SharedMemoryPosix, WhatOthersCouldWriteOrReplaceIsRefused) {
     EXPECT_EQ(OpenError(), test.isBelieved ? kKxErrorSuccess : kKxErrorAccessDenied);
     CkxSharedMemoryPublication again;
     EXPECT_TRUE(&test.path == &file || again.Publish(KXW("again"), Bytes(1)) == test.isBelieved);
+  }
+}
+
+/// Each of these would have the name lead to something else than what was read, or let somebody else see to that.
+TEST(SharedMemoryPosix, AHeldSectionIsInForceAsLongAsItsNameLeadsToItAndNobodyElseCouldHaveWrittenIt) {
+  using std::filesystem::path;
+  const struct {
+    const char* name;
+    bool staysInForce;
+    void (*change)(const path& folder, const path& file);
+  } kCases[] = {
+      {"nothing", true, [](const path&, const path&) {}},
+      {"touched", true, [](const path&, const path& file) { utimensat(AT_FDCWD, file.c_str(), nullptr, 0); }},
+      {"taken away", false, [](const path&, const path& file) { std::filesystem::remove(file); }},
+      {"another of the same bytes", false,
+       [](const path&, const path& file) {
+         CkxSharedMemoryPublication again;
+         EXPECT_TRUE(again.Publish(kSection, Bytes(500, 1))) << file;
+       }},
+      {"a link to it", false,
+       [](const path& folder, const path& file) {
+         std::filesystem::rename(file, folder / "real");
+         std::filesystem::create_symlink("real", file);
+       }},
+      {"written in place", false,
+       [](const path&, const path& file) { std::fstream(file, std::ios::in | std::ios::out).seekp(7).put(2); }},
+      {"longer", false, [](const path&, const path& file) { std::filesystem::resize_file(file, 501); }},
+      {"shorter", false, [](const path&, const path& file) { std::filesystem::resize_file(file, 499); }},
+      {"others may write it", false, [](const path&, const path& file) { chmod(file.c_str(), 0446); }},
+      {"others may write beside it", false, [](const path& folder, const path&) { chmod(folder.c_str(), 0777); }},
+      {"another folder with the same file", false,
+       [](const path& folder, const path& file) {
+         const path away = folder.string() + "-away";
+         std::filesystem::rename(folder, away);
+         std::filesystem::create_directory(folder);
+         chmod(folder.c_str(), 0755);
+         std::filesystem::create_hard_link(away / file.filename(), file);
+         std::filesystem::remove_all(away);
+       }},
+  };
+  for (const auto& test : kCases) {
+    const CkxRuntimeFolderScope scope;
+    const path folder = scope.Folder().Path();
+    chmod(folder.c_str(), 0755);
+    CkxSharedMemoryPublication publication;
+    ASSERT_TRUE(publication.Publish(kSection, Bytes(500, 1)));
+    CkxHeldSection held;
+    ASSERT_TRUE(held.Open(kSection));
+    test.change(folder, folder / kSectionFile);
+    EXPECT_EQ(held.IsInForce(), test.staysInForce) << test.name;
+    EXPECT_TRUE(Bytes(held.Bytes().begin(), held.Bytes().end()) == Bytes(500, 1)) << test.name;
   }
 }
 

@@ -13,11 +13,13 @@ std::span<const unsigned char> ContentBytes(const std::string& text) {
 }
 
 /// The bytes up to the NULs that fill the last page on Windows.
-std::string Content(const CkxSharedMemoryView& view) {
-  std::string text(view.Bytes().begin(), view.Bytes().end());
+std::string Text(std::span<const unsigned char> bytes) {
+  std::string text(bytes.begin(), bytes.end());
   text.resize(text.find_last_not_of('\0') + 1);
   return text;
 }
+
+std::string Content(const CkxSharedMemoryView& view) { return Text(view.Bytes()); }
 
 std::string ContentOf(CkxTextView name) {
   CkxSharedMemoryView view;
@@ -28,7 +30,8 @@ TEST(SharedMemory, APublishedSectionIsReadUntilItIsRemoved) {
   const CkxRuntimeFolderScope scope;
   const KxWString name = scope.Name(KXW("Section"));
   const std::string large(70000, 'x');  // more than a page, and no multiple of one
-  for (const std::string& content : {std::string("a few bytes"), large, std::string()}) {
+  const std::string huge(1000001, 'y');
+  for (const std::string& content : {std::string("a few bytes"), large, huge, std::string()}) {
     EXPECT_EQ(ContentOf(name), "error 2") << "not yet";
     CkxSharedMemoryPublication publication;
     ASSERT_TRUE(publication.Publish(name, ContentBytes(content)));
@@ -73,6 +76,39 @@ TEST(SharedMemory, OwnersMoveAndAViewOutlivesTheName) {
   EXPECT_EQ(Content(view), "moved");
   view.Close();
   EXPECT_TRUE(view.Bytes().empty());
+}
+
+TEST(SharedMemory, AHeldSectionTellsWhetherItIsInForceAndOpensItsNeighbours) {
+  const CkxRuntimeFolderScope scope;
+  const KxWString index = scope.Name(KXW("Index"));
+  const KxWString other = scope.Name(KXW("Other"));
+  CkxSharedMemoryPublication publication;
+  CkxSharedMemoryPublication neighbour;
+  CkxHeldSection held;
+  EXPECT_FALSE(held.IsInForce());
+  EXPECT_TRUE(held.Bytes().empty());
+  EXPECT_FALSE(held.Open(index));
+  EXPECT_EQ(KxLastError_Get(), kKxErrorFileNotFound);
+  ASSERT_TRUE(publication.Publish(index, ContentBytes("the first")));
+  ASSERT_TRUE(neighbour.Publish(other, ContentBytes("beside")));
+  ASSERT_TRUE(held.Open(index));
+  EXPECT_EQ(Text(held.Bytes()), "the first");
+  EXPECT_TRUE(held.IsInForce());
+  CkxSharedMemoryView view;
+  EXPECT_TRUE(view.OpenBeside(held, other));
+  EXPECT_EQ(Content(view), "beside");
+  EXPECT_FALSE(view.OpenBeside(held, scope.Name(KXW("None"))));
+  EXPECT_EQ(KxLastError_Get(), kKxErrorFileNotFound);
+  EXPECT_TRUE(view.Bytes().empty());
+  EXPECT_FALSE(view.OpenBeside(held, KXW("")));
+
+  ASSERT_TRUE(publication.Publish(index, ContentBytes("the other")));
+  EXPECT_TRUE(!held.IsInForce() || Text(held.Bytes()) == "the other");
+  EXPECT_FALSE(held.Open(scope.Name(KXW("None"))));
+  EXPECT_FALSE(held.IsInForce()) << "what was held before it is let go";
+  ASSERT_TRUE(held.Open(index));
+  EXPECT_TRUE(held.IsInForce());
+  EXPECT_EQ(Text(held.Bytes()), "the other");
 }
 
 TEST(SharedMemory, NamesStayApart) {

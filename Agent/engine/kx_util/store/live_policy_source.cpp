@@ -23,23 +23,30 @@ struct CkxMappedSection : IkxSectionHolder {
 };
 
 /// A section that is not there is the normal state of a machine without policies: no line.
-EkxSectionState OpenOrTrace(CkxSharedMemoryView& view, CkxTextView name) {
-  if (view.Open(name)) return EkxSectionState::Open;
+EkxSectionState OpenedOrTrace(bool isOpen, CkxTextView name) {
+  if (isOpen) return EkxSectionState::Open;
   const uint32_t error = KxLastError_Get();
   if (error == kKxErrorFileNotFound) return EkxSectionState::NotPublished;
   KxTrace(EkxTraceLevel::Error, kKxStoreScope, "ERROR: Failed to open shared memory [", name, "]. LastError=", error);
   return EkxSectionState::Refused;
 }
 
-/// The index section, open. Where it is replaced and not rewritten, all of its names are of one publication.
+/// The index section, held. Where it is replaced and not rewritten, all of its names are of one publication.
 class CkxPolicyIndex {
  public:
-  EkxSectionState Open(CkxTextView name) { return OpenOrTrace(_view, name); }
+  EkxSectionState Open(CkxTextView name) { return OpenedOrTrace(_section.Open(name), name); }
 
-  KxWString NameOf(EkxPolicySection which) const { return KxPolicyIndex_NameIn(_view.Bytes(), which); }
+  KxWString NameOf(EkxPolicySection which) const { return KxPolicyIndex_NameIn(_section.Bytes(), which); }
+
+  EkxSectionState OpenNamed(CkxTextView name, CkxSharedMemoryView& view) const {
+    return OpenedOrTrace(view.OpenBeside(_section, name), name);
+  }
+
+  /// Whether who opened it now would read what `NameOf` says.
+  bool IsInForce() const { return _section.IsInForce(); }
 
  private:
-  CkxSharedMemoryView _view;
+  CkxHeldSection _section;
 };
 
 /// How often the index is read again while a publication is being replaced. Each time takes one that ends between two
@@ -64,25 +71,22 @@ bool AreOfOnePublication(const SkxSectionNames& names) {
 }
 
 /// What the index names now. Names of two publications are an index that is being rewritten, and are no state.
-std::optional<EkxSectionState> ReadIndex(CkxTextView index, SkxSectionNames& names) {
-  CkxPolicyIndex opened;
-  const EkxSectionState state = opened.Open(index);
-  if (state != EkxSectionState::Open) return state;
-  names = {opened.NameOf(EkxPolicySection::Policies), opened.NameOf(EkxPolicySection::AppGroups)};
+std::optional<EkxSectionState> ReadNames(const CkxPolicyIndex& index, SkxSectionNames& names) {
+  names = {index.NameOf(EkxPolicySection::Policies), index.NameOf(EkxPolicySection::AppGroups)};
   if (names.policies.empty()) return EkxSectionState::NotPublished;
   if (!AreOfOnePublication(names)) return std::nullopt;
   return EkxSectionState::Open;
 }
 
-/// The policies and the groups of one publication, kept open.
+/// The policies and the groups of one publication, kept open, and the index that names them.
 class CkxPinnedPublication : public IkxPolicySource {
  public:
-  CkxPinnedPublication(const IkxPolicySource& live, CkxTextView index, SkxSectionNames names)
-      : _live(live), _index(index), _names(std::move(names)) {}
+  CkxPinnedPublication(const IkxPolicySource& live, CkxPolicyIndex index, SkxSectionNames names)
+      : _live(live), _index(std::move(index)), _names(std::move(names)) {}
 
   EkxSectionState Open() {
-    const EkxSectionState state = OpenOrTrace(_policies, _names.policies);
-    return state == EkxSectionState::Open && !_names.groups.empty() ? OpenOrTrace(_groups, _names.groups) : state;
+    const EkxSectionState state = _index.OpenNamed(_names.policies, _policies);
+    return state == EkxSectionState::Open && !_names.groups.empty() ? _index.OpenNamed(_names.groups, _groups) : state;
   }
 
   EkxSectionState OpenSection(EkxPolicySection which, SkxSectionBytes& section) const override {
@@ -96,13 +100,13 @@ class CkxPinnedPublication : public IkxPolicySource {
   }
   bool IsCurrent() const override {
     SkxSectionNames names;
-    return ReadIndex(_index, names) == EkxSectionState::Open && names == _names;
+    return _index.IsInForce() && ReadNames(_index, names) == EkxSectionState::Open && names == _names;
   }
   KxWString PublicationName() const override { return _names.policies; }
 
  private:
   const IkxPolicySource& _live;
-  const CkxTextView _index;  // the live source's
+  const CkxPolicyIndex _index;
   const SkxSectionNames _names;
   CkxSharedMemoryView _policies;
   CkxSharedMemoryView _groups;
@@ -122,7 +126,7 @@ class CkxLivePolicySource : public IkxPolicySource {
       if (name.empty()) return EkxSectionState::NotPublished;
       if (name == tried) return EkxSectionState::Refused;  // gone, and yet named
       auto mapped = std::make_unique<CkxMappedSection>();
-      const EkxSectionState state = OpenOrTrace(mapped->view, name);
+      const EkxSectionState state = index.OpenNamed(name, mapped->view);
       if (state == EkxSectionState::Refused) return state;
       if (state == EkxSectionState::Open) {
         section.bytes = mapped->view.Bytes();
@@ -139,15 +143,17 @@ class CkxLivePolicySource : public IkxPolicySource {
   EkxSectionState Pin(std::unique_ptr<const IkxPolicySource>& pinned) const override {
     SkxSectionNames tried;
     for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
+      CkxPolicyIndex index;
+      if (const EkxSectionState opened = index.Open(_index); opened != EkxSectionState::Open) return opened;
       SkxSectionNames names;
-      const std::optional<EkxSectionState> state = ReadIndex(_index, names);
+      const std::optional<EkxSectionState> state = ReadNames(index, names);
       if (!state) {
         std::this_thread::yield();
         continue;
       }
       if (*state != EkxSectionState::Open) return *state;
       if (names == tried) return EkxSectionState::Refused;  // gone, and yet named
-      auto publication = std::make_unique<CkxPinnedPublication>(*this, _index, names);
+      auto publication = std::make_unique<CkxPinnedPublication>(*this, std::move(index), names);
       const EkxSectionState opened = publication->Open();
       if (opened == EkxSectionState::Open) pinned = std::move(publication);
       if (opened != EkxSectionState::NotPublished) return opened;
