@@ -115,7 +115,7 @@ SkxTargetModel Publisher(uint32_t id) {
 }
 
 /// A publisher that fits, and a product that does not.
-SkxTargetModel Product(uint32_t id) {
+SkxTargetModel SignedProduct(uint32_t id) {
   SkxPublisherTest publisher;
   publisher.pattern = KXW("Vendor Inc.");
   SkxVersionFieldTest product;
@@ -218,7 +218,7 @@ KX_WALK(folders, Each<Folder>);
 KX_WALK(folder_wildcards, Each<FolderWildcard>);
 KX_WALK(name_wildcards, Each<Wildcard>);
 KX_WALK(publishers, Each<Publisher>);
-KX_WALK(products, Each<Product>);
+KX_WALK(products, Each<SignedProduct>);
 KX_WALK(arguments, Each<Arguments>);
 KX_WALK(expressions, Each<Expression>);
 KX_WALK(hashes, Each<Hash>);
