@@ -55,6 +55,7 @@ constexpr std::array<SkxVerb, 17> kVerbs = {{
     {"show", "The records of an image, or of what policy documents compile to", KxVerb_Show},
     {"eval", "Which policy applies to a target, and what it does", KxVerb_Eval},
     {"describe", "Files and processes of this machine as target documents", KxVerb_Describe},
+    {"events", "Recorded process starts as target documents", KxVerb_Events},
     {"match", "The match primitives, on a stream or tried out by hand", KxVerb_Match},
     {"record", "A result record as JSON", KxVerb_Record},
     {"origin", "The records of where files come from", nullptr, &kOrigin},

@@ -108,26 +108,6 @@ std::string ExecutionLevelAt(const json& value, const std::string& pointer) {
   throw CkxDocumentFault(pointer, "must be one of " + names);
 }
 
-/// Up to four numbers of 16 bits with dots between them; a remark may follow the fourth one after a blank, as in the
-/// texts of version resources. What is none would read as 0. The empty text says that there is no version.
-bool IsVersion(CkxTextView text) {
-  if (text.IsEmpty()) return true;
-  for (int fields = 1;; ++fields) {
-    uint32_t number = 0;
-    size_t digits = 0;
-    for (; digits < text.Size() && text[digits] >= KXW('0') && text[digits] <= KXW('9') && number <= UINT16_MAX;
-         ++digits) {
-      number = number * 10 + (text[digits] - KXW('0'));
-    }
-    if (digits == 0 || number > UINT16_MAX) return false;
-    text = text.Part(digits);
-    if (text.IsEmpty()) return true;
-    if (fields == 4) return text.Front() == KXW(' ');
-    if (text.Front() != KXW('.')) return false;
-    text = text.Part(1);
-  }
-}
-
 /// Reads the members that target_document_fields.h lists.
 class TargetIn {
  public:
@@ -148,7 +128,8 @@ class TargetIn {
   void Version(const char* key, Text& version) {
     KxWString text;
     if (!_object.Optional(key, text)) return;
-    if (!IsVersion(text)) throw CkxDocumentFault(_object.PointerTo(key), "is no version: must be like \"1.2.3.4\"");
+    if (!KxTargetDocument_IsVersion(text))
+      throw CkxDocumentFault(_object.PointerTo(key), "is no version: must be like \"1.2.3.4\"");
     version = std::move(text);
   }
 
@@ -374,6 +355,25 @@ class TargetBuilder {
 };
 
 }  // namespace
+
+// What is none would read as 0.
+bool KxTargetDocument_IsVersion(CkxTextView text) {
+  if (text.IsEmpty()) return true;
+  for (int fields = 1;; ++fields) {
+    uint32_t number = 0;
+    size_t digits = 0;
+    for (; digits < text.Size() && text[digits] >= KXW('0') && text[digits] <= KXW('9') && number <= UINT16_MAX;
+         ++digits) {
+      number = number * 10 + (text[digits] - KXW('0'));
+    }
+    if (digits == 0 || number > UINT16_MAX) return false;
+    text = text.Part(digits);
+    if (text.IsEmpty()) return true;
+    if (fields == 4) return text.Front() == KXW(' ');
+    if (text.Front() != KXW('.')) return false;
+    text = text.Part(1);
+  }
+}
 
 std::unique_ptr<IkxMachineFacts> KxTargetDocument_Machine(CkxJsonObject& object) {
   auto machine = std::make_unique<RecordedMachine>();

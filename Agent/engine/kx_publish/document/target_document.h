@@ -46,5 +46,9 @@ class CkxJsonObject;
 /// Reads the "drives" and "mappedDrives" of an object.
 std::unique_ptr<IkxMachineFacts> KxTargetDocument_Machine(CkxJsonObject& object);
 
+/// What "fileVersion" may be: up to four numbers of 16 bits with dots between them; a remark may follow the fourth one
+/// after a blank, as in the texts of version resources. The empty text says that there is no version.
+bool KxTargetDocument_IsVersion(CkxTextView text);
+
 /// Reads one `{"sid": …, "groups": […], "admin": …}`.
 std::unique_ptr<CkxAccessToken> KxTargetDocument_User(const nlohmann::json& json, const std::string& pointer);
