@@ -49,13 +49,14 @@ constexpr std::array<SkxVerb, 1> kProcMapVerbs = {{
 }};
 constexpr SkxVerbGroup kProcMap = {kProcMapVerbs};
 
-constexpr std::array<SkxVerb, 17> kVerbs = {{
+constexpr std::array<SkxVerb, 18> kVerbs = {{
     {"compile", "Policy documents into an image", KxVerb_Compile},
     {"check", "Errors in an image or in policy documents, and what cannot have been meant", KxVerb_Check},
     {"show", "The records of an image, or of what policy documents compile to", KxVerb_Show},
     {"eval", "Which policy applies to a target, and what it does", KxVerb_Eval},
     {"describe", "Files and processes of this machine as target documents", KxVerb_Describe},
     {"events", "Recorded process starts as target documents", KxVerb_Events},
+    {"suggest", "Policies from files and targets that are there", KxVerb_Suggest},
     {"match", "The match primitives, on a stream or tried out by hand", KxVerb_Match},
     {"record", "A result record as JSON", KxVerb_Record},
     {"origin", "The records of where files come from", nullptr, &kOrigin},

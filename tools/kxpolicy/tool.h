@@ -50,6 +50,7 @@ KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Bench(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Describe(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Events(const CkxVerbOptions& verb);
+KxVerbAction KxVerb_Suggest(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Match(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Record(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_OriginConvert(const CkxVerbOptions& verb);

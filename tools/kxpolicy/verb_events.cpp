@@ -24,7 +24,7 @@ const SkxEventKind& KindNamed(const std::string& name) {
 }
 
 /// With the number of its line as the id, where the event has none of its own.
-void Write(nlohmann::ordered_json document, size_t line, SkxStreams& streams) {
+void Write(const nlohmann::ordered_json& document, size_t line, SkxStreams& streams) {
   nlohmann::ordered_json identified = {{"id", line}};
   identified.update(document);
   streams.out << identified.dump() << '\n';
@@ -39,8 +39,8 @@ EkxExit Events(const EventsOptions& options, SkxStreams& streams) {
   for (std::string line; lines.Next(line);) {
     try {
       if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");
-      SkxEventTargets targets = KxEvents_Targets(kind, KxJson_Parse(line, false));
-      for (nlohmann::ordered_json& document : targets.documents) Write(std::move(document), lines.Number(), streams);
+      const SkxEventTargets targets = KxEvents_Targets(kind, KxJson_Parse(line, false));
+      for (const nlohmann::ordered_json& document : targets.documents) Write(document, lines.Number(), streams);
       skipped += targets.skipped;
     } catch (const CkxDocumentFault& fault) {
       streams.out << KxFaultAnswer_Of(lines.TooLong() ? "" : line, fault.Line()) << '\n';

@@ -45,7 +45,9 @@ SkxEventValue NameOf(const SkxEventValue& element) {
 }
 
 bool IsNothing(const json& value) {
-  return value.is_null() || value == "" || value == "-" || value == "?" || (value.is_object() && value.empty());
+  if (value.is_null() || (value.is_object() && value.empty())) return true;
+  const auto* const text = value.get_ptr<const std::string*>();
+  return text != nullptr && (text->empty() || *text == "-" || *text == "?");
 }
 
 bool IsAttribute(const std::string& key) { return key.starts_with('#') || key.starts_with('@'); }

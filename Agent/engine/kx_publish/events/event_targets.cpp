@@ -300,6 +300,8 @@ bool IsStart(const SkxEventKind& kind, const CkxEventRecord& event) {
   return isOne && event.IsFrom(kind.source);
 }
 
+bool IsEmptyText(const json& value) { return value.is_string() && value.get_ref<const std::string&>().empty(); }
+
 /// A line of a log of queries, which may have been about anything.
 class LoggedResult {
  public:
@@ -326,7 +328,7 @@ class LoggedResult {
     try {
       const CkxEventRecord event(row);
       // Threads of the kernel stand among the processes, without a path.
-      const bool isProcess = row.contains("pid") && row.contains("path") && row["path"] != "";
+      const bool isProcess = row.contains("pid") && row.contains("path") && !IsEmptyText(row["path"]);
       if (isGone || !isProcess || !IsStart(_kind, event)) {
         ++_targets.skipped;
         return;
@@ -346,7 +348,7 @@ class LoggedResult {
   void AddDifference(const json& difference, const std::string& pointer) {
     if (!difference.is_object()) throw CkxDocumentFault(pointer, "must be an object");
     for (const auto& [key, rows] : difference.items()) {
-      if (rows == "") continue;
+      if (IsEmptyText(rows)) continue;
       if (key == "added") {
         AddRows(rows, KxJson_Pointer(pointer, key));
       } else {

@@ -1,0 +1,127 @@
+// suggest: a policy document from files of this machine, or from targets that were seen.
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <ostream>
+
+#include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/policy_document.h"
+#include "Agent/engine/kx_publish/document/target_document.h"
+#include "Agent/engine/kx_publish/suggest/suggestion.h"
+#include "Common_CPP/file/file.h"
+#include "Common_CPP/util/printable.h"
+#include "Common_CPP/util/text.h"
+#include "tools/kxpolicy/image_summary.h"
+#include "tools/kxpolicy/input.h"
+#include "tools/kxpolicy/live_target.h"
+#include "tools/kxpolicy/tool.h"
+#include "tools/kxpolicy/trust_input.h"
+
+namespace {
+
+struct SuggestOptions {
+  std::vector<std::string> files;
+  std::string targets;
+  std::string folder;
+  std::string document;
+  std::string action = "run";
+  bool errorsOk = false;
+  SkxTrustOptions trust;
+};
+
+void AddFile(const std::string& file, CkxSuggestion& suggestion) {
+  try {
+    suggestion.Add(*KxLive_File(file, nullptr));
+  } catch (const CkxDocumentFault& fault) {
+    throw CkxToolFault(EkxExit::UnusableInput, file + ": " + fault.Line());
+  }
+}
+
+/// Whatever is a program, a library, a script or a package by its name. Links lead elsewhere, and are not followed.
+void AddFolder(const std::string& folder, CkxSuggestion& suggestion) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  fs::recursive_directory_iterator entry(fs::path(std::u8string(folder.begin(), folder.end())), error);
+  for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+    const std::u8string name = entry->path().u8string();
+    const std::string path(name.begin(), name.end());
+    const std::optional<KxWString> text = KxText_FromUtf8(path);
+    const bool isWanted = !text || CkxTargetInfoFile::TypeOfPath(*text) != EkxPolicyTarget::Invalid;
+    std::error_code unknown;
+    if (isWanted && fs::is_regular_file(entry->symlink_status(unknown))) AddFile(path, suggestion);
+  }
+  if (error) throw CkxToolFault(EkxExit::UnusableInput, folder + ": cannot be read: " + error.message());
+}
+
+/// Returns how many lines could not be used, which is none unless that is fine.
+size_t AddTargets(const SuggestOptions& options, CkxSuggestion& suggestion, SkxStreams& streams) {
+  CkxInput input(options.targets, streams.in);
+  CkxLineReader lines(input.Stream());
+  size_t unusable = 0;
+  for (std::string line; lines.Next(line);) {
+    try {
+      if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");
+      suggestion.Add(CkxTargetDocument::Parse(line).Target());
+    } catch (const CkxDocumentFault& fault) {
+      const std::string place = input.Name() + ":" + std::to_string(lines.Number());
+      if (!options.errorsOk) throw CkxToolFault(EkxExit::UnusableInput, place + ": " + fault.Line());
+      ++unusable;
+    }
+  }
+  return unusable;
+}
+
+void WriteDocument(const SkxPublication& publication, const std::string& place, SkxStreams& streams) {
+  nlohmann::ordered_json document;
+  SkxDocumentError error;
+  if (!KxPolicyDocument_Write(publication, document, error)) {
+    throw CkxToolFault(EkxExit::UnusableInput, error.Text());
+  }
+  const std::string text = document.dump(2) + "\n";
+  if (place == "-") {
+    streams.out << text;
+    return;
+  }
+  const std::optional<KxWString> path = KxText_FromUtf8(place);
+  if (!path) throw CkxToolFault(EkxExit::UnusableArguments, place + ": is not UTF-8");
+  if (!KxFile_ReplaceAll(*path, {reinterpret_cast<const unsigned char*>(text.data()), text.size()})) {
+    throw CkxToolFault(EkxExit::SystemRefused, place + ": cannot be written");
+  }
+  streams.out << KxText_Printable(place) << ": " << KxCounted(publication.policies.size(), "policy", "policies")
+              << '\n';
+}
+
+EkxExit Suggest(const SuggestOptions& options, SkxStreams& streams) {
+  const SkxPolicyKind* const kind = KxSuggestion_Kind(options.action.c_str());
+  if (kind == nullptr) {
+    throw CkxToolFault(EkxExit::UnusableArguments,
+                       "--action: \"" + options.action + "\" is no action for programs that targets are enough for");
+  }
+  const CkxTrustInput trust(options.trust);
+  CkxSuggestion suggestion;
+  size_t unusable = 0;
+  for (const std::string& file : options.files) AddFile(file, suggestion);
+  if (!options.folder.empty()) AddFolder(options.folder, suggestion);
+  if (!options.targets.empty()) unusable = AddTargets(options, suggestion, streams);
+  WriteDocument(suggestion.Publication(*kind), options.document, streams);
+  if (suggestion.LeftOut() != 0) {
+    streams.err << "kxpolicy: left out, since no rule tells them from others: " << suggestion.LeftOut() << '\n';
+  }
+  if (unusable != 0) streams.err << "kxpolicy: passed over, being no target documents: " << unusable << '\n';
+  return EkxExit::Done;
+}
+
+}  // namespace
+
+KxVerbAction KxVerb_Suggest(const CkxVerbOptions& verb) {
+  const auto options = std::make_shared<SuggestOptions>();
+  const CkxVerbOptions from = verb.AddChoice("from", "What the policies are to be about");
+  from.Add("--file", options->files, "A file on this machine; may be given several times").OneValueEach();
+  from.Add("--folder", options->folder, "All programs, libraries, scripts and packages in it and below");
+  from.Add("--targets", options->targets, "A stream of target documents, one a line, - for standard input");
+  verb.Add("-o,--output", options->document, "The policy document, - for standard output").Required();
+  verb.Add("--action", options->action, "What the policies do; run where nothing is said");
+  verb.AddFlag("--errors-ok", options->errorsOk, "Lines that are no target documents are passed over");
+  options->trust.AddTo(verb);
+  verb.Footer("Example: kxpolicy events sysmon events.jsonl | kxpolicy suggest --targets - -o policies.json");
+  return [options](SkxStreams& streams) { return Suggest(*options, streams); };
+}
