@@ -1,7 +1,6 @@
 #include "tools/kxpolicy/tool.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -14,7 +13,7 @@
 
 namespace {
 
-constexpr std::array<SkxVerb, 9> kOriginVerbs = {{
+constexpr SkxVerb kOriginVerbs[] = {
     {"convert", "Records from JSON to XML and back", KxVerb_OriginConvert},
     {"fill", "What is recorded of processes, and of the files that they make", KxVerb_OriginFill},
     {"sign", "Records that travel with a file, signed", KxVerb_OriginSign},
@@ -24,10 +23,10 @@ constexpr std::array<SkxVerb, 9> kOriginVerbs = {{
     {"copy", "What is kept with one file, bound to another", KxVerb_OriginCopy},
     {"delete", "What is kept with a file, or parts of it", KxVerb_OriginDelete},
     {"migrate", "What is kept with files, signed anew", KxVerb_OriginMigrate},
-}};
+};
 constexpr SkxVerbGroup kOrigin = {kOriginVerbs};
 
-constexpr std::array<SkxVerb, 7> kEaVerbs = {{
+constexpr SkxVerb kEaVerbs[] = {
     {"encode", "Records of extended attributes from their parts", KxVerb_EaEncode},
     {"decode", "What such records hold", KxVerb_EaDecode},
     {"list", "The attributes of a file", KxVerb_EaList},
@@ -35,22 +34,23 @@ constexpr std::array<SkxVerb, 7> kEaVerbs = {{
     {"set", "One of them, in place of what it was", KxVerb_EaSet},
     {"delete", "One, some or all of them", KxVerb_EaDelete},
     {"size", "What they take together", KxVerb_EaSize},
-}};
+};
 constexpr SkxVerbGroup kEa = {kEaVerbs};
 
-constexpr std::array<SkxVerb, 2> kConfigVerbs = {{
+constexpr SkxVerb kConfigVerbs[] = {
     {"get", "One of them, or each that a stream asks for", KxVerb_ConfigGet},
     {"list", "All that have a value", KxVerb_ConfigList},
-}};
+};
 constexpr SkxVerbGroup kConfig = {kConfigVerbs};
 
-constexpr std::array<SkxVerb, 1> kProcMapVerbs = {{
+constexpr SkxVerb kProcMapVerbs[] = {
     {"replay", "What becomes of a map of processes that is told of recorded events", KxVerb_ProcMapReplay},
-}};
+};
 constexpr SkxVerbGroup kProcMap = {kProcMapVerbs};
 
-constexpr std::array<SkxVerb, 18> kVerbs = {{
+constexpr SkxVerb kVerbs[] = {
     {"compile", "Policy documents into an image", KxVerb_Compile},
+    {"import", "Policies of other systems as a policy document", KxVerb_Import},
     {"check", "Errors in an image or in policy documents, and what cannot have been meant", KxVerb_Check},
     {"show", "The records of an image, or of what policy documents compile to", KxVerb_Show},
     {"eval", "Which policy applies to a target, and what it does", KxVerb_Eval},
@@ -69,7 +69,7 @@ constexpr std::array<SkxVerb, 18> kVerbs = {{
     {"unpublish", "What is published, out again", KxVerb_Unpublish},
     {"serve", "The agent's part, from an image: publishes, answers, follows the image", KxVerb_Serve},
     {"bench", "How many decisions a second this machine makes by an image", KxVerb_Bench},
-}};
+};
 
 /// The first argument is the verb, unless it is an option; behind a group it is one of the group's. The parser would
 /// only say that a verb is missing.

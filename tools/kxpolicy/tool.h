@@ -44,6 +44,7 @@ class CkxToolFault : public std::runtime_error {
 };
 
 KxVerbAction KxVerb_Compile(const CkxVerbOptions& verb);
+KxVerbAction KxVerb_Import(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Check(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Show(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb);

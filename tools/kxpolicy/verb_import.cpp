@@ -1,0 +1,93 @@
+// import: policies of other systems as a policy document.
+#include <ostream>
+
+#include "Agent/engine/kx_publish/import/import.h"
+#include "Common_CPP/file/file.h"
+#include "Common_CPP/util/printable.h"
+#include "Common_CPP/util/text.h"
+#include "tools/kxpolicy/image_summary.h"
+#include "tools/kxpolicy/input.h"
+#include "tools/kxpolicy/tool.h"
+
+namespace {
+
+struct ImportOptions {
+  std::string kind;
+  std::vector<std::string> files;
+  std::string document;
+  std::string report;
+  std::string systemDrive = "C:";
+  std::optional<uint32_t> firstId;
+};
+
+SkxImportOptions HowToImport(const ImportOptions& options) {
+  const std::string& drive = options.systemDrive;
+  const char letter = static_cast<char>(drive.empty() ? 0 : drive[0] & ~0x20);
+  if (drive.size() != 2 || drive[1] != ':' || letter < 'A' || letter > 'Z') {
+    throw CkxToolFault(EkxExit::UnusableArguments, drive + ": is no drive");
+  }
+  SkxImportOptions how;
+  how.machine.systemDrive = {static_cast<WCHAR>(letter), KXW(':')};
+  how.firstId = options.firstId.value_or(1);
+  if (how.firstId == 0 || how.firstId > 0x7FFFFFFF) {
+    throw CkxToolFault(EkxExit::UnusableArguments, "the first id must be from 1 to 2147483647");
+  }
+  return how;
+}
+
+/// Whole or not at all; "-" is the output.
+void WriteText(const std::string& path, const std::string& text, SkxStreams& streams) {
+  if (path == "-") {
+    streams.out << text;
+    return;
+  }
+  const std::optional<KxWString> name = KxText_FromUtf8(path);
+  if (!name) throw CkxToolFault(EkxExit::UnusableArguments, path + ": is not UTF-8");
+  const std::span bytes(reinterpret_cast<const unsigned char*>(text.data()), text.size());
+  if (!KxFile_ReplaceAll(*name, bytes)) throw CkxToolFault(EkxExit::SystemRefused, path + ": cannot be written");
+}
+
+EkxExit Import(const ImportOptions& options, SkxStreams& streams) {
+  const SkxImportOptions how = HowToImport(options);
+  if (options.document == "-" && options.report == "-") {
+    throw CkxToolFault(EkxExit::UnusableArguments, "document and report cannot both go to the output");
+  }
+  std::vector<SkxImportFile> files;
+  for (const std::string& path : options.files) {
+    CkxInput input(path, streams.in);
+    files.push_back({input.Name(), input.ReadAllBytes()});
+  }
+  const EkxImportKind kind = options.kind == "applocker" ? EkxImportKind::AppLocker : EkxImportKind::AppControl;
+  SkxImportResult result;
+  std::string fault;
+  if (!KxImport(kind, files, how, result, fault)) throw CkxToolFault(EkxExit::UnusableInput, fault);
+
+  if (!options.report.empty()) WriteText(options.report, KxImport_Report(result.policy, false), streams);
+  WriteText(options.document, result.document, streams);
+  if (options.report.empty()) streams.err << KxImport_Report(result.policy, true);
+  if (options.document != "-" && options.report != "-") {
+    streams.out << KxText_Printable(options.document) << ": " << KxCounted(result.policies, "policy", "policies")
+                << '\n';
+  }
+  return EkxExit::Done;
+}
+
+}  // namespace
+
+KxVerbAction KxVerb_Import(const CkxVerbOptions& verb) {
+  const auto options = std::make_shared<ImportOptions>();
+  verb.Add("kind", options->kind, "Whose policies: applocker or appcontrol")
+      .Required()
+      .OneOf({"applocker", "appcontrol"});
+  verb.Add("files", options->files, "Their XML, which makes one document together; - for standard input").Required();
+  verb.Add("-o,--output", options->document,
+           "The policy document, which is written whole or not at all; - for the output")
+      .Required();
+  verb.Add("--report", options->report,
+           "Where each rule is listed that is not expressed exactly, with the reason; - for the output; default: a "
+           "summary to standard error");
+  verb.Add("--system-drive", options->systemDrive, "The drive that the machines have their system on; default: C:");
+  verb.Add("--first-id", options->firstId, "The id of the first policy; default: 1");
+  verb.Footer("Example: kxpolicy import applocker exported.xml -o policies.jsonc");
+  return [options](SkxStreams& streams) { return Import(*options, streams); };
+}
