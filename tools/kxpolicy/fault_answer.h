@@ -3,5 +3,6 @@
 
 #include <string>
 
-/// {"id":...,"error":"..."}, without a line end. `line` is asked for its id, null where it has none that can be read.
-std::string KxFaultAnswer_Of(const std::string& line, const std::string& fault);
+/// {"id":...,"error":"..."}, without a line end. `line` is asked for its id; `noId`, JSON too, is for one that has none
+/// which can be read.
+std::string KxFaultAnswer_Of(const std::string& line, const std::string& fault, const std::string& noId = "null");

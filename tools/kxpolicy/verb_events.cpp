@@ -43,7 +43,8 @@ EkxExit Events(const EventsOptions& options, SkxStreams& streams) {
       for (const nlohmann::ordered_json& document : targets.documents) Write(document, lines.Number(), streams);
       skipped += targets.skipped;
     } catch (const CkxDocumentFault& fault) {
-      streams.out << KxFaultAnswer_Of(lines.TooLong() ? "" : line, fault.Line()) << '\n';
+      const std::string id = std::to_string(lines.Number());
+      streams.out << KxFaultAnswer_Of(lines.TooLong() ? "" : line, fault.Line(), id) << '\n';
       if (!options.errorsOk) code = EkxExit::UnusableInput;
     }
     if (!streams.out || streams.outIsTerminal) KxTool_RequireOutput(streams);

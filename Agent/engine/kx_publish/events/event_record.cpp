@@ -10,17 +10,17 @@ namespace {
 
 using nlohmann::json;
 
-constexpr const char* kNumbers[] = {"winlog.event_id", "event_id",  "Event.System.EventID", "System.EventID", "EventID",
-                                    "EventId",         "event.code"};
-constexpr const char* kSources[] = {
+constexpr const char* kNumberNames[] = {
+    "winlog.event_id", "event_id", "Event.System.EventID", "System.EventID", "EventID", "EventId", "event.code"};
+constexpr const char* kSourceNames[] = {
     "winlog.provider_name", "winlog.channel",  "event.provider", "Event.System.Provider",
     "Event.System.Channel", "System.Provider", "System.Channel", "Provider",
     "ProviderName",         "SourceName",      "Channel"};
 
 // How an element with attributes reads: its attributes, inside an object of their own or beside the text.
-constexpr const char* kAttributes = "#attributes";
-constexpr const char* kNames[] = {"@Name", "Name"};
-constexpr const char* kTexts[] = {"#text", "Text", "Value"};
+constexpr const char* kAttributesMember = "#attributes";
+constexpr const char* kNameAttributes[] = {"@Name", "Name"};
+constexpr const char* kTextMembers[] = {"#text", "Text", "Value"};
 
 SkxEventValue Member(const SkxEventValue& object, const std::string& key) {
   if (object.json == nullptr || !object.json->is_object()) return {};
@@ -40,8 +40,8 @@ SkxEventValue FirstMember(const SkxEventValue& object, const char* const (&keys)
 
 /// The name that an element has as an attribute.
 SkxEventValue NameOf(const SkxEventValue& element) {
-  SkxEventValue name = FirstMember(Member(element, kAttributes), kNames);
-  return name.json != nullptr ? name : FirstMember(element, kNames);
+  SkxEventValue name = FirstMember(Member(element, kAttributesMember), kNameAttributes);
+  return name.json != nullptr ? name : FirstMember(element, kNameAttributes);
 }
 
 bool IsNothing(const json& value) {
@@ -59,7 +59,7 @@ json ObjectOf(const SkxEventValue& list) {
     const SkxEventValue element{&(*list.json)[i], KxJson_Pointer(list.pointer, i)};
     const SkxEventValue name = NameOf(element);
     if (name.json == nullptr) continue;  // data without a name is no field
-    const SkxEventValue text = FirstMember(element, kTexts);
+    const SkxEventValue text = FirstMember(element, kTextMembers);
     const auto key = KxJson_As<std::string>(*name.json, name.pointer);
     if (!object.emplace(key, text.json != nullptr ? *text.json : json()).second) {
       throw CkxDocumentFault(element.pointer, "the field is there twice");
@@ -142,9 +142,9 @@ SkxEventValue CkxEventRecord::Find(std::span<const char* const> names) const {
 }
 
 uint32_t CkxEventRecord::Number() const {
-  SkxEventValue number = Find(kNumbers);
+  SkxEventValue number = Find(kNumberNames);
   if (number.json == nullptr) throw CkxDocumentFault("", "has no number of an event");
-  if (number.json->is_object()) number = FirstMember(number, kTexts);  // beside attributes
+  if (number.json->is_object()) number = FirstMember(number, kTextMembers);  // beside attributes
   if (number.json == nullptr) throw CkxDocumentFault("", "has no number of an event");
   if (!number.json->is_string()) return KxJson_As<uint32_t>(*number.json, number.pointer);
   const auto text = KxJson_As<std::string>(*number.json, number.pointer);
@@ -159,7 +159,7 @@ uint32_t CkxEventRecord::Number() const {
 bool CkxEventRecord::IsFrom(const char* word) const {
   const KxWString part = KxText_FromUtf8(word).value_or(KxWString());
   bool isAnyNamed = false;
-  for (const char* const name : kSources) {
+  for (const char* const name : kSourceNames) {
     SkxEventValue source = FindOne(name);
     if (source.json != nullptr && source.json->is_object()) source = NameOf(source);
     if (source.json == nullptr) continue;
