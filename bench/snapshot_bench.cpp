@@ -1,20 +1,16 @@
 // What one decision costs by a snapshot of the policies, and what preparing it costs: by how many policies there are,
 // and by what they ask for. Beside it, what the walk over the same policies costs.
 //
-// Asked about are the recorded starts of processes of KX_SHARED_DATA where there are any, else made-up ones. A decision
-// does not include making the description, which it shares with every other way to judge.
+// A decision does not include making the description, which it shares with every other way to judge.
 #include <benchmark/benchmark.h>
 #include <kx_util/kx_util.h>
 #include <kx_util/policy_snapshot.h>
 #include <kx_util/shared_policies_data.h>
 
-#include <cstdlib>
-#include <fstream>
-#include <nlohmann/json.hpp>
-
 #include "Common_CPP/util/text.h"
 #include "bench/bench_policies.h"
 #include "bench/plain_read.h"
+#include "bench/recorded_starts.h"
 
 namespace {
 
@@ -108,47 +104,7 @@ SkxTargetModel SnapshotTarget(uint32_t id) {
   return target;
 }
 
-using Processes = std::vector<std::unique_ptr<CkxTargetInfoProcess>>;
-
-KxWString TextOf(const nlohmann::json& event, const char* key) {
-  return KxText_FromUtf8(event.value(key, std::string())).value_or(KxWString());
-}
-
-std::unique_ptr<CkxTargetInfoProcess> RecordedStart(const nlohmann::json& event) {
-  SkxFileFacts file;
-  file.path = TextOf(event, "image");
-  const std::string sha256 = event.value("hashes", nlohmann::json::object()).value("sha256", std::string());
-  if (!sha256.empty()) file.hashes = {{KXW("SHA256"), *KxText_FromUtf8(sha256)}};
-  if (event.contains("signer")) file.signers = {{TextOf(event, "signer"), EkxPublisherStatus::Valid}};
-  file.versionInfo = {{KXW("CompanyName"), TextOf(event, "company")}, {KXW("ProductName"), TextOf(event, "product")}};
-  SkxProcessFacts process;
-  process.commandLine = TextOf(event, "commandLine");
-  return std::make_unique<CkxTargetInfoProcess>(std::move(file), std::move(process), nullptr);
-}
-
-std::unique_ptr<CkxTargetInfoProcess> MadeUpStart(uint32_t number) {
-  SkxFileFacts file;
-  file.path =
-      Counted("C:\\Program Files\\Company\\Product " + std::to_string(number % 50) + "\\bin\\tool-", number, ".exe");
-  file.hashes = {{KXW("SHA256"), KXW("0123456789ABCDEF0123456789ABCDEF0123456789ABCDEF0123456789ABCDEF")}};
-  file.signers = {{KXW("Microsoft Windows"), EkxPublisherStatus::Valid}};
-  file.versionInfo = {{KXW("ProductName"), KXW("A product of some name")}};
-  SkxProcessFacts process;
-  process.commandLine = KXW("\"") + file.path + KXW("\" --type=renderer --field-trial=1234,5678 --lang=en-US");
-  return std::make_unique<CkxTargetInfoProcess>(std::move(file), std::move(process), nullptr);
-}
-
-Processes RecordedStarts() {
-  constexpr uint32_t kMadeUp = 1000;
-  Processes starts;
-  const char* const folder = std::getenv("KX_SHARED_DATA");
-  std::ifstream in(std::string(folder != nullptr ? folder : ".") + "/process_events.jsonl");
-  for (std::string line; std::getline(in, line);) starts.push_back(RecordedStart(nlohmann::json::parse(line)));
-  for (uint32_t i = 0; starts.size() < kMadeUp; ++i) starts.push_back(MadeUpStart(i));
-  return starts;
-}
-
-double MicrosecondsOfAWalk(const Processes& starts) {
+double MicrosecondsOfAWalk(const KxBenchStarts& starts) {
   constexpr size_t kWalks = 20;
   SkxTriggerPolicyShortInfo info;
   std::vector<double> walks;
@@ -163,7 +119,7 @@ template <SkxExeTarget (*exe)(uint32_t)>
 void SnapshotDecision(benchmark::State& state) {
   const BenchPolicies bench(static_cast<uint32_t>(state.range(0)), SnapshotTarget<exe>);
   const CkxPolicySourceScope scope(bench.Source());
-  const Processes starts = RecordedStarts();
+  const KxBenchStarts starts = KxBench_Starts(1000);
   EkxEvaluationFault fault = EkxEvaluationFault::None;
   std::shared_ptr<const CkxPolicySnapshot> snapshot;
   const double prepared = KxBench_NanosecondsOf([&] { snapshot = CkxPolicySnapshot::Prepare(bench.Source(), fault); });
