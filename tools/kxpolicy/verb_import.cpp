@@ -49,8 +49,8 @@ void WriteText(const std::string& path, const std::string& text, SkxStreams& str
 
 EkxExit Import(const ImportOptions& options, SkxStreams& streams) {
   const SkxImportOptions how = HowToImport(options);
-  if (options.document == "-" && options.report == "-") {
-    throw CkxToolFault(EkxExit::UnusableArguments, "document and report cannot both go to the output");
+  if (options.document == options.report) {
+    throw CkxToolFault(EkxExit::UnusableArguments, "document and report cannot go to the same place");
   }
   std::vector<SkxImportFile> files;
   for (const std::string& path : options.files) {
@@ -62,8 +62,8 @@ EkxExit Import(const ImportOptions& options, SkxStreams& streams) {
   std::string fault;
   if (!KxImport(kind, files, how, result, fault)) throw CkxToolFault(EkxExit::UnusableInput, fault);
 
-  if (!options.report.empty()) WriteText(options.report, KxImport_Report(result.policy, false), streams);
   WriteText(options.document, result.document, streams);
+  if (!options.report.empty()) WriteText(options.report, KxImport_Report(result.policy, false), streams);
   if (options.report.empty()) streams.err << KxImport_Report(result.policy, true);
   if (options.document != "-" && options.report != "-") {
     streams.out << KxText_Printable(options.document) << ": " << KxCounted(result.policies, "policy", "policies")

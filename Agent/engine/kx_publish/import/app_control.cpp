@@ -13,7 +13,6 @@ using Status = EkxImportStatus;
 using Kind = EkxImportedKind;
 
 constexpr std::string_view kUserMode = "12";
-constexpr std::string_view kDrivers = "131";
 
 /// Options that change what is allowed, and have no counterpart.
 struct SkxOptionNote {
@@ -101,8 +100,8 @@ class CkxAppControlFile {
           {_file, "rules for kernel drivers: " + std::to_string(_driverReferences) + "; drivers are not judged here"});
     }
     if (_testReferences != 0) {
-      notes.push_back({_file, "rules for machines in test signing mode: " + std::to_string(_testReferences) +
-                                  "; that mode is not known here"});
+      notes.push_back({_file, "rules for test signing and for images of components: " +
+                                  std::to_string(_testReferences) + "; neither is judged here"});
     }
     if (EnforcesScripts() && JudgesUserMode()) {
       notes.push_back(
@@ -132,14 +131,22 @@ class CkxAppControlFile {
       if (isUserMode && isProduct) {
         ReadSigners(signers);
       } else {
-        CountReferences(signers, isProduct ? _driverReferences : _testReferences);
+        CountReferences(signers, isProduct);
       }
     }
   }
 
-  void CountReferences(const SkxXmlNode& signers, size_t& count) {
+  /// Of the product signers of drivers, else of what is not judged in any scenario.
+  void CountReferences(const SkxXmlNode& signers, bool isProduct) {
     if (IsNamed(signers, KXW("AppIDTags"))) return;
-    for (const SkxXmlNode& list : signers.children) count += list.children.size();
+    for (const SkxXmlNode& list : signers.children) {
+      (isProduct ? _driverReferences : _testReferences) += list.children.size();
+      for (const SkxXmlNode& reference : list.children) {
+        if (!isProduct) continue;
+        _ofDrivers.insert(KxImportXml_Utf8(reference, KXW("RuleID")));
+        _ofDrivers.insert(KxImportXml_Utf8(reference, KXW("SignerId")));
+      }
+    }
   }
 
   SkxAppControlUse UseOf(bool isAllow) const { return {isAllow, !Has("Disabled:Runtime FilePath Rule Protection")}; }
@@ -189,6 +196,10 @@ class CkxAppControlFile {
       Dangling(id);
       return;
     }
+    if (!_signers.insert({node, isAllow}).second) {
+      NewRule(*node, isAllow).Say(Status::NotExpressed, "its signer is referred to twice");
+      return;
+    }
     SkxImportedRule& rule = NewRule(*node, isAllow);
     rule.conditions = _rules.SignerConditions(*node, UseOf(isAllow), rule);
     for (const SkxXmlNode& child : reference.children) {
@@ -218,22 +229,7 @@ class CkxAppControlFile {
                                        : "nothing in user mode refers to it, so that it decides about no file");
   }
 
-  bool IsForDrivers(const SkxXmlNode& rule) const {
-    const std::string id = KxImportXml_Utf8(rule, KXW("ID"));
-    bool isReferred = false;
-    const auto compare = [&](const WCHAR* attribute) {
-      return [&, attribute](const SkxXmlNode& node) { isReferred |= KxImportXml_Utf8(node, attribute) == id; };
-    };
-    ForEachIn(_root, KXW("SigningScenarios"), KXW("SigningScenario"), [&](const SkxXmlNode& scenario) {
-      if (KxImportXml_Utf8(scenario, KXW("Value")) != kDrivers) return;
-      const SkxXmlNode* const product = KxImportXml_Child(scenario, KXW("ProductSigners"));
-      if (product == nullptr) return;
-      ForEachIn(*product, KXW("FileRulesRef"), KXW("FileRuleRef"), compare(KXW("RuleID")));
-      ForEachIn(*product, KXW("AllowedSigners"), KXW("AllowedSigner"), compare(KXW("SignerId")));
-      ForEachIn(*product, KXW("DeniedSigners"), KXW("DeniedSigner"), compare(KXW("SignerId")));
-    });
-    return isReferred;
-  }
+  bool IsForDrivers(const SkxXmlNode& rule) const { return _ofDrivers.contains(KxImportXml_Utf8(rule, KXW("ID"))); }
 
   const std::string _file;
   const SkxXmlNode& _root;
@@ -241,6 +237,8 @@ class CkxAppControlFile {
   std::set<std::string> _options;
   std::vector<SkxImportedRule> _read;
   std::set<const SkxXmlNode*> _listed;
+  std::set<std::pair<const SkxXmlNode*, bool>> _signers;  // allowed or denied already
+  std::set<std::string> _ofDrivers;                       // identifiers
   size_t _driverReferences = 0;
   size_t _testReferences = 0;
 };

@@ -11,6 +11,8 @@ namespace {
 
 using Status = EkxImportStatus;
 
+constexpr size_t kMaxText = 256;         // units of what is compared with a text of a file
+constexpr size_t kMaxAttributes = 1024;  // of one signer
 constexpr std::string_view kPageHash = "Hash Page ";
 constexpr std::string_view kWholeHash = "Hash Sha";
 
@@ -52,6 +54,8 @@ class CkxFileRuleReader {
     ReadTexts(node);
     ReadVersions(node);
     ReadPackage(node);
+    if (node.Attribute(KXW("FilePath")) != nullptr || node.Attribute(KXW("Hash")) != nullptr) _asksForSomething = true;
+    if (!_asksForSomething && !_condition.packageName && !_condition.AsksForVersion()) Refuse("it asks for nothing");
     KxFileConditions conditions = {_condition};
     if (const KxWString* const path = node.Attribute(KXW("FilePath"))) conditions = AtPath(*path);
     if (const KxWString* const hash = node.Attribute(KXW("Hash"))) conditions = WithHash(*hash, std::move(conditions));
@@ -82,7 +86,10 @@ class CkxFileRuleReader {
   void ReadTexts(const SkxXmlNode& node) {
     for (const SkxFileAttribute& known : kTextAttributes) {
       const KxWString* const text = node.Attribute(known.attribute);
-      if (text == nullptr || *text == KXW("*")) continue;
+      if (text == nullptr) continue;
+      _asksForSomething = true;
+      if (*text == KXW("*")) continue;
+      if (text->size() > kMaxText) Refuse("a text that it asks for is too long");
       if (text->find(KXW('*')) != KxWString::npos) Refuse("an asterisk is only a part of a name");
       _condition.texts.push_back({known.versionField, *text});
     }
@@ -163,6 +170,7 @@ class CkxFileRuleReader {
   const SkxAppControlUse& _use;
   SkxImportedRule& _rule;
   SkxFileCondition _condition;
+  bool _asksForSomething = false;  // if only for any name
 };
 
 }  // namespace
@@ -223,25 +231,32 @@ KxFileConditions CkxAppControlRules::SignerConditions(const SkxXmlNode& node, co
     const std::string name = KxText_ToUtf8(child.name);
     if (name == "CertPublisher") {
       const KxWString* const publisher = child.Attribute(KXW("Value"));
-      if (publisher != nullptr && !publisher->empty()) signedBy.signers.push_back(*publisher);
+      if (publisher != nullptr) signedBy.signers.push_back(KxText_Trim(*publisher).ToString());
     } else if (name == "FileAttribRef") {
       hasAttributes = true;
       const std::string id = KxImportXml_Utf8(child, KXW("RuleID"));
       const SkxXmlNode* const attribute = FileRule(id);
       SkxImportedRule unused;
+      if (attributes.size() > kMaxAttributes) continue;
       const KxFileConditions conditions =
           attribute != nullptr ? FileConditions(*attribute, use, unused) : KxFileConditions();
       const bool isSaid = attribute != nullptr && unused.status != Status::NotExpressed;
       if (isSaid) attributes.insert(attributes.end(), conditions.begin(), conditions.end());
-      for (const std::string& reason : unused.reasons) rule.Say(Status::Approximate, id + ": " + reason);
+      for (const std::string& reason : unused.reasons)
+        rule.Say(Status::Approximate, std::string(id).append(": ").append(reason));
       if (!isSaid) rule.Say(Status::Approximate, "what its signer signs as " + id + " is left out");
     } else if (name == "CertEKU" || name == "CertIssuer" || name == "CertOemID") {
       leaveOut(name);
     } else if (name != "CertRoot" && name != "ArtifactRuleRef") {
-      leaveOut("an element that is not known, " + name + ",");
+      leaveOut(name + ", which is not known,");
     }
   }
-  if (signedBy.signers.size() != 1 || signedBy.signers[0].find(KXW('*')) != KxWString::npos) {
+  if (attributes.size() > kMaxAttributes) {
+    rule.Say(Status::NotExpressed, "its signer signs too many files");
+    return {};
+  }
+  if (signedBy.signers.size() != 1 || signedBy.signers[0].empty() ||
+      signedBy.signers[0].find(KXW('*')) != KxWString::npos) {
     rule.Say(Status::NotExpressed,
              "its signer is told by a certificate authority alone; here signers are told by their own name");
     return {};

@@ -297,7 +297,7 @@ class CkxAppLockerPolicy {
     if (!KxText_Equals(node.name, KXW("RuleCollection"), true)) {
       return Note("an element is not known and left out: " + KxText_ToUtf8(node.name));
     }
-    const size_t set = SetOf(kind != kinds.end() ? &*kind : nullptr, type);
+    const size_t set = SetOf(kind != kinds.end() ? &*kind : nullptr);
     ReadMode(node, set);
     for (const SkxXmlNode& child : node.children) {
       if (!IsRule(child)) {
@@ -311,11 +311,9 @@ class CkxAppLockerPolicy {
     }
   }
 
-  /// A collection of a type that is not known judges nothing.
-  size_t SetOf(const SkxCollectionKind* kind, const KxWString* type) {
-    const std::string name = kind != nullptr   ? KxText_ToUtf8(kind->type)
-                             : type != nullptr ? KxText_ToUtf8(*type)
-                                               : std::string();
+  /// Collections of types that are not known judge nothing.
+  size_t SetOf(const SkxCollectionKind* kind) {
+    const std::string name = kind != nullptr ? KxText_ToUtf8(kind->type) : "another collection";
     for (size_t i = 0; i < _policy.sets.size(); ++i) {
       if (_policy.sets[i].name == name) return i;
     }

@@ -104,6 +104,10 @@ std::vector<std::string> FilesOf(const SkxImportedPolicy& policy) {
 bool KxImport(EkxImportKind kind, std::span<const SkxImportFile> files, const SkxImportOptions& options,
               SkxImportResult& result, std::string& fault) {
   std::vector<SkxImportXml> parsed;
+  if (files.empty()) {
+    fault = "no file is given";
+    return false;
+  }
   if (!ParseFiles(files, parsed, fault)) return false;
   SkxImportedPolicy policy;
   const auto read = kind == EkxImportKind::AppLocker ? KxAppLocker_Read : KxAppControl_Read;
@@ -111,12 +115,17 @@ bool KxImport(EkxImportKind kind, std::span<const SkxImportFile> files, const Sk
   size_t rules = 0;
   ForEachRule(policy, [&](const SkxImportedSet&, const SkxImportedRule&) { ++rules; });
   if (rules > kMaxImportedRules) {
-    fault = "there are more than " + std::to_string(kMaxImportedRules) + " rules";
+    fault = files.front().name + ": there are more than " + std::to_string(kMaxImportedRules) + " rules";
     return false;
   }
-  SkxImportDocument document = KxImportDocument_Write(policy, options.firstId, TitleOf(files, options.machine));
-  result = {std::move(policy), std::move(document.text), document.policies};
-  return true;
+  try {
+    SkxImportDocument document = KxImportDocument_Write(policy, options.firstId, TitleOf(files, options.machine));
+    result = {std::move(policy), std::move(document.text), document.policies};
+    return true;
+  } catch (const CkxImportTooLarge& tooLarge) {
+    fault = files.front().name + ": " + tooLarge.what();
+    return false;
+  }
 }
 
 SkxImportCounts KxImport_Count(const SkxImportedPolicy& policy, const std::string& file) {

@@ -16,6 +16,8 @@ namespace {
 using Json = nlohmann::ordered_json;
 using Part = SkxOrderedPolicy::Part;
 
+constexpr size_t kMaxTargets = 200'000;
+
 struct SkxWrittenPolicy {
   SkxPolicyModel model;
   std::optional<CkxSid> user;
@@ -79,19 +81,18 @@ std::optional<SkxWrittenPolicy> PolicyOf(const SkxOrderedPolicy& ordered, const 
   return policy;
 }
 
-std::vector<SkxWrittenPolicy> PoliciesOf(SkxImportedSet& set, uint32_t firstId) {
+std::vector<SkxWrittenPolicy> PoliciesOf(SkxImportedSet& set, uint32_t firstId, size_t& targets) {
   for (SkxImportedRule& rule : set.rules) KxImportUsers_Check(rule);
   std::vector<SkxWrittenPolicy> policies;
   for (const SkxOrderedPolicy& ordered : KxRuleOrder_Policies(set)) {
     const auto id = static_cast<uint32_t>(firstId + policies.size());
     std::optional<SkxWrittenPolicy> policy = PolicyOf(ordered, set, id);
     if (policy) {
+      targets += policy->model.targets.size();
+      if (targets > kMaxTargets) throw CkxImportTooLarge();
       policies.push_back(std::move(*policy));
     } else if (ordered.part == Part::Rule) {
-      for (SkxImportedRule& rule : set.rules) {
-        if (&rule == ordered.rule)
-          rule.Say(EkxImportStatus::NotExpressed, "no file that is judged has what it asks for");
-      }
+      ordered.rule->Say(EkxImportStatus::NotExpressed, "no file that is judged has what it asks for");
     }
   }
   return policies;
@@ -137,8 +138,9 @@ void RequireReadable(const std::string& text) {
 
 SkxImportDocument KxImportDocument_Write(SkxImportedPolicy& policy, uint32_t firstId, const std::string& title) {
   std::vector<SkxWrittenPolicy> policies;
+  size_t targets = 0;
   for (SkxImportedSet& set : policy.sets) {
-    std::vector<SkxWrittenPolicy> more = PoliciesOf(set, static_cast<uint32_t>(firstId + policies.size()));
+    std::vector<SkxWrittenPolicy> more = PoliciesOf(set, static_cast<uint32_t>(firstId + policies.size()), targets);
     std::move(more.begin(), more.end(), std::back_inserter(policies));
   }
   SkxImportDocument document = {DocumentText(policies, title), policies.size()};

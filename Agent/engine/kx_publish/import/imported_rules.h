@@ -76,7 +76,8 @@ struct SkxImportedRule {
   EkxImportStatus status = EkxImportStatus::Exact;
   std::vector<std::string> reasons;
 
-  void Say(EkxImportStatus worst, const std::string& reason);
+  static constexpr size_t kMaxReasons = 16;
+  void Say(EkxImportStatus worst, const std::string& reason);  ///< the first reasons are kept, each once
 };
 
 struct SkxImportedSet {
@@ -102,5 +103,5 @@ inline void SkxImportedRule::Say(EkxImportStatus worst, const std::string& reaso
   for (const std::string& said : reasons) {
     if (said == reason) return;
   }
-  reasons.push_back(reason);
+  if (reasons.size() < kMaxReasons) reasons.push_back(reason);
 }

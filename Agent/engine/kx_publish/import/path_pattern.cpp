@@ -11,7 +11,7 @@ namespace {
 constexpr WCHAR kAsterisk = KXW('*');
 constexpr WCHAR kPathSeparator = KXW('\\');
 constexpr size_t kMaxAsterisks = 16;  // each makes a target
-constexpr size_t kMaxGlob = 4096;     // units; what is longer is no path
+constexpr size_t kMaxGlob = 1024;     // units; what is longer is no path
 
 size_t FirstPlaceholder(const KxWString& glob) { return std::min(glob.find_first_of(KXW("*?")), glob.size()); }
 
@@ -64,13 +64,15 @@ std::optional<std::vector<SkxPathPattern>> KxPathPattern_Expand(CkxTextView path
   std::vector<SkxPathPattern> patterns;
   if (glob.starts_with(KXW('%'))) {
     for (const SkxPathVariable& variable : variables) {
-      if (!KxText_StartsWith(glob, variable.name, false)) continue;
+      const size_t end = CkxTextView(variable.name).Size();
+      const bool isIt = KxText_StartsWith(glob, variable.name, false) && glob.substr(end).starts_with(kPathSeparator);
+      if (!isIt) continue;
       for (SkxPathPattern place : variable.places) {
-        place.glob += glob.substr(CkxTextView(variable.name).Size());
+        place.glob += glob.substr(end);
         patterns.push_back(std::move(place));
       }
     }
-    if (patterns.empty()) reason = "the path begins with a variable that is not known";
+    if (patterns.empty()) reason = "the path begins with a variable that is not known, or that no separator follows";
   } else {
     patterns.push_back({glob, {}});
   }

@@ -43,6 +43,7 @@ class CkxRuleOrder {
         (rule.exceptions.empty() ? ordered : left).push_back(&rule);
       }
     }
+    KxRules givenUp;
     while (!left.empty()) {
       const auto next = std::find_if(left.begin(), left.end(), [&](const SkxImportedRule* rule) {
         return std::none_of(left.begin(), left.end(), [&](const SkxImportedRule* other) {
@@ -52,12 +53,14 @@ class CkxRuleOrder {
       if (next != left.end()) {
         ordered.push_back(*next);
         left.erase(next);
-      } else {
-        GiveUpOrder(*left.front());
-        if (!isAllow) ordered.insert(ordered.begin(), left.front());
-        left.erase(left.begin());
+        continue;
       }
+      const size_t count = IsSpent() ? left.size() : 1;
+      givenUp.insert(givenUp.end(), left.begin(), left.begin() + static_cast<std::ptrdiff_t>(count));
+      left.erase(left.begin(), left.begin() + static_cast<std::ptrdiff_t>(count));
     }
+    for (SkxImportedRule* const rule : givenUp) GiveUpOrder(*rule);
+    if (!isAllow) ordered.insert(ordered.begin(), givenUp.begin(), givenUp.end());
     return ordered;
   }
 
@@ -99,7 +102,10 @@ class CkxRuleOrder {
 
   /// What a deny rule does not deny is allowed if an allow rule says so. By default it is denied anyway.
   void LeaveToOthers(SkxImportedRule& rule, const SkxFileCondition& exception) {
-    KxFileConditions all;
+    if (IsSpent()) {
+      rule.Say(EkxImportStatus::Approximate, "there are too many exceptions to compare: they are denied too");
+      return;
+    }
     for (SkxImportedRule& other : _set.rules) {
       if (!other.isAllow || !IsExpressed(other)) continue;
       KxFileConditions allowed;
@@ -125,6 +131,7 @@ class CkxRuleOrder {
     }
   }
 
+  bool IsSpent() const { return _comparisons > kMaxComparisons; }
   bool Spend() { return ++_comparisons <= kMaxComparisons; }
   bool Covers(const SkxFileCondition& outer, const SkxFileCondition& inner) {
     return Spend() && KxFileCondition_Covers(outer, inner);

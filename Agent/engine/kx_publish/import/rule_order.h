@@ -18,7 +18,7 @@ struct SkxOrderedPolicy {
 
   bool isAllow = false;
   Part part = Part::Rule;
-  const SkxImportedRule* rule = nullptr;  ///< where it comes from; null for the default. Belongs to the set
+  SkxImportedRule* rule = nullptr;  ///< where it comes from; null for the default. Belongs to the set
   std::optional<CkxSid> user;
   KxFileConditions conditions;  ///< of the default none, which is everything
 };
