@@ -32,8 +32,14 @@ constexpr const char* kFrame = R"({
       "description": "Messages that policies show.",
       "type": "array", "items": {"$ref": "#/$defs/alert"}, "default": []
     },
+    "userGroups": {
+      "description": "Names for users, which policies use: SIDs of users or of groups, per name.",
+      "type": "object",
+      "propertyNames": {"$ref": "#/$defs/name"},
+      "additionalProperties": {"type": "array", "items": {"$ref": "#/$defs/sid"}}
+    },
     "applicable": {
-      "description": "Ids of the policies that apply to a user, per SID; \"*\" serves every user without a row. Without any row every policy applies to everybody. A user whom no row serves, or whose row is empty, gets no decision.",
+      "description": "Ids of the policies that apply, per SID of a user or a group: a user has those of all its rows together, and \"*\" serves who has none. Without any row every policy applies to everybody. A user whom no row serves, or whose rows are empty, gets no decision. Not together with policies that name their users.",
       "type": "object",
       "propertyNames": {"anyOf": [{"const": "*"}, {"$ref": "#/$defs/sid"}]},
       "additionalProperties": {

@@ -5,6 +5,7 @@
 #include "Agent/engine/kx_publish/document/applicable_document.h"
 #include "Agent/engine/kx_publish/document/document_in.h"
 #include "Agent/engine/kx_publish/document/document_out.h"
+#include "Agent/engine/kx_publish/document/document_users.h"
 
 namespace {
 
@@ -15,6 +16,7 @@ constexpr const char* kPolicies = "policies";
 constexpr const char* kGroups = "applicationGroups";
 constexpr const char* kAlerts = "alerts";
 constexpr const char* kApplicable = "applicable";
+constexpr const char* kUserGroups = "userGroups";
 
 EkxNameClash AddName(SkxDocumentNames& names, const SkxAppGroupModel& group) {
   return names.groups.Add({group.name, group.id});
@@ -33,8 +35,9 @@ class Assembly {
            ForEach(_opened, error, [this](const Opened& document) { ReadAlerts(document); }) &&
            ForEach(_opened, error, [this](const Opened& document) { RegisterGroups(document); }) &&
            ForEach(_opened, error, [this](const Opened& document) { ReadGroups(document); }) &&
+           ForEach(_opened, error, [this](const Opened& document) { _users.ReadGroups(document.json); }) &&
            ForEach(_opened, error, [this](const Opened& document) { ReadPolicies(document); }) &&
-           ForEach(_opened, error, [this](const Opened& document) { ReadApplicable(document); });
+           ForEach(_opened, error, [this](const Opened& document) { ReadApplicable(document); }) && Conclude(error);
   }
 
  private:
@@ -71,6 +74,7 @@ class Assembly {
       if (list != nullptr && !list->is_array()) throw CkxDocumentFault(object.PointerTo(key), "must be an array");
     }
     object.Find(kApplicable);
+    object.Find(kUserGroups);
     object.Finish();
     _opened.push_back(std::move(opened));
   }
@@ -93,9 +97,10 @@ class Assembly {
   }
 
   void ReadAlerts(const Opened& document) {
-    ForElements(document, kAlerts, [this](const nlohmann::json& json, const std::string& pointer) {
+    ForElements(document, kAlerts, [&](const nlohmann::json& json, const std::string& pointer) {
       SkxAlertModel& alert = _publication.alerts.emplace_back();
       CkxDocumentIn::ReadWhole(json, pointer, _names, alert);
+      alert.source = {document.name, pointer};
       Register(alert, "alert", pointer);
     });
   }
@@ -111,8 +116,10 @@ class Assembly {
   }
 
   void ReadGroups(const Opened& document) {
-    ForElements(document, kGroups, [this](const nlohmann::json& json, const std::string& pointer) {
-      CkxDocumentIn::ReadWhole(json, pointer, _names, _publication.groups.emplace_back());
+    ForElements(document, kGroups, [&](const nlohmann::json& json, const std::string& pointer) {
+      SkxAppGroupModel& group = _publication.groups.emplace_back();
+      CkxDocumentIn::ReadWhole(json, pointer, _names, group);
+      group.source = {document.name, pointer};
     });
   }
 
@@ -121,6 +128,8 @@ class Assembly {
       SkxPolicyModel& policy = _publication.policies.emplace_back();
       policy.order = _publication.policies.size();
       CkxDocumentIn::ReadWhole(json, pointer, _names, policy);
+      policy.source = {document.name, pointer};
+      _users.Take(policy);
       const auto [other, isNew] = _policyPlaces.try_emplace(policy.id, document.name + "#" + pointer);
       if (!isNew) throw CkxDocumentFault(pointer + "/id", "the id is taken by " + other->second);
     });
@@ -130,6 +139,7 @@ class Assembly {
     const auto json = document.json.find(kApplicable);
     if (json == document.json.end()) return;
     const std::string pointer = KxJson_Pointer("", kApplicable);
+    if (_users.AreNamed()) throw CkxDocumentFault(pointer, "policies name their users, and the rows follow from that");
     for (const auto& [key, ids] : KxApplicable_Read(*json, pointer)) {
       for (size_t i = 0; i < ids.size(); ++i) {
         if (_policyPlaces.contains(ids[i])) continue;
@@ -140,10 +150,15 @@ class Assembly {
     }
   }
 
+  bool Conclude(SkxDocumentError& error) {
+    return !_users.AreNamed() || _users.Rows(_publication.policies, _publication.applicable, error);
+  }
+
   SkxPublication& _publication;
   std::vector<Opened> _opened;
   SkxDocumentNames _names;
   std::map<uint32_t, std::string> _policyPlaces;
+  CkxDocumentUsers _users;
 };
 
 /// `models` under `key`, each fault with its place. An empty list is left out unless it `isShown`.

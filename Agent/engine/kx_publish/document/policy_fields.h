@@ -33,6 +33,7 @@ inline constexpr auto kKxTables<SkxTargetModel> = SkxTables<SkxTargetHeaderPart>
 template <>
 inline constexpr auto kKxFields<SkxTargetModel> = std::tuple{
     SkxKindKey{{"type", "what the target is about, and which keys follow"}},
+    KxOptional(&SkxTargetModel::name, {"name", "what people call it, where a decision is explained"}),
     KxDerivedIdKey(&SkxTargetModel::id, "of the target; default: derived from where it stands"),
     SkxOfKind(),
 };
@@ -111,6 +112,12 @@ inline constexpr auto kKxFields<SkxPolicyModel> = std::tuple{
     KxOptional(&SkxPolicyModel::reportUsageState),
     KxOptional(&SkxPolicyModel::alerts,
                {nullptr, "which message is shown on which event; the first link for an event counts"}),
+    KxOptional(&SkxPolicyModel::users,
+               {"users", "whom it is for: names of userGroups, or SIDs of users or groups; default: everybody"}),
+    KxOptional(&SkxPolicyModel::notUsers,
+               {"notUsers",
+                "whom it is not for, of these; refused where somebody might have the policy all the same, by being in "
+                "another group too"}),
     SkxOfKind(),
 };
 

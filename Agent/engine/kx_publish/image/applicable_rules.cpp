@@ -1,6 +1,7 @@
 #include "Agent/engine/kx_publish/image/applicable_rules.h"
 
 #include <algorithm>
+#include <set>
 
 #include "Agent/engine/kx_publish/document/applicable_document.h"
 #include "Agent/engine/kx_publish/document/json_reader.h"
@@ -47,10 +48,31 @@ void CkxApplicableRules::Fill(const SkxApplicableRows& rows) {
   std::sort(_rows.begin(), _rows.end(), [](const Row& a, const Row& b) { return Before(a.sid, b.sid); });
 }
 
-const CkxApplicableRules::Answer& CkxApplicableRules::ForUser(const CkxSid& user) const {
-  const auto row = std::lower_bound(_rows.begin(), _rows.end(), user,
-                                    [](const Row& a, const CkxSid& b) { return Before(a.sid, b); });
-  return row != _rows.end() && row->sid.Equals(user) ? row->answer : _everybody;
+CkxApplicableRules::Answer CkxApplicableRules::ForUser(const CkxSid& user, const std::vector<CkxSid>& groups) const {
+  std::vector<size_t> rows;
+  const auto add = [&](const CkxSid& sid) {
+    const auto row = std::lower_bound(_rows.begin(), _rows.end(), sid,
+                                      [](const Row& a, const CkxSid& b) { return Before(a.sid, b); });
+    if (row != _rows.end() && row->sid.Equals(sid)) rows.push_back(static_cast<size_t>(row - _rows.begin()));
+  };
+  add(user);
+  for (const CkxSid& group : groups) add(group);
+  if (rows.empty()) return _everybody;
+  std::sort(rows.begin(), rows.end());
+  rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
+  return rows.size() == 1 ? _rows[rows.front()].answer : Union(rows);
+}
+
+CkxApplicableRules::Answer CkxApplicableRules::Union(const std::vector<size_t>& rows) const {
+  const std::lock_guard lock(_mutex);
+  if (const auto known = _unions.find(rows); known != _unions.end()) return known->second;
+  std::set<uint32_t> ids;
+  for (const size_t row : rows) ids.insert(_rows[row].answer->Ids().begin(), _rows[row].answer->Ids().end());
+  ids.erase(0);  // no policy's; in front it would mean "none"
+  Answer answer = AnswerOf({ids.begin(), ids.end()});
+  if (_unions.size() >= kMaxUnions) _unions.clear();
+  _unions.emplace(rows, answer);
+  return answer;
 }
 
 std::shared_ptr<const CkxApplicablePolicies> CkxApplicableRules::For(void* token) const {
@@ -61,7 +83,7 @@ std::shared_ptr<const CkxApplicablePolicies> CkxApplicableRules::For(void* token
       KxTrace(EkxTraceLevel::Warning, kScope, "The token's user cannot be told");
       return nullptr;
     }
-    if (user->ToUtf8() != kKxNobody) answer = ForUser(*user);
+    if (user->ToUtf8() != kKxNobody) answer = ForUser(*user, KxToken_Groups(token));
   }
   if (answer != nullptr && answer->IsNone()) {
     KxTrace(EkxTraceLevel::Warning, kScope, "No applicable policies for the user");

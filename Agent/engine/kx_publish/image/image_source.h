@@ -17,6 +17,11 @@ class CkxImageSource : public IkxPolicySource {
   EkxSectionState OpenSection(EkxPolicySection which, SkxSectionBytes& section) const override;
   std::shared_ptr<const CkxApplicablePolicies> ApplicablePolicies(void* token) const override;
 
+  const SkxPolicyImage& Image() const { return _image; }
+
+  /// Whether it matters who asks; else everybody has the same policies.
+  bool AsksForUsers() const { return _rules.AsksForUsers(); }
+
   /// That of no other source of this process, nor of a publication in force. Answers that depend on the user are not to
   /// be remembered: here users with one SID may have different groups.
   KxWString ContentName() const override { return _name; }

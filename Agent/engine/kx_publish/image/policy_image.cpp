@@ -23,13 +23,13 @@ std::string WithError(const std::string& what) { return what + ", error " + std:
 
 /// The files that the folder has. One of another kind in it, or none of ours, is some other folder, given by mistake:
 /// taken for an image it would mean that there are no policies.
-std::vector<KxWString> ImageFiles(const CkxHeldFolder& held, const fs::path& folder) {
+std::vector<KxWString> ImageFiles(const CkxHeldFolder& held, const fs::path& folder, bool& hasNames) {
   std::optional<std::vector<KxWString>> names = held.Names();
   if (!names) throw SkxImageFailure(folder, WithError("cannot be listed"));
   for (const KxWString& name : *names) {
     if (!KxImageFile_IsKnown(name)) throw SkxImageFailure(folder / name, "is not part of an image");
   }
-  std::erase(*names, kKxNamesFile);
+  hasNames = std::erase(*names, kKxNamesFile) != 0;
   if (names->empty()) {
     throw SkxImageFailure(folder, "is no image: has none of policies.sec, appgroups.sec, alerts.sec, applicable.json");
   }
@@ -45,14 +45,25 @@ void LoadFile(const CkxHeldFolder& held, const fs::path& path, std::optional<Byt
   bytes.emplace(read->begin(), read->end());
 }
 
+/// Names are no part of what is decided: an image without them, for whatever reason, is the same image.
+void LoadNames(const CkxHeldFolder& held, const fs::path& path, std::optional<std::string>& names) {
+  try {
+    LoadFile(held, path, names);
+  } catch (const SkxImageFailure&) {
+    names.emplace();
+  }
+}
+
 SkxPolicyImage LoadFrom(const CkxHeldFolder& held, const fs::path& folder) {
   SkxPolicyImage image;
-  for (const KxWString& name : ImageFiles(held, folder)) {
+  bool hasNames = false;
+  for (const KxWString& name : ImageFiles(held, folder, hasNames)) {
     if (name == kKxPoliciesFile) LoadFile(held, folder / name, image.policies);
     if (name == kKxAppGroupsFile) LoadFile(held, folder / name, image.appGroups);
     if (name == kKxAlertsFile) LoadFile(held, folder / name, image.alerts);
     if (name == kKxApplicableFile) LoadFile(held, folder / name, image.applicable);
   }
+  if (hasNames) LoadNames(held, folder / kKxNamesFile, image.names);
   try {
     if (image.applicable.has_value()) KxApplicable_Parse(*image.applicable);
   } catch (const CkxDocumentFault& fault) {

@@ -2,7 +2,8 @@
 //
 //   policies.sec, appgroups.sec, alerts.sec   a missing file is a section that is not published
 //   applicable.json                           policy ids per SID; a missing file: every policy applies to everybody
-//   names.json                                may lie beside them; nothing here reads it
+//   names.json                                what the author called things (document/author_names.h); may lie beside
+//                                             them, no decision depends on it, and one that cannot be read is as none
 #pragma once
 
 #include <kx_util/policy_source.h>
@@ -20,6 +21,7 @@ struct SkxPolicyImage {
   std::optional<Bytes> appGroups;
   std::optional<Bytes> alerts;
   std::optional<std::string> applicable;  ///< the text of applicable.json
+  std::optional<std::string> names{};     ///< of names.json, as it is; empty where it cannot be read
 
   const std::optional<Bytes>& Section(EkxPolicySection which) const;
 };

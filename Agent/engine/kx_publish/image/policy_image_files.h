@@ -16,7 +16,7 @@ inline constexpr const WCHAR* kKxApplicableFile = KXW("applicable.json");
 inline constexpr std::array<const WCHAR*, 4> kKxImageFiles = {kKxPoliciesFile, kKxAppGroupsFile, kKxAlertsFile,
                                                               kKxApplicableFile};
 
-/// What the author called things. It may lie beside them; nothing here reads it.
+/// What the author called things. It may lie beside them, and is no image alone.
 inline constexpr const WCHAR* kKxNamesFile = KXW("names.json");
 
 /// Whether an image may have a file of that name: what has another one is somebody else's.

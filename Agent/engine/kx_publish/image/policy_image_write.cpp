@@ -205,6 +205,7 @@ void Write(const fs::path& folder, const SkxPolicyImage& image) {
   WriteFile(made / kKxAppGroupsFile, image.appGroups);
   WriteFile(made / kKxAlertsFile, image.alerts);
   WriteFile(made / kKxApplicableFile, image.applicable);
+  WriteFile(made / kKxNamesFile, image.names);
   Swap(made, place, exists, work);
   parents.Keep();
   WorkFolder::RemoveLeftBehind(place.parent_path());  // only now: what lies there may have been all that was left

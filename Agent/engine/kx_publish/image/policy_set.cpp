@@ -1,6 +1,7 @@
 #include "Agent/engine/kx_publish/image/policy_set.h"
 
 #include "Agent/engine/kx_publish/document/applicable_document.h"
+#include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_publish/image/encode_image.h"
 #include "Common_CPP/util/text.h"
 
@@ -29,6 +30,16 @@ std::optional<CkxPolicySet> CkxPolicySet::FromDocuments(std::span<const SkxDocum
   if (!documents.empty()) set._name = documents.front().name;
   if (documents.size() > 1) set._name += " and " + std::to_string(documents.size() - 1) + " more";
   return set;
+}
+
+CkxAuthorNames CkxPolicySet::Names(std::string* fault) const {
+  if (!_image.names) return {};
+  try {
+    return CkxAuthorNames::Parse(*_image.names);
+  } catch (const CkxDocumentFault& refused) {
+    if (fault != nullptr) *fault = refused.Line();
+    return {};
+  }
 }
 
 std::string CkxPolicySet::PlaceOf(const char* file) const { return _isFolder ? _name + "/" + file : _name; }

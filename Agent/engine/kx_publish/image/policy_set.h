@@ -10,6 +10,7 @@
 #include <optional>
 #include <span>
 
+#include "Agent/engine/kx_publish/document/author_names.h"
 #include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/image/policy_image.h"
 
@@ -27,6 +28,9 @@ class CkxPolicySet {
   const SkxPolicyImage& Image() const { return _image; }
   SkxPolicyImage TakeImage() { return std::move(_image); }
   const SkxApplicableRows& Applicable() const { return _applicable; }
+
+  /// What the author called things, read anew. None where nobody has said, or `fault` says why it cannot be read.
+  CkxAuthorNames Names(std::string* fault = nullptr) const;
 
   /// "DIR/policies.sec", or what the documents are called, for lines that say where something is.
   std::string PlaceOf(const char* file) const;

@@ -65,6 +65,12 @@ using SkxPolicyParams =
     std::variant<std::monostate, SkxElevateOnDemandParams, SkxZeroTouchParams, SkxComputerActionParams, SkxScriptParams,
                  SkxConfigurationParams, SkxSetSecurityParams, SkxExcludeParams>;
 
+/// Where the author wrote something; empty for what was read from records.
+struct SkxSource {
+  std::string document;
+  std::string pointer;
+};
+
 struct SkxPolicyModel {
   EkxPolicyAction action = EkxPolicyAction::Invalid;
   uint32_t id = 0;
@@ -77,15 +83,19 @@ struct SkxPolicyModel {
   uint32_t reportUsageState = 0;
   uint32_t guiType = 0;
   std::vector<SkxAlertLinkModel> alerts;
-  bool policyAutomation = false;        ///< of policies with targets
-  std::vector<SkxTargetModel> targets;  ///< likewise
+  std::optional<std::vector<KxWString>> users;     ///< while documents are read; then they are rows of the publication
+  std::optional<std::vector<KxWString>> notUsers;  ///< likewise
+  bool policyAutomation = false;                   ///< of policies with targets
+  std::vector<SkxTargetModel> targets;             ///< likewise
   SkxPolicyParams params;
+  SkxSource source{};
 };
 
 struct SkxAppGroupModel {
   KxWString name;  ///< in documents only: a record has the id alone
   GUID id{};
   std::vector<SkxTargetModel> targets;
+  SkxSource source{};
 };
 
 /// Both are carried for whoever shows the dialog.
@@ -104,10 +114,11 @@ struct SkxAlertModel {
   KxWString name;  ///< in documents only, as a group's
   GUID id{};
   SkxAlertBody body;
+  SkxSource source{};
 };
 
-/// Ids of the policies that apply, per SID in its canonical text; "*" serves every SID without a row of its own.
-/// Without any row every policy applies to everybody.
+/// Ids of the policies that apply, per SID in its canonical text; a user's are those of its own row and of its groups'
+/// rows together, and "*" serves who has none of these. Without any row every policy applies to everybody.
 using SkxApplicableRows = std::map<std::string, std::vector<uint32_t>>;
 
 /// One publication, in the order of precedence.

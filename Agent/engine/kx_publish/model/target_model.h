@@ -261,4 +261,5 @@ using SkxTargetBody = std::variant<SkxGroupLink, SkxExeTarget, SkxScriptTarget, 
 struct SkxTargetModel {
   GUID id{};
   SkxTargetBody body;
+  KxWString name{};  ///< in documents only
 };

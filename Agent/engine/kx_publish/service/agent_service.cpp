@@ -12,6 +12,7 @@
 #include "Agent/engine/kx_util/store/agent_requests.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/access_token/access_token.h"
+#include "Common_CPP/access_token/user_groups.h"
 #include "Common_CPP/file/machine_facts.h"
 #include "Common_CPP/file/path.h"
 #include "Common_CPP/util/last_error.h"
@@ -123,6 +124,13 @@ std::string Event(const std::string& request, const SkxSecureIpcCaller& caller, 
   return line.append(": ").append(outcome);
 }
 
+/// As the system knows them.
+bool LearnGroups(const CkxSid& user, std::vector<CkxSid>& groups) {
+  std::optional<std::vector<CkxSid>> known = KxUser_Groups(user);
+  if (known) groups = *std::move(known);
+  return known.has_value();
+}
+
 std::string Described(const SkxConsentQuestion& question, const SvcUacActionInfo& action) {
   std::string text = "\"" + KxText_ToUtf8(PathOf(question)) + "\": ";
   text += action.policyApplies != 0 ? "policy " + std::to_string(action.policy.PolicyId) : "no policy";
@@ -146,7 +154,10 @@ bool AnswerPrompt(const SkxServedImage* image, const SkxSecureIpcCaller& caller,
   if (kind == EkxClientPath::Refused) return false;
 
   const bool administrator = question.administrator != 0;
-  CkxAccessToken user(caller.peer.user, {}, administrator);
+  std::vector<CkxSid> groups;
+  outcome = "refused, the client's groups cannot be told";
+  if (image->source.AsksForUsers() && !LearnGroups(caller.peer.user, groups)) return false;
+  CkxAccessToken user(caller.peer.user, std::move(groups), administrator);
   const CkxTargetInfoProcess program = ProgramAt(PathOf(question), kind, user);
   const CkxPolicySourceScope scope(image->source);
   CkxEntryScope budget;  // one for all that the answer takes
@@ -239,8 +250,11 @@ bool CkxAgentService::AnswerApplicablePolicies(const SkxSecureIpcCaller& /*calle
   const std::shared_ptr<const SkxServedImage> image = Image();
   outcome = kNoImage;
   if (image == nullptr) return false;
+  std::vector<CkxSid> groups;
+  outcome = "refused, the groups of " + user->ToUtf8() + " cannot be told";
+  if (image->source.AsksForUsers() && !LearnGroups(*user, groups)) return false;  // with less it might get other policies
   const CkxPolicySourceScope scope(image->source);
-  CkxAccessToken token(*user, {}, false);
+  CkxAccessToken token(*user, std::move(groups), false);
   std::vector<int> ids;
   CkxSharedPoliciesData::GetPoliciesApplicableForUser(token.Handle(), ids);
   outcome = kGivenUp;

@@ -29,12 +29,11 @@ CkxTextView Or(CkxTextView text, const WCHAR* otherwise) { return text.IsEmpty()
 
 CkxTextView FileNameOf(const IkxPathProvider& file) { return Or(KxPath_FileName(file.GetPath()), KXW("no path")); }
 
-/// The first thing in the order of the matching that is not as expected.
-void AppendNameSizeOrHash(CkxUtilStr& text, const CkxShBufPropFileName& expected, const IkxHashProvider& file) {
-  if (!KxUtil_MatchFilename(file, expected.Pattern(), expected.CompareAs())) return text.Append(FileNameOf(file));
-  if (expected.FileSize() != IkxPathProvider::kUnknownSize && expected.FileSize() != file.GetFileSize()) {
-    return KxText_AppendFormat(text, KXW("%I64d bytes"), file.GetFileSize());
-  }
+bool IsOtherSize(const CkxShBufPropFileName& expected, const IkxHashProvider& file) {
+  return expected.FileSize() != IkxPathProvider::kUnknownSize && expected.FileSize() != file.GetFileSize();
+}
+
+void AppendHash(CkxUtilStr& text, const CkxShBufPropFileName& expected, const IkxHashProvider& file) {
   const CkxTextView hash = file.GetHashStringUsing(expected.HashAlgorithm().ToString().c_str());
   if (!hash.IsNull()) return text.Append(hash);
   const int64_t size = file.GetFileSize();
@@ -87,8 +86,22 @@ bool KxCheck_FileName(const CkxShBufPropFileName& fileName, const IkxPathProvide
 }
 
 bool KxCheck_FileNameAndHash(const CkxShBufPropFileName& fileName, const IkxHashProvider& file) {
-  return Check("fileName", fileName, fileName.MatchFileNameAndHash(file),
-               [&](CkxUtilStr& text) { AppendNameSizeOrHash(text, fileName, file); });
+  const bool matched = fileName.MatchFileNameAndHash(file);
+  if (matched || KxObserve_Steps() == nullptr) return matched;
+  // The first thing in the order of the matching that is not as expected.
+  if (!KxUtil_MatchFilename(file, fileName.Pattern(), fileName.CompareAs())) {
+    return Check("fileName", fileName, false, [&](CkxUtilStr& text) { text.Append(FileNameOf(file)); });
+  }
+  if (IsOtherSize(fileName, file)) {
+    return KxObserve_Check("fileSize", false, [&](CkxUtilStr& expected, CkxUtilStr& actual) {
+      KxText_AppendFormat(expected, KXW("%I64d bytes"), fileName.FileSize());
+      KxText_AppendFormat(actual, KXW("%I64d bytes"), file.GetFileSize());
+    });
+  }
+  return KxObserve_Check("hash", false, [&](CkxUtilStr& expected, CkxUtilStr& actual) {
+    expected.Append(fileName.Hash());
+    AppendHash(actual, fileName, file);
+  });
 }
 
 bool KxCheck_Location(const CkxShBufPropFileLocation& location, const IkxPathProvider& file) {

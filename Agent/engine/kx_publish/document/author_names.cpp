@@ -1,0 +1,179 @@
+#include "Agent/engine/kx_publish/document/author_names.h"
+
+#include <charconv>
+#include <nlohmann/json.hpp>
+
+#include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Common_CPP/util/text.h"
+
+namespace {
+
+using nlohmann::json;
+using nlohmann::ordered_json;
+
+constexpr const char* kNamedPolicies = "policies";
+constexpr const char* kNamedGroups = "applicationGroups";
+constexpr const char* kNamedAlerts = "alerts";
+
+template <class Model>
+SkxAuthorName NameOf(const Model& model) {
+  SkxAuthorName named = {"", model.source.document, model.source.pointer, {}};
+  if constexpr (!std::is_same_v<Model, SkxPolicyModel>) named.name = KxText_ToUtf8(model.name);
+  if constexpr (!std::is_same_v<Model, SkxAlertModel>) {
+    for (const SkxTargetModel& target : model.targets) named.targets.push_back({target.id, KxText_ToUtf8(target.name)});
+  }
+  return named;
+}
+
+/// What was read from records has only the names that its reader gave it.
+template <class Model, class Named>
+void AddWritten(const std::vector<Model>& models, Named& named) {
+  for (const Model& model : models) {
+    if (!model.source.document.empty()) named.emplace(model.id, NameOf(model));
+  }
+}
+
+GUID ReadId(const std::string& text, const std::string& pointer) {
+  const std::optional<GUID> id = KxGuid_FromUtf8(text);
+  if (!id) throw CkxDocumentFault(pointer, "must be a GUID");
+  return *id;
+}
+
+uint32_t ReadPolicyId(const std::string& text, const std::string& pointer) {
+  uint32_t id = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), id);
+  const bool isNumber = error == std::errc() && end == text.data() + text.size();
+  if (!isNumber || id == 0) throw CkxDocumentFault(pointer, "the key must be the id of a policy");
+  return id;
+}
+
+SkxTargetName ReadTarget(const json& value, const std::string& pointer) {
+  CkxJsonObject object(value, pointer);
+  SkxTargetName target;
+  target.id = ReadId(object.Required<std::string>("id"), object.PointerTo("id"));
+  object.Optional("name", target.name);
+  object.Finish();
+  return target;
+}
+
+SkxAuthorName ReadName(const json& value, const std::string& pointer) {
+  CkxJsonObject object(value, pointer);
+  SkxAuthorName named;
+  object.Optional("name", named.name);
+  object.Optional("document", named.document);
+  object.Optional("pointer", named.pointer);
+  if (const json* const targets = object.Find("targets")) {
+    const std::string place = object.PointerTo("targets");
+    if (!targets->is_array()) throw CkxDocumentFault(place, "must be an array");
+    for (size_t i = 0; i < targets->size(); ++i) {
+      named.targets.push_back(ReadTarget((*targets)[i], KxJson_Pointer(place, i)));
+    }
+  }
+  object.Finish();
+  return named;
+}
+
+/// `readKey(text, pointer)` is what a key stands for; two for one thing are a fault.
+template <class Named, class ReadKey>
+void ReadNamed(CkxJsonObject& object, const char* key, Named& named, ReadKey readKey) {
+  const json* const members = object.Find(key);
+  if (members == nullptr) return;
+  const std::string pointer = object.PointerTo(key);
+  if (!members->is_object()) throw CkxDocumentFault(pointer, "must be an object");
+  for (const auto& [text, value] : members->items()) {
+    const std::string place = KxJson_Pointer(pointer, text);
+    if (!named.emplace(readKey(text, place), ReadName(value, place)).second) {
+      throw CkxDocumentFault(place, "another key stands for the same");
+    }
+  }
+}
+
+ordered_json AsJson(const SkxAuthorName& named) {
+  ordered_json object = ordered_json::object();
+  const auto add = [&object](const char* key, const std::string& text) {
+    if (!text.empty()) object[key] = text;
+  };
+  add("name", named.name);
+  add("document", named.document);
+  add("pointer", named.pointer);
+  for (const SkxTargetName& target : named.targets) {
+    ordered_json entry = {{"id", KxGuid_ToUtf8(target.id)}};
+    if (!target.name.empty()) entry["name"] = target.name;
+    object["targets"].push_back(std::move(entry));
+  }
+  return object;
+}
+
+/// A line for each, as people look through it.
+template <class Named, class KeyText>
+void WriteNamed(std::string& text, const char* key, const Named& named, KeyText keyText) {
+  if (named.empty()) return;
+  text += (text.size() == 1 ? "\n  \"" : ",\n  \"") + std::string(key) + "\": {";
+  const char* separator = "\n    ";
+  for (const auto& [id, each] : named) {
+    text += separator + ordered_json(keyText(id)).dump() + ": ";
+    text += AsJson(each).dump(-1, ' ', false, ordered_json::error_handler_t::replace);  // a path need not be UTF-8
+    separator = ",\n    ";
+  }
+  text += "\n  }";
+}
+
+template <class Named, class Key>
+const SkxAuthorName* FindNamed(const Named& named, const Key& key) {
+  const auto found = named.find(key);
+  return found != named.end() ? &found->second : nullptr;
+}
+
+}  // namespace
+
+CkxAuthorNames::CkxAuthorNames(const SkxPublication& publication) {
+  AddWritten(publication.policies, _policies);
+  AddWritten(publication.groups, _groups);
+  AddWritten(publication.alerts, _alerts);
+  IndexGroupTargets();
+}
+
+CkxAuthorNames CkxAuthorNames::Parse(const std::string& text) {
+  const json value = KxJson_Parse(text, false);
+  CkxJsonObject object(value, "");
+  CkxAuthorNames names;
+  ReadNamed(object, kNamedPolicies, names._policies, ReadPolicyId);
+  ReadNamed(object, kNamedGroups, names._groups, ReadId);
+  ReadNamed(object, kNamedAlerts, names._alerts, ReadId);
+  object.Finish();
+  names.IndexGroupTargets();
+  return names;
+}
+
+std::string CkxAuthorNames::Write() const {
+  std::string text = "{";
+  WriteNamed(text, kNamedPolicies, _policies, [](uint32_t id) { return std::to_string(id); });
+  WriteNamed(text, kNamedGroups, _groups, KxGuid_ToUtf8);
+  WriteNamed(text, kNamedAlerts, _alerts, KxGuid_ToUtf8);
+  return text + "\n}\n";
+}
+
+const SkxAuthorName* CkxAuthorNames::Policy(uint32_t id) const { return FindNamed(_policies, id); }
+const SkxAuthorName* CkxAuthorNames::Group(const GUID& id) const { return FindNamed(_groups, id); }
+const SkxAuthorName* CkxAuthorNames::Alert(const GUID& id) const { return FindNamed(_alerts, id); }
+
+std::optional<SkxTargetPlace> CkxAuthorNames::Target(uint32_t policy, const GUID& id) const {
+  std::vector<SkxTargetPlace> found;
+  if (const SkxAuthorName* const owner = Policy(policy)) {
+    for (size_t i = 0; i < owner->targets.size(); ++i) {
+      if (KxGuid_Equal(owner->targets[i].id, id)) found.push_back({owner, nullptr, i});
+    }
+  }
+  if (const auto ofGroups = _groupTargets.find(id); ofGroups != _groupTargets.end()) {
+    found.insert(found.end(), ofGroups->second.begin(), ofGroups->second.end());
+  }
+  return found.size() == 1 ? std::optional(found.front()) : std::nullopt;
+}
+
+void CkxAuthorNames::IndexGroupTargets() {
+  for (const auto& [unused, group] : _groups) {
+    for (size_t i = 0; i < group.targets.size(); ++i) {
+      _groupTargets[group.targets[i].id].push_back({&group, &group, i});
+    }
+  }
+}

@@ -1,0 +1,71 @@
+#include "Common_CPP/access_token/user_groups.h"
+
+#include <windows.h>
+// after windows.h
+#include <authz.h>
+
+#include <memory>
+
+#include "Common_CPP/access_token/access_token.h"
+#include "Common_CPP/util/last_error.h"
+
+namespace {
+
+struct ManagerEnd {
+  void operator()(AUTHZ_RESOURCE_MANAGER_HANDLE manager) const { AuthzFreeResourceManager(manager); }
+};
+struct ContextEnd {
+  void operator()(AUTHZ_CLIENT_CONTEXT_HANDLE context) const { AuthzFreeContext(context); }
+};
+using Manager = std::unique_ptr<std::remove_pointer_t<AUTHZ_RESOURCE_MANAGER_HANDLE>, ManagerEnd>;
+using Context = std::unique_ptr<std::remove_pointer_t<AUTHZ_CLIENT_CONTEXT_HANDLE>, ContextEnd>;
+
+bool IsKnown(const CkxSid& user) {
+  WCHAR name[256];
+  WCHAR domain[256];
+  DWORD nameUnits = std::size(name);
+  DWORD domainUnits = std::size(domain);
+  SID_NAME_USE use = SidTypeUnknown;
+  PSID const sid = const_cast<unsigned char*>(user.Bytes());
+  return LookupAccountSidW(nullptr, sid, name, &nameUnits, domain, &domainUnits, &use) != 0 ||
+         GetLastError() != ERROR_NONE_MAPPED;
+}
+
+std::vector<CkxSid> EnabledOf(const TOKEN_GROUPS& groups) {
+  std::vector<CkxSid> sids;
+  for (DWORD i = 0; i < groups.GroupCount; ++i) {
+    const SID_AND_ATTRIBUTES& group = groups.Groups[i];
+    const bool isEnabled = (group.Attributes & SE_GROUP_ENABLED) != 0;
+    if (isEnabled) sids.push_back(CkxSid::FromBytes(group.Sid, GetLengthSid(group.Sid)));
+  }
+  return sids;
+}
+
+}  // namespace
+
+std::optional<std::vector<CkxSid>> KxUser_Groups(const CkxSid& user) {
+  const std::optional<CkxSid> own = KxToken_User(nullptr);
+  if (own && own->Equals(user)) return KxToken_Groups(nullptr);
+  if (!IsKnown(user)) return std::vector<CkxSid>();
+
+  AUTHZ_RESOURCE_MANAGER_HANDLE managerHandle = nullptr;
+  if (!AuthzInitializeResourceManager(AUTHZ_RM_FLAG_NO_AUDIT, nullptr, nullptr, nullptr, nullptr, &managerHandle)) {
+    return std::nullopt;
+  }
+  const Manager manager(managerHandle);
+  AUTHZ_CLIENT_CONTEXT_HANDLE contextHandle = nullptr;
+  PSID const sid = const_cast<unsigned char*>(user.Bytes());
+  if (!AuthzInitializeContextFromSid(0, sid, managerHandle, nullptr, LUID{}, nullptr, &contextHandle)) {
+    return std::nullopt;
+  }
+  const Context context(contextHandle);
+  DWORD bytes = 0;
+  AuthzGetInformationFromContext(contextHandle, AuthzContextInfoGroupsSids, 0, &bytes, nullptr);
+  std::vector<uint64_t> buffer(bytes / sizeof(uint64_t) + 1);  // aligned for the structure
+  const auto room = static_cast<DWORD>(buffer.size() * sizeof(uint64_t));
+  if (bytes < sizeof(TOKEN_GROUPS) - sizeof(SID_AND_ATTRIBUTES) ||
+      !AuthzGetInformationFromContext(contextHandle, AuthzContextInfoGroupsSids, room, &bytes, buffer.data())) {
+    return std::nullopt;
+  }
+  return EnabledOf(*reinterpret_cast<const TOKEN_GROUPS*>(buffer.data()));
+}
