@@ -3,6 +3,7 @@
 #include <charconv>
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Common_CPP/security/sid.h"
 
 namespace {
 
@@ -83,6 +84,30 @@ SkxCheckPlace CkxCheckedDocuments::PlaceOf(const SkxFinding& finding) const {
     const json* value = &(*list)[index];
     ForParts(finding.path, [&](std::string_view part) { return Step(value, part, pointer); });
     return {document.name, std::nullopt, pointer};
+  }
+  return {_documents.empty() ? "" : _documents.front().name, std::nullopt, ""};
+}
+
+SkxCheckPlace CkxCheckedDocuments::PlaceOfUser(const std::string& sid) const {
+  const auto isIt = [&](const json& text) {
+    const std::optional<CkxSid> named =
+        text.is_string() ? CkxSid::FromUtf8(text.get_ref<const std::string&>()) : std::nullopt;
+    return named && named->ToUtf8() == sid;
+  };
+  const auto isOfUsers = [](const std::string& pointer) {
+    return pointer.starts_with("/userGroups/") || pointer.find("/users/") != std::string::npos ||
+           pointer.find("/notUsers/") != std::string::npos;
+  };
+  for (const Document& document : _documents) {
+    if (const auto rows = document.json.find("applicable"); rows != document.json.end() && rows->is_object()) {
+      for (const auto& [key, unused] : rows->items()) {
+        if (isIt(key)) return {document.name, std::nullopt, KxJson_Pointer("/applicable", key)};
+      }
+    }
+    const json flat = document.json.flatten();
+    for (const auto& [pointer, value] : flat.items()) {
+      if (isOfUsers(pointer) && isIt(value)) return {document.name, std::nullopt, pointer};
+    }
   }
   return {_documents.empty() ? "" : _documents.front().name, std::nullopt, ""};
 }

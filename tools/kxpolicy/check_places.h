@@ -23,6 +23,9 @@ class CkxCheckedDocuments {
   /// The deepest place that the document has on the way to the field: a shorthand stands for all that it is short for.
   SkxCheckPlace PlaceOf(const SkxFinding& finding) const;
 
+  /// Where `sid` is first named, as a row or among users.
+  SkxCheckPlace PlaceOfUser(const std::string& sid) const;
+
   /// The policy that `pointer` leads into.
   void NamePolicy(const std::string& document, const std::string& pointer, SkxFinding& finding) const;
 

@@ -1,10 +1,11 @@
 #include "tools/kxpolicy/decision.h"
 
+#include <memory>
 #include <new>
 
+#include "Agent/engine/kx_publish/model/policy_kinds.h"
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
-#include "tools/kxpolicy/explanation.h"
 
 using nlohmann::ordered_json;
 
@@ -29,6 +30,29 @@ std::string TextOf(const ordered_json& object, const char* key) {
   return KxText_Printable(object[key].get_ref<const std::string&>());
 }
 
+std::string Quoted(const ordered_json& object, const char* key) {
+  return KxText_PrintableQuoted(object[key].get_ref<const std::string&>());
+}
+
+/// The library's word for what a policy does, but for one that means something else to whoever wrote it: "Trust" is
+/// what documents call elevateOnDemand.
+std::string ActionWord(const SkxDecision& decision) {
+  const EkxPolicyAction action = decision.info.PolicyAction;
+  if (action != EkxPolicyAction::Trust) return KxDecision_ActionName(decision);
+  return KxKind_Find(kKxPolicyKinds, &SkxPolicyKind::action, action)->key;
+}
+
+/// `target 2 of 6 "Old browsers" of "Games", Executable`; without names `Executable {...}`.
+std::string TargetText(const ordered_json& target) {
+  const auto type = static_cast<EkxPolicyTarget>(target["targetType"].get<uint32_t>());
+  const std::string kind = KxText_ToUtf8(KxUtil_PolicyTargetTypeStr(type));
+  if (!target.contains("number")) return kind + " " + TextOf(target, "targetId");
+  std::string text = "target " + target["number"].dump() + " of " + target["of"].dump();
+  if (target.contains("name")) text += " " + Quoted(target, "name");
+  if (target.contains("group")) text += " of group " + Quoted(target, "group");
+  return text + ", " + kind;
+}
+
 bool Evaluate(const CkxTargetInfo& target, const CkxPolicySnapshot* snapshot, SkxDecision& decision) {
   if (snapshot != nullptr) {
     return snapshot->Evaluate(target, KxPolicySource_Current(), decision.info, decision.outcome);
@@ -38,9 +62,10 @@ bool Evaluate(const CkxTargetInfo& target, const CkxPolicySnapshot* snapshot, Sk
 
 }  // namespace
 
-SkxDecision KxDecision_Of(const CkxTargetInfo& target, bool explain, const CkxPolicySnapshot* snapshot) {
+SkxDecision KxDecision_Of(const CkxTargetInfo& target, const SkxDecisionWish& wish, const CkxPolicySnapshot* snapshot) {
+  static const CkxAuthorNames& kNoNames = *std::make_unique<CkxAuthorNames>().release();
   SkxDecision decision;
-  CkxDecisionObserver observer(explain);
+  CkxDecisionObserver observer(wish.explain, wish.names != nullptr ? *wish.names : kNoNames);
   {
     const CkxEvaluationObserverScope scope(observer);
     decision.matched = Evaluate(target, snapshot, decision);
@@ -50,7 +75,7 @@ SkxDecision KxDecision_Of(const CkxTargetInfo& target, bool explain, const CkxPo
   decision.alerts = observer.Alerts();
   decision.error = observer.Fault();
   decision.policiesLeftOut = observer.PoliciesLeftOut();
-  if (explain) decision.explanation = observer.TakePolicies();
+  if (wish.explain != EkxExplain::None) decision.explanation = observer.TakePolicies();
   return decision;
 }
 
@@ -62,7 +87,7 @@ std::string KxDecision_TableHeading() { return Row("DECISION", "POLICY", "TARGET
 
 std::string KxDecision_ToRow(const SkxDecision& decision, const std::string& what) {
   if (!decision.matched) return Row("-", decision.error.empty() ? "no policy applies" : decision.error, what);
-  return Row(KxDecision_ActionName(decision), std::to_string(decision.info.PolicyId) + " " + decision.policyName, what);
+  return Row(ActionWord(decision), std::to_string(decision.info.PolicyId) + " " + decision.policyName, what);
 }
 
 std::string KxDecision_ExplanationText(const SkxDecision& decision) {
@@ -72,9 +97,7 @@ std::string KxDecision_ExplanationText(const SkxDecision& decision) {
     text += "    policy " + policy["policyId"].dump() + " " + TextOf(policy, "policyName") + ": " +
             TextOf(policy, "outcome") + "\n";
     for (const ordered_json& target : policy["targets"]) {
-      const auto type = static_cast<EkxPolicyTarget>(target["targetType"].get<uint32_t>());
-      text += "        " + KxText_ToUtf8(KxUtil_PolicyTargetTypeStr(type)) + " " + TextOf(target, "targetId") + ": " +
-              TextOf(target, "outcome") + "\n";
+      text += "        " + TargetText(target) + ": " + TextOf(target, "outcome") + "\n";
       if (!target.contains("failed")) continue;
       const ordered_json& failed = target["failed"];
       text += "            " + TextOf(failed, "property") + ": expected " + TextOf(failed, "expected") + ", found " +

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/kxpolicy/explanation.h"
+
 struct SkxDecision {
   std::string idJson = "null";  ///< the target's id, as JSON text
   bool matched = false;
@@ -21,11 +23,18 @@ struct SkxDecision {
   size_t policiesLeftOut = 0;  ///< of the explanation, because there are too many
 };
 
-/// The central evaluation for `target`, by the policy source in force; by `snapshot` where that is one of it. With
-/// `explain` every step is kept. A want of memory is no answer: std::bad_alloc.
-SkxDecision KxDecision_Of(const CkxTargetInfo& target, bool explain, const CkxPolicySnapshot* snapshot = nullptr);
+/// What is kept of an evaluation beside its answer.
+struct SkxDecisionWish {
+  EkxExplain explain = EkxExplain::None;
+  const CkxAuthorNames* names = nullptr;  ///< that explanations use; null: nobody has said
+};
 
-/// What the policy does, in a word.
+/// The central evaluation for `target`, by the policy source in force; by `snapshot` where that is one of it. A want of
+/// memory is no answer: std::bad_alloc.
+SkxDecision KxDecision_Of(const CkxTargetInfo& target, const SkxDecisionWish& wish,
+                          const CkxPolicySnapshot* snapshot = nullptr);
+
+/// What the policy does, in the library's words.
 std::string KxDecision_ActionName(const SkxDecision& decision);
 
 /// One row of the table for a person, and its heading. `what` is how the person calls the target.

@@ -3,6 +3,9 @@
 // A few megabytes of linked groups make millions of steps, so that an explanation is bounded: of a policy its first
 // targets and those that matched are kept, of all policies the first ones and the one that applies, of a long text its
 // beginning. A policy of which targets are left out says how many ("leftOut").
+//
+// Where the author's names are known, a policy says where it was written ("document", "pointer"), and a target which of
+// its policy's or its group's it is ("number", "of", "name", "group").
 #pragma once
 
 #include <kx_util/evaluation_observer.h>
@@ -12,11 +15,21 @@
 #include <string>
 #include <vector>
 
+#include "Agent/engine/kx_publish/document/author_names.h"
+
+/// Which policies an explanation tells.
+enum class EkxExplain : unsigned char {
+  None,
+  Close,  ///< that apply, or came close: a target is of the thing's kind, and fails by something else than its name
+  All,
+};
+
 class CkxDecisionObserver : public IkxEvaluationObserver {
  public:
-  explicit CkxDecisionObserver(bool steps) : _steps(steps) {}
+  /// `names` outlive the observer.
+  CkxDecisionObserver(EkxExplain explain, const CkxAuthorNames& names) : _explain(explain), _names(names) {}
 
-  bool WantsSteps() const override { return _steps; }
+  bool WantsSteps() const override { return _explain != EkxExplain::None; }
   void OnCheckFailed(const char* property, CkxTextView expected, CkxTextView actual) override;
   void OnTarget(const SkxObservedTarget& target, bool matched) override;
   void OnPolicy(const SkxObservedPolicy& policy, EkxPolicyOutcome outcome) override;
@@ -33,13 +46,18 @@ class CkxDecisionObserver : public IkxEvaluationObserver {
  private:
   void KeepApplied(const CkxShBufPolicy& policy);
   bool HasPlaceForTarget(bool matched) const;
+  void AddPlace(uint32_t policy, const GUID& id, nlohmann::ordered_json& target) const;
+  std::string WithGroupNames(std::string text) const;
 
-  const bool _steps;
+  const EkxExplain _explain;
+  const CkxAuthorNames& _names;
   std::string _policyName;
   std::vector<SkxPolicyAlertLink> _alerts;
   std::string _fault;
   nlohmann::ordered_json _policies = nlohmann::ordered_json::array();
   nlohmann::ordered_json _targets = nlohmann::ordered_json::array();  // of the policy under way
+  std::vector<GUID> _targetIds;                                       // of these
+  bool _isClose = false;                                              // the policy under way
   size_t _targetsKept = 0;                                            // of all policies
   size_t _targetsLeftOut = 0;                                         // of the policy under way
   size_t _policiesLeftOut = 0;

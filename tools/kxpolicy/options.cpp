@@ -83,6 +83,10 @@ CkxOption CkxVerbOptions::AddFlag(const char* name, bool& value, const std::stri
   return CkxOption(_app->add_flag(name, value, help));
 }
 
+CkxOption CkxVerbOptions::AddFlag(const char* name, std::string& value, const std::string& help) const {
+  return CkxOption(_app->add_flag(name, value, help));
+}
+
 CkxVerbOptions CkxVerbOptions::AddChoice(const char* name, const char* help) const {
   CLI::App* const choice = _app->add_option_group(name, help);
   choice->require_option(1);

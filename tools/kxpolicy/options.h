@@ -44,6 +44,9 @@ class CkxVerbOptions {
   CkxOption Add(const char* name, std::vector<std::string>& values, const std::string& help) const;
   CkxOption Add(const char* name, std::optional<uint32_t>& value, const std::string& help) const;
   CkxOption AddFlag(const char* name, bool& value, const std::string& help) const;
+
+  /// A flag that may have a value, behind "=": "--name{alone}" is `alone` without one.
+  CkxOption AddFlag(const char* name, std::string& value, const std::string& help) const;
   CkxVerbOptions AddChoice(const char* name, const char* help) const;  ///< options of which exactly one is given
   void Footer(const char* text) const;                                 ///< of the verb's help
 

@@ -54,6 +54,7 @@ constexpr SkxVerb kVerbs[] = {
     {"check", "Errors in an image or in policy documents, and what cannot have been meant", KxVerb_Check},
     {"show", "The records of an image, or of what policy documents compile to", KxVerb_Show},
     {"eval", "Which policy applies to a target, and what it does", KxVerb_Eval},
+    {"summary", "Summaries of eval added up", KxVerb_Summary},
     {"describe", "Files and processes of this machine as target documents", KxVerb_Describe},
     {"events", "Recorded process starts as target documents", KxVerb_Events},
     {"suggest", "Policies from files and targets that are there", KxVerb_Suggest},

@@ -49,6 +49,7 @@ KxVerbAction KxVerb_Check(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Show(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Bench(const CkxVerbOptions& verb);
+KxVerbAction KxVerb_Summary(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Describe(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Events(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Suggest(const CkxVerbOptions& verb);

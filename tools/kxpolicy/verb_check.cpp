@@ -23,6 +23,10 @@ struct CheckOptions {
 /// For a document that says something else than a publication.
 constexpr const char* kDocumentRule = "document";
 
+/// For rows of users, and for what the author called things.
+constexpr const char* kRowRule = "row";
+constexpr const char* kNamesRule = "names";
+
 const char* Word(EkxSeverity severity) { return severity == EkxSeverity::Error ? "error" : "warning"; }
 
 /// Writes the findings as they come.
@@ -83,15 +87,30 @@ class Report {
   size_t _warnings = 0;
 };
 
-void CheckImage(const std::string& folder, Report& report) {
-  for (const SkxFinding& finding : KxLint_Image(KxImage_Load(folder))) {
+SkxFinding Plain(EkxSeverity severity, const char* rule, const std::string& message) {
+  return {severity, rule, EkxPolicySection::Policies, 0, 0, "", message, {}, {}};
+}
+
+void CheckImage(const std::string& folder, std::istream& standardInput, Report& report) {
+  const CkxPolicySet set = KxPolicyInput_Open({folder}, standardInput);
+  for (const SkxFinding& finding : KxLint_Image(set.Image())) {
     report.Add(finding, KxCheckPlace_InImage(folder, finding));
+  }
+  for (const SkxRowFinding& row : KxLint_Rows(set.Applicable())) {
+    const std::string pointer = KxJson_Pointer("", row.sid);
+    report.Add(Plain(EkxSeverity::Warning, kRowRule, row.message), {set.PlaceOf("applicable.json"), {}, pointer});
+  }
+  std::string fault;
+  set.Names(&fault);
+  if (!fault.empty()) {
+    report.Add(Plain(EkxSeverity::Warning, kNamesRule, "what the author called things is not known: " + fault),
+               {set.PlaceOf("names.json"), {}, ""});
   }
 }
 
 /// What no publication can be read from.
 void AddFault(const SkxDocumentError& fault, const CkxCheckedDocuments& documents, Report& report) {
-  SkxFinding finding = {EkxSeverity::Error, kDocumentRule, EkxPolicySection::Policies, 0, 0, "", fault.message, {}, {}};
+  SkxFinding finding = Plain(EkxSeverity::Error, kDocumentRule, fault.message);
   documents.NamePolicy(fault.document, fault.pointer, finding);
   report.Add(finding, {fault.document, std::nullopt, fault.pointer});
 }
@@ -125,12 +144,15 @@ void CheckDocuments(const std::vector<std::string>& paths, std::istream& standar
     const bool isInImage = finding.section == EkxPolicySection::Policies;  // and told already
     if (!isInImage) report.Add(finding, documents.PlaceOf(finding));
   }
+  for (const SkxRowFinding& row : KxLint_Rows(publication.applicable)) {
+    report.Add(Plain(EkxSeverity::Warning, kRowRule, row.message), documents.PlaceOfUser(row.sid));
+  }
 }
 
 EkxExit Check(const CheckOptions& options, SkxStreams& streams) {
   Report report(streams.out, options.format == "json");
   if (KxPolicyInput_IsImage(options.inputs)) {
-    CheckImage(options.inputs.front(), report);
+    CheckImage(options.inputs.front(), streams.in, report);
   } else {
     CheckDocuments(options.inputs, streams.in, report);
   }

@@ -6,7 +6,9 @@
 #include "Agent/engine/kx_publish/image/image_source.h"
 #include "tools/kxpolicy/decision.h"
 #include "tools/kxpolicy/decision_json.h"
+#include "tools/kxpolicy/eval_summary.h"
 #include "tools/kxpolicy/fault_answer.h"
+#include "tools/kxpolicy/image_input.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/live_target.h"
 #include "tools/kxpolicy/policy_input.h"
@@ -25,11 +27,14 @@ struct EvalOptions {
   std::string user;
   SkxTrustOptions trust;
   SkxSecretOptions secrets;
-  bool explain = false;
+  std::string explain;
+  bool summary = false;
+  bool errorsOk = false;
   std::string format = "text";
   bool brief = false;
   std::string fields = kKxBriefMembers;
   KxDecisionMembers members = kKxAllMembers;
+  SkxDecisionWish wish;
 };
 
 /// Writes answers in the order asked, in the format asked for.
@@ -39,12 +44,18 @@ class Answers {
       : _json(options.format == "json"),
         _members(options.members),
         _isLive(options.policies.empty()),
-        _streams(streams) {}
+        _streams(streams) {
+    if (options.summary) _summary.emplace();
+  }
+
+  /// The summary, where one is asked for in place of the answers.
+  CkxEvalSummary* Summary() { return _summary ? &*_summary : nullptr; }
 
   /// `nameOf()` is how a person calls the target; only the table asks for it.
   template <class Name>
   void Write(SkxDecision decision, Name nameOf) {
     if (_isLive) Judge(decision);
+    if (_summary) return _summary->Count(decision);
     if (_json) {
       Line(KxDecision_ToJson(decision, _members));
       return;
@@ -55,6 +66,7 @@ class Answers {
   }
 
   void WriteFault(const std::string& line, const std::string& fault, const std::string& place) {
+    if (_summary) return _summary->CountUnusable();
     if (_json) {
       Line(KxFaultAnswer_Of(line, fault));
       return;
@@ -63,6 +75,10 @@ class Answers {
     SkxDecision none;
     none.error = "unusable: " + fault;
     Line(KxDecision_ToRow(none, place));
+  }
+
+  void End() {
+    if (_summary) _streams.out << (_json ? _summary->ToJson().dump() + "\n" : _summary->ToText());
   }
 
   /// Whether there was a question that this machine could not be asked.
@@ -91,6 +107,7 @@ class Answers {
   const KxDecisionMembers _members;
   const bool _isLive;
   SkxStreams& _streams;
+  std::optional<CkxEvalSummary> _summary;
   bool _headed = false;
   bool _isAnyUnanswered = false;
 };
@@ -118,9 +135,10 @@ class PreparedImage {
   std::shared_ptr<const CkxPolicySnapshot> _snapshot;
 };
 
-SkxDecision Decide(const CkxTargetDocument& document, bool explain, const CkxPolicySnapshot* snapshot = nullptr) {
+SkxDecision Decide(const CkxTargetDocument& document, const SkxDecisionWish& wish,
+                   const CkxPolicySnapshot* snapshot = nullptr) {
   const CkxMachineFactsScope machine(document.Machine());
-  SkxDecision decision = KxDecision_Of(document.Target(), explain, snapshot);
+  SkxDecision decision = KxDecision_Of(document.Target(), wish, snapshot);
   decision.idJson = document.IdJson();
   return decision;
 }
@@ -142,11 +160,11 @@ EkxExit EvalStream(const EvalOptions& options, const std::optional<CkxSid>& user
     try {
       if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");
       const CkxTargetDocument document = CkxTargetDocument::Parse(line, user);
-      answers.Write(Decide(document, options.explain, image.ForNext()), [&] { return NameOf(document); });
+      answers.Write(Decide(document, options.wish, image.ForNext()), [&] { return NameOf(document); });
     } catch (const CkxDocumentFault& fault) {
       const std::string place = input.Name() + ":" + std::to_string(lines.Number());
       answers.WriteFault(lines.TooLong() ? "" : line, fault.Line(), place);
-      code = EkxExit::UnusableInput;
+      if (!options.errorsOk) code = EkxExit::UnusableInput;
     }
   }
   return code;
@@ -157,7 +175,7 @@ EkxExit EvalDocument(const EvalOptions& options, const std::optional<CkxSid>& us
   CkxInput input(options.target, streams.in);
   try {
     const CkxTargetDocument document = CkxTargetDocument::Parse(input.ReadAll(), user);
-    answers.Write(Decide(document, options.explain), [&] { return NameOf(document); });
+    answers.Write(Decide(document, options.wish), [&] { return NameOf(document); });
   } catch (const CkxDocumentFault& fault) {
     throw CkxToolFault(EkxExit::UnusableInput, input.Name() + ": " + fault.Line());
   }
@@ -166,7 +184,7 @@ EkxExit EvalDocument(const EvalOptions& options, const std::optional<CkxSid>& us
 
 EkxExit EvalFiles(const EvalOptions& options, void* token, Answers& answers) {
   for (const std::string& file : options.files) {
-    SkxDecision decision = KxDecision_Of(*KxLive_File(file, token), options.explain);
+    SkxDecision decision = KxDecision_Of(*KxLive_File(file, token), options.wish);
     decision.idJson = nlohmann::json(file).dump();
     answers.Write(std::move(decision), [&] { return file; });
   }
@@ -175,7 +193,7 @@ EkxExit EvalFiles(const EvalOptions& options, void* token, Answers& answers) {
 
 EkxExit EvalProcess(const EvalOptions& options, void* token, Answers& answers) {
   const CkxTargetInfoPtr process = KxLive_Process(*options.pid, token);
-  SkxDecision decision = KxDecision_Of(*process, options.explain);
+  SkxDecision decision = KxDecision_Of(*process, options.wish);
   decision.idJson = std::to_string(*options.pid);
   answers.Write(std::move(decision), [&] { return KxText_ToUtf8(process->QueryPathProvider()->GetPath()); });
   return EkxExit::Done;
@@ -194,26 +212,39 @@ void CheckStandardInput(const EvalOptions& options) {
   KxInput_CheckStandardInput(paths);
 }
 
-EkxExit Eval(const EvalOptions& options, SkxStreams& streams) {
+EkxExplain ExplainOf(const std::string& word) {
+  if (word.empty()) return EkxExplain::None;
+  return word == "close" ? EkxExplain::Close : EkxExplain::All;
+}
+
+EkxExit Eval(EvalOptions options, SkxStreams& streams) {
   CheckStandardInput(options);
   std::optional<CkxSid> user;
   if (!options.user.empty()) {
     user = CkxSid::FromUtf8(options.user);
     if (!user) throw CkxToolFault(EkxExit::UnusableArguments, "--user: \"" + options.user + "\" is no SID");
   }
+  CkxAuthorNames names;
   std::optional<CkxImageSource> image;
   std::optional<CkxPolicySourceScope> scope;
   if (!options.policies.empty()) {
-    image.emplace(KxPolicyInput_Open(options.policies, streams.in).TakeImage());
+    CkxPolicySet set = KxPolicyInput_Open(options.policies, streams.in);
+    if (!options.explain.empty()) names = set.Names();
+    image.emplace(set.TakeImage());
     scope.emplace(*image);
   }
+  options.wish = {ExplainOf(options.explain), &names};
   const CkxTrustInput trust(options.trust);
   const CkxSecretInput secrets(options.secrets, EkxUnnamedSecrets::Machines);
   Answers answers(options, streams);
-  const PreparedImage prepared(image && !options.explain ? &*image : nullptr);
+  if (CkxEvalSummary* const summary = answers.Summary()) {
+    summary->AddPolicies(image ? image->Image() : KxImage_LoadLive());
+  }
+  const PreparedImage prepared(image && options.explain.empty() ? &*image : nullptr);
   const EkxExit code = !options.targets.empty()  ? EvalStream(options, user, prepared, answers, streams)
                        : !options.target.empty() ? EvalDocument(options, user, answers, streams)
                                                  : EvalLive(options, user, answers);
+  answers.End();
   return answers.IsAnyUnanswered() ? EkxExit::SystemRefused : code;
 }
 
@@ -237,12 +268,21 @@ KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb) {
   verb.Add("--user", options->user, "SID of the user to ask for, in place of the target's own");
   options->trust.AddTo(verb);
   options->secrets.AddTo(verb);
-  verb.AddFlag("--explain", options->explain, "Also say which policies were looked at and why each did not apply");
+  const CkxOption explain = verb.AddFlag("--explain{all}", options->explain,
+                                         "Also say which policies were looked at and why each did not apply; "
+                                         "--explain=close: only policies that apply or came close")
+                                .OneOf({"all", "close"});
+  const CkxOption summary =
+      verb.AddFlag("--summary", options->summary, "In place of the answers how many targets each policy decided");
+  summary.Excludes(explain);
+  verb.AddFlag("--errors-ok", options->errorsOk, "Lines of a stream that cannot be used do not change the exit code");
   verb.Add("--format", options->format, "text (a table) or json (one object a line)").OneOf({"text", "json"});
   const CkxOption brief =
       verb.AddFlag("--brief", options->brief, "Of a JSON answer only whether a policy applies, which, and its action");
   const CkxOption fields =
       verb.Add("--fields", options->fields, "Of a JSON answer only these members, between commas").Excludes(brief);
+  summary.Excludes(brief);
+  summary.Excludes(fields);
   verb.Footer("Example: kxpolicy eval policies.jsonc --file setup.exe --explain");
   return [options, brief, fields](SkxStreams& streams) {
     if (brief.IsGiven() || fields.IsGiven()) options->members = MembersAskedFor(*options);

@@ -8,6 +8,7 @@
 //   unreachable  every target of the policy is taken before it, by policies for the same users
 //   no-targets   the policy takes part in decisions, but has no target that anything can match
 //   no-users     the policy is applicable to nobody
+//   row          a row of users that can be nobody's
 //   duplicate-id two records with one id, of which look-ups find the first
 //   missing-group, missing-alert, alert-type      what a link names is not there, or is of another type
 //   name                                          a name that does not show as it is
@@ -42,6 +43,13 @@ struct SkxFinding {
 /// In the order of the sections and the places in them. The image's applicable rules are well-formed, as those of one
 /// that was loaded are.
 std::vector<SkxFinding> KxLint_Image(const SkxPolicyImage& image);
+
+/// A row of the applicable rules that can be nobody's.
+struct SkxRowFinding {
+  std::string sid;
+  std::string message;
+};
+std::vector<SkxRowFinding> KxLint_Rows(const SkxApplicableRows& rows);
 
 /// Of the names alone, those of groups and alerts among them, which no image has.
 std::vector<SkxFinding> KxLint_Names(const SkxPublication& publication);

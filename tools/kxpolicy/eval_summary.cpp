@@ -1,0 +1,129 @@
+#include "tools/kxpolicy/eval_summary.h"
+
+#include <kx_util/shared_policy.h>
+#include <kx_util/shared_policy_kinds.h>
+
+#include <algorithm>
+#include <limits>
+#include <nlohmann/json.hpp>
+
+#include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Common_CPP/util/printable.h"
+#include "Common_CPP/util/text.h"
+#include "tools/kxpolicy/decision.h"
+#include "tools/kxpolicy/image_records.h"
+
+using nlohmann::ordered_json;
+
+namespace {
+
+bool MayDecide(const CkxShBufPolicy& policy) {
+  static constexpr EkxPolicyAction kActions[] = {EkxPolicyAction::Run,
+                                                 EkxPolicyAction::Block,
+                                                 EkxPolicyAction::Elevate,
+                                                 EkxPolicyAction::Trust,
+                                                 EkxPolicyAction::RunAndCollectEvents,
+                                                 EkxPolicyAction::Exclude};
+  return policy.Active() && std::find(std::begin(kActions), std::end(kActions), policy.Action()) != std::end(kActions);
+}
+
+/// `sum` grows by what `object` has under `key`.
+void AddCount(CkxJsonObject& object, const char* key, uint64_t& sum) {
+  const auto count = object.Required<uint64_t>(key);
+  if (count > std::numeric_limits<uint64_t>::max() - sum) {
+    throw CkxDocumentFault(object.PointerTo(key), "the sum does not fit 64 bits");
+  }
+  sum += count;
+}
+
+std::string Column(uint64_t count) {
+  const std::string text = std::to_string(count);
+  return std::string(text.size() < 12 ? 12 - text.size() : 0, ' ') + text;
+}
+
+}  // namespace
+
+void CkxEvalSummary::AddPolicies(const SkxPolicyImage& image) {
+  std::vector<std::string> ignored;  // the evaluation tells them
+  KxImage_ForEachRecord(image.policies, kKxPolicyRecord, ignored, [&](const unsigned char* record, size_t) {
+    const auto* const header = reinterpret_cast<const SkxPolicyBufHeader*>(record);
+    const CkxShBufPolicyPtr policy(CkxShBufPolicy::PolicyFromBuffer(header, false));
+    if (policy == nullptr || !MayDecide(*policy)) return;
+    Of(policy->Id(), KxText_ToUtf8(policy->NameView()), static_cast<int32_t>(policy->Action()));
+  });
+}
+
+CkxEvalSummary::Policy& CkxEvalSummary::Of(uint32_t id, const std::string& name, int32_t action) {
+  const auto [place, isNew] = _places.try_emplace({id, name}, _policies.size());
+  if (isNew) _policies.push_back({id, name, action, 0});
+  return _policies[place->second];
+}
+
+void CkxEvalSummary::Count(const SkxDecision& decision) {
+  if (decision.matched) {
+    ++_matched;
+    ++Of(decision.info.PolicyId, decision.policyName, static_cast<int32_t>(decision.info.PolicyAction)).decided;
+  } else {
+    ++(decision.error.empty() ? _unmatched : _faults);
+  }
+}
+
+void CkxEvalSummary::Add(const nlohmann::json& summary) {
+  CkxJsonObject object(summary, "");
+  uint64_t targets = Targets();
+  uint64_t parts = Targets();
+  AddCount(object, "targets", targets);
+  for (const auto& [key, part] : {std::pair{"matched", &_matched}, std::pair{"unmatched", &_unmatched},
+                                  std::pair{"faults", &_faults}, std::pair{"unusable", &_unusable}}) {
+    AddCount(object, key, parts);
+    AddCount(object, key, *part);
+  }
+  if (targets != parts) throw CkxDocumentFault("/targets", "is not the sum of what became of them");
+  uint64_t decided = _matched - object.Required<uint64_t>("matched");  // before
+
+  const nlohmann::json* const policies = object.Find("policies");
+  if (policies == nullptr || !policies->is_array()) throw CkxDocumentFault("/policies", "must be an array");
+  for (size_t i = 0; i < policies->size(); ++i) {
+    CkxJsonObject policy((*policies)[i], KxJson_Pointer("/policies", i));
+    const auto id = policy.Required<uint32_t>("policyId");
+    const auto name = policy.Required<std::string>("policyName");
+    AddCount(policy, "decided", decided);
+    AddCount(policy, "decided", Of(id, name, policy.Required<int32_t>("action")).decided);
+    policy.Finish();
+  }
+  if (decided != _matched) throw CkxDocumentFault("/matched", "is not the sum of what the policies decided");
+  object.Finish();
+}
+
+ordered_json CkxEvalSummary::ToJson() const {
+  ordered_json summary = {{"targets", Targets()},
+                          {"matched", _matched},
+                          {"unmatched", _unmatched},
+                          {"faults", _faults},
+                          {"unusable", _unusable}};
+  ordered_json& policies = summary["policies"] = ordered_json::array();
+  for (const Policy& policy : _policies) {
+    policies.push_back(
+        {{"policyId", policy.id}, {"policyName", policy.name}, {"action", policy.action}, {"decided", policy.decided}});
+  }
+  return summary;
+}
+
+std::string CkxEvalSummary::ToText() const {
+  std::string decided;
+  std::string never;
+  for (const Policy& policy : _policies) {
+    const std::string line = std::to_string(policy.id) + " " + KxText_Printable(policy.name) + "\n";
+    if (policy.decided != 0) {
+      decided += Column(policy.decided) + "  " + line;
+    } else {
+      never += Column(0) + "  " + line;
+    }
+  }
+  std::string text = Column(Targets()) + "  targets\n" + Column(_matched) + "  decided by a policy\n" +
+                     Column(_unmatched) + "  no policy applies\n" + Column(_faults) + "  could not be answered\n" +
+                     Column(_unusable) + "  unusable\n";
+  if (!decided.empty()) text += "\nDecided by policy:\n" + decided;
+  if (!never.empty()) text += "\nNever decided:\n" + never;
+  return text;
+}
