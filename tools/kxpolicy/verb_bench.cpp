@@ -11,8 +11,8 @@
 #include "Agent/engine/kx_publish/image/image_source.h"
 #include "tools/kxpolicy/decision.h"
 #include "tools/kxpolicy/decision_json.h"
-#include "tools/kxpolicy/image_input.h"
 #include "tools/kxpolicy/input.h"
+#include "tools/kxpolicy/policy_input.h"
 #include "tools/kxpolicy/tool.h"
 
 namespace {
@@ -20,7 +20,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 struct BenchOptions {
-  std::string image;
+  std::vector<std::string> policies;
   std::string target;
   std::string targets;
   std::optional<uint32_t> milliseconds = 1000;
@@ -93,7 +93,7 @@ void Decide(const BenchTarget& target, const CkxPolicySnapshot* snapshot) {
 void DecideOfText(const BenchTarget& target, const CkxPolicySnapshot* snapshot) {
   const CkxTargetDocument document = CkxTargetDocument::Parse(target.text);
   const CkxMachineFactsScope machine(document.Machine());
-  KxDecision_ToJson(KxDecision_Of(document.Target(), false, snapshot));
+  KxDecision_ToJson(KxDecision_Of(document.Target(), {}, snapshot));
 }
 
 std::string Row(const BenchRow& row) {
@@ -104,8 +104,11 @@ std::string Row(const BenchRow& row) {
 }
 
 EkxExit Bench(const BenchOptions& options, SkxStreams& streams) {
+  std::vector<std::string> inputs = options.policies;
+  inputs.insert(inputs.end(), {options.target, options.targets});
+  KxInput_CheckStandardInput(inputs);
   const std::vector<BenchTarget> targets = ReadTargets(options, streams);
-  const CkxImageSource image(KxImage_Load(options.image));
+  const CkxImageSource image(KxPolicyInput_Open(options.policies, streams.in).TakeImage());
   const CkxPolicySourceScope scope(image);
   EkxEvaluationFault fault = EkxEvaluationFault::None;
   const Clock::time_point begin = Clock::now();
@@ -139,7 +142,7 @@ EkxExit Bench(const BenchOptions& options, SkxStreams& streams) {
 
 KxVerbAction KxVerb_Bench(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<BenchOptions>();
-  verb.Add("image", options->image, "Folder of a compiled image").Required();
+  verb.Add("policies", options->policies, kKxPolicyInputHelp).Required();
   const CkxVerbOptions what = verb.AddChoice("target", "What to decide about");
   what.Add("--target", options->target, "One target document, - for standard input");
   what.Add("--targets", options->targets, "The first 10,000 of a stream of them, one a line, - for standard input");
