@@ -11,6 +11,9 @@ namespace {
 constexpr size_t kMaxDocumentBytes = size_t{256} << 20;
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
+/// By its byte order mark, as editors of some systems write it.
+bool IsUtf16(std::string_view text) { return text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF"); }
+
 std::unique_ptr<std::istream> OpenFile(const std::string& path) {
   const std::filesystem::path name(std::u8string(path.begin(), path.end()));
   std::error_code error;
@@ -29,6 +32,7 @@ CkxInput::CkxInput(const std::string& path, std::istream& standardInput)
 
 std::string CkxInput::ReadAll() {
   std::string text = ReadAllBytes();
+  if (IsUtf16(text)) throw CkxToolFault(EkxExit::UnusableInput, _name + ": is UTF-16; it must be UTF-8");
   return text.starts_with(kByteOrderMark) ? text.substr(kByteOrderMark.size()) : text;
 }
 
@@ -51,6 +55,9 @@ void KxInput_CheckStandardInput(const std::vector<std::string>& paths) {
 bool CkxLineReader::Next(std::string& line) {
   while (ReadLine(line)) {
     ++_number;
+    if (_number == 1 && IsUtf16(line)) {
+      throw CkxToolFault(EkxExit::UnusableInput, "the stream is UTF-16; it must be UTF-8");
+    }
     if (_number == 1 && line.starts_with(kByteOrderMark)) line.erase(0, kByteOrderMark.size());
     if (line.ends_with('\r')) line.pop_back();
     if (_tooLong || line.find_first_not_of(" \t") != std::string::npos) return true;

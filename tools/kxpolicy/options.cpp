@@ -101,6 +101,7 @@ SkxParsedArguments KxOptions_Parse(std::span<const SkxVerb> verbs, const std::ve
   CLI::App& app = *parser;
   app.allow_windows_style_options(false);  // "/quiet" is a text like any other, on every system
   app.failure_message(UsageLine);
+  app.set_version_flag("--version", std::string("kxpolicy ") + KX_VERSION, "The version of the command");
   app.footer(
       "Exit codes: 0 done, 1 a failure as the answer, 2 unusable arguments, 3 unusable input, 4 the system refused.");
 

@@ -21,6 +21,7 @@ namespace {
 struct EvalOptions {
   std::vector<std::string> policies;
   std::vector<std::string> files;
+  std::string fileList;
   std::optional<uint32_t> pid;
   std::string target;
   std::string targets;
@@ -182,12 +183,31 @@ EkxExit EvalDocument(const EvalOptions& options, const std::optional<CkxSid>& us
   return EkxExit::Done;
 }
 
-EkxExit EvalFiles(const EvalOptions& options, void* token, Answers& answers) {
-  for (const std::string& file : options.files) {
-    SkxDecision decision = KxDecision_Of(*KxLive_File(file, token), options.wish);
-    decision.idJson = nlohmann::json(file).dump();
-    answers.Write(std::move(decision), [&] { return file; });
+void EvalFile(const std::string& file, const EvalOptions& options, void* token, Answers& answers) {
+  SkxDecision decision = KxDecision_Of(*KxLive_File(file, token), options.wish);
+  decision.idJson = nlohmann::json(file).dump();
+  answers.Write(std::move(decision), [&] { return file; });
+}
+
+/// A stream of paths: one that cannot be read is answered in its place.
+EkxExit EvalFileList(const EvalOptions& options, void* token, Answers& answers, SkxStreams& streams) {
+  CkxInput input(options.fileList, streams.in);
+  CkxLineReader lines(input.Stream());
+  EkxExit code = EkxExit::Done;
+  for (std::string line; lines.Next(line);) {
+    try {
+      EvalFile(line, options, token, answers);
+    } catch (const CkxToolFault& fault) {
+      if (fault.Code() != EkxExit::UnusableInput) throw;
+      answers.WriteFault("", fault.what(), input.Name() + ":" + std::to_string(lines.Number()));
+      if (!options.errorsOk) code = EkxExit::UnusableInput;
+    }
   }
+  return code;
+}
+
+EkxExit EvalFiles(const EvalOptions& options, void* token, Answers& answers) {
+  for (const std::string& file : options.files) EvalFile(file, options, token, answers);
   return EkxExit::Done;
 }
 
@@ -199,16 +219,17 @@ EkxExit EvalProcess(const EvalOptions& options, void* token, Answers& answers) {
   return EkxExit::Done;
 }
 
-EkxExit EvalLive(const EvalOptions& options, const std::optional<CkxSid>& user, Answers& answers) {
+EkxExit EvalLive(const EvalOptions& options, const std::optional<CkxSid>& user, Answers& answers, SkxStreams& streams) {
   std::optional<CkxAccessToken> token;
   if (user) token.emplace(*user, std::vector<CkxSid>{}, false);
   void* const handle = token ? token->Handle() : nullptr;
+  if (!options.fileList.empty()) return EvalFileList(options, handle, answers, streams);
   return options.pid ? EvalProcess(options, handle, answers) : EvalFiles(options, handle, answers);
 }
 
 void CheckStandardInput(const EvalOptions& options) {
   std::vector<std::string> paths = options.policies;
-  paths.insert(paths.end(), {options.target, options.targets});
+  paths.insert(paths.end(), {options.target, options.targets, options.fileList});
   KxInput_CheckStandardInput(paths);
 }
 
@@ -243,7 +264,7 @@ EkxExit Eval(EvalOptions options, SkxStreams& streams) {
   const PreparedImage prepared(image && options.explain.empty() ? &*image : nullptr);
   const EkxExit code = !options.targets.empty()  ? EvalStream(options, user, prepared, answers, streams)
                        : !options.target.empty() ? EvalDocument(options, user, answers, streams)
-                                                 : EvalLive(options, user, answers);
+                                                 : EvalLive(options, user, answers, streams);
   answers.End();
   return answers.IsAnyUnanswered() ? EkxExit::SystemRefused : code;
 }
@@ -261,7 +282,8 @@ KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb) {
   verb.Add("policies", options->policies,
            kKxPolicyInputHelp + std::string("; without any the policies in force on this machine"));
   const CkxVerbOptions what = verb.AddChoice("target", "What to evaluate");
-  what.Add("--file", options->files, "A file on this machine; may be given several times").OneValueEach();
+  what.Add("--file", options->files, "Files on this machine; policies are named before");
+  what.Add("--files", options->fileList, "The same, a path a line of this file, - for standard input");
   what.Add("--pid", options->pid, "A process on this machine, by its number");
   what.Add("--target", options->target, "One target document, - for standard input");
   what.Add("--targets", options->targets, "A stream of target documents, one a line, - for standard input");
