@@ -1,5 +1,4 @@
 // AppLocker policies: each kind of rule, and what the documents that they become decide.
-#include "Agent/engine/kx_publish/import/import_users.h"
 #include "tests/kx_publish/import/imported.h"
 
 namespace {
@@ -175,12 +174,6 @@ TEST(AppLocker, GroupsHaveTheirRules) {
   const CkxTestImported imported = Imported(Policy(
       Collection("Exe", PathRule("all", "Allow", "C:\\All\\*") + PathRule("admins", "Allow", "*", "", "S-1-5-32-544") +
                             PathRule("guests", "Deny", "C:\\All\\G\\*", "", "S-1-5-32-546"))));
-  if (!kKxPoliciesNameUsers) {
-    EXPECT_EQ(imported.Rule("all").status, Status::Exact);
-    EXPECT_EQ(imported.Rule("admins").status, Status::NotExpressed);
-    EXPECT_EQ(imported.Rule("guests").status, Status::NotExpressed);
-    return;
-  }
   constexpr SkxTestDecision kRows[] = {
       {R"("kind":"file","path":"C:\\All\\x.exe","user":{"sid":"S-1-5-21-1-2-3-4"})", "run"},
       {R"("kind":"file","path":"C:\\x.exe","user":{"sid":"S-1-5-21-1-2-3-4"})", "block"},

@@ -6,7 +6,6 @@
 #include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/document/policy_fields.h"
 #include "Agent/engine/kx_publish/import/import_targets.h"
-#include "Agent/engine/kx_publish/import/import_users.h"
 #include "Agent/engine/kx_publish/model/derived_id.h"
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
@@ -82,7 +81,6 @@ std::optional<SkxWrittenPolicy> PolicyOf(const SkxOrderedPolicy& ordered, const 
 }
 
 std::vector<SkxWrittenPolicy> PoliciesOf(SkxImportedSet& set, uint32_t firstId, size_t& targets) {
-  for (SkxImportedRule& rule : set.rules) KxImportUsers_Check(rule);
   std::vector<SkxWrittenPolicy> policies;
   for (const SkxOrderedPolicy& ordered : KxRuleOrder_Policies(set)) {
     const auto id = static_cast<uint32_t>(firstId + policies.size());
@@ -120,7 +118,7 @@ std::string DocumentText(const std::vector<SkxWrittenPolicy>& policies, const st
   std::string text = "// " + KxText_Printable(title) + "\n{\n  \"policies\": [";
   for (size_t i = 0; i < policies.size(); ++i) {
     text += std::string(i == 0 ? "" : ",") + "\n    // " + policies[i].comment + "\n    ";
-    KxImportUsers_Write(policies[i].user, json["policies"][i]);
+    if (policies[i].user) json["policies"][i]["users"] = Json::array({policies[i].user->ToUtf8()});
     text += PolicyText(json["policies"][i]);
   }
   return text + "\n  ]\n}\n";
