@@ -46,6 +46,10 @@ class KX_UTIL_API CkxPolicySnapshot {
   /// The deciding policies that can be read.
   size_t PolicyCount() const;
 
+  /// The ids of those that nothing they demand can be looked up by, an expression for instance, so that each decision
+  /// asks them. Not: those that take everything of some kind.
+  std::vector<uint32_t> AskedAlways() const;
+
  private:
   class Decider;
 

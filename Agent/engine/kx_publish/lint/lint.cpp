@@ -1,5 +1,6 @@
 #include "Agent/engine/kx_publish/lint/lint.h"
 
+#include "Agent/engine/kx_publish/lint/lint_cost.h"
 #include "Agent/engine/kx_publish/lint/lint_fields.h"
 #include "Agent/engine/kx_publish/lint/lint_reach.h"
 
@@ -10,5 +11,6 @@ std::vector<SkxFinding> KxLint_Image(const SkxPolicyImage& image) {
     for (const SkxLintRecord& record : *section) KxLint_Fields(record, records, findings);
   }
   KxLint_Reach(records, image.applicable, findings);
+  KxLint_Cost(image, records, findings);
   return std::move(findings).Take();
 }

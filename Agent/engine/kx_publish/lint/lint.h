@@ -15,6 +15,7 @@
 //   group-nesting                                 groups inside groups, deeper than is looked
 //   regexp, compare-mode, version-range, sid      a test that nothing can pass
 //   path-in-name, file-in-location                a folder where a name is compared, and the other way round
+//   asked-always                                  of many policies, one that every decision has to ask
 //   regexp-dialect, variable, control-character   a pattern that says something else than it does elsewhere
 //   terminator, text-end, target-size, trailing-bytes      counts and sizes that a reader of another make may trip over
 #pragma once

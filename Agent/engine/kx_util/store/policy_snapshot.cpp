@@ -60,6 +60,7 @@ class CkxPolicySnapshot::Decider {
   }
 
   size_t PolicyCount() const { return _policies.size(); }
+  const std::vector<uint32_t>& AskedAlways() const { return _askedAlways; }
 
   EkxEvaluationOutcome Evaluate(const CkxTargetInfo& target, const CkxApplicablePolicies* applicable,
                                 SkxTriggerPolicyShortInfo& info) const {
@@ -101,7 +102,10 @@ class CkxPolicySnapshot::Decider {
     CkxSnapshotDemands demands(_groups);
     std::vector<SkxSnapshotDemands> all;
     all.reserve(_policies.size());
-    for (uint32_t rank = 0; rank < _policies.size(); ++rank) all.push_back(demands.Of(At(rank)));
+    for (uint32_t rank = 0; rank < _policies.size(); ++rank) {
+      all.push_back(demands.Of(At(rank)));
+      if (all.back().isAskedAlways && !all.back().takesAllOfAKind) _askedAlways.push_back(_ids[rank]);
+    }
     _index.emplace(all, demands.Facts());
   }
 
@@ -150,6 +154,7 @@ class CkxPolicySnapshot::Decider {
   std::string_view _damage;                  // what ends the section early; empty where nothing does
   std::vector<CkxShBufPolicyPtr> _policies;  // by rank: its place among those that decide
   std::vector<uint32_t> _ids;                // of those
+  std::vector<uint32_t> _askedAlways;        // ids
   std::optional<CkxSnapshotIndex> _index;    // where there is a section
 };
 
@@ -184,3 +189,4 @@ bool CkxPolicySnapshot::Evaluate(const CkxTargetInfo& target, const IkxPolicySou
 }
 
 size_t CkxPolicySnapshot::PolicyCount() const { return _decider->PolicyCount(); }
+std::vector<uint32_t> CkxPolicySnapshot::AskedAlways() const { return _decider->AskedAlways(); }

@@ -41,6 +41,14 @@ struct CkxSnapshotDemands::SkxChecks {
   bool isOnly = false;      ///< target of its policy
   bool isNameOnly = false;  ///< no hash is compared, whatever the record says
 
+  /// Whether nothing is asked of a thing of its kind.
+  bool TakeAll() const {
+    const bool anyName = !name->Initialized() ||
+                         (!HasHash() && name->CompareAs() == EkxStrCompareAs::StrWildcard && TakesAll(name->Pattern()));
+    return anyName && !location->Initialized() && !HasArguments() && !HasFields() && !hasOthers &&
+           (publishers == nullptr || !publishers->Initialized());
+  }
+
   bool HasHash() const { return name->Initialized() && !name->Hash().IsEmpty(); }
   bool HasArguments() const { return arguments != nullptr && arguments->Initialized(); }
   bool HasFields() const { return fields != nullptr && fields->Initialized(); }
@@ -55,7 +63,7 @@ struct CkxSnapshotDemands::SkxChecks {
 SkxSnapshotDemands CkxSnapshotDemands::Of(const CkxShBufPolicyWithTargets& policy) {
   SkxSnapshotDemands demands;
   if (KxPolicyWalk_IsPassedOver(policy)) return demands;
-  demands.isAskedAlways = policy.Targets().Count() == 0;
+  demands.isAskedAlways = demands.takesAllOfAKind = policy.Targets().Count() == 0;
   for (const CkxShBufTarget& target : CkxNodes<CkxShBufTarget>(policy.Targets())) {
     if (demands.isAskedAlways) break;
     AddTarget(target, policy.Targets().Count() == 1 ? 0 : 1, demands);
@@ -157,6 +165,7 @@ void CkxSnapshotDemands::AddGroup(const GUID& id, unsigned depth, SkxSnapshotDem
 
 void CkxSnapshotDemands::AddFile(EkxPolicyTarget type, const SkxChecks& checks, SkxSnapshotDemands& out) {
   if (checks.isNameOnly && checks.HasHash()) return;  // never met
+  out.takesAllOfAKind = out.takesAllOfAKind || checks.TakeAll();
   SkxSnapshotTarget target = {type, {}};
   if (checks.name->Initialized()) AddName(*checks.name, target);
   // Where a hash is compared before the folder is looked at, that the folder is another does not save the hashing.

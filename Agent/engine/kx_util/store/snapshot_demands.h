@@ -35,6 +35,7 @@ struct SkxSnapshotTarget {
 
 struct SkxSnapshotDemands {
   bool isAskedAlways = false;
+  bool takesAllOfAKind = false;            ///< which is why, where it is asked always
   std::vector<SkxSnapshotTarget> targets;  ///< that a file or a process could match
 };
 
