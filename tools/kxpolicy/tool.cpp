@@ -53,6 +53,7 @@ constexpr SkxVerb kVerbs[] = {
     {"import", "Policies of other systems as a policy document", KxVerb_Import},
     {"check", "Errors in an image or in policy documents, and what cannot have been meant", KxVerb_Check},
     {"show", "The records of an image, or of what policy documents compile to", KxVerb_Show},
+    {"report", "Policies, and what they decide, as one page to look at", KxVerb_Report},
     {"eval", "Which policy applies to a target, and what it does", KxVerb_Eval},
     {"summary", "Summaries of eval added up", KxVerb_Summary},
     {"describe", "Files and processes of this machine as target documents", KxVerb_Describe},

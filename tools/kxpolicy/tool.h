@@ -47,6 +47,7 @@ KxVerbAction KxVerb_Compile(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Import(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Check(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Show(const CkxVerbOptions& verb);
+KxVerbAction KxVerb_Report(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Bench(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Summary(const CkxVerbOptions& verb);

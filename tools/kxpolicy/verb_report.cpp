@@ -1,0 +1,157 @@
+// report: one page to look at, of an image or policy documents, and of what they decide about a stream of targets.
+#include <kx_util/policy_snapshot.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <ostream>
+
+#include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/target_document.h"
+#include "Agent/engine/kx_publish/image/encode_image.h"
+#include "Agent/engine/kx_publish/image/image_source.h"
+#include "Agent/engine/kx_publish/report/report_decisions.h"
+#include "Agent/engine/kx_publish/report/report_page.h"
+#include "Agent/engine/kx_publish/report/report_policies.h"
+#include "Common_CPP/file/file.h"
+#include "Common_CPP/util/last_error.h"
+#include "Common_CPP/util/printable.h"
+#include "tools/kxpolicy/decision.h"
+#include "tools/kxpolicy/image_input.h"
+#include "tools/kxpolicy/image_summary.h"
+#include "tools/kxpolicy/input.h"
+#include "tools/kxpolicy/policy_input.h"
+#include "tools/kxpolicy/tool.h"
+
+namespace {
+
+struct ReportOptions {
+  std::vector<std::string> policies;
+  std::string targets;
+  std::string page;
+};
+
+/// Policies, what their documents call things, and what is wrong with them.
+struct ReportedPolicies {
+  std::string title;
+  SkxPolicyImage image;
+  SkxReportNames names;
+  std::vector<SkxFinding> findings;
+};
+
+std::filesystem::path PathOf(const std::string& utf8) { return std::u8string(utf8.begin(), utf8.end()); }
+
+/// What is there is replaced whole: that must be a file, and none that this report is about.
+void CheckPlace(const ReportOptions& options) {
+  std::error_code ignored;
+  const std::filesystem::path page = PathOf(options.page);
+  const auto status = std::filesystem::status(page, ignored);
+  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+    throw CkxToolFault(EkxExit::UnusableArguments, options.page + ": is no file, and is left as it is");
+  }
+  std::vector<std::string> read = options.policies;
+  read.push_back(options.targets);
+  for (const std::string& path : read) {
+    if (!path.empty() && path != "-" && std::filesystem::equivalent(page, PathOf(path), ignored)) {
+      throw CkxToolFault(EkxExit::UnusableArguments, options.page + ": is read, and cannot be the report too");
+    }
+  }
+}
+
+void CheckStandardInput(const ReportOptions& options) {
+  std::vector<std::string> paths = options.policies;
+  paths.push_back(options.targets);
+  KxInput_CheckStandardInput(paths);
+}
+
+ReportedPolicies Open(const ReportOptions& options, std::istream& standardInput) {
+  ReportedPolicies reported;
+  if (KxPolicyInput_IsImage(options.policies)) {
+    reported.title = options.policies.front();
+    reported.image = KxImage_Load(options.policies.front());
+    reported.findings = KxLint_Image(reported.image);
+    return reported;
+  }
+  const std::vector<SkxDocumentText> texts = KxPolicyInput_Texts(options.policies, standardInput);
+  SkxPublication publication;
+  SkxDocumentError fault;
+  if (!KxPolicyDocument_Read(texts, publication, fault)) throw CkxToolFault(EkxExit::UnusableInput, fault.Text());
+  for (const SkxDocumentText& text : texts) reported.title += (reported.title.empty() ? "" : ", ") + text.name;
+  reported.image = KxEncode_Image(publication);
+  reported.names = KxReport_NamesOf(publication);
+  reported.findings = KxLint_Image(reported.image);
+  for (const SkxFinding& finding : KxLint_Names(publication)) {
+    const bool isInImage = finding.section == EkxPolicySection::Policies;  // and told already
+    if (!isInImage) reported.findings.push_back(finding);
+  }
+  return reported;
+}
+
+SkxReportedDecision Decide(const CkxTargetDocument& document, const CkxPolicySnapshot* snapshot) {
+  const CkxMachineFactsScope machine(document.Machine());
+  const SkxDecision decision = KxDecision_Of(document.Target(), {}, snapshot);
+  if (!decision.matched) return {std::nullopt, "", decision.error};
+  return {decision.info.PolicyId, KxDecision_ActionName(decision), ""};
+}
+
+CkxReportDecisions DecideAll(const ReportOptions& options, const SkxPolicyImage& image, std::istream& standardInput) {
+  const CkxImageSource source(image);
+  const CkxPolicySourceScope scope(source);
+  EkxEvaluationFault ignored;  // the targets are judged without
+  const std::shared_ptr<const CkxPolicySnapshot> snapshot = CkxPolicySnapshot::Prepare(source, ignored);
+  CkxInput input(options.targets, standardInput);
+  CkxReportDecisions decisions(input.Name());
+  CkxLineReader lines(input.Stream());
+  for (std::string line; lines.Next(line);) {
+    try {
+      if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");
+      const nlohmann::json json = KxJson_Parse(line, false);
+      const CkxTargetDocument document = CkxTargetDocument::FromJson(json);
+      decisions.Add(KxReport_Target(json), Decide(document, snapshot.get()));
+    } catch (const CkxDocumentFault& fault) {
+      decisions.AddUnusable(lines.Number(), fault.Line());
+    }
+  }
+  return decisions;
+}
+
+void Write(const std::string& path, const std::string& page) {
+  const std::optional<KxWString> place = KxText_FromUtf8(path);
+  if (!place) throw CkxToolFault(EkxExit::UnusableArguments, path + ": is not UTF-8");
+  if (KxFile_ReplaceAll(*place, std::span(reinterpret_cast<const unsigned char*>(page.data()), page.size()))) return;
+  throw CkxToolFault(EkxExit::SystemRefused, path + ": cannot be written, error " + std::to_string(KxLastError_Get()));
+}
+
+EkxExit Report(const ReportOptions& options, SkxStreams& streams) {
+  CheckStandardInput(options);
+  CheckPlace(options);
+  const ReportedPolicies reported = Open(options, streams.in);
+  nlohmann::ordered_json data = KxReport_Policies(reported.title, reported.image, reported.names, reported.findings);
+  std::string line = KxText_Printable(options.page) + ": " + KxCounted(data["policies"].size(), "policy", "policies") +
+                     ", " + KxCounted(reported.findings.size(), "finding", "findings");
+  EkxExit code = EkxExit::Done;
+  if (!options.targets.empty()) {
+    const CkxReportDecisions decisions = DecideAll(options, reported.image, streams.in);
+    data["decisions"] = decisions.ToJson();
+    line += ", " + KxCounted(decisions.Targets(), "target", "targets");
+    if (decisions.Unusable() != 0) {
+      streams.err << "kxpolicy: " << KxText_Printable(options.targets) << ": "
+                  << KxCounted(decisions.Unusable(), "line is no target", "lines are no targets")
+                  << "; the report says which\n";
+      code = EkxExit::UnusableInput;
+    }
+  }
+  Write(options.page, KxReport_Page(data));
+  streams.out << line << '\n';
+  return code;
+}
+
+}  // namespace
+
+KxVerbAction KxVerb_Report(const CkxVerbOptions& verb) {
+  const auto options = std::make_shared<ReportOptions>();
+  verb.Add("policies", options->policies, kKxPolicyInputHelp).Required();
+  verb.Add("--targets", options->targets, "A stream of target documents to decide about, - for standard input");
+  verb.Add("-o,--output", options->page, "The page, one HTML file, which is written whole or not at all").Required();
+  verb.Footer("Example: kxpolicy report policies.jsonc --targets launches.jsonl -o policies.html");
+  return [options](SkxStreams& streams) { return Report(*options, streams); };
+}
