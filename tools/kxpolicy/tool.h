@@ -43,12 +43,14 @@ class CkxToolFault : public std::runtime_error {
   EkxExit _code;
 };
 
+KxVerbAction KxVerb_New(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Compile(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Import(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Check(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Show(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Report(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb);
+KxVerbAction KxVerb_Test(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Bench(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Summary(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Describe(const CkxVerbOptions& verb);
