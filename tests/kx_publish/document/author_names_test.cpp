@@ -15,14 +15,14 @@ constexpr const char* kPolicies = R"({"policies": [
     {"id": 2, "name": "Q", "action": "block", "targets": [
       {"type": "executable", "id": "{00000001-0000-0000-0000-000000000000}"},
       {"type": "executable", "id": "{00000001-0000-0000-0000-000000000000}"}]}]})";
-constexpr const char* kGroups = R"({"applicationGroups": [{"name": "Other"}, {"name": "Games", "targets": [
+constexpr const char* kNamedGroupsDocument = R"({"applicationGroups": [{"name": "Other"}, {"name": "Games", "targets": [
     {"type": "url"}, {"type": "executable", "id": "{00000002-0000-0000-0000-000000000000}"}]}],
     "alerts": [{"name": "Ask", "id": "{00000003-0000-0000-0000-000000000000}", "type": "dialog"}]})";
 
 GUID Id(uint32_t number) { return GUID{number, 0, 0, {}}; }
 
 CkxPolicySet Compiled() {
-  const std::vector<SkxDocumentText> documents = {{"p.jsonc", kPolicies}, {"dir/g.jsonc", kGroups}};
+  const std::vector<SkxDocumentText> documents = {{"p.jsonc", kPolicies}, {"dir/g.jsonc", kNamedGroupsDocument}};
   SkxDocumentError error;
   std::optional<CkxPolicySet> set = CkxPolicySet::FromDocuments(documents, error);
   EXPECT_TRUE(set) << error.Text();

@@ -67,14 +67,14 @@ TEST(PolicySnapshot, AnswersAsTheEvaluationDoes) {
   EXPECT_GT(faulted, evaluations / 100);
 }
 
-SkxTextTest Text(EkxStrCompareAs compareAs, const WCHAR* pattern) {
+SkxTextTest DemandedText(EkxStrCompareAs compareAs, const WCHAR* pattern) {
   SkxTextTest test;
   test.pattern = pattern;
   test.compareAs = static_cast<uint16_t>(compareAs);
   return test;
 }
 
-SkxFileNameTest Name(EkxStrCompareAs compareAs, const WCHAR* pattern, const WCHAR* hash = KXW("")) {
+SkxFileNameTest DemandedName(EkxStrCompareAs compareAs, const WCHAR* pattern, const WCHAR* hash = KXW("")) {
   SkxFileNameTest test;
   test.pattern = pattern;
   test.compareAs = static_cast<uint16_t>(compareAs);
@@ -83,13 +83,13 @@ SkxFileNameTest Name(EkxStrCompareAs compareAs, const WCHAR* pattern, const WCHA
   return test;
 }
 
-SkxPublisherTest Publisher(const WCHAR* pattern) {
+SkxPublisherTest DemandedPublisher(const WCHAR* pattern) {
   SkxPublisherTest test;
   test.pattern = pattern;
   return test;
 }
 
-SkxVersionFieldTest Field(const WCHAR* name, const WCHAR* pattern) {
+SkxVersionFieldTest DemandedField(const WCHAR* name, const WCHAR* pattern) {
   SkxVersionFieldTest test;
   test.name = name;
   test.pattern = pattern;
@@ -104,22 +104,27 @@ struct DemandCase {
 
 /// Each demands one thing, met or missed by little, of the process of `AProcess`.
 constexpr DemandCase kDemandCases[] = {
-    {"name", [](SkxExeTarget& exe) { exe.fileName = Name(EkxStrCompareAs::StrEquals, KXW("TÖOL-64.exe")); }, true},
-    {"other name", [](SkxExeTarget& exe) { exe.fileName = Name(EkxStrCompareAs::StrEquals, KXW("töol-64.ex")); },
-     false},
-    {"wildcard name", [](SkxExeTarget& exe) { exe.fileName = Name(EkxStrCompareAs::StrWildcard, KXW("t?OL-*.EXE")); },
+    {"name", [](SkxExeTarget& exe) { exe.fileName = DemandedName(EkxStrCompareAs::StrEquals, KXW("TÖOL-64.exe")); },
      true},
-    {"short pieces", [](SkxExeTarget& exe) { exe.fileName = Name(EkxStrCompareAs::StrWildcard, KXW("*ol-?4.*")); },
+    {"other name",
+     [](SkxExeTarget& exe) { exe.fileName = DemandedName(EkxStrCompareAs::StrEquals, KXW("töol-64.ex")); }, false},
+    {"wildcard name",
+     [](SkxExeTarget& exe) { exe.fileName = DemandedName(EkxStrCompareAs::StrWildcard, KXW("t?OL-*.EXE")); }, true},
+    {"short pieces",
+     [](SkxExeTarget& exe) { exe.fileName = DemandedName(EkxStrCompareAs::StrWildcard, KXW("*ol-?4.*")); }, true},
+    {"begin of name",
+     [](SkxExeTarget& exe) { exe.fileName = DemandedName(EkxStrCompareAs::StrStartsWith, KXW("töol")); }, true},
+    {"part of name", [](SkxExeTarget& exe) { exe.fileName = DemandedName(EkxStrCompareAs::StrContains, KXW("-64.E")); },
      true},
-    {"begin of name", [](SkxExeTarget& exe) { exe.fileName = Name(EkxStrCompareAs::StrStartsWith, KXW("töol")); },
+    {"expression",
+     [](SkxExeTarget& exe) { exe.fileName = DemandedName(EkxStrCompareAs::StrRegExp, KXW("t.ol-[0-9]+\\.exe")); },
      true},
-    {"part of name", [](SkxExeTarget& exe) { exe.fileName = Name(EkxStrCompareAs::StrContains, KXW("-64.E")); }, true},
-    {"expression", [](SkxExeTarget& exe) { exe.fileName = Name(EkxStrCompareAs::StrRegExp, KXW("t.ol-[0-9]+\\.exe")); },
-     true},
-    {"hash", [](SkxExeTarget& exe) { exe.fileName = Name(EkxStrCompareAs::StrWildcard, KXW("*"), KXW("SHA1##aB01")); },
+    {"hash",
+     [](SkxExeTarget& exe) { exe.fileName = DemandedName(EkxStrCompareAs::StrWildcard, KXW("*"), KXW("SHA1##aB01")); },
      true},
     {"other hash",
-     [](SkxExeTarget& exe) { exe.fileName = Name(EkxStrCompareAs::StrWildcard, KXW("*"), KXW("SHA1##AB02")); }, false},
+     [](SkxExeTarget& exe) { exe.fileName = DemandedName(EkxStrCompareAs::StrWildcard, KXW("*"), KXW("SHA1##AB02")); },
+     false},
     {"folder",
      [](SkxExeTarget& exe) {
        exe.location = SkxLocationTest{KXW("c:/Apps//Tools/"), false, {}};
@@ -145,29 +150,31 @@ constexpr DemandCase kDemandCases[] = {
        exe.location = SkxLocationTest{KXW("C:\\*\\Tools\\"), false, {}};
      },
      true},
-    {"part of arguments", [](SkxExeTarget& exe) { exe.arguments = Text(EkxStrCompareAs::StrContains, KXW("/SILENT")); },
-     true},
+    {"part of arguments",
+     [](SkxExeTarget& exe) { exe.arguments = DemandedText(EkxStrCompareAs::StrContains, KXW("/SILENT")); }, true},
     {"wildcard arguments",
-     [](SkxExeTarget& exe) { exe.arguments = Text(EkxStrCompareAs::StrWildcard, KXW("*silent* b")); }, true},
+     [](SkxExeTarget& exe) { exe.arguments = DemandedText(EkxStrCompareAs::StrWildcard, KXW("*silent* b")); }, true},
     {"equal arguments",
-     [](SkxExeTarget& exe) { exe.arguments = Text(EkxStrCompareAs::StrEquals, KXW("\"/silent\"  b")); }, true},
+     [](SkxExeTarget& exe) { exe.arguments = DemandedText(EkxStrCompareAs::StrEquals, KXW("\"/silent\"  b")); }, true},
     {"program's own part of the command line",
-     [](SkxExeTarget& exe) { exe.arguments = Text(EkxStrCompareAs::StrContains, KXW("Tools")); }, false},
+     [](SkxExeTarget& exe) { exe.arguments = DemandedText(EkxStrCompareAs::StrContains, KXW("Tools")); }, false},
     {"publisher",
      [](SkxExeTarget& exe) {
-       exe.publishers = KxElements<SkxPublisherTest>{Publisher(KXW("Nobody Ltd.")), Publisher(KXW("vendor inc."))};
+       exe.publishers =
+           KxElements<SkxPublisherTest>{DemandedPublisher(KXW("Nobody Ltd.")), DemandedPublisher(KXW("vendor inc."))};
      },
      true},
     {"other publisher",
-     [](SkxExeTarget& exe) { exe.publishers = KxElements<SkxPublisherTest>{Publisher(KXW("Vendor Inc"))}; }, false},
+     [](SkxExeTarget& exe) { exe.publishers = KxElements<SkxPublisherTest>{DemandedPublisher(KXW("Vendor Inc"))}; },
+     false},
     {"version field",
      [](SkxExeTarget& exe) {
-       exe.versionFields = KxElements<SkxVersionFieldTest>{Field(KXW("productname"), KXW("The Tool"))};
+       exe.versionFields = KxElements<SkxVersionFieldTest>{DemandedField(KXW("productname"), KXW("The Tool"))};
      },
      true},
     {"version field that is not there",
      [](SkxExeTarget& exe) {
-       exe.versionFields = KxElements<SkxVersionFieldTest>{Field(KXW("CompanyName"), KXW("The Tool"))};
+       exe.versionFields = KxElements<SkxVersionFieldTest>{DemandedField(KXW("CompanyName"), KXW("The Tool"))};
      },
      false},
 };
@@ -201,10 +208,10 @@ TEST(PolicySnapshot, FindsAPolicyByWhateverItDemands) {
       for (uint32_t id = 1; id <= 20; ++id) {
         const KxWString number = KXW("none-") + *KxText_FromUtf8(std::to_string(id));
         SkxExeTarget named;
-        named.fileName = Name(EkxStrCompareAs::StrEquals, number.c_str());
+        named.fileName = DemandedName(EkxStrCompareAs::StrEquals, number.c_str());
         add(id, std::move(named));
         SkxExeTarget published;
-        published.publishers = KxElements<SkxPublisherTest>{Publisher(number.c_str())};
+        published.publishers = KxElements<SkxPublisherTest>{DemandedPublisher(number.c_str())};
         add(id, std::move(published));
       }
       SkxExeTarget wanted;
