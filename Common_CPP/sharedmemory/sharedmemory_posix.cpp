@@ -71,7 +71,7 @@ bool ReadSection(const CkxDescriptor& folder, const std::string& file, std::span
   return true;
 }
 
-bool IsSameFile(const struct stat& one, const struct stat& other) {
+bool IsTheFile(const struct stat& one, const struct stat& other) {
   return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
 
@@ -112,7 +112,7 @@ bool CkxHeldSection::IsInForce() const {
   struct stat status {};
   if (_state == nullptr || !KxPosix_IsRuntimeFolder(_state->folder) ||
       fstatat(_state->folder.Get(), _state->file.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 ||
-      !IsSameFile(status, _state->status) || status.st_size != _state->status.st_size ||
+      !IsTheFile(status, _state->status) || status.st_size != _state->status.st_size ||
       !KxPosix_IsTrustedFile(_state->folder, _state->file, status, kViewScope)) {
     return false;
   }

@@ -38,12 +38,12 @@ struct ReportedPolicies {
   std::vector<SkxFinding> findings;
 };
 
-std::filesystem::path PathOf(const std::string& utf8) { return std::u8string(utf8.begin(), utf8.end()); }
+std::filesystem::path PagePathOf(const std::string& utf8) { return std::u8string(utf8.begin(), utf8.end()); }
 
 /// What is there is replaced whole: that must be a file, and none that this report is about.
 void CheckPlace(const ReportOptions& options) {
   std::error_code ignored;
-  const std::filesystem::path page = PathOf(options.page);
+  const std::filesystem::path page = PagePathOf(options.page);
   const auto status = std::filesystem::status(page, ignored);
   if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
     throw CkxToolFault(EkxExit::UnusableArguments, options.page + ": is no file, and is left as it is");
@@ -51,7 +51,7 @@ void CheckPlace(const ReportOptions& options) {
   std::vector<std::string> read = options.policies;
   read.push_back(options.targets);
   for (const std::string& path : read) {
-    if (!path.empty() && path != "-" && std::filesystem::equivalent(page, PathOf(path), ignored)) {
+    if (!path.empty() && path != "-" && std::filesystem::equivalent(page, PagePathOf(path), ignored)) {
       throw CkxToolFault(EkxExit::UnusableArguments, options.page + ": is read, and cannot be the report too");
     }
   }

@@ -97,7 +97,8 @@ bool JudgeEvents(const std::string& path, const std::vector<SkxTestedCase*>& cas
   constexpr size_t kMaxTold = 10;
   std::vector<SkxCaseOnEvents> onEvents;
   std::vector<SkxCaseOnEvents*> pointers;
-  onEvents.reserve(cases.size());
+  onEvents.reserve(cases.size());  // they stay where they are
+  pointers.reserve(cases.size());
   for (const SkxTestedCase* const tested : cases)
     pointers.push_back(&onEvents.emplace_back(SkxCaseOnEvents{&tested->test, {}}));
 

@@ -159,7 +159,7 @@ std::vector<std::string> CkxCaseJudge::Why(const CkxTargetDocument& target, cons
   return why.Lines();
 }
 
-CkxCaseEventsRun::CkxCaseEventsRun(CkxCaseJudge& judge, std::vector<SkxCaseOnEvents*> cases) : _judge(judge) {
+CkxCaseEventsRun::CkxCaseEventsRun(CkxCaseJudge& judge, const std::vector<SkxCaseOnEvents*>& cases) : _judge(judge) {
   for (SkxCaseOnEvents* const one : cases) {
     SkxCase prepared;
     if (!judge.Prepare(*one->test, prepared, one->result)) continue;

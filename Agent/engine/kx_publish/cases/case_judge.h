@@ -84,7 +84,8 @@ struct SkxCaseOnEvents {
 /// In constant memory, whatever comes.
 class CkxCaseEventsRun {
  public:
-  CkxCaseEventsRun(CkxCaseJudge& judge, std::vector<SkxCaseOnEvents*> cases);
+  /// The cases outlive this; what becomes of them is in their results.
+  CkxCaseEventsRun(CkxCaseJudge& judge, const std::vector<SkxCaseOnEvents*>& cases);
 
   /// One target document. A fault is a `CkxDocumentFault`, and nothing is counted then.
   void Take(std::string_view line, const std::string& place);

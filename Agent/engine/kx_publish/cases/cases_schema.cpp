@@ -9,7 +9,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-Json WithMeaning(const char* description, Json schema) {
+Json WithMeaning(const char* description, const Json& schema) {
   Json described = {{"description", description}};
   described.update(schema);
   return described;

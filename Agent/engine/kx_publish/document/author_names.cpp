@@ -16,7 +16,7 @@ constexpr const char* kNamedGroups = "applicationGroups";
 constexpr const char* kNamedAlerts = "alerts";
 
 template <class Model>
-SkxAuthorName NameOf(const Model& model) {
+SkxAuthorName AuthorNameOf(const Model& model) {
   SkxAuthorName named = {"", model.source.document, model.source.pointer, {}};
   if constexpr (!std::is_same_v<Model, SkxPolicyModel>) named.name = KxText_ToUtf8(model.name);
   if constexpr (!std::is_same_v<Model, SkxAlertModel>) {
@@ -29,7 +29,7 @@ SkxAuthorName NameOf(const Model& model) {
 template <class Model, class Named>
 void AddWritten(const std::vector<Model>& models, Named& named) {
   for (const Model& model : models) {
-    if (!model.source.document.empty()) named.emplace(model.id, NameOf(model));
+    if (!model.source.document.empty()) named.emplace(model.id, AuthorNameOf(model));
   }
 }
 

@@ -13,9 +13,8 @@
 namespace {
 
 using Json = nlohmann::ordered_json;
-using Part = SkxOrderedPolicy::Part;
 
-constexpr size_t kMaxTargets = 200'000;
+constexpr size_t kMaxImportedTargets = 200'000;
 
 struct SkxWrittenPolicy {
   SkxPolicyModel model;
@@ -40,13 +39,14 @@ std::string NameOf(const SkxOrderedPolicy& ordered, const SkxImportedSet& set) {
   if (ordered.rule == nullptr) return set.name + ": whatever no rule allows";
   const SkxImportedRule& rule = *ordered.rule;
   const std::string name = rule.name.empty() ? rule.id : rule.name + " (" + rule.id + ")";
-  return set.name + (ordered.part == Part::Exceptions ? ": exception of " : ": ") + KxText_Printable(name);
+  return set.name + (ordered.part == SkxOrderedPolicy::Part::Exceptions ? ": exception of " : ": ") +
+         KxText_Printable(name);
 }
 
 std::string CommentOf(const SkxOrderedPolicy& ordered) {
   if (ordered.rule == nullptr) return "what is left is denied";
   const SkxImportedRule& rule = *ordered.rule;
-  const char* const part = ordered.part == Part::Exceptions ? ", what it excepts" : "";
+  const char* const part = ordered.part == SkxOrderedPolicy::Part::Exceptions ? ", what it excepts" : "";
   return KxText_Printable(rule.file.substr(rule.file.find_last_of("/\\") + 1)) + ": " +
          (rule.isAllow ? "allow" : "deny") + " rule " + KxText_Printable(rule.id) + part;
 }
@@ -87,9 +87,9 @@ std::vector<SkxWrittenPolicy> PoliciesOf(SkxImportedSet& set, uint32_t firstId, 
     std::optional<SkxWrittenPolicy> policy = PolicyOf(ordered, set, id);
     if (policy) {
       targets += policy->model.targets.size();
-      if (targets > kMaxTargets) throw CkxImportTooLarge();
+      if (targets > kMaxImportedTargets) throw CkxImportTooLarge();
       policies.push_back(std::move(*policy));
-    } else if (ordered.part == Part::Rule) {
+    } else if (ordered.part == SkxOrderedPolicy::Part::Rule) {
       ordered.rule->Say(EkxImportStatus::NotExpressed, "no file that is judged has what it asks for");
     }
   }

@@ -6,7 +6,6 @@
 
 namespace {
 
-using Part = SkxOrderedPolicy::Part;
 using KxRules = std::vector<SkxImportedRule*>;
 
 /// Exceptions are compared with all conditions; past this many comparisons nothing is certain any more.
@@ -29,7 +28,7 @@ class CkxRuleOrder {
     if (_set.rules.empty()) return {};
     for (SkxImportedRule* const rule : InOrder(false)) Deny(*rule);
     for (SkxImportedRule* const rule : InOrder(true)) Allow(*rule);
-    _policies.push_back({false, Part::Default, nullptr, std::nullopt, {}});
+    _policies.push_back({false, SkxOrderedPolicy::Part::Default, nullptr, std::nullopt, {}});
     return std::move(_policies);
   }
 
@@ -90,14 +89,14 @@ class CkxRuleOrder {
 
   void Deny(SkxImportedRule& rule) {
     for (const SkxFileCondition& exception : rule.exceptions) LeaveToOthers(rule, exception);
-    _policies.push_back({false, Part::Rule, &rule, rule.user, rule.conditions});
+    _policies.push_back({false, SkxOrderedPolicy::Part::Rule, &rule, rule.user, rule.conditions});
   }
 
   void Allow(SkxImportedRule& rule) {
     if (!rule.exceptions.empty()) {
-      _policies.push_back({false, Part::Exceptions, &rule, rule.user, rule.exceptions});
+      _policies.push_back({false, SkxOrderedPolicy::Part::Exceptions, &rule, rule.user, rule.exceptions});
     }
-    _policies.push_back({true, Part::Rule, &rule, rule.user, rule.conditions});
+    _policies.push_back({true, SkxOrderedPolicy::Part::Rule, &rule, rule.user, rule.conditions});
   }
 
   /// What a deny rule does not deny is allowed if an allow rule says so. By default it is denied anyway.
@@ -127,7 +126,7 @@ class CkxRuleOrder {
         continue;
       }
       const std::optional<CkxSid>& user = other.user ? other.user : rule.user;
-      _policies.push_back({true, Part::Exceptions, &rule, user, std::move(allowed)});
+      _policies.push_back({true, SkxOrderedPolicy::Part::Exceptions, &rule, user, std::move(allowed)});
     }
   }
 

@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr unsigned kMaxDepth = 4;      // of links that are followed
+constexpr unsigned kMaxLinkDepth = 4;      // of links that are followed
 constexpr size_t kMaxTargets = 256;    // of one policy, those of its groups included
 constexpr size_t kMaxFacts = 64;       // each is asked for once a decision
 constexpr size_t kMaxPieces = 24;      // of one pattern
@@ -155,7 +155,7 @@ void CkxSnapshotDemands::AddTarget(const CkxShBufTarget& target, unsigned depth,
 /// A link is met by what a target of its group is met by. One to a group that is not there, by nothing.
 void CkxSnapshotDemands::AddGroup(const GUID& id, unsigned depth, SkxSnapshotDemands& out) {
   const SkxReadGroup* const found = _groups.Find(id);
-  if (depth == kMaxDepth || (found == nullptr && !_groups.AreAllKnown())) out.isAskedAlways = true;
+  if (depth == kMaxLinkDepth || (found == nullptr && !_groups.AreAllKnown())) out.isAskedAlways = true;
   if (found == nullptr || found->group == nullptr) return;
   for (const CkxShBufTarget& target : CkxNodes<CkxShBufTarget>(found->group->Targets())) {
     if (out.isAskedAlways) return;
