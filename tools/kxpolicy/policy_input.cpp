@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <ostream>
 
+#include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/tool.h"
@@ -50,4 +52,11 @@ std::vector<SkxDocumentText> KxPolicyInput_Texts(const std::vector<std::string>&
 
 CkxPolicySet KxPolicyInput_Open(const std::vector<std::string>& inputs, std::istream& standardInput) {
   return KxPolicyInput_IsImage(inputs) ? OpenImage(inputs.front()) : OpenDocuments(inputs, standardInput);
+}
+
+void KxPolicyInput_TellFaults(const CkxPolicySet& set, const std::vector<std::string>& faults, std::ostream& err) {
+  for (const std::string& fault : faults) {
+    const size_t file = fault.find(": ");
+    err << "kxpolicy: " << KxText_Printable(set.PlaceOf(fault.substr(0, file).c_str()) + fault.substr(file)) << '\n';
+  }
 }

@@ -23,3 +23,6 @@ std::vector<SkxDocumentText> KxPolicyInput_Texts(const std::vector<std::string>&
 
 /// Either. What cannot be read, and a document that is at fault, is unusable input.
 CkxPolicySet KxPolicyInput_Open(const std::vector<std::string>& inputs, std::istream& standardInput);
+
+/// A line on `err` for each of `faults`, "policies.sec: byte 4: ...", with the place that the file has in `set`.
+void KxPolicyInput_TellFaults(const CkxPolicySet& set, const std::vector<std::string>& faults, std::ostream& err);

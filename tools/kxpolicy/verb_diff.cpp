@@ -1,0 +1,146 @@
+// diff: what two images or documents differ in, and which decisions differ.
+#include <nlohmann/json.hpp>
+#include <ostream>
+
+#include "Agent/engine/kx_publish/compare/decision_changes.h"
+#include "Agent/engine/kx_publish/compare/image_difference.h"
+#include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Common_CPP/util/printable.h"
+#include "tools/kxpolicy/fault_answer.h"
+#include "tools/kxpolicy/input.h"
+#include "tools/kxpolicy/policy_input.h"
+#include "tools/kxpolicy/tool.h"
+
+namespace {
+
+using nlohmann::ordered_json;
+
+struct DiffOptions {
+  std::string was;
+  std::string is;
+  std::string targets;
+  std::string format = "text";
+};
+
+std::string Dumped(const ordered_json& json) {
+  return json.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+}
+
+/// Its id, else its path: what a person looks for.
+ordered_json ExampleName(const CkxTargetDocument& document) {
+  ordered_json id = ordered_json::parse(document.IdJson());
+  const IkxPathProvider* const file = document.Target().QueryPathProvider();
+  if (id.is_null() && file != nullptr) id = KxText_ToUtf8(file->GetPath());
+  return id;
+}
+
+class DiffWriter {
+ public:
+  DiffWriter(const DiffOptions& options, SkxStreams& streams) : _json(options.format == "json"), _streams(streams) {}
+
+  void Records(const SkxImageDifferences& found) {
+    for (const SkxDifference& difference : found.differences) {
+      Line(_json ? Dumped(KxDifference_ToJson(difference)) : KxDifference_Text(difference));
+    }
+  }
+
+  void Unusable(const std::string& line, const std::string& place, const std::string& fault) {
+    Line(_json ? KxFaultAnswer_Of(line, fault) : KxText_Printable(place + ": unusable: " + fault));
+  }
+
+  void Decisions(const CkxDecisionChanges& changes) {
+    if (_json) {
+      for (const SkxDecisionChange& change : changes.Changes()) Line(Dumped(ToJson(change)));
+      return Line(Dumped({{"asked", changes.Asked()}, {"differ", changes.Differing()}}));
+    }
+    Line(std::to_string(changes.Differing()) + " of " + std::to_string(changes.Asked()) + " decisions differ");
+    for (const SkxDecisionChange& change : changes.Changes()) {
+      Line("    " + std::to_string(change.count) + "  " + KxDecided_Text(change.was) + " -> " +
+           KxDecided_Text(change.is));
+      for (const SkxDecisionChange::Example& example : change.examples) {
+        Line(KxText_Printable("        line " + std::to_string(example.number) + "  " + example.name));
+      }
+    }
+  }
+
+ private:
+  static ordered_json ToJson(const SkxDecisionChange& change) {
+    ordered_json examples = ordered_json::array();
+    for (const SkxDecisionChange::Example& example : change.examples) {
+      examples.push_back({{"line", example.number}, {"name", example.name}});
+    }
+    return {{"kind", "decision"},
+            {"count", change.count},
+            {"was", change.was},
+            {"is", change.is},
+            {"examples", std::move(examples)}};
+  }
+
+  void Line(const std::string& line) {
+    _streams.out << line << '\n';
+    if (!_streams.out || _streams.outIsTerminal) KxTool_RequireOutput(_streams);
+  }
+
+  const bool _json;
+  SkxStreams& _streams;
+};
+
+/// Whether all lines could be used.
+bool AskStream(CkxInput& input, CkxDecisionChanges& changes, DiffWriter& writer) {
+  bool areUsable = true;
+  CkxLineReader lines(input.Stream());
+  for (std::string line; lines.Next(line);) {
+    try {
+      if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");
+      const CkxTargetDocument document = CkxTargetDocument::Parse(line);
+      const auto nameOf = [&] {
+        const ordered_json name = ExampleName(document);
+        return name.is_string() ? name.get<std::string>() : Dumped(name);
+      };
+      changes.Ask(document, nameOf, lines.Number());
+    } catch (const CkxDocumentFault& fault) {
+      const std::string place = input.Name() + ":" + std::to_string(lines.Number());
+      writer.Unusable(lines.TooLong() ? "" : line, place, fault.Line());
+      areUsable = false;
+    }
+  }
+  return areUsable;
+}
+
+EkxExit Diff(const DiffOptions& options, SkxStreams& streams) {
+  KxInput_CheckStandardInput({options.was, options.is, options.targets});
+  const CkxPolicySet was = KxPolicyInput_Open({options.was}, streams.in);
+  const CkxPolicySet is = KxPolicyInput_Open({options.is}, streams.in);
+  std::optional<CkxInput> targets;  // before anything is written
+  if (!options.targets.empty()) targets.emplace(options.targets, streams.in);
+
+  DiffWriter writer(options, streams);
+  const SkxImageDifferences found = KxImage_Differences(was.Image(), is.Image());
+  writer.Records(found);
+  bool isUsable = found.oldFaults.empty() && found.newFaults.empty();
+  bool isDifferent = !found.differences.empty();
+  if (targets) {
+    CkxDecisionChanges changes(was.Image(), is.Image());
+    isUsable = AskStream(*targets, changes, writer) && isUsable;
+    writer.Decisions(changes);
+    isDifferent = isDifferent || changes.Differing() != 0;
+  }
+  streams.out.flush();
+  KxPolicyInput_TellFaults(was, found.oldFaults, streams.err);
+  KxPolicyInput_TellFaults(is, found.newFaults, streams.err);
+  if (!isUsable) return EkxExit::UnusableInput;
+  return isDifferent ? EkxExit::Failure : EkxExit::Done;
+}
+
+}  // namespace
+
+KxVerbAction KxVerb_Diff(const CkxVerbOptions& verb) {
+  const auto options = std::make_shared<DiffOptions>();
+  const std::string what = "folder of a compiled image, or a policy document; - for standard input";
+  verb.Add("was", options->was, "What was: " + what).Required();
+  verb.Add("is", options->is, "What is: " + what).Required();
+  verb.Add("--targets", options->targets, "Target documents, one a line, to ask both about; - for standard input");
+  verb.Add("--format", options->format, "text, or json (one object a line)").OneOf({"text", "json"});
+  verb.Footer("Example: kxpolicy diff in-force policies.jsonc --targets seen.jsonl");
+  return [options](SkxStreams& streams) { return Diff(*options, streams); };
+}
