@@ -58,6 +58,7 @@ constexpr SkxVerb kVerbs[] = {
     {"summary", "Summaries of eval added up", KxVerb_Summary},
     {"test", "Policies held against cases: targets with the decision expected of each", KxVerb_Test},
     {"diff", "What two images or documents differ in, and which decisions differ", KxVerb_Diff},
+    {"witness", "For each policy the smallest target document that it decides", KxVerb_Witness},
     {"describe", "Files and processes of this machine as target documents", KxVerb_Describe},
     {"events", "Recorded process starts as target documents", KxVerb_Events},
     {"suggest", "Policies from files and targets that are there", KxVerb_Suggest},

@@ -52,6 +52,7 @@ KxVerbAction KxVerb_Report(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Test(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Diff(const CkxVerbOptions& verb);
+KxVerbAction KxVerb_Witness(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Bench(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Summary(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Describe(const CkxVerbOptions& verb);
