@@ -4,6 +4,7 @@
 
 #include "Agent/engine/kx_publish/compare/decision_changes.h"
 #include "Agent/engine/kx_publish/compare/image_difference.h"
+#include "Agent/engine/kx_publish/compare/witnessed_changes.h"
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Common_CPP/util/printable.h"
 #include "tools/kxpolicy/fault_answer.h"
@@ -34,6 +35,9 @@ ordered_json ExampleName(const CkxTargetDocument& document) {
   return id;
 }
 
+/// Where the targets of decisions come from: a stream, or what the policies ask for.
+enum class EkxExamples { Given, Built };
+
 class DiffWriter {
  public:
   DiffWriter(const DiffOptions& options, SkxStreams& streams) : _json(options.format == "json"), _streams(streams) {}
@@ -48,26 +52,32 @@ class DiffWriter {
     Line(_json ? KxFaultAnswer_Of(line, fault) : KxText_Printable(place + ": unusable: " + fault));
   }
 
-  void Decisions(const CkxDecisionChanges& changes) {
+  void Decisions(const CkxDecisionChanges& changes, EkxExamples examples) {
     if (_json) {
-      for (const SkxDecisionChange& change : changes.Changes()) Line(Dumped(ToJson(change)));
+      for (const SkxDecisionChange& change : changes.Changes()) Line(Dumped(ToJson(change, examples)));
       return Line(Dumped({{"asked", changes.Asked()}, {"differ", changes.Differing()}}));
     }
-    Line(std::to_string(changes.Differing()) + " of " + std::to_string(changes.Asked()) + " decisions differ");
+    Line(std::to_string(changes.Differing()) + " of " + std::to_string(changes.Asked()) + " decisions differ" +
+         (examples == EkxExamples::Built ? ", about targets made from the policies" : ""));
     for (const SkxDecisionChange& change : changes.Changes()) {
       Line("    " + std::to_string(change.count) + "  " + KxDecided_Text(change.was) + " -> " +
            KxDecided_Text(change.is));
       for (const SkxDecisionChange::Example& example : change.examples) {
-        Line(KxText_Printable("        line " + std::to_string(example.number) + "  " + example.name));
+        const char* const origin = examples == EkxExamples::Built ? "        policy " : "        line ";
+        Line(KxText_Printable(origin + std::to_string(example.number) + "  " + example.name));
       }
     }
   }
 
  private:
-  static ordered_json ToJson(const SkxDecisionChange& change) {
+  static ordered_json ToJson(const SkxDecisionChange& change, EkxExamples kind) {
     ordered_json examples = ordered_json::array();
     for (const SkxDecisionChange::Example& example : change.examples) {
-      examples.push_back({{"line", example.number}, {"name", example.name}});
+      if (kind == EkxExamples::Built) {
+        examples.push_back({{"policyId", example.number}, {"target", ordered_json::parse(example.name)}});
+      } else {
+        examples.push_back({{"line", example.number}, {"name", example.name}});
+      }
     }
     return {{"kind", "decision"},
             {"count", change.count},
@@ -119,10 +129,14 @@ EkxExit Diff(const DiffOptions& options, SkxStreams& streams) {
   writer.Records(found);
   bool isUsable = found.oldFaults.empty() && found.newFaults.empty();
   bool isDifferent = !found.differences.empty();
-  if (targets) {
+  if (targets || isDifferent) {
     CkxDecisionChanges changes(was.Image(), is.Image());
-    isUsable = AskStream(*targets, changes, writer) && isUsable;
-    writer.Decisions(changes);
+    if (targets) {
+      isUsable = AskStream(*targets, changes, writer) && isUsable;
+    } else {
+      KxWitnessed_Ask(was, is, changes);
+    }
+    writer.Decisions(changes, targets ? EkxExamples::Given : EkxExamples::Built);
     isDifferent = isDifferent || changes.Differing() != 0;
   }
   streams.out.flush();
@@ -139,7 +153,9 @@ KxVerbAction KxVerb_Diff(const CkxVerbOptions& verb) {
   const std::string what = "folder of a compiled image, or a policy document; - for standard input";
   verb.Add("was", options->was, "What was: " + what).Required();
   verb.Add("is", options->is, "What is: " + what).Required();
-  verb.Add("--targets", options->targets, "Target documents, one a line, to ask both about; - for standard input");
+  verb.Add(
+      "--targets", options->targets,
+      "Target documents, one a line, to ask both about, - for standard input; without: some made from the policies");
   verb.Add("--format", options->format, "text, or json (one object a line)").OneOf({"text", "json"});
   verb.Footer("Example: kxpolicy diff in-force policies.jsonc --targets seen.jsonl");
   return [options](SkxStreams& streams) { return Diff(*options, streams); };

@@ -81,6 +81,13 @@ bool IsSamePolicy(const SkxJudgement& old, const SkxJudgement& now) {
          old.info.PolicyAction == now.info.PolicyAction;
 }
 
+std::string SidesText(const SkxDecisionChange& change) {
+  const auto text = [](const KxDecided& side) {
+    return side.dump(-1, ' ', false, KxDecided::error_handler_t::replace);
+  };
+  return text(change.was) + "\n" + text(change.is);
+}
+
 }  // namespace
 
 CkxDecisionChanges::CkxDecisionChanges(const SkxPolicyImage& was, const SkxPolicyImage& is)
@@ -94,20 +101,30 @@ CkxDecisionChanges::Names CkxDecisionChanges::NamesOf(const SkxPolicyImage& imag
   return names;
 }
 
-SkxDecisionChange* CkxDecisionChanges::Count(const CkxTargetDocument& document) {
+std::optional<SkxDecisionChange> CkxDecisionChanges::ChangeOf(const CkxTargetDocument& document) const {
   const SkxJudgement old = _old.Judge(document);
   const SkxJudgement now = _new.Judge(document);
-  ++_asked;
-  if (AreEqual(old, now)) return nullptr;
-  ++_differing;
+  if (AreEqual(old, now)) return std::nullopt;
   SkxDecisionChange change = {Decided(old, _oldNames), Decided(now, _newNames), 0, {}};
   if (IsSamePolicy(old, now)) AddDetails(old, now, change);
-  const std::string sides = change.was.dump(-1, ' ', false, KxDecided::error_handler_t::replace) + "\n" +
-                            change.is.dump(-1, ' ', false, KxDecided::error_handler_t::replace);
+  return change;
+}
+
+std::string CkxDecisionChanges::Sides(const CkxTargetDocument& document) const {
+  const std::optional<SkxDecisionChange> change = ChangeOf(document);
+  return change ? SidesText(*change) : std::string();
+}
+
+SkxDecisionChange* CkxDecisionChanges::Count(const CkxTargetDocument& document) {
+  std::optional<SkxDecisionChange> change = ChangeOf(document);
+  ++_asked;
+  if (!change) return nullptr;
+  ++_differing;
+  const std::string sides = SidesText(*change);
   auto kept = _changes.find(sides);
   if (kept == _changes.end()) {
     const bool isPlace = _changes.size() < kMaxChanges;
-    kept = isPlace ? _changes.try_emplace(sides, std::move(change)).first : _changes.try_emplace(std::string()).first;
+    kept = isPlace ? _changes.try_emplace(sides, *std::move(change)).first : _changes.try_emplace(std::string()).first;
   }
   ++kept->second.count;
   return &kept->second;

@@ -34,6 +34,9 @@ class CkxDecisionChanges {
  public:
   CkxDecisionChanges(const SkxPolicyImage& was, const SkxPolicyImage& is);
 
+  /// Both sides' decisions about `document` as a text; empty where they do not differ. Counts nothing.
+  std::string Sides(const CkxTargetDocument& document) const;
+
   /// Whether the decisions about `document` differ. `nameOf()` and `number`: as an example is called.
   template <class NameOf>
   bool Ask(const CkxTargetDocument& document, NameOf nameOf, uint64_t number) {
@@ -54,6 +57,7 @@ class CkxDecisionChanges {
  private:
   using Names = std::map<uint32_t, std::string>;  // of policies
 
+  std::optional<SkxDecisionChange> ChangeOf(const CkxTargetDocument& document) const;
   SkxDecisionChange* Count(const CkxTargetDocument& document);
   static Names NamesOf(const SkxPolicyImage& image);
 
