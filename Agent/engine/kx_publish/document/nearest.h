@@ -1,0 +1,15 @@
+// The word that somebody may have meant: `; did you mean "block"?` behind a message about "blok".
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// The candidate that is one slip in three letters away at most (a letter too many, too few, another, or two that have
+/// changed places; letters of either case are the same), the nearest and of those the first; else empty. A GUID is near
+/// to nothing: one digit off it is the id of something else. Texts are UTF-8 and compared by bytes.
+std::string_view KxNearest(std::string_view word, std::span<const std::string> candidates);
+
+/// `; did you mean "block"?`, or nothing.
+std::string KxNearest_Question(std::string_view word, std::span<const std::string> candidates);
