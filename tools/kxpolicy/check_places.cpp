@@ -70,6 +70,13 @@ SkxCheckPlace KxCheckPlace_InImage(const std::string& image, const SkxFinding& f
   return {image + "/" + NamesOf(finding.section).file, finding.offset, std::nullopt};
 }
 
+SkxCheckPlace CkxCheckedDocuments::PlaceOf(const SkxDocumentError& fault) const {
+  for (const Document& document : _documents) {
+    if (document.name == fault.document) return PlaceIn(document, fault.pointer);
+  }
+  return {fault.document, std::nullopt, fault.pointer};
+}
+
 SkxCheckPlace CkxCheckedDocuments::PlaceOf(const SkxFinding& finding) const {
   const std::string key = NamesOf(finding.section).key;
   size_t index = finding.record;
@@ -83,7 +90,7 @@ SkxCheckPlace CkxCheckedDocuments::PlaceOf(const SkxFinding& finding) const {
     std::string pointer = KxJson_Pointer(KxJson_Pointer("", key), index);
     const json* value = &(*list)[index];
     ForParts(finding.path, [&](std::string_view part) { return Step(value, part, pointer); });
-    return {document.name, std::nullopt, pointer};
+    return PlaceIn(document, pointer);
   }
   return {_documents.empty() ? "" : _documents.front().name, std::nullopt, ""};
 }
@@ -101,12 +108,12 @@ SkxCheckPlace CkxCheckedDocuments::PlaceOfUser(const std::string& sid) const {
   for (const Document& document : _documents) {
     if (const auto rows = document.json.find("applicable"); rows != document.json.end() && rows->is_object()) {
       for (const auto& [key, unused] : rows->items()) {
-        if (isIt(key)) return {document.name, std::nullopt, KxJson_Pointer("/applicable", key)};
+        if (isIt(key)) return PlaceIn(document, KxJson_Pointer("/applicable", key));
       }
     }
     const json flat = document.json.flatten();
     for (const auto& [pointer, value] : flat.items()) {
-      if (isOfUsers(pointer) && isIt(value)) return {document.name, std::nullopt, pointer};
+      if (isOfUsers(pointer) && isIt(value)) return PlaceIn(document, pointer);
     }
   }
   return {_documents.empty() ? "" : _documents.front().name, std::nullopt, ""};

@@ -4,12 +4,15 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "Agent/engine/kx_publish/document/json_place.h"
+#include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/lint/lint.h"
 
 struct SkxCheckPlace {
   std::string file;                    ///< or document
   std::optional<size_t> offset;        ///< bytes, in a file
   std::optional<std::string> pointer;  ///< in a document
+  std::optional<SkxTextPlace> text{};  ///< of that value
 };
 
 /// In the image in the folder `image`.
@@ -18,7 +21,12 @@ SkxCheckPlace KxCheckPlace_InImage(const std::string& image, const SkxFinding& f
 /// The documents that were compiled to what findings are about, in that order.
 class CkxCheckedDocuments {
  public:
-  void Add(std::string name, nlohmann::json json) { _documents.push_back({std::move(name), std::move(json)}); }
+  /// `document` outlives this; `json` is null where no reader takes it.
+  void Add(const SkxDocumentText& document, nlohmann::json json) {
+    _documents.push_back({document.name, std::move(json), CkxJsonPlaces(document.text)});
+  }
+
+  SkxCheckPlace PlaceOf(const SkxDocumentError& fault) const;
 
   /// The deepest place that the document has on the way to the field: a shorthand stands for all that it is short for.
   SkxCheckPlace PlaceOf(const SkxFinding& finding) const;
@@ -33,7 +41,12 @@ class CkxCheckedDocuments {
   struct Document {
     std::string name;
     nlohmann::json json;
+    CkxJsonPlaces places;
   };
+
+  static SkxCheckPlace PlaceIn(const Document& document, const std::string& pointer) {
+    return {document.name, std::nullopt, pointer, document.places.Of(pointer)};
+  }
 
   std::vector<Document> _documents;
 };

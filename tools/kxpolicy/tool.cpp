@@ -8,6 +8,7 @@
 #include <new>
 #include <ostream>
 
+#include "Agent/engine/kx_publish/document/nearest.h"
 #include "Common_CPP/util/printable.h"
 #include "tools/kxpolicy/tool_trace.h"
 
@@ -83,8 +84,12 @@ void CheckVerb(std::span<const SkxVerb> verbs, std::span<const std::string> argu
   const auto isVerb = [&](const SkxVerb& verb) { return verb.name == arguments[0]; };
   const auto verb = std::find_if(verbs.begin(), verbs.end(), isVerb);
   if (verb == verbs.end()) {
-    throw CkxToolFault(EkxExit::UnusableArguments,
-                       "\"" + arguments[0] + "\" is no verb; kxpolicy " + group + "--help lists them");
+    std::vector<std::string> names;
+    for (const SkxVerb& each : verbs) names.emplace_back(each.name);
+    throw CkxToolFault(EkxExit::UnusableArguments, "\"" + arguments[0] + "\" is no verb" +
+                                                       KxNearest_Question(arguments[0], names) +
+                                                       (KxNearest(arguments[0], names).empty() ? "; " : " ") +
+                                                       "kxpolicy " + group + "--help lists them");
   }
   if (verb->group != nullptr) CheckVerb(verb->group->verbs, arguments.subspan(1), group + verb->name + " ");
 }

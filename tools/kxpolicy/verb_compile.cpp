@@ -1,11 +1,12 @@
 // compile: policy documents into an image.
 #include <ostream>
 
+#include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/image/encode_image.h"
-#include "Agent/engine/kx_publish/lint/lint.h"
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
+#include "tools/kxpolicy/finding_report.h"
 #include "tools/kxpolicy/image_summary.h"
 #include "tools/kxpolicy/policy_input.h"
 #include "tools/kxpolicy/tool.h"
@@ -15,16 +16,17 @@ namespace {
 struct CompileOptions {
   std::vector<std::string> documents;
   std::string folder;
+  bool strict = false;
 };
 
-void WarnOfNames(const SkxPublication& publication, std::ostream& err) {
-  for (const SkxFinding& finding : KxLint_Names(publication)) {
-    const bool isGroup = finding.section == EkxPolicySection::AppGroups;
-    const std::string what = finding.policyId ? "policy " + std::to_string(*finding.policyId)
-                             : isGroup        ? "application group " + std::to_string(finding.record + 1)
-                                              : "alert " + std::to_string(finding.record + 1);
-    err << "kxpolicy: warning: the name of " << what << " " << finding.message << '\n';
-  }
+/// What cannot have been meant goes to the error stream; false when there is such a thing.
+bool Lint(const std::vector<SkxDocumentText>& texts, const SkxPublication& publication, const SkxPolicyImage& image,
+          std::ostream& err) {
+  CkxCheckedDocuments documents;
+  for (const SkxDocumentText& text : texts) documents.Add(text, KxJson_Parse(text.text, true));
+  CkxFindingReport report(err, false);
+  report.AddLint(publication, image, documents);
+  return report.Errors() + report.Warnings() == 0;
 }
 
 EkxExit Compile(const CompileOptions& options, SkxStreams& streams) {
@@ -38,11 +40,10 @@ EkxExit Compile(const CompileOptions& options, SkxStreams& streams) {
 
   const std::optional<KxWString> folder = KxText_FromUtf8(options.folder);
   if (!folder) throw CkxToolFault(EkxExit::UnusableArguments, options.folder + ": is not UTF-8");
+  const SkxPolicyImage image = KxEncode_Image(publication);
+  if (!Lint(documents, publication, image, streams.err) && options.strict) return EkxExit::Failure;
   std::string refusal;
-  if (!KxPolicyImage_Write(*folder, KxEncode_Image(publication), refusal)) {
-    throw CkxToolFault(EkxExit::SystemRefused, refusal);
-  }
-  WarnOfNames(publication, streams.err);
+  if (!KxPolicyImage_Write(*folder, image, refusal)) throw CkxToolFault(EkxExit::SystemRefused, refusal);
   streams.out << KxText_Printable(options.folder) << ": "
               << KxCounted(publication.policies.size(), "policy", "policies") << ", "
               << KxCounted(publication.groups.size(), "application group", "application groups") << ", "
@@ -57,6 +58,7 @@ KxVerbAction KxVerb_Compile(const CkxVerbOptions& verb) {
   verb.Add("documents", options->documents, "Policy documents, which make one image together; - for standard input")
       .Required();
   verb.Add("-o,--output", options->folder, "Folder of the image, which is written whole or not at all").Required();
+  verb.AddFlag("--strict", options->strict, "Nothing is written, and the exit code is 1, where there is a warning");
   verb.Footer("Example: kxpolicy compile policies.jsonc -o build/image");
   return [options](SkxStreams& streams) { return Compile(*options, streams); };
 }

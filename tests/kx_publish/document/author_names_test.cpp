@@ -72,7 +72,7 @@ TEST(AuthorNames, DamagedOnesAreNoneAndAreTold) {
   const std::pair<const char*, const char*> kDamaged[] = {
       {"", "line 1"},
       {"[]", "must be an object"},
-      {R"({"police": {}})", "/police: unknown key"},
+      {R"({"police": {}})", R"(/police: unknown key; did you mean "policies"?)"},
       {R"({"policies": []})", "/policies: must be an object"},
       {R"({"policies": {"0": {}}})", "/policies/0: the key must be the id"},
       {R"({"policies": {"1": {}, "01": {}}})", "another key stands for the same"},

@@ -12,6 +12,7 @@
 #include "Agent/engine/kx_publish/model/policy_kinds.h"
 #include "Agent/engine/kx_publish/record/encode.h"
 #include "Agent/engine/kx_publish/record/policy_records.h"
+#include "Agent/engine/kx_util/regexp/regexp.h"
 
 class CkxRandomPublication {
  public:
@@ -92,6 +93,7 @@ class CkxRandomPublication {
   void Fill(Struct& object, EkxField /*kind*/) {
     FillLines<Struct>(object);
     MakeSayable(object);
+    if constexpr (requires { object.pattern, object.compareAs; }) MakeCompile(object.compareAs, object.pattern);
   }
   void Fill(SkxTargetModel& target, EkxField /*kind*/) {
     FillLines<SkxTargetHeaderPart>(target);
@@ -131,6 +133,13 @@ class CkxRandomPublication {
   // What a document says of some values only.
   template <class Struct>
   void MakeSayable(Struct& /*object*/) {}
+  void MakeCompile(uint16_t compareAs, KxWString& pattern) {
+    static constexpr KxWStringView kExpressions[] = {KXW(""), KXW("^(a|b)+\\.exe$"), KXW("[^\"/~]{2,}"),
+                                                     KXW("\u00E4.*")};
+    if (compareAs != static_cast<uint16_t>(EkxStrCompareAs::StrRegExp) || CkxRegExp().Parse(pattern, false).IsOk())
+      return;
+    pattern = kExpressions[Below(std::size(kExpressions))];
+  }
   void MakeSayable(SkxActiveXTarget& target) { MakeClassId(target.classId); }
   void MakeSayable(SkxComTarget& target) { MakeClassId(target.classId); }
   void MakeSayable(SkxExcludeTarget& target) {
@@ -178,6 +187,7 @@ class CkxRandomPublication {
     const auto digits =
         Flag() ? KXW("{0002DF01-0000-0000-C000-000000000046}") : KXW("{0002df01-0000-0000-c000-000000000046}");
     classId = {digits, Below(4) == 0, static_cast<uint16_t>(Flag() ? 1 : CompareAs())};
+    MakeCompile(classId->compareAs, classId->pattern);
   }
 
   std::mt19937_64 _random;

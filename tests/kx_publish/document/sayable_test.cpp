@@ -92,6 +92,13 @@ TEST(Sayable, WhatNoDocumentSaysIsNamed) {
          p.policies[0].targets.push_back(ByHash(KXW("md5"), KXW("Md5##00112233445566778899aabbccddeeff")));
        },
        ""},
+      {"an expression that does not compile",
+       [](SkxPublication& p) {
+         SkxExeTarget exe;
+         exe.fileName = SkxFileNameTest{KXW("a("), 5, {}, {}, -1};
+         p.policies[0].targets.push_back(Program(exe));
+       },
+       "P0 /targets/0/fileName/pattern: the regular expression does not compile: a ( is not closed, at character 2\n"},
       {"an alert of another type",
        [](SkxPublication& p) {
          p.policies[0].alerts = {{26, 2, KxTest_Id(3)}};

@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <charconv>
 
+#include "Agent/engine/kx_publish/document/nearest.h"
 #include "Agent/engine/kx_publish/model/derived_id.h"
+#include "Agent/engine/kx_util/regexp/regexp.h"
 #include "Common_CPP/crypto/file_digest.h"
 
 namespace {
@@ -58,6 +60,22 @@ bool ParseHex(std::string_view text, uint32_t& number) {
   return error == std::errc() && end == text.data() + text.size();
 }
 
+/// Nothing would ever match it.
+void CheckRegExp(const KxWString& pattern, const std::string& pointer) {
+  const SkxRegExpError error = CkxRegExp().Parse(pattern, false);
+  if (error.IsOk()) return;
+  throw CkxDocumentFault(pointer, std::string("the regular expression does not compile: ") +
+                                      KxRegExp_ErrorText(error.code) + ", at character " +
+                                      std::to_string(error.position + 1));
+}
+
+std::string NearestTask(const json& value) {
+  if (!value.is_string()) return {};
+  std::vector<std::string> names;
+  for (const CkxAdminTask& task : CkxAdminTask::All()) names.push_back(KxText_ToUtf8(task.Name()));
+  return KxNearest_Question(value.get_ref<const std::string&>(), names);
+}
+
 void ReadHash(const json& value, const std::string& pointer, SkxFileNameTest& test) {
   CkxJsonObject object(value, pointer);
   const SkxFileDigestName* const known = KxFileDigest_Named(object.Required<KxWString>("algorithm"));
@@ -101,6 +119,7 @@ void CkxDocumentIn::Optional(const SkxKeyText& key, std::optional<KxWString>& pr
 void CkxDocumentIn::CompareAs(const SkxKeyText& key, uint16_t& code, const KxWString& pattern) {
   const Json* const found = FindOptional(key);
   code = found == nullptr ? KxDefaultCompareAs(pattern) : ReadCode<uint16_t>(*found, PointerTo(key), kKxCompareAs);
+  if (code == static_cast<uint16_t>(EkxStrCompareAs::StrRegExp)) CheckRegExp(pattern, _object.PointerTo("pattern"));
 }
 
 void CkxDocumentIn::LocationTypes(const SkxKeyText& key, KxWString& types) {
@@ -182,7 +201,8 @@ void CkxDocumentIn::AdminTask(const SkxKeyText& key, uint32_t& task) {
   } else {
     known = CkxAdminTask::CreateInstance(KxJson_As<uint32_t>(value, pointer));
   }
-  if (known == nullptr) throw CkxDocumentFault(pointer, "there is no administrative task of this name or number");
+  if (known == nullptr)
+    throw CkxDocumentFault(pointer, "there is no administrative task of this name or number" + NearestTask(value));
   task = known->Id();
 }
 
@@ -191,7 +211,11 @@ void CkxDocumentIn::Group(const SkxKeyText& key, GUID& id) {
   if (found == nullptr) return;
   const std::string pointer = PointerTo(key);
   const SkxNamedThing* const group = _names.groups.Find(KxJson_As<KxWString>(*found, pointer));
-  if (group == nullptr) throw CkxDocumentFault(pointer, "there is no application group of this name or id");
+  if (group == nullptr)
+    throw CkxDocumentFault(pointer,
+                           "there is no application group of this name or id" +
+                               KxNearest_Question(found->get_ref<const std::string&>(), _names.groups.Names()));
+
   id = group->id;
 }
 
@@ -202,7 +226,11 @@ void CkxDocumentIn::Alert(const SkxKeyText& type, const SkxKeyText& id, SkxAlert
   const SkxNamedThing* const alert = _names.alerts.Find(KxJson_As<KxWString>(value, pointer));
   if (alert == nullptr) {
     const std::optional<GUID> elsewhere = KxGuid_FromUtf8(value.get_ref<const std::string&>());
-    if (!elsewhere.has_value()) throw CkxDocumentFault(pointer, "must be the name of an alert or a GUID");
+    if (!elsewhere.has_value())
+      throw CkxDocumentFault(pointer,
+                             "must be the name of an alert or a GUID" +
+                                 KxNearest_Question(value.get_ref<const std::string&>(), _names.alerts.Names()));
+
     link.alert = *elsewhere;
     return Coded(type, link.type, kKxAlertTypes);
   }

@@ -17,6 +17,12 @@ const SkxNamedThing* CkxNameDirectory::Find(const KxWString& nameOrId) const {
   return id.has_value() ? Find(*id) : nullptr;
 }
 
+std::vector<std::string> CkxNameDirectory::Names() const {
+  std::vector<std::string> names;
+  for (const auto& [name, unused] : _byName) names.push_back(KxText_ToUtf8(name));
+  return names;
+}
+
 const SkxNamedThing* CkxNameDirectory::Find(const GUID& id) const {
   const auto found = _byId.find(id);
   return found != _byId.end() ? found->second : nullptr;

@@ -4,6 +4,8 @@
 
 #include <cstring>
 #include <map>
+#include <string>
+#include <vector>
 
 #include "Common_CPP/util/guid.h"
 
@@ -32,6 +34,8 @@ class CkxNameDirectory {
   /// By its name, else by its id in text form. Null when there is none.
   const SkxNamedThing* Find(const KxWString& nameOrId) const;
   const SkxNamedThing* Find(const GUID& id) const;
+
+  std::vector<std::string> Names() const;  ///< in UTF-8
 
  private:
   std::map<KxWString, SkxNamedThing> _byName;

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/nearest.h"
 #include "Common_CPP/security/sid.h"
 #include "Common_CPP/util/text.h"
 
@@ -42,7 +43,10 @@ std::set<std::string> CkxDocumentUsers::Sids(const std::vector<KxWString>& names
     } else if (sid) {
       sids.insert(sid->ToUtf8());
     } else {
-      throw CkxDocumentFault(KxJson_Pointer(pointer, i), "must be a name of userGroups or a SID");
+      std::vector<std::string> groups;
+      for (const auto& [name, unused] : _groups) groups.push_back(KxText_ToUtf8(name));
+      throw CkxDocumentFault(KxJson_Pointer(pointer, i), "must be a name of userGroups or a SID" +
+                                                             KxNearest_Question(KxText_ToUtf8(names[i]), groups));
     }
   }
   return sids;

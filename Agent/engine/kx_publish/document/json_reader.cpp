@@ -4,6 +4,8 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "Agent/engine/kx_publish/document/nearest.h"
+
 namespace {
 
 using nlohmann::json;
@@ -191,6 +193,7 @@ CkxJsonObject::CkxJsonObject(const nlohmann::json& object, std::string pointer)
 }
 
 const nlohmann::json* CkxJsonObject::Find(const char* key) {
+  if (_askedCount < _asked.size()) _asked[_askedCount++] = key;
   if ((_marks & MarkOf(key)) == 0) return nullptr;
   const auto found = _json.find(key);
   if (found == _json.end()) return nullptr;
@@ -201,6 +204,8 @@ const nlohmann::json* CkxJsonObject::Find(const char* key) {
 void CkxJsonObject::Finish() const {
   if (_known.size() == _json.size()) return;
   for (const auto& [key, value] : _json.items()) {
-    if (std::find(_known.begin(), _known.end(), &value) == _known.end()) Refuse(PointerTo(key), "unknown key");
+    if (std::find(_known.begin(), _known.end(), &value) != _known.end()) continue;
+    const std::vector<std::string> asked(_asked.begin(), _asked.begin() + static_cast<std::ptrdiff_t>(_askedCount));
+    Refuse(PointerTo(key), "unknown key" + KxNearest_Question(key, asked));
   }
 }

@@ -10,6 +10,7 @@
 //   object.Finish();
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <limits>
 #include <nlohmann/json_fwd.hpp>
@@ -57,7 +58,7 @@ class CkxJsonObject {
   const std::string& Pointer() const { return _pointer; }
   std::string PointerTo(std::string_view key) const { return KxJson_Pointer(_pointer, key); }
 
-  /// The value under `key`, ticked off; null when it is not there.
+  /// The value under `key`, ticked off; null when it is not there. The key lives as long as the object.
   const nlohmann::json* Find(const char* key);
 
   template <class Value>
@@ -76,7 +77,7 @@ class CkxJsonObject {
     return true;
   }
 
-  /// A fault when the object has a key that nobody asked for.
+  /// A fault when the object has a key that nobody asked for, with the key that may be meant.
   void Finish() const;
 
  private:
@@ -103,4 +104,6 @@ class CkxJsonObject {
   const std::string _pointer;
   std::vector<const nlohmann::json*> _known;  // the values that were asked for, each once
   uint64_t _marks = 0;  // of the keys: most of those that are asked for are not there, and their marks tell
+  size_t _askedCount = 0;
+  std::array<const char*, 64> _asked;  // the keys that could have been meant; what does not fit is not suggested
 };

@@ -6,6 +6,8 @@
 #include "Agent/engine/kx_publish/document/document_in.h"
 #include "Agent/engine/kx_publish/document/document_out.h"
 #include "Agent/engine/kx_publish/document/document_users.h"
+#include "Agent/engine/kx_publish/document/policy_document_faults.h"
+#include "Agent/engine/kx_publish/model/derived_id.h"
 
 namespace {
 
@@ -30,14 +32,20 @@ class Assembly {
  public:
   explicit Assembly(SkxPublication& publication) : _publication(publication) {}
 
-  bool Read(std::span<const SkxDocumentText> documents, SkxDocumentError& error) {
-    return ForEach(documents, error, [this](const SkxDocumentText& document) { Parse(document); }) &&
-           ForEach(_opened, error, [this](const Opened& document) { ReadAlerts(document); }) &&
-           ForEach(_opened, error, [this](const Opened& document) { RegisterGroups(document); }) &&
-           ForEach(_opened, error, [this](const Opened& document) { ReadGroups(document); }) &&
-           ForEach(_opened, error, [this](const Opened& document) { _users.ReadGroups(document.json); }) &&
-           ForEach(_opened, error, [this](const Opened& document) { ReadPolicies(document); }) &&
-           ForEach(_opened, error, [this](const Opened& document) { ReadApplicable(document); }) && Conclude(error);
+  /// The faults, none when all is well. Past the first one what is read is of use for finding others alone.
+  std::vector<SkxDocumentError> Read(std::span<const SkxDocumentText> documents) {
+    ForEach(documents, [this](const SkxDocumentText& document) { Parse(document); });
+    if (!_errors.empty()) return std::move(_errors);  // what is missing might be in there
+    ForEach(_opened, [this](const Opened& document) { ReadAlerts(document); });
+    ForEach(_opened, [this](const Opened& document) { RegisterGroups(document); });
+    ForEach(_opened, [this](const Opened& document) { ReadGroups(document); });
+    const size_t before = _errors.size();
+    ForEach(_opened, [this](const Opened& document) { _users.ReadGroups(document.json); });
+    _areUsersKnown = _errors.size() == before;
+    ForEach(_opened, [this](const Opened& document) { ReadPolicies(document); });
+    ForEach(_opened, [this](const Opened& document) { ReadApplicable(document); });
+    if (_errors.empty()) Conclude();
+    return std::move(_errors);
   }
 
  private:
@@ -47,21 +55,43 @@ class Assembly {
   };
 
   template <class Documents, class Step>
-  static bool ForEach(const Documents& documents, SkxDocumentError& error, Step step) {
-    for (const auto& document : documents) {
-      try {
-        step(document);
-      } catch (const CkxDocumentFault& fault) {
-        error = {document.name, fault.Pointer(), fault.what()};
-        return false;
-      } catch (const std::bad_alloc&) {
-        throw;  // no fault of the document
-      } catch (const std::exception& fault) {
-        error = {document.name, "", fault.what()};
-        return false;
-      }
+  void ForEach(const Documents& documents, Step step) {
+    for (const auto& document : documents) Guarded(document.name, [&] { step(document); });
+  }
+
+  /// False when `step` is at fault, which is noted.
+  template <class Step>
+  bool Guarded(const std::string& document, Step step) {
+    try {
+      step();
+      return true;
+    } catch (const CkxDocumentFault& fault) {
+      Tell({document, fault.Pointer(), fault.what()});
+    } catch (const std::bad_alloc&) {
+      throw;  // no fault of the document
+    } catch (const std::exception& fault) {
+      Tell({document, "", fault.what()});
     }
-    return true;
+    return false;
+  }
+
+  void Tell(SkxDocumentError error) {
+    if (_told.insert(error.Text()).second) _errors.push_back(std::move(error));
+  }
+
+  /// What is at fault is there all the same, for whoever names it.
+  template <class Step>
+  static void ReadNamed(CkxNameDirectory& names, const nlohmann::json& json, Step step) {
+    try {
+      step();
+    } catch (const CkxDocumentFault&) {
+      const auto name = json.is_object() ? json.find("name") : json.end();
+      const std::string text = name != json.end() && name->is_string() ? name->get<std::string>() : std::string();
+      if (const std::optional<KxWString> wide = KxText_FromUtf8(text); wide && !wide->empty()) {
+        names.Add({*wide, KxDerivedId("at fault/" + text)});
+      }
+      throw;
+    }
   }
 
   void Parse(const SkxDocumentText& document) {
@@ -79,13 +109,15 @@ class Assembly {
     _opened.push_back(std::move(opened));
   }
 
-  /// `visit(json, pointer)` for each element under `key`.
+  /// `visit(json, pointer)` for each element under `key`; one that is at fault does not keep others from being read.
   template <class Visit>
-  static void ForElements(const Opened& document, const char* key, Visit visit) {
+  void ForElements(const Opened& document, const char* key, Visit visit) {
     const auto list = document.json.find(key);
     if (list == document.json.end()) return;
     const std::string pointer = KxJson_Pointer("", key);
-    for (size_t i = 0; i < list->size(); ++i) visit((*list)[i], KxJson_Pointer(pointer, i));
+    for (size_t i = 0; i < list->size(); ++i) {
+      Guarded(document.name, [&] { visit((*list)[i], KxJson_Pointer(pointer, i)); });
+    }
   }
 
   /// `what`: as a fault calls it.
@@ -99,9 +131,11 @@ class Assembly {
   void ReadAlerts(const Opened& document) {
     ForElements(document, kAlerts, [&](const nlohmann::json& json, const std::string& pointer) {
       SkxAlertModel& alert = _publication.alerts.emplace_back();
-      CkxDocumentIn::ReadWhole(json, pointer, _names, alert);
-      alert.source = {document.name, pointer};
-      Register(alert, "alert", pointer);
+      ReadNamed(_names.alerts, json, [&] {
+        CkxDocumentIn::ReadWhole(json, pointer, _names, alert);
+        alert.source = {document.name, pointer};
+        Register(alert, "alert", pointer);
+      });
     });
   }
 
@@ -110,8 +144,10 @@ class Assembly {
       nlohmann::json head = json;  // the name and the id alone; the targets may name groups that come later
       if (head.is_object()) head.erase("targets");
       SkxAppGroupModel group;
-      CkxDocumentIn::ReadWhole(head, pointer, _names, group);
-      Register(group, "application group", pointer);
+      ReadNamed(_names.groups, json, [&] {
+        CkxDocumentIn::ReadWhole(head, pointer, _names, group);
+        Register(group, "application group", pointer);
+      });
     });
   }
 
@@ -125,11 +161,13 @@ class Assembly {
 
   void ReadPolicies(const Opened& document) {
     ForElements(document, kPolicies, [&](const nlohmann::json& json, const std::string& pointer) {
+      const auto id = json.is_object() ? json.find("id") : json.end();
+      if (id != json.end() && id->is_number_unsigned()) _policyIds.insert(id->get<uint64_t>());
       SkxPolicyModel& policy = _publication.policies.emplace_back();
       policy.order = _publication.policies.size();
       CkxDocumentIn::ReadWhole(json, pointer, _names, policy);
       policy.source = {document.name, pointer};
-      _users.Take(policy);
+      if (_areUsersKnown) _users.Take(policy);
       const auto [other, isNew] = _policyPlaces.try_emplace(policy.id, document.name + "#" + pointer);
       if (!isNew) throw CkxDocumentFault(pointer + "/id", "the id is taken by " + other->second);
     });
@@ -142,7 +180,7 @@ class Assembly {
     if (_users.AreNamed()) throw CkxDocumentFault(pointer, "policies name their users, and the rows follow from that");
     for (const auto& [key, ids] : KxApplicable_Read(*json, pointer)) {
       for (size_t i = 0; i < ids.size(); ++i) {
-        if (_policyPlaces.contains(ids[i])) continue;
+        if (_policyIds.contains(ids[i])) continue;
         throw CkxDocumentFault(KxJson_Pointer(KxJson_Pointer(pointer, key), i), "there is no policy of this id");
       }
       std::vector<uint32_t>& row = _publication.applicable[key];
@@ -150,15 +188,21 @@ class Assembly {
     }
   }
 
-  bool Conclude(SkxDocumentError& error) {
-    return !_users.AreNamed() || _users.Rows(_publication.policies, _publication.applicable, error);
+  void Conclude() {
+    SkxDocumentError error;
+    const bool isSaid = !_users.AreNamed() || _users.Rows(_publication.policies, _publication.applicable, error);
+    if (!isSaid) _errors.push_back(std::move(error));
   }
 
   SkxPublication& _publication;
+  std::vector<SkxDocumentError> _errors;
   std::vector<Opened> _opened;
   SkxDocumentNames _names;
   std::map<uint32_t, std::string> _policyPlaces;
+  std::set<uint64_t> _policyIds;  // of those at fault too
   CkxDocumentUsers _users;
+  bool _areUsersKnown = true;
+  std::set<std::string> _told;  // errors: a group's head is read twice
 };
 
 /// `models` under `key`, each fault with its place. An empty list is left out unless it `isShown`.
@@ -184,10 +228,18 @@ std::string SkxDocumentError::Text() const {
 
 bool KxPolicyDocument_Read(std::span<const SkxDocumentText> documents, SkxPublication& publication,
                            SkxDocumentError& error) {
+  std::vector<SkxDocumentError> errors;
+  if (KxPolicyDocument_ReadAll(documents, publication, errors)) return true;
+  error = std::move(errors.front());
+  return false;
+}
+
+bool KxPolicyDocument_ReadAll(std::span<const SkxDocumentText> documents, SkxPublication& publication,
+                              std::vector<SkxDocumentError>& errors) {
   SkxPublication assembled;
-  if (!Assembly(assembled).Read(documents, error)) return false;
-  publication = std::move(assembled);
-  return true;
+  errors = Assembly(assembled).Read(documents);
+  if (errors.empty()) publication = std::move(assembled);
+  return errors.empty();
 }
 
 bool KxPolicyDocument_Write(const SkxPublication& publication, nlohmann::ordered_json& document,

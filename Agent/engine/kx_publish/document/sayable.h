@@ -1,8 +1,9 @@
 // What of a publication a document can say.
 //
-// Records hold more than documents do: a policy without a name, two policies of one id, a hash of another form, a link
-// to a group that is not there, text that is no well-formed UTF-16. Whoever shows an image as a document takes such
-// elements out whole, since a policy without one of its targets would be another policy, and says which and why.
+// Records hold more than documents do: a policy without a name, two policies of one id, a hash of another form, an
+// expression that does not compile, a link to a group that is not there, text that is no well-formed UTF-16. Whoever
+// shows an image as a document takes such elements out whole, since a policy without one of its targets would be
+// another policy, and says which and why.
 #pragma once
 
 #include <set>
