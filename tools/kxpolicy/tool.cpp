@@ -50,6 +50,7 @@ constexpr SkxVerb kProcMapVerbs[] = {
 constexpr SkxVerbGroup kProcMap = {kProcMapVerbs};
 
 constexpr SkxVerb kVerbs[] = {
+    {"new", "A folder with policies to begin with, and cases that hold them", KxVerb_New},
     {"compile", "Policy documents into an image", KxVerb_Compile},
     {"import", "Policies of other systems as a policy document", KxVerb_Import},
     {"check", "Errors in an image or in policy documents, and what cannot have been meant", KxVerb_Check},

@@ -23,7 +23,7 @@ struct DiffOptions {
   std::string format = "text";
 };
 
-std::string Dumped(const ordered_json& json) {
+std::string DumpedLine(const ordered_json& json) {
   return json.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
 }
 
@@ -44,7 +44,7 @@ class DiffWriter {
 
   void Records(const SkxImageDifferences& found) {
     for (const SkxDifference& difference : found.differences) {
-      Line(_json ? Dumped(KxDifference_ToJson(difference)) : KxDifference_Text(difference));
+      Line(_json ? DumpedLine(KxDifference_ToJson(difference)) : KxDifference_Text(difference));
     }
   }
 
@@ -54,8 +54,8 @@ class DiffWriter {
 
   void Decisions(const CkxDecisionChanges& changes, EkxExamples examples) {
     if (_json) {
-      for (const SkxDecisionChange& change : changes.Changes()) Line(Dumped(ToJson(change, examples)));
-      return Line(Dumped({{"asked", changes.Asked()}, {"differ", changes.Differing()}}));
+      for (const SkxDecisionChange& change : changes.Changes()) Line(DumpedLine(ToJson(change, examples)));
+      return Line(DumpedLine({{"asked", changes.Asked()}, {"differ", changes.Differing()}}));
     }
     Line(std::to_string(changes.Differing()) + " of " + std::to_string(changes.Asked()) + " decisions differ" +
          (examples == EkxExamples::Built ? ", about targets made from the policies" : ""));
@@ -105,7 +105,7 @@ bool AskStream(CkxInput& input, CkxDecisionChanges& changes, DiffWriter& writer)
       const CkxTargetDocument document = CkxTargetDocument::Parse(line);
       const auto nameOf = [&] {
         const ordered_json name = ExampleName(document);
-        return name.is_string() ? name.get<std::string>() : Dumped(name);
+        return name.is_string() ? name.get<std::string>() : DumpedLine(name);
       };
       changes.Ask(document, nameOf, lines.Number());
     } catch (const CkxDocumentFault& fault) {

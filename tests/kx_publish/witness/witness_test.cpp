@@ -168,7 +168,7 @@ TEST(Witness, SaysWhyThereIsNone) {
   const std::optional<CkxPolicySet> set = SetOf(R"({"policies":[
       {"id":1,"name":"All","action":"block","targets":[{"type":"msi"}]},
       {"id":2,"name":"Some","action":"block","targets":[{"type":"msi","fileName":"a*"}]},
-      {"id":3,"name":"Typo","action":"block","targets":[{"type":"executable","fileName":{"pattern":"[","compareAs":"regExp"}}]},
+      {"id":3,"name":"Typo","action":"block","targets":[{"type":"executable","fileName":{"pattern":"a","compareAs":9}}]},
       {"id":4,"name":"Off","action":"block","active":false,"targets":[{"type":"msi"}]},
       {"id":5,"name":"Log","action":"logOff"},
       {"id":6,"name":"Bare","action":"block"},

@@ -9,7 +9,7 @@ namespace {
 
 using Json = SkxDifference::Json;
 
-constexpr const char* kTargets = "targets";
+constexpr const char* kTargetsKey = "targets";
 
 class ElementDifferences {
  public:
@@ -34,7 +34,7 @@ class ElementDifferences {
 
   void CompareKey(const std::string& path, const std::string& key, const Json& was, const Json& is) {
     const std::string place = KxJson_Pointer(path, key);
-    key == kTargets ? CompareTargets(place, was, is) : Compare(place, was, is);
+    key == kTargetsKey ? CompareTargets(place, was, is) : Compare(place, was, is);
   }
 
   struct Side {

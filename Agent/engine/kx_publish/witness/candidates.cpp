@@ -10,12 +10,12 @@
 namespace {
 
 /// Groups inside groups, and parents of parents, are followed so deep.
-constexpr unsigned kMaxLevel = 8;
+constexpr unsigned kMaxGroupLevel = 8;
 constexpr unsigned kMaxParents = 3;
 
 /// Of targets that all ask much: each has as many tries as this, and no policy has more targets tried.
 constexpr size_t kMaxOfTarget = 256;
-constexpr size_t kMaxTargets = 64;
+constexpr size_t kMaxTriedTargets = 64;
 constexpr size_t kMaxParentWays = 8;
 constexpr size_t kMaxWays = 64;
 
@@ -47,7 +47,7 @@ const Usual* UsualOf(EkxPolicyTarget type) {
   return nullptr;
 }
 
-KxWays Names(const char* usual) {
+KxWays WaysOfNames(const char* usual) {
   const std::string extension = std::string(usual).substr(std::string(usual).find('.'));
   return {{{"~name", usual}}, {{"~name", "w2 " + extension}}, {{"~name", "w3.bin"}}};
 }
@@ -79,14 +79,14 @@ CkxCandidates::CkxCandidates(const SkxImageModels& models, const SkxApplicableRo
 void CkxCandidates::Expand(const std::vector<SkxTargetModel>& targets, const std::string& of, unsigned level,
                            Expansion& expansion) const {
   std::vector<Found>& found = expansion.found;
-  for (size_t i = 0; i < targets.size() && found.size() < kMaxTargets; ++i) {
+  for (size_t i = 0; i < targets.size() && found.size() < kMaxTriedTargets; ++i) {
     const auto* const link = std::get_if<SkxGroupLink>(&targets[i].body);
     if (link == nullptr) {
       found.push_back({"target " + std::to_string(i + 1) + of, &targets[i]});
       continue;
     }
     const auto group = _groups.find(link->group);
-    if (group == _groups.end() || group->second == nullptr || level == kMaxLevel) continue;
+    if (group == _groups.end() || group->second == nullptr || level == kMaxGroupLevel) continue;
     if (!expansion.met.emplace(level, group->second).second) continue;
     Expand(group->second->targets, " of the group " + KxGuid_ToUtf8(link->group), level + 1, expansion);
   }
@@ -256,7 +256,8 @@ CkxCandidates::Choices CkxCandidates::ChoicesOf(const SkxTargetModel& target, un
   const bool isRequest = type == EkxPolicyTarget::Url || type == EkxPolicyTarget::AdminTask;
   if (isRequest) return choices;
   std::vector<std::pair<std::string, KxWays>> free = {
-      {kFileNameCondition, Names(usual != nullptr ? usual->name : "witness.exe")}, {kLocationCondition, Folders()}};
+      {kFileNameCondition, WaysOfNames(usual != nullptr ? usual->name : "witness.exe")},
+      {kLocationCondition, Folders()}};
   AddUnasked(free);
   if (usual != nullptr) free.push_back({"targetType", {typed}});
   for (auto& [condition, ways] : free) {
@@ -300,7 +301,7 @@ std::vector<std::string> CkxCandidates::ForEach(const SkxPolicyModel& policy, si
 
   if (policy.targets.empty()) {
     tryAll({{"kind", {{{"kind", "file"}}, {{"kind", "process"}}, {{"kind", "elevator"}}, {{"kind", "uaccom"}}}},
-            {kFileNameCondition, Names("witness.exe")},
+            {kFileNameCondition, WaysOfNames("witness.exe")},
             {kLocationCondition, Folders()},
             {"user", users}});
     return unbuilt;

@@ -20,9 +20,9 @@ constexpr const WCHAR* kSomeDrive = KXW("C:");
 constexpr const WCHAR* kSomeShare = KXW("\\\\server\\share");
 constexpr const char* kDriveTypes[] = {"FIXED", "REMOVABLE", "CDROM", "REMOTE", "RAMDISK"};
 
-std::string Utf8(CkxTextView text) { return KxText_ToUtf8(text); }
+std::string ToUtf8(CkxTextView text) { return KxText_ToUtf8(text); }
 
-KxFacts Fact(const char* key, CkxTextView text) { return {{key, Utf8(text)}}; }
+KxFacts Fact(const char* key, CkxTextView text) { return {{key, ToUtf8(text)}}; }
 
 /// More than this nobody tries.
 constexpr size_t kMaxCrossed = 256;
@@ -47,7 +47,7 @@ bool IsSeparator(WCHAR unit) { return unit == KXW('\\') || unit == KXW('/'); }
 bool IsFileName(const KxWString& name) { return !name.empty() && std::none_of(name.begin(), name.end(), IsSeparator); }
 
 std::string HexOf(const KxWString& hash) {
-  const std::string text = Utf8(hash);
+  const std::string text = ToUtf8(hash);
   const size_t mark = text.find("##");
   return mark == std::string::npos ? text : text.substr(mark + 2);
 }
@@ -132,7 +132,7 @@ KxWays PackagesOf(const SkxPackageTest& test) {
     if (!publisher) continue;
     if (publisher->unsignedOnly) signers.push_back(KxFacts::object());
     for (const KxWString& signer : KxAccepted_Texts(*publisher)) {
-      signers.push_back({{"publisher", Utf8(signer)}, {"publisherStatus", 4}});
+      signers.push_back({{"publisher", ToUtf8(signer)}, {"publisherStatus", 4}});
     }
   }
   return test.publishers.empty() ? ways : Crossed(ways, signers);
@@ -153,9 +153,9 @@ KxWays With(const KxWays& ways, const Values& facts, Add add) {
 
 /// A launch as a description that shows it; nothing for the forms that take a program's own command line to tell.
 KxWays LaunchedBy(const SkxLaunch& launch) {
-  const std::string name = Utf8(launch.name);
+  const std::string name = ToUtf8(launch.name);
   const std::string file = std::string(kSystemFolder) + "\\" + name;
-  const std::string detail = launch.detail != nullptr ? Utf8(launch.detail) : std::string();
+  const std::string detail = launch.detail != nullptr ? ToUtf8(launch.detail) : std::string();
   const auto process = [](const char* program, const std::string& arguments) -> KxFacts {
     const std::string path = std::string(kSystemFolder) + "\\" + program;
     return {{"kind", "process"}, {"path", path}, {"commandLine", "\"" + path + "\" " + arguments}};
@@ -223,7 +223,7 @@ KxWays KxFacts_FileName(const SkxFileNameTest& test, const KxWString& usual) {
     if (!IsFileName(text)) continue;
     KxFacts& facts = ways.emplace_back(Fact("~name", text));
     if (test.hash.empty()) continue;
-    facts["hashes"][Utf8(test.hashAlgorithm)] = HexOf(test.hash);
+    facts["hashes"][ToUtf8(test.hashAlgorithm)] = HexOf(test.hash);
     if (test.fileSize >= 0) facts["size"] = test.fileSize;
   }
   return ways;
@@ -233,7 +233,7 @@ KxWays KxFacts_Location(const SkxLocationTest& test) {
   KxWays ways;
   for (const KxWString& folder : Folders(test)) {
     for (KxFacts& facts : Drives(folder, test)) {
-      facts["~folder"] = Utf8(folder);
+      facts["~folder"] = ToUtf8(folder);
       ways.push_back(std::move(facts));
     }
   }
@@ -248,7 +248,8 @@ KxWays KxFacts_Text(const SkxTextTest& test, const char* key) {
 
 KxWays KxFacts_NamedText(const SkxNamedTextTest& test, const char* object) {
   KxWays ways;
-  for (const KxWString& text : KxAccepted_Texts(test)) ways.push_back({{object, Fact(Utf8(test.name).c_str(), text)}});
+  for (const KxWString& text : KxAccepted_Texts(test))
+    ways.push_back({{object, Fact(ToUtf8(test.name).c_str(), text)}});
   return ways;
 }
 
@@ -273,7 +274,7 @@ KxWays KxFacts_Publishers(const KxElements<SkxPublisherTest>& publishers) {
       continue;
     }
     for (const KxWString& name : KxAccepted_Texts(*publisher)) {
-      ways.push_back({{"signers", KxFacts::array({{{"name", Utf8(name)}, {"status", "valid"}}})}});
+      ways.push_back({{"signers", KxFacts::array({{{"name", ToUtf8(name)}, {"status", "valid"}}})}});
     }
   }
   return ways;
@@ -291,7 +292,7 @@ KxWays KxFacts_Package(const SkxAppPackageTarget& target) {
   KxFacts capabilities = KxFacts::array();
   if (target.capabilities) {
     for (const std::optional<SkxCapabilityTest>& capability : *target.capabilities) {
-      if (capability && capability->required) capabilities.push_back(Utf8(capability->name));
+      if (capability && capability->required) capabilities.push_back(ToUtf8(capability->name));
     }
   }
   KxWays packages = {{{"name", "App"}, {"capabilities", capabilities}}};
@@ -310,7 +311,7 @@ KxWays KxFacts_Origin(const SkxOriginTest& test) {
     origins = SomeOrigins();
     if (test.distributionService) {
       origins = With(origins, KxTexts{*test.distributionService},
-                     [](KxFacts& origin, const KxWString& name) { Maker(origin)["softDistrName"] = Utf8(name); });
+                     [](KxFacts& origin, const KxWString& name) { Maker(origin)["softDistrName"] = ToUtf8(name); });
     }
     if (test.location) {
       origins = With(origins, KxFacts_Location(*test.location), [](KxFacts& origin, KxFacts facts) {
@@ -329,7 +330,7 @@ KxWays KxFacts_Origin(const SkxOriginTest& test) {
     }
     if (test.sourceAddress) {
       origins = With(origins, KxAccepted_Texts(*test.sourceAddress), [](KxFacts& origin, const KxWString& address) {
-        Maker(origin)["copySrc"] = {{"path", Utf8(address)}, {"locationType", "INTERNET"}};
+        Maker(origin)["copySrc"] = {{"path", ToUtf8(address)}, {"locationType", "INTERNET"}};
       });
     }
     if (test.users) {
@@ -355,7 +356,7 @@ KxWays KxFacts_AdminTask(uint32_t task) {
 }
 
 KxWays KxFacts_UserScope(const KxWString& sddl) {
-  const std::string text = Utf8(sddl);
+  const std::string text = ToUtf8(sddl);
   KxWays ways;
   for (size_t at = text.find("S-1-"); at != std::string::npos; at = text.find("S-1-", at + 1)) {
     const size_t end = text.find_first_not_of("S-0123456789", at);
