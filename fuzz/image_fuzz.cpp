@@ -95,8 +95,8 @@ void Explain(std::string_view text) {
   try {
     const CkxTargetDocument document = CkxTargetDocument::Parse(text);
     const CkxMachineFactsScope machine(document.Machine());
-    const SkxDecision plain = KxDecision_Of(document.Target(), false);
-    const SkxDecision explained = KxDecision_Of(document.Target(), true);
+    const SkxDecision plain = KxDecision_Of(document.Target(), {});
+    const SkxDecision explained = KxDecision_Of(document.Target(), {EkxExplain::All});
     if (plain.matched != explained.matched || plain.error != explained.error) std::abort();
     const nlohmann::json answer = nlohmann::json::parse(KxDecision_ToJson(explained));
     if (explained.matched && answer["explain"].back()["outcome"] != "applies") std::abort();

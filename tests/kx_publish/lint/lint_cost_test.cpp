@@ -1,5 +1,6 @@
 // Policies that every decision has to ask, among so many that it matters.
 #include <gtest/gtest.h>
+#include <kx_util/match_str.h>
 
 #include "Agent/engine/kx_publish/image/encode_image.h"
 #include "Agent/engine/kx_publish/lint/lint.h"
