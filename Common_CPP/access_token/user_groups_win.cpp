@@ -8,14 +8,39 @@
 
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/util/last_error.h"
+#include "Common_CPP/util/system_library_win.h"
 
 namespace {
 
+/// The agent's service alone asks; no other process with ours in it is to load the system's library of authorization.
+struct SkxAuthorization {
+  const CkxSystemLibrary authz{L"authz.dll"};
+  decltype(AuthzInitializeResourceManager)* const initializeManager =
+      authz.Find<decltype(AuthzInitializeResourceManager)>("AuthzInitializeResourceManager");
+  decltype(AuthzFreeResourceManager)* const freeManager =
+      authz.Find<decltype(AuthzFreeResourceManager)>("AuthzFreeResourceManager");
+  decltype(AuthzInitializeContextFromSid)* const initializeContext =
+      authz.Find<decltype(AuthzInitializeContextFromSid)>("AuthzInitializeContextFromSid");
+  decltype(AuthzFreeContext)* const freeContext = authz.Find<decltype(AuthzFreeContext)>("AuthzFreeContext");
+  decltype(AuthzGetInformationFromContext)* const getInformation =
+      authz.Find<decltype(AuthzGetInformationFromContext)>("AuthzGetInformationFromContext");
+
+  bool IsThere() const {
+    return initializeManager != nullptr && freeManager != nullptr && initializeContext != nullptr &&
+           freeContext != nullptr && getInformation != nullptr;
+  }
+};
+
+const SkxAuthorization& Authorization() {
+  static const SkxAuthorization& functions = *std::make_unique<SkxAuthorization>().release();
+  return functions;
+}
+
 struct ManagerEnd {
-  void operator()(AUTHZ_RESOURCE_MANAGER_HANDLE manager) const { AuthzFreeResourceManager(manager); }
+  void operator()(AUTHZ_RESOURCE_MANAGER_HANDLE manager) const { Authorization().freeManager(manager); }
 };
 struct ContextEnd {
-  void operator()(AUTHZ_CLIENT_CONTEXT_HANDLE context) const { AuthzFreeContext(context); }
+  void operator()(AUTHZ_CLIENT_CONTEXT_HANDLE context) const { Authorization().freeContext(context); }
 };
 using Manager = std::unique_ptr<std::remove_pointer_t<AUTHZ_RESOURCE_MANAGER_HANDLE>, ManagerEnd>;
 using Context = std::unique_ptr<std::remove_pointer_t<AUTHZ_CLIENT_CONTEXT_HANDLE>, ContextEnd>;
@@ -48,23 +73,28 @@ std::optional<std::vector<CkxSid>> KxUser_Groups(const CkxSid& user) {
   if (own && own->Equals(user)) return KxToken_Groups(nullptr);
   if (!IsKnown(user)) return std::vector<CkxSid>();
 
+  const SkxAuthorization& authorization = Authorization();
+  if (!authorization.IsThere()) {
+    SetLastError(ERROR_PROC_NOT_FOUND);
+    return std::nullopt;
+  }
   AUTHZ_RESOURCE_MANAGER_HANDLE managerHandle = nullptr;
-  if (!AuthzInitializeResourceManager(AUTHZ_RM_FLAG_NO_AUDIT, nullptr, nullptr, nullptr, nullptr, &managerHandle)) {
+  if (!authorization.initializeManager(AUTHZ_RM_FLAG_NO_AUDIT, nullptr, nullptr, nullptr, nullptr, &managerHandle)) {
     return std::nullopt;
   }
   const Manager manager(managerHandle);
   AUTHZ_CLIENT_CONTEXT_HANDLE contextHandle = nullptr;
   PSID const sid = const_cast<unsigned char*>(user.Bytes());
-  if (!AuthzInitializeContextFromSid(0, sid, managerHandle, nullptr, LUID{}, nullptr, &contextHandle)) {
+  if (!authorization.initializeContext(0, sid, managerHandle, nullptr, LUID{}, nullptr, &contextHandle)) {
     return std::nullopt;
   }
   const Context context(contextHandle);
   DWORD bytes = 0;
-  AuthzGetInformationFromContext(contextHandle, AuthzContextInfoGroupsSids, 0, &bytes, nullptr);
+  authorization.getInformation(contextHandle, AuthzContextInfoGroupsSids, 0, &bytes, nullptr);
   std::vector<uint64_t> buffer(bytes / sizeof(uint64_t) + 1);  // aligned for the structure
   const auto room = static_cast<DWORD>(buffer.size() * sizeof(uint64_t));
   if (bytes < sizeof(TOKEN_GROUPS) - sizeof(SID_AND_ATTRIBUTES) ||
-      !AuthzGetInformationFromContext(contextHandle, AuthzContextInfoGroupsSids, room, &bytes, buffer.data())) {
+      !authorization.getInformation(contextHandle, AuthzContextInfoGroupsSids, room, &bytes, buffer.data())) {
     return std::nullopt;
   }
   return EnabledOf(*reinterpret_cast<const TOKEN_GROUPS*>(buffer.data()));

@@ -252,7 +252,8 @@ bool CkxAgentService::AnswerApplicablePolicies(const SkxSecureIpcCaller& /*calle
   if (image == nullptr) return false;
   std::vector<CkxSid> groups;
   outcome = "refused, the groups of " + user->ToUtf8() + " cannot be told";
-  if (image->source.AsksForUsers() && !LearnGroups(*user, groups)) return false;  // with less it might get other policies
+  if (image->source.AsksForUsers() && !LearnGroups(*user, groups))
+    return false;  // with less it might get other policies
   const CkxPolicySourceScope scope(image->source);
   CkxAccessToken token(*user, std::move(groups), false);
   std::vector<int> ids;
