@@ -3,7 +3,8 @@
 #include <kx_util/shared_policy.h>
 
 #include <algorithm>
-#include <cstring>
+#include <array>
+#include <bit>
 
 #include "Agent/engine/kx_publish/image/image_models.h"
 #include "Common_CPP/util/printable.h"
@@ -42,12 +43,12 @@ Info Consequences(const Info& info) {
   return rest;
 }
 
+auto BytesOf(const Info& info) { return std::bit_cast<std::array<unsigned char, sizeof(Info)>>(info); }
+
 bool AreEqual(const SkxJudgement& a, const SkxJudgement& b) {
   if (a.matched != b.matched) return false;
   if (!a.matched) return a.fault == b.fault;
-  const Info left = Consequences(a.info);
-  const Info right = Consequences(b.info);
-  return std::memcmp(&left, &right, sizeof(left)) == 0;
+  return BytesOf(Consequences(a.info)) == BytesOf(Consequences(b.info));
 }
 
 KxDecided Decided(const SkxJudgement& judgement, const std::map<uint32_t, std::string>& names) {

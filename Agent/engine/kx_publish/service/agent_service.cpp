@@ -127,8 +127,9 @@ std::string Event(const std::string& request, const SkxSecureIpcCaller& caller, 
 /// As the system knows them.
 bool LearnGroups(const CkxSid& user, std::vector<CkxSid>& groups) {
   std::optional<std::vector<CkxSid>> known = KxUser_Groups(user);
-  if (known) groups = *std::move(known);
-  return known.has_value();
+  if (!known) return false;
+  groups = *std::move(known);
+  return true;
 }
 
 std::string Described(const SkxConsentQuestion& question, const SvcUacActionInfo& action) {
