@@ -8,6 +8,7 @@
 #include "Agent/engine/kx_util/regexp/regexp.h"
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
+#include "tools/kxpolicy/input.h"
 
 namespace {
 
@@ -56,6 +57,24 @@ std::string PartialMatch(const CkxRegExp& expression, CkxTextView text) {
   return "  (only " + Quoted(text.Part(match.start, match.end - match.start)) + " does)";
 }
 
+/// The lines of standard input that match, as they are; on a terminal they are printable.
+EkxExit Filter(CkxTextView pattern, EkxStrCompareAs mode, bool caseSensitive, SkxStreams& streams) {
+  CkxLineReader lines(streams.in);
+  EkxExit code = EkxExit::Done;
+  for (std::string line; lines.Next(line);) {
+    const std::optional<KxWString> wide = lines.TooLong() ? std::nullopt : KxText_FromUtf8(line);
+    if (!wide) {
+      streams.err << "kxpolicy: standard input:" << lines.Number() << ": is "
+                  << (lines.TooLong() ? "too long" : "not UTF-8") << '\n';
+      code = EkxExit::UnusableInput;
+    } else if (KxUtil_MatchStr(pattern, *wide, caseSensitive, mode)) {
+      streams.out << (streams.outIsTerminal ? KxText_Printable(*wide) : line) << '\n';
+      if (!streams.out || streams.outIsTerminal) KxTool_RequireOutput(streams);
+    }
+  }
+  return code;
+}
+
 }  // namespace
 
 EkxExit KxMatch_ByHand(const SkxMatchByHand& request, SkxStreams& streams) {
@@ -69,6 +88,7 @@ EkxExit KxMatch_ByHand(const SkxMatchByHand& request, SkxStreams& streams) {
       return EkxExit::UnusableInput;
     }
   }
+  if (request.texts.empty()) return Filter(pattern, mode, request.caseSensitive, streams);
   for (const std::string& argument : request.texts) {
     const KxWString wide = FromArgument(argument);
     const CkxTextView text = KxText_Trim(wide);

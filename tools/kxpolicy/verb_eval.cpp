@@ -18,6 +18,11 @@
 
 namespace {
 
+constexpr const char* kWithoutAnAgent =
+    "kxpolicy: a policy on this machine could not be asked. `kxpolicy serve DIR` publishes an image and answers for "
+    "the "
+    "agent; policies before --file, a folder or documents, are asked without one.\n";
+
 struct EvalOptions {
   std::vector<std::string> policies;
   std::vector<std::string> files;
@@ -266,7 +271,9 @@ EkxExit Eval(EvalOptions options, SkxStreams& streams) {
                        : !options.target.empty() ? EvalDocument(options, user, answers, streams)
                                                  : EvalLive(options, user, answers, streams);
   answers.End();
-  return answers.IsAnyUnanswered() ? EkxExit::SystemRefused : code;
+  if (!answers.IsAnyUnanswered()) return code;
+  streams.err << kWithoutAnAgent;
+  return EkxExit::SystemRefused;
 }
 
 /// The table has its columns.

@@ -210,7 +210,8 @@ KxVerbAction KxVerb_Match(const CkxVerbOptions& verb) {
   verb.Add("--mode", byHand->mode, "equals, startsWith, contains, wildcard or regExp, or their numbers 1 to 5")
       .Needs(pattern);
   verb.AddFlag("--case-sensitive", byHand->caseSensitive, "Tell capitals from small letters").Needs(pattern);
-  verb.Add("texts", byHand->texts, "The texts").Needs(pattern);
+  verb.Add("texts", byHand->texts, "The texts; without any, the lines of standard input that match are written")
+      .Needs(pattern);
   verb.Footer(
       "Without --pattern: reads operations as JSON Lines from standard input and answers each on a line.\n"
       "Example: kxpolicy match --pattern '*.exe' --mode wildcard setup.exe setup.msi");
