@@ -90,7 +90,7 @@ SkxReportedDecision Decide(const CkxTargetDocument& document, const CkxPolicySna
   const CkxMachineFactsScope machine(document.Machine());
   const SkxDecision decision = KxDecision_Of(document.Target(), {}, snapshot);
   if (!decision.matched) return {std::nullopt, "", decision.error};
-  return {decision.info.PolicyId, KxDecision_ActionName(decision), ""};
+  return {uint32_t{decision.info.PolicyId}, KxDecision_ActionName(decision), ""};
 }
 
 CkxReportDecisions DecideAll(const ReportOptions& options, const SkxPolicyImage& image, std::istream& standardInput) {

@@ -212,7 +212,7 @@ SkxWitness CkxWitnesses::Of(size_t index) const {
       witness.why = KxUtil_FaultText(judged.fault);
       return false;
     }
-    const auto taker = judged.matched ? _indexOf.find(judged.info.PolicyId) : _indexOf.end();
+    const auto taker = judged.matched ? _indexOf.find(uint32_t{judged.info.PolicyId}) : _indexOf.end();
     if (taker == _indexOf.end() || taker->second > index) return true;
     if (!alone) alone.emplace(Alone(_image, record.bytes));
     if (!alone->Judge(*target).matched) return true;
