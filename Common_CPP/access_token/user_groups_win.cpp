@@ -4,7 +4,9 @@
 // after windows.h
 #include <authz.h>
 
+#include <array>
 #include <memory>
+#include <string>
 
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/util/last_error.h"
@@ -45,6 +47,30 @@ struct ContextEnd {
 using Manager = std::unique_ptr<std::remove_pointer_t<AUTHZ_RESOURCE_MANAGER_HANDLE>, ManagerEnd>;
 using Context = std::unique_ptr<std::remove_pointer_t<AUTHZ_CLIENT_CONTEXT_HANDLE>, ContextEnd>;
 
+/// Accounts of the system itself, which it looks up nowhere: what their tokens always have.
+struct SkxServiceAccount {
+  const char* sid;
+  std::array<const char*, 4> groups;
+};
+constexpr SkxServiceAccount kServiceAccounts[] = {
+    {"S-1-5-18", {"S-1-5-32-544", "S-1-1-0", "S-1-5-11", nullptr}},
+    {"S-1-5-19", {"S-1-5-32-545", "S-1-1-0", "S-1-5-11", "S-1-5-6"}},
+    {"S-1-5-20", {"S-1-5-32-545", "S-1-1-0", "S-1-5-11", "S-1-5-6"}},
+};
+
+std::optional<std::vector<CkxSid>> GroupsOfService(const CkxSid& user) {
+  const std::string sid = user.ToUtf8();
+  for (const SkxServiceAccount& account : kServiceAccounts) {
+    if (sid != account.sid) continue;
+    std::vector<CkxSid> groups;
+    for (const char* const group : account.groups) {
+      if (group != nullptr) groups.push_back(CkxSid::FromUtf8(group).value());
+    }
+    return groups;
+  }
+  return std::nullopt;
+}
+
 bool IsKnown(const CkxSid& user) {
   WCHAR name[256];
   WCHAR domain[256];
@@ -71,6 +97,7 @@ std::vector<CkxSid> EnabledOf(const TOKEN_GROUPS& groups) {
 std::optional<std::vector<CkxSid>> KxUser_Groups(const CkxSid& user) {
   const std::optional<CkxSid> own = KxToken_User(nullptr);
   if (own && own->Equals(user)) return KxToken_Groups(nullptr);
+  if (std::optional<std::vector<CkxSid>> groups = GroupsOfService(user)) return groups;
   if (!IsKnown(user)) return std::vector<CkxSid>();
 
   const SkxAuthorization& authorization = Authorization();

@@ -13,6 +13,6 @@ struct SkxMatchByHand {
   std::vector<std::string> texts;
 };
 
-/// One line a text: whether it matches, and the part that did. Without texts the lines of standard input that match. An expression that does not compile is shown with a
-/// caret under the place, and is unusable input.
+/// One line a text: whether it matches, and the part that did. Without texts the lines of standard input that match. An
+/// expression that does not compile is shown with a caret under the place, and is unusable input.
 EkxExit KxMatch_ByHand(const SkxMatchByHand& request, SkxStreams& streams);

@@ -87,7 +87,7 @@ TestInputs ReadInputs(const std::vector<std::string>& inputs, std::istream& stan
 std::string EventsPath(const std::string& caseFile, const std::string& events) {
   if (events == "-") return events;
   const auto pathOf = [](const std::string& text) { return fs::path(std::u8string(text.begin(), text.end())); };
-  const std::u8string path = (pathOf(caseFile).parent_path() / pathOf(events)).u8string();
+  const std::u8string path = (pathOf(caseFile).parent_path() / pathOf(events)).generic_u8string();
   return std::string(path.begin(), path.end());
 }
 

@@ -34,7 +34,10 @@ std::vector<SkxCoveredTarget> OwnTargetsOf(const CkxShBufPolicyWithTargets& poli
 
 SkxCoveredPolicy PolicyOf(const CkxShBufPolicyWithTargets& policy, std::set<GUID, SkxGuidLess>& groups) {
   SkxCoveredPolicy covered = {policy.Id(), KxText_ToUtf8(policy.NameView()), OwnTargetsOf(policy, groups), {}};
-  for (uint32_t i = 0; i < policy.Alerts().Count(); ++i) covered.alerts.push_back(policy.Alerts().GetAt(i).alertId);
+  for (uint32_t i = 0; i < policy.Alerts().Count(); ++i) {
+    const GUID alert = policy.Alerts().GetAt(i).alertId;
+    covered.alerts.push_back(alert);
+  }
   return covered;
 }
 

@@ -19,8 +19,7 @@ std::string Place(std::string path) {
   const std::string targets = "/targets/";
   if (!path.starts_with(targets)) return path.empty() ? path : path.substr(1);
   const size_t end = std::min(path.find('/', targets.size()), path.size());
-  std::string target =
-      "target " + std::to_string(std::stoul(path.substr(targets.size(), end - targets.size())) + 1);
+  std::string target = "target " + std::to_string(std::stoul(path.substr(targets.size(), end - targets.size())) + 1);
   if (end == path.size()) return target;
   std::replace(path.begin(), path.end(), '/', ' ');
   return path.substr(end + 1) + " of " + target;

@@ -1,6 +1,7 @@
 #include "Agent/engine/kx_publish/document/json_reader.h"
 
 #include <algorithm>
+#include <cstring>
 #include <nlohmann/json.hpp>
 #include <vector>
 
@@ -193,7 +194,8 @@ CkxJsonObject::CkxJsonObject(const nlohmann::json& object, std::string pointer)
 }
 
 const nlohmann::json* CkxJsonObject::Find(const char* key) {
-  if (_askedCount < _asked.size()) _asked[_askedCount++] = key;
+  const size_t size = std::strlen(key);
+  if (_askedCount < _asked.size() && size <= kMaxAskedKey) std::memcpy(_asked[_askedCount++], key, size + 1);
   if ((_marks & MarkOf(key)) == 0) return nullptr;
   const auto found = _json.find(key);
   if (found == _json.end()) return nullptr;

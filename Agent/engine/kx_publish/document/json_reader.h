@@ -105,5 +105,7 @@ class CkxJsonObject {
   std::vector<const nlohmann::json*> _known;  // the values that were asked for, each once
   uint64_t _marks = 0;  // of the keys: most of those that are asked for are not there, and their marks tell
   size_t _askedCount = 0;
-  std::array<const char*, 64> _asked;  // the keys that could have been meant; what does not fit is not suggested
+  // The keys that could have been meant, copied, since a caller's may be gone; what does not fit is not suggested.
+  static constexpr size_t kMaxAskedKey = 31;
+  std::array<char[kMaxAskedKey + 1], 64> _asked;
 };

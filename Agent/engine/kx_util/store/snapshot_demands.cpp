@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr unsigned kMaxLinkDepth = 4;      // of links that are followed
+constexpr unsigned kMaxLinkDepth = 4;  // of links that are followed
 constexpr size_t kMaxTargets = 256;    // of one policy, those of its groups included
 constexpr size_t kMaxFacts = 64;       // each is asked for once a decision
 constexpr size_t kMaxPieces = 24;      // of one pattern
