@@ -1,13 +1,12 @@
 #include "Agent/engine/kx_publish/service/agent_service.h"
 
-#include <kx_util/policy_snapshot.h>
 #include <kx_util/shared_policies_data.h>
 #include <kx_util/shared_policy_kinds.h>
 #include <kx_util/target_info_process.h>
 
 #include <cstring>
 
-#include "Agent/engine/kx_publish/image/image_source.h"
+#include "Agent/engine/kx_publish/image/image_judge.h"
 #include "Agent/engine/kx_publish/service/client_path.h"
 #include "Agent/engine/kx_util/store/agent_requests.h"
 #include "Agent/engine/kx_util/watch/evaluation_fault.h"
@@ -20,20 +19,16 @@
 
 /// An image, with its policies prepared for as many questions as come.
 struct SkxServedImage {
-  explicit SkxServedImage(SkxPolicyImage image) : source(std::move(image)) {
-    EkxEvaluationFault ignored;  // each question reads the image then, and says what is wrong with it
-    snapshot = CkxPolicySnapshot::Prepare(source, ignored);
-  }
+  explicit SkxServedImage(SkxPolicyImage image) : source(std::move(image)), judge(source, EkxPrepare::AtOnce) {}
 
-  /// The central evaluation; the source is in force.
+  /// The central evaluation.
   bool Decide(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info) const {
     EkxEvaluationOutcome outcome = EkxEvaluationOutcome::NotAnswered;
-    return snapshot != nullptr ? snapshot->Evaluate(target, source, info, outcome)
-                               : CkxSharedPoliciesData::GetTargetPolicyAction(target, info, outcome);
+    return judge.Evaluate(target, judge.SnapshotForNext(), info, outcome);
   }
 
   const CkxImageSource source;
-  std::shared_ptr<const CkxPolicySnapshot> snapshot;
+  const CkxImageJudge judge;
 };
 
 namespace {
