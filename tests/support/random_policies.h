@@ -7,6 +7,7 @@
 #include <kx_util/evaluation_fault.h>
 #include <kx_util/match_str.h>
 #include <kx_util/policy_source.h>
+#include <kx_util/shared_policies_data.h>
 #include <kx_util/target_info_kinds.h>
 #include <kx_util/target_info_process.h>
 
@@ -315,4 +316,12 @@ SkxTracedAnswer KxTest_Traced(Judge judge, EkxTraceLevel deepest = EkxTraceLevel
   const std::vector<std::string> lines = trace.Texts();
   answer.errors = {lines.begin(), lines.end()};
   return answer;
+}
+
+/// The publication in force, read for `target`.
+inline SkxTracedAnswer KxTest_Walked(const CkxTargetInfo& target, EkxTraceLevel deepest = EkxTraceLevel::Warning) {
+  const auto walk = [&](SkxTriggerPolicyShortInfo& info, EkxEvaluationOutcome& outcome) {
+    CkxSharedPoliciesData::GetTargetPolicyAction(target, info, outcome);
+  };
+  return KxTest_Traced(walk, deepest);
 }

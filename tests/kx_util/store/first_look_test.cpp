@@ -2,7 +2,6 @@
 // policies made at random, an evaluation that nobody watches, which takes that look, and one that somebody watches,
 // which does not, end alike: the outcome, all bytes of the answer, the fault, and the lines of the trace.
 #include <gtest/gtest.h>
-#include <kx_util/shared_policies_data.h>
 
 #include "Agent/engine/kx_util/policy/policy_prefilter.h"
 #include "tests/support/random_policies.h"
@@ -11,14 +10,6 @@
 #include "tests/support/section_source.h"
 
 namespace {
-
-SkxTracedAnswer JudgeTraced(const CkxTargetInfo& target, EkxTraceLevel deepest) {
-  return KxTest_Traced(
-      [&](SkxTriggerPolicyShortInfo& info, EkxEvaluationOutcome& outcome) {
-        CkxSharedPoliciesData::GetTargetPolicyAction(target, info, outcome);
-      },
-      deepest);
-}
 
 TEST(FirstLook, ChangesNoAnswer) {
   CkxRecordedMachine machine({{KXW('C'), EkxDriveType::Fixed}, {KXW('D'), EkxDriveType::Cdrom}});
@@ -41,10 +32,10 @@ TEST(FirstLook, ChangesNoAnswer) {
     const EkxTraceLevel deepest = seed % 3 == 0 ? EkxTraceLevel::Verbose : EkxTraceLevel::Warning;
     for (int i = 0; i < 4; ++i, ++evaluations) {
       const CkxTargetInfoPtr target = things.Description();
-      const SkxTracedAnswer unwatched = JudgeTraced(*target, deepest);
+      const SkxTracedAnswer unwatched = KxTest_Walked(*target, deepest);
       CkxRecordingObserver observer;
       const CkxEvaluationObserverScope watching(observer);
-      const SkxTracedAnswer watched = JudgeTraced(*target, deepest);
+      const SkxTracedAnswer watched = KxTest_Walked(*target, deepest);
       ASSERT_EQ(unwatched.outcome, watched.outcome);
       ASSERT_EQ(unwatched.errors, watched.errors);
       ASSERT_TRUE(unwatched == watched);

@@ -2,7 +2,6 @@
 // fault, over publications, descriptions, damage and lists of applicable policies made at random.
 #include <gtest/gtest.h>
 #include <kx_util/policy_snapshot.h>
-#include <kx_util/shared_policies_data.h>
 
 #include "tests/support/random_policies.h"
 #include "tests/support/recorded_facts.h"
@@ -11,12 +10,6 @@
 #include "tests/support/temp_folder.h"
 
 namespace {
-
-SkxTracedAnswer Walked(const CkxTargetInfo& target) {
-  return KxTest_Traced([&](SkxTriggerPolicyShortInfo& info, EkxEvaluationOutcome& outcome) {
-    CkxSharedPoliciesData::GetTargetPolicyAction(target, info, outcome);
-  });
-}
 
 SkxTracedAnswer LookedUp(const CkxPolicySnapshot& snapshot, const CkxApplicablePolicies& applicable,
                          const CkxTargetInfo& target) {
@@ -55,7 +48,7 @@ TEST(PolicySnapshot, AnswersAsTheEvaluationDoes) {
     for (int i = 0; i < 4; ++i, ++evaluations) {
       const CkxTargetInfoPtr target = things.Description();
       const SkxTracedAnswer lookedUp = LookedUp(*snapshot, *source.applicable, *target);
-      const SkxTracedAnswer walked = Walked(*target);
+      const SkxTracedAnswer walked = KxTest_Walked(*target);
       ASSERT_EQ(lookedUp.outcome, walked.outcome);
       ASSERT_EQ(uint32_t{lookedUp.info.PolicyId}, uint32_t{walked.info.PolicyId});
       ASSERT_TRUE(IsSameAnswer(lookedUp, walked));
@@ -234,11 +227,11 @@ TEST(PolicySnapshot, FindsAPolicyByWhateverItDemands) {
       const CkxPolicySourceScope scope(source);
       const CkxTargetInfoProcess process = AProcess();
       const SkxTracedAnswer lookedUp = LookedUp(*snapshot, CkxApplicablePolicies::All(), process);
-      EXPECT_TRUE(IsSameAnswer(lookedUp, Walked(process)));
+      EXPECT_TRUE(IsSameAnswer(lookedUp, KxTest_Walked(process)));
       EXPECT_EQ(uint32_t{lookedUp.info.PolicyId}, row.isMet ? 30u : 0u);
       const CkxTargetInfoProcess ofUnknownPath = AProcess(KXW(""));
       EXPECT_TRUE(
-          IsSameAnswer(LookedUp(*snapshot, CkxApplicablePolicies::All(), ofUnknownPath), Walked(ofUnknownPath)));
+          IsSameAnswer(LookedUp(*snapshot, CkxApplicablePolicies::All(), ofUnknownPath), KxTest_Walked(ofUnknownPath)));
     }
   }
 }
@@ -286,7 +279,7 @@ TEST(PolicySnapshot, TellsWhoeverWatchesWhatTheEvaluationTells) {
     walk.wantsSteps = lookUp.wantsSteps = steps;
     {
       const CkxEvaluationObserverScope watching(walk);
-      Walked(process);
+      KxTest_Walked(process);
     }
     const CkxEvaluationObserverScope watching(lookUp);
     LookedUp(*snapshot, *source->applicable, process);
@@ -346,7 +339,7 @@ TEST(PolicySnapshot, AsksNoFactOfALiveFileThatTheEvaluationDoesNot) {
     const auto snapshot = CkxPolicySnapshot::Prepare(source, fault);
     ASSERT_NE(snapshot, nullptr);
     const CkxPolicySourceScope scope(source);
-    const SkxTracedAnswer walked = Walked(*describe());
+    const SkxTracedAnswer walked = KxTest_Walked(*describe());
     const SkxTracedAnswer lookedUp = LookedUp(*snapshot, *source.applicable, *describe());
     ASSERT_EQ(lookedUp.fault, walked.fault);
     ASSERT_TRUE(IsSameAnswer(lookedUp, walked));
