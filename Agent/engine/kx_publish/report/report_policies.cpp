@@ -83,10 +83,15 @@ class Publication {
     return Each(_records.Policies(), [this](const SkxLintRecord& record) { return Policy(record); });
   }
   Json Groups() const {
-    return Each(_records.Groups(), [this](const SkxLintRecord& record) { return Group(record); });
+    return Each(_records.Groups(), [this](const SkxLintRecord& record) {
+      return Named<SkxAppGroupBufHeader>(record, KxDecode_AppGroup, _names.groups, "targets", TargetsOf);
+    });
   }
   Json Alerts() const {
-    return Each(_records.Alerts(), [this](const SkxLintRecord& record) { return Alert(record); });
+    const auto settingsOf = [](const Json& alert) { return LinesOf(alert, {"id", "name"}); };
+    return Each(_records.Alerts(), [&](const SkxLintRecord& record) {
+      return Named<SkxAlertBufHeader>(record, KxDecode_Alert, _names.alerts, "lines", settingsOf);
+    });
   }
 
  private:
@@ -134,26 +139,18 @@ class Publication {
     return policy;
   }
 
-  Json Group(const SkxLintRecord& record) const {
-    const GUID id = KxBytes_Load<SkxAppGroupBufHeader>(record.bytes.data()).id;
-    SkxAppGroupModel model;
+  /// A group or an alert. What it says is under `key`, as `tell` tells it.
+  template <class Header, class Model, class Tell>
+  Json Named(const SkxLintRecord& record, bool (*decode)(std::span<const unsigned char>, Model&), const Names& names,
+             const char* key, Tell tell) const {
+    const GUID id = KxBytes_Load<Header>(record.bytes.data()).id;
+    Model model;
     std::string why;
-    const std::optional<Json> written = Written(record, KxDecode_AppGroup, _known, model, why);
-    Json group = {{"id", KxGuid_ToUtf8(id)}, {"name", NameOf(_names.groups, id)}};
-    if (!why.empty()) group["why"] = why;
-    if (written) group["targets"] = TargetsOf(*written);
-    return group;
-  }
-
-  Json Alert(const SkxLintRecord& record) const {
-    const GUID id = KxBytes_Load<SkxAlertBufHeader>(record.bytes.data()).id;
-    SkxAlertModel model;
-    std::string why;
-    const std::optional<Json> written = Written(record, KxDecode_Alert, _known, model, why);
-    Json alert = {{"id", KxGuid_ToUtf8(id)}, {"name", NameOf(_names.alerts, id)}};
-    if (!why.empty()) alert["why"] = why;
-    if (written) alert["lines"] = LinesOf(*written, {"id", "name"});
-    return alert;
+    const std::optional<Json> written = Written(record, decode, _known, model, why);
+    Json named = {{"id", KxGuid_ToUtf8(id)}, {"name", NameOf(names, id)}};
+    if (!why.empty()) named["why"] = why;
+    if (written) named[key] = tell(*written);
+    return named;
   }
 
   static std::string NameOf(const Names& names, const GUID& id) {
