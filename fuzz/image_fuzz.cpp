@@ -11,13 +11,13 @@
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 
+#include "Agent/engine/kx_publish/decision/decision.h"
+#include "Agent/engine/kx_publish/decision/decision_json.h"
 #include "Agent/engine/kx_publish/document/json_reader.h"
-#include "Agent/engine/kx_publish/document/target_document.h"
 #include "Common_CPP/util/byte_cursor.h"
 #include "tests/support/recording_observer.h"
 #include "tests/support/section_source.h"
-#include "tools/kxpolicy/decision.h"
-#include "tools/kxpolicy/decision_json.h"
+#include "tools/kxpolicy/decision_text.h"
 
 namespace {
 
@@ -94,9 +94,9 @@ void EvaluateEachKind(const CkxPolicySnapshot* snapshot) {
 void Explain(std::string_view text) {
   try {
     const CkxTargetDocument document = CkxTargetDocument::Parse(text);
-    const CkxMachineFactsScope machine(document.Machine());
-    const SkxDecision plain = KxDecision_Of(document.Target(), {});
-    const SkxDecision explained = KxDecision_Of(document.Target(), {EkxExplain::All});
+    const CkxImageJudge judge(KxPolicySource_Current(), EkxPrepare::Never);
+    const SkxDecision plain = KxDecision_OfDocument(document, {}, judge);
+    const SkxDecision explained = KxDecision_OfDocument(document, {EkxExplain::All}, judge);
     if (plain.matched != explained.matched || plain.error != explained.error) std::abort();
     const nlohmann::json answer = nlohmann::json::parse(KxDecision_ToJson(explained));
     if (explained.matched && answer["explain"].back()["outcome"] != "applies") std::abort();

@@ -9,7 +9,7 @@
 #include <sstream>
 #include <vector>
 
-#include "tools/kxpolicy/hex.h"
+#include "Common_CPP/util/hex.h"
 #include "tools/kxpolicy/tool.h"
 
 namespace {

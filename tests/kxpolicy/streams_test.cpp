@@ -4,8 +4,8 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
+#include "Common_CPP/util/hex.h"
 #include "tests/kxpolicy/run_tool.h"
-#include "tools/kxpolicy/hex.h"
 #include "tools/kxpolicy/input.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "tools/kxpolicy/hex.h"
+#include "Common_CPP/util/hex.h"
 
 using nlohmann::ordered_json;
 

@@ -2,9 +2,9 @@
 
 #include <kx_util/shared_policy.h>
 
+#include "Agent/engine/kx_publish/image/image_records.h"
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
-#include "tools/kxpolicy/image_records.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
-#include "tools/kxpolicy/hex.h"
+#include "Common_CPP/util/hex.h"
 #include "tools/kxpolicy/refusal.h"
 
 namespace {

@@ -1,16 +1,12 @@
 // bench: how many decisions a second this machine makes by an image, in each of the ways that there are.
-#include <kx_util/policy_snapshot.h>
-
 #include <chrono>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <ostream>
 
+#include "Agent/engine/kx_publish/decision/decision.h"
+#include "Agent/engine/kx_publish/decision/decision_json.h"
 #include "Agent/engine/kx_publish/document/json_reader.h"
-#include "Agent/engine/kx_publish/document/target_document.h"
-#include "Agent/engine/kx_publish/image/image_source.h"
-#include "tools/kxpolicy/decision.h"
-#include "tools/kxpolicy/decision_json.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/policy_input.h"
 #include "tools/kxpolicy/tool.h"
@@ -80,20 +76,11 @@ double DecisionsASecond(const std::vector<BenchTarget>& targets, const BenchOpti
   return static_cast<double>(decisions) / std::chrono::duration<double>(now - begin).count();
 }
 
-void Decide(const BenchTarget& target, const CkxPolicySnapshot* snapshot) {
-  SkxTriggerPolicyShortInfo info;
-  EkxEvaluationOutcome outcome = EkxEvaluationOutcome::NotAnswered;
-  const CkxMachineFactsScope machine(target.document.Machine());
-  const IkxPolicySource& source = KxPolicySource_Current();
-  snapshot != nullptr ? snapshot->Evaluate(target.document.Target(), source, info, outcome)
-                      : CkxSharedPoliciesData::GetTargetPolicyAction(target.document.Target(), info, outcome);
-}
+void Decide(const BenchTarget& target, const CkxImageJudge& judge) { judge.Judge(target.document); }
 
 /// From the text of the target to the text of the answer, as `eval --targets` does.
-void DecideOfText(const BenchTarget& target, const CkxPolicySnapshot* snapshot) {
-  const CkxTargetDocument document = CkxTargetDocument::Parse(target.text);
-  const CkxMachineFactsScope machine(document.Machine());
-  KxDecision_ToJson(KxDecision_Of(document.Target(), {}, snapshot));
+void DecideOfText(const BenchTarget& target, const CkxImageJudge& judge) {
+  KxDecision_ToJson(KxDecision_OfDocument(CkxTargetDocument::Parse(target.text), {}, judge));
 }
 
 std::string Row(const BenchRow& row) {
@@ -109,25 +96,27 @@ EkxExit Bench(const BenchOptions& options, SkxStreams& streams) {
   KxInput_CheckStandardInput(inputs);
   const std::vector<BenchTarget> targets = ReadTargets(options, streams);
   const CkxImageSource image(KxPolicyInput_Open(options.policies, streams.in).TakeImage());
-  const CkxPolicySourceScope scope(image);
-  EkxEvaluationFault fault = EkxEvaluationFault::None;
+  const CkxImageJudge reading(image, EkxPrepare::Never);
   const Clock::time_point begin = Clock::now();
-  const std::shared_ptr<const CkxPolicySnapshot> snapshot = CkxPolicySnapshot::Prepare(image, fault);
-  const std::chrono::duration<double, std::milli> prepared = Clock::now() - begin;
-  if (snapshot == nullptr) throw CkxToolFault(EkxExit::SystemRefused, std::string(KxUtil_FaultText(fault)));
+  const CkxImageJudge prepared(image, EkxPrepare::AtOnce);
+  const std::chrono::duration<double, std::milli> preparing = Clock::now() - begin;
+  const CkxPolicySnapshot* const snapshot = prepared.SnapshotForNext();
+  if (snapshot == nullptr) {
+    throw CkxToolFault(EkxExit::SystemRefused, std::string(KxUtil_FaultText(KxUtil_LastFault())));
+  }
 
   char preparation[64];
-  std::snprintf(preparation, sizeof(preparation), "the image is prepared first, in %.1f ms", prepared.count());
+  std::snprintf(preparation, sizeof(preparation), "the image is prepared first, in %.1f ms", preparing.count());
   const auto measure = [&](auto decide) { return DecisionsASecond(targets, options, decide); };
   const BenchRow rows[] = {
-      {"walk", "each decision reads the image", measure([](const BenchTarget& target) { Decide(target, nullptr); })},
-      {"snapshot", preparation, measure([&](const BenchTarget& target) { Decide(target, snapshot.get()); })},
+      {"walk", "each decision reads the image", measure([&](const BenchTarget& target) { Decide(target, reading); })},
+      {"snapshot", preparation, measure([&](const BenchTarget& target) { Decide(target, prepared); })},
       {"stream", "the same, from JSON to JSON",
-       measure([&](const BenchTarget& target) { DecideOfText(target, snapshot.get()); })},
+       measure([&](const BenchTarget& target) { DecideOfText(target, prepared); })},
   };
   if (options.format == "json") {
     nlohmann::ordered_json answer = {
-        {"policies", snapshot->PolicyCount()}, {"targets", targets.size()}, {"prepareMilliseconds", prepared.count()}};
+        {"policies", snapshot->PolicyCount()}, {"targets", targets.size()}, {"prepareMilliseconds", preparing.count()}};
     for (const BenchRow& row : rows) answer[row.way] = {{"decisionsPerSecond", row.decisionsASecond}};
     streams.out << answer.dump() << '\n';
     return EkxExit::Done;

@@ -5,9 +5,9 @@
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Common_CPP/file/ea_record.h"
+#include "Common_CPP/util/hex.h"
 #include "tools/kxpolicy/answer.h"
 #include "tools/kxpolicy/ea_answer.h"
-#include "tools/kxpolicy/hex.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/json_stream.h"
 

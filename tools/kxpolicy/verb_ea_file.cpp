@@ -5,9 +5,9 @@
 #include <ostream>
 
 #include "Common_CPP/file/ea_record.h"
+#include "Common_CPP/util/hex.h"
 #include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/ea_answer.h"
-#include "tools/kxpolicy/hex.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/memory.h"
 #include "tools/kxpolicy/refusal.h"

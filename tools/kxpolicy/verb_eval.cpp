@@ -1,12 +1,12 @@
 // eval: which policy applies to live files, to a live process, to one target document, or to each of a stream of them.
 #include <ostream>
 
+#include "Agent/engine/kx_publish/decision/decision.h"
+#include "Agent/engine/kx_publish/decision/decision_json.h"
+#include "Agent/engine/kx_publish/decision/decision_summary.h"
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_publish/document/target_document.h"
-#include "Agent/engine/kx_publish/image/image_source.h"
-#include "tools/kxpolicy/decision.h"
-#include "tools/kxpolicy/decision_json.h"
-#include "tools/kxpolicy/eval_summary.h"
+#include "tools/kxpolicy/decision_text.h"
 #include "tools/kxpolicy/fault_answer.h"
 #include "tools/kxpolicy/image_input.h"
 #include "tools/kxpolicy/input.h"
@@ -55,7 +55,7 @@ class Answers {
   }
 
   /// The summary, where one is asked for in place of the answers.
-  CkxEvalSummary* Summary() { return _summary ? &*_summary : nullptr; }
+  CkxDecisionSummary* Summary() { return _summary ? &*_summary : nullptr; }
 
   /// `nameOf()` is how a person calls the target; only the table asks for it.
   template <class Name>
@@ -113,41 +113,10 @@ class Answers {
   const KxDecisionMembers _members;
   const bool _isLive;
   SkxStreams& _streams;
-  std::optional<CkxEvalSummary> _summary;
+  std::optional<CkxDecisionSummary> _summary;
   bool _headed = false;
   bool _isAnyUnanswered = false;
 };
-
-/// The image, prepared for the rest of a stream that turns out to be long: preparing takes as long as judging some
-/// hundred targets.
-class PreparedImage {
- public:
-  explicit PreparedImage(const IkxPolicySource* image) : _image(image) {}
-
-  /// For one more target; null for the first ones, for live policies, and where it cannot be had.
-  const CkxPolicySnapshot* ForNext() {
-    if (++_targets == kTargetsWorthPreparing && _image != nullptr) {
-      EkxEvaluationFault ignored;  // the targets are judged without
-      _snapshot = CkxPolicySnapshot::Prepare(*_image, ignored);
-    }
-    return _snapshot.get();
-  }
-
- private:
-  static constexpr uint64_t kTargetsWorthPreparing = 256;
-
-  const IkxPolicySource* const _image;
-  uint64_t _targets = 0;
-  std::shared_ptr<const CkxPolicySnapshot> _snapshot;
-};
-
-SkxDecision Decide(const CkxTargetDocument& document, const SkxDecisionWish& wish,
-                   const CkxPolicySnapshot* snapshot = nullptr) {
-  const CkxMachineFactsScope machine(document.Machine());
-  SkxDecision decision = KxDecision_Of(document.Target(), wish, snapshot);
-  decision.idJson = document.IdJson();
-  return decision;
-}
 
 /// How a person calls a target: its id, else its path.
 std::string NameOf(const CkxTargetDocument& document) {
@@ -157,8 +126,8 @@ std::string NameOf(const CkxTargetDocument& document) {
   return id.is_null() && file != nullptr ? KxText_ToUtf8(file->GetPath()) : document.IdJson();
 }
 
-EkxExit EvalStream(const EvalOptions& options, const std::optional<CkxSid>& user, PreparedImage image, Answers& answers,
-                   SkxStreams& streams) {
+EkxExit EvalStream(const EvalOptions& options, const std::optional<CkxSid>& user, const CkxImageJudge& judge,
+                   Answers& answers, SkxStreams& streams) {
   CkxInput input(options.targets, streams.in);
   CkxLineReader lines(input.Stream());
   EkxExit code = EkxExit::Done;
@@ -166,7 +135,7 @@ EkxExit EvalStream(const EvalOptions& options, const std::optional<CkxSid>& user
     try {
       if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");
       const CkxTargetDocument document = CkxTargetDocument::Parse(line, user);
-      answers.Write(Decide(document, options.wish, image.ForNext()), [&] { return NameOf(document); });
+      answers.Write(KxDecision_OfDocument(document, options.wish, judge), [&] { return NameOf(document); });
     } catch (const CkxDocumentFault& fault) {
       const std::string place = input.Name() + ":" + std::to_string(lines.Number());
       answers.WriteFault(lines.TooLong() ? "" : line, fault.Line(), place);
@@ -176,32 +145,34 @@ EkxExit EvalStream(const EvalOptions& options, const std::optional<CkxSid>& user
   return code;
 }
 
-EkxExit EvalDocument(const EvalOptions& options, const std::optional<CkxSid>& user, Answers& answers,
-                     SkxStreams& streams) {
+EkxExit EvalDocument(const EvalOptions& options, const std::optional<CkxSid>& user, const CkxImageJudge& judge,
+                     Answers& answers, SkxStreams& streams) {
   CkxInput input(options.target, streams.in);
   try {
     const CkxTargetDocument document = CkxTargetDocument::Parse(input.ReadAll(), user);
-    answers.Write(Decide(document, options.wish), [&] { return NameOf(document); });
+    answers.Write(KxDecision_OfDocument(document, options.wish, judge), [&] { return NameOf(document); });
   } catch (const CkxDocumentFault& fault) {
     throw CkxToolFault(EkxExit::UnusableInput, input.Name() + ": " + fault.Line());
   }
   return EkxExit::Done;
 }
 
-void EvalFile(const std::string& file, const EvalOptions& options, void* token, Answers& answers) {
-  SkxDecision decision = KxDecision_Of(*KxLive_File(file, token), options.wish);
+void EvalFile(const std::string& file, const EvalOptions& options, void* token, const CkxImageJudge& judge,
+              Answers& answers) {
+  SkxDecision decision = KxDecision_Of(*KxLive_File(file, token), options.wish, judge);
   decision.idJson = nlohmann::json(file).dump();
   answers.Write(std::move(decision), [&] { return file; });
 }
 
 /// A stream of paths: one that cannot be read is answered in its place.
-EkxExit EvalFileList(const EvalOptions& options, void* token, Answers& answers, SkxStreams& streams) {
+EkxExit EvalFileList(const EvalOptions& options, void* token, const CkxImageJudge& judge, Answers& answers,
+                     SkxStreams& streams) {
   CkxInput input(options.fileList, streams.in);
   CkxLineReader lines(input.Stream());
   EkxExit code = EkxExit::Done;
   for (std::string line; lines.Next(line);) {
     try {
-      EvalFile(line, options, token, answers);
+      EvalFile(line, options, token, judge, answers);
     } catch (const CkxToolFault& fault) {
       if (fault.Code() != EkxExit::UnusableInput) throw;
       answers.WriteFault("", fault.what(), input.Name() + ":" + std::to_string(lines.Number()));
@@ -211,25 +182,26 @@ EkxExit EvalFileList(const EvalOptions& options, void* token, Answers& answers, 
   return code;
 }
 
-EkxExit EvalFiles(const EvalOptions& options, void* token, Answers& answers) {
-  for (const std::string& file : options.files) EvalFile(file, options, token, answers);
+EkxExit EvalFiles(const EvalOptions& options, void* token, const CkxImageJudge& judge, Answers& answers) {
+  for (const std::string& file : options.files) EvalFile(file, options, token, judge, answers);
   return EkxExit::Done;
 }
 
-EkxExit EvalProcess(const EvalOptions& options, void* token, Answers& answers) {
+EkxExit EvalProcess(const EvalOptions& options, void* token, const CkxImageJudge& judge, Answers& answers) {
   const CkxTargetInfoPtr process = KxLive_Process(*options.pid, token);
-  SkxDecision decision = KxDecision_Of(*process, options.wish);
+  SkxDecision decision = KxDecision_Of(*process, options.wish, judge);
   decision.idJson = std::to_string(*options.pid);
   answers.Write(std::move(decision), [&] { return KxText_ToUtf8(process->QueryPathProvider()->GetPath()); });
   return EkxExit::Done;
 }
 
-EkxExit EvalLive(const EvalOptions& options, const std::optional<CkxSid>& user, Answers& answers, SkxStreams& streams) {
+EkxExit EvalLive(const EvalOptions& options, const std::optional<CkxSid>& user, const CkxImageJudge& judge,
+                 Answers& answers, SkxStreams& streams) {
   std::optional<CkxAccessToken> token;
   if (user) token.emplace(*user, std::vector<CkxSid>{}, false);
   void* const handle = token ? token->Handle() : nullptr;
-  if (!options.fileList.empty()) return EvalFileList(options, handle, answers, streams);
-  return options.pid ? EvalProcess(options, handle, answers) : EvalFiles(options, handle, answers);
+  if (!options.fileList.empty()) return EvalFileList(options, handle, judge, answers, streams);
+  return options.pid ? EvalProcess(options, handle, judge, answers) : EvalFiles(options, handle, judge, answers);
 }
 
 void CheckStandardInput(const EvalOptions& options) {
@@ -263,13 +235,14 @@ EkxExit Eval(EvalOptions options, SkxStreams& streams) {
   const CkxTrustInput trust(options.trust);
   const CkxSecretInput secrets(options.secrets, EkxUnnamedSecrets::Machines);
   Answers answers(options, streams);
-  if (CkxEvalSummary* const summary = answers.Summary()) {
+  if (CkxDecisionSummary* const summary = answers.Summary()) {
     summary->AddPolicies(image ? image->Image() : KxImage_LoadLive());
   }
-  const PreparedImage prepared(image && options.explain.empty() ? &*image : nullptr);
-  const EkxExit code = !options.targets.empty()  ? EvalStream(options, user, prepared, answers, streams)
-                       : !options.target.empty() ? EvalDocument(options, user, answers, streams)
-                                                 : EvalLive(options, user, answers, streams);
+  const bool isImage = image && options.explain.empty();
+  const CkxImageJudge judge(KxPolicySource_Current(), isImage ? EkxPrepare::WhenItPays : EkxPrepare::Never);
+  const EkxExit code = !options.targets.empty()  ? EvalStream(options, user, judge, answers, streams)
+                       : !options.target.empty() ? EvalDocument(options, user, judge, answers, streams)
+                                                 : EvalLive(options, user, judge, answers, streams);
   answers.End();
   if (!answers.IsAnyUnanswered()) return code;
   streams.err << kWithoutAnAgent;
@@ -278,8 +251,14 @@ EkxExit Eval(EvalOptions options, SkxStreams& streams) {
 
 /// The table has its columns.
 KxDecisionMembers MembersAskedFor(const EvalOptions& options) {
-  if (options.format == "json") return KxDecisionMembers_Of(options.fields);
-  throw CkxToolFault(EkxExit::UnusableArguments, "--brief and --fields need --format json");
+  if (options.format != "json") {
+    throw CkxToolFault(EkxExit::UnusableArguments, "--brief and --fields need --format json");
+  }
+  try {
+    return KxDecisionMembers_Of(options.fields);
+  } catch (const CkxDocumentFault& fault) {
+    throw CkxToolFault(EkxExit::UnusableArguments, "--fields: " + fault.Line());
+  }
 }
 
 }  // namespace

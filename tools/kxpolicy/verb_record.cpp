@@ -7,8 +7,8 @@
 #include <ostream>
 
 #include "Common_CPP/util/guid.h"
+#include "Common_CPP/util/hex.h"
 #include "Common_CPP/util/text.h"
-#include "tools/kxpolicy/hex.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/token_answer.h"
 #include "tools/kxpolicy/tool.h"

@@ -1,21 +1,17 @@
 // report: one page to look at, of an image or policy documents, and of what they decide about a stream of targets.
-#include <kx_util/policy_snapshot.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <ostream>
 
+#include "Agent/engine/kx_publish/decision/decision.h"
 #include "Agent/engine/kx_publish/document/json_reader.h"
-#include "Agent/engine/kx_publish/document/target_document.h"
 #include "Agent/engine/kx_publish/image/encode_image.h"
-#include "Agent/engine/kx_publish/image/image_source.h"
 #include "Agent/engine/kx_publish/report/report_decisions.h"
 #include "Agent/engine/kx_publish/report/report_page.h"
 #include "Agent/engine/kx_publish/report/report_policies.h"
 #include "Common_CPP/file/file.h"
 #include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/printable.h"
-#include "tools/kxpolicy/decision.h"
 #include "tools/kxpolicy/image_input.h"
 #include "tools/kxpolicy/image_summary.h"
 #include "tools/kxpolicy/input.h"
@@ -86,18 +82,14 @@ ReportedPolicies Open(const ReportOptions& options, std::istream& standardInput)
   return reported;
 }
 
-SkxReportedDecision Decide(const CkxTargetDocument& document, const CkxPolicySnapshot* snapshot) {
-  const CkxMachineFactsScope machine(document.Machine());
-  const SkxDecision decision = KxDecision_Of(document.Target(), {}, snapshot);
+SkxReportedDecision Decide(const CkxTargetDocument& document, const CkxImageJudge& judge) {
+  const SkxDecision decision = KxDecision_OfDocument(document, {}, judge);
   if (!decision.matched) return {std::nullopt, "", decision.error};
   return {uint32_t{decision.info.PolicyId}, KxDecision_ActionName(decision), ""};
 }
 
 CkxReportDecisions DecideAll(const ReportOptions& options, const SkxPolicyImage& image, std::istream& standardInput) {
-  const CkxImageSource source(image);
-  const CkxPolicySourceScope scope(source);
-  EkxEvaluationFault ignored;  // the targets are judged without
-  const std::shared_ptr<const CkxPolicySnapshot> snapshot = CkxPolicySnapshot::Prepare(source, ignored);
+  const CkxImageJudge judge(image, EkxPrepare::WhenItPays);
   CkxInput input(options.targets, standardInput);
   CkxReportDecisions decisions(input.Name());
   CkxLineReader lines(input.Stream());
@@ -106,7 +98,7 @@ CkxReportDecisions DecideAll(const ReportOptions& options, const SkxPolicyImage&
       if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");
       const nlohmann::json json = KxJson_Parse(line, false);
       const CkxTargetDocument document = CkxTargetDocument::FromJson(json);
-      decisions.Add(KxReport_Target(json), Decide(document, snapshot.get()));
+      decisions.Add(KxReport_Target(json), Decide(document, judge));
     } catch (const CkxDocumentFault& fault) {
       decisions.AddUnusable(lines.Number(), fault.Line());
     }

@@ -2,9 +2,9 @@
 // that compiles back.
 #include <ostream>
 
+#include "Agent/engine/kx_publish/image/image_records.h"
 #include "Common_CPP/util/printable.h"
 #include "tools/kxpolicy/image_input.h"
-#include "tools/kxpolicy/image_records.h"
 #include "tools/kxpolicy/policy_input.h"
 #include "tools/kxpolicy/show_format.h"
 #include "tools/kxpolicy/tool.h"

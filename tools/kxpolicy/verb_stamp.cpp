@@ -9,8 +9,8 @@
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Common_CPP/access_token/access_token.h"
+#include "Common_CPP/util/hex.h"
 #include "tools/kxpolicy/answer.h"
-#include "tools/kxpolicy/hex.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/json_stream.h"
 #include "tools/kxpolicy/live_target.h"

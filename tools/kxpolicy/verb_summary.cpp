@@ -2,8 +2,8 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
+#include "Agent/engine/kx_publish/decision/decision_summary.h"
 #include "Agent/engine/kx_publish/document/json_reader.h"
-#include "tools/kxpolicy/eval_summary.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/tool.h"
 
@@ -16,7 +16,7 @@ struct SummaryOptions {
 
 EkxExit Summary(const SummaryOptions& options, SkxStreams& streams) {
   KxInput_CheckStandardInput(options.files);
-  CkxEvalSummary sum;
+  CkxDecisionSummary sum;
   for (const std::string& path : options.files) {
     CkxInput input(path, streams.in);
     try {

@@ -5,37 +5,15 @@
 #include <algorithm>
 
 #include "Agent/engine/kx_publish/cases/near_misses.h"
+#include "Agent/engine/kx_publish/decision/decision.h"
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_publish/model/derived_id.h"
 #include "Common_CPP/util/text.h"
 
 namespace {
 
-/// Preparing takes as long as judging some hundred targets.
-constexpr uint64_t kTargetsWorthPreparing = 256;
-
-/// What of an evaluation is not in its answer: whose policy it was, and a fault.
-class AnswerObserver : public IkxEvaluationObserver {
- public:
-  explicit AnswerObserver(SkxCaseDecision& decision) : _decision(decision) {}
-
-  bool WantsSteps() const override { return false; }
-  void OnCheckFailed(const char* /*property*/, CkxTextView /*expected*/, CkxTextView /*actual*/) override {}
-  void OnTarget(const SkxObservedTarget& /*target*/, bool /*matched*/) override {}
-  void OnPolicy(const SkxObservedPolicy& policy, EkxPolicyOutcome /*applies*/) override {
-    _decision.policyName = KxText_ToUtf8(policy.name);
-    if (policy.policy == nullptr) return;
-    const CkxShBufPolicyAlerts& alerts = policy.policy->Alerts();
-    for (uint32_t i = 0; i < alerts.Count(); ++i) _decision.alerts.push_back(alerts.GetAt(i));
-  }
-  void OnFault(std::string_view line) override { _decision.error = line; }
-
- private:
-  SkxCaseDecision& _decision;
-};
-
-CkxCoverage CoverageOf(const IkxPolicySource& image) {
-  const CkxPolicySourceScope scope(image);
+CkxCoverage CoverageOf(const IkxPolicySource& policies) {
+  const CkxPolicySourceScope scope(policies);
   return CkxCoverage::OfSource();
 }
 
@@ -57,7 +35,9 @@ void AddFailure(SkxCaseFailure failure, SkxCaseResult& result) {
 }  // namespace
 
 CkxCaseJudge::CkxCaseJudge(SkxPolicyImage image, KxAlertNames alertNames)
-    : _image(std::move(image)), _alertNames(std::move(alertNames)), _coverage(CoverageOf(_image)) {}
+    : _judge(std::move(image), EkxPrepare::WhenItPays),
+      _alertNames(std::move(alertNames)),
+      _coverage(CoverageOf(_judge.Source())) {}
 
 SkxCaseResult CkxCaseJudge::Judge(const SkxCase& test) {
   SkxCaseResult result;
@@ -107,30 +87,19 @@ bool CkxCaseJudge::HasAlert(const GUID& id) const {
 }
 
 SkxCaseDecision CkxCaseJudge::Decide(const CkxTargetDocument& target) {
-  if (++_decisions == kTargetsWorthPreparing) {
-    EkxEvaluationFault ignored;  // without it the targets are judged as before
-    _snapshot = CkxPolicySnapshot::Prepare(_image, ignored);
-  }
-  const CkxPolicySourceScope source(_image);
-  const CkxMachineFactsScope machine(target.Machine());
+  SkxDecision decided = KxDecision_OfDocument(target, {}, _judge);
   SkxCaseDecision decision;
-  SkxTriggerPolicyShortInfo info;
-  EkxEvaluationOutcome outcome = EkxEvaluationOutcome::NotAnswered;
-  {
-    AnswerObserver observer(decision);
-    const CkxEvaluationObserverScope scope(observer);
-    decision.matched = _snapshot != nullptr
-                           ? _snapshot->Evaluate(target.Target(), _image, info, outcome)
-                           : CkxSharedPoliciesData::GetTargetPolicyAction(target.Target(), info, outcome);
-  }
-  if (KxUtil_LastFault() == EkxEvaluationFault::OutOfMemory) throw std::bad_alloc();
-  if (outcome == EkxEvaluationOutcome::NothingPublished) decision.error = "there are no policies";
-  if (outcome == EkxEvaluationOutcome::NotAnswered && decision.error.empty()) {
+  decision.matched = decided.matched;
+  decision.policyId = decided.info.PolicyId;
+  decision.action = decided.info.PolicyAction;
+  decision.targetId = decided.info.PolicyTargetId;
+  decision.policyName = std::move(decided.policyName);
+  decision.alerts = std::move(decided.alerts);
+  decision.error = std::move(decided.error);
+  if (decided.outcome == EkxEvaluationOutcome::NothingPublished) decision.error = "there are no policies";
+  if (decided.outcome == EkxEvaluationOutcome::NotAnswered && decision.error.empty()) {
     decision.error = KxUtil_FaultText(KxUtil_LastFault());
   }
-  decision.policyId = info.PolicyId;
-  decision.action = info.PolicyAction;
-  decision.targetId = info.PolicyTargetId;
   _coverage.Count(decision);
   return decision;
 }
@@ -151,7 +120,7 @@ void CkxCaseJudge::Check(const SkxCase& test, const CkxTargetDocument& target, c
 /// Asked again, step by step.
 std::vector<std::string> CkxCaseJudge::Why(const CkxTargetDocument& target, const SkxExpectation* missed) const {
   CkxNearMisses why(missed);
-  const CkxPolicySourceScope source(_image);
+  const CkxPolicySourceScope source(_judge.Source());
   const CkxMachineFactsScope machine(target.Machine());
   const CkxEvaluationObserverScope scope(why);
   SkxTriggerPolicyShortInfo unused;

@@ -11,13 +11,11 @@
 // the rest (`CkxPolicySnapshot`). A fault of the evaluation meets no expectation.
 #pragma once
 
-#include <kx_util/policy_snapshot.h>
-
 #include <map>
 
 #include "Agent/engine/kx_publish/cases/case_document.h"
 #include "Agent/engine/kx_publish/cases/coverage.h"
-#include "Agent/engine/kx_publish/image/image_source.h"
+#include "Agent/engine/kx_publish/image/image_judge.h"
 
 /// Where something that is judged comes from.
 struct SkxCasePlace {
@@ -68,11 +66,9 @@ class CkxCaseJudge {
              const SkxCasePlace& place, SkxCaseResult& result) const;
   std::vector<std::string> Why(const CkxTargetDocument& target, const SkxExpectation* missed) const;
 
-  const CkxImageSource _image;
+  const CkxImageJudge _judge;
   const KxAlertNames _alertNames;
   CkxCoverage _coverage;
-  uint64_t _decisions = 0;
-  std::shared_ptr<const CkxPolicySnapshot> _snapshot;
 };
 
 /// One case about events, and what became of it.

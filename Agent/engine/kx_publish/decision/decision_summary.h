@@ -1,4 +1,4 @@
-// What became of many targets, in numbers: `eval --summary`, and `summary`, which adds them up.
+// What became of many targets, in numbers that add up.
 //
 //   {"targets":4,"matched":2,"unmatched":1,"faults":0,"unusable":1,
 //    "policies":[{"policyId":1,"policyName":"No games","action":2,"decided":2}]}
@@ -16,7 +16,7 @@
 
 struct SkxDecision;
 
-class CkxEvalSummary {
+class CkxDecisionSummary {
  public:
   /// The policies that may decide, so that those that never did can be told: active, and of an action that takes part.
   void AddPolicies(const SkxPolicyImage& image);

@@ -1,4 +1,4 @@
-#include "tools/kxpolicy/explanation.h"
+#include "Agent/engine/kx_publish/decision/explanation.h"
 
 #include <algorithm>
 

@@ -14,7 +14,7 @@ inline constexpr KxDecisionMembers kKxAllMembers = ~KxDecisionMembers{0};
 /// Whether a policy applies, which, and what it does: enough to act on, and to look the rest up.
 inline constexpr const char* kKxBriefMembers = "matched,policyId,action";
 
-/// The members that `list` names between commas. What names none of an answer's is unusable arguments.
+/// The members that `list` names between commas. What names none of an answer's is a `CkxDocumentFault`.
 KxDecisionMembers KxDecisionMembers_Of(const std::string& list);
 
 /// One line, without a line end.

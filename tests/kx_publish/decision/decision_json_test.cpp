@@ -1,17 +1,17 @@
 // Answers are written as text; they must be the bytes that a value of the same members prints as.
-#include "tools/kxpolicy/decision_json.h"
+#include "Agent/engine/kx_publish/decision/decision_json.h"
 
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
 #include <random>
 
+#include "Agent/engine/kx_publish/decision/decision.h"
+#include "Agent/engine/kx_publish/decision/json_text.h"
+#include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Common_CPP/util/guid.h"
+#include "Common_CPP/util/hex.h"
 #include "Common_CPP/util/text.h"
-#include "tools/kxpolicy/decision.h"
-#include "tools/kxpolicy/hex.h"
-#include "tools/kxpolicy/json_text.h"
-#include "tools/kxpolicy/tool.h"
 
 namespace {
 
@@ -122,7 +122,7 @@ TEST(DecisionJson, HasTheMembersThatAreAskedFor) {
     ASSERT_EQ(KxDecision_ToJson(decision, KxDecisionMembers_Of(list)), wanted.dump()) << list;
   }
   for (const char* const list : {"", "id,", ",id", "policyid", "id, action", "all"}) {
-    EXPECT_THROW(KxDecisionMembers_Of(list), CkxToolFault) << list;
+    EXPECT_THROW(KxDecisionMembers_Of(list), CkxDocumentFault) << list;
   }
 }
 

@@ -1,4 +1,4 @@
-#include "tools/kxpolicy/hex.h"
+#include "Common_CPP/util/hex.h"
 
 namespace {
 

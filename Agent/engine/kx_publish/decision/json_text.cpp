@@ -1,4 +1,4 @@
-#include "tools/kxpolicy/json_text.h"
+#include "Agent/engine/kx_publish/decision/json_text.h"
 
 #include <charconv>
 

@@ -1,15 +1,15 @@
-#include "tools/kxpolicy/decision_json.h"
+#include "Agent/engine/kx_publish/decision/decision_json.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <span>
 
+#include "Agent/engine/kx_publish/decision/decision.h"
+#include "Agent/engine/kx_publish/decision/json_text.h"
+#include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Common_CPP/util/guid.h"
+#include "Common_CPP/util/hex.h"
 #include "Common_CPP/util/text.h"
-#include "tools/kxpolicy/decision.h"
-#include "tools/kxpolicy/hex.h"
-#include "tools/kxpolicy/json_text.h"
-#include "tools/kxpolicy/tool.h"
 
 namespace {
 
@@ -90,7 +90,7 @@ KxDecisionMembers BitOf(std::string_view name) {
     if (name == kMembers[i].name) return KxDecisionMembers{1} << i;
   }
   if (std::find(std::begin(kAlwaysThere), std::end(kAlwaysThere), name) != std::end(kAlwaysThere)) return 0;
-  throw CkxToolFault(EkxExit::UnusableArguments, "--fields: an answer has no \"" + std::string(name) + "\"");
+  throw CkxDocumentFault("", "an answer has no \"" + std::string(name) + "\"");
 }
 
 void AddMembers(std::string& json, const SkxDecision& decision, KxDecisionMembers wanted) {

@@ -1,4 +1,4 @@
-#include "tools/kxpolicy/eval_summary.h"
+#include "Agent/engine/kx_publish/decision/decision_summary.h"
 
 #include <kx_util/shared_policy.h>
 #include <kx_util/shared_policy_kinds.h>
@@ -7,11 +7,11 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "Agent/engine/kx_publish/decision/decision.h"
 #include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/image/image_records.h"
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
-#include "tools/kxpolicy/decision.h"
-#include "tools/kxpolicy/image_records.h"
 
 using nlohmann::ordered_json;
 
@@ -43,7 +43,7 @@ std::string Column(uint64_t count) {
 
 }  // namespace
 
-void CkxEvalSummary::AddPolicies(const SkxPolicyImage& image) {
+void CkxDecisionSummary::AddPolicies(const SkxPolicyImage& image) {
   std::vector<std::string> ignored;  // the evaluation tells them
   KxImage_ForEachRecord(image.policies, kKxPolicyRecord, ignored, [&](const unsigned char* record, size_t) {
     const auto* const header = reinterpret_cast<const SkxPolicyBufHeader*>(record);
@@ -53,13 +53,13 @@ void CkxEvalSummary::AddPolicies(const SkxPolicyImage& image) {
   });
 }
 
-CkxEvalSummary::Policy& CkxEvalSummary::Of(uint32_t id, const std::string& name, int32_t action) {
+CkxDecisionSummary::Policy& CkxDecisionSummary::Of(uint32_t id, const std::string& name, int32_t action) {
   const auto [place, isNew] = _places.try_emplace({id, name}, _policies.size());
   if (isNew) _policies.push_back({id, name, action, 0});
   return _policies[place->second];
 }
 
-void CkxEvalSummary::Count(const SkxDecision& decision) {
+void CkxDecisionSummary::Count(const SkxDecision& decision) {
   if (decision.matched) {
     ++_matched;
     ++Of(decision.info.PolicyId, decision.policyName, static_cast<int32_t>(decision.info.PolicyAction)).decided;
@@ -68,7 +68,7 @@ void CkxEvalSummary::Count(const SkxDecision& decision) {
   }
 }
 
-void CkxEvalSummary::Add(const nlohmann::json& summary) {
+void CkxDecisionSummary::Add(const nlohmann::json& summary) {
   CkxJsonObject object(summary, "");
   uint64_t targets = Targets();
   uint64_t parts = Targets();
@@ -95,7 +95,7 @@ void CkxEvalSummary::Add(const nlohmann::json& summary) {
   object.Finish();
 }
 
-ordered_json CkxEvalSummary::ToJson() const {
+ordered_json CkxDecisionSummary::ToJson() const {
   ordered_json summary = {{"targets", Targets()},
                           {"matched", _matched},
                           {"unmatched", _unmatched},
@@ -109,7 +109,7 @@ ordered_json CkxEvalSummary::ToJson() const {
   return summary;
 }
 
-std::string CkxEvalSummary::ToText() const {
+std::string CkxDecisionSummary::ToText() const {
   std::string decided;
   std::string never;
   for (const Policy& policy : _policies) {

@@ -1,8 +1,6 @@
-#include "tools/kxpolicy/decision.h"
+#include "tools/kxpolicy/decision_text.h"
 
-#include <memory>
-#include <new>
-
+#include "Agent/engine/kx_publish/decision/decision.h"
 #include "Agent/engine/kx_publish/model/policy_kinds.h"
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
@@ -53,35 +51,7 @@ std::string TargetText(const ordered_json& target) {
   return text + ", " + kind;
 }
 
-bool Evaluate(const CkxTargetInfo& target, const CkxPolicySnapshot* snapshot, SkxDecision& decision) {
-  if (snapshot != nullptr) {
-    return snapshot->Evaluate(target, KxPolicySource_Current(), decision.info, decision.outcome);
-  }
-  return CkxSharedPoliciesData::GetTargetPolicyAction(target, decision.info, decision.outcome);
-}
-
 }  // namespace
-
-SkxDecision KxDecision_Of(const CkxTargetInfo& target, const SkxDecisionWish& wish, const CkxPolicySnapshot* snapshot) {
-  static const CkxAuthorNames& kNoNames = *std::make_unique<CkxAuthorNames>().release();
-  SkxDecision decision;
-  CkxDecisionObserver observer(wish.explain, wish.names != nullptr ? *wish.names : kNoNames);
-  {
-    const CkxEvaluationObserverScope scope(observer);
-    decision.matched = Evaluate(target, snapshot, decision);
-  }
-  if (KxUtil_LastFault() == EkxEvaluationFault::OutOfMemory) throw std::bad_alloc();
-  decision.policyName = observer.PolicyName();
-  decision.alerts = observer.Alerts();
-  decision.error = observer.Fault();
-  decision.policiesLeftOut = observer.PoliciesLeftOut();
-  if (wish.explain != EkxExplain::None) decision.explanation = observer.TakePolicies();
-  return decision;
-}
-
-std::string KxDecision_ActionName(const SkxDecision& decision) {
-  return KxText_ToUtf8(KxUtil_PolicyActionStr(decision.info.PolicyAction));
-}
 
 std::string KxDecision_TableHeading() { return Row("DECISION", "POLICY", "TARGET"); }
 

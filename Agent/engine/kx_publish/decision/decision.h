@@ -1,7 +1,10 @@
 // One evaluation and what it said: the decision, whose policy it was, and on request how it came about.
+//
+//   const CkxImageJudge judge(image);
+//   const SkxDecision decision = KxDecision_OfDocument(document, {EkxExplain::Close}, judge);
+//   puts(KxDecision_ToJson(decision).c_str());                                              // decision_json.h
 #pragma once
 
-#include <kx_util/policy_snapshot.h>
 #include <kx_util/shared_policies_data.h>
 
 #include <nlohmann/json.hpp>
@@ -9,7 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "tools/kxpolicy/explanation.h"
+#include "Agent/engine/kx_publish/decision/explanation.h"
+#include "Agent/engine/kx_publish/image/image_judge.h"
 
 struct SkxDecision {
   std::string idJson = "null";  ///< the target's id, as JSON text
@@ -29,17 +33,12 @@ struct SkxDecisionWish {
   const CkxAuthorNames* names = nullptr;  ///< that explanations use; null: nobody has said
 };
 
-/// The central evaluation for `target`, by the policy source in force; by `snapshot` where that is one of it. A want of
-/// memory is no answer: std::bad_alloc.
-SkxDecision KxDecision_Of(const CkxTargetInfo& target, const SkxDecisionWish& wish,
-                          const CkxPolicySnapshot* snapshot = nullptr);
+/// The central evaluation for `target`. A want of memory is no answer: std::bad_alloc.
+SkxDecision KxDecision_Of(const CkxTargetInfo& target, const SkxDecisionWish& wish, const CkxImageJudge& judge);
+
+/// The same for the target of a document, by the machine that it was recorded on; the decision has its id.
+SkxDecision KxDecision_OfDocument(const CkxTargetDocument& document, const SkxDecisionWish& wish,
+                                  const CkxImageJudge& judge);
 
 /// What the policy does, in the library's words.
 std::string KxDecision_ActionName(const SkxDecision& decision);
-
-/// One row of the table for a person, and its heading. `what` is how the person calls the target.
-std::string KxDecision_TableHeading();
-std::string KxDecision_ToRow(const SkxDecision& decision, const std::string& what);
-
-/// The explanation as indented text; empty without one.
-std::string KxDecision_ExplanationText(const SkxDecision& decision);
