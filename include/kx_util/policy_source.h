@@ -76,6 +76,16 @@ class IkxPolicySource {
     return EkxSectionState::Open;
   }
 
+  /// The same together with the policies that apply to the user of `token`. Who has to wait for the one may fetch the
+  /// other meanwhile. They belong together only if the publication is current afterwards; `pinned` may then be set
+  /// whatever the state is.
+  virtual EkxSectionState PinFor(void* token, std::unique_ptr<const IkxPolicySource>& pinned,
+                                 std::shared_ptr<const CkxApplicablePolicies>& applicable) const {
+    const EkxSectionState state = Pin(pinned);
+    applicable = (pinned != nullptr ? *pinned : *this).ApplicablePolicies(token);
+    return state;
+  }
+
   /// Whether this publication is still the one in force. Who asks for a user's policies and finds, after the answer,
   /// that it is knows that the answer is about this publication.
   virtual bool IsCurrent() const { return true; }

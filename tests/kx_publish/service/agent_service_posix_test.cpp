@@ -4,7 +4,11 @@
 #include <sys/stat.h>
 
 #include "Agent/engine/kx_publish/service/agent_service.h"
+#include "Agent/engine/kx_publish/service/publication.h"
+#include "Agent/engine/kx_util/store/live_policy_source.h"
+#include "Common_CPP/sharedmemory/sharedmemory.h"
 #include "tests/support/policy_documents.h"
+#include "tests/support/recorded_facts.h"
 #include "tests/support/runtime_folder_scope.h"
 #include "tests/support/trace_capture.h"
 #include "tests/support/user_scope_posix.h"
@@ -37,6 +41,33 @@ TEST(AgentServicePosix, AFileIsOpenedWithTheClientsRights) {
     EXPECT_EQ(action.policyApplies != 0, user == 0) << user;
   }
   service.Stop();
+}
+
+/// A section that the index names and that is not there: somebody took it. The agent, asked meanwhile, answers all the
+/// same.
+TEST(AgentServicePosix, ASectionThatIsGoneForGoodIsAFault) {
+  for (const EkxPolicySection which : {EkxPolicySection::Policies, EkxPolicySection::AppGroups}) {
+    const CkxRuntimeFolderScope runtime;
+    const SkxPolicyImage image = KxTest_Compile(R"({"applicationGroups": [{"name": "Any", "targets": []}], "policies": [
+        {"id": 1, "name": "None", "action": "block", "targets": [{"type": "applicationGroup", "group": "Any"}]}]})");
+    CkxAgentService service;
+    CkxPolicyPublication publication;
+    KxWString channel;
+    std::string error;
+    service.Serve(image);
+    ASSERT_TRUE(service.Start(channel));
+    ASSERT_TRUE(publication.Publish(image, error)) << error;
+    const CkxTargetInfoFile target(KxTest_FileAt(KXW("C:\\tool.exe")), nullptr);
+    SkxTriggerPolicyShortInfo info;
+    EkxEvaluationOutcome outcome = EkxEvaluationOutcome::NotAnswered;
+    EXPECT_FALSE(CkxSharedPoliciesData::GetTargetPolicyAction(target, info, outcome));
+    EXPECT_EQ(outcome, EkxEvaluationOutcome::NoPolicyApplies);
+    ASSERT_TRUE(KxSharedMemory_Remove(KxPolicyIndex_SectionName(kKxPoliciesIndexSection, which)));
+    EXPECT_FALSE(CkxSharedPoliciesData::GetTargetPolicyAction(target, info, outcome));
+    EXPECT_EQ(outcome, EkxEvaluationOutcome::NotAnswered) << static_cast<int>(which);
+    EXPECT_EQ(KxUtil_LastFault(), EkxEvaluationFault::SectionRefused);
+    service.Stop();
+  }
 }
 
 /// An answer that cannot be had in time is none: neither "no policy" nor the server's end.

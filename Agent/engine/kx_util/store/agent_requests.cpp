@@ -44,20 +44,23 @@ struct AskedStep {
 constexpr uint32_t kFirstPause = 20;  // milliseconds
 constexpr uint32_t kLastPause = 640;
 
+using Work = std::function<void()>;
+
 AskedStep AskOnce(const SkxSecureIpcRequest& whom, CkxDeadline deadline, std::span<const unsigned char> body,
-                  ReplyBytes& reply) {
+                  const Work& meanwhile, ReplyBytes& reply) {
   using Result = EkxSecureIpcResult;
   CkxSecureIpcClient client;
   if (client.Open(whom, deadline.Remaining()) != Result::Done) return {AskedStep::Which::Open, false};
   const Result sent = client.Send(body);
   if (sent != Result::Done) return {AskedStep::Which::Send, sent == Result::TurnedAway};
+  if (meanwhile) meanwhile();
   const Result received = client.Receive(reply);
   if (received != Result::Done) return {AskedStep::Which::Receive, received == Result::TurnedAway};
   return {};
 }
 
 bool Ask(const SkxAgentRequest& request, const FailureWords& words, std::span<const unsigned char> body,
-         ReplyBytes& reply) {
+         ReplyBytes& reply, const Work& meanwhile = {}) {
   const std::shared_ptr<const SkxExpectedPeer> expected = KxAgent_Expected();
   const SkxPipeOptions options = {expected != nullptr ? *expected : SkxExpectedPeer(), request.namesFile};
   const SkxSecureIpcRequest whom = {request.serverName,
@@ -67,11 +70,11 @@ bool Ask(const SkxAgentRequest& request, const FailureWords& words, std::span<co
                                     {request.image, request.signer},
                                     options};
   const CkxDeadline deadline = CkxDeadline::After(request.timeout);
-  AskedStep failed = AskOnce(whom, deadline, body, reply);
+  AskedStep failed = AskOnce(whom, deadline, body, meanwhile, reply);
   for (uint32_t pause = kFirstPause; failed.isTurnedAway && pause <= kLastPause; pause *= 2) {
     if (deadline.Remaining() <= pause) break;
     std::this_thread::sleep_for(std::chrono::milliseconds(pause));
-    failed = AskOnce(whom, deadline, body, reply);
+    failed = AskOnce(whom, deadline, body, meanwhile, reply);
   }
   if (failed.which == AskedStep::Which::Open) {
     KxTrace(EkxTraceLevel::Error, kKxStoreScope, "Failed to initiate connection with agent to ",
@@ -97,11 +100,12 @@ std::span<const unsigned char> BytesOf(const Block& block) {
 
 }  // namespace
 
-std::optional<std::vector<uint32_t>> KxAgent_ApplicablePolicies(CkxTextView userSid, const SkxAgentRequest& request) {
+std::optional<std::vector<uint32_t>> KxAgent_ApplicablePolicies(CkxTextView userSid, const SkxAgentRequest& request,
+                                                                const std::function<void()>& meanwhile) {
   const KxWString user = userSid.ToString();
   const std::span body(reinterpret_cast<const unsigned char*>(user.c_str()), (user.size() + 1) * sizeof(WCHAR));
   ReplyBytes reply;
-  if (!Ask(request, kIdsWords, body, reply)) return std::nullopt;
+  if (!Ask(request, kIdsWords, body, reply, meanwhile)) return std::nullopt;
   return KxAgent_ReadApplicablePolicies(reply);
 }
 

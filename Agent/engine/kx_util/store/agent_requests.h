@@ -12,6 +12,7 @@
 
 #include <kx_util/agent_uac_action.h>
 
+#include <functional>
 #include <optional>
 #include <span>
 #include <vector>
@@ -66,9 +67,11 @@ struct SkxConsentQuestion {
 static_assert(sizeof(SkxConsentQuestion) == 304);
 
 /// The ids of the user's policies, none when the agent says that there are none; nothing when it does not say.
-/// `request` is the one above unless a test asks another server. Every failure leaves a line in the trace.
+/// `request` is the one above unless a test asks another server. Every failure leaves a line in the trace. `meanwhile`
+/// is done while the agent thinks, also twice when it has to be asked again, and not when it cannot be asked.
 std::optional<std::vector<uint32_t>> KxAgent_ApplicablePolicies(
-    CkxTextView userSid, const SkxAgentRequest& request = kKxApplicablePoliciesRequest);
+    CkxTextView userSid, const SkxAgentRequest& request = kKxApplicablePoliciesRequest,
+    const std::function<void()>& meanwhile = {});
 bool KxAgent_UacAction(CkxTextView path, uint32_t administrator, SvcUacActionInfo& action,
                        const SkxAgentRequest& request = kKxUacActionRequest);
 std::optional<bool> KxAgent_ShouldHookConsent(CkxTextView path, uint32_t administrator,

@@ -84,6 +84,9 @@ class CkxPinnedPublication : public IkxPolicySource {
   CkxPinnedPublication(const IkxPolicySource& live, CkxPolicyIndex index, SkxSectionNames names)
       : _live(live), _index(std::move(index)), _names(std::move(names)) {}
 
+  const SkxSectionNames& Names() const { return _names; }
+
+  /// Not published: a section is gone.
   EkxSectionState Open() {
     const EkxSectionState state = _index.OpenNamed(_names.policies, _policies);
     return state == EkxSectionState::Open && !_names.groups.empty() ? _index.OpenNamed(_names.groups, _groups) : state;
@@ -143,39 +146,69 @@ class CkxLivePolicySource : public IkxPolicySource {
   EkxSectionState Pin(std::unique_ptr<const IkxPolicySource>& pinned) const override {
     SkxSectionNames tried;
     for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
+      std::unique_ptr<CkxPinnedPublication> publication;
+      if (const EkxSectionState found = Find(publication); found != EkxSectionState::Open) return found;
+      if (publication->Names() == tried) return EkxSectionState::Refused;  // gone, and yet named
+      tried = publication->Names();
+      const EkxSectionState opened = publication->Open();
+      if (opened == EkxSectionState::Open) pinned = std::move(publication);
+      if (opened != EkxSectionState::NotPublished) return opened;
+    }
+    return NeverAtRest();
+  }
+
+  /// The sections are opened and read while the agent thinks.
+  EkxSectionState PinFor(void* token, std::unique_ptr<const IkxPolicySource>& pinned,
+                         std::shared_ptr<const CkxApplicablePolicies>& applicable) const override {
+    std::unique_ptr<CkxPinnedPublication> publication;
+    if (const EkxSectionState found = Find(publication); found != EkxSectionState::Open) {
+      applicable = ApplicablePolicies(token);
+      return found;
+    }
+    auto opened = EkxSectionState::Refused;
+    applicable = Ask(token, [&] { opened = publication->Open(); });
+    pinned = std::move(publication);
+    // One that is gone is not current any more; or else it is named, and never was there.
+    return opened == EkxSectionState::NotPublished ? EkxSectionState::Refused : opened;
+  }
+
+  /// As the agent says it, each time: it knows the user's groups, and what was published a moment ago.
+  std::shared_ptr<const CkxApplicablePolicies> ApplicablePolicies(void* token) const override { return Ask(token, {}); }
+
+ private:
+  /// What the index names, of which nothing is open yet.
+  EkxSectionState Find(std::unique_ptr<CkxPinnedPublication>& publication) const {
+    for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
       CkxPolicyIndex index;
       if (const EkxSectionState opened = index.Open(_index); opened != EkxSectionState::Open) return opened;
       SkxSectionNames names;
       const std::optional<EkxSectionState> state = ReadNames(index, names);
-      if (!state) {
-        std::this_thread::yield();
-        continue;
+      if (state == EkxSectionState::Open) {
+        publication = std::make_unique<CkxPinnedPublication>(*this, std::move(index), std::move(names));
       }
-      if (*state != EkxSectionState::Open) return *state;
-      if (names == tried) return EkxSectionState::Refused;  // gone, and yet named
-      auto publication = std::make_unique<CkxPinnedPublication>(*this, std::move(index), names);
-      const EkxSectionState opened = publication->Open();
-      if (opened == EkxSectionState::Open) pinned = std::move(publication);
-      if (opened != EkxSectionState::NotPublished) return opened;
-      tried = std::move(names);
+      if (state) return *state;
+      std::this_thread::yield();
     }
+    return NeverAtRest();
+  }
+
+  EkxSectionState NeverAtRest() const {
     KxTrace(EkxTraceLevel::Error, kKxStoreScope, "ERROR: The index [", CkxTextView(_index), "] does not come to rest");
     return EkxSectionState::Refused;
   }
 
-  /// As the agent says it, each time: it knows the user's groups, and what was published a moment ago.
-  std::shared_ptr<const CkxApplicablePolicies> ApplicablePolicies(void* token) const override {
+  std::shared_ptr<const CkxApplicablePolicies> Ask(void* token, const std::function<void()>& meanwhile) const {
     const std::optional<CkxSid> user = KxToken_User(token);
     if (!user) {
       KxTrace(EkxTraceLevel::Error, kKxStoreScope,
               "ERROR: Failed to get the user's SID. LastError=", KxLastError_Get());
       return nullptr;
     }
-    std::optional<std::vector<uint32_t>> ids = KxAgent_ApplicablePolicies(user->ToText());
+    std::optional<std::vector<uint32_t>> ids =
+        KxAgent_ApplicablePolicies(user->ToText(), kKxApplicablePoliciesRequest, meanwhile);
     return ids ? std::make_shared<const CkxApplicablePolicies>(*std::move(ids)) : nullptr;
   }
 
- private:
   const KxWString _index;
 };
 

@@ -163,14 +163,13 @@ EkxWalkEnd KxSectionWalk_Policies(const SkxPolicyFilter& filter, KxPolicyCallbac
   const IkxPolicySource& source = KxPolicySource_Current();
   for (int attempt = 0; attempt < kMaxPublications; ++attempt) {
     GiveWay(attempt);
-    // The sections first, then the agent, then a look whether it answered about these sections: so that the ids, the
-    // policies and the groups of a decision are of one publication.
+    // The names of the sections first, then the agent, then a look whether it answered about these sections: so that
+    // the ids, the policies and the groups of a decision are of one publication.
     std::unique_ptr<const IkxPolicySource> pinned;
-    EkxSectionState state = source.Pin(pinned);
-    const IkxPolicySource& publication = pinned != nullptr ? *pinned : source;
     std::shared_ptr<const CkxApplicablePolicies> applicable;
+    EkxSectionState state = applicableOnly ? source.PinFor(token, pinned, applicable) : source.Pin(pinned);
+    const IkxPolicySource& publication = pinned != nullptr ? *pinned : source;
     if (applicableOnly) {
-      applicable = publication.ApplicablePolicies(token);
       if (applicable == nullptr) return NoneApplicable(false);
       if (!publication.IsCurrent()) continue;
       if (applicable->IsNone()) return NoneApplicable(true);
