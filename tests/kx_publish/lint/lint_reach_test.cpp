@@ -10,6 +10,8 @@
 
 #include "Agent/engine/kx_publish/lint/lint.h"
 #include "Agent/engine/kx_publish/model/policy_kinds.h"
+#include "Agent/engine/kx_publish/witness/witness.h"
+#include "Common_CPP/util/text.h"
 #include "tests/support/data_rows.h"
 #include "tests/support/policy_documents.h"
 #include "tests/support/recorded_facts.h"
@@ -47,7 +49,7 @@ TEST(LintReach, TellsWhatIsOutOfReach) {
 /// Publications of few things, so that targets often take what others take.
 class SmallPublication {
  public:
-  explicit SmallPublication(uint32_t seed) : _random(seed) {}
+  explicit SmallPublication(uint32_t seed) : _random(seed), _about(seed % 8) {}
 
   SkxPublication Make() {
     SkxPublication publication;
@@ -88,6 +90,26 @@ class SmallPublication {
   }
 
   SkxTargetBody Body() {
+    SkxExeTarget program;
+    switch (_about) {
+      case 0:
+        program.fileName = FileName();
+        return program;
+      case 1:
+        program.location = Location();
+        return program;
+      case 2:
+        program.fileVersion = SkxVersionBounds{Version(), Version()};
+        return program;
+      case 3:
+        program.publishers = {Publisher(), Publisher()};
+        return program;
+      default:
+        return MixedBody();
+    }
+  }
+
+  SkxTargetBody MixedBody() {
     switch (Below(6)) {
       case 0:
         return SkxGroupLink{Group()};
@@ -101,37 +123,58 @@ class SmallPublication {
         break;
     }
     SkxExeTarget exe;
-    exe.location = Location();
-    exe.fileName = FileName();
-    if (Below(4) == 0) exe.parentProcess = SkxParentTest{Group(), true, {}, false};
+    if (Below(2) == 0) exe.location = Location();
+    if (Below(3) != 0) exe.fileName = FileName();
+    if (Below(8) == 0) exe.parentProcess = SkxParentTest{Group(), true, {}, false};
     if (Below(8) == 0) exe.parentProcess = SkxParentTest{{}, false, Group(), true};
     return exe;
   }
 
   GUID Group() { return KxTest_Id(static_cast<unsigned char>(1 + Below(4))); }  // of which one is not there
-  std::optional<SkxFileNameTest> FileName() {
-    static constexpr KxWStringView kNames[] = {KXW("a.exe"), KXW("b.exe")};
-    if (Below(3) == 0) return std::nullopt;
-    return SkxFileNameTest{KxWString(kNames[Below(2)]), 1, {}, {}, -1};
+  SkxFileNameTest FileName() {
+    static constexpr std::pair<KxWStringView, uint16_t> kNames[] = {
+        {KXW("a.exe"), 1}, {KXW("B.EXE"), 1},  {KXW("a"), 2}, {KXW(".e"), 3},      {KXW("*.exe"), 4},
+        {KXW("?.e*?"), 4}, {KXW("*?b*.*"), 4}, {KXW(""), 3},  {KXW("\\w+.exe"), 5}};
+    const auto& [pattern, compareAs] = kNames[Below(std::size(kNames))];
+    return SkxFileNameTest{KxWString(pattern), compareAs, {}, {}, -1};
   }
-  std::optional<SkxLocationTest> Location() {
-    if (Below(3) != 0) return std::nullopt;
-    return SkxLocationTest{KXW("C:\\x"), false, {}};
+  SkxLocationTest Location() {
+    static constexpr KxWStringView kFolders[] = {KXW("C:\\x"),    KXW("c:/X/"), KXW("C:\\x\\y"), KXW("C:\\x*"),
+                                                 KXW("?:\\x\\*"), KXW("C:\\"),  KXW("*y?"),      KXW("C:\\*\\y\\")};
+    return SkxLocationTest{KxWString(kFolders[Below(std::size(kFolders))]), Below(2) == 0, {}};
+  }
+  uint64_t Version() { return Below(3) == 0 ? SkxVersionBounds::kOpen : uint64_t{Below(4)} << 48; }
+  std::optional<SkxPublisherTest> Publisher() {
+    if (Below(2) == 0) return std::nullopt;
+    static constexpr KxWStringView kPatterns[] = {KXW("One"), KXW("one"), KXW("o*")};
+    const uint32_t which = Below(std::size(kPatterns));
+    return SkxPublisherTest{{KxWString(kPatterns[which]), Below(2) == 0, uint16_t(which == 2 ? 4 : 1)}, Below(6) == 0};
   }
 
   std::mt19937 _random;
+  const uint32_t _about;  // of some publications all targets ask for one property, so that many take what others do
 };
 
 /// Files, processes of other processes, a request: all that the targets above tell apart.
 std::vector<CkxTargetInfoPtr> AllThings() {
   std::vector<CkxTargetInfoPtr> things;
   things.emplace_back(new CkxTargetInfoElevator(CkxTargetInfoElevator::kUrlRequest, KXW("https://x"), nullptr));
-  const KxWStringView paths[] = {KXW("C:\\x\\a.exe"), KXW("C:\\x\\b.exe"), KXW("C:\\y\\a.exe"), KXW("C:\\y\\b.exe")};
+  const KxWStringView paths[] = {KXW("C:\\x\\a.exe"),    KXW("C:\\X\\b.exe"),       KXW("C:\\y\\A.exe"),
+                                 KXW("C:\\x\\y\\b.EXE"), KXW("D:/x/a.exe"),         KXW("C:\\x\\Y\\.exe"),
+                                 KXW("C:\\ab.exe"),      KXW("C:\\x\\y\\z\\a.exe"), KXW("C:\\xy\\ab.e.exe")};
+  const KxWStringView signers[] = {KXW(""), KXW("One"), KXW("ONE"), KXW("ox")};
   for (const KxWStringView path : paths) {
-    const SkxFileFacts file = KxTest_FileAt(path);
-    things.emplace_back(new CkxTargetInfoFile(file, nullptr));
+    for (const KxWStringView signer : signers) {
+      for (const char* const version : {"", "0.0", "1.5", "3.0"}) {
+        SkxFileFacts file = KxTest_FileAt(path);
+        file.targetType = static_cast<uint32_t>(EkxPolicyTarget::Executable);
+        if (!signer.empty()) file.signers = {{KxWString(signer), EkxPublisherStatus::Valid}};
+        if (*version != 0) file.fileVersion = KxText_FromUtf8(version);
+        things.emplace_back(new CkxTargetInfoFile(file, nullptr));
+      }
+    }
     for (const KxWStringView parent : paths) {
-      auto* const process = new CkxTargetInfoProcess(file, {}, nullptr);
+      auto* const process = new CkxTargetInfoProcess(KxTest_FileAt(path), {}, nullptr);
       things.emplace_back(process);
       process->SetParent(CkxTargetInfoPtr(new CkxTargetInfoProcess(KxTest_FileAt(parent), {}, nullptr)));
     }
@@ -143,13 +186,21 @@ TEST(LintReach, NeverTellsOfOneThatDecides) {
   const std::vector<CkxTargetInfoPtr> things = AllThings();
   size_t told = 0;
   size_t decided = 0;
-  for (uint32_t seed = 0; seed < 400; ++seed) {
+  for (uint32_t seed = 0; seed < 600; ++seed) {
     const SkxPublication publication = SmallPublication(seed).Make();
     const SkxPolicyImage image = KxEncode_Image(publication);
     std::vector<std::string> findings = FindingsOf(image);
     std::erase_if(findings, [](const std::string& line) { return line.ends_with(" missing-group"); });
     told += static_cast<size_t>(std::count_if(findings.begin(), findings.end(),
                                               [](const std::string& line) { return line.ends_with("unreachable"); }));
+
+    const CkxWitnesses witnesses(image, publication.applicable);
+    for (size_t i = 0; seed < 60 && i < witnesses.Policies().size(); ++i) {
+      const SkxWitness witness = witnesses.Of(i);
+      const std::string line = std::to_string(witness.policyId) + " unreachable";
+      ASSERT_FALSE(witness.found == EkxWitness::Found && std::count(findings.begin(), findings.end(), line) != 0)
+          << line << ", seed " << seed << ": " << witness.document;
+    }
 
     CkxSectionSource source;
     source.PublishBytes(EkxPolicySection::Policies, *image.policies);

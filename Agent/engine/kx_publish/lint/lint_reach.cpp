@@ -3,6 +3,7 @@
 #include <kx_util/shared_policy.h>
 
 #include <algorithm>
+#include <set>
 
 #include "Agent/engine/kx_publish/lint/lint_takes.h"
 #include "Common_CPP/util/byte_cursor.h"
@@ -103,7 +104,7 @@ class Reach {
     bool isReached = false;
     for (const SkxTaken& target : expansion.targets) {
       const bool isTaken = AllTaken(target.subjects, takers, [&](EkxSubjects subject) {
-        return _before.FirstTaker(target, subject, _users.Including(users));
+        return _before.TakerOf(target, subject, _users.Including(users));
       });
       if (isTaken) continue;
       isReached = true;
@@ -115,7 +116,7 @@ class Reach {
   void JudgeEverything(const SkxLintRecord& policy, unsigned subjects, Users users) {
     Takers takers;
     const bool isTaken = AllTaken(subjects, takers, [&](EkxSubjects subject) {
-      return _before.FirstTakerOfEverything(subject, _users.Including(users));
+      return _before.TakerOfEverything(subject, _users.Including(users));
     });
     if (isTaken) return Tell(policy, takers);
     for (const EkxSubjects subject : kSubjects) {

@@ -3,8 +3,8 @@
 #include <kx_util/shared_policy_target_users.h>
 
 #include <algorithm>
-#include <functional>
-#include <string_view>
+#include <limits>
+#include <tuple>
 
 #include "Common_CPP/util/byte_cursor.h"
 #include "Common_CPP/util/text.h"
@@ -13,27 +13,19 @@ namespace {
 
 using Bytes = std::span<const unsigned char>;
 
-std::string_view AsText(Bytes bytes) { return {reinterpret_cast<const char*>(bytes.data()), bytes.size()}; }
-
-/// Of the asks of `target` that are in `fields`; the same in whatever order they came.
-uint64_t Hash(const SkxTaker& target, uint32_t fields) {
-  auto hash = static_cast<uint64_t>(target.type);
-  for (const SkxTaker::Ask& ask : target.asks) {
-    if ((fields >> ask.field & 1) == 0) continue;
-    const uint64_t one = std::hash<std::string_view>()(AsText(ask.bytes)) + ask.field;
-    hash += one * 0x9E3779B97F4A7C15;
-  }
-  return hash;
+/// Of a target of `type`; without a field what each target of the type demands.
+uint64_t Feature(EkxPolicyTarget type, size_t field, uint64_t feature) {
+  const uint64_t place = (static_cast<uint64_t>(type) << 8 | field) + 1;
+  return (feature ^ place * 0xC2B2AE3D27D4EB4F) * 0x9E3779B97F4A7C15;
 }
+uint64_t Feature(EkxPolicyTarget type) { return Feature(type, 0xFF, 0); }
 
-uint64_t WithUsers(uint64_t hash, CkxPolicyUsers::Set users) { return hash ^ (users + 1) * 0xC2B2AE3D27D4EB4F; }
-
-/// Whether `other` asks for all that `target` does.
-bool AsksForAll(const SkxTaker& other, const SkxTaker& target) {
+/// Whether `target` asks for nothing that `other` does not.
+bool AsksForLess(const SkxTaker& target, const SkxTaker& other, CkxLintWork& work) {
+  auto asked = other.asks.begin();
   return std::all_of(target.asks.begin(), target.asks.end(), [&](const SkxTaker::Ask& ask) {
-    return std::any_of(other.asks.begin(), other.asks.end(), [&](const SkxTaker::Ask& same) {
-      return same.field == ask.field && AsText(same.bytes) == AsText(ask.bytes);
-    });
+    while (asked->field != ask.field) ++asked;  // it asks for the same fields at least
+    return ask.condition->Takes(*asked->condition, work);
   });
 }
 
@@ -83,7 +75,9 @@ class TakersVisitor : public IkxRecordVisitor {
   void Ask(const SkxWalkedField& field) {
     const auto index = static_cast<size_t>(&field.field - _body->fields.data());
     SkxTaker& target = takers.targets.back();
-    target.asks.push_back({index, field.bytes});
+    std::unique_ptr<IkxLintCondition> condition = KxLint_Condition(field.field.name, field.bytes);
+    if (condition->IsAlwaysMet()) return;
+    target.asks.push_back({index, std::move(condition)});
     target.asked |= 1u << index;
     if (NamesGroups(field.field)) target.nestingBits |= 1u << index;
   }
@@ -121,28 +115,30 @@ SkxTakers KxLint_Takers(const SkxLintRecord& record) {
   return isRead ? std::move(visitor.takers) : SkxTakers();
 }
 
-const SkxLintRecord* CkxTakenBefore::FirstTaker(const SkxTaken& taken, EkxSubjects subject,
-                                                const std::vector<Users>& users) const {
-  const SkxLintRecord* first = FirstTakerOfEverything(subject, users);
-  const auto asked = _asked.find(taken.target->type);
-  if (asked == _asked.end()) return first;
-  for (const uint32_t fields : asked->second) {
-    if ((fields & ~taken.target->asked) != 0) continue;
-    const uint64_t hash = Hash(*taken.target, fields);
-    for (const Users of : users) {
-      const auto entries = _byHash.find(WithUsers(hash, of));
-      if (entries == _byHash.end()) continue;
-      for (const Entry& entry : entries->second) {
-        const bool isBefore = first == nullptr || entry.policy->index < first->index;
-        if (isBefore && entry.users == of && entry.Takes(taken, subject)) first = entry.policy;
-      }
+const SkxLintRecord* CkxTakenBefore::TakerOf(const SkxTaken& taken, EkxSubjects subject,
+                                             const std::vector<Users>& users) {
+  if (const SkxLintRecord* const taker = TakerOfEverything(subject, users)) return taker;
+  const SkxLintRecord* taker = nullptr;
+  const auto look = [&](uint64_t feature) {
+    if (taker != nullptr || !_isDemanded[Bit(feature)]) return;
+    const auto entries = _byDemand.find(feature);
+    if (entries == _byDemand.end()) return;
+    for (const Entry& entry : entries->second) {
+      if (!std::binary_search(users.begin(), users.end(), entry.users)) continue;
+      if (!entry.Takes(taken, subject, _work)) continue;
+      taker = entry.policy;
+      return;
     }
+  };
+  const SkxTaker& target = *taken.target;
+  look(Feature(target.type));
+  for (const SkxTaker::Ask& ask : target.asks) {
+    ask.condition->Offers([&](uint64_t feature) { look(Feature(target.type, ask.field, feature)); });
   }
-  return first;
+  return taker;
 }
 
-const SkxLintRecord* CkxTakenBefore::FirstTakerOfEverything(EkxSubjects subject,
-                                                            const std::vector<Users>& users) const {
+const SkxLintRecord* CkxTakenBefore::TakerOfEverything(EkxSubjects subject, const std::vector<Users>& users) const {
   const SkxLintRecord* first = nullptr;
   for (const Users of : users) {
     const auto taker = _everything.find({subject, of});
@@ -152,16 +148,28 @@ const SkxLintRecord* CkxTakenBefore::FirstTakerOfEverything(EkxSubjects subject,
   return first;
 }
 
-bool CkxTakenBefore::Entry::Takes(const SkxTaken& other, EkxSubjects subject) const {
+bool CkxTakenBefore::Entry::Takes(const SkxTaken& other, EkxSubjects subject, CkxLintWork& work) const {
   const SkxTaker& target = *taken.target;
   const bool isAskedAlike = target.nestingBits == 0 || taken.level == other.level;
-  return (taken.subjects & subject) != 0 && isAskedAlike && target.type == other.target->type &&
-         AsksForAll(*other.target, target);
+  const bool asksForMore = (target.asked & ~other.target->asked) != 0;
+  return work.Spend(1) && (taken.subjects & subject) != 0 && isAskedAlike && target.type == other.target->type &&
+         !asksForMore && AsksForLess(target, *other.target, work);
 }
 
 void CkxTakenBefore::Add(const SkxTaken& taken, const SkxLintRecord& policy, Users users) {
-  _asked[taken.target->type].insert(taken.target->asked);
-  _byHash[WithUsers(Hash(*taken.target, taken.target->asked), users)].push_back({taken, &policy, users});
+  const SkxTaker& target = *taken.target;
+  uint64_t rarest = Feature(target.type);
+  size_t fewest = std::numeric_limits<size_t>::max();
+  for (const SkxTaker::Ask& ask : target.asks) {
+    ask.condition->Demands([&](uint64_t demanded) {
+      const uint64_t feature = Feature(target.type, ask.field, demanded);
+      const auto entries = _byDemand.find(feature);
+      const size_t others = entries == _byDemand.end() ? 0 : entries->second.size();
+      if (others < fewest) std::tie(rarest, fewest) = std::pair(feature, others);
+    });
+  }
+  _byDemand[rarest].push_back({taken, &policy, users});
+  _isDemanded.set(Bit(rarest));
 }
 
 void CkxTakenBefore::AddEverything(EkxSubjects subject, const SkxLintRecord& policy, Users users) {

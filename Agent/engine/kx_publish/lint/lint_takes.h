@@ -1,9 +1,10 @@
 // What targets take, as far as their records tell, and which policy takes it first. For lint_reach.cpp.
 #pragma once
 
-#include <set>
+#include <bitset>
 #include <unordered_map>
 
+#include "Agent/engine/kx_publish/lint/lint_conditions.h"
 #include "Agent/engine/kx_publish/lint/lint_records.h"
 #include "Agent/engine/kx_publish/lint/lint_users.h"
 
@@ -17,19 +18,19 @@ enum EkxSubjects : unsigned {
 
 /// A target, by what it asks for.
 struct SkxTaker {
-  /// A field that has to be the same in whoever takes less: a property that is set, and the few other fields that say
-  /// what matches. Not: what happens after a match.
+  /// A property that is set and not always met, and the few other fields that say what matches. Not: what happens after
+  /// a match.
   struct Ask {
     size_t field;  ///< index in the layout of the target's body
-    std::span<const unsigned char> bytes;
+    std::unique_ptr<IkxLintCondition> condition;
   };
 
   EkxPolicyTarget type = EkxPolicyTarget::Invalid;
   GUID group{};                      ///< of a link
   std::optional<size_t> groupIndex;  ///< of the record that the link finds, once it was looked up
-  std::vector<Ask> asks;
-  uint32_t asked = 0;        ///< a bit for the field of each of `asks`
-  uint32_t nestingBits = 0;  ///< those whose answer depends on how deep inside groups the target is asked
+  std::vector<Ask> asks;             ///< by field
+  uint32_t asked = 0;                ///< a bit for the field of each of `asks`
+  uint32_t nestingBits = 0;          ///< those whose answer depends on how deep inside groups the target is asked
 
   /// What a target of this type can match at all.
   unsigned Subjects() const;
@@ -49,29 +50,33 @@ struct SkxTaken {
   unsigned subjects;
 };
 
-/// The targets of the policies so far, each with the set of users that its policy is for.
+/// The targets of the policies so far, each with the set of users that its policy is for. Whoever asks who takes a
+/// target is compared with those alone whose rarest demand it offers.
 class CkxTakenBefore {
  public:
   using Users = CkxPolicyUsers::Set;
 
-  /// The first policy, of those for one of these sets of users, that takes all that `taken` would of one kind of
-  /// subjects.
-  const SkxLintRecord* FirstTaker(const SkxTaken& taken, EkxSubjects subject, const std::vector<Users>& users) const;
-  const SkxLintRecord* FirstTakerOfEverything(EkxSubjects subject, const std::vector<Users>& users) const;
+  /// The first policy found, of those for one of these sets of users in ascending order, that takes all that `taken`
+  /// would of one kind of subjects. Null where none is, or none is certain to be.
+  const SkxLintRecord* TakerOf(const SkxTaken& taken, EkxSubjects subject, const std::vector<Users>& users);
+  const SkxLintRecord* TakerOfEverything(EkxSubjects subject, const std::vector<Users>& users) const;
 
   void Add(const SkxTaken& taken, const SkxLintRecord& policy, Users users);
   void AddEverything(EkxSubjects subject, const SkxLintRecord& policy, Users users);
 
  private:
   struct Entry {
-    bool Takes(const SkxTaken& other, EkxSubjects subject) const;
+    bool Takes(const SkxTaken& other, EkxSubjects subject, CkxLintWork& work) const;
 
     SkxTaken taken;
     const SkxLintRecord* policy;
     Users users;
   };
 
+  static size_t Bit(uint64_t feature) { return static_cast<size_t>(feature >> 46); }
+
   std::map<std::pair<EkxSubjects, Users>, const SkxLintRecord*> _everything;
-  std::map<EkxPolicyTarget, std::set<uint32_t>> _asked;      // sets of fields that targets of a type ask for
-  std::unordered_map<uint64_t, std::vector<Entry>> _byHash;  // of all that a target asks for, and of the users
+  std::unordered_map<uint64_t, std::vector<Entry>> _byDemand;
+  std::bitset<1 << 18> _isDemanded;  // what surely nobody demands need not be looked up
+  CkxLintWork _work;
 };
