@@ -31,7 +31,7 @@ SkxApplicableRows KxApplicable_Read(const nlohmann::json& json, const std::strin
 }
 
 SkxApplicableRows KxApplicable_Parse(const std::string& text) {
-  return KxApplicable_Read(KxJson_Parse(text, false), "");
+  return KxApplicable_Read(CkxJsonDocument(text, false).Root(), "");
 }
 
 std::string KxApplicable_Write(const SkxApplicableRows& rows) {

@@ -134,8 +134,8 @@ CkxAuthorNames::CkxAuthorNames(const SkxPublication& publication) {
 }
 
 CkxAuthorNames CkxAuthorNames::Parse(const std::string& text) {
-  const json value = KxJson_Parse(text, false);
-  CkxJsonObject object(value, "");
+  const CkxJsonDocument document(text, false);
+  CkxJsonObject object(document.Root(), "");
   CkxAuthorNames names;
   ReadNamed(object, kNamedPolicies, names._policies, ReadPolicyId);
   ReadNamed(object, kNamedGroups, names._groups, ReadId);

@@ -26,7 +26,7 @@ std::string PlainMessage(const json::exception& fault) {
 /// one that calls back on each element walks the array around it, over and over.
 class Builder {
  public:
-  json Take() { return std::move(_root); }
+  explicit Builder(json& root) : _root(root) {}
 
   bool null() { return Add(nullptr); }
   bool boolean(bool value) { return Add(value); }
@@ -95,7 +95,7 @@ class Builder {
     return pointer;
   }
 
-  json _root;
+  json& _root;
   std::vector<Level> _open;
 };
 
@@ -157,10 +157,32 @@ std::string KxJson_Pointer(const std::string& pointer, std::string_view key) {
 
 std::string KxJson_Pointer(const std::string& pointer, size_t index) { return pointer + '/' + std::to_string(index); }
 
+void KxJson_GiveUp(nlohmann::json& value) noexcept {
+  if (!value.is_structured()) return;
+  for (json& child : value) KxJson_GiveUp(child);
+  value.clear();
+}
+
+CkxJsonDocument::CkxJsonDocument(std::string_view text, bool commentsAllowed) : _root(std::make_unique<json>()) {
+  if (text.find('\0') != text.npos) throw CkxDocumentFault("", "must not have a NUL inside");
+  Builder builder(*_root);
+  try {
+    json::sax_parse(text, &builder, json::input_format_t::json, true, commentsAllowed);
+  } catch (...) {
+    KxJson_GiveUp(*_root);
+    throw;
+  }
+}
+
+CkxJsonDocument::CkxJsonDocument(CkxJsonDocument&& other) noexcept = default;
+
+CkxJsonDocument::~CkxJsonDocument() {
+  if (_root != nullptr) KxJson_GiveUp(*_root);
+}
+
 nlohmann::json KxJson_Parse(std::string_view text, bool commentsAllowed) {
-  Builder builder;
-  json::sax_parse(text, &builder, json::input_format_t::json, true, commentsAllowed);
-  return builder.Take();
+  CkxJsonDocument document(text, commentsAllowed);
+  return std::move(*document._root);
 }
 
 template <class Value>

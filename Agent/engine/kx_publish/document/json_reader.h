@@ -13,6 +13,7 @@
 #include <array>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <stdexcept>
@@ -40,9 +41,30 @@ class CkxDocumentFault : public std::runtime_error {
 std::string KxJson_Pointer(const std::string& pointer, std::string_view key);
 std::string KxJson_Pointer(const std::string& pointer, size_t index);
 
+/// Takes all out of `json`, in place, whose values nest no deeper than a document may. The JSON library itself takes
+/// memory to give a document up, in a destructor, and a process that has none would end there.
+void KxJson_GiveUp(nlohmann::json& json) noexcept;
+
+/// JSON text, parsed as `KxJson_Parse` does it, for who must also stand a want of memory: whatever becomes of it, it is
+/// given up without any.
+class CkxJsonDocument {
+ public:
+  CkxJsonDocument(std::string_view text, bool commentsAllowed);
+  CkxJsonDocument(CkxJsonDocument&& other) noexcept;
+  CkxJsonDocument& operator=(CkxJsonDocument&&) = delete;
+  ~CkxJsonDocument();
+
+  const nlohmann::json& Root() const { return *_root; }
+
+ private:
+  friend nlohmann::json KxJson_Parse(std::string_view text, bool commentsAllowed);
+
+  std::unique_ptr<nlohmann::json> _root;
+};
+
 /// JSON text, comments allowed or not; a syntax fault is a `CkxDocumentFault` that names line and column. A key that an
 /// object has twice is a fault, since either value could be the one that was meant, and so is nesting beyond 64 levels,
-/// so that what walks the document may recurse.
+/// so that what walks the document may recurse. A NUL is one too: the parser would take it for the end.
 nlohmann::json KxJson_Parse(std::string_view text, bool commentsAllowed);
 
 /// One value as `Value`, or a fault at `pointer`: bool, integers of their range, std::string, KxWString. A text that

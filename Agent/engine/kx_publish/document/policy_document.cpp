@@ -40,7 +40,7 @@ class Assembly {
     ForEach(_opened, [this](const Opened& document) { RegisterGroups(document); });
     ForEach(_opened, [this](const Opened& document) { ReadGroups(document); });
     const size_t before = _errors.size();
-    ForEach(_opened, [this](const Opened& document) { _users.ReadGroups(document.json); });
+    ForEach(_opened, [this](const Opened& document) { _users.ReadGroups(document.Json()); });
     _areUsersKnown = _errors.size() == before;
     ForEach(_opened, [this](const Opened& document) { ReadPolicies(document); });
     ForEach(_opened, [this](const Opened& document) { ReadApplicable(document); });
@@ -51,7 +51,29 @@ class Assembly {
  private:
   struct Opened {
     std::string name;
-    nlohmann::json json;
+    CkxJsonDocument document;
+
+    const nlohmann::json& Json() const { return document.Root(); }
+  };
+
+  /// A group without its targets, which may name groups that come later.
+  class Head {
+   public:
+    explicit Head(const nlohmann::json& group) {
+      if (!group.is_object()) return;
+      _json = nlohmann::json::object();
+      for (const auto& [key, value] : group.items()) {
+        if (key != "targets") _json[key] = value.is_structured() ? nlohmann::json(value.type()) : value;
+      }
+    }
+    ~Head() { KxJson_GiveUp(_json); }
+    Head(const Head&) = delete;
+    Head& operator=(const Head&) = delete;
+
+    const nlohmann::json& Json() const { return _json; }
+
+   private:
+    nlohmann::json _json;
   };
 
   template <class Documents, class Step>
@@ -96,8 +118,8 @@ class Assembly {
 
   void Parse(const SkxDocumentText& document) {
     if (document.text.size() > kMaxDocumentBytes) throw CkxDocumentFault("", "is larger than 256 MiB");
-    Opened opened{document.name, KxJson_Parse(document.text, true)};
-    CkxJsonObject object(opened.json, "");
+    Opened opened{document.name, CkxJsonDocument(document.text, true)};
+    CkxJsonObject object(opened.Json(), "");
     object.Find("$schema");
     for (const char* const key : {kPolicies, kGroups, kAlerts}) {
       const nlohmann::json* const list = object.Find(key);
@@ -112,8 +134,8 @@ class Assembly {
   /// `visit(json, pointer)` for each element under `key`; one that is at fault does not keep others from being read.
   template <class Visit>
   void ForElements(const Opened& document, const char* key, Visit visit) {
-    const auto list = document.json.find(key);
-    if (list == document.json.end()) return;
+    const auto list = document.Json().find(key);
+    if (list == document.Json().end()) return;
     const std::string pointer = KxJson_Pointer("", key);
     for (size_t i = 0; i < list->size(); ++i) {
       Guarded(document.name, [&] { visit((*list)[i], KxJson_Pointer(pointer, i)); });
@@ -141,11 +163,10 @@ class Assembly {
 
   void RegisterGroups(const Opened& document) {
     ForElements(document, kGroups, [this](const nlohmann::json& json, const std::string& pointer) {
-      nlohmann::json head = json;  // the name and the id alone; the targets may name groups that come later
-      if (head.is_object()) head.erase("targets");
+      const Head head(json);
       SkxAppGroupModel group;
       ReadNamed(_names.groups, json, [&] {
-        CkxDocumentIn::ReadWhole(head, pointer, _names, group);
+        CkxDocumentIn::ReadWhole(head.Json(), pointer, _names, group);
         Register(group, "application group", pointer);
       });
     });
@@ -174,8 +195,8 @@ class Assembly {
   }
 
   void ReadApplicable(const Opened& document) {
-    const auto json = document.json.find(kApplicable);
-    if (json == document.json.end()) return;
+    const auto json = document.Json().find(kApplicable);
+    if (json == document.Json().end()) return;
     const std::string pointer = KxJson_Pointer("", kApplicable);
     if (_users.AreNamed()) throw CkxDocumentFault(pointer, "policies name their users, and the rows follow from that");
     for (const auto& [key, ids] : KxApplicable_Read(*json, pointer)) {

@@ -405,7 +405,7 @@ std::unique_ptr<CkxAccessToken> KxTargetDocument_User(const json& value, const s
 }
 
 CkxTargetDocument CkxTargetDocument::Parse(std::string_view text, const std::optional<CkxSid>& user) {
-  return FromJson(KxJson_Parse(text, false), user);
+  return FromJson(CkxJsonDocument(text, false).Root(), user);
 }
 
 CkxTargetDocument CkxTargetDocument::FromJson(const json& value, const std::optional<CkxSid>& user) {
