@@ -3,8 +3,8 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
+#include "Agent/engine/kx_publish/decision/fault_answer.h"
 #include "Agent/engine/kx_publish/document/json_reader.h"
-#include "tools/kxpolicy/fault_answer.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/memory.h"
 

@@ -1,22 +1,16 @@
 #include "tools/kxpolicy/live_target.h"
 
 #include <kx_util/evaluation_fault.h>
-#include <kx_util/shortcut_target.h>
 
 #include <new>
 
-#include "Common_CPP/file/file.h"
-#include "Common_CPP/util/text.h"
+#include "Agent/engine/kx_publish/decision/live_file.h"
 #include "tools/kxpolicy/tool.h"
 
 CkxTargetInfoPtr KxLive_File(const std::string& file, void* token) {
-  const std::optional<KxWString> path = KxText_FromUtf8(file);
-  const std::optional<KxWString> full = path ? KxFile_FullPath(*path) : std::nullopt;
-  if (!full || !KxFile_Status(*full)) throw CkxToolFault(EkxExit::UnusableInput, file + ": cannot be read");
-  CkxTargetInfoPtr started = KxShortcut_Describe(full->c_str(), token);
-  if (started != nullptr) return started;
-  if (KxUtil_LastFault() == EkxEvaluationFault::OutOfMemory) throw std::bad_alloc();
-  return CkxTargetInfoPtr(new CkxTargetInfoFile(full->c_str(), token));
+  CkxTargetInfoPtr target = KxLiveFile_Describe(file, token);
+  if (target == nullptr) throw CkxToolFault(EkxExit::UnusableInput, file + ": cannot be read");
+  return target;
 }
 
 CkxTargetInfoPtr KxLive_Process(uint32_t pid, void* token) {

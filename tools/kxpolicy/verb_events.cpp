@@ -1,7 +1,7 @@
 // events: recorded process starts as target documents, a line in, a line out.
+#include "Agent/engine/kx_publish/decision/fault_answer.h"
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_publish/events/event_targets.h"
-#include "tools/kxpolicy/fault_answer.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/tool.h"
 

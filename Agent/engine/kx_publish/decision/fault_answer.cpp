@@ -1,4 +1,4 @@
-#include "tools/kxpolicy/fault_answer.h"
+#include "Agent/engine/kx_publish/decision/fault_answer.h"
 
 #include <nlohmann/json.hpp>
 
