@@ -2,7 +2,7 @@
 
 cmake_policy(VERSION 3.25)
 set(destination "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/${KX_HEADER_DIR}")
-file(GLOB_RECURSE queue RELATIVE "${KX_SOURCE_DIR}/include" "${KX_SOURCE_DIR}/include/*.h")
+file(GLOB_RECURSE queue RELATIVE "${KX_SOURCE_DIR}/include" "${KX_SOURCE_DIR}/include/*/*.h")
 set(seen "")
 while(queue)
   list(POP_FRONT queue header)

@@ -3,6 +3,9 @@
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 99)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_C_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
@@ -20,15 +23,15 @@ if(MSVC)
   target_compile_options(kx_warnings INTERFACE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus)
 else()
   target_compile_options(
-    kx_warnings INTERFACE -Werror -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wold-style-cast
-                          -Wnon-virtual-dtor -Woverloaded-virtual)
+    kx_warnings INTERFACE -Werror -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion
+                          "$<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast;-Wnon-virtual-dtor;-Woverloaded-virtual>")
   # Where several files are compiled as one, a name of one file would seem to hide that of another, and what is a file's
   # own to be a header's.
   set(is_unity $<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>)
   set(is_gnu $<CXX_COMPILER_ID:GNU>)
   target_compile_options(
     kx_warnings INTERFACE $<$<NOT:${is_unity}>:-Wshadow>
-                          "$<$<AND:${is_unity},${is_gnu}>:-Wshadow=local;-Wno-subobject-linkage>")
+                          "$<$<AND:$<COMPILE_LANGUAGE:CXX>,${is_unity},${is_gnu}>:-Wshadow=local;-Wno-subobject-linkage>")
 endif()
 
 # Settings that are not warnings, but hold for all of our targets as well.

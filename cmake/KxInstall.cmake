@@ -35,3 +35,17 @@ install(FILES "${PROJECT_BINARY_DIR}/kx_util.pc" DESTINATION "${CMAKE_INSTALL_LI
 
 install(CODE "set(KX_SOURCE_DIR \"${PROJECT_SOURCE_DIR}\")\nset(KX_HEADER_DIR \"${KX_HEADER_DIR}\")")
 install(SCRIPT cmake/InstallHeaders.cmake)
+
+# The C interface: a library that needs nothing else of ours, its one header, and a way of its own to find it, so that who
+# uses it alone needs none of the packages above.
+install(TARGETS kx_policy EXPORT kx_policy RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}"
+                                           LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+                                           ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+install(FILES include/kx_policy.h DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+install(EXPORT kx_policy NAMESPACE kx_util:: FILE kx_policy-config.cmake
+        DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/kx_policy")
+write_basic_package_version_file(kx_policy-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/kx_policy-config-version.cmake"
+        DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/kx_policy")
+configure_file(cmake/kx_policy.pc.in kx_policy.pc @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/kx_policy.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")

@@ -71,6 +71,31 @@ function(kx_dll name file)
   add_library(kx_util::${name} ALIAS ${name})
 endfunction()
 
+# kx_c_library(<name> OF <library> SYMBOLS <map> INCLUDE <folder> LINK <library>...): a shared library for programs that are
+# not built with us, in C or any other language. It shows the functions of its C header and nothing else: elsewhere than on
+# Windows those that <map> lists, with their versions. It stays loaded once it is, since what lives as long as a process
+# does lies in it.
+function(kx_c_library name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "OF;SYMBOLS;INCLUDE" "LINK")
+  add_library(${name} SHARED "$<TARGET_OBJECTS:${arg_OF}>")
+  set_target_properties(${name} PROPERTIES LINKER_LANGUAGE CXX VERSION "${PROJECT_VERSION}"
+                                           SOVERSION "${PROJECT_VERSION_MAJOR}")
+  target_include_directories(${name} PUBLIC "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/${arg_INCLUDE}>"
+                                            "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
+  target_link_libraries(${name} PRIVATE kx_warnings kx_settings ${arg_LINK})
+  if(WIN32)
+    set_target_properties(${name} PROPERTIES PREFIX "" IMPORT_PREFIX "lib")
+  else()
+    set(symbols "${PROJECT_SOURCE_DIR}/${arg_SYMBOLS}")
+    set_target_properties(${name} PROPERTIES LINK_DEPENDS "${symbols}")
+    target_link_options(${name} PRIVATE "-Wl,--version-script=${symbols}" -Wl,-z,nodelete)
+    if(NOT KX_SANITIZE)  # whose functions are in the program
+      target_link_options(${name} PRIVATE -Wl,-z,defs)
+    endif()
+  endif()
+  add_library(kx_util::${name} ALIAS ${name})
+endfunction()
+
 # kx_executable(<name> SOURCES <file>... LINK <library>...): a program in build/<preset>/bin.
 function(kx_executable name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")

@@ -1,0 +1,180 @@
+// The functions of the C interface. Each checks what it is handed, and hands on.
+#include <kx_policy.h>
+
+#include "Agent/engine/kx_policy/entry.h"
+#include "Agent/engine/kx_policy/evaluation_options.h"
+#include "Agent/engine/kx_policy/opened_policies.h"
+#include "Agent/engine/kx_publish/decision/fault_answer.h"
+#include "Agent/engine/kx_publish/decision/live_file.h"
+#include "Agent/engine/kx_publish/document/target_document.h"
+#include "Agent/engine/kx_publish/image/encode_image.h"
+#include "Common_CPP/util/text.h"
+
+namespace {
+
+/// More than any target document needs, and what a line of a stream may have.
+constexpr size_t kMaxTargetBytes = size_t{16} << 20;
+
+KxWString PathOf(const char* path, const char* what) {
+  if (path == nullptr) throw CkxPolicyEntryFault(KX_POLICY_ARGUMENT, std::string(what) + " is NULL");
+  std::optional<KxWString> text = KxText_FromUtf8(path);
+  if (!text || text->empty()) throw CkxPolicyEntryFault(KX_POLICY_ARGUMENT, std::string(what) + " is no path in UTF-8");
+  return *std::move(text);
+}
+
+std::vector<SkxDocumentText> TextsOf(const kx_policy_document* documents, size_t count) {
+  KxPolicyEntry_Require(documents != nullptr && count != 0, "there are no documents");
+  std::vector<SkxDocumentText> texts;
+  for (size_t i = 0; i < count; ++i) {
+    const kx_policy_document& document = documents[i];
+    KxPolicyEntry_Require(document.name != nullptr && document.text != nullptr, "a document's name or text is NULL");
+    KxPolicyEntry_Require(KxText_FromUtf8(document.name).has_value(), "a document's name is not UTF-8");
+    texts.push_back({document.name, std::string(document.text, document.size)});
+  }
+  return texts;
+}
+
+[[noreturn]] void Refuse(const SkxDocumentError& fault) { throw CkxPolicyEntryFault(KX_POLICY_INPUT, fault.Text()); }
+
+CkxPolicySet OpenFolder(const KxWString& folder) {
+  std::string error;
+  std::optional<CkxPolicySet> set = CkxPolicySet::FromFolder(folder, error);
+  if (!set) throw CkxPolicyEntryFault(KX_POLICY_INPUT, error);
+  return *std::move(set);
+}
+
+CkxPolicySet OpenDocuments(const std::vector<SkxDocumentText>& texts) {
+  SkxDocumentError fault;
+  std::optional<CkxPolicySet> set = CkxPolicySet::FromDocuments(texts, fault);
+  if (!set) Refuse(fault);
+  return *std::move(set);
+}
+
+/// What a function that opens policies is made of.
+template <class Open>
+int Opened(kx_policies** policies, char** error, Open open) {
+  if (policies != nullptr) *policies = nullptr;
+  return KxPolicyEntry(error, [&] {
+    KxPolicyEntry_Require(policies != nullptr, "there is nowhere to put the policies");
+    *policies = open().release();
+    return KX_POLICY_OK;
+  });
+}
+
+int StatusOf(const SkxDecision& decision) {
+  if (!decision.error.empty()) return KX_POLICY_UNANSWERED;
+  return decision.matched ? KX_POLICY_OK : KX_POLICY_NONE;
+}
+
+int Answer(const SkxDecision& decision, const SkxEvaluationOptions& options, char** answer, char** error) {
+  KxPolicyEntry_HandOut(KxDecision_ToJson(decision, options.members), answer);
+  if (!decision.error.empty()) KxPolicyEntry_Tell(decision.error, error);
+  return StatusOf(decision);
+}
+
+int AnswerDocument(const kx_policies& policies, std::string_view text, const SkxEvaluationOptions& options,
+                   char** answer, char** error) {
+  const bool isTooLong = text.size() > kMaxTargetBytes;
+  try {
+    if (isTooLong) throw CkxDocumentFault("", "the document is too long");
+    const CkxTargetDocument document = CkxTargetDocument::Parse(text, options.user);
+    return Answer(policies.Judge(document, options.explain), options, answer, error);
+  } catch (const CkxDocumentFault& fault) {
+    KxPolicyEntry_HandOut(KxFaultAnswer_Of(std::string(isTooLong ? "" : text), fault.Line()), answer);
+    return KxPolicyEntry_Fail(KX_POLICY_INPUT, fault.Line(), error);
+  }
+}
+
+int AnswerFile(const kx_policies& policies, const char* path, const SkxEvaluationOptions& options, char** answer,
+               char** error) {
+  std::optional<CkxAccessToken> token;
+  if (options.user) token.emplace(*options.user, std::vector<CkxSid>{}, false);
+  const CkxTargetInfoPtr target = KxLiveFile_Describe(path, token ? token->Handle() : nullptr);
+  if (target == nullptr) throw CkxPolicyEntryFault(KX_POLICY_INPUT, std::string(path) + ": cannot be read");
+  SkxDecision decision = policies.Judge(*target, options.explain);
+  decision.idJson = nlohmann::json(path).dump();
+  return Answer(decision, options, answer, error);
+}
+
+/// What a function that evaluates is made of.
+template <class Evaluate>
+int Evaluated(const kx_policies* policies, const kx_policy_options* given, char** answer, char** error,
+              Evaluate evaluate) {
+  if (answer != nullptr) *answer = nullptr;
+  return KxPolicyEntry(error, [&] {
+    KxPolicyEntry_Require(policies != nullptr, "policies is NULL");
+    KxPolicyEntry_Require(answer != nullptr, "there is nowhere to put the answer");
+    return evaluate(SkxEvaluationOptions::Of(given));
+  });
+}
+
+}  // namespace
+
+const char* kx_policy_version() { return KX_VERSION; }
+
+const char* kx_policy_status_text(int status) {
+  switch (status) {
+    case KX_POLICY_OK:
+      return "done";
+    case KX_POLICY_NONE:
+      return "no policy applies";
+    case KX_POLICY_ARGUMENT:
+      return "an argument cannot be used";
+    case KX_POLICY_INPUT:
+      return "a document, a folder or a file cannot be used";
+    case KX_POLICY_UNANSWERED:
+      return "the question could not be asked";
+    case KX_POLICY_REFUSED:
+      return "the system refused";
+    case KX_POLICY_NO_MEMORY:
+      return "out of memory";
+    case KX_POLICY_INTERNAL:
+      return "a mistake of the library";
+    default:
+      return "no status";
+  }
+}
+
+int kx_policy_open_image(const char* folder, kx_policies** policies, char** error) {
+  return Opened(policies, error,
+                [&] { return std::make_unique<kx_policies>(OpenFolder(PathOf(folder, "the folder"))); });
+}
+
+int kx_policy_open_documents(const kx_policy_document* documents, size_t count, kx_policies** policies, char** error) {
+  return Opened(policies, error,
+                [&] { return std::make_unique<kx_policies>(OpenDocuments(TextsOf(documents, count))); });
+}
+
+int kx_policy_open_live(kx_policies** policies, char** error) {
+  return Opened(policies, error, [] { return std::make_unique<kx_policies>(); });
+}
+
+int kx_policy_evaluate(const kx_policies* policies, const char* target, size_t size, const kx_policy_options* options,
+                       char** answer, char** error) {
+  return Evaluated(policies, options, answer, error, [&](const SkxEvaluationOptions& checked) {
+    KxPolicyEntry_Require(target != nullptr, "the target is NULL");
+    return AnswerDocument(*policies, {target, size}, checked, answer, error);
+  });
+}
+
+int kx_policy_evaluate_file(const kx_policies* policies, const char* path, const kx_policy_options* options,
+                            char** answer, char** error) {
+  return Evaluated(policies, options, answer, error, [&](const SkxEvaluationOptions& checked) {
+    PathOf(path, "the path");
+    return AnswerFile(*policies, path, checked, answer, error);
+  });
+}
+
+int kx_policy_compile(const kx_policy_document* documents, size_t count, const char* folder, char** error) {
+  return KxPolicyEntry(error, [&] {
+    const KxWString place = PathOf(folder, "the folder");
+    const CkxPolicySet set = OpenDocuments(TextsOf(documents, count));
+    std::string refusal;
+    if (!KxPolicyImage_Write(place, set.Image(), refusal)) throw CkxPolicyEntryFault(KX_POLICY_REFUSED, refusal);
+    return KX_POLICY_OK;
+  });
+}
+
+void kx_policy_close(kx_policies* policies) { const std::unique_ptr<kx_policies> closed(policies); }
+
+void kx_policy_free(char* text) { const std::unique_ptr<char[]> freed(text); }

@@ -1,0 +1,118 @@
+// The C interface without memory: whichever allocation fails, once or from then on, the status says so, or the answer
+// is the right one; nothing leaks, nothing ends the process.
+#include "Agent/engine/kx_util/regexp/compiled_expressions.h"
+#include "tests/kx_policy/asked.h"
+#include "tests/memory/failing_memory.h"
+#include "tests/support/temp_folder.h"
+#include "tests/support/trace_capture.h"
+
+namespace {
+
+/// What one call gave, as it was handed out.
+struct HandedOut {
+  int status = KX_POLICY_INTERNAL;
+  kx_policies* policies = nullptr;
+  char* text = nullptr;
+  char* error = nullptr;
+};
+
+/// The same as values, and freed.
+struct Outcome {
+  int status;
+  bool isOpen;
+  std::string text, error;
+
+  bool operator==(const Outcome&) const = default;
+};
+
+Outcome Taken(const HandedOut& handed) {
+  kx_policy_close(handed.policies);
+  return {handed.status, handed.policies != nullptr, KxTest_Taken(handed.text), KxTest_Taken(handed.error)};
+}
+
+template <class Call>
+Outcome Under(CkxFailingMemory memory, Call call) {
+  KxExpression_ForgetAll();  // or what one call kept would be memory that the next one need not ask for
+  HandedOut handed;
+  memory.During([&] { call(handed); });
+  const Outcome outcome = Taken(handed);
+  KxExpression_ForgetAll();
+  return outcome;
+}
+
+/// `call` sets what it is handed to what a function of the interface gives.
+template <class Call>
+void SweepInterface(const char* name, Call call) {
+  SCOPED_TRACE(name);
+  const Outcome right = Under(CkxFailingMemory(CkxFailingMemory::kNever, false), call);
+  const size_t count = CkxFailingMemory::Count();
+  ASSERT_GT(count, 5u) << "there is nothing to sweep";
+  for (const bool forGood : {false, true}) {
+    for (size_t failAt = 0; failAt < count; ++failAt) {
+      const long before = CkxFailingMemory::Live();
+      {
+        const Outcome outcome = Under(CkxFailingMemory(failAt, forGood), call);
+        const bool isTold = outcome.status == KX_POLICY_NO_MEMORY && !outcome.isOpen && outcome.text.empty() &&
+                            (outcome.error.empty() || outcome.error == "out of memory");
+        const bool isRight = outcome == right || (outcome.error.empty() && outcome.status == right.status &&
+                                                  outcome.text == right.text && outcome.isOpen == right.isOpen);
+        ASSERT_TRUE(isTold || isRight) << failAt << " of " << count << ": " << outcome.status << outcome.error;
+      }
+      ASSERT_EQ(CkxFailingMemory::Live(), before) << "leaked at allocation " << failAt;
+    }
+  }
+}
+
+constexpr std::string_view kDocument = R"({
+  "applicationGroups": [{"name": "Games", "targets": [{"name": "Old", "type": "executable", "fileName": "chess.exe"}]}],
+  "policies": [{"id": 1, "name": "No games", "action": "block", "users": ["S-1-5-18"], "targets": [{"type": "applicationGroup", "group": "Games"}]},
+               {"id": 2, "name": "Tools of ours", "action": "run", "targets": [{"type": "executable", "fileName": {"pattern": "a(b|c)+\\.exe", "compareAs": "regExp"}}]}]})";
+
+TEST(NoMemory, OpensPoliciesOrSaysSo) {
+  const CkxTraceCapture quiet;
+  const CkxTempFolder folder;
+  const std::string image = (folder.Path() / "image").string();
+  const kx_policy_document document = {"policies.jsonc", kDocument.data(), kDocument.size()};
+  ASSERT_EQ(kx_policy_compile(&document, 1, image.c_str(), nullptr), KX_POLICY_OK);
+  SweepInterface("an image", [&](HandedOut& handed) {
+    handed.status = kx_policy_open_image(image.c_str(), &handed.policies, &handed.error);
+  });
+  SweepInterface("a document", [&](HandedOut& handed) {
+    handed.status = kx_policy_open_documents(&document, 1, &handed.policies, &handed.error);
+  });
+  const kx_policy_document atFault = {"d", R"({"policies": [{"id": 1, "targets": [[1], {"a": [2]}]}]})", 55};
+  SweepInterface("a document that is at fault", [&](HandedOut& handed) {
+    handed.status = kx_policy_open_documents(&atFault, 1, &handed.policies, &handed.error);
+  });
+  const std::string other = (folder.Path() / "other").string();
+  SweepInterface("compiling", [&](HandedOut& handed) {
+    handed.status = kx_policy_compile(&document, 1, other.c_str(), &handed.error);
+  });
+}
+
+TEST(NoMemory, AnswersRightOrSaysSo) {
+  const CkxTraceCapture quiet;
+  const KxTestPolicies workstation = KxTest_OpenedWorkstation();
+  const KxTestPolicies named = KxTest_OpenedDocument(kDocument);
+  std::vector<std::string> targets = KxTest_Lines(kKxTestTargets);
+  targets.push_back(R"({"id": {"a": [1, [2]]}, "kind": "file", "linked": [{"kind": "file", "drives": {"C": 1}}]})");
+  targets.push_back(R"({"id": [1], "kind": "process", "path": "C:\\abc.exe", "user": {"sid": "S-1-5-18"}})");
+  const kx_policy_options plain = {sizeof(plain), nullptr, nullptr, KX_POLICY_EXPLAIN_NONE};
+  const kx_policy_options explained = {sizeof(explained), "S-1-5-18", nullptr, KX_POLICY_EXPLAIN_ALL};
+  for (size_t i = 0; i < targets.size(); ++i) {
+    const std::string& target = targets[i];
+    const auto ask = [&](const KxTestPolicies& policies, const kx_policy_options& options) {
+      return [&](HandedOut& handed) {
+        handed.status =
+            kx_policy_evaluate(policies.get(), target.data(), target.size(), &options, &handed.text, &handed.error);
+      };
+    };
+    SweepInterface(target.c_str(), ask(workstation, plain));
+    SweepInterface(("explained: " + target).c_str(), ask(named, explained));
+  }
+  SweepInterface("a file", [&](HandedOut& handed) {
+    handed.status = kx_policy_evaluate_file(workstation.get(), kKxTestTargets, nullptr, &handed.text, &handed.error);
+  });
+}
+
+}  // namespace
