@@ -9,6 +9,8 @@
 
 namespace {
 
+constexpr const char* kPurpose = "Compiles, shows and evaluates endpoint policies.";
+
 constexpr char kWholeMark = '\x01';
 
 /// The parser takes an argument "[a,b]" for a list of two wherever several values may stand; a mark before it keeps it
@@ -46,9 +48,32 @@ void AddVerbs(CLI::App& app, std::span<const SkxVerb> verbs, KxVerbAction& chose
   }
 }
 
+/// What goes to where the parser puts it.
+struct Parsed {
+  KxVerbAction chosen;
+  SkxTraceOptions trace;
+};
+
 /// The parser's own words, which quote the arguments.
 std::string UsageLine(const CLI::App* /*app*/, const CLI::Error& fault) {
   return KxText_Printable(fault.what()) + "\nRun with --help for more information.\n";
+}
+
+void Declare(CLI::App& app, std::span<const SkxVerb> verbs, Parsed& parsed) {
+  app.allow_windows_style_options(false);  // "/quiet" is a text like any other, on every system
+  app.failure_message(UsageLine);
+  app.set_version_flag("--version", std::string("kxpolicy ") + KX_VERSION, "The version of the command");
+  app.footer(
+      "Exit codes: 0 done, 1 a failure as the answer, 2 unusable arguments, 3 unusable input, 4 the system refused.");
+
+  app.add_option("--trace", parsed.trace.level,
+                 "Trace lines up to this level: error, warning, info, debug, trace, verbose");
+  app.add_option("--trace-file", parsed.trace.file,
+                 "The trace goes to the end of this file, in place of standard error")
+      ->type_name(kKxFileValue);
+  app.fallthrough();  // these may stand behind the verb too
+  UnmarkValues(app);
+  AddVerbs(app, verbs, parsed.chosen);
 }
 
 }  // namespace
@@ -64,6 +89,12 @@ CkxOption CkxOption::Needs(const CkxOption& other) const { return CkxOption(_opt
 CkxOption CkxOption::Excludes(const CkxOption& other) const { return CkxOption(_option->excludes(other._option)); }
 
 CkxOption CkxOption::OneValueEach() const { return CkxOption(_option->allow_extra_args(false)); }
+
+CkxOption CkxOption::File() const { return CkxOption(_option->type_name(kKxFileValue)); }
+
+CkxOption CkxOption::Folder() const { return CkxOption(_option->type_name(kKxFolderValue)); }
+
+CkxOption CkxOption::Path() const { return CkxOption(_option->type_name(kKxPathValue)); }
 
 bool CkxOption::IsGiven() const { return _option->count() > 0; }
 
@@ -97,30 +128,25 @@ void CkxVerbOptions::Footer(const char* text) const { _app->footer(text); }
 
 SkxParsedArguments KxOptions_Parse(std::span<const SkxVerb> verbs, const std::vector<std::string>& arguments,
                                    SkxStreams& streams) {
-  const auto parser = std::make_shared<CLI::App>("Compiles, shows and evaluates endpoint policies.", "kxpolicy");
-  CLI::App& app = *parser;
-  app.allow_windows_style_options(false);  // "/quiet" is a text like any other, on every system
-  app.failure_message(UsageLine);
-  app.set_version_flag("--version", std::string("kxpolicy ") + KX_VERSION, "The version of the command");
-  app.footer(
-      "Exit codes: 0 done, 1 a failure as the answer, 2 unusable arguments, 3 unusable input, 4 the system refused.");
-
-  SkxTraceOptions trace;
-  app.add_option("--trace", trace.level, "Trace lines up to this level: error, warning, info, debug, trace, verbose");
-  app.add_option("--trace-file", trace.file, "The trace goes to the end of this file, in place of standard error");
-  app.fallthrough();  // these may stand behind the verb too
-  UnmarkValues(app);
-
-  KxVerbAction chosen;
-  AddVerbs(app, verbs, chosen);
+  const auto parser = std::make_shared<CLI::App>(kPurpose, "kxpolicy");
+  Parsed parsed;
+  Declare(*parser, verbs, parsed);
   try {
     std::vector<std::string> reversed = KeptWhole(arguments);
     std::reverse(reversed.begin(), reversed.end());
-    app.parse(std::move(reversed));
+    parser->parse(std::move(reversed));
   } catch (const CLI::ParseError& fault) {
-    const bool isHelp = app.exit(fault, streams.out, streams.err) == 0;
+    const bool isHelp = parser->exit(fault, streams.out, streams.err) == 0;
     return {{}, isHelp ? EkxExit::Done : EkxExit::UnusableArguments};
   }
   // The parser lives as long as the action, which may ask it what was given.
-  return {[parser, action = std::move(chosen)](SkxStreams& io) { return action(io); }, EkxExit::Done, std::move(trace)};
+  return {[parser, action = std::move(parsed.chosen)](SkxStreams& io) { return action(io); }, EkxExit::Done,
+          std::move(parsed.trace)};
+}
+
+SkxVerbOutline KxOptions_Outline(std::span<const SkxVerb> verbs) {
+  CLI::App parser(kPurpose, "kxpolicy");
+  Parsed unused;
+  Declare(parser, verbs, unused);
+  return KxOutline_Of(parser);
 }

@@ -1,5 +1,5 @@
-// The verbs of the command and their options. The parser behind them is known to options.cpp alone: its headers take
-// seconds to compile.
+// The verbs of the command and their options. The parser behind them is known to options.cpp and outline.cpp alone: its
+// headers take seconds to compile.
 #pragma once
 
 #include <cstdint>
@@ -9,6 +9,8 @@
 #include <span>
 #include <string>
 #include <vector>
+
+#include "tools/kxpolicy/outline/outline.h"
 
 namespace CLI {
 class App;
@@ -27,6 +29,12 @@ class CkxOption {
   CkxOption Needs(const CkxOption& other) const;
   CkxOption Excludes(const CkxOption& other) const;
   CkxOption OneValueEach() const;  ///< of several values, each has the option's name before it
+
+  /// What its value names, for help and for shells that complete it; a text where nothing is said. "-" may stand for
+  /// it.
+  CkxOption File() const;
+  CkxOption Folder() const;
+  CkxOption Path() const;  ///< either
 
   bool IsGiven() const;  ///< once the arguments are parsed
 
@@ -87,3 +95,6 @@ struct SkxParsedArguments {
 /// Help goes to the output; a fault of the arguments to the error stream, which is unusable arguments.
 SkxParsedArguments KxOptions_Parse(std::span<const SkxVerb> verbs, const std::vector<std::string>& arguments,
                                    SkxStreams& streams);
+
+/// The same verbs as plain values.
+SkxVerbOutline KxOptions_Outline(std::span<const SkxVerb> verbs);

@@ -30,9 +30,10 @@ KxWString SecretPathOf(const std::string& path) {
 }  // namespace
 
 void SkxSecretOptions::AddTo(const CkxVerbOptions& verb) {
-  verb.Add("--key-file", keyFile, "The key of signatures: the file's bytes, 16 to 4096; its owner's alone to read");
-  verb.Add("--pass-phrase-file", passPhraseFile,
-           "The pass phrase of the older signatures: the file's bytes, 1 to 4096");
+  verb.Add("--key-file", keyFile, "The key of signatures: the file's bytes, 16 to 4096; its owner's alone to read")
+      .File();
+  verb.Add("--pass-phrase-file", passPhraseFile, "The pass phrase of the older signatures: the file's bytes, 1 to 4096")
+      .File();
 }
 
 CkxSecretInput::CkxSecretInput(const SkxSecretOptions& options, EkxUnnamedSecrets unnamed) {

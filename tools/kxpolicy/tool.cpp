@@ -10,6 +10,7 @@
 
 #include "Agent/engine/kx_publish/document/nearest.h"
 #include "Common_CPP/util/printable.h"
+#include "tools/kxpolicy/outline/completion.h"
 #include "tools/kxpolicy/tool_trace.h"
 
 namespace {
@@ -76,6 +77,8 @@ constexpr SkxVerb kVerbs[] = {
     {"unpublish", "What is published, out again", KxVerb_Unpublish},
     {"serve", "The agent's part, from an image: publishes, answers, follows the image", KxVerb_Serve},
     {"bench", "How many decisions a second this machine makes by an image", KxVerb_Bench},
+    {"completion", "What makes a shell complete the words of this command", KxVerb_Completion},
+    {"man", "The manual page of this command", KxVerb_Man},
 };
 
 /// The first argument is the verb, unless it is an option; behind a group it is one of the group's. The parser would
@@ -95,7 +98,20 @@ void CheckVerb(std::span<const SkxVerb> verbs, std::span<const std::string> argu
   if (verb->group != nullptr) CheckVerb(verb->group->verbs, arguments.subspan(1), group + verb->name + " ");
 }
 
+/// Asked by the scripts of shells. What they hand on is no argument of ours: it is whatever somebody types.
+constexpr std::string_view kComplete = "--complete=";
+
+EkxExit Complete(std::span<const std::string> arguments, SkxStreams& streams) {
+  const std::string typed = arguments[0].substr(kComplete.size());
+  for (const SkxCandidate& each : KxCompletion_Of(KxTool_Outline(), arguments.subspan(1), typed)) {
+    streams.out << each.text << (each.help.empty() ? "" : "\t" + each.help) << '\n';
+  }
+  KxTool_RequireOutput(streams);
+  return EkxExit::Done;
+}
+
 EkxExit RunVerb(const std::vector<std::string>& arguments, SkxStreams& streams, CkxToolTrace& trace) {
+  if (!arguments.empty() && arguments[0].starts_with(kComplete)) return Complete(arguments, streams);
   CheckVerb(kVerbs, arguments);
   const SkxParsedArguments parsed = KxOptions_Parse(kVerbs, arguments, streams);
   if (!parsed.action) return parsed.code;
@@ -127,6 +143,8 @@ void OnNoMemory() {
 }
 
 }  // namespace
+
+SkxVerbOutline KxTool_Outline() { return KxOptions_Outline(kVerbs); }
 
 void KxTool_EndWithoutMemory() {
   std::set_new_handler(OnNoMemory);

@@ -84,6 +84,11 @@ KxVerbAction KxVerb_ProcMapReplay(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Publish(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Unpublish(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Serve(const CkxVerbOptions& verb);
+KxVerbAction KxVerb_Completion(const CkxVerbOptions& verb);
+KxVerbAction KxVerb_Man(const CkxVerbOptions& verb);
+
+/// All verbs, with their options.
+SkxVerbOutline KxTool_Outline();
 
 /// Ends the command, quietly where nobody reads the output any more, when it cannot be written: a verb with a lot to
 /// write asks now and then.

@@ -19,8 +19,10 @@ void AddEach(const std::vector<std::string>& inputs, const char* what, Add add) 
 
 void SkxTrustOptions::AddTo(const CkxVerbOptions& verb) {
   verb.Add("--trust-store", stores, "Certificates (PEM file, or a folder of them) to trust like the system's")
+      .Path()
       .OneValueEach();
   verb.Add("--catalogs", catalogs, "Signatures kept apart from their files (.cat file, or a folder of them)")
+      .Path()
       .OneValueEach();
 }
 

@@ -131,10 +131,11 @@ EkxExit Bench(const BenchOptions& options, SkxStreams& streams) {
 
 KxVerbAction KxVerb_Bench(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<BenchOptions>();
-  verb.Add("policies", options->policies, kKxPolicyInputHelp).Required();
+  verb.Add("policies", options->policies, kKxPolicyInputHelp).Path().Required();
   const CkxVerbOptions what = verb.AddChoice("target", "What to decide about");
-  what.Add("--target", options->target, "One target document, - for standard input");
-  what.Add("--targets", options->targets, "The first 10,000 of a stream of them, one a line, - for standard input");
+  what.Add("--target", options->target, "One target document, - for standard input").File();
+  what.Add("--targets", options->targets, "The first 10,000 of a stream of them, one a line, - for standard input")
+      .File();
   verb.Add("--milliseconds", options->milliseconds, "How long to measure each way; 1000 if not given");
   verb.Add("--format", options->format, "text (a table) or json (one object)").OneOf({"text", "json"});
   return [options](SkxStreams& streams) { return Bench(*options, streams); };

@@ -94,7 +94,7 @@ EkxExit Check(const CheckOptions& options, SkxStreams& streams) {
 
 KxVerbAction KxVerb_Check(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<CheckOptions>();
-  verb.Add("input", options->inputs, kKxPolicyInputHelp).Required();
+  verb.Add("input", options->inputs, kKxPolicyInputHelp).Path().Required();
   verb.Add("--format", options->format, "text: a line a finding, then their sum; json: an object a finding")
       .OneOf({"text", "json"});
   verb.AddFlag("--strict", options->strict, "Warnings fail like errors");

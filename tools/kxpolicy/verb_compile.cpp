@@ -56,8 +56,11 @@ EkxExit Compile(const CompileOptions& options, SkxStreams& streams) {
 KxVerbAction KxVerb_Compile(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<CompileOptions>();
   verb.Add("documents", options->documents, "Policy documents, which make one image together; - for standard input")
+      .File()
       .Required();
-  verb.Add("-o,--output", options->folder, "Folder of the image, which is written whole or not at all").Required();
+  verb.Add("-o,--output", options->folder, "Folder of the image, which is written whole or not at all")
+      .Folder()
+      .Required();
   verb.AddFlag("--strict", options->strict, "Nothing is written, and the exit code is 1, where there is a warning");
   verb.Footer("Example: kxpolicy compile policies.jsonc -o build/image");
   return [options](SkxStreams& streams) { return Compile(*options, streams); };

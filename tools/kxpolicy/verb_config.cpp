@@ -183,7 +183,8 @@ KxVerbAction KxVerb_ConfigGet(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<ConfigGetOptions>();
   const CkxVerbOptions what = verb.AddChoice("setting", "What is asked for");
   what.Add("key", options->key, "Names of elements below the root, with / between them");
-  const CkxOption requests = what.Add("--requests", options->requests, "Requests, one a line; - for standard input");
+  const CkxOption requests =
+      what.Add("--requests", options->requests, "Requests, one a line; - for standard input").File();
   const CkxOption attribute = verb.Add("--attribute", options->attribute, "An attribute of the setting, by its name");
   verb.Add("--type", options->type, "What the text is read as: text (the default), int, uint32, uint64, int64 or bool")
       .OneOf({"text", "int", "uint32", "uint64", "int64", "bool"});

@@ -46,7 +46,7 @@ EkxExit Describe(const DescribeOptions& options, SkxStreams& streams) {
 KxVerbAction KxVerb_Describe(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<DescribeOptions>();
   const CkxVerbOptions what = verb.AddChoice("target", "What to describe");
-  what.Add("file", options->files, "Files on this machine");
+  what.Add("file", options->files, "Files on this machine").File();
   what.Add("--pid", options->pid, "A process on this machine, by its number");
   options->trust.AddTo(verb);
   options->secrets.AddTo(verb);

@@ -151,11 +151,12 @@ EkxExit Diff(const DiffOptions& options, SkxStreams& streams) {
 KxVerbAction KxVerb_Diff(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<DiffOptions>();
   const std::string what = "folder of a compiled image, or a policy document; - for standard input";
-  verb.Add("was", options->was, "What was: " + what).Required();
-  verb.Add("is", options->is, "What is: " + what).Required();
+  verb.Add("was", options->was, "What was: " + what).Path().Required();
+  verb.Add("is", options->is, "What is: " + what).Path().Required();
   verb.Add(
-      "--targets", options->targets,
-      "Target documents, one a line, to ask both about, - for standard input; without: some made from the policies");
+          "--targets", options->targets,
+          "Target documents, one a line, to ask both about, - for standard input; without: some made from the policies")
+      .File();
   verb.Add("--format", options->format, "text, or json (one object a line)").OneOf({"text", "json"});
   verb.Footer("Example: kxpolicy diff in-force policies.jsonc --targets seen.jsonl");
   return [options](SkxStreams& streams) { return Diff(*options, streams); };

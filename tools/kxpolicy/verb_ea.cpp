@@ -98,7 +98,7 @@ ordered_json DecodeEa(CkxJsonObject& in) {
 
 KxVerbAction DeclareEaStream(const CkxVerbOptions& verb, ordered_json (*answer)(CkxJsonObject& in)) {
   const auto requests = std::make_shared<std::string>("-");
-  verb.Add("requests", *requests, "Requests, one a line; - for standard input, the default");
+  verb.Add("requests", *requests, "Requests, one a line; - for standard input, the default").File();
   return [requests, answer](SkxStreams& streams) {
     CkxInput input(*requests, streams.in);
     return KxJsonStream_Run(input.Stream(), streams,

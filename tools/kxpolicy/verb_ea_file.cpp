@@ -160,7 +160,7 @@ EkxExit SizeOfEas(const EaFileOptions& options, SkxStreams& streams) {
 
 std::shared_ptr<EaFileOptions> DeclareEaFile(const CkxVerbOptions& verb) {
   auto options = std::make_shared<EaFileOptions>();
-  verb.Add("file", options->file, "A file or folder on this machine").Required();
+  verb.Add("file", options->file, "A file or folder on this machine").Path().Required();
   return options;
 }
 
@@ -189,7 +189,7 @@ KxVerbAction KxVerb_EaSet(const CkxVerbOptions& verb) {
   what.Add("--value", options->value, "Bytes in hexadecimal");
   const CkxOption text = what.Add("--text", options->text, "A text, stored as UTF-8 with its zero");
   const CkxOption wide = what.Add("--wide", options->wide, "A text, stored as UTF-16 with its zero");
-  what.Add("--value-file", options->valueFile, "The bytes of this file; - for standard input");
+  what.Add("--value-file", options->valueFile, "The bytes of this file; - for standard input").File();
   AddChangeAttributes(verb, *options);
   return [options, text, wide](SkxStreams& streams) {
     EaOperation operation(*options, streams);

@@ -266,13 +266,14 @@ KxDecisionMembers MembersAskedFor(const EvalOptions& options) {
 KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<EvalOptions>();
   verb.Add("policies", options->policies,
-           kKxPolicyInputHelp + std::string("; without any the policies in force on this machine"));
+           kKxPolicyInputHelp + std::string("; without any the policies in force on this machine"))
+      .Path();
   const CkxVerbOptions what = verb.AddChoice("target", "What to evaluate");
-  what.Add("--file", options->files, "Files on this machine; policies are named before");
-  what.Add("--files", options->fileList, "The same, a path a line of this file, - for standard input");
+  what.Add("--file", options->files, "Files on this machine; policies are named before").File();
+  what.Add("--files", options->fileList, "The same, a path a line of this file, - for standard input").File();
   what.Add("--pid", options->pid, "A process on this machine, by its number");
-  what.Add("--target", options->target, "One target document, - for standard input");
-  what.Add("--targets", options->targets, "A stream of target documents, one a line, - for standard input");
+  what.Add("--target", options->target, "One target document, - for standard input").File();
+  what.Add("--targets", options->targets, "A stream of target documents, one a line, - for standard input").File();
   verb.Add("--user", options->user, "SID of the user to ask for, in place of the target's own");
   options->trust.AddTo(verb);
   options->secrets.AddTo(verb);

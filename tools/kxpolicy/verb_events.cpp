@@ -66,7 +66,7 @@ std::string KindsText() {
 KxVerbAction KxVerb_Events(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<EventsOptions>();
   verb.Add("kind", options->kind, "What recorded them").Required();
-  verb.Add("file", options->file, "Recorded events, one JSON object a line, - for standard input");
+  verb.Add("file", options->file, "Recorded events, one JSON object a line, - for standard input").File();
   verb.AddFlag("--errors-ok", options->errorsOk, "Lines that cannot be used do not make the exit code 3");
   verb.Footer(KindsText().c_str());
   return [options](SkxStreams& streams) { return Events(*options, streams); };

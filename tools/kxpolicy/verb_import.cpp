@@ -79,13 +79,17 @@ KxVerbAction KxVerb_Import(const CkxVerbOptions& verb) {
   verb.Add("kind", options->kind, "Whose policies: applocker or appcontrol")
       .Required()
       .OneOf({"applocker", "appcontrol"});
-  verb.Add("files", options->files, "Their XML, which makes one document together; - for standard input").Required();
+  verb.Add("files", options->files, "Their XML, which makes one document together; - for standard input")
+      .File()
+      .Required();
   verb.Add("-o,--output", options->document,
            "The policy document, which is written whole or not at all; - for the output")
+      .File()
       .Required();
   verb.Add("--report", options->report,
            "Where each rule is listed that is not expressed exactly, with the reason; - for the output; default: a "
-           "summary to standard error");
+           "summary to standard error")
+      .File();
   verb.Add("--system-drive", options->systemDrive, "The drive that the machines have their system on; default: C:");
   verb.Add("--first-id", options->firstId, "The id of the first policy; default: 1");
   verb.Footer("Example: kxpolicy import applocker exported.xml -o policies.jsonc");

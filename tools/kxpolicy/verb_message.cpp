@@ -139,7 +139,7 @@ KxVerbAction KxVerb_Message(const CkxVerbOptions& verb) {
   const CkxOption id = verb.Add("id", options->id, "Id of the message");
   verb.Add("texts", options->texts, "What goes in the places of %1 and %2");
   const CkxOption requests =
-      verb.Add("--requests", options->requests, "Requests, one a line; - for standard input. In place of an id");
+      verb.Add("--requests", options->requests, "Requests, one a line; - for standard input. In place of an id").File();
   verb.Add("--lang", options->language, "Language of the user, such as de-CH, in place of this machine's");
   verb.Add("--host", options->host, "Name of the computer, in place of this machine's");
   options->configuration.AddTo(verb);

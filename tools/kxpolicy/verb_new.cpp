@@ -111,7 +111,9 @@ EkxExit New(const std::string& folder, SkxStreams& streams) {
 
 KxVerbAction KxVerb_New(const CkxVerbOptions& verb) {
   const auto folder = std::make_shared<std::string>();
-  verb.Add("folder", *folder, "The folder to make, whole or not at all; one that is there must be empty").Required();
+  verb.Add("folder", *folder, "The folder to make, whole or not at all; one that is there must be empty")
+      .Folder()
+      .Required();
   verb.Footer("Example: kxpolicy new policies");
   return [folder](SkxStreams& streams) { return New(*folder, streams); };
 }

@@ -175,7 +175,7 @@ struct VerbOptions {
 
 KxVerbAction KxVerb_OriginConvert(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<VerbOptions>();
-  verb.Add("requests", options->input, "Requests, one a line; - for standard input, the default");
+  verb.Add("requests", options->input, "Requests, one a line; - for standard input, the default").File();
   verb.AddFlag("--text", options->text, "Read one XML document instead, and print it with a line for each element");
   return [options](SkxStreams& streams) {
     CkxInput input(options->input, streams.in);

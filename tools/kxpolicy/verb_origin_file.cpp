@@ -319,7 +319,7 @@ struct GetOptions {
 
 KxVerbAction KxVerb_OriginGet(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<GetOptions>();
-  verb.Add("file", options->file, "A file on this machine").Required();
+  verb.Add("file", options->file, "A file on this machine").File().Required();
   verb.Add("--format", options->format, "text (for people) or json").OneOf({"text", "json"});
   options->secrets.AddTo(verb);
   return [options](SkxStreams& streams) {
@@ -330,25 +330,25 @@ KxVerbAction KxVerb_OriginGet(const CkxVerbOptions& verb) {
 
 KxVerbAction KxVerb_OriginSet(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<SetOptions>();
-  verb.Add("file", options->file, "A file on this machine").Required();
-  verb.Add("--origin", options->origin, "The record of its origin in JSON; - for standard input");
+  verb.Add("file", options->file, "A file on this machine").File().Required();
+  verb.Add("--origin", options->origin, "The record of its origin in JSON; - for standard input").File();
   const CkxOption uri = verb.Add("--uri", options->uri, "The URI that it was downloaded from");
-  verb.Add("--email", options->email, "The e-mail that it came in, in JSON; - for standard input");
+  verb.Add("--email", options->email, "The e-mail that it came in, in JSON; - for standard input").File();
   options->secrets.AddTo(verb);
   return [options, uri](SkxStreams& streams) { return SetParts(*options, uri, streams); };
 }
 
 KxVerbAction KxVerb_OriginCopy(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<CopyOptions>();
-  verb.Add("source", options->source, "A file on this machine").Required();
-  verb.Add("target", options->target, "The file that gets its records").Required();
+  verb.Add("source", options->source, "A file on this machine").File().Required();
+  verb.Add("target", options->target, "The file that gets its records").File().Required();
   options->secrets.AddTo(verb);
   return [options](SkxStreams& streams) { return CopyParts(*options, streams); };
 }
 
 KxVerbAction KxVerb_OriginDelete(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<DeleteOptions>();
-  verb.Add("file", options->file, "A file on this machine").Required();
+  verb.Add("file", options->file, "A file on this machine").File().Required();
   verb.AddFlag("--origin", options->origin, "The agent's record of its origin, and the driver's");
   verb.AddFlag("--uri", options->uri, "The URI that it was downloaded from");
   verb.AddFlag("--email", options->email, "The e-mail that it came in");
@@ -357,7 +357,7 @@ KxVerbAction KxVerb_OriginDelete(const CkxVerbOptions& verb) {
 
 KxVerbAction KxVerb_OriginMigrate(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<FilesOptions>();
-  verb.Add("files", options->files, "Files on this machine").Required();
+  verb.Add("files", options->files, "Files on this machine").File().Required();
   options->secrets.AddTo(verb);
   return [options](SkxStreams& streams) { return Migrate(*options, streams); };
 }

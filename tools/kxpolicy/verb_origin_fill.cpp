@@ -136,7 +136,7 @@ std::string AnswerFill(CkxJsonObject& in) {
 
 KxVerbAction KxVerb_OriginFill(const CkxVerbOptions& verb) {
   const auto input = std::make_shared<std::string>("-");
-  verb.Add("requests", *input, "Requests, one a line; - for standard input, the default");
+  verb.Add("requests", *input, "Requests, one a line; - for standard input, the default").File();
   return [input](SkxStreams& streams) {
     CkxInput requests(*input, streams.in);
     return KxJsonStream_Run(requests.Stream(), streams, AnswerFill);

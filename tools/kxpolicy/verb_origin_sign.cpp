@@ -165,7 +165,7 @@ using RecordAnswer = ordered_json (*)(CkxJsonObject& in);
 
 KxVerbAction DeclareStream(const CkxVerbOptions& verb, RecordAnswer SignedRecord::*answer) {
   const auto options = std::make_shared<SignOptions>();
-  verb.Add("requests", options->requests, "Requests, one a line; - for standard input, the default");
+  verb.Add("requests", options->requests, "Requests, one a line; - for standard input, the default").File();
   options->secrets.AddTo(verb);
   return [options, answer](SkxStreams& streams) {
     const CkxSecretInput secrets(options->secrets);

@@ -46,7 +46,7 @@ EkxExit Replay(const ReplayOptions& options, SkxStreams& streams) {
 
 KxVerbAction KxVerb_ProcMapReplay(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<ReplayOptions>();
-  verb.Add("requests", options->requests, "Requests, one a line; - for standard input, the default");
-  verb.Add("--dump", options->dump, "At the end, the whole map as a text to this file, - for standard output");
+  verb.Add("requests", options->requests, "Requests, one a line; - for standard input, the default").File();
+  verb.Add("--dump", options->dump, "At the end, the whole map as a text to this file, - for standard output").File();
   return [options](SkxStreams& streams) { return Replay(*options, streams); };
 }

@@ -40,7 +40,7 @@ EkxExit Unpublish() {
 
 KxVerbAction KxVerb_Publish(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<PublishOptions>();
-  verb.Add("image", options->image, "Folder of a compiled image").Required();
+  verb.Add("image", options->image, "Folder of a compiled image").Folder().Required();
   verb.AddFlag("--empty", options->mayBeEmpty, "Also an image without policies, with which nothing applies any more");
   return [options](SkxStreams& streams) { return Publish(*options, streams); };
 }

@@ -141,9 +141,11 @@ EkxExit Report(const ReportOptions& options, SkxStreams& streams) {
 
 KxVerbAction KxVerb_Report(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<ReportOptions>();
-  verb.Add("policies", options->policies, kKxPolicyInputHelp).Required();
-  verb.Add("--targets", options->targets, "A stream of target documents to decide about, - for standard input");
-  verb.Add("-o,--output", options->page, "The page, one HTML file, which is written whole or not at all").Required();
+  verb.Add("policies", options->policies, kKxPolicyInputHelp).Path().Required();
+  verb.Add("--targets", options->targets, "A stream of target documents to decide about, - for standard input").File();
+  verb.Add("-o,--output", options->page, "The page, one HTML file, which is written whole or not at all")
+      .File()
+      .Required();
   verb.Footer("Example: kxpolicy report policies.jsonc --targets launches.jsonl -o policies.html");
   return [options](SkxStreams& streams) { return Report(*options, streams); };
 }

@@ -173,7 +173,7 @@ EkxExit Serve(const ServeOptions& options, SkxStreams& streams) {
 
 KxVerbAction KxVerb_Serve(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<ServeOptions>();
-  verb.Add("image", options->image, "Folder of a compiled image").Required();
+  verb.Add("image", options->image, "Folder of a compiled image").Folder().Required();
   verb.AddFlag("--empty", options->mayBeEmpty, "Also an image without policies, with which nothing applies any more");
   verb.AddFlag("--verbose", options->verbose, "One line for each request");
   verb.Footer("Runs until it is interrupted. The image may be compiled again meanwhile.");

@@ -90,7 +90,8 @@ EkxExit Show(const ShowOptions& options, SkxStreams& streams) {
 KxVerbAction KxVerb_Show(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<ShowOptions>();
   verb.Add("policies", options->policies,
-           kKxPolicyInputHelp + std::string("; without any the policies in force on this machine"));
+           kKxPolicyInputHelp + std::string("; without any the policies in force on this machine"))
+      .Path();
   verb.Add("--policy", options->policy, "Only the policy of this id");
   verb.Add("--format", options->format, "text, or json: a policy document that compiles back").OneOf({"text", "json"});
   return [options](SkxStreams& streams) { return Show(*options, streams); };

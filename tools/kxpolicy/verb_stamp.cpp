@@ -234,7 +234,8 @@ struct StampOptions {
 
 KxVerbAction KxVerb_Stamp(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<StampOptions>();
-  verb.Add("requests", options->requests, "Requests, one a line; - for standard input, the default. Or the word show");
+  verb.Add("requests", options->requests, "Requests, one a line; - for standard input, the default. Or the word show")
+      .File();
   const CkxOption process = verb.Add("process", options->process, "With show: the number of a process of this machine");
   return [options, process](SkxStreams& streams) {
     const bool isShow = options->requests == "show";

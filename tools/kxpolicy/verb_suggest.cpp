@@ -115,10 +115,10 @@ EkxExit Suggest(const SuggestOptions& options, SkxStreams& streams) {
 KxVerbAction KxVerb_Suggest(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<SuggestOptions>();
   const CkxVerbOptions from = verb.AddChoice("from", "What the policies are to be about");
-  from.Add("--file", options->files, "A file on this machine; may be given several times").OneValueEach();
-  from.Add("--folder", options->folder, "All programs, libraries, scripts and packages in it and below");
-  from.Add("--targets", options->targets, "A stream of target documents, one a line, - for standard input");
-  verb.Add("-o,--output", options->document, "The policy document, - for standard output").Required();
+  from.Add("--file", options->files, "A file on this machine; may be given several times").File().OneValueEach();
+  from.Add("--folder", options->folder, "All programs, libraries, scripts and packages in it and below").Folder();
+  from.Add("--targets", options->targets, "A stream of target documents, one a line, - for standard input").File();
+  verb.Add("-o,--output", options->document, "The policy document, - for standard output").File().Required();
   verb.Add("--action", options->action, "What the policies do; run where nothing is said");
   verb.AddFlag("--errors-ok", options->errorsOk, "Lines that are no target documents are passed over");
   options->trust.AddTo(verb);

@@ -33,7 +33,7 @@ EkxExit Summary(const SummaryOptions& options, SkxStreams& streams) {
 
 KxVerbAction KxVerb_Summary(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<SummaryOptions>();
-  verb.Add("files", options->files, "What eval --summary --format json wrote; - for standard input").Required();
+  verb.Add("files", options->files, "What eval --summary --format json wrote; - for standard input").File().Required();
   verb.Add("--format", options->format, "text, or json: a summary like those that are added").OneOf({"text", "json"});
   verb.Footer("Example: kxpolicy summary monday.json tuesday.json");
   return [options](SkxStreams& streams) { return Summary(*options, streams); };

@@ -178,6 +178,7 @@ KxVerbAction KxVerb_Test(const CkxVerbOptions& verb) {
   verb.Add("inputs", options->inputs,
            "Folder of a compiled image, or policy documents; then case files, which are told by their \"cases\"; - for "
            "standard input")
+      .Path()
       .Required();
   const CkxOption coverage = verb.AddFlag("--coverage", options->coverage,
                                           "Also say which policies, and which of their targets, never decided");

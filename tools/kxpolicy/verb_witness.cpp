@@ -76,7 +76,7 @@ EkxExit Witness(const WitnessOptions& options, SkxStreams& streams) {
 
 KxVerbAction KxVerb_Witness(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<WitnessOptions>();
-  verb.Add("policies", options->policies, kKxPolicyInputHelp).Required();
+  verb.Add("policies", options->policies, kKxPolicyInputHelp).Path().Required();
   verb.Add("--policy", options->policy, "Only of the policy of this id");
   verb.Add("--format", options->format, "text, or json (one object a line)").OneOf({"text", "json"});
   return [options](SkxStreams& streams) { return Witness(*options, streams); };
