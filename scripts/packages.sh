@@ -82,12 +82,12 @@ build_packages=(
 example_packages=(gpgv-win32 win32-loader python3-distlib)
 
 # For the full check: both compilers, the Windows build and Wine, formatting, linting, test libraries and data, a
-# browser that looks at reports, with letters to show them in, and shells that complete the command.
+# browser that looks at reports, with letters to show them in, and shells that complete the command, and what makes the reference.
 check_packages=(
   git pkg-config ccache python3-jsonschema openssl wixl msitools libgsf-bin
   clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 lld
   googletest libgtest-dev libgmock-dev libbenchmark-dev libpcre2-dev unicode-data
   g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64
   chromium chromium-driver python3-selenium fonts-dejavu-core
-  zsh fish groff-base
+  zsh fish groff-base doxygen
 )

@@ -40,6 +40,7 @@ struct SkxToolsFolderItem {
   };
 };
 
+/// A task of an administrator, as the catalogue has it.
 class KX_UTIL_API CkxAdminTask {
  public:
   /// Tasks are made by the catalogue alone, and live as long as the library.

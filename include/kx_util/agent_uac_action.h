@@ -4,6 +4,7 @@
 #include <kx_util/policy_result.h>
 
 #pragma pack(push, 1)
+/// The decision, and the prompt that is shown in place of the system's.
 struct SvcUacActionInfo {
   static constexpr size_t kHtmlPathUnits = 1000;
 

@@ -7,8 +7,10 @@
 
 #include "Common_CPP/util/base.h"
 
+/// By which secret: the key (HMAC-SHA-256), or the pass phrase of the older form.
 enum class EkxSignatureForm : unsigned char { Keyed, Older };
 
+/// Which forms are believed.
 enum class EkxSignatureCheck : unsigned char {
   AsConfigured,  ///< older ones too, until the machine is configured not to
   KeyedAlone,

@@ -10,6 +10,7 @@
 
 #include "Common_CPP/util/base.h"
 
+/// What kept an answer from being one.
 enum class EkxEvaluationFault : unsigned char {
   None,
   OutOfMemory,

@@ -15,6 +15,7 @@ class CkxShBufPolicy;
 enum class EkxPolicyAction : int32_t;
 enum class EkxPolicyTarget : uint32_t;
 
+/// What became of a policy that was looked at.
 enum class EkxPolicyOutcome : unsigned char {
   Applies,
   NoTargetMatched,
@@ -26,6 +27,7 @@ enum class EkxPolicyOutcome : unsigned char {
 /// "applies", "no target matched", "passed over", "not applicable to the user", "filtered out".
 KX_UTIL_API const char* KxUtil_PolicyOutcomeText(EkxPolicyOutcome outcome);
 
+/// A policy that the walk comes to, for the length of the call.
 struct SkxObservedPolicy {
   uint32_t id;
   EkxPolicyAction action;
@@ -33,6 +35,7 @@ struct SkxObservedPolicy {
   const CkxShBufPolicy* policy;  ///< lives for the call only; null when the record does not parse
 };
 
+/// A target that the walk comes to, for the length of the call.
 struct SkxObservedTarget {
   GUID id;
   EkxPolicyTarget type;
@@ -55,6 +58,7 @@ class IkxEvaluationObserver {
   virtual void OnFault(std::string_view line) = 0;
 };
 
+/// Puts an observer in place on this thread, and the one before back at its end.
 class KX_UTIL_API CkxEvaluationObserverScope {
  public:
   explicit CkxEvaluationObserverScope(IkxEvaluationObserver& observer);

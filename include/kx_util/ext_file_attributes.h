@@ -32,6 +32,7 @@
 #include "Common_CPP/util/nt_status.h"
 #include "Common_CPP/util/text_view.h"
 
+/// One extended attribute as a record: made from its parts, read, and kept with a file.
 class KX_UTIL_API CkxFileFullEaInfo {
  public:
   static constexpr unsigned char kNeedEa = 0x80;

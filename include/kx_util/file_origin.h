@@ -24,6 +24,7 @@ class CkxDrvXmlData;
 /// The origin of a program, by its path; null when nothing is kept of that.
 using KxOriginLookup = std::function<std::shared_ptr<const CkxFileOrigin>(CkxTextView path)>;
 
+/// Where a file came from: who brought it, in which package, and the same of what brought those programs.
 class KX_UTIL_API CkxFileOrigin {
  public:
   static constexpr int32_t kVersion = 1;

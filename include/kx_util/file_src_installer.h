@@ -9,6 +9,7 @@
 
 class CkxFileSrcParentInstaller;
 
+/// Who brought a file onto the machine: the processes that wrote it, the package that it came in, and when.
 class KX_UTIL_API CkxFileSrcInstaller {
  public:
   /// More is no real chain, and refused where it is read. Those that are filled are shorter.

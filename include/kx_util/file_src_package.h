@@ -37,6 +37,7 @@ struct SkxFileSrcPackageFacts {
   KxWString storeId;
 };
 
+/// What a file came in.
 class KX_UTIL_API CkxFileSrcPackage {
  public:
   CkxFileSrcPackage() = default;
@@ -62,6 +63,7 @@ class KX_UTIL_API CkxFileSrcPackage {
   SkxFileSrcPackageFacts _facts;
 };
 
+/// A package that is a file.
 class KX_UTIL_API CkxFileSrcPackageFile : public CkxFileSrcPackage {
  public:
   explicit CkxFileSrcPackageFile(const CkxTargetInfoFile& file) : CkxFileSrcPackageFile(EkxFileSrcPackageType::File) {
@@ -81,12 +83,14 @@ class KX_UTIL_API CkxFileSrcPackageExe : public CkxFileSrcPackageFile {
   }
 };
 
+/// A package of the Windows Installer.
 class KX_UTIL_API CkxFileSrcPackageMsi : public CkxFileSrcPackageFile {
  public:
   /// With the properties of its database.
   explicit CkxFileSrcPackageMsi(const CkxTargetInfoFile& package);
 };
 
+/// An e-mail that a file was attached to.
 class KX_UTIL_API CkxFileSrcPackageEmail : public CkxFileSrcPackage {
  public:
   CkxFileSrcPackageEmail() : CkxFileSrcPackage(EkxFileSrcPackageType::Email) {}

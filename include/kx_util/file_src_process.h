@@ -41,6 +41,7 @@ struct SkxFileSrcProcessFacts {
   std::optional<CkxFileSrcUser> user;
 };
 
+/// A process of a chain of those that wrote a file.
 class KX_UTIL_API CkxFileSrcProcess final : public IkxHashProvider,
                                             public IkxPublisherProvider,
                                             public IkxVersionInfoProvider {

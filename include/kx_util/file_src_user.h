@@ -9,6 +9,7 @@ namespace tinyxml2 {
 class XMLElement;
 }
 
+/// What a record has of a user. What is absent is not known.
 struct SkxFileSrcUserFacts {
   std::optional<CkxSid> sid;
   bool byKX = false;     ///< the agent itself acted
@@ -16,6 +17,7 @@ struct SkxFileSrcUserFacts {
   std::vector<CkxSid> groups;
 };
 
+/// The user that a process of a record ran for.
 class KX_UTIL_API CkxFileSrcUser {
  public:
   CkxFileSrcUser() = default;

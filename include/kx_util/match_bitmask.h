@@ -11,4 +11,5 @@ enum class EkxBitmaskCompareAs : uint16_t {
   BitsNoneSet = 4,  ///< no bit of the mask is set in the value
 };
 
+/// False, with an error line, for a way that is none.
 KX_UTIL_API bool KxUtil_MatchBitmask(uint32_t mask, uint32_t value, EkxBitmaskCompareAs compareAs);

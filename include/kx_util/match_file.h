@@ -17,6 +17,7 @@ KX_UTIL_API bool KxUtil_MatchFilenameAndHash(const IkxHashProvider& provider, Ck
                                              EkxStrCompareAs compareAs, CkxTextView algorithm, CkxTextView hash,
                                              int64_t fileSize);
 
+/// The owner is that user or group. An owner that cannot be read matches nothing.
 KX_UTIL_API bool KxUtil_MatchFileOwner(const IkxOwnerProvider& provider, const CkxSid& owner);
 
 /// A valid signature (status 4) whose signer's name matches; one by a weak digest (status 2) counts only when a second,
@@ -25,7 +26,9 @@ KX_UTIL_API bool KxUtil_MatchPublisher(const IkxPublisherProvider& provider, Ckx
                                        EkxStrCompareAs compareAs);
 KX_UTIL_API bool KxUtil_MatchFilePublisher(const WCHAR* path, CkxTextView pattern, bool caseSensitive,
                                            EkxStrCompareAs compareAs);
+/// A text of the version resource, by its name. What is not there matches nothing.
 KX_UTIL_API bool KxUtil_MatchFileVersionInfo(const IkxVersionInfoProvider& provider, const WCHAR* field,
                                              CkxTextView pattern, bool caseSensitive, EkxStrCompareAs compareAs);
+/// A property of a package, by its name. What is not there matches nothing.
 KX_UTIL_API bool KxUtil_MatchFileMsiInfo(const CkxTargetInfoFile& file, const WCHAR* property, CkxTextView pattern,
                                          bool caseSensitive, EkxStrCompareAs compareAs);

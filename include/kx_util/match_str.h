@@ -15,4 +15,5 @@ enum class EkxStrCompareAs : uint16_t {
 /// Null matches null only. White space around the subject does not count, in the pattern it does.
 KX_UTIL_API bool KxUtil_MatchStr(CkxTextView pattern, CkxTextView subject, bool caseSensitive,
                                  EkxStrCompareAs compareAs);
+/// Whether the pattern is an expression that can be matched.
 KX_UTIL_API bool KxUtil_IsValidRegExp(CkxTextView pattern, bool caseSensitive);

@@ -13,6 +13,7 @@
 inline constexpr const WCHAR* kKxMediaUsb = KXW("USB");
 inline constexpr const WCHAR* kKxMediaOpticalDisc = KXW("CDROM");
 
+/// The device behind a file; what is absent is not known of it.
 struct SkxMediaFacts {
   std::optional<KxWString> type;          ///< the kind of medium, for instance "USB"
   std::optional<KxWString> vendor;        ///< who made it

@@ -9,6 +9,7 @@
 
 #include "Common_CPP/util/base.h"
 
+/// The answer that a host installs.
 class IkxOriginCaller {
  public:
   virtual ~IkxOriginCaller() = default;

@@ -55,4 +55,5 @@ enum class EkxPolicyTarget : uint32_t {
 /// The event on which an alert is shown. Only the two that the library itself asks about have names here.
 enum class EkxAlertTrigger : uint32_t { ReplaceUacOfStandardUser = 26, ReplaceUacOfAdministrator = 27 };
 
+/// How an alert is shown.
 enum class EkxAlertType : uint16_t { Dialog = 1, Balloon = 2 };

@@ -3,6 +3,7 @@
 
 #include <kx_util/policy_codes.h>
 
+/// Which policies an enumeration visits.
 struct KX_UTIL_API SkxPolicyFilter {
   static constexpr uint32_t kActive = 0x80000000;
   static constexpr uint32_t kInactive = 0x40000000;

@@ -37,6 +37,7 @@ struct SkxTriggerPolicyCommon {
   unsigned char Inheritable = 0;
 };
 
+/// A decision, 317 bytes.
 struct KX_UTIL_API SkxTriggerPolicyShortInfo : SkxTriggerPolicyCommon {
   SkxTriggerPolicyShortInfo() = default;
   explicit SkxTriggerPolicyShortInfo(const SkxTokenPolicyData& token);
@@ -53,6 +54,7 @@ struct KX_UTIL_API SkxTriggerPolicyShortInfo : SkxTriggerPolicyCommon {
   unsigned char RestrictFileDlg = 0;
 };
 
+/// The decision of older agents, without ProtectInstalledFiles.
 struct KX_UTIL_API SkxTriggerPolicyShortInfo_6_0_1_171 : SkxTriggerPolicyCommon {
   /// The current layout, with ProtectInstalledFiles off.
   operator SkxTriggerPolicyShortInfo() const;  // NOLINT(google-explicit-constructor)
@@ -60,16 +62,19 @@ struct KX_UTIL_API SkxTriggerPolicyShortInfo_6_0_1_171 : SkxTriggerPolicyCommon 
   unsigned char RestrictFileDlg = 0;
 };
 
+/// What was kept of a process by version 10.2: without ExtraState.
 struct KX_UTIL_API SkxProcessPolicyData_10_2 {
   SkxTriggerPolicyShortInfo ShortInfo;
   uint16_t ExtraFlags = 0;
 };
 
+/// What was kept of a process by version 6.0.1.171.
 struct KX_UTIL_API SkxProcessPolicyData_6_0_1_171 {
   SkxTriggerPolicyShortInfo_6_0_1_171 ShortInfo;
   uint16_t ExtraFlags = 0;
 };
 
+/// What is kept of a process: the decision, and what has come to it.
 struct KX_UTIL_API SkxProcessPolicyData {
   SkxProcessPolicyData() = default;
   explicit SkxProcessPolicyData(const SkxTriggerPolicyShortInfo& info) : ShortInfo(info) {}

@@ -21,6 +21,7 @@
 #include <kx_util/policy_source.h>
 #include <kx_util/target_info.h>
 
+/// A publication that is prepared for many decisions.
 class KX_UTIL_API CkxPolicySnapshot {
  public:
   /// Of the publication in force at `source`, which need not outlive this. Null, with `fault` saying why, when its

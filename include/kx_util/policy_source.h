@@ -17,6 +17,7 @@
 #include "Common_CPP/thread/thread_slot.h"
 #include "Common_CPP/util/base.h"
 
+/// The sections of a publication.
 enum class EkxPolicySection : unsigned char { Policies, AppGroups, Alerts };
 
 /// The bytes of one section for the length of a call, and whatever keeps them alive.
@@ -24,6 +25,8 @@ class IkxSectionHolder {
  public:
   virtual ~IkxSectionHolder() = default;
 };
+
+/// A section, and what keeps it.
 struct SkxSectionBytes {
   std::span<const unsigned char> bytes;
   std::unique_ptr<IkxSectionHolder> holder;  ///< null when the source itself keeps the bytes
@@ -58,6 +61,7 @@ class KX_UTIL_API CkxApplicablePolicies {
 /// fault: who took it for the same would let through what the section blocks.
 enum class EkxSectionState : unsigned char { Open, NotPublished, Refused };
 
+/// Where policies come from. Asked on the thread of the evaluation; must not throw.
 class IkxPolicySource {
  public:
   virtual ~IkxPolicySource() = default;
@@ -97,6 +101,7 @@ class IkxPolicySource {
   virtual KxWString ContentName() const { return PublicationName(); }
 };
 
+/// Puts a source in place on this thread, and the one before back at its end.
 class KX_UTIL_API CkxPolicySourceScope {
  public:
   explicit CkxPolicySourceScope(const IkxPolicySource& source);

@@ -58,6 +58,7 @@ class IkxSecretProvider {
 KX_UTIL_API std::shared_ptr<const IkxSecretProvider> KxUtil_SetSecretProvider(
     std::shared_ptr<const IkxSecretProvider> provider) noexcept;
 
+/// What became of a file with a secret.
 enum class EkxSecretStatus : unsigned char {
   Taken,
   Unreadable,      ///< no such file, or it cannot be read; with the last error set

@@ -9,6 +9,7 @@
 #include <kx_util/shared_policy_target.h>
 
 #pragma pack(push, 1)
+/// The header of a record, as it lies there.
 struct SkxAppGroupBufHeader {
   static constexpr uint32_t kMagic = 0x22232426;
   uint32_t magic;
@@ -18,13 +19,17 @@ struct SkxAppGroupBufHeader {
 #pragma pack(pop)
 static_assert(sizeof(SkxAppGroupBufHeader) == 24);
 
+/// A group of targets that policies ask for by its id.
 class KX_UTIL_API CkxShBufAppGroup {
  public:
+  /// What a match by group is about, and what came of it.
   struct SkxMatchContext {
     bool found;  ///< out
     const CkxTargetInfo& target;
     SkxTriggerPolicyShortInfo& info;
   };
+
+  /// Whom an enumeration by group tells.
   struct SkxEnumContext {
     KxTargetCallback callback;
     void* context;
@@ -73,7 +78,10 @@ class KX_UTIL_API CkxShBufAppGroup {
   CkxShBufList _targets;
 };
 
+/// For a pointer that owns a group.
 struct SkxAppGroupRelease {
   void operator()(CkxShBufAppGroup* group) const { CkxShBufAppGroup::Release(group); }
 };
+
+/// Owns a group.
 using CkxShBufAppGroupPtr = std::unique_ptr<CkxShBufAppGroup, SkxAppGroupRelease>;

@@ -75,6 +75,7 @@ class KX_UTIL_API CkxShBufString {
 /// and owns none: it dies with the list that it was copied from.
 class KX_UTIL_API CkxShBufList {
  public:
+  /// An element, linked to the next one.
   class KX_UTIL_API CkxNode {
    public:
     virtual ~CkxNode() = default;
@@ -116,6 +117,7 @@ class KX_UTIL_API CkxShBufList {
 template <class Node>
 class CkxNodes {
  public:
+  /// Walks the nodes in their order.
   class Iterator {
    public:
     explicit Iterator(const CkxShBufList::CkxNode* node) : _node(node) {}

@@ -26,6 +26,7 @@
 
 /// A setting as its document has it.
 struct SkxConfigSetting {
+  /// An attribute of the element, with its value.
   struct Attribute {
     KxWString name;
     KxWString value;
@@ -40,6 +41,7 @@ struct SkxConfigSetting {
 /// False ends the enumeration. Must not throw.
 using KxConfigSettingCallback = bool (*)(const SkxConfigSetting& setting, void* context);
 
+/// The settings and messages of the policies in force.
 class KX_UTIL_API CkxSharedConfig {
  public:
   // --- settings ---

@@ -15,6 +15,7 @@
 #include <memory>
 
 #pragma pack(push, 1)
+/// The header of a record, as it lies there.
 struct SkxAlertBufHeader {
   static constexpr uint32_t kMagic = 0x22232428;
   uint32_t magic;
@@ -29,6 +30,7 @@ static_assert(sizeof(SkxAlertBufHeader) == 28 && offsetof(SkxAlertBufHeader, id)
 /// Carried for whoever shows the dialog.
 enum class EkxDialogType : uint32_t {};
 
+/// An alert: what is shown when a policy says so.
 class KX_UTIL_API CkxShBufCustGuiBase {
  public:
   /// Null when the record is malformed or its type is none. `record` must have as many bytes as its size field says.
@@ -61,11 +63,15 @@ class KX_UTIL_API CkxShBufCustGuiBase {
   const SkxAlertBufHeader* _header = nullptr;
 };
 
+/// For a pointer that owns an alert.
 struct SkxCustGuiRelease {
   void operator()(CkxShBufCustGuiBase* alert) const { CkxShBufCustGuiBase::Release(alert); }
 };
+
+/// Owns an alert.
 using CkxShBufCustGuiPtr = std::unique_ptr<CkxShBufCustGuiBase, SkxCustGuiRelease>;
 
+/// An alert that is a dialog.
 class KX_UTIL_API CkxShBufCustGuiDialog : public CkxShBufCustGuiBase {
  public:
   bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining) override;

@@ -10,6 +10,7 @@
 
 #include <kx_util/shared_buffer.h>
 
+/// A script that a policy carries.
 class KX_UTIL_API CkxShBufEmbeddedScript {
  public:
   CkxShBufEmbeddedScript() = default;

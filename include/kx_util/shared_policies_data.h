@@ -37,10 +37,12 @@
 #include <kx_util/shared_cust_gui.h>
 #include <kx_util/shared_policy.h>
 
+/// Told of the origin of a file that a distributor brought; true when it changed it. Must not throw.
 using KxSoftwareDistributorUpdateHelper = bool (*)(CkxFileOrigin& origin);
 /// Must not throw; what it asks of the library counts as part of the walk, its faults and its cost too.
 using KxPolicyCallback = bool (*)(const CkxShBufPolicy& policy, void* context);
 
+/// What is asked of the policies in force on this thread: first of all which one applies.
 class KX_UTIL_API CkxSharedPoliciesData {
  public:
   /// Each policy in section order until a call returns false. The policy points into the section: it lives for the

@@ -31,6 +31,7 @@ class CkxShBufCustGuiBase;
 KX_UTIL_API const WCHAR* KxUtil_PolicyActionStr(EkxPolicyAction action);
 
 #pragma pack(push, 1)
+/// The header of a record, as it lies there.
 struct SkxPolicyBufHeader {
   static constexpr uint32_t kMagic = 0x22232425;
   uint32_t magic;
@@ -44,6 +45,7 @@ struct SkxPolicyBufHeader {
   unsigned char unused33[7];
 };
 
+/// What is shown when, as it lies in a record.
 struct SkxPolicyAlertLink {
   EkxAlertTrigger trigger;
   EkxAlertType type;
@@ -51,12 +53,14 @@ struct SkxPolicyAlertLink {
   GUID alertId;
 };
 
+/// The parameters of Trust, as they lie in a record; each 0 or not.
 struct SkxElevateOnDemandConfigParams {
   unsigned char shellExtensionEnabled;
   unsigned char replaceUacOfStandardUsers;
   unsigned char replaceUacOfAdministrators;
 };
 
+/// The parameters of Run and collect events, as they lie in a record; each 0 or not.
 struct SkxZeroTouchConfigParams {
   unsigned char allowUserReq;
   unsigned char monitorAdministrators;
@@ -89,6 +93,7 @@ class KX_UTIL_API CkxShBufPolicyAlerts {
   const SkxPolicyAlertLink* _links = nullptr;
 };
 
+/// What all kinds of policies have.
 class KX_UTIL_API CkxShBufPolicy {
  public:
   /// Null when the record is malformed or its action has no kind. `record` must have as many bytes as its size field
@@ -159,9 +164,12 @@ class KX_UTIL_API CkxShBufPolicy {
   CkxShBufPolicyAlerts _alerts;
 };
 
+/// For a pointer that owns a policy.
 struct SkxPolicyRelease {
   void operator()(CkxShBufPolicy* policy) const { CkxShBufPolicy::Release(policy); }
 };
+
+/// Owns a policy.
 using CkxShBufPolicyPtr = std::unique_ptr<CkxShBufPolicy, SkxPolicyRelease>;
 
 /// A policy that is about targets: the first of them that matches makes it apply.
@@ -195,6 +203,7 @@ class KX_UTIL_API CkxShBufPolicyWithTargets : public CkxShBufPolicy {
   bool _policyAutomation = false;
 };
 
+/// A policy that has no list of targets.
 class KX_UTIL_API CkxShBufPolicyWithoutTargets : public CkxShBufPolicy {
  public:
   bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining) override;

@@ -107,6 +107,7 @@ class KX_UTIL_API CkxShBufPolicyNoAction : public CkxShBufPolicyWithoutTargets {
 /// Policies that something other than a launch sets off.
 class KX_UTIL_API CkxShBufPolicyTriggerBased : public CkxShBufPolicyWithoutTargets {};
 
+/// Collect the usage of UAC: nothing more.
 class KX_UTIL_API CkxShBufPolicyCollectUacUsage : public CkxShBufPolicyNoAction {
  public:
   bool ShouldSendUacUsage(void* /*token*/) const { return true; }

@@ -48,6 +48,7 @@ class KX_UTIL_API CkxShBufPropUserOrGroup : public CkxShBufPropBase {
   CkxSid _sid;
 };
 
+/// Users and groups; one of them is enough.
 class KX_UTIL_API CkxShBufPropUserList : public CkxShBufPropList<CkxShBufPropUserOrGroup> {
  public:
   static CkxShBufList::CkxNode* UserOrGroupNodeFromBuffer(const unsigned char*& cursor, unsigned long& remaining);

@@ -18,6 +18,7 @@
 
 class CkxBufReader;
 
+/// What all kinds of properties have: u8, whether anything is asked for.
 class KX_UTIL_API CkxShBufPropBase {
  public:
   CkxShBufPropBase() = default;
@@ -222,6 +223,7 @@ class CkxShBufPropList : public CkxShBufPropBase {
   CkxShBufList _list;
 };
 
+/// Signers; one of them is enough.
 class KX_UTIL_API CkxShBufPropPublishers : public CkxShBufPropList<CkxShBufPropPublisher> {
  public:
   static CkxShBufList::CkxNode* PublisherNodeFromBuffer(const unsigned char*& cursor, unsigned long& remaining);
@@ -231,6 +233,7 @@ class KX_UTIL_API CkxShBufPropPublishers : public CkxShBufPropList<CkxShBufPropP
   bool Match(const IkxPublisherProvider& file, bool allowed) const;
 };
 
+/// Owners; one of them is enough.
 class KX_UTIL_API CkxShBufPropFileOwners : public CkxShBufPropList<CkxShBufPropFileOwner> {
  public:
   static CkxShBufList::CkxNode* FileOwnerNodeFromBuffer(const unsigned char*& cursor, unsigned long& remaining);
@@ -239,6 +242,7 @@ class KX_UTIL_API CkxShBufPropFileOwners : public CkxShBufPropList<CkxShBufPropF
   bool Match(const IkxOwnerProvider& file) const;
 };
 
+/// Texts of the version resource.
 class KX_UTIL_API CkxShBufPropFileVerInfos : public CkxShBufPropList<CkxShBufPropFileVerInfo> {
  public:
   static CkxShBufList::CkxNode* FileVerInfoNodeFromBuffer(const unsigned char*& cursor, unsigned long& remaining);
@@ -246,6 +250,7 @@ class KX_UTIL_API CkxShBufPropFileVerInfos : public CkxShBufPropList<CkxShBufPro
   bool Match(const IkxVersionInfoProvider& file) const;  ///< every element
 };
 
+/// Properties of a package.
 class KX_UTIL_API CkxShBufPropFileMsiInfos : public CkxShBufPropList<CkxShBufPropFileMsiInfo> {
  public:
   static CkxShBufList::CkxNode* FileMsiInfoNodeFromBuffer(const unsigned char*& cursor, unsigned long& remaining);

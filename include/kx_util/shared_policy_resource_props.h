@@ -42,6 +42,7 @@ class KX_UTIL_API CkxShBufPropCapability : public CkxShBufPropBase {
   bool _flag = false;
 };
 
+/// Capabilities of a package.
 class KX_UTIL_API CkxShBufPropCapabilities : public CkxShBufPropList<CkxShBufPropCapability> {
  public:
   static CkxShBufList::CkxNode* CapabilityNodeFromBuffer(const unsigned char*& cursor, unsigned long& remaining);
@@ -67,6 +68,7 @@ class KX_UTIL_API CkxShBufPropMediaInfo : public CkxShBufPropBase {
   CkxShBufPropStr _serialNumber;
 };
 
+/// Removable media.
 class KX_UTIL_API CkxShBufPropMediaInfos : public CkxShBufPropList<CkxShBufPropMediaInfo> {
  public:
   static CkxShBufList::CkxNode* MediaInfoNodeFromBuffer(const unsigned char*& cursor, unsigned long& remaining);

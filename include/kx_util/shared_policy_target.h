@@ -15,6 +15,7 @@
 #include <kx_util/shared_policy_target_users.h>
 
 #pragma pack(push, 1)
+/// The header of a record, as it lies there.
 struct SkxTargetBufHeader {
   static constexpr uint32_t kMagic = 0x22232427;
   uint32_t magic;
@@ -30,8 +31,10 @@ KX_UTIL_API const WCHAR* KxUtil_PolicyTargetTypeStr(EkxPolicyTarget type);
 
 class CkxFileSrcProcess;
 class CkxShBufTarget;
+/// False ends the enumeration. Must not throw.
 using KxTargetCallback = bool (*)(const CkxShBufTarget& target, void* context);
 
+/// What all kinds of targets have.
 class KX_UTIL_API CkxShBufTarget : public CkxShBufList::CkxNode {
  public:
   /// The element reader of target lists: null for a record that is malformed, or of a type that is not accepted.

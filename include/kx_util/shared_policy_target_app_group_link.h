@@ -4,7 +4,8 @@
 #include <kx_util/shared_policy_target.h>
 
 #pragma pack(push, 1)
-struct SkxGuidBlock {  ///< a GUID in place, at any address
+/// A GUID in place, at any address.
+struct SkxGuidBlock {
   GUID value;
 };
 #pragma pack(pop)

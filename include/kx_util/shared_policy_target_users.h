@@ -6,6 +6,7 @@
 
 #include <kx_util/shared_buffer.h>
 
+/// Whom a target is for.
 class KX_UTIL_API CkxShBufTargetUsers {
  public:
   static const WCHAR* const kNoUsers;  ///< "KxNoUsers"

@@ -3,6 +3,7 @@
 
 #include <kx_util/target_info.h>
 
+/// What a shortcut starts.
 struct SkxShortcutTarget {
   KxWString path;  ///< of a file that is there
   KxWString arguments;

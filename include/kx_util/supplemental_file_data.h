@@ -19,6 +19,7 @@
 #include <kx_util/drv_xml_data.h>
 #include <kx_util/file_origin.h>
 
+/// What there is of a record that is kept with a file.
 enum class EkxKeptRecord : unsigned char {
   Absent,  ///< also where files have no attributes at all
   Read,

@@ -39,6 +39,7 @@ enum class EkxFileContent {
   Shortcut,
 };
 
+/// What is recorded of a file. What is absent does not exist for a description of it.
 struct SkxFileFacts {
   KxWString path;
   std::optional<uint32_t> targetType;  ///< when not given: of a file by the path's extension, else by the kind
@@ -76,6 +77,7 @@ struct SkxProcessSurroundings {
   std::optional<uint64_t> deletedFileId;  ///< the number that its program's file had, which is gone
 };
 
+/// What is recorded of a process.
 struct SkxProcessFacts {
   uint32_t pid = 0;
   int64_t creationTime = 0;        ///< file time; 0: not known

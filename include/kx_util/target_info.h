@@ -16,6 +16,7 @@ class CkxTargetInfoFile;
 class CkxTargetInfoProcess;
 struct CkxConsentData;
 
+/// The description of what is about to run, or is asked about.
 class KX_UTIL_API CkxTargetInfo {
  public:
   /// `userToken` is the token of the user on whose behalf the target runs: not owned, null means the caller's own.
@@ -129,9 +130,12 @@ class KX_UTIL_API CkxTargetInfo {
   bool _isIncomplete = false;
 };
 
+/// For a pointer that owns a description.
 struct SkxTargetDeleter {
   void operator()(CkxTargetInfo* target) const { CkxTargetInfo::Delete(target); }
 };
+
+/// Owns a description.
 using CkxTargetInfoPtr = std::unique_ptr<CkxTargetInfo, SkxTargetDeleter>;
 
 /// What a consent prompt asks about.

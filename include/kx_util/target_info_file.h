@@ -8,6 +8,7 @@
 /// Where a file description takes its facts from: the file itself, or a record. Each answer is asked for at most once.
 class IkxFileFacts;
 
+/// The description of a file.
 class KX_UTIL_API CkxTargetInfoFile : public CkxTargetInfo,
                                       public IkxHashProvider,
                                       public IkxPublisherProvider,

@@ -51,6 +51,7 @@ class KX_UTIL_API CkxTargetInfoServer : public CkxTargetInfo {
   const EkxPolicyTarget _type;
 };
 
+/// A control that a page asks to install or to run.
 class KX_UTIL_API CkxTargetInfoActiveX : public CkxTargetInfoServer {
  public:
   template <class Source>
@@ -60,6 +61,7 @@ class KX_UTIL_API CkxTargetInfoActiveX : public CkxTargetInfoServer {
   CkxTextView SourceAddress() const { return Server().sourceAddress; }  ///< empty when unknown
 };
 
+/// A component that asks to be made elevated.
 class KX_UTIL_API CkxTargetInfoUacCOM : public CkxTargetInfoServer {
  public:
   template <class Source>

@@ -8,6 +8,7 @@
 
 struct SkxProcess;
 
+/// The description of a process, which is also that of its program.
 class KX_UTIL_API CkxTargetInfoProcess : public CkxTargetInfoFile {
  public:
   CkxTargetInfoProcess(const WCHAR* path, SkxProcessFacts process, void* userToken, bool flag = false);

@@ -10,6 +10,7 @@
 #include "Common_CPP/signature/signer.h"
 #include "Common_CPP/util/owned_str.h"
 
+/// Has a path.
 class KX_UTIL_API IkxPathProvider {
  public:
   static constexpr int64_t kUnknownSize = -1;
@@ -23,6 +24,7 @@ class KX_UTIL_API IkxPathProvider {
   ~IkxPathProvider() = default;
 };
 
+/// Has content that can be hashed.
 class KX_UTIL_API IkxHashProvider : public IkxPathProvider {
  public:
   /// "ALGORITHM##HEX" for that algorithm.
@@ -38,6 +40,7 @@ class KX_UTIL_API IkxHashProvider : public IkxPathProvider {
   ~IkxHashProvider() = default;
 };
 
+/// May be signed.
 class KX_UTIL_API IkxPublisherProvider {
  public:
   /// The name of the first or the second signer; `status` is set whether or not there is one.
@@ -47,6 +50,7 @@ class KX_UTIL_API IkxPublisherProvider {
   ~IkxPublisherProvider() = default;
 };
 
+/// Has an owner.
 class KX_UTIL_API IkxOwnerProvider {
  public:
   virtual const CkxSid* GetOwner() const = 0;
@@ -56,6 +60,7 @@ class KX_UTIL_API IkxOwnerProvider {
   ~IkxOwnerProvider() = default;
 };
 
+/// May have a version resource.
 class KX_UTIL_API IkxVersionInfoProvider {
  public:
   /// The text of a named field of the file's version resource, for instance "CompanyName".

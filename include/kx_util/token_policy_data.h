@@ -21,6 +21,7 @@
 struct SkxTriggerPolicyShortInfo;
 
 #pragma pack(push, 1)
+/// The stamp on a token, 30 bytes.
 struct KX_UTIL_API SkxTokenPolicyData {
   static constexpr uint16_t kCreatedByUacElevator = 0x1;
   static constexpr uint16_t kInheritable = 0x2;

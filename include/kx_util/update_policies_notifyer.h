@@ -20,8 +20,10 @@
 
 class IkxNoticeWaiter;
 
+/// Called on the thread of the notifier; must not throw.
 using KxPoliciesUpdatedCallback = void (*)(void* context);
 
+/// Tells when other policies are published.
 class KX_UTIL_API CkxUpdatePoliciesNotifyer {
  public:
   /// Made without memory it never starts.

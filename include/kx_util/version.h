@@ -8,6 +8,7 @@
 
 #include "Common_CPP/util/text_view.h"
 
+/// A version, 8 bytes in buffers.
 struct KX_UTIL_API SkxVersion {
   SkxVersion() = default;
   SkxVersion(uint32_t mostSignificant, uint32_t leastSignificant) : _ms(mostSignificant), _ls(leastSignificant) {}
