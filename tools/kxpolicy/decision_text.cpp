@@ -1,6 +1,9 @@
 #include "tools/kxpolicy/decision_text.h"
 
-#include "Agent/engine/kx_publish/decision/decision.h"
+#include <kx_publish/decision.h>
+
+#include <nlohmann/json.hpp>
+
 #include "Agent/engine/kx_publish/model/policy_kinds.h"
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
@@ -61,9 +64,9 @@ std::string KxDecision_ToRow(const SkxDecision& decision, const std::string& wha
 }
 
 std::string KxDecision_ExplanationText(const SkxDecision& decision) {
-  if (!decision.explanation) return {};
+  if (decision.explanationJson.empty()) return {};
   std::string text;
-  for (const ordered_json& policy : *decision.explanation) {
+  for (const ordered_json& policy : ordered_json::parse(decision.explanationJson)) {
     text += "    policy " + policy["policyId"].dump() + " " + TextOf(policy, "policyName") + ": " +
             TextOf(policy, "outcome") + "\n";
     for (const ordered_json& target : policy["targets"]) {

@@ -1,4 +1,5 @@
 // eval: which policy applies to live files, to a live process, to one target document, or to each of a stream of them.
+#include <nlohmann/json.hpp>
 #include <ostream>
 
 #include "Agent/engine/kx_publish/decision/decision.h"

@@ -5,9 +5,9 @@
 #include "Agent/engine/kx_policy/evaluation_options.h"
 #include "Agent/engine/kx_policy/opened_policies.h"
 #include "Agent/engine/kx_publish/decision/fault_answer.h"
-#include "Agent/engine/kx_publish/decision/live_file.h"
 #include "Agent/engine/kx_publish/document/target_document.h"
 #include "Agent/engine/kx_publish/image/encode_image.h"
+#include "Agent/engine/kx_publish/program/live_target.h"
 #include "Common_CPP/util/text.h"
 
 namespace {
@@ -89,8 +89,9 @@ int AnswerFile(const kx_policies& policies, const char* path, const SkxEvaluatio
                char** error) {
   std::optional<CkxAccessToken> token;
   if (options.user) token.emplace(*options.user, std::vector<CkxSid>{}, false);
-  const CkxTargetInfoPtr target = KxLiveFile_Describe(path, token ? token->Handle() : nullptr);
-  if (target == nullptr) throw CkxPolicyEntryFault(KX_POLICY_INPUT, std::string(path) + ": cannot be read");
+  std::string fault;
+  const CkxTargetInfoPtr target = KxLiveTarget_File(path, token ? token->Handle() : nullptr, fault);
+  if (target == nullptr) throw CkxPolicyEntryFault(KX_POLICY_INPUT, fault);
   SkxDecision decision = policies.Judge(*target, options.explain);
   decision.idJson = nlohmann::json(path).dump();
   return Answer(decision, options, answer, error);

@@ -51,7 +51,7 @@ ordered_json Tree(const SkxDecision& decision) {
     answer["info"] = KxHex_FromBytes({reinterpret_cast<const unsigned char*>(&canonical), sizeof(canonical)});
   }
   if (!decision.error.empty()) answer["error"] = decision.error;
-  if (decision.explanation) answer["explain"] = *decision.explanation;
+  if (!decision.explanationJson.empty()) answer["explain"] = ordered_json::parse(decision.explanationJson);
   if (decision.policiesLeftOut != 0) answer["explainLeftOut"] = decision.policiesLeftOut;
   return answer;
 }
@@ -79,7 +79,7 @@ SkxDecision RandomDecision(std::mt19937& random) {
   decision.alerts.resize(random() % 4);
   for (SkxPolicyAlertLink& link : decision.alerts) Fill(&link, sizeof(link), random);
   if (random() % 4 == 0) decision.error = RandomText(random);
-  if (random() % 4 == 0) decision.explanation = {{{"policyName", RandomText(random)}}};
+  if (random() % 4 == 0) decision.explanationJson = ordered_json({{{"policyName", RandomText(random)}}}).dump();
   if (random() % 4 == 0) decision.policiesLeftOut = random();
   return decision;
 }

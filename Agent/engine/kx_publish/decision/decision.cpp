@@ -2,7 +2,9 @@
 
 #include <memory>
 #include <new>
+#include <nlohmann/json.hpp>
 
+#include "Agent/engine/kx_publish/decision/explanation.h"
 #include "Common_CPP/util/text.h"
 
 SkxDecision KxDecision_Of(const CkxTargetInfo& target, const SkxDecisionWish& wish, const CkxImageJudge& judge) {
@@ -19,7 +21,7 @@ SkxDecision KxDecision_Of(const CkxTargetInfo& target, const SkxDecisionWish& wi
   decision.alerts = observer.Alerts();
   decision.error = observer.Fault();
   decision.policiesLeftOut = observer.PoliciesLeftOut();
-  if (wish.explain != EkxExplain::None) decision.explanation = observer.TakePolicies();
+  if (wish.explain != EkxExplain::None) decision.explanationJson = observer.TakePolicies().dump();
   return decision;
 }
 

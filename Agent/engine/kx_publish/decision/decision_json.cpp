@@ -11,6 +11,8 @@
 #include "Common_CPP/util/hex.h"
 #include "Common_CPP/util/text.h"
 
+using nlohmann::ordered_json;
+
 namespace {
 
 using Info = SkxTriggerPolicyShortInfo;
@@ -116,20 +118,26 @@ KxDecisionMembers KxDecisionMembers_Of(const std::string& list) {
   return members;
 }
 
+std::string KxDecision_ToJson(const SkxDecision& decision) { return KxDecision_ToJson(decision, kKxAllMembers); }
+
 std::string KxDecision_ToJson(const SkxDecision& decision, KxDecisionMembers members) {
   std::string json;
   json.reserve(kUsualBytes);
   json += "{\"id\":";
   json += decision.idJson;
   AddMembers(json, decision, members);
-  // These are rare, and trees already or of texts that may be anything.
-  const auto addTree = [&json](const char* name, const nlohmann::ordered_json& value) {
-    KxJsonText_AddKey(json, name);
-    json += value.dump();
-  };
-  if (!decision.error.empty()) addTree("error", decision.error);
-  if (decision.explanation) addTree("explain", *decision.explanation);
-  if (decision.policiesLeftOut != 0) addTree("explainLeftOut", decision.policiesLeftOut);
+  if (!decision.error.empty()) {  // rare, and its text may be anything
+    KxJsonText_AddKey(json, "error");
+    json += ordered_json(decision.error).dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+  }
+  if (!decision.explanationJson.empty()) {
+    KxJsonText_AddKey(json, "explain");
+    json += decision.explanationJson;
+  }
+  if (decision.policiesLeftOut != 0) {
+    KxJsonText_AddKey(json, "explainLeftOut");
+    json += std::to_string(decision.policiesLeftOut);
+  }
   json += '}';
   return json;
 }

@@ -18,4 +18,4 @@ inline constexpr const char* kKxBriefMembers = "matched,policyId,action";
 KxDecisionMembers KxDecisionMembers_Of(const std::string& list);
 
 /// One line, without a line end.
-std::string KxDecision_ToJson(const SkxDecision& decision, KxDecisionMembers members = kKxAllMembers);
+std::string KxDecision_ToJson(const SkxDecision& decision, KxDecisionMembers members);

@@ -8,6 +8,7 @@
 // its policy's or its group's it is ("number", "of", "name", "group").
 #pragma once
 
+#include <kx_publish/decision.h>
 #include <kx_util/evaluation_observer.h>
 #include <kx_util/shared_policy.h>
 
@@ -16,13 +17,6 @@
 #include <vector>
 
 #include "Agent/engine/kx_publish/document/author_names.h"
-
-/// Which policies an explanation tells.
-enum class EkxExplain : unsigned char {
-  None,
-  Close,  ///< that apply, or came close: a target is of the thing's kind, and fails by something else than its name
-  All,
-};
 
 class CkxDecisionObserver : public IkxEvaluationObserver {
  public:

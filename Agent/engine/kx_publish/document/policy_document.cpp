@@ -243,10 +243,6 @@ void WriteList(const std::vector<Model>& models, const char* key, const SkxDocum
 
 }  // namespace
 
-std::string SkxDocumentError::Text() const {
-  return (document.empty() ? "" : document + ": ") + (pointer.empty() ? "" : pointer + ": ") + message;
-}
-
 bool KxPolicyDocument_Read(std::span<const SkxDocumentText> documents, SkxPublication& publication,
                            SkxDocumentError& error) {
   std::vector<SkxDocumentError> errors;

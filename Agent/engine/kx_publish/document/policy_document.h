@@ -4,26 +4,12 @@
 //                  "targets": [{"type": "executable", "fileName": "solitaire*.exe"}]}]}
 #pragma once
 
+#include <kx_publish/document_error.h>
+
 #include <nlohmann/json_fwd.hpp>
 #include <span>
 
 #include "Agent/engine/kx_publish/model/policy_model.h"
-
-struct SkxDocumentText {
-  std::string name;  ///< how faults call it: a file's path
-  std::string text;
-};
-
-/// Where a document is at fault: `pointer` is a JSON pointer, empty for the document as a whole and for a syntax fault,
-/// whose message names line and column.
-struct SkxDocumentError {
-  std::string document;
-  std::string pointer;
-  std::string message;
-
-  /// "policies.jsonc: /policies/0/id: must be ...", without what is empty.
-  std::string Text() const;
-};
 
 /// All documents together as one publication: policies in the order given, groups and alerts known by name across
 /// documents.

@@ -7,18 +7,13 @@
 // Any threads may ask one judge at once.
 #pragma once
 
+#include <kx_publish/prepare.h>
 #include <kx_util/policy_snapshot.h>
 
 #include <atomic>
 
 #include "Agent/engine/kx_publish/document/target_document.h"
 #include "Agent/engine/kx_publish/image/image_source.h"
-
-enum class EkxPrepare : unsigned char {
-  AtOnce,
-  WhenItPays,  ///< for the rest, once more has been asked than preparing takes
-  Never,       ///< of what may change from one question to the next, and where each step is watched
-};
 
 struct SkxJudgement {
   bool matched = false;

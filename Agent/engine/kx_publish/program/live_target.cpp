@@ -1,0 +1,31 @@
+#include "Agent/engine/kx_publish/program/live_target.h"
+
+#include <kx_util/evaluation_fault.h>
+#include <kx_util/shortcut_target.h>
+
+#include <new>
+
+#include "Common_CPP/file/file.h"
+#include "Common_CPP/util/text.h"
+
+CkxTargetInfoPtr KxLiveTarget_File(std::string_view file, void* token, std::string& error) {
+  const std::optional<KxWString> path = KxText_FromUtf8(file);
+  const std::optional<KxWString> full = path ? KxFile_FullPath(*path) : std::nullopt;
+  if (!full || !KxFile_Status(*full)) {
+    error = std::string(file) + ": cannot be read";
+    return nullptr;
+  }
+  CkxTargetInfoPtr started = KxShortcut_Describe(full->c_str(), token);
+  if (started != nullptr) return started;
+  if (KxUtil_LastFault() == EkxEvaluationFault::OutOfMemory) throw std::bad_alloc();
+  return CkxTargetInfoPtr(new CkxTargetInfoFile(full->c_str(), token));
+}
+
+CkxTargetInfoPtr KxLiveTarget_Process(uint32_t pid, void* token, EkxProcessLookup& lookup, std::string& error) {
+  CkxTargetInfoPtr process = CkxTargetInfoProcess::CreateFromPid(pid, lookup, token);
+  if (process != nullptr) return process;
+  if (KxUtil_LastFault() == EkxEvaluationFault::OutOfMemory) throw std::bad_alloc();
+  error = "process " + std::to_string(pid);
+  error += lookup == EkxProcessLookup::NoSuchProcess ? ": there is none" : ": the system does not tell all of it";
+  return nullptr;
+}

@@ -1,0 +1,40 @@
+// A decision: whether a policy applies, which, what it does, and on request how that came about.
+//
+//   const SkxDecision decision = judge.Decide(target, EkxExplain::Close);      // judge.h
+//   if (decision.outcome == EkxEvaluationOutcome::NotAnswered) return Refuse(decision.error);
+//   if (decision.matched) Apply(decision.info.PolicyAction);
+//   puts(KxDecision_ToJson(decision).c_str());
+#pragma once
+
+#include <kx_util/policy_result.h>
+#include <kx_util/shared_policies_data.h>
+#include <kx_util/shared_policy.h>
+
+#include <string>
+#include <vector>
+
+/// Which policies an explanation tells.
+enum class EkxExplain : unsigned char {
+  None,
+  Close,  ///< that apply, or came close: a target is of the thing's kind, and fails by something else than its name
+  All,
+};
+
+/// All texts are UTF-8.
+struct SkxDecision {
+  std::string idJson = "null";  ///< the target's id, as JSON text
+  bool matched = false;
+  EkxEvaluationOutcome outcome = EkxEvaluationOutcome::NotAnswered;
+  SkxTriggerPolicyShortInfo info;
+  std::string policyName;
+  std::vector<SkxPolicyAlertLink> alerts;
+  std::string error;            ///< of an evaluation that ended in a fault; else empty
+  std::string explanationJson;  ///< the list that an answer has as "explain"; empty where nobody has asked
+  size_t policiesLeftOut = 0;   ///< of the explanation, because there are too many
+};
+
+/// What the policy does, in the library's words.
+std::string KxDecision_ActionName(const SkxDecision& decision);
+
+/// The answer that `kxpolicy eval --format json` writes, without a line end.
+std::string KxDecision_ToJson(const SkxDecision& decision);
