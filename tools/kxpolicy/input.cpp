@@ -56,7 +56,7 @@ bool CkxLineReader::Next(std::string& line) {
   while (ReadLine(line)) {
     ++_number;
     if (_number == 1 && IsUtf16(line)) {
-      throw CkxToolFault(EkxExit::UnusableInput, "the stream is UTF-16; it must be UTF-8");
+      throw CkxToolFault(EkxExit::UnusableInput, _name + ": is UTF-16; it must be UTF-8");
     }
     if (_number == 1 && line.starts_with(kByteOrderMark)) line.erase(0, kByteOrderMark.size());
     if (line.ends_with('\r')) line.pop_back();
@@ -70,6 +70,7 @@ bool CkxLineReader::ReadLine(std::string& line) {
   _tooLong = false;
   for (;;) {
     _stream.getline(_block.data(), static_cast<std::streamsize>(_block.size()));
+    if (_stream.bad()) throw CkxToolFault(EkxExit::UnusableInput, _name + ": cannot be read");
     const auto taken = static_cast<size_t>(_stream.gcount());
     const bool ended = _stream.good();  // by a line end, which was taken, but is not in the block
     Append(line, std::string_view(_block.data(), ended ? taken - 1 : taken));

@@ -33,9 +33,12 @@ class CkxLineReader {
  public:
   static constexpr size_t kMaxLineBytes = size_t{16} << 20;
 
-  explicit CkxLineReader(std::istream& stream) : _stream(stream) {}
+  explicit CkxLineReader(std::istream& stream, std::string name = "the stream")
+      : _stream(stream), _name(std::move(name)) {}
+  explicit CkxLineReader(CkxInput& input) : CkxLineReader(input.Stream(), input.Name()) {}
 
-  /// False at the end. A line over the limit comes back cut, with `TooLong`.
+  /// False at the end. A line over the limit comes back cut, with `TooLong`. A stream that fails before its end is
+  /// unusable input: what is left of it is not known.
   bool Next(std::string& line);
   bool TooLong() const { return _tooLong; }
   size_t Number() const { return _number; }  ///< of the line handed out last, from 1
@@ -45,6 +48,7 @@ class CkxLineReader {
   void Append(std::string& line, std::string_view part);
 
   std::istream& _stream;
+  const std::string _name;
   std::vector<char> _block = std::vector<char>(size_t{64} << 10);
   size_t _number = 0;
   bool _tooLong = false;

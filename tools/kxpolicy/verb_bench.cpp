@@ -52,7 +52,7 @@ std::vector<BenchTarget> ReadTargets(const BenchOptions& options, SkxStreams& st
     targets.push_back(ReadTarget(input.ReadAll(), input.Name()));
     return targets;
   }
-  CkxLineReader lines(input.Stream());
+  CkxLineReader lines(input);
   for (std::string line; targets.size() < kEnough && lines.Next(line);) {
     targets.push_back(ReadTarget(line, input.Name() + ":" + std::to_string(lines.Number())));
   }

@@ -98,7 +98,7 @@ class DiffWriter {
 /// Whether all lines could be used.
 bool AskStream(CkxInput& input, CkxDecisionChanges& changes, DiffWriter& writer) {
   bool areUsable = true;
-  CkxLineReader lines(input.Stream());
+  CkxLineReader lines(input);
   for (std::string line; lines.Next(line);) {
     try {
       if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");

@@ -130,7 +130,7 @@ std::string NameOf(const CkxTargetDocument& document) {
 EkxExit EvalStream(const EvalOptions& options, const std::optional<CkxSid>& user, const CkxImageJudge& judge,
                    Answers& answers, SkxStreams& streams) {
   CkxInput input(options.targets, streams.in);
-  CkxLineReader lines(input.Stream());
+  CkxLineReader lines(input);
   EkxExit code = EkxExit::Done;
   for (std::string line; lines.Next(line);) {
     try {
@@ -169,7 +169,7 @@ void EvalFile(const std::string& file, const EvalOptions& options, void* token, 
 EkxExit EvalFileList(const EvalOptions& options, void* token, const CkxImageJudge& judge, Answers& answers,
                      SkxStreams& streams) {
   CkxInput input(options.fileList, streams.in);
-  CkxLineReader lines(input.Stream());
+  CkxLineReader lines(input);
   EkxExit code = EkxExit::Done;
   for (std::string line; lines.Next(line);) {
     try {

@@ -33,7 +33,7 @@ void Write(const nlohmann::ordered_json& document, size_t line, SkxStreams& stre
 EkxExit Events(const EventsOptions& options, SkxStreams& streams) {
   const SkxEventKind& kind = KindNamed(options.kind);
   CkxInput input(options.file, streams.in);
-  CkxLineReader lines(input.Stream());
+  CkxLineReader lines(input);
   EkxExit code = EkxExit::Done;
   size_t skipped = 0;
   for (std::string line; lines.Next(line);) {

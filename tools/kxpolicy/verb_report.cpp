@@ -92,7 +92,7 @@ CkxReportDecisions DecideAll(const ReportOptions& options, const SkxPolicyImage&
   const CkxImageJudge judge(image, EkxPrepare::WhenItPays);
   CkxInput input(options.targets, standardInput);
   CkxReportDecisions decisions(input.Name());
-  CkxLineReader lines(input.Stream());
+  CkxLineReader lines(input);
   for (std::string line; lines.Next(line);) {
     try {
       if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");

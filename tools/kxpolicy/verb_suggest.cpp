@@ -55,7 +55,7 @@ void AddFolder(const std::string& folder, CkxSuggestion& suggestion) {
 /// Returns how many lines could not be used, which is none unless that is fine.
 size_t AddTargets(const SuggestOptions& options, CkxSuggestion& suggestion, SkxStreams& streams) {
   CkxInput input(options.targets, streams.in);
-  CkxLineReader lines(input.Stream());
+  CkxLineReader lines(input);
   size_t unusable = 0;
   for (std::string line; lines.Next(line);) {
     try {

@@ -104,7 +104,7 @@ bool JudgeEvents(const std::string& path, const std::vector<SkxTestedCase*>& cas
 
   CkxCaseEventsRun run(judge, pointers);
   CkxInput input(path, streams.in);
-  CkxLineReader lines(input.Stream());
+  CkxLineReader lines(input);
   size_t unusable = 0;
   for (std::string line; lines.Next(line);) {
     const std::string place = input.Name() + ":" + std::to_string(lines.Number());
@@ -116,7 +116,6 @@ bool JudgeEvents(const std::string& path, const std::vector<SkxTestedCase*>& cas
       if (++unusable <= kMaxTold) streams.err << "kxpolicy: " + KxText_Printable(place + ": " + fault.Line()) + "\n";
     }
   }
-  if (input.Stream().bad()) throw CkxToolFault(EkxExit::UnusableInput, input.Name() + ": cannot be read");
   run.End();
   for (size_t i = 0; i < cases.size(); ++i) cases[i]->result = std::move(onEvents[i].result);
   return unusable == 0;

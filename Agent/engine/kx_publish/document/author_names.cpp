@@ -134,6 +134,7 @@ CkxAuthorNames::CkxAuthorNames(const SkxPublication& publication) {
 }
 
 CkxAuthorNames CkxAuthorNames::Parse(const std::string& text) {
+  if (text.empty()) throw CkxDocumentFault("", "is empty, or cannot be read");
   const CkxJsonDocument document(text, false);
   CkxJsonObject object(document.Root(), "");
   CkxAuthorNames names;
