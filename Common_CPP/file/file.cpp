@@ -5,12 +5,14 @@
 
 #include "Common_CPP/util/last_error.h"
 
-CkxFileReader::CkxFileReader(CkxFileReader&& other) noexcept : _handle(std::exchange(other._handle, -1)) {}
+CkxFileReader::CkxFileReader(CkxFileReader&& other) noexcept
+    : _handle(std::exchange(other._handle, -1)), _hasFailed(std::exchange(other._hasFailed, false)) {}
 
 CkxFileReader& CkxFileReader::operator=(CkxFileReader&& other) noexcept {
   if (this == &other) return *this;
   Close();
   _handle = std::exchange(other._handle, -1);
+  _hasFailed = std::exchange(other._hasFailed, false);
   return *this;
 }
 

@@ -49,11 +49,15 @@ class CkxFileReader : public IkxByteSource {
 
   std::optional<size_t> ReadAt(uint64_t offset, std::span<unsigned char> bytes) const override;
 
+  /// Whether a read failed since it was opened, though the file may be read: what was made of those reads says nothing.
+  bool HasFailed() const { return _hasFailed; }
+
  private:
   bool Take(intptr_t handle);  ///< of a regular file, else it is closed
   friend class CkxHeldFolder;
   void Close();
   intptr_t _handle = -1;
+  mutable bool _hasFailed = false;
 };
 
 /// Of a regular file, which need not be readable.

@@ -141,6 +141,7 @@ std::optional<size_t> CkxFileReader::ReadAt(uint64_t offset, std::span<unsigned 
     if (count == 0) break;
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) {
+      _hasFailed = _hasFailed || errno != EBADF;  // which is the one of a file that may not be read
       KxLastError_SetFromSystem();
       return std::nullopt;
     }
@@ -152,6 +153,7 @@ std::optional<size_t> CkxFileReader::ReadAt(uint64_t offset, std::span<unsigned 
 void CkxFileReader::Close() {
   CkxDescriptor(static_cast<int>(_handle)).Close();
   _handle = -1;
+  _hasFailed = false;
 }
 
 std::optional<SkxFileStatus> KxFile_Status(CkxTextView path) {

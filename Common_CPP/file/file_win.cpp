@@ -151,8 +151,9 @@ std::optional<size_t> CkxFileReader::ReadAt(uint64_t offset, std::span<unsigned 
     DWORD count = 0;
     const DWORD wanted = static_cast<DWORD>(std::min(bytes.size() - done, kMaxTransfer));
     if (!ReadFile(ToHandle(_handle), bytes.data() + done, wanted, &count, &where)) {
-      if (GetLastError() != ERROR_HANDLE_EOF) return std::nullopt;
-      break;
+      if (GetLastError() == ERROR_HANDLE_EOF) break;
+      _hasFailed = _hasFailed || GetLastError() != kKxErrorAccessDenied;  // the one of a file that may not be read
+      return std::nullopt;
     }
     if (count == 0) break;
     done += count;
@@ -163,6 +164,7 @@ std::optional<size_t> CkxFileReader::ReadAt(uint64_t offset, std::span<unsigned 
 void CkxFileReader::Close() {
   CkxHandle(ToHandle(_handle)).Close();
   _handle = -1;
+  _hasFailed = false;
 }
 
 std::optional<SkxFileStatus> KxFile_Status(CkxTextView path) {

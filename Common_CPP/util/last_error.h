@@ -13,6 +13,7 @@ inline constexpr uint32_t kKxErrorInvalidHandle = 6;
 inline constexpr uint32_t kKxErrorNotEnoughMemory = 8;
 inline constexpr uint32_t kKxErrorGenFailure = 31;
 inline constexpr uint32_t kKxErrorNoToken = 1008;
+inline constexpr uint32_t kKxErrorIoDevice = 1117;
 
 uint32_t KxLastError_Get();
 void KxLastError_Set(uint32_t error);

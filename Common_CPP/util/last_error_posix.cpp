@@ -43,7 +43,7 @@ uint32_t ErrorFromErrno(int error) {
     case ENAMETOOLONG:
       return 206;  // file name too long
     case EIO:
-      return 1117;  // device error
+      return kKxErrorIoDevice;
     case ETIMEDOUT:
       return 1460;  // timeout
     default:

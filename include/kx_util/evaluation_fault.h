@@ -20,7 +20,7 @@ enum class EkxEvaluationFault : unsigned char {
   PublicationUnstable,  ///< publications replaced each other faster than one could be read
   Malformed,            ///< the frame of a record is damaged: what follows it cannot be read
   TargetChanged,        ///< the file that is judged was changed meanwhile: its facts are not of one file
-  TargetUnreadable,     ///< the system refuses to tell what is kept with the file that is judged, if anything is
+  TargetUnreadable,  ///< the file that is judged fails to be read, or the system refuses to tell what is kept with it
 };
 
 /// The trace line of a fault, for instance "ERROR: Out of memory"; empty for `None`.

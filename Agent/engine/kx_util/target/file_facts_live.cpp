@@ -49,10 +49,13 @@ bool SpendOnBytes(uint64_t bytes) {
   return KxWork_Spend(bytes / kBytesAUnit + 1);
 }
 
-/// A process that has no handle or no memory left to open a file with does not know that there is none.
-void NoteWhatIsShort() {
+/// A process that has no handle or no memory left to open a file with does not know that there is none; nor does one
+/// whose disk fails.
+void NoteWhyNotTold() {
   if (KxLastError_Get() == kKxErrorTooManyOpenFiles || KxLastError_Get() == kKxErrorNotEnoughMemory) {
     KxFault_Note(EkxEvaluationFault::OutOfMemory);
+  } else if (KxLastError_Get() == kKxErrorIoDevice) {
+    KxFault_Note(EkxEvaluationFault::TargetUnreadable);
   }
 }
 
@@ -104,7 +107,12 @@ class LiveFileFacts : public IkxFileFacts {
     return digest ? std::optional(KxHash_Hexadecimal(*digest)) : std::nullopt;
   }
 
-  std::optional<CkxSid> Owner() const override { return File() != nullptr ? _file.Owner() : std::nullopt; }
+  std::optional<CkxSid> Owner() const override {
+    if (File() == nullptr) return std::nullopt;
+    std::optional<CkxSid> owner = _file.Owner();
+    if (!owner) NoteWhyNotTold();
+    return owner;
+  }
 
   std::optional<KxWString> OwnerName() const override {
     const std::optional<CkxSid> owner = Owner();
@@ -171,7 +179,7 @@ class LiveFileFacts : public IkxFileFacts {
     const CkxImpersonationScope asUser(_token);
     const KxWString mark = KxZoneIdentifier_PathOf(_file.FinalPath().value_or(_path));
     const std::optional<std::vector<unsigned char>> bytes = KxFile_ReadAll(mark, kKxMaxZoneIdentifierBytes);
-    if (!bytes) NoteWhatIsShort();
+    if (!bytes) NoteWhyNotTold();
     if (!bytes) return std::nullopt;
     return KxZoneIdentifier_Read({reinterpret_cast<const char*>(bytes->data()), bytes->size()});
   }
@@ -195,7 +203,7 @@ class LiveFileFacts : public IkxFileFacts {
     if (!_sought) {
       const CkxImpersonationScope asUser(_token);
       _isOpen = _file.OpenForFacts(_path) && _file.Status(_status);
-      if (!_isOpen) NoteWhatIsShort();
+      if (!_isOpen) NoteWhyNotTold();
       _sought = _isOpen || KxFault_Current() == EkxEvaluationFault::None;
     }
     return _isOpen ? &_file : nullptr;
@@ -244,7 +252,14 @@ class LiveFileFacts : public IkxFileFacts {
     return false;
   }
 
+  /// What fails to be read has not been found to lack anything.
+  bool IsRead() const {
+    if (_file.HasFailed()) KxFault_Note(EkxEvaluationFault::TargetUnreadable);
+    return !_file.HasFailed();
+  }
+
   bool IsUnchanged() const {
+    if (!IsRead()) return false;
     SkxFileStatus now;
     if (_file.Status(now) && now == _status) return true;
     KxFault_Note(EkxEvaluationFault::TargetChanged);
@@ -253,8 +268,11 @@ class LiveFileFacts : public IkxFileFacts {
 
   /// What there is to know of its signature before that is looked at; null for what is no program.
   const SkxPeSignature* Signature() const {
-    if (!_signature) _signature = KxPeSignature_Read(_file, _status.size);
-    return *_signature ? &**_signature : nullptr;
+    if (!_signature) {
+      std::optional<SkxPeSignature> read = KxPeSignature_Read(_file, _status.size);
+      if (IsRead()) _signature = std::move(read);
+    }
+    return _signature && *_signature ? &**_signature : nullptr;
   }
 
   /// One read for the version and all of the fields; without a version resource, neither.

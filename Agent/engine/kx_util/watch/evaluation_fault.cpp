@@ -60,7 +60,7 @@ std::string_view KxUtil_FaultText(EkxEvaluationFault fault) noexcept {
     case EkxEvaluationFault::TargetChanged:
       return "ERROR: The file was changed while it was judged";
     case EkxEvaluationFault::TargetUnreadable:
-      return "ERROR: What is kept with the file cannot be read";
+      return "ERROR: The file, or what is kept with it, cannot be read";
   }
   return {};
 }
