@@ -1,0 +1,210 @@
+// The command on a system that fails it: whichever call of a verb fails, is interrupted or comes short, it answers as
+// it would have, or says in a line that it could not and ends so. What it writes is there whole or is not there, and
+// what was there before stays.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <map>
+
+#include "Common_CPP/util/descriptor_posix.h"
+#include "tests/kxpolicy/failing_calls_posix.h"
+#include "tests/kxpolicy/run_tool.h"
+#include "tests/support/runtime_folder_scope.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using KxFilesByName = std::map<std::string, std::string>;
+
+/// All that is in a folder and below, by its path there; of folders that they are there.
+KxFilesByName FilesIn(const fs::path& folder) {
+  KxFilesByName files;
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder)) {
+    std::ifstream file(entry.path(), std::ios::binary);
+    files[entry.path().lexically_relative(folder)] =
+        entry.is_directory() ? "" : std::string(std::istreambuf_iterator<char>(file), {});
+  }
+  return files;
+}
+
+std::vector<std::string> LinesOf(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  return lines;
+}
+
+struct SkxFailedVerb {
+  std::vector<std::string> arguments;  ///< "@NAME" is in the folder of inputs, ">NAME" in that of outputs
+  std::string input = "";
+  std::vector<std::string> before = {};  ///< a run that comes first, and leaves what there is in the folder of outputs
+};
+
+/// What a run has to show.
+struct SkxVerbOutcome {
+  SkxTracedRun run;
+  std::string out;
+  std::string err;
+  KxFilesByName files;
+};
+
+class FailingCalls : public ::testing::TestWithParam<SkxFailedVerb> {
+ protected:
+  void SetUp() override {
+    const fs::path example = "examples/workstation";
+    fs::copy(example, _inputs.Path(), fs::copy_options::recursive);
+    _inputs.Write("applocker.xml", kAppLocker);
+    _inputs.Write("events.jsonl", "{\"image\":\"C:\\\\a.exe\"}\n{\"image\":\"C:\\\\b.exe\"}\n");
+    for (const char* name : {"policies", "upkeep"}) {
+      ASSERT_EQ(Tool({"compile", "@" + std::string(name) + ".jsonc", "-o", "@" + std::string(name)}).code, 0);
+    }
+    const SkxToolRun summary =
+        Tool({"eval", "@policies", "--targets", "@targets.jsonl", "--summary", "--format", "json"});
+    ASSERT_EQ(summary.code, 0) << summary.err;
+    _inputs.Write("summary.json", summary.out);
+    _inputs.Write("input", GetParam().input);
+    if (!GetParam().before.empty()) {
+      ASSERT_EQ(Tool(GetParam().before).code, 0);
+    }
+    fs::copy(_outputs.Path(), _before.Path(), fs::copy_options::recursive);
+  }
+
+  SkxVerbOutcome Run(SkxCallFault fault) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(_outputs.Path())) fs::remove_all(entry.path());
+    fs::copy(_before.Path(), _outputs.Path(), fs::copy_options::recursive);
+    const std::vector<std::string> arguments = Arguments(GetParam().arguments);
+    const CkxDescriptor files[] = {CkxDescriptor(open((_inputs.Path() / "input").c_str(), O_RDONLY | O_CLOEXEC)),
+                                   Created(_streams.Path() / "out"), Created(_streams.Path() / "err")};
+    std::fflush(stdout);  // or the child would write it too
+    const SkxTracedRun run = KxTest_RunTraced([&] { return AsMain(arguments, files); }, fault);
+    return {run, _streams.Read("out"), _streams.Read("err"), FilesIn(_outputs.Path())};
+  }
+
+  const KxFilesByName Before() const { return FilesIn(_before.Path()); }
+
+ private:
+  static constexpr const char* kAppLocker =
+      R"(<AppLockerPolicy Version="1"><RuleCollection Type="Exe" EnforcementMode="Enabled">)"
+      R"(<FilePathRule Id="windows" Name="n" UserOrGroupSid="S-1-1-0" Action="Allow"><Conditions>)"
+      R"(<FilePathCondition Path="%WINDIR%\*"/></Conditions></FilePathRule></RuleCollection></AppLockerPolicy>)";
+
+  static CkxDescriptor Created(const fs::path& path) {
+    return CkxDescriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+  }
+  std::vector<std::string> Arguments(std::vector<std::string> arguments) const {
+    for (std::string& argument : arguments) {
+      if (argument[0] == '@') argument = _inputs.Path() / argument.substr(1);
+      if (argument[0] == '>') argument = _outputs.Path() / argument.substr(1);
+    }
+    return arguments;
+  }
+  SkxToolRun Tool(const std::vector<std::string>& arguments) const { return KxTest_RunTool(Arguments(arguments)); }
+
+  /// What the program's main does, in a child.
+  static int AsMain(const std::vector<std::string>& arguments, const CkxDescriptor (&files)[3]) {
+    for (int stream = 0; stream < 3; ++stream) dup2(files[stream].Get(), stream);
+    std::ios::sync_with_stdio(false);
+    std::cin.tie(nullptr);
+    SkxStreams streams = {std::cin, std::cout, std::cerr};
+    streams.waitForStop = [](uint32_t) { return true; };
+    return KxPolicy_Run(arguments, streams);
+  }
+
+  const CkxRuntimeFolderScope _runtime;
+  const CkxTempFolder _inputs;
+  const CkxTempFolder _outputs;
+  const CkxTempFolder _before;
+  const CkxTempFolder _streams;
+};
+
+/// Whether an answer is the right one, but for lines that say that something went wrong; one that was broken off may
+/// lack the rest.
+bool IsRightOrTold(const SkxVerbOutcome& outcome, const SkxVerbOutcome& whole) {
+  if (whole.out.starts_with(outcome.out)) return outcome.out == whole.out || outcome.run.code != whole.run.code;
+  const std::vector<std::string> right = LinesOf(whole.out);
+  const std::vector<std::string> lines = LinesOf(outcome.out);
+  const auto isGood = [&](const std::string& line) {
+    return std::find(right.begin(), right.end(), line) != right.end() || line.find("error") != std::string::npos ||
+           line.find("cannot be read") != std::string::npos;
+  };
+  return lines.size() >= right.size() && std::all_of(lines.begin(), lines.end(), isGood);
+}
+
+/// Each is as it was before, or as it is in the end; what could not be removed may stay beside them.
+void ExpectWholeFiles(const SkxVerbOutcome& outcome, const KxFilesByName& before, const KxFilesByName& after) {
+  const auto isIn = [](const KxFilesByName& files, const KxFilesByName::value_type& file) {
+    const auto found = files.find(file.first);
+    return found != files.end() && found->second == file.second;
+  };
+  const bool mayLeave = outcome.run.failed.starts_with("unlink") || outcome.run.failed == "rmdir";
+  for (const auto& file : outcome.files) EXPECT_TRUE(mayLeave || isIn(before, file) || isIn(after, file)) << file.first;
+  for (const auto& file : before)
+    EXPECT_TRUE(outcome.files.contains(file.first) || !after.contains(file.first)) << file.first;
+}
+
+TEST_P(FailingCalls, AreToldOrMadeGoodAndLeaveNothingByHalves) {
+  const SkxVerbOutcome whole = Run({});
+  ASSERT_GE(whole.run.code, 0) << whole.err;
+  ASSERT_LE(whole.run.code, 1) << whole.err;
+  for (const EkxCallFault how : {EkxCallFault::Fails, EkxCallFault::Interrupted, EkxCallFault::Short}) {
+    const size_t calls = Run({how, SkxCallFault::kNever}).run.calls;
+    EXPECT_GT(calls, 0u);
+    for (size_t at = 0; at < calls; ++at) {
+      const SkxVerbOutcome outcome = Run({how, at});
+      SCOPED_TRACE("call " + std::to_string(at) + " of " + std::to_string(calls) + ", " + outcome.run.failed +
+                   " of descriptor " + std::to_string(outcome.run.descriptor) + ": exit code " +
+                   std::to_string(outcome.run.code) + ", " + outcome.err);
+      const bool isUntold = outcome.run.failed == "write" && outcome.run.descriptor == STDERR_FILENO;
+      EXPECT_TRUE(IsRightOrTold(outcome, whole)) << outcome.out;
+      if (outcome.run.code == whole.run.code) {
+        EXPECT_TRUE(outcome.err == whole.err || isUntold);
+        ExpectWholeFiles(outcome, whole.files, whole.files);
+      } else {
+        EXPECT_EQ(how, EkxCallFault::Fails) << "the rest is to be asked for again";
+        EXPECT_TRUE(outcome.run.code == 3 || outcome.run.code == 4);
+        EXPECT_TRUE(!outcome.err.empty() || isUntold);
+        ExpectWholeFiles(outcome, Before(), whole.files);
+      }
+    }
+  }
+}
+
+/// So that a failure names the verb.
+void PrintTo(const SkxFailedVerb& verb, std::ostream* out) { *out << verb.arguments[0]; }
+
+const SkxFailedVerb kFailedVerbs[] = {
+    {{"new", ">folder"}},
+    {{"compile", "@policies.jsonc", "-o", ">image"}},
+    {{"compile", "@policies.jsonc", "-o", ">image"}, "", {"compile", "@upkeep.jsonc", "-o", ">image"}},
+    {{"import", "applocker", "@applocker.xml", "-o", ">policies.jsonc", "--report", ">report"}},
+    {{"check", "@policies"}},
+    {{"check", "@policies.jsonc"}},
+    {{"show", "@policies", "--format", "json"}},
+    {{"report", "@policies", "--targets", "@targets.jsonl", "-o", ">page.html"}},
+    {{"eval", "@policies", "--targets", "@targets.jsonl"}},
+    {{"eval", "@policies", "--targets", "@targets.jsonl", "--summary"}},
+    {{"eval", "@policies.jsonc", "--target", "-", "--format", "json"}, R"({"kind":"process","path":"C:\\a.exe"})"},
+    {{"eval", "@policies", "--file", "@policies.jsonc", "--format", "json"}},
+    {{"summary", "@summary.json", "@summary.json"}},
+    {{"test", "@policies.jsonc", "@tests/cases.jsonc", "--coverage"}},
+    {{"diff", "@policies.jsonc", "@upkeep.jsonc", "--targets", "@targets.jsonl"}},
+    {{"witness", "@policies"}},
+    {{"describe", "@policies.jsonc"}},
+    {{"events", "plain", "@events.jsonl"}},
+    {{"suggest", "--file", "@policies.jsonc", "-o", ">policies.jsonc"}},
+    {{"suggest", "--targets", "@targets.jsonl", "-o", ">policies.jsonc"}},
+    {{"match"}, "{\"id\":1,\"op\":\"str\",\"mode\":5,\"pattern\":\"a+\",\"subject\":\"aa\"}\n"},
+    {{"config", "list", "--image", "@policies"}},
+    {{"procmap", "replay", "--dump", ">map"}, "{\"op\":\"OnProcessStart\",\"pid\":4}\n"},
+    {{"publish", "@policies"}},
+};
+
+std::string NameOfVerb(const ::testing::TestParamInfo<SkxFailedVerb>& verb) {
+  return verb.param.arguments[0] + std::to_string(verb.index);
+}
+
+INSTANTIATE_TEST_SUITE_P(OfVerbs, FailingCalls, ::testing::ValuesIn(kFailedVerbs), NameOfVerb);
+
+}  // namespace
