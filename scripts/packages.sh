@@ -54,7 +54,7 @@ fetch_debian_source() {
     -o "Dir::Cache=$lists" -o APT::Sandbox::User=)
   "${apt[@]}" update
   (cd "$lists" && "${apt[@]}" source --download-only "$name" >/dev/null)
-  tar -xf "$lists/$name"_*.orig.tar.* -C "$folder.part" --strip-components 1 --wildcards "${@/#/*/}"
+  tar -xf "$lists/$name"_*.orig.tar.?z -C "$folder.part" --strip-components 1 --wildcards "${@/#/*/}"
   rm -rf "$lists"
   mv "$folder.part" "$folder"
 }
@@ -75,7 +75,7 @@ fetch_npm_package() {
 
 # For the library and the command.
 build_packages=(
-  cmake ninja-build g++ libssl-dev ca-certificates nlohmann-json3-dev libcli11-dev zlib1g-dev libtinyxml2-dev
+  cmake ninja-build g++ libssl-dev ca-certificates nlohmann-json3-dev libcli11-dev zlib1g-dev libzstd-dev libtinyxml2-dev
 )
 
 # Programs for Windows with version resources, to evaluate.

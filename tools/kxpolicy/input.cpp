@@ -28,22 +28,28 @@ std::unique_ptr<std::istream> OpenFile(const std::string& path) {
 CkxInput::CkxInput(const std::string& path, std::istream& standardInput)
     : _name(path == "-" ? "standard input" : path),
       _file(path == "-" ? nullptr : OpenFile(path)),
-      _standardInput(standardInput) {}
+      _raw(_file != nullptr ? *_file : standardInput),
+      _buffer(*_raw.rdbuf(), _name),
+      _stream(&_buffer) {
+  _stream.exceptions(std::ios::badbit);
+}
 
 std::string CkxInput::ReadAll() {
-  std::string text = ReadAllBytes();
+  std::string text = AllOf(_stream);
   if (IsUtf16(text)) throw CkxToolFault(EkxExit::UnusableInput, _name + ": is UTF-16; it must be UTF-8");
   return text.starts_with(kByteOrderMark) ? text.substr(kByteOrderMark.size()) : text;
 }
 
-std::string CkxInput::ReadAllBytes() {
+std::string CkxInput::ReadAllBytes() { return AllOf(_raw); }
+
+std::string CkxInput::AllOf(std::istream& stream) const {
   std::string text;
   std::string block(size_t{64} << 10, '\0');
-  while (Stream().read(block.data(), static_cast<std::streamsize>(block.size())), Stream().gcount() > 0) {
-    text.append(block, 0, static_cast<size_t>(Stream().gcount()));
+  while (stream.read(block.data(), static_cast<std::streamsize>(block.size())), stream.gcount() > 0) {
+    text.append(block, 0, static_cast<size_t>(stream.gcount()));
     if (text.size() > kMaxDocumentBytes) throw CkxToolFault(EkxExit::UnusableInput, _name + ": is too large");
   }
-  if (Stream().bad()) throw CkxToolFault(EkxExit::UnusableInput, _name + ": cannot be read");
+  if (stream.bad()) throw CkxToolFault(EkxExit::UnusableInput, _name + ": cannot be read");
   return text;
 }
 

@@ -6,22 +6,30 @@
 #include <string>
 #include <vector>
 
-/// The stream behind a path in UTF-8, or `standardInput` for "-". One that cannot be opened is unusable input.
+#include "tools/kxpolicy/input_buffer.h"
+
+/// What is behind a path in UTF-8, or `standardInput` for "-". One that cannot be opened is unusable input.
 class CkxInput {
  public:
   CkxInput(const std::string& path, std::istream& standardInput);
 
-  std::istream& Stream() { return _file != nullptr ? *_file : _standardInput; }
+  /// Unpacked where it is packed. One that cannot be read to its end is unusable input, which reading it throws.
+  std::istream& Stream() { return _stream; }
   const std::string& Name() const { return _name; }
 
-  /// All of it, up to a limit that no document needs. Without a byte order mark, or the bytes as they are.
+  /// All of it, up to a limit that no document needs: of the stream, without a byte order mark, or the bytes as they
+  /// are.
   std::string ReadAll();
   std::string ReadAllBytes();
 
  private:
+  std::string AllOf(std::istream& stream) const;
+
   const std::string _name;
-  std::unique_ptr<std::istream> _file;
-  std::istream& _standardInput;
+  const std::unique_ptr<std::istream> _file;
+  std::istream& _raw;
+  CkxInputBuffer _buffer;
+  std::istream _stream;
 };
 
 /// Unusable arguments when more than one of `paths` is "-": it can be read only once.
