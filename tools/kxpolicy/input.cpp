@@ -8,7 +8,6 @@
 
 namespace {
 
-constexpr size_t kMaxDocumentBytes = size_t{256} << 20;
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 /// By its byte order mark, as editors of some systems write it.
@@ -88,7 +87,7 @@ bool CkxLineReader::ReadLine(std::string& line) {
 }
 
 void CkxLineReader::Append(std::string& line, std::string_view part) {
-  const size_t left = kMaxLineBytes - line.size();
+  const size_t left = _maxLineBytes - line.size();
   if (part.size() > left) _tooLong = true;
   line += part.substr(0, left);
 }

@@ -11,6 +11,8 @@
 /// What is behind a path in UTF-8, or `standardInput` for "-". One that cannot be opened is unusable input.
 class CkxInput {
  public:
+  static constexpr size_t kMaxDocumentBytes = size_t{256} << 20;
+
   CkxInput(const std::string& path, std::istream& standardInput);
 
   /// Unpacked where it is packed. One that cannot be read to its end is unusable input, which reading it throws.
@@ -43,7 +45,8 @@ class CkxLineReader {
 
   explicit CkxLineReader(std::istream& stream, std::string name = "the stream")
       : _stream(stream), _name(std::move(name)) {}
-  explicit CkxLineReader(CkxInput& input) : CkxLineReader(input.Stream(), input.Name()) {}
+  explicit CkxLineReader(CkxInput& input, size_t maxLineBytes = kMaxLineBytes)
+      : _stream(input.Stream()), _name(input.Name()), _maxLineBytes(maxLineBytes) {}
 
   /// False at the end. A line over the limit comes back cut, with `TooLong`. A stream that fails before its end is
   /// unusable input: what is left of it is not known.
@@ -57,6 +60,7 @@ class CkxLineReader {
 
   std::istream& _stream;
   const std::string _name;
+  const size_t _maxLineBytes = kMaxLineBytes;
   std::vector<char> _block = std::vector<char>(size_t{64} << 10);
   size_t _number = 0;
   bool _tooLong = false;

@@ -3,6 +3,7 @@
 #include <ostream>
 
 #include "Agent/engine/kx_publish/compare/decision_changes.h"
+#include "Agent/engine/kx_publish/compare/diff_summary.h"
 #include "Agent/engine/kx_publish/compare/image_difference.h"
 #include "Agent/engine/kx_publish/compare/witnessed_changes.h"
 #include "Agent/engine/kx_publish/decision/fault_answer.h"
@@ -20,6 +21,8 @@ struct DiffOptions {
   std::string was;
   std::string is;
   std::string targets;
+  bool summary = false;
+  bool errorsOk = false;
   std::string format = "text";
 };
 
@@ -50,6 +53,10 @@ class DiffWriter {
 
   void Unusable(const std::string& line, const std::string& place, const std::string& fault) {
     Line(_json ? KxFaultAnswer_Of(line, fault) : KxText_Printable(place + ": unusable: " + fault));
+  }
+
+  void Summary(const CkxDiffSummary& summary) {
+    _streams.out << (_json ? DumpedLine(summary.ToJson()) + "\n" : summary.ToText());
   }
 
   void Decisions(const CkxDecisionChanges& changes, EkxExamples examples) {
@@ -95,9 +102,9 @@ class DiffWriter {
   SkxStreams& _streams;
 };
 
-/// Whether all lines could be used.
-bool AskStream(CkxInput& input, CkxDecisionChanges& changes, DiffWriter& writer) {
-  bool areUsable = true;
+/// Returns how many lines could not be used.
+uint64_t AskStream(CkxInput& input, CkxDecisionChanges& changes, DiffWriter* unusableTo) {
+  uint64_t unusable = 0;
   CkxLineReader lines(input);
   for (std::string line; lines.Next(line);) {
     try {
@@ -110,11 +117,23 @@ bool AskStream(CkxInput& input, CkxDecisionChanges& changes, DiffWriter& writer)
       changes.Ask(document, nameOf, lines.Number());
     } catch (const CkxDocumentFault& fault) {
       const std::string place = input.Name() + ":" + std::to_string(lines.Number());
-      writer.Unusable(lines.TooLong() ? "" : line, place, fault.Line());
-      areUsable = false;
+      if (unusableTo != nullptr) unusableTo->Unusable(lines.TooLong() ? "" : line, place, fault.Line());
+      ++unusable;
     }
   }
-  return areUsable;
+  return unusable;
+}
+
+/// Of many files one each, which are added up: what the records differ in is the same for all of them, and is not told.
+EkxExit Summarize(const DiffOptions& options, const CkxPolicySet& was, const CkxPolicySet& is, CkxInput& targets,
+                  SkxStreams& streams) {
+  CkxDecisionChanges changes(was.Image(), is.Image());
+  const uint64_t unusable = AskStream(targets, changes, nullptr);
+  CkxDiffSummary summary;
+  summary.Add(changes, targets.Name(), unusable);
+  DiffWriter(options, streams).Summary(summary);
+  if (unusable != 0 && !options.errorsOk) return EkxExit::UnusableInput;
+  return changes.Differing() != 0 ? EkxExit::Failure : EkxExit::Done;
 }
 
 EkxExit Diff(const DiffOptions& options, SkxStreams& streams) {
@@ -123,6 +142,7 @@ EkxExit Diff(const DiffOptions& options, SkxStreams& streams) {
   const CkxPolicySet is = KxPolicyInput_Open({options.is}, streams.in);
   std::optional<CkxInput> targets;  // before anything is written
   if (!options.targets.empty()) targets.emplace(options.targets, streams.in);
+  if (options.summary) return Summarize(options, was, is, *targets, streams);
 
   DiffWriter writer(options, streams);
   const SkxImageDifferences found = KxImage_Differences(was.Image(), is.Image());
@@ -132,7 +152,8 @@ EkxExit Diff(const DiffOptions& options, SkxStreams& streams) {
   if (targets || isDifferent) {
     CkxDecisionChanges changes(was.Image(), is.Image());
     if (targets) {
-      isUsable = AskStream(*targets, changes, writer) && isUsable;
+      const uint64_t unusable = AskStream(*targets, changes, &writer);
+      isUsable = isUsable && (unusable == 0 || options.errorsOk);
     } else {
       KxWitnessed_Ask(was, is, changes);
     }
@@ -153,10 +174,15 @@ KxVerbAction KxVerb_Diff(const CkxVerbOptions& verb) {
   const std::string what = "folder of a compiled image, or a policy document; - for standard input";
   verb.Add("was", options->was, "What was: " + what).Path().Required();
   verb.Add("is", options->is, "What is: " + what).Path().Required();
-  verb.Add(
-          "--targets", options->targets,
-          "Target documents, one a line, to ask both about, - for standard input; without: some made from the policies")
-      .File();
+  const CkxOption targets = verb.Add(
+      "--targets", options->targets,
+      "Target documents, one a line, to ask both about, - for standard input; without: some made from the policies");
+  targets.File();
+  verb.AddFlag("--summary", options->summary,
+               "In place of the differences how many decisions differ and how, to be added up by kxpolicy summary")
+      .Needs(targets);
+  verb.AddFlag("--errors-ok", options->errorsOk, "Lines of targets that cannot be used do not change the exit code")
+      .Needs(targets);
   verb.Add("--format", options->format, "text, or json (one object a line)").OneOf({"text", "json"});
   verb.Footer("Example: kxpolicy diff in-force policies.jsonc --targets seen.jsonl");
   return [options](SkxStreams& streams) { return Diff(*options, streams); };

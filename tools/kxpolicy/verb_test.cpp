@@ -23,6 +23,7 @@ struct TestOptions {
   std::vector<std::string> inputs;
   bool coverage = false;
   std::optional<uint32_t> least;
+  bool errorsOk = false;
   std::string format = "text";
 };
 
@@ -91,9 +92,10 @@ std::string EventsPath(const std::string& caseFile, const std::string& events) {
   return std::string(path.begin(), path.end());
 }
 
-/// All cases about the events of one file. False when it has lines that are no target documents.
-bool JudgeEvents(const std::string& path, const std::vector<SkxTestedCase*>& cases, CkxCaseJudge& judge,
-                 SkxStreams& streams) {
+/// All cases about the events of one file. Returns how many of its lines are no target documents, which unless that is
+/// fine meet no expectation.
+size_t JudgeEvents(const std::string& path, const std::vector<SkxTestedCase*>& cases, CkxCaseJudge& judge,
+                   bool isErrorsOk, SkxStreams& streams) {
   constexpr size_t kMaxTold = 10;
   std::vector<SkxCaseOnEvents> onEvents;
   std::vector<SkxCaseOnEvents*> pointers;
@@ -112,17 +114,17 @@ bool JudgeEvents(const std::string& path, const std::vector<SkxTestedCase*>& cas
       if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");
       run.Take(line, place);
     } catch (const CkxDocumentFault& fault) {
-      run.TakeFault(fault.Line(), place);
+      if (!isErrorsOk) run.TakeFault(fault.Line(), place);
       if (++unusable <= kMaxTold) streams.err << "kxpolicy: " + KxText_Printable(place + ": " + fault.Line()) + "\n";
     }
   }
   run.End();
   for (size_t i = 0; i < cases.size(); ++i) cases[i]->result = std::move(onEvents[i].result);
-  return unusable == 0;
+  return unusable;
 }
 
-/// Each file of events is read once, whatever the number of cases about it.
-bool JudgeAll(std::vector<SkxTestedCase>& cases, CkxCaseJudge& judge, SkxStreams& streams) {
+/// Each file of events is read once, whatever the number of cases about it. Whether all of them could be used.
+bool JudgeAll(std::vector<SkxTestedCase>& cases, CkxCaseJudge& judge, bool isErrorsOk, SkxStreams& streams) {
   std::map<std::string, std::vector<SkxTestedCase*>> byEvents;
   for (SkxTestedCase& tested : cases) {
     if (tested.test.events) {
@@ -131,9 +133,12 @@ bool JudgeAll(std::vector<SkxTestedCase>& cases, CkxCaseJudge& judge, SkxStreams
       tested.result = judge.Judge(tested.test);
     }
   }
-  bool isUsable = true;
-  for (const auto& [path, about] : byEvents) isUsable = JudgeEvents(path, about, judge, streams) && isUsable;
-  return isUsable;
+  size_t unusable = 0;
+  for (const auto& [path, about] : byEvents) unusable += JudgeEvents(path, about, judge, isErrorsOk, streams);
+  if (unusable != 0 && isErrorsOk) {
+    streams.err << "kxpolicy: passed over, being no target documents: " << unusable << '\n';
+  }
+  return unusable == 0 || isErrorsOk;
 }
 
 void CheckStandardInput(const TestOptions& options, const std::vector<SkxTestedCase>& cases) {
@@ -158,7 +163,7 @@ EkxExit Test(const TestOptions& options, SkxStreams& streams) {
   TestInputs inputs = ReadInputs(options.inputs, streams.in);
   CheckStandardInput(options, inputs.cases);
   CkxCaseJudge judge(std::move(inputs.policies.image), std::move(inputs.policies.alertNames));
-  const bool isUsable = JudgeAll(inputs.cases, judge, streams);
+  const bool isUsable = JudgeAll(inputs.cases, judge, options.errorsOk, streams);
 
   SkxTestRun run = {std::move(inputs.cases), {}};
   if (options.coverage) {
@@ -182,6 +187,7 @@ KxVerbAction KxVerb_Test(const CkxVerbOptions& verb) {
   const CkxOption coverage = verb.AddFlag("--coverage", options->coverage,
                                           "Also say which policies, and which of their targets, never decided");
   verb.Add("--least", options->least, "Percent of both that must have decided").Needs(coverage);
+  verb.AddFlag("--errors-ok", options->errorsOk, "Lines of events that are no target documents are passed over");
   verb.Add("--format", options->format, "text, or for what collects results: tap, junit, json (an object a case)")
       .OneOf({"text", "tap", "junit", "json"});
   verb.Footer(

@@ -6,6 +6,7 @@
 #include <array>
 #include <bit>
 
+#include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_publish/image/image_models.h"
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
@@ -137,6 +138,29 @@ std::vector<SkxDecisionChange> CkxDecisionChanges::Changes() const {
   std::stable_sort(changes.begin(), changes.end(),
                    [](const SkxDecisionChange& a, const SkxDecisionChange& b) { return a.count > b.count; });
   return changes;
+}
+
+KxDecided KxDecided_Read(const nlohmann::json& json, const std::string& pointer) {
+  CkxJsonObject object(json, pointer);
+  const bool isMatched = object.Required<bool>("matched");
+  KxDecided decided = {{"matched", isMatched}};
+  std::string text;
+  if (isMatched) {
+    decided["policyId"] = object.Required<uint32_t>("policyId");
+    if (object.Optional("policyName", text)) decided["policyName"] = text;
+    decided["action"] = object.Required<int32_t>("action");
+    decided["actionName"] = object.Required<std::string>("actionName");
+    for (const Detail& detail : kDetails) {
+      const nlohmann::json* const value = object.Find(detail.name);
+      if (value == nullptr) continue;
+      if (!value->is_primitive()) throw CkxDocumentFault(object.PointerTo(detail.name), "must be a single value");
+      decided[detail.name] = *value;
+    }
+  } else if (object.Optional("error", text)) {
+    decided["error"] = text;
+  }
+  object.Finish();
+  return decided;
 }
 
 std::string KxDecided_Text(const KxDecided& decided) {

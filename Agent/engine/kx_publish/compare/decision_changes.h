@@ -70,5 +70,8 @@ class CkxDecisionChanges {
   uint64_t _differing = 0;
 };
 
+/// One that was written as JSON. Throws a `CkxDocumentFault` at `pointer` for what is none.
+KxDecided KxDecided_Read(const nlohmann::json& json, const std::string& pointer);
+
 /// "Block 7 Block tools", "no policy", the line of a fault: on one line, whatever the texts are.
 std::string KxDecided_Text(const KxDecided& decided);

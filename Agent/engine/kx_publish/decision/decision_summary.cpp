@@ -4,10 +4,10 @@
 #include <kx_util/shared_policy_kinds.h>
 
 #include <algorithm>
-#include <limits>
 #include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_publish/decision/decision.h"
+#include "Agent/engine/kx_publish/decision/summary_count.h"
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_publish/image/image_records.h"
 #include "Common_CPP/util/printable.h"
@@ -25,20 +25,6 @@ bool MayDecide(const CkxShBufPolicy& policy) {
                                                  EkxPolicyAction::RunAndCollectEvents,
                                                  EkxPolicyAction::Exclude};
   return policy.Active() && std::find(std::begin(kActions), std::end(kActions), policy.Action()) != std::end(kActions);
-}
-
-/// `sum` grows by what `object` has under `key`.
-void AddCount(CkxJsonObject& object, const char* key, uint64_t& sum) {
-  const auto count = object.Required<uint64_t>(key);
-  if (count > std::numeric_limits<uint64_t>::max() - sum) {
-    throw CkxDocumentFault(object.PointerTo(key), "the sum does not fit 64 bits");
-  }
-  sum += count;
-}
-
-std::string Column(uint64_t count) {
-  const std::string text = std::to_string(count);
-  return std::string(text.size() < 12 ? 12 - text.size() : 0, ' ') + text;
 }
 
 }  // namespace
@@ -72,11 +58,11 @@ void CkxDecisionSummary::Add(const nlohmann::json& summary) {
   CkxJsonObject object(summary, "");
   uint64_t targets = Targets();
   uint64_t parts = Targets();
-  AddCount(object, "targets", targets);
+  KxSummary_AddCount(object, "targets", targets);
   for (const auto& [key, part] : {std::pair{"matched", &_matched}, std::pair{"unmatched", &_unmatched},
                                   std::pair{"faults", &_faults}, std::pair{"unusable", &_unusable}}) {
-    AddCount(object, key, parts);
-    AddCount(object, key, *part);
+    KxSummary_AddCount(object, key, parts);
+    KxSummary_AddCount(object, key, *part);
   }
   if (targets != parts) throw CkxDocumentFault("/targets", "is not the sum of what became of them");
   uint64_t decided = _matched - object.Required<uint64_t>("matched");  // before
@@ -87,8 +73,8 @@ void CkxDecisionSummary::Add(const nlohmann::json& summary) {
     CkxJsonObject policy((*policies)[i], KxJson_Pointer("/policies", i));
     const auto id = policy.Required<uint32_t>("policyId");
     const auto name = policy.Required<std::string>("policyName");
-    AddCount(policy, "decided", decided);
-    AddCount(policy, "decided", Of(id, name, policy.Required<int32_t>("action")).decided);
+    KxSummary_AddCount(policy, "decided", decided);
+    KxSummary_AddCount(policy, "decided", Of(id, name, policy.Required<int32_t>("action")).decided);
     policy.Finish();
   }
   if (decided != _matched) throw CkxDocumentFault("/matched", "is not the sum of what the policies decided");
@@ -115,14 +101,15 @@ std::string CkxDecisionSummary::ToText() const {
   for (const Policy& policy : _policies) {
     const std::string line = std::to_string(policy.id) + " " + KxText_Printable(policy.name) + "\n";
     if (policy.decided != 0) {
-      decided += Column(policy.decided) + "  " + line;
+      decided += KxSummary_Column(policy.decided) + "  " + line;
     } else {
-      never += Column(0) + "  " + line;
+      never += KxSummary_Column(0) + "  " + line;
     }
   }
-  std::string text = Column(Targets()) + "  targets\n" + Column(_matched) + "  decided by a policy\n" +
-                     Column(_unmatched) + "  no policy applies\n" + Column(_faults) + "  could not be answered\n" +
-                     Column(_unusable) + "  unusable\n";
+  std::string text = KxSummary_Column(Targets()) + "  targets\n" + KxSummary_Column(_matched) +
+                     "  decided by a policy\n" + KxSummary_Column(_unmatched) + "  no policy applies\n" +
+                     KxSummary_Column(_faults) + "  could not be answered\n" + KxSummary_Column(_unusable) +
+                     "  unusable\n";
   if (!decided.empty()) text += "\nDecided by policy:\n" + decided;
   if (!never.empty()) text += "\nNever decided:\n" + never;
   return text;
