@@ -68,6 +68,11 @@ class CkxSecurePipe {
   /// proves nothing that is asked in the client's name.
   std::optional<CkxSid> ClientAccount() const;
 
+  /// A server's, once it has read from its client: whether that may tell this server what to do. The system may, who
+  /// runs as an administrator just now, and the account that the server runs as, with no less integrity. No other
+  /// service may, and no administrator's process without the rights of one.
+  bool ClientMayAdminister() const;
+
   /// Ends every wait on this pipe, now and later, with `Closed`. From any thread, while nobody closes or moves it.
   void Cancel();
 

@@ -133,6 +133,13 @@ std::optional<CkxSid> CkxSecurePipe::ClientAccount() const {
   return peer ? std::optional(peer->user) : std::nullopt;
 }
 
+bool CkxSecurePipe::ClientMayAdminister() const {
+  ucred client{};
+  socklen_t size = sizeof(client);
+  return IsOpen() && getsockopt(_state->socket.Get(), SOL_SOCKET, SO_PEERCRED, &client, &size) == 0 &&
+         (client.uid == 0 || client.uid == geteuid());
+}
+
 /// What the thread, and not the process, had before.
 struct CkxActAsClient::State {
   uid_t user;

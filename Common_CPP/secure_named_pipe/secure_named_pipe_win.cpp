@@ -48,14 +48,28 @@ void GoBack() {
   std::terminate();  // whatever this thread did next, it would do as a stranger
 }
 
-/// The calling thread takes on the client's identity for a look at it.
-std::optional<CkxSid> ClientUser(HANDLE pipe) {
+/// The calling thread takes on the client's identity for a look at it: what `look` says of it, else `otherwise`.
+template <class Result, class Look>
+Result AsClient(HANDLE pipe, Result otherwise, Look look) {
   struct Back {
     ~Back() { GoBack(); }
   };
-  if (!ImpersonateNamedPipeClient(pipe)) return std::nullopt;
+  if (!ImpersonateNamedPipeClient(pipe)) return otherwise;
   const Back back;
-  return KxToken_User(nullptr);
+  return look();
+}
+
+std::optional<CkxSid> ClientUser(HANDLE pipe) {
+  return AsClient<std::optional<CkxSid>>(pipe, std::nullopt, [] { return KxToken_User(nullptr); });
+}
+
+/// Of the calling thread: a member of the administrators who counts as one, which takes a process that runs elevated.
+bool IsAdministrator(uint32_t integrity) {
+  constexpr uint32_t kHigh = 0x3000;
+  const std::optional<CkxSid> group = CkxSid::FromUtf8("S-1-5-32-544");
+  BOOL isMember = FALSE;
+  return integrity >= kHigh && group &&
+         CheckTokenMembership(nullptr, const_cast<unsigned char*>(group->Bytes()), &isMember) && isMember;
 }
 
 /// The pipe's owner, since most servers' tokens are closed to their clients; the integrity where they are not.
@@ -157,6 +171,19 @@ std::optional<CkxSid> CkxSecurePipe::ClientAccount() const {
   if (!IsOpen() || !GetNamedPipeClientProcessId(_state->pipe.Get(), &processId)) return std::nullopt;
   const CkxHandle process(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, processId));
   return process ? KxToken_User(process.Get()) : std::nullopt;
+}
+
+bool CkxSecurePipe::ClientMayAdminister() const {
+  if (!IsOpen() || !_state->isServer) return false;
+  const std::optional<CkxSid> own = KxToken_User(GetCurrentProcess());
+  const std::optional<uint32_t> ownIntegrity = KxToken_Integrity(GetCurrentProcess());
+  return AsClient(_state->pipe.Get(), false, [&] {
+    const std::optional<CkxSid> user = KxToken_User(nullptr);
+    const std::optional<uint32_t> integrity = KxToken_Integrity(nullptr);
+    if (!user || !integrity) return false;
+    const bool isOwn = own && own->Equals(*user) && ownIntegrity && *integrity >= *ownIntegrity;
+    return user->ToUtf8() == "S-1-5-18" || isOwn || IsAdministrator(*integrity);
+  });
 }
 
 struct CkxActAsClient::State {};

@@ -2,7 +2,6 @@
 
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
-#include "tools/kxpolicy/image_summary.h"
 #include "tools/kxpolicy/tool.h"
 
 namespace {
@@ -37,13 +36,12 @@ SkxPolicyImage KxImage_Load(const std::string& path) {
   return image;
 }
 
-SkxPublishableImage KxImage_LoadToPublish(const std::string& path, bool mayBeEmpty) {
-  SkxPublishableImage publishable = {KxImage_Load(path), ""};
-  const SkxImageSummary summary = KxImage_Summary(publishable.image);
-  if (summary.policies == 0 && !mayBeEmpty) {
+SkxPublishableImage KxImage_ToPublish(SkxPolicyImage image, const std::string& path, bool mayBeEmpty) {
+  SkxImageSummary summary = KxImage_Summary(image);
+  if (summary.policies.empty() && !mayBeEmpty) {
     throw CkxToolFault(EkxExit::UnusableInput,
                        path + ": has no policies; --empty publishes it all the same, and nothing applies any more");
   }
-  publishable.line = "published " + KxText_Printable(path) + ": " + summary.text;
-  return publishable;
+  std::string line = "published " + KxText_Printable(path) + ": " + summary.text;
+  return {std::move(image), std::move(summary.policies), std::move(line)};
 }

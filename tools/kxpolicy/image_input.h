@@ -4,6 +4,7 @@
 #include <string>
 
 #include "Agent/engine/kx_publish/image/policy_image.h"
+#include "tools/kxpolicy/image_summary.h"
 
 /// The image in the folder `path` (UTF-8). One that cannot be read is unusable input.
 SkxPolicyImage KxImage_Load(const std::string& path);
@@ -11,12 +12,13 @@ SkxPolicyImage KxImage_Load(const std::string& path);
 /// An image that is about to be in force, and the line that says so: "published DIR: 2 policies (...)".
 struct SkxPublishableImage {
   SkxPolicyImage image;
+  std::vector<SkxPolicyName> policies;
   std::string line;
 };
 
-/// The same. One without a policy that can be read would take all protection away: it is unusable input too, unless it
-/// `mayBeEmpty`.
-SkxPublishableImage KxImage_LoadToPublish(const std::string& path, bool mayBeEmpty);
+/// One without a policy that can be read would take all protection away: it is unusable input, unless it `mayBeEmpty`.
+/// `path`: as lines call the image.
+SkxPublishableImage KxImage_ToPublish(SkxPolicyImage image, const std::string& path, bool mayBeEmpty);
 
 /// What is published on this machine; the system refuses when that is nothing. Which user has which policies is for the
 /// agent to say, and not in it.

@@ -2,7 +2,10 @@
 
 #include <kx_util/shared_policy.h>
 
+#include <algorithm>
+
 #include "Agent/engine/kx_publish/image/image_records.h"
+#include "Common_CPP/util/counted.h"
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
 
@@ -18,40 +21,28 @@ size_t CountRecords(const std::optional<SkxPolicyImage::Bytes>& section, const S
 }
 
 /// "1 "No games", 2 "Setup" and 3 more"
-class Names {
- public:
-  void Add(const CkxShBufPolicy& policy) {
-    if (++_count > kMaxNamed) return;
-    _text += (_text.empty() ? "" : ", ") + std::to_string(policy.Id()) + " " +
-             KxText_PrintableQuoted(KxText_ToUtf8(policy.NameView()));
+std::string NamesText(const std::vector<SkxPolicyName>& policies) {
+  std::string text;
+  for (size_t i = 0; i < std::min(policies.size(), kMaxNamed); ++i) {
+    text += (i == 0 ? "" : ", ") + std::to_string(policies[i].id) + " " + KxText_PrintableQuoted(policies[i].name);
   }
-  size_t Count() const { return _count; }
-  std::string Text() const {
-    return _count > kMaxNamed ? _text + " and " + std::to_string(_count - kMaxNamed) + " more" : _text;
-  }
-
- private:
-  size_t _count = 0;
-  std::string _text;
-};
+  return policies.size() > kMaxNamed ? text + " and " + std::to_string(policies.size() - kMaxNamed) + " more" : text;
+}
 
 }  // namespace
 
-std::string KxCounted(size_t count, const char* one, const char* many) {
-  return std::to_string(count) + " " + (count == 1 ? one : many);
-}
-
 SkxImageSummary KxImage_Summary(const SkxPolicyImage& image) {
   std::vector<std::string> faults;
-  Names names;
+  SkxImageSummary summary;
   size_t unreadable = 0;
   KxImage_ForEachRecord(image.policies, kKxPolicyRecord, faults, [&](const unsigned char* record, size_t) {
     const auto* const header = reinterpret_cast<const SkxPolicyBufHeader*>(record);
     const CkxShBufPolicyPtr policy(CkxShBufPolicy::PolicyFromBuffer(header, false));
-    policy != nullptr ? names.Add(*policy) : static_cast<void>(++unreadable);
+    policy != nullptr ? summary.policies.push_back({policy->Id(), KxText_ToUtf8(policy->NameView())})
+                      : static_cast<void>(++unreadable);
   });
-  SkxImageSummary summary = {names.Count(), KxCounted(names.Count(), "policy", "policies")};
-  if (names.Count() != 0) summary.text += " (" + names.Text() + ")";
+  summary.text = KxCounted(summary.policies.size(), "policy", "policies");
+  if (!summary.policies.empty()) summary.text += " (" + NamesText(summary.policies) + ")";
   summary.text += ", " + KxCounted(CountRecords(image.appGroups, kKxAppGroupRecord, faults), "application group",
                                    "application groups");
   summary.text += ", " + KxCounted(CountRecords(image.alerts, kKxAlertRecord, faults), "alert", "alerts");

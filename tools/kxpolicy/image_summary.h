@@ -3,14 +3,16 @@
 
 #include "Agent/engine/kx_publish/image/policy_image.h"
 
+struct SkxPolicyName {
+  uint32_t id = 0;
+  std::string name;
+};
+
 struct SkxImageSummary {
-  size_t policies = 0;  ///< that can be read
+  std::vector<SkxPolicyName> policies;  ///< that can be read
 
   /// "2 policies (1 "No games", 2 "Setup"), 1 application group, 0 alerts"; of many policies the first ones by name.
   std::string text;
 };
 
 SkxImageSummary KxImage_Summary(const SkxPolicyImage& image);
-
-/// "1 alert", "2 alerts".
-std::string KxCounted(size_t count, const char* one, const char* many);

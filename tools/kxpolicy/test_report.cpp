@@ -4,9 +4,9 @@
 
 #include <algorithm>
 
+#include "Common_CPP/util/counted.h"
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
-#include "tools/kxpolicy/image_summary.h"
 
 namespace {
 

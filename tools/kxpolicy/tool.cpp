@@ -76,6 +76,8 @@ constexpr SkxVerb kVerbs[] = {
     {"publish", "An image into the live sections of this machine", KxVerb_Publish},
     {"unpublish", "What is published, out again", KxVerb_Unpublish},
     {"serve", "The agent's part, from an image: publishes, answers, follows the image", KxVerb_Serve},
+    {"status", "What the service of this machine has in force, and what it has done", KxVerb_Status},
+    {"rollback", "The image before, back in force", KxVerb_Rollback},
     {"bench", "How many decisions a second this machine makes by an image", KxVerb_Bench},
     {"completion", "What makes a shell complete the words of this command", KxVerb_Completion},
     {"man", "The manual page of this command", KxVerb_Man},

@@ -84,6 +84,8 @@ KxVerbAction KxVerb_ProcMapReplay(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Publish(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Unpublish(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Serve(const CkxVerbOptions& verb);
+KxVerbAction KxVerb_Status(const CkxVerbOptions& verb);
+KxVerbAction KxVerb_Rollback(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Completion(const CkxVerbOptions& verb);
 KxVerbAction KxVerb_Man(const CkxVerbOptions& verb);
 

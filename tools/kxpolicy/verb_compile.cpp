@@ -4,10 +4,10 @@
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/image/encode_image.h"
+#include "Common_CPP/util/counted.h"
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/finding_report.h"
-#include "tools/kxpolicy/image_summary.h"
 #include "tools/kxpolicy/policy_input.h"
 #include "tools/kxpolicy/tool.h"
 

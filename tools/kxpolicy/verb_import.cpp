@@ -3,9 +3,9 @@
 
 #include "Agent/engine/kx_publish/import/import.h"
 #include "Common_CPP/file/file.h"
+#include "Common_CPP/util/counted.h"
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
-#include "tools/kxpolicy/image_summary.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/tool.h"
 

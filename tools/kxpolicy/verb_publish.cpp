@@ -14,7 +14,8 @@ struct PublishOptions {
 };
 
 EkxExit Publish(const PublishOptions& options, SkxStreams& streams) {
-  const SkxPublishableImage publishable = KxImage_LoadToPublish(options.image, options.mayBeEmpty);
+  const SkxPublishableImage publishable =
+      KxImage_ToPublish(KxImage_Load(options.image), options.image, options.mayBeEmpty);
   CkxStop stop(streams);
   CkxPolicyPublication publication;
   std::string error;

@@ -4,8 +4,8 @@
 
 #include "Agent/engine/kx_publish/decision/summary_count.h"
 #include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Common_CPP/util/counted.h"
 #include "Common_CPP/util/printable.h"
-#include "tools/kxpolicy/image_summary.h"
 
 using nlohmann::ordered_json;
 

@@ -19,7 +19,8 @@
 
 /// An image, with its policies prepared for as many questions as come.
 struct SkxServedImage {
-  explicit SkxServedImage(SkxPolicyImage image) : source(std::move(image)), judge(source, EkxPrepare::AtOnce) {}
+  SkxServedImage(SkxPolicyImage image, const CkxPolicyHitCounter* before)
+      : source(std::move(image)), judge(source, EkxPrepare::AtOnce), hits(source.Image(), before) {}
 
   /// The central evaluation.
   bool Decide(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info) const {
@@ -29,6 +30,7 @@ struct SkxServedImage {
 
   const CkxImageSource source;
   const CkxImageJudge judge;
+  const CkxPolicyHitCounter hits;
 };
 
 namespace {
@@ -135,40 +137,42 @@ std::string Described(const SkxConsentQuestion& question, const SvcUacActionInfo
 
 /// The two questions about a prompt. Whoever can be told by name is answered, about nobody but itself: the system, or
 /// the user who is about to see the prompt. Which program it claims to be is for the log, since anybody can.
-bool AnswerPrompt(const SkxServedImage* image, const SkxSecureIpcCaller& caller, Body body, SvcUacActionInfo& action,
-                  std::string& outcome) {
+EkxServiceAnswer AnswerPrompt(const SkxServedImage* image, const SkxSecureIpcCaller& caller, Body body,
+                              SvcUacActionInfo& action, std::string& outcome) {
   SkxConsentQuestion question;
   outcome = kNoImage;
-  if (image == nullptr) return false;
+  if (image == nullptr) return EkxServiceAnswer::Refused;
   outcome = "refused, " + std::to_string(body.size()) + " bytes";
-  if (!ReadQuestion(body, question)) return false;
+  if (!ReadQuestion(body, question)) return EkxServiceAnswer::Refused;
   outcome = "refused, nobody's";
-  if (caller.peer.user.ToUtf8() == kAnonymous) return false;
+  if (caller.peer.user.ToUtf8() == kAnonymous) return EkxServiceAnswer::Refused;
   const EkxClientPath kind = KxClientPath_KindOf(PathOf(question));
   outcome = "refused, \"" + KxText_ToUtf8(PathOf(question)) + "\" is no file of this machine";
-  if (PathOf(question).IsEmpty()) return false;  // too long to be asked about
-  if (kind == EkxClientPath::Refused) return false;
+  if (PathOf(question).IsEmpty()) return EkxServiceAnswer::Refused;  // too long to be asked about
+  if (kind == EkxClientPath::Refused) return EkxServiceAnswer::Refused;
 
   const bool administrator = question.administrator != 0;
   std::vector<CkxSid> groups;
   outcome = "refused, the client's groups cannot be told";
-  if (image->source.AsksForUsers() && !LearnGroups(caller.peer.user, groups)) return false;
+  if (image->source.AsksForUsers() && !LearnGroups(caller.peer.user, groups)) return EkxServiceAnswer::Refused;
   CkxAccessToken user(caller.peer.user, std::move(groups), administrator);
   const CkxTargetInfoProcess program = ProgramAt(PathOf(question), kind, user);
   const CkxPolicySourceScope scope(image->source);
   CkxEntryScope budget;  // one for all that the answer takes
   outcome = kGivenUp;
-  if (!budget.IsOpen()) return false;
+  if (!budget.IsOpen()) return EkxServiceAnswer::Failed;
   const CkxActAsClient client(caller.pipe);
   outcome = "refused, the client's rights cannot be taken on";
-  if (!client) return false;
+  if (!client) return EkxServiceAnswer::Refused;
   outcome = "refused, the client's drive is another machine's";
-  if (KxMachine_Facts().DriveType(KxPath_DriveLetter(PathOf(question))) == EkxDriveType::Remote) return false;
+  if (KxMachine_Facts().DriveType(KxPath_DriveLetter(PathOf(question))) == EkxDriveType::Remote)
+    return EkxServiceAnswer::Refused;
   action = ActionOf(*image, program, administrator);
   outcome = kGivenUp;
-  if (KxFault_Current() != EkxEvaluationFault::None) return false;  // no answer, and none may be made up for it
+  if (KxFault_Current() != EkxEvaluationFault::None) return EkxServiceAnswer::Failed;  // none may be made up
   outcome = Described(question, action);
-  return true;
+  if (action.policyApplies != 0) image->hits.Count(action.policy.PolicyId);
+  return EkxServiceAnswer::Answered;
 }
 
 }  // namespace
@@ -178,18 +182,24 @@ struct CkxAgentService::Channel {
   Answer answer;
 };
 
+const std::array<CkxAgentService::Channel, 3> CkxAgentService::kChannels = {{
+    {kKxApplicablePoliciesRequest, &CkxAgentService::AnswerApplicablePolicies},
+    {kKxUacActionRequest, &CkxAgentService::AnswerUacAction},
+    {kKxHookConsentRequest, &CkxAgentService::AnswerHookConsent},
+}};
+
 CkxAgentService::CkxAgentService(KxAgentServiceListener listener) : _listener(std::move(listener)) {}
 
 CkxAgentService::~CkxAgentService() { Stop(); }
 
 void CkxAgentService::Serve(SkxPolicyImage image) {
-  auto served = std::make_shared<const SkxServedImage>(std::move(image));
+  auto served = Served(std::move(image));
   const std::lock_guard lock(_mutex);
   _image = std::move(served);
 }
 
 bool CkxAgentService::Replace(SkxPolicyImage image, const std::function<bool()>& publish) {
-  auto served = std::make_shared<const SkxServedImage>(std::move(image));
+  auto served = Served(std::move(image));
   const CkxSwapGate::Change change(_gate);
   if (!publish()) return false;
   const std::lock_guard lock(_mutex);
@@ -202,22 +212,31 @@ std::shared_ptr<const SkxServedImage> CkxAgentService::Image() const {
   return _image;
 }
 
+std::shared_ptr<const SkxServedImage> CkxAgentService::Served(SkxPolicyImage image) const {
+  const std::shared_ptr<const SkxServedImage> before = Image();
+  return std::make_shared<const SkxServedImage>(std::move(image), before != nullptr ? &before->hits : nullptr);
+}
+
+std::vector<SkxRequestCounts> CkxAgentService::Requests() const {
+  std::vector<SkxRequestCounts> counts;
+  for (size_t i = 0; i < kChannels.size(); ++i) {
+    counts.push_back(_requests[i].Read(KxText_ToUtf8(kChannels[i].request.requestName)));
+  }
+  return counts;
+}
+
+std::vector<SkxPolicyHits> CkxAgentService::Hits() const {
+  const std::shared_ptr<const SkxServedImage> image = Image();
+  return image != nullptr ? image->hits.Read() : std::vector<SkxPolicyHits>();
+}
+
 bool CkxAgentService::Start(KxWString& name) {
-  const Channel channels[] = {
-      {kKxApplicablePoliciesRequest, &CkxAgentService::AnswerApplicablePolicies},
-      {kKxUacActionRequest, &CkxAgentService::AnswerUacAction},
-      {kKxHookConsentRequest, &CkxAgentService::AnswerHookConsent},
-  };
-  for (const auto& [request, answer] : channels) {
+  for (size_t i = 0; i < kChannels.size(); ++i) {
+    const SkxAgentRequest& request = kChannels[i].request;
     auto& server = *_servers.emplace_back(std::make_unique<CkxSecureIpcServer>());
     server.Handle(request.requestName, request.channel,
-                  [this, word = KxText_ToUtf8(request.requestName), answer = answer](const SkxSecureIpcCaller& caller,
-                                                                                     Body body, Reply& reply) {
-                    const CkxWorkCancelScope cancel(caller.cancel);
-                    std::string outcome;
-                    const bool answered = (this->*answer)(caller, body, reply, outcome);
-                    if (_listener) _listener(Event(word, caller, outcome));
-                    return answered;
+                  [this, i](const SkxSecureIpcCaller& caller, Body body, Reply& reply) {
+                    return AnswerCounted(i, caller, body, reply);
                   });
     if (server.Start(request.serverName)) continue;
     name = request.serverName;
@@ -234,45 +253,61 @@ void CkxAgentService::Stop() {
   _servers.clear();
 }
 
-bool CkxAgentService::AnswerApplicablePolicies(const SkxSecureIpcCaller& /*caller*/, Body body, Reply& reply,
-                                               std::string& outcome) {
+/// What memory is short for counts too.
+bool CkxAgentService::AnswerCounted(size_t channel, const SkxSecureIpcCaller& caller, Body body, Reply& reply) {
+  const CkxWorkCancelScope cancel(caller.cancel);
+  EkxServiceAnswer answer = EkxServiceAnswer::Failed;
+  std::string outcome;
+  try {
+    answer = (this->*kChannels[channel].answer)(caller, body, reply, outcome);
+  } catch (const std::bad_alloc&) {
+    outcome = "out of memory";
+  }
+  _requests[channel].Count(answer);
+  if (_listener) _listener(Event(KxText_ToUtf8(kChannels[channel].request.requestName), caller, outcome));
+  return answer == EkxServiceAnswer::Answered;
+}
+
+EkxServiceAnswer CkxAgentService::AnswerApplicablePolicies(const SkxSecureIpcCaller& /*caller*/, Body body,
+                                                           Reply& reply, std::string& outcome) {
   const CkxTextView text = CkxTextView::FromBytes(body.data(), body.size());
   const std::optional<CkxSid> user = CkxSid::FromUtf8(KxText_ToUtf8(text));
   if (!user) {
     outcome = "refused, no SID";
-    return false;
+    return EkxServiceAnswer::Refused;
   }
   const CkxSwapGate::Request request(_gate);
   const std::shared_ptr<const SkxServedImage> image = Image();
   outcome = kNoImage;
-  if (image == nullptr) return false;
+  if (image == nullptr) return EkxServiceAnswer::Refused;
   std::vector<CkxSid> groups;
   outcome = "refused, the groups of " + user->ToUtf8() + " cannot be told";
   if (image->source.AsksForUsers() && !LearnGroups(*user, groups))
-    return false;  // with less it might get other policies
+    return EkxServiceAnswer::Refused;  // with less it might get other policies
   const CkxPolicySourceScope scope(image->source);
   CkxAccessToken token(*user, std::move(groups), false);
   std::vector<int> ids;
   CkxSharedPoliciesData::GetPoliciesApplicableForUser(token.Handle(), ids);
   outcome = kGivenUp;
-  if (KxUtil_LastFault() != EkxEvaluationFault::None) return false;  // not the same as "none"
+  if (KxUtil_LastFault() != EkxEvaluationFault::None) return EkxServiceAnswer::Failed;  // not the same as "none"
   for (const int id : ids) Append(reply, id);
   outcome = user->ToUtf8() + ": " + std::to_string(ids.size()) + " policies";
   if (ids.empty()) Append(reply, 0);  // a reply without anything would be taken for a fault
-  return true;
+  return EkxServiceAnswer::Answered;
 }
 
-bool CkxAgentService::AnswerUacAction(const SkxSecureIpcCaller& caller, Body body, Reply& reply, std::string& outcome) {
+EkxServiceAnswer CkxAgentService::AnswerUacAction(const SkxSecureIpcCaller& caller, Body body, Reply& reply,
+                                                  std::string& outcome) {
   SvcUacActionInfo action;
-  if (!AnswerPrompt(Image().get(), caller, body, action, outcome)) return false;
-  Append(reply, action);
-  return true;
+  const EkxServiceAnswer answer = AnswerPrompt(Image().get(), caller, body, action, outcome);
+  if (answer == EkxServiceAnswer::Answered) Append(reply, action);
+  return answer;
 }
 
-bool CkxAgentService::AnswerHookConsent(const SkxSecureIpcCaller& caller, Body body, Reply& reply,
-                                        std::string& outcome) {
+EkxServiceAnswer CkxAgentService::AnswerHookConsent(const SkxSecureIpcCaller& caller, Body body, Reply& reply,
+                                                    std::string& outcome) {
   SvcUacActionInfo action;
-  if (!AnswerPrompt(Image().get(), caller, body, action, outcome)) return false;
-  reply.push_back(action.replacePrompt);
-  return true;
+  const EkxServiceAnswer answer = AnswerPrompt(Image().get(), caller, body, action, outcome);
+  if (answer == EkxServiceAnswer::Answered) reply.push_back(action.replacePrompt);
+  return answer;
 }

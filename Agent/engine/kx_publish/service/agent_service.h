@@ -19,6 +19,7 @@
 #include <mutex>
 
 #include "Agent/engine/kx_publish/image/policy_image.h"
+#include "Agent/engine/kx_publish/service/service_counts.h"
 #include "Agent/engine/kx_publish/service/swap_gate.h"
 #include "Common_CPP/secure_ipc/secure_ipc_server.h"
 
@@ -50,22 +51,30 @@ class CkxAgentService {
   /// Returns once nobody is answered any more.
   void Stop();
 
+  /// What it has done since it was made, by request and by policy of what is answered from. From any thread.
+  std::vector<SkxRequestCounts> Requests() const;
+  std::vector<SkxPolicyHits> Hits() const;
+
  private:
   using Body = std::span<const unsigned char>;
   using Reply = std::vector<unsigned char>;
   /// Fills the reply and says in `outcome` what it is, or what is wrong with the request.
-  using Answer = bool (CkxAgentService::*)(const SkxSecureIpcCaller& caller, Body body, Reply& reply,
-                                           std::string& outcome);
+  using Answer = EkxServiceAnswer (CkxAgentService::*)(const SkxSecureIpcCaller& caller, Body body, Reply& reply,
+                                                       std::string& outcome);
   struct Channel;
+  static const std::array<Channel, 3> kChannels;
 
-  bool AnswerApplicablePolicies(const SkxSecureIpcCaller&, Body, Reply&, std::string&);
-  bool AnswerUacAction(const SkxSecureIpcCaller&, Body, Reply&, std::string&);
-  bool AnswerHookConsent(const SkxSecureIpcCaller&, Body, Reply&, std::string&);
+  bool AnswerCounted(size_t channel, const SkxSecureIpcCaller& caller, Body body, Reply& reply);
+  EkxServiceAnswer AnswerApplicablePolicies(const SkxSecureIpcCaller&, Body, Reply&, std::string&);
+  EkxServiceAnswer AnswerUacAction(const SkxSecureIpcCaller&, Body, Reply&, std::string&);
+  EkxServiceAnswer AnswerHookConsent(const SkxSecureIpcCaller&, Body, Reply&, std::string&);
   std::shared_ptr<const SkxServedImage> Image() const;
+  std::shared_ptr<const SkxServedImage> Served(SkxPolicyImage image) const;
 
   const KxAgentServiceListener _listener;
   CkxSwapGate _gate;
   mutable std::mutex _mutex;  // guards the pointer
   std::shared_ptr<const SkxServedImage> _image;
+  std::array<CkxRequestCounter, 3> _requests;  // by channel
   std::vector<std::unique_ptr<CkxSecureIpcServer>> _servers;
 };

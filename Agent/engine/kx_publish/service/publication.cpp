@@ -66,6 +66,7 @@ bool CkxPolicyPublication::Commit(std::string& error) {
   // From here on it is in force, and nothing may fail.
   _previous = std::move(_current);
   _current = std::exchange(_next, {});
+  _numberInForce = _number;
   TellOfIt();
   return true;
 }
@@ -111,10 +112,16 @@ bool CkxPolicyPublication::Lock(std::string& error) {
   return false;
 }
 
-KxWString CkxPolicyPublication::SectionName(uint32_t number, EkxPolicySection which) const {
+std::string CkxPolicyPublication::Name() const { return KxText_ToUtf8(NumberedName(_numberInForce)); }
+
+KxWString CkxPolicyPublication::NumberedName(uint32_t number) const {
   KxWString digits(kNumberUnits, KXW('0'));
   for (size_t at = kNumberUnits; at != 0; number /= 36) digits[--at] = kDigits[number % 36];
-  return (_sectionPrefix + digits).append(kSuffixes[static_cast<size_t>(which)]);
+  return _sectionPrefix + digits;
+}
+
+KxWString CkxPolicyPublication::SectionName(uint32_t number, EkxPolicySection which) const {
+  return NumberedName(number).append(kSuffixes[static_cast<size_t>(which)]);
 }
 
 bool CkxPolicyPublication::NamesInIndex(std::vector<KxWString>& names) const {

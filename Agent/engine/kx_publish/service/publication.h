@@ -45,6 +45,9 @@ class CkxPolicyPublication {
   bool Prepare(const SkxPolicyImage& image, std::string& error);
   bool Commit(std::string& error);
 
+  /// What the names of the sections in force begin with, "Global\KxPub3F7A"; nobody's until there is a publication.
+  std::string Name() const;
+
   /// Takes out whatever is published, by this object or by a publisher that is gone, and tells everyone.
   bool Unpublish(std::string& error);
 
@@ -54,6 +57,7 @@ class CkxPolicyPublication {
   using Index = std::array<unsigned char, kSectionCount * 128>;
 
   bool Lock(std::string& error);
+  KxWString NumberedName(uint32_t number) const;
   KxWString SectionName(uint32_t number, EkxPolicySection which) const;
 
   /// False when the index is there and cannot be read.
@@ -70,7 +74,8 @@ class CkxPolicyPublication {
   const KxWString _nameSpace;
   const KxWString _sectionPrefix;  // of every data section's name, up to the number
   const KxWString _indexName;
-  uint32_t _number;  // of the last publication
+  uint32_t _number;  // that was given last
+  uint32_t _numberInForce = 0;
   CkxPublisherLock _lock;
   CkxSharedMemoryPublication _index;
   Sections _next;  // prepared, and their index

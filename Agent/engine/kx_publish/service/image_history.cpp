@@ -1,0 +1,112 @@
+#include "Agent/engine/kx_publish/service/image_history.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "Agent/engine/kx_publish/image/image_manifest.h"
+#include "Common_CPP/file/file.h"
+#include "Common_CPP/util/last_error.h"
+#include "Common_CPP/util/text.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kCurrent = "current";
+constexpr const char* kPrevious = "previous";
+constexpr const char* kWithdrawn = "withdrawn";
+constexpr size_t kDigestUnits = 64;
+
+KxWString TextOf(const fs::path& path) { return path.string<WCHAR>(); }
+
+std::string LineOf(const fs::path& path, const std::string& what) { return KxText_ToUtf8(TextOf(path)) + ": " + what; }
+
+std::optional<SkxKeptImage> Kept(SkxPolicyImage image) {
+  std::string digest = KxImageManifest_Digest(image);
+  return SkxKeptImage{std::move(image), std::move(digest)};
+}
+
+std::optional<SkxKeptImage> Load(const fs::path& folder) {
+  SkxPolicyImage image;
+  std::string ignored;
+  return KxPolicyImage_Load(TextOf(folder), image, ignored) ? Kept(std::move(image)) : std::nullopt;
+}
+
+/// Nothing for a text that is no digest: it would withdraw no image.
+std::optional<std::string> LoadDigest(const fs::path& file) {
+  const std::optional<std::vector<unsigned char>> bytes = KxFile_ReadAll(TextOf(file), kDigestUnits);
+  const auto isHex = [](unsigned char unit) { return (unit >= '0' && unit <= '9') || (unit >= 'a' && unit <= 'f'); };
+  if (!bytes || bytes->size() != kDigestUnits || !std::all_of(bytes->begin(), bytes->end(), isHex)) return std::nullopt;
+  return std::string(bytes->begin(), bytes->end());
+}
+
+/// The name of what somebody else has there; empty when it is a history or nothing.
+std::string OthersIn(const fs::path& folder, std::error_code& error) {
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    const std::string name = KxText_ToUtf8(TextOf(entry->path().filename()));
+    const bool isOurs = name == kCurrent || name == kPrevious || name == kWithdrawn || name.starts_with(".kx-image-");
+    if (!isOurs) return name;
+  }
+  return "";
+}
+
+}  // namespace
+
+bool CkxImageHistory::Open(CkxTextView folder, std::string& error) {
+  const fs::path path(folder.ToString());
+  std::error_code fault;
+  fs::create_directories(path, fault);
+  const std::string others = fault ? "" : OthersIn(path, fault);
+  if (fault) error = LineOf(path, "images cannot be kept there: " + fault.message());
+  if (!others.empty()) error = LineOf(path, "\"" + others + "\" is no part of kept images; another folder is needed");
+  if (fault || !others.empty()) return false;
+  _folder = path;
+  _current = Load(path / kCurrent);
+  _previous = Load(path / kPrevious);
+  _withdrawn = LoadDigest(path / kWithdrawn);
+  if (_current && _previous && _current->digest == _previous->digest) _previous.reset();
+  return true;
+}
+
+/// The withdrawal goes first: while it is there, an image with that digest is not put in force at a start.
+bool CkxImageHistory::PutInForce(SkxPolicyImage image, std::string& error) {
+  std::optional<SkxKeptImage> kept = Kept(std::move(image));
+  _withdrawn.reset();
+  const bool isAllowed = KeepWithdrawn(error);
+  if (_current && _current->digest == kept->digest) return isAllowed;
+  if (_current) _previous = std::move(_current);
+  _current = std::move(kept);
+  return isAllowed && Keep(kPrevious, _previous, error) && Keep(kCurrent, _current, error);
+}
+
+/// The withdrawal goes behind the image that takes the place: alone it would keep the wrong one in force.
+bool CkxImageHistory::RollBack(std::string& error) {
+  _withdrawn = _current ? _current->digest : "";
+  _current = std::exchange(_previous, std::nullopt);
+  return Keep(kCurrent, _current, error) && KeepWithdrawn(error) && Keep(kPrevious, _previous, error);
+}
+
+bool CkxImageHistory::Keep(const char* name, const std::optional<SkxKeptImage>& image, std::string& error) const {
+  if (_folder.empty()) return true;
+  const fs::path place = _folder / name;
+  if (image) return KxPolicyImage_Write(TextOf(place), image->image, error);
+  std::error_code fault;
+  fs::remove_all(place, fault);
+  if (fault) error = LineOf(place, "cannot be removed: " + fault.message());
+  return !fault;
+}
+
+bool CkxImageHistory::KeepWithdrawn(std::string& error) const {
+  if (_folder.empty()) return true;
+  const fs::path file = _folder / kWithdrawn;
+  std::error_code fault;
+  if (!_withdrawn) {
+    fs::remove(file, fault);
+    if (fault) error = LineOf(file, "cannot be removed: " + fault.message());
+    return !fault;
+  }
+  const std::span bytes(reinterpret_cast<const unsigned char*>(_withdrawn->data()), _withdrawn->size());
+  if (KxFile_ReplaceAll(TextOf(file), bytes)) return true;
+  error = LineOf(file, "cannot be written, error " + std::to_string(KxLastError_Get()));
+  return false;
+}

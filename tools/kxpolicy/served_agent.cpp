@@ -1,0 +1,208 @@
+#include "tools/kxpolicy/served_agent.h"
+
+#include <algorithm>
+
+#include "Agent/engine/kx_publish/image/image_manifest.h"
+#include "Common_CPP/util/counted.h"
+#include "Common_CPP/util/file_time.h"
+#include "Common_CPP/util/last_error.h"
+#include "Common_CPP/util/own_ids.h"
+#include "Common_CPP/util/text.h"
+#include "tools/kxpolicy/image_summary.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path ServedPath(const std::string& utf8) { return fs::path(KxText_FromUtf8(utf8).value_or(KxWString())); }
+
+[[noreturn]] void ThrowClosed(const KxWString& channel) {
+  throw CkxToolFault(EkxExit::SystemRefused, "the channel " + KxText_ToUtf8(channel) + " cannot be opened, error " +
+                                                 std::to_string(KxLastError_Get()));
+}
+
+SkxStatusImage StatusImage(const SkxKeptImage& kept) {
+  return {kept.digest, KxImage_Summary(kept.image).policies.size(), std::nullopt};
+}
+
+}  // namespace
+
+CkxServedAgent::CkxServedAgent(const SkxServeOptions& options, SkxStreams& streams)
+    : _options(options),
+      _log(streams, options.verbose),
+      _startedAt(KxFileTime_Now()),
+      _watch(ServedPath(options.image)),
+      _service([this](const auto& line) { _log.Event(line); }),
+      _control({[this] { return Status(); }, [this] { return Rollback(); }}) {}
+
+void CkxServedAgent::Start() {
+  std::string error;
+  if (!_options.keep.empty() && !_history.Open(ServedPath(_options.keep).string<WCHAR>(), error)) {
+    throw CkxToolFault(EkxExit::UnusableInput, error);
+  }
+  _watch.LookNow();
+  bool isKept = false;
+  SkxPublishableImage publishable = LoadForStart(isKept);
+  KxWString channel;
+  // Whoever asks before the publication is there is refused: another one may still be in force, and its policies are
+  // not this image's.
+  if (!_service.Start(channel)) ThrowClosed(channel);
+  if (isKept) {
+    Publish(publishable);
+    TellInForce(publishable);
+  } else {
+    Show(std::move(publishable));
+  }
+  if (!_control.Start(channel)) ThrowClosed(channel);
+  _log.State("serving " + _options.image);
+}
+
+void CkxServedAgent::LookAtImage() {
+  const std::lock_guard lock(_changing);
+  if (_watch.IsWorthALoad()) ShowFolder();
+}
+
+void CkxServedAgent::Reload() {
+  const std::lock_guard lock(_changing);
+  _watch.LookNow();
+  {
+    const std::lock_guard telling(_telling);
+    _fault.clear();  // whoever asks again is told again
+  }
+  ShowFolder();
+}
+
+void CkxServedAgent::Stop() {
+  _control.Stop();
+  _service.Stop();
+  std::string error;
+  if (!_publication.Unpublish(error)) throw CkxToolFault(EkxExit::SystemRefused, error);
+  _log.Event("stopped");
+}
+
+std::string CkxServedAgent::StateLine() const {
+  const std::lock_guard lock(_telling);
+  const std::string what = KxCounted(_told.inForce.policies, "policy", "policies") + " of " + _told.folder +
+                           (_told.withdrawn ? ", after a rollback" : "") + ", in force since " + _told.since;
+  return _fault.empty() ? what : what + "; not used: " + _fault;
+}
+
+/// Without a wait for what changes images.
+SkxServiceStatus CkxServedAgent::Status() const {
+  SkxServiceStatus status;
+  {
+    const std::lock_guard lock(_telling);
+    status = _told;
+  }
+  status.processId = KxOwn_ProcessId();
+  status.startedAt = KxServiceStatus_Time(_startedAt);
+  status.uptimeSeconds = static_cast<uint64_t>(std::max<int64_t>(KxFileTime_Now() - _startedAt, 0) / 10000000);
+  status.requests = _service.Requests();
+  const std::vector<SkxPolicyHits> hits = _service.Hits();  // by id
+  for (SkxStatusPolicy& policy : status.policies) {
+    const auto hit = std::lower_bound(hits.begin(), hits.end(), policy.id,
+                                      [](const SkxPolicyHits& each, uint32_t id) { return each.policyId < id; });
+    if (hit != hits.end() && hit->policyId == policy.id) policy.decided = hit->decided;
+  }
+  return status;
+}
+
+std::string CkxServedAgent::Rollback() {
+  const std::lock_guard lock(_changing);
+  if (!_history.Previous()) return "there is no image before the one in force to go back to";
+  try {
+    const SkxPublishableImage before = FromHistory(*_history.Previous());
+    Publish(before);
+    std::string error;
+    if (!_history.RollBack(error)) TellFault(error.c_str());
+    TellInForce(before);
+    _log.State("rolled back; image " + _history.Withdrawn().value_or("") + " is out of force until its folder changes");
+    return "";
+  } catch (const CkxToolFault& fault) {
+    return fault.what();
+  }
+}
+
+SkxPublishableImage CkxServedAgent::Load() const {
+  return KxImage_ToPublish(KxImage_Load(_options.image), _options.image, _options.mayBeEmpty);
+}
+
+/// What was in force once may be so again, even without a policy.
+SkxPublishableImage CkxServedAgent::FromHistory(const SkxKeptImage& kept) const {
+  return KxImage_ToPublish(kept.image, "image " + kept.digest, true);
+}
+
+/// The kept image where the folder's was taken out of force, or cannot be used.
+SkxPublishableImage CkxServedAgent::LoadForStart(bool& isKept) {
+  isKept = _history.Current().has_value();
+  try {
+    SkxPublishableImage publishable = Load();
+    const bool isWithdrawn = _history.Withdrawn() == KxImageManifest_Digest(publishable.image);
+    if (!isKept || !isWithdrawn) {
+      isKept = false;
+      return publishable;
+    }
+  } catch (const CkxToolFault& fault) {
+    if (!isKept) throw;
+    _watch.TryAgain();
+    TellFault(fault.what());
+  }
+  return FromHistory(*_history.Current());
+}
+
+void CkxServedAgent::ShowFolder() {
+  try {
+    Show(Load());
+    const std::lock_guard lock(_telling);
+    _fault.clear();
+  } catch (const std::exception& fault) {
+    _watch.TryAgain();
+    TellFault(fault.what());
+  }
+}
+
+void CkxServedAgent::Show(SkxPublishableImage publishable) {
+  Publish(publishable);
+  std::string error;
+  if (!_history.PutInForce(publishable.image, error)) TellFault(error.c_str());
+  TellInForce(publishable);
+}
+
+/// One step for whoever asks: a user's policies are those of the publication that is in force.
+void CkxServedAgent::Publish(const SkxPublishableImage& publishable) {
+  std::string error;
+  if (!_publication.Prepare(publishable.image, error) ||
+      !_service.Replace(publishable.image, [&] { return _publication.Commit(error); })) {
+    throw CkxToolFault(EkxExit::SystemRefused, error);
+  }
+  _log.State(publishable.line);
+}
+
+void CkxServedAgent::TellInForce(const SkxPublishableImage& publishable) {
+  SkxServiceStatus told;
+  told.folder = _options.image;
+  told.publication = _publication.Name();
+  told.inForce = {_history.Current()->digest, publishable.policies.size(), std::nullopt};
+  told.since = KxServiceStatus_Time(KxFileTime_Now());
+  if (_history.Previous()) told.before = StatusImage(*_history.Previous());
+  told.withdrawn = _history.Withdrawn();
+  for (const SkxPolicyName& policy : publishable.policies) told.policies.push_back({policy.id, policy.name, 0});
+  std::sort(told.policies.begin(), told.policies.end(), [](const auto& a, const auto& b) { return a.id < b.id; });
+  const std::lock_guard lock(_telling);
+  told.faults = _told.faults;
+  _told = std::move(told);
+}
+
+/// The same fault of an image that is tried again and again is told, and counted, once.
+void CkxServedAgent::TellFault(const char* fault) noexcept {
+  try {
+    const std::lock_guard lock(_telling);
+    if (_fault == fault) return;
+    _log.Fault(fault);
+    ++_told.faults.count;
+    _told.faults.lastAt = KxServiceStatus_Time(KxFileTime_Now());
+    _told.faults.last = fault;
+    _fault = fault;
+  } catch (const std::bad_alloc&) {  // it is told at the next try
+  }
+}

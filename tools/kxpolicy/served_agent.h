@@ -1,0 +1,73 @@
+// The agent that `serve` runs: publishes an image, answers from it, follows its folder, goes back to the image before,
+// and tells an administrator about all that.
+//
+// The loop that looks at the image and whoever asks for a rollback take turns; telling the status waits for neither.
+#pragma once
+
+#include <filesystem>
+#include <mutex>
+
+#include "Agent/engine/kx_publish/service/agent_service.h"
+#include "Agent/engine/kx_publish/service/image_history.h"
+#include "Agent/engine/kx_publish/service/publication.h"
+#include "Agent/engine/kx_publish/service/service_control.h"
+#include "tools/kxpolicy/folder_watch.h"
+#include "tools/kxpolicy/image_input.h"
+#include "tools/kxpolicy/serve_log.h"
+
+struct SkxServeOptions {
+  std::string image;
+  std::string keep;  ///< folder of the images that were in force; empty: they are kept in memory
+  bool mayBeEmpty = false;
+  bool verbose = false;
+};
+
+class CkxServedAgent {
+ public:
+  CkxServedAgent(const SkxServeOptions& options, SkxStreams& streams);
+
+  /// Throws CkxToolFault.
+  void Start();
+
+  /// An image that changed is shown once it has stopped changing. One that cannot be used, or not now, leaves the one
+  /// before in force and is tried again.
+  void LookAtImage();
+
+  /// What the folder holds is shown now, changed or not, and also where a rollback took it out of force.
+  void Reload();
+
+  /// Throws CkxToolFault.
+  void Stop();
+
+  /// In one line, for a manager of services.
+  std::string StateLine() const;
+
+ private:
+  SkxServiceStatus Status() const;
+  std::string Rollback();  ///< empty, or why nothing was done
+
+  SkxPublishableImage Load() const;
+  SkxPublishableImage LoadForStart(bool& isKept);
+  SkxPublishableImage FromHistory(const SkxKeptImage& kept) const;
+  void ShowFolder();
+  void Show(SkxPublishableImage publishable);
+  void Publish(const SkxPublishableImage& publishable);
+  void TellInForce(const SkxPublishableImage& publishable);
+  void TellFault(const char* fault) noexcept;
+
+  const SkxServeOptions _options;
+  CkxServeLog _log;
+  const int64_t _startedAt;
+
+  std::mutex _changing;  // guards what follows, once there is somebody else to ask for a rollback
+  CkxPolicyPublication _publication;
+  CkxFolderWatch _watch;
+  CkxImageHistory _history;
+
+  mutable std::mutex _telling;  // guards what is told; held for a copy at most
+  SkxServiceStatus _told;
+  std::string _fault;  // of the folder's image as it is; empty where that is usable
+
+  CkxAgentService _service;
+  CkxServiceControl _control;
+};
