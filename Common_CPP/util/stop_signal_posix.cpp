@@ -1,6 +1,10 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <ctime>
 
+#include "Common_CPP/util/descriptor_posix.h"
 #include "Common_CPP/util/stop_signal.h"
 
 namespace {
@@ -12,9 +16,12 @@ sigset_t StopSignals() {
   return signals;
 }
 
+/// One that the process can be told by.
+bool HasTerminal() { return static_cast<bool>(CkxDescriptor(open("/dev/tty", O_RDONLY | O_NOCTTY | O_CLOEXEC))); }
+
 }  // namespace
 
-CkxStopSignal::CkxStopSignal() {
+CkxStopSignal::CkxStopSignal() : _hadTerminal(HasTerminal()) {
   const sigset_t signals = StopSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   std::signal(SIGPIPE, SIG_IGN);
@@ -26,10 +33,15 @@ CkxStopSignal::~CkxStopSignal() {
   pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
 }
 
-bool CkxStopSignal::Wait(uint32_t milliseconds) {
-  if (_stopped) return true;
+EkxWake CkxStopSignal::Next(uint32_t milliseconds) {
+  if (_stopped) return EkxWake::Stop;
   const sigset_t signals = StopSignals();
   const timespec timeout = {static_cast<time_t>(milliseconds / 1000), static_cast<long>(milliseconds % 1000) * 1000000};
-  _stopped = sigtimedwait(&signals, nullptr, &timeout) > 0;  // interrupted by another signal: as if the time were up
-  return _stopped;
+  const int signal = sigtimedwait(&signals, nullptr, &timeout);
+  if (signal <= 0) return EkxWake::TimeUp;  // interrupted by another signal: as if the time were up
+  if (signal == SIGHUP && (!_hadTerminal || HasTerminal())) return EkxWake::Reload;
+  _stopped = true;
+  return EkxWake::Stop;
 }
+
+void KxStopSignal_Raise(EkxWake wake) { kill(getpid(), wake == EkxWake::Reload ? SIGHUP : SIGTERM); }

@@ -9,6 +9,12 @@ HANDLE StopEvent() {
   return event;
 }
 
+/// Of which one waiter learns once.
+HANDLE ReloadEvent() {
+  static const HANDLE event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  return event;
+}
+
 BOOL WINAPI OnConsoleEvent(DWORD /*which*/) {
   SetEvent(StopEvent());
   return TRUE;
@@ -18,12 +24,19 @@ BOOL WINAPI OnConsoleEvent(DWORD /*which*/) {
 
 CkxStopSignal::CkxStopSignal() {
   ResetEvent(StopEvent());
+  ResetEvent(ReloadEvent());
   SetConsoleCtrlHandler(OnConsoleEvent, TRUE);
 }
 
 CkxStopSignal::~CkxStopSignal() { SetConsoleCtrlHandler(OnConsoleEvent, FALSE); }
 
-bool CkxStopSignal::Wait(uint32_t milliseconds) {
-  _stopped = _stopped || WaitForSingleObject(StopEvent(), milliseconds) == WAIT_OBJECT_0;
-  return _stopped;
+EkxWake CkxStopSignal::Next(uint32_t milliseconds) {
+  if (_stopped) return EkxWake::Stop;
+  const HANDLE waits[] = {StopEvent(), ReloadEvent()};  // of two that are set the first is told
+  const DWORD woken = WaitForMultipleObjects(2, waits, FALSE, milliseconds);
+  if (woken == WAIT_OBJECT_0 + 1) return EkxWake::Reload;
+  _stopped = woken == WAIT_OBJECT_0;
+  return _stopped ? EkxWake::Stop : EkxWake::TimeUp;
 }
+
+void KxStopSignal_Raise(EkxWake wake) { SetEvent(wake == EkxWake::Reload ? ReloadEvent() : StopEvent()); }

@@ -12,8 +12,13 @@ class CkxStop {
   explicit CkxStop(const SkxStreams& streams)
       : _wait(streams.waitForStop), _signal(_wait ? nullptr : std::make_unique<CkxStopSignal>()) {}
 
-  /// True once the verb is to end; false after `milliseconds`.
-  bool Wait(uint32_t milliseconds) { return _wait ? _wait(milliseconds) : _signal->Wait(milliseconds); }
+  EkxWake Next(uint32_t milliseconds) {
+    if (!_wait) return _signal->Next(milliseconds);
+    return _wait(milliseconds) ? EkxWake::Stop : EkxWake::TimeUp;
+  }
+
+  /// True once the verb is to end, which is also when it is asked to read anew; false after `milliseconds`.
+  bool Wait(uint32_t milliseconds) { return Next(milliseconds) != EkxWake::TimeUp; }
 
  private:
   const std::function<bool(uint32_t milliseconds)> _wait;
