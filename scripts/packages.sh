@@ -81,8 +81,9 @@ build_packages=(
 # Programs for Windows with version resources, to evaluate.
 example_packages=(gpgv-win32 win32-loader python3-distlib)
 
-# For the full check: both compilers, the Windows build and Wine, formatting, linting, test libraries and data, a
-# browser that looks at reports, with letters to show them in, and shells that complete the command, and what makes the reference.
+# For the full check: both compilers, the Windows build and Wine, formatting, linting, test libraries and data, a browser
+# that looks at reports, with letters to show them in, shells that complete the command, what makes the reference, and
+# what spreads work over many processes.
 check_packages=(
   git pkg-config ccache python3-jsonschema openssl wixl msitools libgsf-bin
   clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 lld
@@ -90,4 +91,5 @@ check_packages=(
   g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64
   chromium chromium-driver python3-selenium fonts-dejavu-core
   zsh fish groff-base doxygen
+  python3-distributed parallel zstd
 )
