@@ -1,8 +1,8 @@
 // Inputs that are packed: read as what they hold, and never taken for whole when they are cut off or damaged.
 #include <gmock/gmock.h>
 
+#include "Common_CPP/util/hex.h"
 #include "tests/kxpolicy/run_tool.h"
-#include "tools/kxpolicy/hex.h"
 
 namespace {
 

@@ -70,7 +70,8 @@ TEST(AuthorNames, RecordsHaveNone) {
 
 TEST(AuthorNames, DamagedOnesAreNoneAndAreTold) {
   const std::pair<const char*, const char*> kDamaged[] = {
-      {"", "line 1"},
+      {"", "is empty"},
+      {"{", "line 1"},
       {"[]", "must be an object"},
       {R"({"police": {}})", R"(/police: unknown key; did you mean "policies"?)"},
       {R"({"policies": []})", "/policies: must be an object"},
