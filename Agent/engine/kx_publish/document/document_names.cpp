@@ -8,6 +8,7 @@ EkxNameClash CkxNameDirectory::Add(SkxNamedThing thing) {
   const KxWString name = thing.name;
   const SkxNamedThing& added = _byName.emplace(name, std::move(thing)).first->second;
   _byId.emplace(added.id, &added);
+  _names.push_back(KxText_ToUtf8(name));
   return EkxNameClash::None;
 }
 
@@ -15,12 +16,6 @@ const SkxNamedThing* CkxNameDirectory::Find(const KxWString& nameOrId) const {
   if (const auto named = _byName.find(nameOrId); named != _byName.end()) return &named->second;
   const std::optional<GUID> id = KxGuid_FromUtf8(KxText_ToUtf8(nameOrId));
   return id.has_value() ? Find(*id) : nullptr;
-}
-
-std::vector<std::string> CkxNameDirectory::Names() const {
-  std::vector<std::string> names;
-  for (const auto& [name, unused] : _byName) names.push_back(KxText_ToUtf8(name));
-  return names;
 }
 
 const SkxNamedThing* CkxNameDirectory::Find(const GUID& id) const {

@@ -35,11 +35,13 @@ class CkxNameDirectory {
   const SkxNamedThing* Find(const KxWString& nameOrId) const;
   const SkxNamedThing* Find(const GUID& id) const;
 
-  std::vector<std::string> Names() const;  ///< in UTF-8
+  /// In the order in which they were added, in UTF-8.
+  const std::vector<std::string>& Names() const { return _names; }
 
  private:
   std::map<KxWString, SkxNamedThing> _byName;
   std::map<GUID, const SkxNamedThing*, SkxGuidLess> _byId;  // of `_byName`
+  std::vector<std::string> _names;
 };
 
 struct SkxDocumentNames {

@@ -29,6 +29,7 @@ void CkxDocumentUsers::ReadGroups(const nlohmann::json& document) {
     if (!sids.is_array()) throw CkxDocumentFault(place, "must be an array of SIDs");
     const auto [group, isNew] = _groups.try_emplace(wide);
     if (!isNew) throw CkxDocumentFault(place, "another document has users of this name");
+    _groupNames.push_back(name);
     for (size_t i = 0; i < sids.size(); ++i) group->second.insert(ReadSid(sids[i], KxJson_Pointer(place, i)));
   }
 }
@@ -43,10 +44,8 @@ std::set<std::string> CkxDocumentUsers::Sids(const std::vector<KxWString>& names
     } else if (sid) {
       sids.insert(sid->ToUtf8());
     } else {
-      std::vector<std::string> groups;
-      for (const auto& [name, unused] : _groups) groups.push_back(KxText_ToUtf8(name));
       throw CkxDocumentFault(KxJson_Pointer(pointer, i), "must be a name of userGroups or a SID" +
-                                                             KxNearest_Question(KxText_ToUtf8(names[i]), groups));
+                                                             KxNearest_Question(KxText_ToUtf8(names[i]), _groupNames));
     }
   }
   return sids;

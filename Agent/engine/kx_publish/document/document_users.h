@@ -25,6 +25,7 @@ class CkxDocumentUsers {
   std::set<std::string> Sids(const std::vector<KxWString>& names, const std::string& pointer) const;
 
   std::map<KxWString, std::set<std::string>> _groups;
+  std::vector<std::string> _groupNames;       // of `_groups`, in UTF-8
   std::vector<SkxPolicyAudience> _audiences;  // in the order of the policies
   bool _areNamed = false;
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 
 #include "Common_CPP/util/guid.h"
 
@@ -9,30 +10,44 @@ namespace {
 
 constexpr size_t kMaxBytes = 64;  // of what can be a slip of something
 
-char Folded(char unit) { return unit >= 'A' && unit <= 'Z' ? static_cast<char>(unit + ('a' - 'A')) : unit; }
-
-/// Texts of words. From `enough` on it may be more.
-size_t Slips(std::string_view a, std::string_view b, size_t enough) {
-  using Row = std::array<size_t, kMaxBytes + 1>;
-  Row beforeLast{}, last{}, row{};
-  for (size_t j = 0; j <= b.size(); ++j) last[j] = j;
-  for (size_t i = 1; i <= a.size(); ++i) {
-    row[0] = i;
-    for (size_t j = 1; j <= b.size(); ++j) {
-      const bool isSame = Folded(a[i - 1]) == Folded(b[j - 1]);
-      row[j] = std::min({last[j] + 1, row[j - 1] + 1, last[j - 1] + (isSame ? 0 : 1)});
-      const bool isSwapped =
-          i > 1 && j > 1 && Folded(a[i - 1]) == Folded(b[j - 2]) && Folded(a[i - 2]) == Folded(b[j - 1]);
-      if (isSwapped) row[j] = std::min(row[j], beforeLast[j - 2] + 1);
-    }
-    const size_t fewest = std::min(*std::min_element(row.begin(), row.begin() + b.size() + 1),
-                                   *std::min_element(last.begin(), last.begin() + b.size() + 1));
-    if (fewest >= enough) return fewest;
-    beforeLast = last;
-    last = row;
-  }
-  return last[b.size()];
+unsigned char Folded(char unit) {
+  return static_cast<unsigned char>(unit >= 'A' && unit <= 'Z' ? unit + ('a' - 'A') : unit);
 }
+
+/// Counts the slips between one word and others, a step for each letter of the other: a column of the table of
+/// distances is two words of bits, whether each entry is one more or one less than that above it.
+class SlipCounter {
+ public:
+  /// `word` has from 1 to kMaxBytes bytes.
+  explicit SlipCounter(std::string_view word) : _size(word.size()), _last(uint64_t{1} << (word.size() - 1)) {
+    for (size_t i = 0; i < word.size(); ++i) _places[Folded(word[i])] |= uint64_t{1} << i;
+  }
+
+  /// From `enough` on it may be more.
+  size_t Slips(std::string_view other, size_t enough) const {
+    uint64_t more = ~uint64_t{0}, less = 0, diagonal = 0, placesBefore = 0;
+    size_t slips = _size;
+    for (size_t left = other.size(); const char letter : other) {
+      const uint64_t places = _places[Folded(letter)];
+      const uint64_t swapped = ((~diagonal & places) << 1) & placesBefore;
+      diagonal = (((places & more) + more) ^ more) | places | less | swapped;
+      const uint64_t moreThanLeft = less | ~(diagonal | more);
+      const uint64_t lessThanLeft = diagonal & more;
+      slips = slips + ((moreThanLeft & _last) != 0 ? 1 : 0) - ((lessThanLeft & _last) != 0 ? 1 : 0);
+      if (slips >= enough + --left) return enough;  // each letter that is left takes one back at most
+      const uint64_t above = (moreThanLeft << 1) | 1;
+      more = (lessThanLeft << 1) | ~(diagonal | above);
+      less = above & diagonal;
+      placesBefore = places;
+    }
+    return slips;
+  }
+
+ private:
+  const size_t _size;
+  const uint64_t _last;  // the bit of the word's last letter
+  std::array<uint64_t, 256> _places{};
+};
 
 /// Of a size that slips are made in, and no id.
 bool IsWord(std::string_view text) {
@@ -45,12 +60,14 @@ std::string_view KxNearest(std::string_view word, std::span<const std::string> c
   std::string_view nearest;
   if (!IsWord(word)) return nearest;
   size_t fewest = std::max<size_t>(word.size() / 3, 1) + 1;
+  const SlipCounter counter(word);
   for (const std::string& candidate : candidates) {
-    const size_t apart = std::max(word.size(), candidate.size()) - std::min(word.size(), candidate.size());
-    if (apart >= fewest || !IsWord(candidate)) continue;
-    const size_t slips = Slips(word, candidate, fewest);
-    const bool sharesALetter = slips < std::max(word.size(), candidate.size());
-    if (slips >= fewest || !sharesALetter) continue;
+    const size_t longer = std::max(word.size(), candidate.size());
+    const size_t apart = longer - std::min(word.size(), candidate.size());
+    if (apart >= fewest || longer > kMaxBytes) continue;
+    const size_t slips = counter.Slips(candidate, fewest);
+    const bool sharesALetter = slips < longer;
+    if (slips >= fewest || !sharesALetter || !IsWord(candidate)) continue;
     fewest = slips;
     nearest = candidate;
   }
