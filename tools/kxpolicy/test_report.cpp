@@ -3,6 +3,7 @@
 #include <kx_util/shared_policy_target.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "Common_CPP/util/counted.h"
 #include "Common_CPP/util/printable.h"
@@ -28,6 +29,20 @@ void AddTargets(const std::string& owner, const std::vector<SkxCoveredTarget>& t
                 std::vector<std::string>& lines) {
   for (const SkxCoveredTarget& target : targets) {
     if (!target.decided) lines.push_back(owner + ": " + TargetText(target));
+  }
+}
+
+std::string PolicyText(const SkxCoveredPolicy& policy) {
+  return "policy " + std::to_string(policy.id) + " \"" + policy.name + "\"";
+}
+
+void AddUntested(const SkxCoveredPolicy* policy, const SkxCoveredGroup* group,
+                 std::vector<SkxUntestedCheck>& untested) {
+  for (const SkxCoveredTarget& target : policy != nullptr ? policy->targets : group->targets) {
+    if (!target.decided) continue;
+    for (const SkxCoveredCheck& check : target.checks) {
+      if (!check.saidNo) untested.push_back({policy, group, &target, &check});
+    }
   }
 }
 
@@ -81,7 +96,7 @@ std::string KxTestReport_Shares(const SkxTestCoverage& coverage) {
 std::vector<std::string> KxTestReport_NeverDecided(const SkxTestCoverage& coverage) {
   std::vector<std::string> lines;
   for (const SkxCoveredPolicy& policy : coverage.counted->Policies()) {
-    const std::string what = "policy " + std::to_string(policy.id) + " \"" + policy.name + "\"";
+    const std::string what = PolicyText(policy);
     if (policy.decided) {
       AddTargets(what, policy.targets, lines);
     } else {
@@ -90,6 +105,31 @@ std::vector<std::string> KxTestReport_NeverDecided(const SkxTestCoverage& covera
   }
   for (const SkxCoveredGroup& group : coverage.counted->Groups()) {
     AddTargets(GroupText(coverage, group.id), group.targets, lines);
+  }
+  return lines;
+}
+
+std::string KxTestReport_CheckShare(const SkxTestCoverage& coverage) {
+  return ShareText(coverage.counted->CheckShare(), "checks");
+}
+
+std::vector<SkxUntestedCheck> KxTestReport_Untested(const SkxTestCoverage& coverage) {
+  std::vector<SkxUntestedCheck> untested;
+  for (const SkxCoveredPolicy& policy : coverage.counted->Policies()) AddUntested(&policy, nullptr, untested);
+  for (const SkxCoveredGroup& group : coverage.counted->Groups()) AddUntested(nullptr, &group, untested);
+  return untested;
+}
+
+std::vector<std::string> KxTestReport_NeverSaidNo(const SkxTestCoverage& coverage) {
+  std::vector<std::string> lines;
+  const SkxCoveredTarget* last = nullptr;
+  for (const SkxUntestedCheck& one : KxTestReport_Untested(coverage)) {
+    if (std::exchange(last, one.target) == one.target) {
+      lines.back() += ", " + one.check->name;
+      continue;
+    }
+    const std::string owner = one.policy != nullptr ? PolicyText(*one.policy) : GroupText(coverage, one.group->id);
+    lines.push_back(owner + ": " + TargetText(*one.target) + ": " + one.check->name);
   }
   return lines;
 }
@@ -108,6 +148,13 @@ std::string KxTestReport_AsText(const SkxTestRun& run) {
   for (const std::string& line : KxTestReport_NeverDecided(*run.coverage)) {
     text += "  never: " + KxText_Printable(line) + "\n";
   }
-  if (!run.coverage->IsEnough()) text += "that is less than " + std::to_string(*run.coverage->least) + " %\n";
+  if (!run.coverage->HasEnoughDecided()) text += "that is less than " + std::to_string(*run.coverage->least) + " %\n";
+  text += "said no at least once: " + KxTestReport_CheckShare(*run.coverage) + "\n";
+  for (const std::string& line : KxTestReport_NeverSaidNo(*run.coverage)) {
+    text += "  never: " + KxText_Printable(line) + "\n";
+  }
+  if (!run.coverage->HasEnoughChecks()) {
+    text += "that is less than " + std::to_string(*run.coverage->leastChecks) + " %\n";
+  }
   return text;
 }

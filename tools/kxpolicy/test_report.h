@@ -17,12 +17,15 @@ struct SkxTestedCase {
 /// Coverage, where it was asked for.
 struct SkxTestCoverage {
   const CkxCoverage* counted;
-  std::optional<uint32_t> least;                        ///< percent that each share is to reach
+  std::optional<uint32_t> least;                        ///< percent of policies, and of targets, that are to decide
+  std::optional<uint32_t> leastChecks;                  ///< percent of checks that are to say no
   std::map<GUID, std::string, SkxGuidLess> groupNames;  ///< as far as they are known
 
-  bool IsEnough() const {
+  bool HasEnoughDecided() const {
     return !least || (counted->PolicyShare().Reaches(*least) && counted->TargetShare().Reaches(*least));
   }
+  bool HasEnoughChecks() const { return !leastChecks || counted->CheckShare().Reaches(*leastChecks); }
+  bool IsEnough() const { return HasEnoughDecided() && HasEnoughChecks(); }
 };
 
 struct SkxTestRun {
@@ -45,6 +48,19 @@ std::vector<std::string> KxTestReport_Lines(const SkxCaseFailure& failure);
 /// "25 of 27 policies, 30 of 41 targets", and a line for each that never decided.
 std::string KxTestReport_Shares(const SkxTestCoverage& coverage);
 std::vector<std::string> KxTestReport_NeverDecided(const SkxTestCoverage& coverage);
+
+/// A check that said no to nothing. Of targets that never decided, which are told as such, none is told.
+struct SkxUntestedCheck {
+  const SkxCoveredPolicy* policy;  ///< null: of the group
+  const SkxCoveredGroup* group;
+  const SkxCoveredTarget* target;
+  const SkxCoveredCheck* check;
+};
+std::vector<SkxUntestedCheck> KxTestReport_Untested(const SkxTestCoverage& coverage);
+
+/// "9 of 12 checks", and a line for each target with such checks.
+std::string KxTestReport_CheckShare(const SkxTestCoverage& coverage);
+std::vector<std::string> KxTestReport_NeverSaidNo(const SkxTestCoverage& coverage);
 
 /// All of it, with its last line end.
 std::string KxTestReport_AsText(const SkxTestRun& run);

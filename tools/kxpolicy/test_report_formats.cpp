@@ -1,5 +1,6 @@
 // The reports for programs: TAP, JUnit, JSON. A coverage that has to be reached is one more test in the first two, so
 // that whoever reads results and no exit codes sees it.
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "Common_CPP/util/printable.h"
@@ -32,19 +33,59 @@ ordered_json FailuresJson(const SkxTestedCase& tested) {
 
 ordered_json ShareJson(const SkxShare& share) { return {{"decided", share.decided}, {"all", share.all}}; }
 
+ordered_json UntestedJson(const SkxTestCoverage& coverage) {
+  ordered_json list = ordered_json::array();
+  for (const SkxUntestedCheck& one : KxTestReport_Untested(coverage)) {
+    ordered_json json;
+    if (one.policy != nullptr) {
+      json = {{"policyId", one.policy->id}, {"policyName", one.policy->name}};
+    } else {
+      const auto name = coverage.groupNames.find(one.group->id);
+      json["group"] = name != coverage.groupNames.end() ? name->second : KxGuid_ToUtf8(one.group->id);
+    }
+    json["target"] = one.target->index;
+    json["targetId"] = KxGuid_ToUtf8(one.target->id);
+    json["check"] = one.check->name;
+    list.push_back(std::move(json));
+  }
+  return list;
+}
+
 ordered_json CoverageJson(const SkxTestCoverage& coverage) {
   ordered_json json = {{"policies", ShareJson(coverage.counted->PolicyShare())},
                        {"targets", ShareJson(coverage.counted->TargetShare())},
                        {"never", KxTestReport_NeverDecided(coverage)}};
+  const SkxShare checks = coverage.counted->CheckShare();
+  json["checks"] = {{"saidNo", checks.decided}, {"all", checks.all}};
+  json["untested"] = UntestedJson(coverage);
   if (coverage.least) json["least"] = *coverage.least;
-  if (coverage.least) json["enough"] = coverage.IsEnough();
+  if (coverage.leastChecks) json["leastChecks"] = *coverage.leastChecks;
+  if (coverage.least || coverage.leastChecks) json["enough"] = coverage.IsEnough();
   return json;
 }
 
-bool HasCoverageTest(const SkxTestRun& run) { return run.coverage && run.coverage->least; }
+/// A share that has to be reached.
+struct CoverageTest {
+  std::string title;
+  bool isPassed;
+  std::string message;
+  std::vector<std::string> never;
+};
 
-std::string CoverageTitle(const SkxTestCoverage& coverage) {
-  return "coverage of at least " + std::to_string(*coverage.least) + " %";
+std::vector<CoverageTest> CoverageTests(const SkxTestRun& run) {
+  std::vector<CoverageTest> tests;
+  if (!run.coverage) return tests;
+  const SkxTestCoverage& coverage = *run.coverage;
+  if (coverage.least) {
+    tests.push_back({"coverage of at least " + std::to_string(*coverage.least) + " %", coverage.HasEnoughDecided(),
+                     "decided at least once: " + KxTestReport_Shares(coverage), KxTestReport_NeverDecided(coverage)});
+  }
+  if (coverage.leastChecks) {
+    tests.push_back({"coverage of at least " + std::to_string(*coverage.leastChecks) + " % of checks",
+                     coverage.HasEnoughChecks(), "said no at least once: " + KxTestReport_CheckShare(coverage),
+                     KxTestReport_NeverSaidNo(coverage)});
+  }
+  return tests;
 }
 
 /// A "#" would begin a directive.
@@ -86,7 +127,8 @@ void AddJUnitCase(CkxXmlWriter& xml, const std::string& title, const std::string
 }  // namespace
 
 std::string KxTestReport_AsTap(const SkxTestRun& run) {
-  std::string text = "TAP version 13\n1.." + std::to_string(run.cases.size() + (HasCoverageTest(run) ? 1 : 0)) + "\n";
+  const std::vector<CoverageTest> coverageTests = CoverageTests(run);
+  std::string text = "TAP version 13\n1.." + std::to_string(run.cases.size() + coverageTests.size()) + "\n";
   size_t number = 0;
   for (const SkxTestedCase& tested : run.cases) {
     text += TapLine(tested.result.Passed(), ++number, KxTestReport_Title(tested));
@@ -96,23 +138,28 @@ std::string KxTestReport_AsTap(const SkxTestRun& run) {
     text += "  ...\n";
   }
   if (!run.coverage) return text;
-  if (HasCoverageTest(run)) text += TapLine(run.coverage->IsEnough(), ++number, CoverageTitle(*run.coverage));
+  for (const CoverageTest& test : coverageTests) text += TapLine(test.isPassed, ++number, test.title);
   text += "# decided at least once: " + KxTestReport_Shares(*run.coverage) + "\n";
   for (const std::string& line : KxTestReport_NeverDecided(*run.coverage)) {
+    text += "# never: " + KxText_Printable(line) + "\n";
+  }
+  text += "# said no at least once: " + KxTestReport_CheckShare(*run.coverage) + "\n";
+  for (const std::string& line : KxTestReport_NeverSaidNo(*run.coverage)) {
     text += "# never: " + KxText_Printable(line) + "\n";
   }
   return text;
 }
 
 std::string KxTestReport_AsJUnit(const SkxTestRun& run) {
-  const bool hasCoverageTest = HasCoverageTest(run);
-  const bool isShort = hasCoverageTest && !run.coverage->IsEnough();
+  const std::vector<CoverageTest> coverageTests = CoverageTests(run);
+  const auto missed = static_cast<size_t>(std::count_if(coverageTests.begin(), coverageTests.end(),
+                                                        [](const CoverageTest& test) { return !test.isPassed; }));
   CkxXmlWriter xml;
   xml.Open("testsuites");
   xml.Open("testsuite");
   xml.Attribute("name", "kxpolicy test");
-  xml.Attribute("tests", std::to_string(run.cases.size() + (hasCoverageTest ? 1 : 0)));
-  xml.Attribute("failures", std::to_string(run.FailedCases() + (isShort ? 1 : 0)));
+  xml.Attribute("tests", std::to_string(run.cases.size() + coverageTests.size()));
+  xml.Attribute("failures", std::to_string(run.FailedCases() + missed));
   xml.Attribute("errors", "0");
   for (const SkxTestedCase& tested : run.cases) {
     const bool passed = tested.result.Passed();
@@ -120,11 +167,10 @@ std::string KxTestReport_AsJUnit(const SkxTestRun& run) {
         passed ? "" : "expected " + tested.result.failures[0].expected + ", found " + tested.result.failures[0].decided;
     AddJUnitCase(xml, KxTestReport_Title(tested), tested.file, passed, message, FailureText(tested));
   }
-  if (hasCoverageTest) {
+  for (const CoverageTest& test : coverageTests) {
     std::string text;
-    for (const std::string& line : KxTestReport_NeverDecided(*run.coverage)) text += "never: " + line + "\n";
-    AddJUnitCase(xml, CoverageTitle(*run.coverage), "coverage", !isShort,
-                 "decided at least once: " + KxTestReport_Shares(*run.coverage), text);
+    for (const std::string& line : test.never) text += "never: " + line + "\n";
+    AddJUnitCase(xml, test.title, "coverage", test.isPassed, test.message, text);
   }
   xml.Close();
   xml.Close();

@@ -23,6 +23,7 @@ struct TestOptions {
   std::vector<std::string> inputs;
   bool coverage = false;
   std::optional<uint32_t> least;
+  std::optional<uint32_t> leastChecks;
   bool errorsOk = false;
   std::string format = "text";
 };
@@ -156,18 +157,26 @@ std::string Rendered(const SkxTestRun& run, const std::string& format) {
   return format == "json" ? KxTestReport_AsJson(run) : KxTestReport_AsText(run);
 }
 
+void CheckPercentage(const char* option, const std::optional<uint32_t>& percent) {
+  if (!percent || *percent <= 100) return;
+  throw CkxToolFault(EkxExit::UnusableArguments, std::string(option) + ": must be a percentage, 0 to 100");
+}
+
 EkxExit Test(const TestOptions& options, SkxStreams& streams) {
-  if (options.least && *options.least > 100) {
-    throw CkxToolFault(EkxExit::UnusableArguments, "--least: must be a percentage, 0 to 100");
-  }
+  CheckPercentage("--least", options.least);
+  CheckPercentage("--least-checks", options.leastChecks);
   TestInputs inputs = ReadInputs(options.inputs, streams.in);
   CheckStandardInput(options, inputs.cases);
+  SkxImageModels models;
+  if (options.coverage) models = KxImage_Models(inputs.policies.image);
   CkxCaseJudge judge(std::move(inputs.policies.image), std::move(inputs.policies.alertNames));
+  if (options.coverage) judge.WatchChecks(models);
   const bool isUsable = JudgeAll(inputs.cases, judge, options.errorsOk, streams);
 
   SkxTestRun run = {std::move(inputs.cases), {}};
   if (options.coverage) {
-    run.coverage = SkxTestCoverage{&judge.Coverage(), options.least, std::move(inputs.policies.groupNames)};
+    run.coverage =
+        SkxTestCoverage{&judge.Coverage(), options.least, options.leastChecks, std::move(inputs.policies.groupNames)};
   }
   streams.out << Rendered(run, options.format);
   if (!isUsable) return EkxExit::UnusableInput;
@@ -185,8 +194,10 @@ KxVerbAction KxVerb_Test(const CkxVerbOptions& verb) {
       .Path()
       .Required();
   const CkxOption coverage = verb.AddFlag("--coverage", options->coverage,
-                                          "Also say which policies, and which of their targets, never decided");
-  verb.Add("--least", options->least, "Percent of both that must have decided").Needs(coverage);
+                                          "Also say which policies, and which of their targets, never decided, and "
+                                          "which checks of targets never said no to the target of a case");
+  verb.Add("--least", options->least, "Percent of policies, and of targets, that must have decided").Needs(coverage);
+  verb.Add("--least-checks", options->leastChecks, "Percent of checks that must have said no").Needs(coverage);
   verb.AddFlag("--errors-ok", options->errorsOk, "Lines of events that are no target documents are passed over");
   verb.Add("--format", options->format, "text, or for what collects results: tap, junit, json (an object a case)")
       .OneOf({"text", "tap", "junit", "json"});

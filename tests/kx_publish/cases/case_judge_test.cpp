@@ -177,6 +177,64 @@ TEST(Coverage, CountsWhatDecided) {
   }
 }
 
+constexpr const char* kChecks = R"({
+  "applicationGroups": [
+    {"name": "G", "targets": [{"type": "msi", "publishers": ["V"], "location": "C:\\x"}]}],
+  "policies": [
+    {"id": 1, "name": "One", "action": "block", "targets": [
+      {"type": "executable", "fileName": "a.exe", "hash": {"algorithm": "MD5", "hex": "00000000000000000000000000000001"},
+       "fileSize": 5, "fileVersion": {"max": "2"}},
+      {"type": "executable", "hash": {"algorithm": "MD5", "hex": "00000000000000000000000000000002"}}]},
+    {"id": 2, "name": "Two", "action": "run", "targets": [{"type": "applicationGroup", "group": "G"}]},
+    {"id": 3, "name": "Three", "action": "run", "active": false, "targets": [{"type": "executable", "location": "C:\\x"}]}]})";
+
+/// "1/0 fileName": by policy, or "G" for the group, and target.
+std::vector<std::string> ChecksThatNeverSaidNo(const CkxCoverage& coverage) {
+  std::vector<std::string> never;
+  const auto add = [&](const std::string& owner, const std::vector<SkxCoveredTarget>& targets) {
+    for (const SkxCoveredTarget& target : targets) {
+      for (const SkxCoveredCheck& check : target.checks) {
+        if (!check.saidNo) never.push_back(owner + "/" + std::to_string(target.index) + " " + check.name);
+      }
+    }
+  };
+  for (const SkxCoveredPolicy& policy : coverage.Policies()) add(std::to_string(policy.id), policy.targets);
+  for (const SkxCoveredGroup& group : coverage.Groups()) add("G", group.targets);
+  return never;
+}
+
+/// The first check that says no is the one that is counted, and only for a target of the target's kind.
+TEST(Coverage, CountsTheChecksThatSaidNo) {
+  const SkxPolicyImage image = KxTest_Compile(kChecks);
+  CkxCaseJudge judge(image, {});
+  judge.WatchChecks(KxImage_Models(image));
+  std::vector<std::string> left = {"1/0 fileVersion", "1/0 fileName", "1/0 fileSize",  "1/0 hash",
+                                   "1/1 hash",        "G/0 location", "G/0 publishers"};
+  const json exe = {{"kind", "file"}, {"path", "C:\\a.exe"}, {"size", 5}, {"fileVersion", "3"}};
+  const json msi = {{"kind", "file"}, {"path", "C:\\x\\a.msi"}};
+  const struct {
+    json target, more;
+    std::vector<std::string> saidNo;
+  } steps[] = {
+      {{{"kind", "file"}, {"path", "C:\\a.dll"}}, json::object(), {}},
+      {exe, {{"path", "C:\\b.exe"}}, {"1/0 fileName", "1/1 hash"}},
+      {exe, {{"size", 6}}, {"1/0 fileSize"}},
+      {exe, json::object(), {"1/0 hash"}},
+      {exe, {{"hashes", {{"MD5", "00000000000000000000000000000001"}}}}, {"1/0 fileVersion"}},
+      {msi, json::object(), {"G/0 publishers"}},
+      {msi, {{"path", "C:\\y\\a.msi"}}, {"G/0 location"}},
+  };
+  for (const auto& step : steps) {
+    json target = step.target;
+    target.update(step.more);
+    judge.Judge(CaseOf({{"target", target}, {"expect", "none"}}));
+    for (const std::string& check : step.saidNo) std::erase(left, check);
+    EXPECT_EQ(ChecksThatNeverSaidNo(judge.Coverage()), left) << target;
+    EXPECT_EQ(judge.Coverage().CheckShare().decided, 7 - left.size());
+    EXPECT_EQ(judge.Coverage().CheckShare().all, 7u);
+  }
+}
+
 TEST(Coverage, ReachesAPercentageExactly) {
   EXPECT_TRUE((SkxShare{0, 0}.Reaches(100)));
   EXPECT_TRUE((SkxShare{2, 3}.Reaches(66)));

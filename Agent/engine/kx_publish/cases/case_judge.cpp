@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "Agent/engine/kx_publish/cases/check_watch.h"
 #include "Agent/engine/kx_publish/cases/near_misses.h"
 #include "Agent/engine/kx_publish/decision/decision.h"
 #include "Agent/engine/kx_publish/document/json_reader.h"
@@ -45,8 +46,23 @@ SkxCaseResult CkxCaseJudge::Judge(const SkxCase& test) {
   if (!Prepare(test, prepared, result)) return result;
   for (const SkxCaseTarget& target : test.targets) {
     Check(prepared, target.document, Decide(target.document), {target.pointer, ""}, result);
+    if (_watchesChecks) WatchChecks(target.document);
   }
   return result;
+}
+
+void CkxCaseJudge::WatchChecks(const SkxImageModels& models) {
+  _watchesChecks = true;
+  _coverage.AddChecks(models);
+}
+
+void CkxCaseJudge::WatchChecks(const CkxTargetDocument& target) {
+  CkxCheckWatch watch(_coverage);
+  const CkxPolicySourceScope source(_judge.Source());
+  const CkxMachineFactsScope machine(target.Machine());
+  const CkxEvaluationObserverScope scope(watch);
+  SkxTriggerPolicyShortInfo unused;
+  CkxSharedPoliciesData::GetTargetPolicyAction(target.Target(), unused);
 }
 
 bool CkxCaseJudge::Prepare(const SkxCase& test, SkxCase& prepared, SkxCaseResult& result) const {

@@ -53,6 +53,11 @@ class CkxCaseJudge {
 
   const CkxCoverage& Coverage() const { return _coverage; }
 
+  /// From now on also counts which checks say no to the targets of cases. Each is then asked once more, step by step,
+  /// of all policies up to the one that applies; events are not.
+  /// `models`: of the image.
+  void WatchChecks(const SkxImageModels& models);
+
  private:
   friend class CkxCaseEventsRun;
 
@@ -62,6 +67,7 @@ class CkxCaseJudge {
   bool HasAlert(const GUID& id) const;
 
   SkxCaseDecision Decide(const CkxTargetDocument& target);
+  void WatchChecks(const CkxTargetDocument& target);
   void Check(const SkxCase& test, const CkxTargetDocument& target, const SkxCaseDecision& decision,
              const SkxCasePlace& place, SkxCaseResult& result) const;
   std::vector<std::string> Why(const CkxTargetDocument& target, const SkxExpectation* missed) const;
@@ -69,6 +75,7 @@ class CkxCaseJudge {
   const CkxImageJudge _judge;
   const KxAlertNames _alertNames;
   CkxCoverage _coverage;
+  bool _watchesChecks = false;
 };
 
 /// One case about events, and what became of it.

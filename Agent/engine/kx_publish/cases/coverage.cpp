@@ -7,6 +7,7 @@
 #include <set>
 
 #include "Agent/engine/kx_publish/cases/expectation.h"
+#include "Agent/engine/kx_publish/cases/set_checks.h"
 #include "Agent/engine/kx_util/store/policy_walk.h"
 #include "Common_CPP/util/text.h"
 
@@ -47,11 +48,21 @@ SkxCoveredTarget* Find(std::vector<SkxCoveredTarget>& targets, const GUID& id) {
   return found != targets.end() ? &*found : nullptr;
 }
 
-SkxShare& operator+=(SkxShare& share, const std::vector<SkxCoveredTarget>& targets) {
-  share.all += targets.size();
-  share.decided += static_cast<size_t>(
-      std::count_if(targets.begin(), targets.end(), [](const SkxCoveredTarget& target) { return target.decided; }));
-  return share;
+void AddChecksOf(const std::vector<SkxTargetModel>& models, std::vector<SkxCoveredTarget>& targets) {
+  for (SkxCoveredTarget& target : targets) {
+    if (target.index >= models.size() || !KxGuid_Equal(models[target.index].id, target.id)) continue;
+    for (std::string& name : KxTarget_SetChecks(models[target.index])) target.checks.push_back({std::move(name)});
+  }
+}
+
+/// The first record of each id that can be read, as look-ups find it.
+template <class Id, class Less, class Model>
+std::map<Id, const Model*, Less> FirstModels(const std::vector<SkxImageRecord<Model>>& records, Id Model::*id) {
+  std::map<Id, const Model*, Less> models;
+  for (const SkxImageRecord<Model>& record : records) {
+    if (record.model) models.try_emplace((*record.model).*id, &*record.model);
+  }
+  return models;
 }
 
 }  // namespace
@@ -74,6 +85,10 @@ CkxCoverage CkxCoverage::OfSource() {
     if (!CkxSharedPoliciesData::GetAppGroupById(id, group)) continue;
     const CkxShBufAppGroupPtr owned(group);
     coverage._groups.push_back({id, TargetsOf(owned->Targets())});
+    const std::vector<SkxCoveredTarget>& targets = coverage._groups.back().targets;
+    for (size_t i = 0; i < targets.size(); ++i) {
+      coverage._inGroups.try_emplace(targets[i].id, coverage._groups.size() - 1, i);
+    }
   }
   if (KxUtil_LastFault() == EkxEvaluationFault::OutOfMemory) throw std::bad_alloc();
   return coverage;
@@ -85,16 +100,40 @@ void CkxCoverage::Count(const SkxCaseDecision& decision) {
   if (policy == _byId.end()) return;
   SkxCoveredPolicy& covered = _policies[policy->second];
   covered.decided = true;
-  SkxCoveredTarget* target = Find(covered.targets, decision.targetId);
-  if (target == nullptr) target = FindInGroups(decision.targetId);
-  if (target != nullptr) target->decided = true;
+  if (SkxCoveredTarget* const target = TargetOf(covered, decision.targetId)) target->decided = true;
 }
 
-SkxCoveredTarget* CkxCoverage::FindInGroups(const GUID& id) {
-  for (SkxCoveredGroup& group : _groups) {
-    if (SkxCoveredTarget* const target = Find(group.targets, id)) return target;
+void CkxCoverage::AddChecks(const SkxImageModels& models) {
+  const auto policies = FirstModels<uint32_t, std::less<>>(models.policies, &SkxPolicyModel::id);
+  for (SkxCoveredPolicy& covered : _policies) {
+    const auto policy = policies.find(covered.id);
+    if (policy != policies.end()) AddChecksOf(policy->second->targets, covered.targets);
   }
-  return nullptr;
+  const auto groups = FirstModels<GUID, SkxGuidLess>(models.groups, &SkxAppGroupModel::id);
+  for (SkxCoveredGroup& covered : _groups) {
+    const auto group = groups.find(covered.id);
+    if (group != groups.end()) AddChecksOf(group->second->targets, covered.targets);
+  }
+}
+
+void CkxCoverage::CountNo(uint32_t policyId, const GUID& target, std::string_view check) {
+  const auto policy = _byId.find(policyId);
+  SkxCoveredTarget* const covered = policy != _byId.end() ? TargetOf(_policies[policy->second], target) : nullptr;
+  if (covered == nullptr) return;
+  for (SkxCoveredCheck& one : covered->checks) one.saidNo = one.saidNo || one.name == check;
+}
+
+/// Its own, else one of a group.
+SkxCoveredTarget* CkxCoverage::TargetOf(SkxCoveredPolicy& policy, const GUID& id) {
+  if (SkxCoveredTarget* const own = Find(policy.targets, id)) return own;
+  const auto place = _inGroups.find(id);
+  return place != _inGroups.end() ? &_groups[place->second.first].targets[place->second.second] : nullptr;
+}
+
+template <class Visit>
+void CkxCoverage::ForEachTarget(Visit visit) const {
+  for (const SkxCoveredPolicy& policy : _policies) std::for_each(policy.targets.begin(), policy.targets.end(), visit);
+  for (const SkxCoveredGroup& group : _groups) std::for_each(group.targets.begin(), group.targets.end(), visit);
 }
 
 SkxShare CkxCoverage::PolicyShare() const {
@@ -105,7 +144,14 @@ SkxShare CkxCoverage::PolicyShare() const {
 
 SkxShare CkxCoverage::TargetShare() const {
   SkxShare share;
-  for (const SkxCoveredPolicy& policy : _policies) share += policy.targets;
-  for (const SkxCoveredGroup& group : _groups) share += group.targets;
+  ForEachTarget([&](const SkxCoveredTarget& target) { share.Add(target.decided); });
+  return share;
+}
+
+SkxShare CkxCoverage::CheckShare() const {
+  SkxShare share;
+  ForEachTarget([&](const SkxCoveredTarget& target) {
+    for (const SkxCoveredCheck& check : target.checks) share.Add(check.saidNo);
+  });
   return share;
 }

@@ -22,7 +22,7 @@ class CkxLintWork {
   }
 
  private:
-  uint64_t _left = 30'000'000;
+  uint64_t _left = 10'000'000;
 };
 
 struct SkxTextPattern {
