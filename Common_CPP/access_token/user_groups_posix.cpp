@@ -3,7 +3,6 @@
 #include <grp.h>
 #include <pwd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <charconv>
 
@@ -24,14 +23,31 @@ std::optional<uid_t> UserOf(const std::string& sid) {
   return user;
 }
 
-std::vector<gid_t> GroupsOf(const passwd& account) {
-  int count = 32;
-  std::vector<gid_t> groups(static_cast<size_t>(count));
+constexpr size_t kMaxGroups = 65536;  // the system's own limit for a process
+constexpr size_t kMaxRecordBytes = size_t{1} << 20;
+
+bool IsNone(int error) { return error == 0 || error == ENOENT || error == ESRCH; }
+
+/// Whether groups can be asked for at all: a list of them ends without an error where they cannot.
+bool AreGroupsThere(gid_t group) {
+  std::vector<char> buffer(4096);
+  struct group entry {};
+  struct group* found = nullptr;
+  const int error = getgrgid_r(group, &entry, buffer.data(), buffer.size(), &found);
+  return found != nullptr || IsNone(error) || error == ERANGE;
+}
+
+/// Nothing where the system cannot tell, and of an account that is in more groups than there may be.
+std::optional<std::vector<gid_t>> GroupsOf(const passwd& account) {
+  std::vector<gid_t> groups(32);
+  int count = static_cast<int>(groups.size());
   while (getgrouplist(account.pw_name, account.pw_gid, groups.data(), &count) < 0) {
-    count = std::max(count, static_cast<int>(groups.size()) * 2);
-    groups.resize(static_cast<size_t>(count));
+    if (groups.size() >= kMaxGroups) return std::nullopt;
+    groups.resize(groups.size() * 2);
+    count = static_cast<int>(groups.size());
   }
   groups.resize(static_cast<size_t>(count));
+  if (!AreGroupsThere(account.pw_gid)) return std::nullopt;
   return groups;
 }
 
@@ -44,12 +60,13 @@ std::optional<std::vector<CkxSid>> KxUser_Groups(const CkxSid& user) {
   passwd* found = nullptr;
   std::vector<char> buffer(4096);
   int error = 0;
-  while ((error = getpwuid_r(*number, &entry, buffer.data(), buffer.size(), &found)) == ERANGE) {
+  while ((error = getpwuid_r(*number, &entry, buffer.data(), buffer.size(), &found)) == ERANGE &&
+         buffer.size() < kMaxRecordBytes) {
     buffer.resize(buffer.size() * 2);
   }
-  const bool isUnknown = found == nullptr && (error == 0 || error == ENOENT || error == ESRCH);
-  if (found != nullptr) return KxPosixAccount_Groups(*number, GroupsOf(entry));
-  if (isUnknown) return KxPosixAccount_Groups(*number, {});
+  if (found == nullptr && IsNone(error)) return KxPosixAccount_Groups(*number, {});
+  const std::optional<std::vector<gid_t>> groups = found != nullptr ? GroupsOf(entry) : std::nullopt;
+  if (groups) return KxPosixAccount_Groups(*number, *groups);
   KxLastError_Set(kKxErrorGenFailure);
   return std::nullopt;
 }
