@@ -1,5 +1,6 @@
-# What `cmake --install` puts down: the command, the library with its headers, and the two ways to find it,
-# find_package(kx_util) and pkg-config. The headers have a folder of their own: <prefix>/include/kx.
+# What `cmake --install` puts down: the command, the library and the one to judge with, with their headers, and the two
+# ways to find them: find_package(kx_util), with COMPONENTS publish for the latter, and pkg-config (kx_util, kx_publish).
+# The headers have a folder of their own: <prefix>/include/kx.
 
 include(CMakePackageConfigHelpers)
 
@@ -12,6 +13,8 @@ if(TARGET kx_util_dll)
   install(TARGETS kx_util_dll EXPORT kx_util RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}"
                                              ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")
 endif()
+install(TARGETS kx_publish EXPORT kx_publish ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+install(EXPORT kx_publish NAMESPACE kx_util:: FILE kx_util-component-publish.cmake DESTINATION "${KX_CMAKE_DIR}")
 install(EXPORT kx_util NAMESPACE kx_util:: FILE kx_util-targets.cmake DESTINATION "${KX_CMAKE_DIR}")
 if(TARGET kxpolicy)
   install(TARGETS kxpolicy RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
@@ -30,8 +33,10 @@ if(WIN32)
 else()
   set(KX_PC_REQUIRES "libcrypto zlib tinyxml2")
 endif()
-configure_file(cmake/kx_util.pc.in kx_util.pc @ONLY)
-install(FILES "${PROJECT_BINARY_DIR}/kx_util.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+foreach(package kx_util kx_publish)
+  configure_file(cmake/${package}.pc.in ${package}.pc @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/${package}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+endforeach()
 
 install(CODE "set(KX_SOURCE_DIR \"${PROJECT_SOURCE_DIR}\")\nset(KX_HEADER_DIR \"${KX_HEADER_DIR}\")")
 install(SCRIPT cmake/InstallHeaders.cmake)

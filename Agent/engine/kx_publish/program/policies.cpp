@@ -5,7 +5,7 @@
 
 namespace {
 
-std::optional<KxWString> FolderOf(std::string_view utf8, SkxDocumentError& error) {
+std::optional<KxWString> ImageFolder(std::string_view utf8, SkxDocumentError& error) {
   std::optional<KxWString> folder = KxText_FromUtf8(utf8);
   if (!folder) error = {"", "", "the folder's path is not UTF-8"};
   return folder;
@@ -16,7 +16,7 @@ std::optional<KxWString> FolderOf(std::string_view utf8, SkxDocumentError& error
 CkxPolicies::CkxPolicies(CkxPolicySet&& set) : _set(std::make_shared<const CkxPolicySet>(std::move(set))) {}
 
 std::optional<CkxPolicies> CkxPolicies::Open(std::string_view folder, SkxDocumentError& error) {
-  const std::optional<KxWString> path = FolderOf(folder, error);
+  const std::optional<KxWString> path = ImageFolder(folder, error);
   if (!path) return std::nullopt;
   error = {};
   std::optional<CkxPolicySet> set = CkxPolicySet::FromFolder(*path, error.message);
@@ -29,7 +29,7 @@ std::optional<CkxPolicies> CkxPolicies::Compile(std::span<const SkxDocumentText>
 }
 
 bool CkxPolicies::Write(std::string_view folder, SkxDocumentError& error) const {
-  const std::optional<KxWString> path = FolderOf(folder, error);
+  const std::optional<KxWString> path = ImageFolder(folder, error);
   if (!path) return false;
   error = {};
   return KxPolicyImage_Write(*path, _set->Image(), error.message);
