@@ -4,6 +4,8 @@
 
 include(CMakePackageConfigHelpers)
 
+# From where pkg-config finds its file back to the prefix, which may be moved.
+file(RELATIVE_PATH KX_PC_TO_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 set(KX_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/kx_util")
 set(KX_HEADER_DIR "${CMAKE_INSTALL_INCLUDEDIR}/kx")
 
@@ -17,7 +19,7 @@ install(TARGETS kx_publish EXPORT kx_publish ARCHIVE DESTINATION "${CMAKE_INSTAL
 install(EXPORT kx_publish NAMESPACE kx_util:: FILE kx_util-component-publish.cmake DESTINATION "${KX_CMAKE_DIR}")
 install(EXPORT kx_util NAMESPACE kx_util:: FILE kx_util-targets.cmake DESTINATION "${KX_CMAKE_DIR}")
 if(TARGET kxpolicy)
-  install(TARGETS kxpolicy RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+  install(TARGETS kxpolicy RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT command)
 endif()
 
 configure_package_config_file(cmake/kx_util-config.cmake.in kx_util-config.cmake INSTALL_DESTINATION "${KX_CMAKE_DIR}")
@@ -44,7 +46,8 @@ install(SCRIPT cmake/InstallHeaders.cmake)
 # The C interface: a library that needs nothing else of ours, its one header, and a way of its own to find it, so that who
 # uses it alone needs none of the packages above.
 install(TARGETS kx_policy EXPORT kx_policy RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}"
-                                           LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+                                           LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT library
+                                                   NAMELINK_COMPONENT development
                                            ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")
 install(FILES include/kx_policy.h DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 install(EXPORT kx_policy NAMESPACE kx_util:: FILE kx_policy-config.cmake

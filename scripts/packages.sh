@@ -92,4 +92,5 @@ check_packages=(
   chromium chromium-driver python3-selenium fonts-dejavu-core
   zsh fish groff-base doxygen
   python3-distributed parallel zstd
+  lintian mmdebstrap abigail-tools
 )
