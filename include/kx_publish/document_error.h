@@ -3,6 +3,7 @@
 
 #include <string>
 
+/// A document as it was read.
 struct SkxDocumentText {
   std::string name;  ///< how faults call it: a file's path
   std::string text;

@@ -12,6 +12,7 @@
 #include <kx_publish/prepare.h>
 #include <kx_publish/target.h>
 
+/// Holds what it judges by; it never changes.
 class CkxJudge {
  public:
   explicit CkxJudge(CkxPolicies policies, EkxPrepare prepare = EkxPrepare::AtOnce);
