@@ -15,7 +15,7 @@
 /// Holds what it judges by; it never changes.
 class CkxJudge {
  public:
-  explicit CkxJudge(CkxPolicies policies, EkxPrepare prepare = EkxPrepare::AtOnce);
+  explicit CkxJudge(const CkxPolicies& policies, EkxPrepare prepare = EkxPrepare::AtOnce);
   CkxJudge(CkxJudge&&) noexcept;
   CkxJudge& operator=(CkxJudge&&) noexcept;
   ~CkxJudge();

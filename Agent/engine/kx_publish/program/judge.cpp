@@ -15,7 +15,7 @@ struct CkxJudge::Content {
   const CkxAuthorNames names;
 };
 
-CkxJudge::CkxJudge(CkxPolicies policies, EkxPrepare prepare)
+CkxJudge::CkxJudge(const CkxPolicies& policies, EkxPrepare prepare)
     : _content(std::make_unique<const Content>(*policies._set, prepare)) {}
 CkxJudge::CkxJudge(CkxJudge&&) noexcept = default;
 CkxJudge& CkxJudge::operator=(CkxJudge&&) noexcept = default;
