@@ -150,7 +150,8 @@ TEST_P(FailingCalls, AreToldOrMadeGoodAndLeaveNothingByHalves) {
   ASSERT_LE(whole.run.code, 1) << whole.err;
   for (const EkxCallFault how : {EkxCallFault::Fails, EkxCallFault::Interrupted, EkxCallFault::Short}) {
     const size_t calls = Run({how, SkxCallFault::kNever}).run.calls;
-    EXPECT_GT(calls, 0u);
+    ASSERT_GT(calls, 0u);
+    RecordProperty("calls_" + std::to_string(static_cast<int>(how)), std::to_string(calls));
     for (size_t at = 0; at < calls; ++at) {
       const SkxVerbOutcome outcome = Run({how, at});
       SCOPED_TRACE("call " + std::to_string(at) + " of " + std::to_string(calls) + ", " + outcome.run.failed +
