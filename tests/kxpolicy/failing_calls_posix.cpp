@@ -56,6 +56,12 @@ constexpr SkxFailableCall kFailableCalls[] = {
     {SYS_fremovexattr, "fremovexattr", EIO},
     {SYS_socket, "socket", EMFILE},
     {SYS_connect, "connect", ECONNREFUSED},
+    {SYS_getsockopt, "getsockopt", ENOBUFS},
+    {SYS_poll, "poll", ENOMEM},
+    {SYS_recvfrom, "recv", ECONNRESET, true},
+    {SYS_recvmsg, "recvmsg", ECONNRESET},
+    {SYS_sendto, "send", EPIPE, true},
+    {SYS_sendmsg, "sendmsg", EPIPE},
     {SYS_bind, "bind", EADDRINUSE},
     {SYS_listen, "listen", EADDRINUSE},
 };

@@ -9,8 +9,9 @@
 
 #include "Common_CPP/util/descriptor_posix.h"
 #include "tests/kxpolicy/failing_calls_posix.h"
-#include "tests/kxpolicy/run_tool.h"
+#include "tests/kxpolicy/served.h"
 #include "tests/support/runtime_folder_scope.h"
+#include "tests/support/trace_capture.h"
 
 namespace {
 
@@ -40,6 +41,7 @@ struct SkxFailedVerb {
   std::vector<std::string> arguments;  ///< "@NAME" is in the folder of inputs, ">NAME" in that of outputs
   std::string input = "";
   std::vector<std::string> before = {};  ///< a run that comes first, and leaves what there is in the folder of outputs
+  bool isServed = false;                 ///< the policies are in force on the machine, and its agent answers
 };
 
 /// What a run has to show.
@@ -69,6 +71,7 @@ class FailingCalls : public ::testing::TestWithParam<SkxFailedVerb> {
       ASSERT_EQ(Tool(GetParam().before).code, 0);
     }
     fs::copy(_outputs.Path(), _before.Path(), fs::copy_options::recursive);
+    if (GetParam().isServed) Serve();
   }
 
   SkxVerbOutcome Run(SkxCallFault fault) {
@@ -93,6 +96,16 @@ class FailingCalls : public ::testing::TestWithParam<SkxFailedVerb> {
   static CkxDescriptor Created(const fs::path& path) {
     return CkxDescriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
   }
+  void Serve() {
+    _served = std::make_unique<CkxServedImage>(_inputs.Path() / "policies");
+    const auto isAnswered = [] {
+      const std::string target = R"({"kind":"process","path":"C:\\a.exe","user":{"sid":"S-1-5-18"}})";
+      return KxTest_RunTool({"eval", "--target", "-"}, target).code == 0;
+    };
+    for (int i = 0; i < 2000 && !isAnswered(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    ASSERT_TRUE(isAnswered());
+  }
+
   std::vector<std::string> Arguments(std::vector<std::string> arguments) const {
     for (std::string& argument : arguments) {
       if (argument[0] == '@') argument = _inputs.Path() / argument.substr(1);
@@ -112,11 +125,13 @@ class FailingCalls : public ::testing::TestWithParam<SkxFailedVerb> {
     return KxPolicy_Run(arguments, streams);
   }
 
+  const CkxTraceCapture _quiet;
   const CkxRuntimeFolderScope _runtime;
   const CkxTempFolder _inputs;
   const CkxTempFolder _outputs;
   const CkxTempFolder _before;
   const CkxTempFolder _streams;
+  std::unique_ptr<CkxServedImage> _served;
 };
 
 /// Whether an answer is the right one, but for lines that say that something went wrong; one that was broken off may
@@ -200,6 +215,10 @@ const SkxFailedVerb kFailedVerbs[] = {
     {{"config", "list", "--image", "@policies"}},
     {{"procmap", "replay", "--dump", ">map"}, "{\"op\":\"OnProcessStart\",\"pid\":4}\n"},
     {{"publish", "@policies"}},
+    {{"eval", "--target", "-", "--format", "json"},
+     R"({"kind":"process","path":"C:\\a.exe","user":{"sid":"S-1-5-18"}})",
+     {},
+     true},
 };
 
 std::string NameOfVerb(const ::testing::TestParamInfo<SkxFailedVerb>& verb) {
