@@ -30,7 +30,7 @@ KxFilesByName FilesIn(const fs::path& folder) {
   return files;
 }
 
-std::vector<std::string> LinesOf(const std::string& text) {
+std::vector<std::string> AnswerLines(const std::string& text) {
   std::vector<std::string> lines;
   std::istringstream in(text);
   for (std::string line; std::getline(in, line);) lines.push_back(line);
@@ -138,8 +138,8 @@ class FailingCalls : public ::testing::TestWithParam<SkxFailedVerb> {
 /// lack the rest.
 bool IsRightOrTold(const SkxVerbOutcome& outcome, const SkxVerbOutcome& whole) {
   if (whole.out.starts_with(outcome.out)) return outcome.out == whole.out || outcome.run.code != whole.run.code;
-  const std::vector<std::string> right = LinesOf(whole.out);
-  const std::vector<std::string> lines = LinesOf(outcome.out);
+  const std::vector<std::string> right = AnswerLines(whole.out);
+  const std::vector<std::string> lines = AnswerLines(outcome.out);
   const auto isGood = [&](const std::string& line) {
     return std::find(right.begin(), right.end(), line) != right.end() || line.find("error") != std::string::npos ||
            line.find("cannot be read") != std::string::npos;
