@@ -1,6 +1,7 @@
 #include "Common_CPP/signature/certificate_chain_posix.h"
 
 #include "Common_CPP/signature/trust_store_posix.h"
+#include "Common_CPP/util/text.h"
 
 namespace {
 
@@ -76,6 +77,19 @@ bool IsWholeChainFor(EkxCertificateUse use, const STACK_OF(X509) * chain, bool e
   return true;
 }
 
+KxWString NamePart(X509_NAME* name, int part) {
+  const int index = X509_NAME_get_index_by_NID(name, part, -1);
+  if (index < 0) return KxWString();
+  unsigned char* bytes = nullptr;
+  const int size = ASN1_STRING_to_UTF8(&bytes, X509_NAME_ENTRY_get_data(X509_NAME_get_entry(name, index)));
+  CkxOpensslErrors::Check();
+  if (size < 0) return KxWString();
+  const std::string utf8(reinterpret_cast<const char*>(bytes), static_cast<size_t>(size));
+  OPENSSL_free(bytes);
+  const std::optional<KxWString> text = KxText_FromUtf8(utf8);
+  return text && text->find(WCHAR{0}) == KxWString::npos ? *text : KxWString();
+}
+
 }  // namespace
 
 EkxChainVerdict KxChain_Judge(X509* certificate, STACK_OF(X509) * others, const CkxTrustStore& trust, time_t when,
@@ -97,4 +111,26 @@ EkxChainVerdict KxChain_Judge(X509* certificate, STACK_OF(X509) * others, const 
   if (faults.isRevoked) return EkxChainVerdict::Revoked;
   if (faults.isUntrusted) return EkxChainVerdict::UntrustedRoot;
   return faults.isExpired ? EkxChainVerdict::Expired : EkxChainVerdict::Good;
+}
+
+EkxPublisherStatus KxChain_Status(EkxChainVerdict verdict) {
+  switch (verdict) {
+    case EkxChainVerdict::Bad:
+      return EkxPublisherStatus::Invalid;
+    case EkxChainVerdict::Revoked:
+      return EkxPublisherStatus::Revoked;
+    case EkxChainVerdict::UntrustedRoot:
+      return EkxPublisherStatus::UntrustedRoot;
+    case EkxChainVerdict::Expired:
+      return EkxPublisherStatus::Expired;
+    case EkxChainVerdict::Good:
+      break;
+  }
+  return EkxPublisherStatus::Valid;
+}
+
+KxWString KxCertificate_Name(X509* certificate) {
+  X509_NAME* const subject = X509_get_subject_name(certificate);
+  KxWString name = NamePart(subject, NID_commonName);
+  return name.empty() ? NamePart(subject, NID_organizationName) : name;
 }

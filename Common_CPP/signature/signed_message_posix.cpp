@@ -5,7 +5,6 @@
 #include "Common_CPP/signature/certificate_chain_posix.h"
 #include "Common_CPP/signature/pkcs7_posix.h"
 #include "Common_CPP/signature/timestamp_posix.h"
-#include "Common_CPP/util/text.h"
 
 namespace {
 
@@ -25,19 +24,6 @@ bool IsForItsLifetimeAlone(X509* certificate) {
 
 bool IsWeak(EkxHashAlgorithm algorithm) {
   return algorithm == EkxHashAlgorithm::Md5 || algorithm == EkxHashAlgorithm::Sha1;
-}
-
-KxWString NamePart(X509_NAME* name, int part) {
-  const int index = X509_NAME_get_index_by_NID(name, part, -1);
-  if (index < 0) return KxWString();
-  unsigned char* bytes = nullptr;
-  const int size = ASN1_STRING_to_UTF8(&bytes, X509_NAME_ENTRY_get_data(X509_NAME_get_entry(name, index)));
-  CkxOpensslErrors::Check();
-  if (size < 0) return KxWString();
-  const std::string utf8(reinterpret_cast<const char*>(bytes), static_cast<size_t>(size));
-  OPENSSL_free(bytes);
-  const std::optional<KxWString> text = KxText_FromUtf8(utf8);
-  return text && text->find(WCHAR{0}) == KxWString::npos ? *text : KxWString();
 }
 
 }  // namespace
@@ -66,9 +52,7 @@ bool CkxSignedMessage::ReadSigner() {
 
 KxWString CkxSignedMessage::SignerName() const {
   const CkxOpensslErrors errors;
-  X509_NAME* const subject = X509_get_subject_name(_certificate);
-  KxWString name = NamePart(subject, NID_commonName);
-  return name.empty() ? NamePart(subject, NID_organizationName) : name;
+  return KxCertificate_Name(_certificate);
 }
 
 EkxPublisherStatus CkxSignedMessage::Judge(const CkxTrustStore& trust, time_t now) const {
@@ -79,20 +63,10 @@ EkxPublisherStatus CkxSignedMessage::Judge(const CkxTrustStore& trust, time_t no
   }
   const std::optional<time_t> proven =
       IsForItsLifetimeAlone(_certificate) ? std::nullopt : KxTimestamp_Prove({_message.get(), _signer}, trust, now);
-  switch (
-      KxChain_Judge(_certificate, _message->d.sign->cert, trust, proven.value_or(now), EkxCertificateUse::SignCode)) {
-    case EkxChainVerdict::Bad:
-      return EkxPublisherStatus::Invalid;
-    case EkxChainVerdict::Revoked:
-      return EkxPublisherStatus::Revoked;
-    case EkxChainVerdict::UntrustedRoot:
-      return EkxPublisherStatus::UntrustedRoot;
-    case EkxChainVerdict::Expired:
-      return EkxPublisherStatus::Expired;
-    case EkxChainVerdict::Good:
-      break;
-  }
-  return IsWeak(*signersHash) ? EkxPublisherStatus::ValidByWeakDigest : EkxPublisherStatus::Valid;
+  const EkxPublisherStatus status = KxChain_Status(
+      KxChain_Judge(_certificate, _message->d.sign->cert, trust, proven.value_or(now), EkxCertificateUse::SignCode));
+  const bool isWeak = status == EkxPublisherStatus::Valid && IsWeak(*signersHash);
+  return isWeak ? EkxPublisherStatus::ValidByWeakDigest : status;
 }
 
 std::optional<std::span<const unsigned char>> CkxSignedMessage::Nested() const {

@@ -73,6 +73,18 @@ KxWString NamePart(PCCERT_CONTEXT certificate, const char* part) {
   return name.find(WCHAR{0}) == KxWString::npos ? name : KxWString();
 }
 
+/// Null when it is not in the message. The caller frees it.
+PCCERT_CONTEXT SignerCertificate(HCRYPTMSG message) {
+  const SkxTrustFunctions& system = SkxTrustFunctions::Get();
+  const std::vector<unsigned char> signer = Part(message, CMSG_SIGNER_CERT_INFO_PARAM);
+  const auto* const certificateInfo = As<CERT_INFO>(signer);
+  if (certificateInfo == nullptr) return nullptr;
+  const CkxTrustObject store(system.openStore(CERT_STORE_PROV_MSG, kEncoding, 0, 0, message),
+                             [&](HCERTSTORE opened) { system.closeStore(opened, 0); });
+  if (!store) return nullptr;
+  return system.findInStore(store.Get(), kEncoding, 0, CERT_FIND_SUBJECT_CERT, certificateInfo, nullptr);
+}
+
 }  // namespace
 
 HCRYPTMSG KxSignedMessage_Open(std::span<const unsigned char> bytes) {
@@ -84,6 +96,18 @@ HCRYPTMSG KxSignedMessage_Open(std::span<const unsigned char> bytes) {
   return nullptr;
 }
 
+HCRYPTMSG KxSignedMessage_OpenDetached(std::span<const unsigned char> bytes, std::span<const unsigned char> content) {
+  const SkxTrustFunctions& system = SkxTrustFunctions::Get();
+  const HCRYPTMSG message = system.openMessage(kEncoding, CMSG_DETACHED_FLAG, 0, 0, nullptr, nullptr);
+  if (message == nullptr) return nullptr;
+  const bool isRead = system.updateMessage(message, bytes.data(), static_cast<DWORD>(bytes.size()), TRUE) &&
+                      Part(message, CMSG_CONTENT_PARAM).empty() &&
+                      system.updateMessage(message, content.data(), static_cast<DWORD>(content.size()), TRUE);
+  if (isRead) return message;
+  system.closeMessage(message);
+  return nullptr;
+}
+
 KxWString KxCertificate_Name(PCCERT_CONTEXT certificate) {
   KxWString name = NamePart(certificate, szOID_COMMON_NAME);
   return name.empty() ? NamePart(certificate, szOID_ORGANIZATION_NAME) : name;
@@ -91,22 +115,39 @@ KxWString KxCertificate_Name(PCCERT_CONTEXT certificate) {
 
 KxWString KxSignedMessage_SignerName(HCRYPTMSG message) {
   const SkxTrustFunctions& system = SkxTrustFunctions::Get();
-  const std::vector<unsigned char> signer = Part(message, CMSG_SIGNER_CERT_INFO_PARAM);
-  const auto* const certificateInfo = As<CERT_INFO>(signer);
-  if (certificateInfo == nullptr) return KxWString();
-  const CkxTrustObject store(system.openStore(CERT_STORE_PROV_MSG, kEncoding, 0, 0, message),
-                             [&](HCERTSTORE opened) { system.closeStore(opened, 0); });
-  if (!store) return KxWString();
-  const CkxTrustObject certificate(
-      system.findInStore(store.Get(), kEncoding, 0, CERT_FIND_SUBJECT_CERT, certificateInfo, nullptr),
-      [&](PCCERT_CONTEXT found) { system.freeCertificate(found); });
+  const CkxTrustObject certificate(SignerCertificate(message),
+                                   [&](PCCERT_CONTEXT found) { system.freeCertificate(found); });
   return certificate ? KxCertificate_Name(certificate.Get()) : KxWString();
 }
 
-bool KxSignedMessage_IsWeak(HCRYPTMSG message) {
+PCCERT_CONTEXT KxSignedMessage_OnlyCertificate(HCRYPTMSG message) {
+  DWORD count = 0;
+  DWORD size = sizeof(count);
+  const bool isKnown = SkxTrustFunctions::Get().messagePart(message, CMSG_SIGNER_COUNT_PARAM, 0, &count, &size) != 0;
+  return isKnown && count == 1 ? SignerCertificate(message) : nullptr;
+}
+
+bool KxSignedMessage_IsSignedAsData(HCRYPTMSG message) {
+  const std::vector<unsigned char> signedPart = Part(message, CMSG_SIGNER_AUTH_ATTR_PARAM);
+  const auto* const attributes = As<CRYPT_ATTRIBUTES>(signedPart);
+  for (DWORD i = 0; attributes != nullptr && i < attributes->cAttr; ++i) {
+    const CRYPT_ATTRIBUTE& attribute = attributes->rgAttr[i];
+    if (std::string_view(szOID_RSA_contentType) != attribute.pszObjId || attribute.cValue != 1) continue;
+    const std::vector<unsigned char> type = Decoded(X509_OBJECT_IDENTIFIER, Bytes(attribute.rgValue[0]));
+    const auto* const text = As<LPSTR>(type);
+    return text != nullptr && std::string_view(szOID_RSA_data) == *text;
+  }
+  return false;
+}
+
+bool KxSignedMessage_IsSignerWeak(HCRYPTMSG message) {
   const std::vector<unsigned char> signer = Part(message, CMSG_SIGNER_INFO_PARAM);
   const auto* const info = As<CMSG_SIGNER_INFO>(signer);
-  return info == nullptr || IsWeak(info->HashAlgorithm.pszObjId) || IsContentWeak(message);
+  return info == nullptr || IsWeak(info->HashAlgorithm.pszObjId);
+}
+
+bool KxSignedMessage_IsWeak(HCRYPTMSG message) {
+  return KxSignedMessage_IsSignerWeak(message) || IsContentWeak(message);
 }
 
 std::optional<std::vector<unsigned char>> KxSignedMessage_Nested(HCRYPTMSG message) {

@@ -11,6 +11,18 @@
 /// Null when it is none. The caller closes it.
 HCRYPTMSG KxSignedMessage_Open(std::span<const unsigned char> bytes);
 
+/// One without a content of its own, together with `content`. Null also for one that has its own.
+HCRYPTMSG KxSignedMessage_OpenDetached(std::span<const unsigned char> bytes, std::span<const unsigned char> content);
+
+/// Of the signer; null unless there is exactly one, and its certificate is in the message. The caller frees it.
+PCCERT_CONTEXT KxSignedMessage_OnlyCertificate(HCRYPTMSG message);
+
+/// Whether the signer signed the content as plain data, and not as something that it was not asked about.
+bool KxSignedMessage_IsSignedAsData(HCRYPTMSG message);
+
+/// Whether the signer's digest is MD5 or SHA-1. What cannot be read counts as one.
+bool KxSignedMessage_IsSignerWeak(HCRYPTMSG message);
+
 /// The common name of the certificate's subject, else its organization; empty when it has neither, or one with a NUL.
 KxWString KxCertificate_Name(PCCERT_CONTEXT certificate);
 

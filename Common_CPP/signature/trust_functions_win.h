@@ -55,6 +55,7 @@ struct SkxTrustFunctions {
   decltype(CryptMsgOpenToDecode)* const openMessage =
       crypt32.Find<decltype(CryptMsgOpenToDecode)>("CryptMsgOpenToDecode");
   decltype(CryptMsgUpdate)* const updateMessage = crypt32.Find<decltype(CryptMsgUpdate)>("CryptMsgUpdate");
+  decltype(CryptMsgControl)* const controlMessage = crypt32.Find<decltype(CryptMsgControl)>("CryptMsgControl");
   decltype(CryptMsgGetParam)* const messagePart = crypt32.Find<decltype(CryptMsgGetParam)>("CryptMsgGetParam");
   decltype(CryptMsgClose)* const closeMessage = crypt32.Find<decltype(CryptMsgClose)>("CryptMsgClose");
   decltype(CryptDecodeObjectEx)* const decode = crypt32.Find<decltype(CryptDecodeObjectEx)>("CryptDecodeObjectEx");
@@ -65,7 +66,7 @@ struct SkxTrustFunctions {
            closeStore != nullptr && addToStore != nullptr && addRevoked != nullptr && addStore != nullptr &&
            findInStore != nullptr && freeCertificate != nullptr && chainOf != nullptr && freeChain != nullptr &&
            nameOf != nullptr && fromText != nullptr && openMessage != nullptr && updateMessage != nullptr &&
-           messagePart != nullptr && closeMessage != nullptr && decode != nullptr;
+           controlMessage != nullptr && messagePart != nullptr && closeMessage != nullptr && decode != nullptr;
   }
   bool HaveCatalogs() const {
     return openCatalogs != nullptr && closeCatalogs != nullptr && hashForCatalogs != nullptr &&

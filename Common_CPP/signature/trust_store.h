@@ -11,10 +11,14 @@
 #include "Common_CPP/thread/thread_slot.h"
 #include "Common_CPP/util/text_view.h"
 
+enum class EkxTrustRoots : unsigned char {
+  Systems,     ///< those of the system, as they are now, and those that are added
+  AddedAlone,  ///< for what only its owner's own may sign
+};
+
 class CkxTrustStore {
  public:
-  /// The system's own, as it is now.
-  CkxTrustStore();
+  explicit CkxTrustStore(EkxTrustRoots roots = EkxTrustRoots::Systems);
   ~CkxTrustStore();
   CkxTrustStore(const CkxTrustStore&) = delete;
   CkxTrustStore& operator=(const CkxTrustStore&) = delete;

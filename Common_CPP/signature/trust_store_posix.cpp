@@ -37,10 +37,10 @@ void AddRootsOfSystem(X509_STORE* store) {
 
 }  // namespace
 
-CkxTrustStore::CkxTrustStore() : _state(std::make_unique<State>()) {
+CkxTrustStore::CkxTrustStore(EkxTrustRoots roots) : _state(std::make_unique<State>()) {
   const CkxOpensslErrors errors;
   _state->store.reset(KxOpenssl_NotNull(X509_STORE_new()));
-  AddRootsOfSystem(_state->store.get());
+  if (roots == EkxTrustRoots::Systems) AddRootsOfSystem(_state->store.get());
   CkxOpensslErrors::Check();
 }
 

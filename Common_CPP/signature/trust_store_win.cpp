@@ -52,7 +52,7 @@ bool AddFile(HCERTSTORE store, CkxTextView path) {
 
 }  // namespace
 
-CkxTrustStore::State::State() {
+CkxTrustStore::State::State(EkxTrustRoots whose) : roots(whose) {
   const SkxTrustFunctions& system = SkxTrustFunctions::Get();
   if (!system.AreThere()) return;
   added = system.openStore(CERT_STORE_PROV_MEMORY, 0, 0, CERT_STORE_CREATE_NEW_FLAG, nullptr);
@@ -63,7 +63,7 @@ CkxTrustStore::State::~State() {
   if (added != nullptr) SkxTrustFunctions::Get().closeStore(added, 0);
 }
 
-CkxTrustStore::CkxTrustStore() : _state(std::make_unique<State>()) {}
+CkxTrustStore::CkxTrustStore(EkxTrustRoots roots) : _state(std::make_unique<State>(roots)) {}
 CkxTrustStore::~CkxTrustStore() = default;
 
 bool CkxTrustStore::Add(CkxTextView path) {

@@ -9,7 +9,9 @@
 struct CkxTrustStore::State {
   HCERTSTORE added = nullptr;  ///< what was added; the system knows its own
 
-  State();
+  const EkxTrustRoots roots;
+
+  explicit State(EkxTrustRoots roots);
   ~State();
   State(const State&) = delete;
   State& operator=(const State&) = delete;

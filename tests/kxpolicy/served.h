@@ -10,7 +10,8 @@
 /// `serve` on a thread of its own, until it is told to stop.
 class CkxServedImage {
  public:
-  explicit CkxServedImage(const std::string& image) : _thread([this, image] { Run(image); }) {}
+  explicit CkxServedImage(const std::string& image, const std::vector<std::string>& options = {})
+      : _thread([this, image, options] { Run(image, options); }) {}
   ~CkxServedImage() { Stop(); }
   CkxServedImage(const CkxServedImage&) = delete;
   CkxServedImage& operator=(const CkxServedImage&) = delete;
@@ -22,14 +23,16 @@ class CkxServedImage {
   }
 
  private:
-  void Run(const std::string& image) {
+  void Run(const std::string& image, const std::vector<std::string>& options) {
     std::istringstream in;
     SkxStreams streams = {in, _out, _err};
     streams.waitForStop = [this](uint32_t) {
       std::this_thread::sleep_for(std::chrono::milliseconds(2));
       return _stop.load();
     };
-    _code = KxPolicy_Run({"serve", image, "--verbose"}, streams);
+    std::vector<std::string> arguments = {"serve", image, "--verbose"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    _code = KxPolicy_Run(arguments, streams);
   }
 
   std::ostringstream _out;

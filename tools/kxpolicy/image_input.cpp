@@ -36,12 +36,15 @@ SkxPolicyImage KxImage_Load(const std::string& path) {
   return image;
 }
 
-SkxPublishableImage KxImage_ToPublish(SkxPolicyImage image, const std::string& path, bool mayBeEmpty) {
+SkxPublishableImage KxImage_ToPublish(SkxPolicyImage image, const std::string& path, const CkxSignatureDemand& demand,
+                                      bool mayBeEmpty) {
+  std::optional<std::string> signer = demand.Require(image, path);
   SkxImageSummary summary = KxImage_Summary(image);
   if (summary.policies.empty() && !mayBeEmpty) {
     throw CkxToolFault(EkxExit::UnusableInput,
                        path + ": has no policies; --empty publishes it all the same, and nothing applies any more");
   }
   std::string line = "published " + KxText_Printable(path) + ": " + summary.text;
-  return {std::move(image), std::move(summary.policies), std::move(line)};
+  if (signer) line += ", signed by " + KxText_PrintableQuoted(*signer);
+  return {std::move(image), std::move(summary.policies), std::move(line), std::move(signer)};
 }

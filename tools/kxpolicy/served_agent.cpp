@@ -21,14 +21,11 @@ fs::path ServedPath(const std::string& utf8) { return fs::path(KxText_FromUtf8(u
                                                  std::to_string(KxLastError_Get()));
 }
 
-SkxStatusImage StatusImage(const SkxKeptImage& kept) {
-  return {kept.digest, KxImage_Summary(kept.image).policies.size(), std::nullopt};
-}
-
 }  // namespace
 
 CkxServedAgent::CkxServedAgent(const SkxServeOptions& options, SkxStreams& streams)
     : _options(options),
+      _demand(options.signature),
       _log(streams, options.verbose),
       _startedAt(KxFileTime_Now()),
       _watch(ServedPath(options.image)),
@@ -84,7 +81,7 @@ std::string CkxServedAgent::StateLine() const {
   const std::lock_guard lock(_telling);
   const std::string what = KxCounted(_told.inForce.policies, "policy", "policies") + " of " + _told.folder +
                            (_told.withdrawn ? ", after a rollback" : "") + ", in force since " + _told.since;
-  return _fault.empty() ? what : what + "; not used: " + _fault;
+  return _fault.empty() ? what : what + "; " + _fault;
 }
 
 /// Without a wait for what changes images.
@@ -124,12 +121,23 @@ std::string CkxServedAgent::Rollback() {
 }
 
 SkxPublishableImage CkxServedAgent::Load() const {
-  return KxImage_ToPublish(KxImage_Load(_options.image), _options.image, _options.mayBeEmpty);
+  return KxImage_ToPublish(KxImage_Load(_options.image), _options.image, _demand, _options.mayBeEmpty);
+}
+
+/// As it is now: one whose signature does not count any more is nothing to go back to.
+std::optional<SkxStatusImage> CkxServedAgent::Before() const {
+  if (!_history.Previous()) return std::nullopt;
+  try {
+    const SkxPublishableImage before = FromHistory(*_history.Previous());
+    return SkxStatusImage{_history.Previous()->digest, before.policies.size(), before.signer};
+  } catch (const CkxToolFault&) {
+    return std::nullopt;
+  }
 }
 
 /// What was in force once may be so again, even without a policy.
 SkxPublishableImage CkxServedAgent::FromHistory(const SkxKeptImage& kept) const {
-  return KxImage_ToPublish(kept.image, "image " + kept.digest, true);
+  return KxImage_ToPublish(kept.image, "image " + kept.digest, _demand, true);
 }
 
 /// The kept image where the folder's was taken out of force, or cannot be used.
@@ -182,9 +190,10 @@ void CkxServedAgent::TellInForce(const SkxPublishableImage& publishable) {
   SkxServiceStatus told;
   told.folder = _options.image;
   told.publication = _publication.Name();
-  told.inForce = {_history.Current()->digest, publishable.policies.size(), std::nullopt};
+  told.inForce = {_history.Current()->digest, publishable.policies.size(), publishable.signer};
+  told.signatureRequired = _demand.IsMade();
   told.since = KxServiceStatus_Time(KxFileTime_Now());
-  if (_history.Previous()) told.before = StatusImage(*_history.Previous());
+  told.before = Before();
   told.withdrawn = _history.Withdrawn();
   for (const SkxPolicyName& policy : publishable.policies) told.policies.push_back({policy.id, policy.name, 0});
   std::sort(told.policies.begin(), told.policies.end(), [](const auto& a, const auto& b) { return a.id < b.id; });

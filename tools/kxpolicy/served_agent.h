@@ -18,6 +18,7 @@
 struct SkxServeOptions {
   std::string image;
   std::string keep;  ///< folder of the images that were in force; empty: they are kept in memory
+  SkxSignatureOptions signature;
   bool mayBeEmpty = false;
   bool verbose = false;
 };
@@ -49,6 +50,7 @@ class CkxServedAgent {
   SkxPublishableImage Load() const;
   SkxPublishableImage LoadForStart(bool& isKept);
   SkxPublishableImage FromHistory(const SkxKeptImage& kept) const;
+  std::optional<SkxStatusImage> Before() const;
   void ShowFolder();
   void Show(SkxPublishableImage publishable);
   void Publish(const SkxPublishableImage& publishable);
@@ -56,6 +58,7 @@ class CkxServedAgent {
   void TellFault(const char* fault) noexcept;
 
   const SkxServeOptions _options;
+  const CkxSignatureDemand _demand;
   CkxServeLog _log;
   const int64_t _startedAt;
 

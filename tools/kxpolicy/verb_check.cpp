@@ -4,10 +4,13 @@
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_publish/document/policy_document_faults.h"
 #include "Agent/engine/kx_publish/image/encode_image.h"
+#include "Agent/engine/kx_publish/image/image_manifest.h"
 #include "Common_CPP/util/counted.h"
+#include "Common_CPP/util/printable.h"
 #include "tools/kxpolicy/finding_report.h"
 #include "tools/kxpolicy/image_input.h"
 #include "tools/kxpolicy/policy_input.h"
+#include "tools/kxpolicy/signature_demand.h"
 #include "tools/kxpolicy/tool.h"
 
 namespace {
@@ -15,6 +18,7 @@ namespace {
 struct CheckOptions {
   std::vector<std::string> inputs;
   std::string format = "text";
+  SkxSignatureOptions signature;
   bool strict = false;
 
   bool AsJson() const { return format == "json"; }
@@ -23,8 +27,28 @@ struct CheckOptions {
 /// For a document that says something else than a publication.
 SkxFinding DocumentError(const std::string& message) { return KxFinding_Of(EkxSeverity::Error, "document", message); }
 
-void CheckImage(const std::string& folder, std::istream& standardInput, CkxFindingReport& report) {
-  const CkxPolicySet set = KxPolicyInput_Open({folder}, standardInput);
+/// A signature that does not hold for the files is a warning as long as nobody asks for one. Where it holds, a person
+/// is told whose it is.
+void CheckSignature(const SkxPolicyImage& image, const CheckOptions& options, std::ostream& out,
+                    CkxFindingReport& report) {
+  const CkxSignatureDemand demand(options.signature);
+  const SkxSigner signer = demand.SignerOf(image);
+  const bool isBroken = signer.status == EkxPublisherStatus::Invalid;
+  const std::string fault = isBroken ? KxImageSignature_Fault(signer, CkxTextView()) : demand.FaultOf(signer);
+  if (!fault.empty()) {
+    const EkxSeverity severity = demand.IsMade() ? EkxSeverity::Error : EkxSeverity::Warning;
+    report.Add(KxFinding_Of(severity, "signature", fault), {options.inputs.front() + "/image.p7s", {}, ""});
+  } else if (image.signature && !options.AsJson()) {
+    out << "image " << KxImageManifest_Digest(image) << ", signed by "
+        << KxText_PrintableQuoted(KxText_ToUtf8(signer.name))
+        << (demand.IsMade() ? "" : "; --require-signature says whose signatures count") << '\n';
+  }
+}
+
+void CheckImage(const CheckOptions& options, SkxStreams& streams, CkxFindingReport& report) {
+  const std::string& folder = options.inputs.front();
+  const CkxPolicySet set = KxPolicyInput_Open({folder}, streams.in);
+  CheckSignature(set.Image(), options, streams.out, report);
   for (const SkxFinding& finding : KxLint_Image(set.Image())) {
     report.Add(finding, KxCheckPlace_InImage(folder, finding));
   }
@@ -76,7 +100,9 @@ void CheckDocuments(const CheckOptions& options, std::istream& standardInput, Ck
 EkxExit Check(const CheckOptions& options, SkxStreams& streams) {
   CkxFindingReport report(streams.out, options.AsJson());
   if (KxPolicyInput_IsImage(options.inputs)) {
-    CheckImage(options.inputs.front(), streams.in, report);
+    CheckImage(options, streams, report);
+  } else if (!options.signature.roots.empty()) {
+    throw CkxToolFault(EkxExit::UnusableArguments, "--require-signature is about an image, not about documents");
   } else {
     CheckDocuments(options, streams.in, report);
   }
@@ -97,6 +123,7 @@ KxVerbAction KxVerb_Check(const CkxVerbOptions& verb) {
   verb.Add("input", options->inputs, kKxPolicyInputHelp).Path().Required();
   verb.Add("--format", options->format, "text: a line a finding, then their sum; json: an object a finding")
       .OneOf({"text", "json"});
+  options->signature.AddTo(verb);
   verb.AddFlag("--strict", options->strict, "Warnings fail like errors");
   verb.Footer(
       "Exits with 1 when there is an error; warnings alone are 0, or 1 with --strict.\nExample: kxpolicy check "

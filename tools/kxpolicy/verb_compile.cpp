@@ -8,6 +8,7 @@
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/finding_report.h"
+#include "tools/kxpolicy/image_signing.h"
 #include "tools/kxpolicy/policy_input.h"
 #include "tools/kxpolicy/tool.h"
 
@@ -16,6 +17,7 @@ namespace {
 struct CompileOptions {
   std::vector<std::string> documents;
   std::string folder;
+  SkxSigningOptions signing;
   bool strict = false;
 };
 
@@ -40,8 +42,9 @@ EkxExit Compile(const CompileOptions& options, SkxStreams& streams) {
 
   const std::optional<KxWString> folder = KxText_FromUtf8(options.folder);
   if (!folder) throw CkxToolFault(EkxExit::UnusableArguments, options.folder + ": is not UTF-8");
-  const SkxPolicyImage image = KxEncode_Image(publication);
+  SkxPolicyImage image = KxEncode_Image(publication);
   if (!Lint(documents, publication, image, streams.err) && options.strict) return EkxExit::Failure;
+  options.signing.Sign(image);
   std::string refusal;
   if (!KxPolicyImage_Write(*folder, image, refusal)) throw CkxToolFault(EkxExit::SystemRefused, refusal);
   streams.out << KxText_Printable(options.folder) << ": "
@@ -61,6 +64,7 @@ KxVerbAction KxVerb_Compile(const CkxVerbOptions& verb) {
   verb.Add("-o,--output", options->folder, "Folder of the image, which is written whole or not at all")
       .Folder()
       .Required();
+  options->signing.AddTo(verb);
   verb.AddFlag("--strict", options->strict, "Nothing is written, and the exit code is 1, where there is a warning");
   verb.Footer("Example: kxpolicy compile policies.jsonc -o build/image");
   return [options](SkxStreams& streams) { return Compile(*options, streams); };

@@ -10,12 +10,14 @@ namespace {
 
 struct PublishOptions {
   std::string image;
+  SkxSignatureOptions signature;
   bool mayBeEmpty = false;
 };
 
 EkxExit Publish(const PublishOptions& options, SkxStreams& streams) {
+  const CkxSignatureDemand demand(options.signature);
   const SkxPublishableImage publishable =
-      KxImage_ToPublish(KxImage_Load(options.image), options.image, options.mayBeEmpty);
+      KxImage_ToPublish(KxImage_Load(options.image), options.image, demand, options.mayBeEmpty);
   CkxStop stop(streams);
   CkxPolicyPublication publication;
   std::string error;
@@ -42,6 +44,7 @@ EkxExit Unpublish() {
 KxVerbAction KxVerb_Publish(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<PublishOptions>();
   verb.Add("image", options->image, "Folder of a compiled image").Folder().Required();
+  options->signature.AddTo(verb);
   verb.AddFlag("--empty", options->mayBeEmpty, "Also an image without policies, with which nothing applies any more");
   return [options](SkxStreams& streams) { return Publish(*options, streams); };
 }

@@ -59,6 +59,7 @@ KxVerbAction KxVerb_Serve(const CkxVerbOptions& verb) {
   verb.Add("image", options->image, "Folder of a compiled image").Folder().Required();
   verb.Add("--keep", options->keep, "Folder that keeps the image in force and the one before, for after a restart")
       .Folder();
+  options->signature.AddTo(verb);
   verb.AddFlag("--empty", options->mayBeEmpty, "Also an image without policies, with which nothing applies any more");
   verb.AddFlag("--verbose", options->verbose, "One line for each request");
   verb.AddFlag("--service", *isManaged, "As a service that the service control manager of Windows starts");

@@ -7,6 +7,7 @@
 #include <kx_util/expected_agent.h>
 #include <kx_util/shared_policies_data.h>
 
+#include <array>
 #include <atomic>
 #include <list>
 #include <map>
@@ -113,6 +114,42 @@ TEST_F(AgentService, SaysWhatReplacesAPrompt) {
   const KxWString longest = KXW("C:\\") + KxWString(136, KXW('d')) + KXW("\\setup.exe");
   ASSERT_TRUE(CkxSharedPoliciesData::GetUacAction(longest.c_str(), 0, action));
   EXPECT_EQ(action.policyApplies, 1);
+}
+
+/// By request, and by policy: a policy that the next image has too goes on counting.
+TEST_F(AgentService, CountsWhatItDoes) {
+  const CkxTraceCapture quiet;
+  SvcUacActionInfo action;
+  EXPECT_TRUE(CkxSharedPoliciesData::GetUacAction(KXW("C:\\setup.exe"), 0, action));
+  EXPECT_TRUE(CkxSharedPoliciesData::GetUacAction(KXW("C:\\other.bin"), 0, action));
+  EXPECT_TRUE(CkxSharedPoliciesData::ShouldHookConsent(KXW("C:\\setup.exe"), 0));
+  EXPECT_FALSE(CkxSharedPoliciesData::GetUacAction(KXW("\\\\server\\share\\setup.exe"), 0, action));
+  EXPECT_EQ(KxAgent_ApplicablePolicies(KXW("no SID")), std::nullopt);
+  const uint64_t limit = KxUtil_WorkLimit();
+  KxUtil_SetWorkLimit(0);
+  EXPECT_FALSE(CkxSharedPoliciesData::GetUacAction(KXW("C:\\setup.exe"), 0, action));
+  KxUtil_SetWorkLimit(limit);
+  EXPECT_TRUE(KxAgent_ApplicablePolicies(KXW("S-1-5-18")));
+
+  const auto counts = [&](size_t channel) {
+    const SkxRequestCounts read = service.Requests().at(channel);
+    return std::array<uint64_t, 3>{read.answered, read.refused, read.failed};
+  };
+  EXPECT_EQ(service.Requests().at(1).request, "HANDLER_GET_UAC_ACTION");
+  EXPECT_THAT(counts(0), ElementsAre(1, 1, 0));
+  EXPECT_THAT(counts(1), ElementsAre(2, 1, 1));
+  EXPECT_THAT(counts(2), ElementsAre(1, 0, 0));
+
+  const auto hits = [&] {
+    std::map<uint32_t, uint64_t> read;
+    for (const SkxPolicyHits& each : service.Hits()) read[each.policyId] = each.decided;
+    return read;
+  };
+  EXPECT_EQ(hits(), (std::map<uint32_t, uint64_t>{{1, 0}, {2, 2}}));
+  service.Serve(KxTest_Compile(
+      R"({"policies": [{"id": 2, "name": "S", "action": "run", "targets": []},
+                       {"id": 3, "name": "T", "action": "run", "targets": []}]})"));
+  EXPECT_EQ(hits(), (std::map<uint32_t, uint64_t>{{2, 2}, {3, 0}}));
 }
 
 /// Cut off, it would be the path of something else.

@@ -21,19 +21,29 @@ constexpr int kMaxWaitMilliseconds = 20;
 
 std::string WithError(const std::string& what) { return what + ", error " + std::to_string(KxLastError_Get()); }
 
+/// What an image's folder has.
+struct SkxImageFileNames {
+  std::vector<KxWString> parts;  ///< that make it an image
+  bool hasNames = false;
+  bool hasSignature = false;
+};
+
 /// The files that the folder has. One of another kind in it, or none of ours, is some other folder, given by mistake:
 /// taken for an image it would mean that there are no policies.
-std::vector<KxWString> ImageFiles(const CkxHeldFolder& held, const fs::path& folder, bool& hasNames) {
+SkxImageFileNames ImageFiles(const CkxHeldFolder& held, const fs::path& folder) {
   std::optional<std::vector<KxWString>> names = held.Names();
   if (!names) throw SkxImageFailure(folder, WithError("cannot be listed"));
   for (const KxWString& name : *names) {
     if (!KxImageFile_IsKnown(name)) throw SkxImageFailure(folder / name, "is not part of an image");
   }
-  hasNames = std::erase(*names, kKxNamesFile) != 0;
-  if (names->empty()) {
+  SkxImageFileNames files;
+  files.hasNames = std::erase(*names, kKxNamesFile) != 0;
+  files.hasSignature = std::erase(*names, kKxSignatureFile) != 0;
+  files.parts = *std::move(names);
+  if (files.parts.empty()) {
     throw SkxImageFailure(folder, "is no image: has none of policies.sec, appgroups.sec, alerts.sec, applicable.json");
   }
-  return *std::move(names);
+  return files;
 }
 
 template <class Bytes>
@@ -45,25 +55,27 @@ void LoadFile(const CkxHeldFolder& held, const fs::path& path, std::optional<Byt
   bytes.emplace(read->begin(), read->end());
 }
 
-/// Names are no part of what is decided: an image without them, for whatever reason, is the same image.
-void LoadNames(const CkxHeldFolder& held, const fs::path& path, std::optional<std::string>& names) {
+/// What is no part of what is decided: an image without it, for whatever reason, is the same image.
+template <class Bytes>
+void LoadBeside(const CkxHeldFolder& held, const fs::path& path, std::optional<Bytes>& bytes) {
   try {
-    LoadFile(held, path, names);
+    LoadFile(held, path, bytes);
   } catch (const SkxImageFailure&) {
-    names.emplace();
+    bytes.emplace();
   }
 }
 
 SkxPolicyImage LoadFrom(const CkxHeldFolder& held, const fs::path& folder) {
   SkxPolicyImage image;
-  bool hasNames = false;
-  for (const KxWString& name : ImageFiles(held, folder, hasNames)) {
+  const SkxImageFileNames files = ImageFiles(held, folder);
+  for (const KxWString& name : files.parts) {
     if (name == kKxPoliciesFile) LoadFile(held, folder / name, image.policies);
     if (name == kKxAppGroupsFile) LoadFile(held, folder / name, image.appGroups);
     if (name == kKxAlertsFile) LoadFile(held, folder / name, image.alerts);
     if (name == kKxApplicableFile) LoadFile(held, folder / name, image.applicable);
   }
-  if (hasNames) LoadNames(held, folder / kKxNamesFile, image.names);
+  if (files.hasNames) LoadBeside(held, folder / kKxNamesFile, image.names);
+  if (files.hasSignature) LoadBeside(held, folder / kKxSignatureFile, image.signature);
   try {
     if (image.applicable.has_value()) KxApplicable_Parse(*image.applicable);
   } catch (const CkxDocumentFault& fault) {

@@ -4,6 +4,9 @@
 //   applicable.json                           policy ids per SID; a missing file: every policy applies to everybody
 //   names.json                                what the author called things (document/author_names.h); may lie beside
 //                                             them, no decision depends on it, and one that cannot be read is as none
+//   image.p7s                                 who vouches for all of these (image_signature.h); may lie beside them,
+//   and
+//                                             counts where a signature is asked for
 #pragma once
 
 #include <kx_util/policy_source.h>
@@ -22,6 +25,7 @@ struct SkxPolicyImage {
   std::optional<Bytes> alerts;
   std::optional<std::string> applicable;  ///< the text of applicable.json
   std::optional<std::string> names{};     ///< of names.json, as it is; empty where it cannot be read
+  std::optional<Bytes> signature{};       ///< of image.p7s, likewise
 
   const std::optional<Bytes>& Section(EkxPolicySection which) const;
 };

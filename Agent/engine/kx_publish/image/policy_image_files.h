@@ -19,12 +19,15 @@ inline constexpr std::array<const WCHAR*, 4> kKxImageFiles = {kKxPoliciesFile, k
 /// What the author called things. It may lie beside them, and is no image alone.
 inline constexpr const WCHAR* kKxNamesFile = KXW("names.json");
 
+/// Who vouches for the others. Likewise.
+inline constexpr const WCHAR* kKxSignatureFile = KXW("image.p7s");
+
 /// Whether an image may have a file of that name: what has another one is somebody else's.
 inline bool KxImageFile_IsKnown(KxWStringView name) {
   for (const WCHAR* const known : kKxImageFiles) {
     if (name == known) return true;
   }
-  return name == kKxNamesFile;
+  return name == kKxNamesFile || name == kKxSignatureFile;
 }
 
 inline KxWString KxImageFile_Text(const std::filesystem::path& path) { return path.string<WCHAR>(); }

@@ -206,6 +206,7 @@ void Write(const fs::path& folder, const SkxPolicyImage& image) {
   WriteFile(made / kKxAlertsFile, image.alerts);
   WriteFile(made / kKxApplicableFile, image.applicable);
   WriteFile(made / kKxNamesFile, image.names);
+  WriteFile(made / kKxSignatureFile, image.signature);
   Swap(made, place, exists, work);
   parents.Keep();
   WorkFolder::RemoveLeftBehind(place.parent_path());  // only now: what lies there may have been all that was left

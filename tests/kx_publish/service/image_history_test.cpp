@@ -1,0 +1,78 @@
+// Which image comes back in force, in memory and from a folder.
+#include "Agent/engine/kx_publish/service/image_history.h"
+
+#include <gtest/gtest.h>
+
+#include "Agent/engine/kx_publish/image/image_manifest.h"
+#include "tests/support/temp_folder.h"
+
+namespace {
+
+SkxPolicyImage ImageOf(const std::string& users) {
+  SkxPolicyImage image;
+  image.applicable = "{\"" + users + "\": [1]}";
+  return image;
+}
+
+std::string UsersOf(const std::optional<SkxKeptImage>& kept) {
+  return kept ? kept->image.applicable->substr(2, 1) : "-";
+}
+
+/// Current, previous, and which was withdrawn: "BA-".
+std::string Told(const CkxImageHistory& history) {
+  std::string withdrawn = "-";
+  for (const char* const users : {"A", "B", "C"}) {
+    if (history.Withdrawn() == KxImageManifest_Digest(ImageOf(users))) withdrawn = users;
+  }
+  return UsersOf(history.Current()) + UsersOf(history.Previous()) + withdrawn;
+}
+
+/// A letter puts that image in force, "!" rolls back. Each step is seen by whoever opens the folder after it, too.
+TEST(ImageHistory, GoesOneStepBack) {
+  const struct {
+    const char* steps;
+    const char* told;
+  } cases[] = {{"A", "A--"},    {"AA", "A--"},   {"AB", "BA-"},   {"ABB", "BA-"},  {"ABC", "CB-"},
+               {"AB!", "A-B"},  {"AB!C", "CA-"}, {"AB!B", "BA-"}, {"AB!A", "A--"}, {"ABA", "AB-"},
+               {"ABA!", "B-A"}, {"ABC!", "B-C"}, {"AB!C!", "A-C"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.steps);
+    const CkxTempFolder work;
+    const KxWString folder = work.Text("kept");
+    std::string error;
+    CkxImageHistory inMemory;
+    for (const char* step = c.steps; *step != 0; ++step) {
+      CkxImageHistory onDisk;
+      ASSERT_TRUE(onDisk.Open(folder, error)) << error;
+      for (CkxImageHistory* const history : {&inMemory, &onDisk}) {
+        EXPECT_TRUE(*step == '!' ? history->RollBack(error) : history->PutInForce(ImageOf({*step}), error)) << error;
+      }
+    }
+    CkxImageHistory again;
+    ASSERT_TRUE(again.Open(folder, error)) << error;
+    EXPECT_EQ(Told(inMemory), c.told);
+    EXPECT_EQ(Told(again), c.told);
+  }
+}
+
+TEST(ImageHistory, TakesNothingForKeptThatIsNot) {
+  std::string error;
+  const CkxTempFolder work;
+  work.Write("notes.txt", "somebody's");
+  EXPECT_FALSE(CkxImageHistory().Open(work.Text(""), error));
+  EXPECT_NE(error.find("\"notes.txt\" is no part of kept images"), std::string::npos) << error;
+  EXPECT_FALSE(CkxImageHistory().Open(work.Text("notes.txt"), error)) << "no folder";
+
+  const CkxTempFolder damaged;
+  CkxImageHistory history;
+  ASSERT_TRUE(history.Open(damaged.Text(""), error)) << error;
+  ASSERT_TRUE(history.PutInForce(ImageOf("A"), error) && history.PutInForce(ImageOf("B"), error)) << error;
+  damaged.Write("current/applicable.json", "{");
+  damaged.Write("withdrawn", std::string(64, 'g'));
+  CkxImageHistory again;
+  ASSERT_TRUE(again.Open(damaged.Text(""), error)) << error;
+  EXPECT_EQ(Told(again), "-A-");
+  EXPECT_FALSE(again.Withdrawn());
+}
+
+}  // namespace
