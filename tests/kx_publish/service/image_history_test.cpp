@@ -8,23 +8,24 @@
 
 namespace {
 
-SkxPolicyImage ImageOf(const std::string& users) {
+/// Told from others by the one policy that it is about.
+SkxPolicyImage ImageOf(char letter) {
   SkxPolicyImage image;
-  image.applicable = "{\"" + users + "\": [1]}";
+  image.applicable = "{\"*\": [" + std::to_string(int{letter}) + "]}";
   return image;
 }
 
-std::string UsersOf(const std::optional<SkxKeptImage>& kept) {
-  return kept ? kept->image.applicable->substr(2, 1) : "-";
-}
+std::string DigestOf(char letter) { return KxImageManifest_Digest(ImageOf(letter)); }
 
 /// Current, previous, and which was withdrawn: "BA-".
 std::string Told(const CkxImageHistory& history) {
-  std::string withdrawn = "-";
-  for (const char* const users : {"A", "B", "C"}) {
-    if (history.Withdrawn() == KxImageManifest_Digest(ImageOf(users))) withdrawn = users;
+  std::string told = "---";
+  for (const char letter : {'A', 'B', 'C'}) {
+    if (history.Current() && history.Current()->image.applicable == ImageOf(letter).applicable) told[0] = letter;
+    if (history.Previous() && history.Previous()->digest == DigestOf(letter)) told[1] = letter;
+    if (history.Withdrawn() == DigestOf(letter)) told[2] = letter;
   }
-  return UsersOf(history.Current()) + UsersOf(history.Previous()) + withdrawn;
+  return told;
 }
 
 /// A letter puts that image in force, "!" rolls back. Each step is seen by whoever opens the folder after it, too.
@@ -45,7 +46,7 @@ TEST(ImageHistory, GoesOneStepBack) {
       CkxImageHistory onDisk;
       ASSERT_TRUE(onDisk.Open(folder, error)) << error;
       for (CkxImageHistory* const history : {&inMemory, &onDisk}) {
-        EXPECT_TRUE(*step == '!' ? history->RollBack(error) : history->PutInForce(ImageOf({*step}), error)) << error;
+        EXPECT_TRUE(*step == '!' ? history->RollBack(error) : history->PutInForce(ImageOf(*step), error)) << error;
       }
     }
     CkxImageHistory again;
@@ -66,7 +67,7 @@ TEST(ImageHistory, TakesNothingForKeptThatIsNot) {
   const CkxTempFolder damaged;
   CkxImageHistory history;
   ASSERT_TRUE(history.Open(damaged.Text(""), error)) << error;
-  ASSERT_TRUE(history.PutInForce(ImageOf("A"), error) && history.PutInForce(ImageOf("B"), error)) << error;
+  ASSERT_TRUE(history.PutInForce(ImageOf('A'), error) && history.PutInForce(ImageOf('B'), error)) << error;
   damaged.Write("current/applicable.json", "{");
   damaged.Write("withdrawn", std::string(64, 'g'));
   CkxImageHistory again;
