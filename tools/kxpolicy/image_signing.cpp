@@ -39,9 +39,9 @@ KeyBytes ReadSigningKey(const std::string& path) {
 }  // namespace
 
 void SkxSigningOptions::AddTo(const CkxVerbOptions& verb) {
-  const CkxOption ofKey = verb.Add("--sign", key, "Private key (PEM, not encrypted, its owner's alone to read)");
+  const CkxOption ofKey = verb.Add("--sign", key, "Private key (PEM, not encrypted, its owner's alone to read)").File();
   const CkxOption ofCertificate =
-      verb.Add("--certificate", certificate, "The signer's certificate (PEM), behind it those who vouch for it");
+      verb.Add("--certificate", certificate, "The signer's certificate (PEM), behind it those who vouch for it").File();
   ofKey.Needs(ofCertificate);
   ofCertificate.Needs(ofKey);
 }
