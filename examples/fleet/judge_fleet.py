@@ -16,8 +16,11 @@ import tempfile
 
 from distributed import Client, KilledWorker, as_completed
 
+import judge_by_library
 import judge_partition
 from judge_partition import Image, Work
+
+ADAPTER = pathlib.Path(__file__).resolve().parents[1] / "python/kx_policy.py"
 
 ATTEMPTS = 3       # at a partition, where the machine fails it
 LOST_WORKERS = 20  # that a partition may have been with, before it is taken for what ends them
@@ -41,31 +44,35 @@ def identity(value):
 
 
 class Sum:
-    """Summaries, a few at a time added up by the command."""
+    """Summaries, a few at a time added up by the command. It begins with that of no events, which has all policies."""
 
-    def __init__(self, work):
-        self._program = work.program
-        self._lines = []
+    def __init__(self, program, policies):
+        self._program = program
+        verb = "eval" if len(policies) == 1 else "diff"
+        self._lines = [self._said(verb, *policies, "--targets", "-", "--summary", "--format", "json")]
 
     def add(self, line):
         self._lines.append(line)
         if len(self._lines) >= SUMMED_AT_ONCE:
-            self._lines = [self.text("json").strip()]
+            self._lines = [self.text("json")]
 
     def text(self, text_format):
-        if not self._lines:
-            return ""
-        return subprocess.run([self._program, "summary", "-", "--format", text_format], input="\n".join(self._lines),
-                              stdout=subprocess.PIPE, encoding="utf-8", check=True).stdout
+        return self._said("summary", "-", "--format", text_format, stdin="\n".join(self._lines))
+
+    def _said(self, *arguments, stdin=""):
+        done = subprocess.run([self._program, *arguments], input=stdin, stdout=subprocess.PIPE, encoding="utf-8", check=True)
+        return done.stdout.rstrip("\n")
 
 
-def judged(client, partitions, images, work):
-    """Each partition with what became of it, as they come: a Judged, or what went wrong on every attempt."""
-    client.upload_file(judge_partition.__file__)  # also to workers that join later
+def judged(client, partitions, images, way):
+    """Each partition with what became of it, as they come: a Judged, or what went wrong on every attempt. `way`: the
+    function that judges one, and what it takes besides."""
+    for code in (judge_partition, judge_by_library):
+        client.upload_file(code.__file__)  # also to workers that join later
     # The result of a task, not data that is scattered: any worker that needs it is sent it once, and if all that hold it
     # are lost, it is made again.
     held = client.submit(identity, images, key="images-" + "-".join(image.digest for image in images))
-    partition_of = {client.submit(judge_partition.judge, partition, held, work, retries=ATTEMPTS - 1, pure=False): partition
+    partition_of = {client.submit(way[0], partition, held, way[1], retries=ATTEMPTS - 1, pure=False): partition
                     for partition in partitions}
     lost = dict.fromkeys(partitions, 0)
     coming = as_completed(list(partition_of))
@@ -91,18 +98,26 @@ def parse_arguments():
     parser.add_argument("--events", metavar="KIND", help="the partitions hold recorded events of this kind")
     parser.add_argument("--format", choices=["text", "json"], default="text")
     parser.add_argument("--kxpolicy", default="kxpolicy", help="the command, here and on the workers")
-    return parser.parse_args()
+    parser.add_argument("--library", help="in place of the command: libkx_policy, in each worker's own process")
+    arguments = parser.parse_args()
+    if arguments.library and (arguments.was or arguments.events):
+        parser.error("--library takes targets alone, without --was and --events")
+    return arguments
 
 
 def main():
     arguments = parse_arguments()
     work = Work(arguments.kxpolicy, arguments.events)
-    images = [packed(policies, work) for policies in (arguments.was, arguments.image) if policies]
+    policies = [path for path in (arguments.was, arguments.image) if path]
+    images = [packed(path, work) for path in policies]
     scheduler = {"scheduler_file": arguments.scheduler} if pathlib.Path(arguments.scheduler).is_file() else {"address": arguments.scheduler}
-    total, failed = Sum(work), 0
+    way = (judge_partition.judge, work)
+    if arguments.library:
+        way = (judge_by_library.judge, judge_by_library.Library(arguments.library, ADAPTER.read_text(encoding="utf-8")))
+    total, failed = Sum(work.program, policies), 0
     partitions = list(dict.fromkeys(arguments.partitions))
     with Client(**scheduler) as client:
-        for count, (partition, result) in enumerate(judged(client, partitions, images, work), 1):
+        for count, (partition, result) in enumerate(judged(client, partitions, images, way), 1):
             fault = result if isinstance(result, Exception) else result.fault
             if fault:
                 failed += 1
@@ -111,7 +126,7 @@ def main():
                 total.add(result.summary)
             if sys.stderr.isatty():
                 print(f"\r{count} of {len(partitions)} partitions", end="", file=sys.stderr)
-    print(total.text(arguments.format), end="")
+    print(total.text(arguments.format))
     return judge_partition.UNUSABLE_INPUT if failed else judge_partition.DONE
 
 

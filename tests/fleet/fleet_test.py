@@ -2,12 +2,11 @@
 """examples/fleet on a real scheduler and workers, processes of this machine: what one run of the command says over all
 events, whatever becomes of the workers.
 
-fleet_test.py KXPOLICY"""
+fleet_test.py KXPOLICY LIBRARY"""
 import gzip
 import json
 import os
 import pathlib
-import signal
 import subprocess
 import sys
 import tempfile
@@ -18,8 +17,8 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "examples/fleet"))
 import make_starts  # noqa: E402
 
-KXPOLICY = None
-PATIENCE = 60  # seconds, before something that must happen is given up
+KXPOLICY = LIBRARY = None
+PATIENCE = 120  # seconds, before something that must happen is given up
 
 
 def run(*arguments, stdin=None):
@@ -85,12 +84,12 @@ class Fleet(unittest.TestCase):
         for path, text in zip(paths[8:], plain[8:]):
             path.write_bytes(text)
 
-        # Each run says when it begins, for which worker and by which folder, and takes its time.
-        cls.starts = cls.folder / "runs"
-        cls.slow = cls.folder / "slow"
-        cls.slow.write_text(f"#!/bin/sh\n[ \"$1\" = summary ] || {{ echo \"$PPID $2\" >>'{cls.starts}'; sleep 0.3; }}\n"
+        # Each run on a worker says that it begins, for which worker and by which folder, and waits until it may go on.
+        cls.starts, cls.may_go_on, cls.held = cls.folder / "runs", cls.folder / "go", cls.folder / "held"
+        cls.held.write_text(f"#!/bin/sh\ncase $4 in *.gz)\n  echo \"$PPID $2\" >>'{cls.starts}'\n"
+                            f"  until [ -e '{cls.may_go_on}' ]; do sleep 0.05; done;;\nesac\n"
                             f"exec '{KXPOLICY}' \"$@\"\n", encoding="utf-8")
-        cls.slow.chmod(0o755)
+        cls.held.chmod(0o755)
         cls.cluster = Cluster(cls.folder)
         cls.addClassCleanup(cls.cluster.end)
         cls.cluster.add_worker()
@@ -110,7 +109,7 @@ class Fleet(unittest.TestCase):
         return json.loads(done.stdout)
 
     def runs(self):
-        """The runs of the slow command so far: by which worker, with which folder."""
+        """The runs that have begun: by which worker, with which folder."""
         return [line.split() for line in self.starts.read_text().splitlines()] if self.starts.exists() else []
 
     def test_says_what_one_run_says(self):
@@ -120,6 +119,16 @@ class Fleet(unittest.TestCase):
         self.assertEqual(summary, self.at_once("eval", self.image))
         self.assertEqual((summary["targets"], summary["unusable"]), (2401, 1))
         self.assertGreater(summary["matched"], 100)
+
+    def test_says_the_same_by_the_library(self):
+        cut = self.folder / "cut.jsonl.gz"
+        cut.write_bytes(self.partitions[0].read_bytes()[:-9])
+        plain = self.partitions[:4] + self.partitions[8:]
+        by_command = self.judge(self.image, *plain)
+        by_library = self.judge(self.image, *plain, cut, "--library", LIBRARY)
+        self.assertEqual(by_library.stdout, by_command.stdout, by_library.stderr)
+        self.assertEqual((by_command.returncode, by_library.returncode), (0, 3))
+        self.assertIn(b"cut.jsonl.gz: not judged: ", by_library.stderr)
 
     def test_says_which_decisions_differ(self):
         done = self.judge(self.image, *self.partitions, "--was", self.was)
@@ -161,25 +170,28 @@ class Fleet(unittest.TestCase):
         self.assertRegex(faults[1], f"^judge_fleet: {self.folder}/gone: not judged: .*gone: cannot be opened$")
 
     def test_workers_come_and_go(self):
-        judging = subprocess.Popen(self.judge_command(self.image, *self.partitions, program=self.slow),
+        judging = subprocess.Popen(self.judge_command(self.image, *self.partitions, program=self.held),
                                    stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         self.addCleanup(judging.kill)
+        self.addCleanup(self.may_go_on.touch)
+        has_begun = lambda worker: any(by == str(worker.pid) for by, _ in self.runs())
         lost = self.cluster.processes[1]
-        wait_for(lambda: sum(worker == str(lost.pid) for worker, _ in self.runs()) >= 2, "the second run of a worker")
-        lost.send_signal(signal.SIGKILL)
+        wait_for(lambda: has_begun(lost), "a run on a worker")
+        lost.kill()
         late = self.cluster.add_worker()
+        wait_for(lambda: has_begun(late), "a run on the worker that joins late")
+        self.may_go_on.touch()
         said, complained = judging.communicate(timeout=PATIENCE)
         self.assertEqual(judging.returncode, 0, complained)
         self.assertEqual(json.loads(said), self.at_once("eval", self.image))
 
         runs = self.runs()
         self.assertGreater(len(runs), len(self.partitions), "what the lost worker had begun is judged again")
-        self.assertIn(str(late.pid), [worker for worker, _ in runs])
         folders = {worker: {folder for by, folder in runs if by == worker} for worker, _ in runs}
         self.assertEqual({worker: len(of_worker) for worker, of_worker in folders.items()}, dict.fromkeys(folders, 1),
                          "a worker unpacks the image once")
 
 
 if __name__ == "__main__":
-    KXPOLICY = pathlib.Path(sys.argv.pop(1)).resolve(strict=True)
+    KXPOLICY, LIBRARY = (pathlib.Path(sys.argv.pop(1)).resolve(strict=True) for _ in range(2))
     unittest.main()
