@@ -54,8 +54,7 @@ class CkxCaseJudge {
   const CkxCoverage& Coverage() const { return _coverage; }
 
   /// From now on also counts which checks say no to the targets of cases. Each is then asked once more, step by step,
-  /// of all policies up to the one that applies; events are not.
-  /// `models`: of the image.
+  /// of all policies up to the one that applies; events are not. `models`: of the image.
   void WatchChecks(const SkxImageModels& models);
 
  private:
