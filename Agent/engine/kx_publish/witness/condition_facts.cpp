@@ -1,6 +1,7 @@
 #include "Agent/engine/kx_publish/witness/condition_facts.h"
 
 #include <kx_util/admin_task.h>
+#include <kx_util/file_src_type.h>
 #include <kx_util/match_str.h>
 
 #include <algorithm>
@@ -15,6 +16,8 @@
 namespace {
 
 constexpr const char* kSystemFolder = "C:\\Windows\\System32";
+constexpr const char* kMaker = "C:\\w.exe";
+constexpr const char* kOtherProgram = "C:\\Other\\program.exe";
 constexpr const WCHAR* kOpticalDrive = KXW("CDROM:");
 constexpr const WCHAR* kSomeDrive = KXW("C:");
 constexpr const WCHAR* kSomeShare = KXW("\\\\server\\share");
@@ -90,31 +93,56 @@ KxWays Drives(const KxWString& folder, const SkxLocationTest& test) {
   return ways;
 }
 
+/// The origin of a file that one process made, of which this is known.
+KxFacts MadeBy(const KxFacts& known) {
+  KxFacts process = {{"order", 0}, {"path", kMaker}};
+  process.update(known);
+  return {{"installer", {{"processes", KxFacts::array({process})}}}};
+}
+
 /// Origins that say little more than where the file came from.
 KxWays SomeOrigins() {
-  const auto process = [](const char* key, KxFacts value) -> KxFacts {
-    return {{"installer", {{"processes", KxFacts::array({{{"order", 0}, {"path", "C:\\w.exe"}, {key, value}}})}}}};
-  };
   KxWays ways = {KxFacts::object(),
-                 process("order", 0),
-                 process("urlZone", 3),
-                 process("softDistrName", "Deploy"),
-                 process("devApp", true),
-                 process("wellKnown", "chrome"),
-                 process("wellKnown", "outlook")};
+                 MadeBy(KxFacts::object()),
+                 MadeBy({{"urlZone", 3}}),
+                 MadeBy({{"softDistrName", "Deploy"}}),
+                 MadeBy({{"devApp", true}}),
+                 MadeBy({{"wellKnown", "chrome"}}),
+                 MadeBy({{"wellKnown", "outlook"}})};
   for (const char* const place : {"REMOTE", "REMOVABLE", "CDROM", "LOCALSHARE"}) {
-    ways.push_back(process("locationType", place));
-    ways.push_back(process("copySrc", {{"path", "E:\\w.exe"}, {"locationType", place}}));
+    ways.push_back(MadeBy({{"locationType", place}}));
+    ways.push_back(MadeBy({{"copySrc", {{"path", "E:\\w.exe"}, {"locationType", place}}}}));
   }
   ways.push_back({{"installer", {{"package", {{"type", 4}, {"emailType", 1}, {"senderAddress", "a@b.c"}}}}}});
   ways.push_back({{"installer", {{"package", {{"type", 4}, {"emailType", 2}, {"senderAddress", "a@b.c"}}}}}});
   return ways;
 }
 
+/// Those of files that a source of this type gave. A type follows from what the process is, or from a place.
+KxWays OriginsOfType(uint32_t type) {
+  switch (static_cast<CkxFileSrcType::EkxType>(type)) {
+    case CkxFileSrcType::EMail:
+      return {MadeBy({{"wellKnown", "outlook"}})};
+    case CkxFileSrcType::SoftwareDistributor:
+      return {MadeBy({{"softDistrName", "Deploy"}})};
+    case CkxFileSrcType::DevApp:
+      return {MadeBy({{"devApp", true}})};
+    default:
+      break;
+  }
+  KxWays ways;
+  for (const char* const place : {"INTERNET", "REMOTE", "REMOVABLE", "CDROM", "LOCALSHARE"}) {
+    if (CkxFileSrcType::FromLocationType(KxText_FromUtf8(place)->c_str()) != type) continue;
+    ways.push_back(MadeBy({{"locationType", place}}));
+    ways.push_back(MadeBy({{"copySrc", {{"path", "E:\\w.exe"}, {"locationType", place}}}}));
+  }
+  return ways;
+}
+
 /// The process that an origin begins with.
 KxFacts& Maker(KxFacts& origin) {
   KxFacts& processes = origin["installer"]["processes"];
-  if (processes.empty()) processes = KxFacts::array({{{"order", 0}, {"path", "C:\\w.exe"}}});
+  if (processes.empty()) processes = KxFacts::array({{{"order", 0}, {"path", kMaker}}});
   return processes[0];
 }
 
@@ -138,17 +166,30 @@ KxWays PackagesOf(const SkxPackageTest& test) {
   return test.publishers.empty() ? ways : Crossed(ways, signers);
 }
 
-/// `ways` with `add(origin, fact)` of each of `facts`.
+/// `ways` with `add(origin, fact)` of each of `facts`, each way with the plainest fact first: when there are too many,
+/// no way is left out for the facts of another.
 template <class Values, class Add>
 KxWays With(const KxWays& ways, const Values& facts, Add add) {
   KxWays more;
-  for (const KxFacts& way : ways) {
-    for (const auto& fact : facts) {
+  for (const auto& fact : facts) {
+    for (const KxFacts& way : ways) {
       if (more.size() == kMaxCrossed) return more;
       add(more.emplace_back(way), fact);
     }
   }
   return more;
+}
+
+/// What is about who starts the file: the program that made it, and where that came from.
+void AddCaller(const SkxOriginTest& test, KxFacts& facts) {
+  constexpr uint8_t kMadeByCaller = 1;
+  const bool isMaker = test.spawnerProcess && test.spawnerProcess->mode == kMadeByCaller;
+  const bool isOfPackage = test.package && test.package->flag;
+  if (!isMaker && !isOfPackage) return;
+  facts["kind"] = "process";
+  facts["parent"] = {{"kind", "process"}, {"path", isMaker ? kMaker : kOtherProgram}};
+  if (isMaker) Maker(facts["origin"]).erase("wellKnown");
+  if (isOfPackage) facts["parent"]["origin"] = facts["origin"];
 }
 
 /// A launch as a description that shows it; nothing for the forms that take a program's own command line to tell.
@@ -308,7 +349,7 @@ KxWays KxFacts_Origin(const SkxOriginTest& test) {
   if (test.flag) {
     origins = {{{"preexisted", true}}};
   } else {
-    origins = SomeOrigins();
+    origins = test.mainSourceType == 0 ? SomeOrigins() : OriginsOfType(test.mainSourceType);
     if (test.distributionService) {
       origins = With(origins, KxTexts{*test.distributionService},
                      [](KxFacts& origin, const KxWString& name) { Maker(origin)["softDistrName"] = ToUtf8(name); });
@@ -340,7 +381,10 @@ KxWays KxFacts_Origin(const SkxOriginTest& test) {
     }
   }
   KxWays ways;
-  for (KxFacts& origin : origins) ways.push_back({{"origin", std::move(origin)}});
+  for (KxFacts& origin : origins) {
+    KxFacts& facts = ways.emplace_back(KxFacts{{"origin", std::move(origin)}});
+    if (!test.flag) AddCaller(test, facts);
+  }
   return ways;
 }
 
