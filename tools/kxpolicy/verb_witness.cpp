@@ -1,9 +1,13 @@
 // witness: for each policy the smallest target document that it decides, or why there is none.
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <ostream>
 
-#include "Agent/engine/kx_publish/witness/witness.h"
+#include "Agent/engine/kx_publish/cases/witness_cases.h"
+#include "Common_CPP/file/file.h"
+#include "Common_CPP/util/counted.h"
 #include "Common_CPP/util/printable.h"
+#include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/policy_input.h"
 #include "tools/kxpolicy/tool.h"
 
@@ -14,6 +18,8 @@ using nlohmann::ordered_json;
 struct WitnessOptions {
   std::vector<std::string> policies;
   std::optional<uint32_t> policy;
+  bool cases = false;
+  std::string output;
   std::string format = "text";
 };
 
@@ -51,22 +57,71 @@ ordered_json WitnessJson(const CkxWitnesses& witnesses, const SkxWitness& witnes
   return json;
 }
 
-EkxExit Witness(const WitnessOptions& options, SkxStreams& streams) {
-  const CkxPolicySet set = KxPolicyInput_Open(options.policies, streams.in);
-  const CkxWitnesses witnesses(set.Image(), set.Applicable());
+/// Calls `tell(index, witness)` for each policy that is asked about, as soon as its witness is there.
+template <class Tell>
+void ForEachWitness(const WitnessOptions& options, const CkxPolicySet& set, const CkxWitnesses& witnesses, Tell tell) {
   size_t told = 0;
   for (size_t i = 0; i < witnesses.Policies().size(); ++i) {
     if (options.policy && *options.policy != KxImage_PolicyId(witnesses.Policies()[i].bytes)) continue;
-    const SkxWitness witness = witnesses.Of(i);
-    streams.out << (options.format == "json" ? WitnessLine(WitnessJson(witnesses, witness))
-                                             : KxText_Printable(WitnessText(witnesses, i, witness)))
-                << '\n';
-    KxTool_RequireOutput(streams);
+    tell(i, witnesses.Of(i));
     ++told;
   }
   if (options.policy && told == 0) {
     throw CkxToolFault(EkxExit::UnusableInput,
                        set.PlaceOf("policies.sec") + ": has no policy " + std::to_string(*options.policy));
+  }
+}
+
+/// Nobody's policies or cases are lost to a name that was meant for something else.
+void CheckOutput(const WitnessOptions& options) {
+  const auto pathOf = [](const std::string& text) {
+    return std::filesystem::path(std::u8string(text.begin(), text.end()));
+  };
+  std::error_code ignored;
+  const auto status = std::filesystem::status(pathOf(options.output), ignored);
+  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+    throw CkxToolFault(EkxExit::UnusableArguments, options.output + ": is no file, and is left as it is");
+  }
+  for (const std::string& read : options.policies) {
+    if (read == "-" || !std::filesystem::equivalent(pathOf(options.output), pathOf(read), ignored)) continue;
+    throw CkxToolFault(EkxExit::UnusableArguments, options.output + ": is read, and cannot be the cases too");
+  }
+}
+
+void WriteCases(const std::string& place, const CkxWitnessCases& cases, SkxStreams& streams) {
+  const std::string text = cases.Text();
+  if (place.empty() || place == "-") {
+    streams.out << text;
+    return;
+  }
+  const std::optional<KxWString> path = KxText_FromUtf8(place);
+  if (!path) throw CkxToolFault(EkxExit::UnusableArguments, place + ": is not UTF-8");
+  if (!KxFile_ReplaceAll(*path, {reinterpret_cast<const unsigned char*>(text.data()), text.size()})) {
+    throw CkxToolFault(EkxExit::SystemRefused, place + ": cannot be written");
+  }
+  streams.out << KxText_Printable(place) << ": " << KxCounted(cases.Count(), "case", "cases") << '\n';
+}
+
+EkxExit Witness(const WitnessOptions& options, SkxStreams& streams) {
+  if (!options.output.empty() && options.output != "-") CheckOutput(options);
+  const CkxPolicySet set = KxPolicyInput_Open(options.policies, streams.in);
+  const CkxWitnesses witnesses(set.Image(), set.Applicable());
+  if (options.cases) {
+    CkxWitnessCases cases(witnesses);
+    ForEachWitness(options, set, witnesses,
+                   [&](size_t policy, const SkxWitness& witness) { cases.Add(policy, witness); });
+    if (cases.Count() == 0) {
+      throw CkxToolFault(EkxExit::UnusableInput, set.PlaceOf("policies.sec") +
+                                                     ": nothing is found that a policy decides, so there are no cases");
+    }
+    WriteCases(options.output, cases, streams);
+  } else {
+    ForEachWitness(options, set, witnesses, [&](size_t policy, const SkxWitness& witness) {
+      streams.out << (options.format == "json" ? WitnessLine(WitnessJson(witnesses, witness))
+                                               : KxText_Printable(WitnessText(witnesses, policy, witness)))
+                  << '\n';
+      KxTool_RequireOutput(streams);
+    });
   }
   KxPolicyInput_TellFaults(set, witnesses.Faults(), streams.err);
   return witnesses.Faults().empty() ? EkxExit::Done : EkxExit::UnusableInput;
@@ -78,6 +133,13 @@ KxVerbAction KxVerb_Witness(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<WitnessOptions>();
   verb.Add("policies", options->policies, kKxPolicyInputHelp).Path().Required();
   verb.Add("--policy", options->policy, "Only of the policy of this id");
+  const CkxOption cases = verb.AddFlag("--cases", options->cases,
+                                       "A case file in place of a list: what each policy decides, and that it does");
+  verb.Add("-o,--output", options->output,
+           "Where the cases go, written whole or not at all; standard output without it")
+      .Needs(cases)
+      .Path();
   verb.Add("--format", options->format, "text, or json (one object a line)").OneOf({"text", "json"});
+  verb.Footer("Example: kxpolicy witness policies.jsonc --cases -o cases.jsonc");
   return [options](SkxStreams& streams) { return Witness(*options, streams); };
 }
