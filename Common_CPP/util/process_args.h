@@ -22,10 +22,12 @@ class CkxProcessStreams {
   CkxProcessStreams(const CkxProcessStreams&) = delete;
   CkxProcessStreams& operator=(const CkxProcessStreams&) = delete;
 
+  bool InIsTerminal() const { return _inIsTerminal; }
   bool OutIsTerminal() const { return _outIsTerminal; }
   bool ErrorIsTerminal() const { return _errorIsTerminal; }
 
  private:
+  bool _inIsTerminal = false;
   bool _outIsTerminal = false;
   bool _errorIsTerminal = false;
   [[maybe_unused]] unsigned _consoleCodePage = 0;  // as it was found; 0 where there is none to give back

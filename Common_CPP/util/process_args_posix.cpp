@@ -8,6 +8,8 @@ std::vector<std::string> KxProcess_Arguments(int argc, char** argv) {
 }
 
 CkxProcessStreams::CkxProcessStreams()
-    : _outIsTerminal(isatty(STDOUT_FILENO) == 1), _errorIsTerminal(isatty(STDERR_FILENO) == 1) {}
+    : _inIsTerminal(isatty(STDIN_FILENO) == 1),
+      _outIsTerminal(isatty(STDOUT_FILENO) == 1),
+      _errorIsTerminal(isatty(STDERR_FILENO) == 1) {}
 
 CkxProcessStreams::~CkxProcessStreams() = default;

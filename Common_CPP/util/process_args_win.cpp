@@ -30,7 +30,9 @@ std::vector<std::string> KxProcess_Arguments(int /*argc*/, char** /*argv*/) {
 }
 
 CkxProcessStreams::CkxProcessStreams()
-    : _outIsTerminal(IsConsole(STD_OUTPUT_HANDLE)), _errorIsTerminal(IsConsole(STD_ERROR_HANDLE)) {
+    : _inIsTerminal(IsConsole(STD_INPUT_HANDLE)),
+      _outIsTerminal(IsConsole(STD_OUTPUT_HANDLE)),
+      _errorIsTerminal(IsConsole(STD_ERROR_HANDLE)) {
   for (const int stream : {0, 1, 2}) _setmode(stream, _O_BINARY);
   if (!_outIsTerminal && !_errorIsTerminal) return;
   _consoleCodePage = GetConsoleOutputCP();

@@ -13,12 +13,16 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 /// By its byte order mark, as editors of some systems write it.
 bool IsUtf16(std::string_view text) { return text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF"); }
 
-std::unique_ptr<std::istream> OpenFile(const std::string& path) {
+std::unique_ptr<std::istream> OpenFile(const std::string& path, uint64_t& size) {
   const std::filesystem::path name(std::u8string(path.begin(), path.end()));
   std::error_code error;
   if (std::filesystem::is_directory(name, error)) throw CkxToolFault(EkxExit::UnusableInput, path + ": is a folder");
   auto file = std::make_unique<std::ifstream>(name, std::ios::binary);
   if (!*file) throw CkxToolFault(EkxExit::UnusableInput, path + ": cannot be opened");
+  if (std::filesystem::is_regular_file(name, error)) {
+    const uintmax_t bytes = std::filesystem::file_size(name, error);
+    if (!error) size = bytes;
+  }
   return file;
 }
 
@@ -26,7 +30,7 @@ std::unique_ptr<std::istream> OpenFile(const std::string& path) {
 
 CkxInput::CkxInput(const std::string& path, std::istream& standardInput)
     : _name(path == "-" ? "standard input" : path),
-      _file(path == "-" ? nullptr : OpenFile(path)),
+      _file(path == "-" ? nullptr : OpenFile(path, _size)),
       _raw(_file != nullptr ? *_file : standardInput),
       _buffer(*_raw.rdbuf(), _name),
       _stream(&_buffer) {

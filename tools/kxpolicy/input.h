@@ -1,6 +1,7 @@
 // Where verbs read from: files, and standard input under the name "-".
 #pragma once
 
+#include <cstdint>
 #include <istream>
 #include <memory>
 #include <string>
@@ -15,9 +16,15 @@ class CkxInput {
 
   CkxInput(const std::string& path, std::istream& standardInput);
 
+  bool IsStandardInput() const { return _file == nullptr; }
+
   /// Unpacked where it is packed. One that cannot be read to its end is unusable input, which reading it throws.
   std::istream& Stream() { return _stream; }
   const std::string& Name() const { return _name; }
+
+  /// In bytes as they lie there, of a file; 0 for what nobody knows the size of. And how many of them were taken.
+  uint64_t Size() const { return _size; }
+  uint64_t Taken() const { return _buffer.Taken(); }
 
   /// All of it, up to a limit that no document needs: of the stream, without a byte order mark, or the bytes as they
   /// are.
@@ -28,6 +35,7 @@ class CkxInput {
   std::string AllOf(std::istream& stream) const;
 
   const std::string _name;
+  uint64_t _size = 0;
   const std::unique_ptr<std::istream> _file;
   std::istream& _raw;
   CkxInputBuffer _buffer;

@@ -69,7 +69,9 @@ size_t CkxInputBuffer::ReadRaw(std::vector<char>& block) {
   try {
     if (traits_type::eq_int_type(_raw.sgetc(), traits_type::eof())) return 0;
     const auto room = static_cast<std::streamsize>(block.size());
-    return static_cast<size_t>(_raw.sgetn(block.data(), std::clamp(_raw.in_avail(), std::streamsize{1}, room)));
+    const auto count = _raw.sgetn(block.data(), std::clamp(_raw.in_avail(), std::streamsize{1}, room));
+    _taken += static_cast<uint64_t>(count);
+    return static_cast<size_t>(count);
   } catch (const std::ios_base::failure&) {
     throw CkxToolFault(EkxExit::UnusableInput, _name + ": cannot be read");
   }

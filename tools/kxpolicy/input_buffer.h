@@ -16,6 +16,8 @@ class CkxInputBuffer : public std::streambuf {
   /// `raw` must live as long.
   CkxInputBuffer(std::streambuf& raw, std::string name) : _raw(raw), _name(std::move(name)) {}
 
+  uint64_t Taken() const { return _taken; }  ///< bytes of `raw`
+
  protected:
   int_type underflow() override;
 
@@ -26,6 +28,7 @@ class CkxInputBuffer : public std::streambuf {
 
   std::streambuf& _raw;
   const std::string _name;
+  uint64_t _taken = 0;
   std::vector<char> _block = std::vector<char>(kBlock);
   bool _isBegun = false;
 

@@ -9,6 +9,9 @@ int main(int argc, char** argv) {
   const CkxProcessStreams process;
   std::ios::sync_with_stdio(false);
   std::cin.tie(nullptr);  // answers are flushed one by one where a person waits for them
-  SkxStreams streams = {std::cin, std::cout, std::cerr, process.OutIsTerminal()};
+  SkxStreams streams = {std::cin, std::cout, std::cerr};
+  streams.inIsTerminal = process.InIsTerminal();
+  streams.outIsTerminal = process.OutIsTerminal();
+  streams.errIsTerminal = process.ErrorIsTerminal();
   return KxPolicy_Run(KxProcess_Arguments(argc, argv), streams);
 }

@@ -1,6 +1,7 @@
 // What every verb of the command works with: its streams, its exit codes and its way to give up.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <iosfwd>
@@ -23,7 +24,12 @@ struct SkxStreams {
   std::istream& in;
   std::ostream& out;
   std::ostream& err;
+  bool inIsTerminal = false;
   bool outIsTerminal = false;
+  bool errIsTerminal = false;  ///< a person may be told there how far the work has come
+
+  /// Work that takes less says nothing about how far it is.
+  std::chrono::milliseconds progressAfter{1000};
 
   /// Set by a verb whose work is not what it writes: it goes on, and ends well, when nobody reads that any more.
   bool outMayClose = false;

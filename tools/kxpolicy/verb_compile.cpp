@@ -10,6 +10,7 @@
 #include "tools/kxpolicy/finding_report.h"
 #include "tools/kxpolicy/image_signing.h"
 #include "tools/kxpolicy/policy_input.h"
+#include "tools/kxpolicy/progress.h"
 #include "tools/kxpolicy/tool.h"
 
 namespace {
@@ -32,6 +33,7 @@ bool Lint(const std::vector<SkxDocumentText>& texts, const SkxPublication& publi
 }
 
 EkxExit Compile(const CompileOptions& options, SkxStreams& streams) {
+  CkxProgress progress(streams, "reading");
   const std::vector<SkxDocumentText> documents = KxPolicyInput_Texts(options.documents, streams.in);
   SkxPublication publication;
   SkxDocumentError fault;
@@ -42,8 +44,11 @@ EkxExit Compile(const CompileOptions& options, SkxStreams& streams) {
 
   const std::optional<KxWString> folder = KxText_FromUtf8(options.folder);
   if (!folder) throw CkxToolFault(EkxExit::UnusableArguments, options.folder + ": is not UTF-8");
+  progress.Begin("encoding");
   SkxPolicyImage image = KxEncode_Image(publication);
+  progress.Begin("checking");
   if (!Lint(documents, publication, image, streams.err) && options.strict) return EkxExit::Failure;
+  progress.Begin("writing");
   options.signing.Sign(image);
   std::string refusal;
   if (!KxPolicyImage_Write(*folder, image, refusal)) throw CkxToolFault(EkxExit::SystemRefused, refusal);

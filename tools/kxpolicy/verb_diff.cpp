@@ -11,6 +11,7 @@
 #include "Common_CPP/util/printable.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/policy_input.h"
+#include "tools/kxpolicy/progress.h"
 #include "tools/kxpolicy/tool.h"
 
 namespace {
@@ -103,10 +104,12 @@ class DiffWriter {
 };
 
 /// Returns how many lines could not be used.
-uint64_t AskStream(CkxInput& input, CkxDecisionChanges& changes, DiffWriter* unusableTo) {
+uint64_t AskStream(CkxInput& input, CkxDecisionChanges& changes, DiffWriter* unusableTo, SkxStreams& streams) {
   uint64_t unusable = 0;
   CkxLineReader lines(input);
+  CkxProgress progress(streams, "compared", &input);
   for (std::string line; lines.Next(line);) {
+    progress.At(lines.Number(), input.Taken());
     try {
       if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");
       const CkxTargetDocument document = CkxTargetDocument::Parse(line);
@@ -128,7 +131,7 @@ uint64_t AskStream(CkxInput& input, CkxDecisionChanges& changes, DiffWriter* unu
 EkxExit Summarize(const DiffOptions& options, const CkxPolicySet& was, const CkxPolicySet& is, CkxInput& targets,
                   SkxStreams& streams) {
   CkxDecisionChanges changes(was.Image(), is.Image());
-  const uint64_t unusable = AskStream(targets, changes, nullptr);
+  const uint64_t unusable = AskStream(targets, changes, nullptr, streams);
   CkxDiffSummary summary;
   summary.Add(changes, targets.Name(), unusable);
   DiffWriter(options, streams).Summary(summary);
@@ -152,7 +155,7 @@ EkxExit Diff(const DiffOptions& options, SkxStreams& streams) {
   if (targets || isDifferent) {
     CkxDecisionChanges changes(was.Image(), is.Image());
     if (targets) {
-      const uint64_t unusable = AskStream(*targets, changes, &writer);
+      const uint64_t unusable = AskStream(*targets, changes, &writer, streams);
       isUsable = isUsable && (unusable == 0 || options.errorsOk);
     } else {
       KxWitnessed_Ask(was, is, changes);

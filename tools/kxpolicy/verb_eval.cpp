@@ -13,6 +13,7 @@
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/live_target.h"
 #include "tools/kxpolicy/policy_input.h"
+#include "tools/kxpolicy/progress.h"
 #include "tools/kxpolicy/secret_input.h"
 #include "tools/kxpolicy/tool.h"
 #include "tools/kxpolicy/trust_input.h"
@@ -131,8 +132,10 @@ EkxExit EvalStream(const EvalOptions& options, const std::optional<CkxSid>& user
                    Answers& answers, SkxStreams& streams) {
   CkxInput input(options.targets, streams.in);
   CkxLineReader lines(input);
+  CkxProgress progress(streams, "evaluated", &input);
   EkxExit code = EkxExit::Done;
   for (std::string line; lines.Next(line);) {
+    progress.At(lines.Number(), input.Taken());
     try {
       if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");
       const CkxTargetDocument document = CkxTargetDocument::Parse(line, user);
@@ -170,8 +173,10 @@ EkxExit EvalFileList(const EvalOptions& options, void* token, const CkxImageJudg
                      SkxStreams& streams) {
   CkxInput input(options.fileList, streams.in);
   CkxLineReader lines(input);
+  CkxProgress progress(streams, "evaluated", &input);
   EkxExit code = EkxExit::Done;
   for (std::string line; lines.Next(line);) {
+    progress.At(lines.Number(), input.Taken());
     try {
       EvalFile(line, options, token, judge, answers);
     } catch (const CkxToolFault& fault) {

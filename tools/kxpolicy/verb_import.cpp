@@ -7,6 +7,7 @@
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/input.h"
+#include "tools/kxpolicy/progress.h"
 #include "tools/kxpolicy/tool.h"
 
 namespace {
@@ -52,16 +53,19 @@ EkxExit Import(const ImportOptions& options, SkxStreams& streams) {
   if (options.document == options.report) {
     throw CkxToolFault(EkxExit::UnusableArguments, "document and report cannot go to the same place");
   }
+  CkxProgress progress(streams, "reading");
   std::vector<SkxImportFile> files;
   for (const std::string& path : options.files) {
     CkxInput input(path, streams.in);
     files.push_back({input.Name(), input.ReadAllBytes()});
   }
+  progress.Begin("importing");
   const EkxImportKind kind = options.kind == "applocker" ? EkxImportKind::AppLocker : EkxImportKind::AppControl;
   SkxImportResult result;
   std::string fault;
   if (!KxImport(kind, files, how, result, fault)) throw CkxToolFault(EkxExit::UnusableInput, fault);
 
+  progress.Begin("writing");
   WriteText(options.document, result.document, streams);
   if (!options.report.empty()) WriteText(options.report, KxImport_Report(result.policy, false), streams);
   if (options.report.empty()) streams.err << KxImport_Report(result.policy, true);

@@ -16,6 +16,7 @@
 #include "tools/kxpolicy/image_input.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/policy_input.h"
+#include "tools/kxpolicy/progress.h"
 #include "tools/kxpolicy/tool.h"
 
 namespace {
@@ -88,12 +89,14 @@ SkxReportedDecision Decide(const CkxTargetDocument& document, const CkxImageJudg
   return {uint32_t{decision.info.PolicyId}, KxDecision_ActionName(decision), ""};
 }
 
-CkxReportDecisions DecideAll(const ReportOptions& options, const SkxPolicyImage& image, std::istream& standardInput) {
+CkxReportDecisions DecideAll(const ReportOptions& options, const SkxPolicyImage& image, SkxStreams& streams) {
   const CkxImageJudge judge(image, EkxPrepare::WhenItPays);
-  CkxInput input(options.targets, standardInput);
+  CkxInput input(options.targets, streams.in);
   CkxReportDecisions decisions(input.Name());
   CkxLineReader lines(input);
+  CkxProgress progress(streams, "evaluated", &input);
   for (std::string line; lines.Next(line);) {
+    progress.At(lines.Number(), input.Taken());
     try {
       if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");
       const nlohmann::json json = KxJson_Parse(line, false);
@@ -122,7 +125,7 @@ EkxExit Report(const ReportOptions& options, SkxStreams& streams) {
                      ", " + KxCounted(reported.findings.size(), "finding", "findings");
   EkxExit code = EkxExit::Done;
   if (!options.targets.empty()) {
-    const CkxReportDecisions decisions = DecideAll(options, reported.image, streams.in);
+    const CkxReportDecisions decisions = DecideAll(options, reported.image, streams);
     data["decisions"] = decisions.ToJson();
     line += ", " + KxCounted(decisions.Targets(), "target", "targets");
     if (decisions.Unusable() != 0) {

@@ -13,6 +13,7 @@
 #include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/live_target.h"
+#include "tools/kxpolicy/progress.h"
 #include "tools/kxpolicy/tool.h"
 #include "tools/kxpolicy/trust_input.h"
 
@@ -37,11 +38,14 @@ void AddFile(const std::string& file, CkxSuggestion& suggestion) {
 }
 
 /// Whatever is a program, a library, a script or a package by its name. Links lead elsewhere, and are not followed.
-void AddFolder(const std::string& folder, CkxSuggestion& suggestion) {
+void AddFolder(const std::string& folder, CkxSuggestion& suggestion, SkxStreams& streams) {
   namespace fs = std::filesystem;
+  CkxProgress progress(streams, "looked at");
   std::error_code error;
+  uint64_t looked = 0;
   fs::recursive_directory_iterator entry(fs::path(std::u8string(folder.begin(), folder.end())), error);
   for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+    progress.At(++looked);
     const std::u8string name = entry->path().u8string();
     const std::string path(name.begin(), name.end());
     const std::optional<KxWString> text = KxText_FromUtf8(path);
@@ -56,8 +60,10 @@ void AddFolder(const std::string& folder, CkxSuggestion& suggestion) {
 size_t AddTargets(const SuggestOptions& options, CkxSuggestion& suggestion, SkxStreams& streams) {
   CkxInput input(options.targets, streams.in);
   CkxLineReader lines(input);
+  CkxProgress progress(streams, "looked at", &input);
   size_t unusable = 0;
   for (std::string line; lines.Next(line);) {
+    progress.At(lines.Number(), input.Taken());
     try {
       if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");
       suggestion.Add(CkxTargetDocument::Parse(line).Target());
@@ -100,7 +106,7 @@ EkxExit Suggest(const SuggestOptions& options, SkxStreams& streams) {
   CkxSuggestion suggestion;
   size_t unusable = 0;
   for (const std::string& file : options.files) AddFile(file, suggestion);
-  if (!options.folder.empty()) AddFolder(options.folder, suggestion);
+  if (!options.folder.empty()) AddFolder(options.folder, suggestion, streams);
   if (!options.targets.empty()) unusable = AddTargets(options, suggestion, streams);
   WriteDocument(suggestion.Publication(*kind), options.document, streams);
   if (suggestion.LeftOut() != 0) {

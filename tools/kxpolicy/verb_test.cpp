@@ -12,6 +12,7 @@
 #include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/policy_input.h"
+#include "tools/kxpolicy/progress.h"
 #include "tools/kxpolicy/test_report.h"
 #include "tools/kxpolicy/tool.h"
 
@@ -108,8 +109,10 @@ size_t JudgeEvents(const std::string& path, const std::vector<SkxTestedCase*>& c
   CkxCaseEventsRun run(judge, pointers);
   CkxInput input(path, streams.in);
   CkxLineReader lines(input);
+  CkxProgress progress(streams, "tested", &input);
   size_t unusable = 0;
   for (std::string line; lines.Next(line);) {
+    progress.At(lines.Number(), input.Taken());
     const std::string place = input.Name() + ":" + std::to_string(lines.Number());
     try {
       if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");
