@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <nlohmann/json.hpp>
-#include <regex>
 
 #include "Common_CPP/file/file.h"
 #include "tests/kxpolicy/run_tool.h"
@@ -231,25 +230,5 @@ TEST_P(OriginFiles, WhatIsRefused) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, OriginFiles, kKxTestEaKinds, CkxEaFixture::NameOf);
-
-/// docs/kxpolicy.md tells of every option that eval and these verbs have.
-TEST(OriginVerbs, OptionsAreExplained) {
-  std::ifstream file("docs/kxpolicy.md");
-  const std::string text(std::istreambuf_iterator<char>(file), {});
-  size_t count = 0;
-  for (const std::string verb :
-       {"eval", "convert", "fill", "sign", "verify", "get", "set", "copy", "delete", "migrate"}) {
-    const std::vector<std::string> words = {"origin", verb, "--help"};
-    const std::string help = KxTest_RunTool({words.begin() + (verb == "eval" ? 1 : 0), words.end()}).out;
-    const std::regex option("--[a-z][a-z-]+");
-    for (auto match = std::sregex_iterator(help.begin(), help.end(), option); match != std::sregex_iterator();
-         ++match) {
-      if (match->str() == "--help") continue;
-      EXPECT_NE(text.find("`" + match->str()), std::string::npos) << verb << " " << match->str();
-      ++count;
-    }
-  }
-  EXPECT_GT(count, 25u);
-}
 
 }  // namespace

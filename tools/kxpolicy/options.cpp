@@ -62,6 +62,7 @@ std::string UsageLine(const CLI::App* /*app*/, const CLI::Error& fault) {
 void Declare(CLI::App& app, std::span<const SkxVerb> verbs, Parsed& parsed) {
   app.allow_windows_style_options(false);  // "/quiet" is a text like any other, on every system
   app.failure_message(UsageLine);
+  app.set_help_all_flag("--help-all", "This, and the options of each verb");
   app.set_version_flag("--version", std::string("kxpolicy ") + KX_VERSION, "The version of the command");
   app.footer(
       "Exit codes: 0 done, 1 a failure as the answer, 2 unusable arguments, 3 unusable input, 4 the system refused.");
