@@ -1,5 +1,6 @@
 // eval --targets over a stream of recorded processes: documents a second; how often the JSON library alone could parse
-// the same lines meanwhile ("parses"); and how far the peak of memory grows beyond that of a stream of 1,000.
+// the same lines meanwhile ("parses"); and how far the peak of memory grows beyond that of a stream of 1,000. And what
+// other verbs take for the same stream: so many times what eval takes ("evals").
 //
 // Arguments: policies, documents. The policies are in memory already; half of the documents are about one of them.
 #include <benchmark/benchmark.h>
@@ -12,6 +13,7 @@
 #include "bench/peak_memory_posix.h"
 #include "bench/plain_read.h"
 #include "bench/stream_text.h"
+#include "tests/support/temp_folder.h"
 #include "tools/kxpolicy/tool.h"
 
 namespace {
@@ -35,16 +37,20 @@ std::string Lines(int64_t policies) {
   return lines;
 }
 
-void EvalAll(const std::string& text, int64_t times, const std::vector<std::string>& options) {
+void RunAll(const std::string& text, int64_t times, const std::vector<std::string>& arguments) {
   RepeatedText lines(text, times);
   Nowhere nowhere;
   std::istream in(&lines);
   std::ostream out(&nowhere);
   std::ostringstream err;
   SkxStreams streams = {in, out, err};
+  if (KxPolicy_Run(arguments, streams) != 0) throw std::runtime_error(err.str());
+}
+
+void EvalAll(const std::string& text, int64_t times, const std::vector<std::string>& options) {
   std::vector<std::string> arguments = {"eval", "--targets", "-", "--format", "json"};
   arguments.insert(arguments.end(), options.begin(), options.end());
-  if (KxPolicy_Run(arguments, streams) != 0) throw std::runtime_error(err.str());
+  RunAll(text, times, arguments);
 }
 
 void ParseAll(const std::string& text, int64_t times) {
@@ -71,6 +77,37 @@ void Stream(benchmark::State& state, const std::vector<std::string>& options) {
   state.counters["peak_growth_KiB"] = static_cast<double>(KxBench_PeakKilobytes() - before);
 }
 
+/// `verb` with the image of the policies behind it, then `rest`; CASES in it is a case file about all of the stream.
+void AgainstEval(benchmark::State& state, const std::string& verb, std::vector<std::string> rest) {
+  const CkxTempFolder folder;
+  const std::string image = (folder.Path() / "image").string();
+  const auto policies = static_cast<uint32_t>(state.range(0));
+  std::string refusal;
+  if (!KxPolicyImage_Write(folder.Text("image"), BenchPolicies::Image(policies, BenchPolicies::NameTarget), refusal)) {
+    throw std::runtime_error(refusal);
+  }
+  folder.Write("cases.json", R"({"cases": [{"events": "-", "expectNot": "elevate"}]})");
+  for (std::string& argument : rest) {
+    if (argument == "IMAGE") argument = image;
+    if (argument == "CASES") argument = (folder.Path() / "cases.json").string();
+  }
+  rest.insert(rest.begin(), {verb, image});
+  const std::string text = Lines(state.range(0));
+  const int64_t times = state.range(1) / kLines;
+  RunAll(text, 1, rest);  // what is made once
+  const long before = KxBench_PeakKilobytes();
+  CkxBenchTurns turns;
+  for (auto _ : state) {
+    turns.Take([&] { RunAll(text, times, rest); }, [&] { EvalAll(text, times, {image}); });
+  }
+  state.counters["evals"] = turns.Ratio();
+  state.counters["peak_growth_KiB"] = static_cast<double>(KxBench_PeakKilobytes() - before);
+}
+
+void SummaryStream(benchmark::State& state) { AgainstEval(state, "eval", {"--targets", "-", "--summary"}); }
+void CoverageStream(benchmark::State& state) { AgainstEval(state, "test", {"CASES", "--coverage"}); }
+void DiffStream(benchmark::State& state) { AgainstEval(state, "diff", {"IMAGE", "--targets", "-"}); }
+
 void EvalStream(benchmark::State& state) { Stream(state, {}); }
 void EvalStreamBrief(benchmark::State& state) { Stream(state, {"--brief"}); }
 
@@ -83,3 +120,6 @@ BENCHMARK(EvalStream)
     ->Iterations(3)
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(EvalStreamBrief)->Args({100, 1000})->Args({10'000, 1000})->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(SummaryStream)->Args({10'000, 100'000})->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(CoverageStream)->Args({10'000, 100'000})->Iterations(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(DiffStream)->Args({10'000, 100'000})->Iterations(3)->Unit(benchmark::kMillisecond);
