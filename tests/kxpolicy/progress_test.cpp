@@ -31,7 +31,7 @@ class FakeTerminal : public std::streambuf {
       } else if (unit == '\b') {
         --column;
       } else if (unit == '\n') {
-        screen += line + "\n";
+        screen += Seen(line) + "\n";
         line.clear();
         column = 0;
       } else {
@@ -39,8 +39,7 @@ class FakeTerminal : public std::streambuf {
         line[column++] = unit;
       }
     }
-    screen += line;
-    return screen.substr(0, screen.find_last_not_of(' ') + 1);
+    return screen + Seen(line);
   }
 
  protected:
@@ -56,6 +55,8 @@ class FakeTerminal : public std::streambuf {
   }
 
  private:
+  static std::string Seen(const std::string& line) { return line.substr(0, line.find_last_not_of(' ') + 1); }
+
   std::mutex _mutex;
   std::condition_variable _printed;
   std::string _bytes;
