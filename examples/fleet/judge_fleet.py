@@ -13,6 +13,7 @@ import pathlib
 import subprocess
 import sys
 import tempfile
+import warnings
 
 from distributed import Client, KilledWorker, as_completed
 
@@ -71,6 +72,7 @@ def judged(client, partitions, images, way):
         client.upload_file(code.__file__)  # also to workers that join later
     # The result of a task, not data that is scattered: any worker that needs it is sent it once, and if all that hold it
     # are lost, it is made again.
+    warnings.filterwarnings("ignore", message="(?s)Large object")  # it advises to scatter
     held = client.submit(identity, images, key="images-" + "-".join(image.digest for image in images))
     partition_of = {client.submit(way[0], partition, held, way[1], retries=ATTEMPTS - 1, pure=False): partition
                     for partition in partitions}
