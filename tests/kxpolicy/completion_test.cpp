@@ -54,7 +54,7 @@ TEST(Completion, FollowsTheLine) {
       {"options where no place is left",
        {"check", "--format=text", "--strict"},
        "--",
-       {"--help", "--version", "--trace", "--trace-file"}},
+       {"--help", "--help-all", "--require-signature", "--signer", "--version", "--trace", "--trace-file"}},
       {"behind the mark no option", {"check", "--"}, "-", {":files"}},
       {"words that begin with no verb's letter", {"--"}, "ev", {"eval", "events"}},
       {"what is no option", {"eval", "--bogus"}, "", {":files"}},
