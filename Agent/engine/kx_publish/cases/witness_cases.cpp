@@ -15,8 +15,11 @@ constexpr const char* kBeginning =
     "{\n"
     "  \"cases\": [";
 
+/// What does not show, or turns how the rest is read, is spelt out.
 std::string Dumped(const ordered_json& json) {
-  return json.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+  const auto dumped = [&](bool inAscii) { return json.dump(-1, ' ', inAscii, ordered_json::error_handler_t::replace); };
+  std::string text = dumped(false);
+  return KxText_Printable(text) == text ? text : dumped(true);
 }
 
 /// As one comment, whatever is in it.
