@@ -29,6 +29,7 @@ class JsonFormat : public IkxShowFormat {
   void End(const SkxPolicyImage& image) override {
     if (_onlyNamed) DropUnnamed();
     SkxPublication publication = {Models(_policies), Models(_groups), Models(_alerts), {}};
+    NameAsAuthor(publication);
     for (const SkxUnsayable& element : KxSayable_Keep(publication)) {
       faults.push_back(PlaceOf(element) + ": no document can say it: " + element.why);
     }
@@ -70,6 +71,24 @@ class JsonFormat : public IkxShowFormat {
     models.reserve(all.size());
     for (Decoded<Model>& each : all) models.push_back(std::move(each.model));
     return models;
+  }
+
+  /// Groups and alerts are called by their ids where nobody has said more, or two are called the same.
+  void NameAsAuthor(SkxPublication& publication) const {
+    const CkxAuthorNames names = _shown.Names();
+    for (SkxPolicyModel& policy : publication.policies) names.GiveTo(policy);
+    GiveOwnNames(names, publication.groups);
+    GiveOwnNames(names, publication.alerts);
+  }
+
+  template <class Model>
+  static void GiveOwnNames(const CkxAuthorNames& names, std::vector<Model>& models) {
+    std::set<KxWString> taken;
+    for (Model& model : models) {
+      const KxWString id = model.name;
+      names.GiveTo(model);
+      if (!taken.insert(model.name).second) model.name = id;
+    }
   }
 
   const std::string& PlaceOf(const SkxUnsayable& element) const {

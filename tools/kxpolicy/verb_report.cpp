@@ -27,11 +27,11 @@ struct ReportOptions {
   std::string page;
 };
 
-/// Policies, what their documents call things, and what is wrong with them.
+/// Policies, what their author called things, and what is wrong with them.
 struct ReportedPolicies {
   std::string title;
   SkxPolicyImage image;
-  SkxReportNames names;
+  CkxAuthorNames names;
   std::vector<SkxFinding> findings;
 };
 
@@ -64,7 +64,9 @@ ReportedPolicies Open(const ReportOptions& options, std::istream& standardInput)
   ReportedPolicies reported;
   if (KxPolicyInput_IsImage(options.policies)) {
     reported.title = options.policies.front();
-    reported.image = KxImage_Load(options.policies.front());
+    CkxPolicySet set = KxPolicyInput_Open(options.policies, standardInput);
+    reported.names = set.Names();
+    reported.image = set.TakeImage();
     reported.findings = KxLint_Image(reported.image);
     return reported;
   }
@@ -74,7 +76,7 @@ ReportedPolicies Open(const ReportOptions& options, std::istream& standardInput)
   if (!KxPolicyDocument_Read(texts, publication, fault)) throw CkxToolFault(EkxExit::UnusableInput, fault.Text());
   for (const SkxDocumentText& text : texts) reported.title += (reported.title.empty() ? "" : ", ") + text.name;
   reported.image = KxEncode_Image(publication);
-  reported.names = KxReport_NamesOf(publication);
+  reported.names = CkxAuthorNames(publication);
   reported.findings = KxLint_Image(reported.image);
   for (const SkxFinding& finding : KxLint_Names(publication)) {
     const bool isInImage = finding.section == EkxPolicySection::Policies;  // and told already

@@ -29,7 +29,7 @@ SkxPublication EveryKind() {
 
 Json ReportOf(const SkxPublication& publication) {
   const SkxPolicyImage image = KxEncode_Image(publication);
-  return KxReport_Policies("test", image, KxReport_NamesOf(publication), KxLint_Image(image));
+  return KxReport_Policies("test", image, CkxAuthorNames(publication), KxLint_Image(image));
 }
 
 TEST(Report, ConditionsReadAsPeopleSayThem) {

@@ -1,5 +1,6 @@
 #include "Agent/engine/kx_publish/document/author_names.h"
 
+#include <algorithm>
 #include <charconv>
 #include <nlohmann/json.hpp>
 
@@ -124,6 +125,28 @@ const SkxAuthorName* FindNamed(const Named& named, const Key& key) {
   return found != named.end() ? &found->second : nullptr;
 }
 
+/// The name as a document could say it. An id in place of a name would be taken for that of something else.
+std::optional<KxWString> UsableName(const std::string& name) {
+  const bool isUsable = !name.empty() && name.find('\0') == std::string::npos && !KxGuid_FromUtf8(name);
+  return isUsable ? KxText_FromUtf8(name) : std::nullopt;
+}
+
+template <class Model>
+void GiveName(const SkxAuthorName* named, Model& model) {
+  if (named == nullptr) return;
+  if (const std::optional<KxWString> name = UsableName(named->name)) model.name = *name;
+}
+
+/// By their ids and places: several targets may have one id.
+void GiveTargetNames(const SkxAuthorName* named, std::vector<SkxTargetModel>& targets) {
+  if (named == nullptr) return;
+  for (size_t i = 0; i < std::min(targets.size(), named->targets.size()); ++i) {
+    const SkxTargetName& target = named->targets[i];
+    const std::optional<KxWString> name = UsableName(target.name);
+    if (name && KxGuid_Equal(target.id, targets[i].id)) targets[i].name = *name;
+  }
+}
+
 }  // namespace
 
 CkxAuthorNames::CkxAuthorNames(const SkxPublication& publication) {
@@ -157,6 +180,16 @@ std::string CkxAuthorNames::Write() const {
 const SkxAuthorName* CkxAuthorNames::Policy(uint32_t id) const { return FindNamed(_policies, id); }
 const SkxAuthorName* CkxAuthorNames::Group(const GUID& id) const { return FindNamed(_groups, id); }
 const SkxAuthorName* CkxAuthorNames::Alert(const GUID& id) const { return FindNamed(_alerts, id); }
+
+void CkxAuthorNames::GiveTo(SkxPolicyModel& policy) const { GiveTargetNames(Policy(policy.id), policy.targets); }
+
+void CkxAuthorNames::GiveTo(SkxAppGroupModel& group) const {
+  const SkxAuthorName* const named = Group(group.id);
+  GiveName(named, group);
+  GiveTargetNames(named, group.targets);
+}
+
+void CkxAuthorNames::GiveTo(SkxAlertModel& alert) const { GiveName(Alert(alert.id), alert); }
 
 std::optional<SkxTargetPlace> CkxAuthorNames::Target(uint32_t policy, const GUID& id) const {
   std::vector<SkxTargetPlace> found;

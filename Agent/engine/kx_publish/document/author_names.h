@@ -55,6 +55,11 @@ class CkxAuthorNames {
   /// may be another's is none.
   std::optional<SkxTargetPlace> Target(uint32_t policy, const GUID& id) const;
 
+  /// Gives what was decoded from a record, which says no names, those that its author gave it and its targets.
+  void GiveTo(SkxPolicyModel& policy) const;
+  void GiveTo(SkxAppGroupModel& group) const;
+  void GiveTo(SkxAlertModel& alert) const;
+
   bool IsEmpty() const { return _policies.empty() && _groups.empty() && _alerts.empty(); }
 
  private:

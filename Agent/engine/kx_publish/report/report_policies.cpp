@@ -36,24 +36,18 @@ Json TargetsOf(const Json& element) {
   return targets;
 }
 
-using Names = std::map<GUID, KxWString, SkxGuidLess>;
-
-/// The name of a group or an alert, where somebody has said it; else its id stands for it.
-template <class Model>
-void GiveName(Model& model, const Names& names) {
-  if (const auto name = names.find(model.id); name != names.end()) model.name = name->second;
-}
-
 /// What a record says, as the document that it would be. Nothing, with the reason in `why`, when none can say it.
 template <class Model>
 std::optional<Json> Written(const SkxLintRecord& record, bool (*decode)(std::span<const unsigned char>, Model&),
-                            const SkxDocumentNames& known, Model& model, std::string& why) {
+                            const CkxAuthorNames& names, const SkxDocumentNames& known, Model& model,
+                            std::string& why) {
   try {
     if (!record.isReadable) {
       why = "The record is damaged: it applies to nothing.";
     } else if (!decode(record.bytes, model)) {
       why = "It is of a kind that has no words here; kxpolicy show prints it.";
     } else {
+      names.GiveTo(model);
       return CkxDocumentOut::WriteWhole(model, known);
     }
   } catch (const CkxDocumentFault& fault) {
@@ -70,11 +64,11 @@ bool AppliesToEverything(const SkxPolicyModel& policy) {
 
 class Publication {
  public:
-  Publication(const SkxPolicyImage& image, const SkxReportNames& names) : _names(names), _records(image, _unused) {
-    Register(_records.Groups(), KxDecode_AppGroup, _names.groups, [this](const SkxAppGroupModel& group) {
+  Publication(const SkxPolicyImage& image, const CkxAuthorNames& names) : _names(names), _records(image, _unused) {
+    Register(_records.Groups(), KxDecode_AppGroup, [this](const SkxAppGroupModel& group) {
       _known.groups.Add({group.name, group.id});
     });
-    Register(_records.Alerts(), KxDecode_Alert, _names.alerts, [this](const SkxAlertModel& alert) {
+    Register(_records.Alerts(), KxDecode_Alert, [this](const SkxAlertModel& alert) {
       _known.alerts.Add({alert.name, alert.id, static_cast<uint16_t>(KxAlertKind_Of(alert.body).type)});
     });
   }
@@ -84,24 +78,26 @@ class Publication {
   }
   Json Groups() const {
     return Each(_records.Groups(), [this](const SkxLintRecord& record) {
-      return Named<SkxAppGroupBufHeader>(record, KxDecode_AppGroup, _names.groups, "targets", TargetsOf);
+      return Named<SkxAppGroupBufHeader>(record, KxDecode_AppGroup, &CkxAuthorNames::Group, "targets", TargetsOf);
     });
   }
   Json Alerts() const {
     const auto settingsOf = [](const Json& alert) { return LinesOf(alert, {"id", "name"}); };
     return Each(_records.Alerts(), [&](const SkxLintRecord& record) {
-      return Named<SkxAlertBufHeader>(record, KxDecode_Alert, _names.alerts, "lines", settingsOf);
+      return Named<SkxAlertBufHeader>(record, KxDecode_Alert, &CkxAuthorNames::Alert, "lines", settingsOf);
     });
   }
 
  private:
+  using FindName = const SkxAuthorName* (CkxAuthorNames::*)(const GUID& id) const;
+
   template <class Model, class Add>
-  static void Register(const std::vector<SkxLintRecord>& records,
-                       bool (*decode)(std::span<const unsigned char>, Model&), const Names& names, Add add) {
+  void Register(const std::vector<SkxLintRecord>& records, bool (*decode)(std::span<const unsigned char>, Model&),
+                Add add) const {
     for (const SkxLintRecord& record : records) {
       Model model;
       if (!record.isReadable || !decode(record.bytes, model)) continue;
-      GiveName(model, names);
+      _names.GiveTo(model);
       add(model);
     }
   }
@@ -117,7 +113,7 @@ class Publication {
     const auto header = KxBytes_Load<SkxPolicyBufHeader>(record.bytes.data());
     SkxPolicyModel model;
     std::string why;
-    const std::optional<Json> written = Written(record, KxDecode_Policy, _known, model, why);
+    const std::optional<Json> written = Written(record, KxDecode_Policy, _names, _known, model, why);
     const auto* const exclusion = std::get_if<SkxExcludeParams>(&model.params);
     const bool isPassedOver = exclusion != nullptr && exclusion->excludeType != 0;
     const bool isDeciding = (KxActionBit_Of(header.action) & kKxDecidingActions) != 0 && !isPassedOver;
@@ -141,24 +137,21 @@ class Publication {
 
   /// A group or an alert. What it says is under `key`, as `tell` tells it.
   template <class Header, class Model, class Tell>
-  Json Named(const SkxLintRecord& record, bool (*decode)(std::span<const unsigned char>, Model&), const Names& names,
+  Json Named(const SkxLintRecord& record, bool (*decode)(std::span<const unsigned char>, Model&), FindName find,
              const char* key, Tell tell) const {
     const GUID id = KxBytes_Load<Header>(record.bytes.data()).id;
+    const SkxAuthorName* const author = (_names.*find)(id);
+    const std::string called = author != nullptr ? KxText_Printable(author->name) : "";
     Model model;
     std::string why;
-    const std::optional<Json> written = Written(record, decode, _known, model, why);
-    Json named = {{"id", KxGuid_ToUtf8(id)}, {"name", NameOf(names, id)}};
+    const std::optional<Json> written = Written(record, decode, _names, _known, model, why);
+    Json named = {{"id", KxGuid_ToUtf8(id)}, {"name", called.empty() ? KxGuid_ToUtf8(id) : called}};
     if (!why.empty()) named["why"] = why;
     if (written) named[key] = tell(*written);
     return named;
   }
 
-  static std::string NameOf(const Names& names, const GUID& id) {
-    const auto name = names.find(id);
-    return name != names.end() ? KxText_Printable(name->second) : KxGuid_ToUtf8(id);
-  }
-
-  const SkxReportNames& _names;
+  const CkxAuthorNames& _names;
   CkxFindings _unused;  // they are asked for apart
   const CkxLintRecords _records;
   SkxDocumentNames _known;
@@ -195,14 +188,7 @@ Json FindingsOf(const std::vector<SkxFinding>& findings) {
 
 }  // namespace
 
-SkxReportNames KxReport_NamesOf(const SkxPublication& publication) {
-  SkxReportNames names;
-  for (const SkxAppGroupModel& group : publication.groups) names.groups.emplace(group.id, group.name);
-  for (const SkxAlertModel& alert : publication.alerts) names.alerts.emplace(alert.id, alert.name);
-  return names;
-}
-
-Json KxReport_Policies(const std::string& title, const SkxPolicyImage& image, const SkxReportNames& names,
+Json KxReport_Policies(const std::string& title, const SkxPolicyImage& image, const CkxAuthorNames& names,
                        const std::vector<SkxFinding>& findings) {
   const Publication publication(image, names);
   return {{"title", KxText_Printable(title)}, {"policies", publication.Policies()}, {"groups", publication.Groups()},

@@ -2,21 +2,13 @@
 // record has its place in it, one that cannot be read too, with the reason. All texts are printable.
 #pragma once
 
-#include <map>
 #include <nlohmann/json.hpp>
 
-#include "Agent/engine/kx_publish/document/document_names.h"
+#include "Agent/engine/kx_publish/document/author_names.h"
 #include "Agent/engine/kx_publish/image/policy_image.h"
 #include "Agent/engine/kx_publish/lint/lint.h"
 
-/// What people call groups and alerts, which records know by their ids alone; empty where nobody has said.
-struct SkxReportNames {
-  std::map<GUID, KxWString, SkxGuidLess> groups;
-  std::map<GUID, KxWString, SkxGuidLess> alerts;
-};
-SkxReportNames KxReport_NamesOf(const SkxPublication& publication);
-
 /// `title`: where the policies are from. The image's applicable rules are well-formed, as those of one that was loaded
-/// are.
+/// are. `names`: what their author called things, as far as that is known.
 nlohmann::ordered_json KxReport_Policies(const std::string& title, const SkxPolicyImage& image,
-                                         const SkxReportNames& names, const std::vector<SkxFinding>& findings);
+                                         const CkxAuthorNames& names, const std::vector<SkxFinding>& findings);
