@@ -29,8 +29,10 @@
  * anything of the thread that makes it.
  *
  * Nothing is thrown and nobody's process is ended: a want of memory is KX_POLICY_NO_MEMORY, and leaves everything as it
- * was. The numbers of this header, the shape of its structures and what its functions mean stay as they are for as long
- * as the library is called libkx_policy.so.1. */
+ * was. Of `kx_policy_compile`, which lists folders by the language's own library, that is not promised.
+ *
+ * The numbers of this header, the shape of its structures and what its functions mean stay as they are for as long as
+ * the library is called libkx_policy.so.1. */
 #ifndef KX_POLICY_H
 #define KX_POLICY_H
 

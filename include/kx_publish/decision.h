@@ -6,10 +6,12 @@
 //   puts(KxDecision_ToJson(decision).c_str());
 #pragma once
 
+#include <kx_util/evaluation_observer.h>
 #include <kx_util/policy_result.h>
 #include <kx_util/shared_policies_data.h>
 #include <kx_util/shared_policy.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,6 +22,37 @@ enum class EkxExplain : unsigned char {
   All,
 };
 
+/// The check that ended the look at a target.
+struct SkxExplainedCheck {
+  std::string property, expected, actual;
+};
+
+/// A look at one target of a policy.
+struct SkxExplainedTarget {
+  GUID id{};
+  EkxPolicyTarget type{};
+  bool matched = false;
+  std::optional<SkxExplainedCheck> failed{};
+  std::string name{};                  ///< its author's; empty: has none
+  size_t number = 0;                   ///< of its policy's or group's targets, from 1; 0: nobody has said
+  size_t of = 0;                       ///< so many
+  std::optional<std::string> group{};  ///< that it is one of
+};
+
+/// A look at one policy, in the order of the policies.
+struct SkxExplainedPolicy {
+  uint32_t id = 0;
+  std::string name;
+  EkxPolicyAction action{};
+  EkxPolicyOutcome outcome{};
+  std::vector<SkxExplainedTarget> targets;
+  size_t leftOut = 0;  ///< targets
+  struct Place {
+    std::string document, pointer;
+  };
+  std::optional<Place> written{};  ///< where, if anybody has said
+};
+
 /// All texts are UTF-8.
 struct SkxDecision {
   std::string idJson = "null";  ///< the target's id, as JSON text
@@ -28,9 +61,9 @@ struct SkxDecision {
   SkxTriggerPolicyShortInfo info;
   std::string policyName;
   std::vector<SkxPolicyAlertLink> alerts;
-  std::string error;            ///< of an evaluation that ended in a fault; else empty
-  std::string explanationJson;  ///< the list that an answer has as "explain"; empty where nobody has asked
-  size_t policiesLeftOut = 0;   ///< of the explanation, because there are too many
+  std::string error;                                           ///< of an evaluation that ended in a fault; else empty
+  std::optional<std::vector<SkxExplainedPolicy>> explanation;  ///< where somebody has asked
+  size_t policiesLeftOut = 0;                                  ///< of the explanation, because there are too many
 };
 
 /// What the policy does, in the library's words.

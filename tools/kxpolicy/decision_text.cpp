@@ -2,13 +2,10 @@
 
 #include <kx_publish/decision.h>
 
-#include <nlohmann/json.hpp>
-
 #include "Agent/engine/kx_publish/model/policy_kinds.h"
+#include "Common_CPP/util/guid.h"
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
-
-using nlohmann::ordered_json;
 
 namespace {
 
@@ -27,14 +24,6 @@ std::string Row(const std::string& action, const std::string& policy, const std:
   return Padded(action, kActionWidth) + Padded(KxText_Printable(policy), kPolicyWidth) + KxText_Printable(target);
 }
 
-std::string TextOf(const ordered_json& object, const char* key) {
-  return KxText_Printable(object[key].get_ref<const std::string&>());
-}
-
-std::string Quoted(const ordered_json& object, const char* key) {
-  return KxText_PrintableQuoted(object[key].get_ref<const std::string&>());
-}
-
 /// The library's word for what a policy does, but for one that means something else to whoever wrote it: "Trust" is
 /// what documents call elevateOnDemand.
 std::string ActionWord(const SkxDecision& decision) {
@@ -44,13 +33,12 @@ std::string ActionWord(const SkxDecision& decision) {
 }
 
 /// `target 2 of 6 "Old browsers" of "Games", Executable`; without names `Executable {...}`.
-std::string TargetText(const ordered_json& target) {
-  const auto type = static_cast<EkxPolicyTarget>(target["targetType"].get<uint32_t>());
-  const std::string kind = KxText_ToUtf8(KxUtil_PolicyTargetTypeStr(type));
-  if (!target.contains("number")) return kind + " " + TextOf(target, "targetId");
-  std::string text = "target " + target["number"].dump() + " of " + target["of"].dump();
-  if (target.contains("name")) text += " " + Quoted(target, "name");
-  if (target.contains("group")) text += " of group " + Quoted(target, "group");
+std::string TargetText(const SkxExplainedTarget& target) {
+  const std::string kind = KxText_ToUtf8(KxUtil_PolicyTargetTypeStr(target.type));
+  if (target.number == 0) return kind + " " + KxGuid_ToUtf8(target.id);
+  std::string text = "target " + std::to_string(target.number) + " of " + std::to_string(target.of);
+  if (!target.name.empty()) text += " " + KxText_PrintableQuoted(target.name);
+  if (target.group) text += " of group " + KxText_PrintableQuoted(*target.group);
   return text + ", " + kind;
 }
 
@@ -64,19 +52,18 @@ std::string KxDecision_ToRow(const SkxDecision& decision, const std::string& wha
 }
 
 std::string KxDecision_ExplanationText(const SkxDecision& decision) {
-  if (decision.explanationJson.empty()) return {};
+  if (!decision.explanation) return {};
   std::string text;
-  for (const ordered_json& policy : ordered_json::parse(decision.explanationJson)) {
-    text += "    policy " + policy["policyId"].dump() + " " + TextOf(policy, "policyName") + ": " +
-            TextOf(policy, "outcome") + "\n";
-    for (const ordered_json& target : policy["targets"]) {
-      text += "        " + TargetText(target) + ": " + TextOf(target, "outcome") + "\n";
-      if (!target.contains("failed")) continue;
-      const ordered_json& failed = target["failed"];
-      text += "            " + TextOf(failed, "property") + ": expected " + TextOf(failed, "expected") + ", found " +
-              TextOf(failed, "actual") + "\n";
+  for (const SkxExplainedPolicy& policy : *decision.explanation) {
+    text += "    policy " + std::to_string(policy.id) + " " + KxText_Printable(policy.name) + ": " +
+            KxUtil_PolicyOutcomeText(policy.outcome) + "\n";
+    for (const SkxExplainedTarget& target : policy.targets) {
+      text += "        " + TargetText(target) + ": " + (target.matched ? "matched" : "not matched") + "\n";
+      if (!target.failed) continue;
+      text += "            " + target.failed->property + ": expected " + KxText_Printable(target.failed->expected) +
+              ", found " + KxText_Printable(target.failed->actual) + "\n";
     }
-    if (policy.contains("leftOut")) text += "        " + policy["leftOut"].dump() + " more targets are left out\n";
+    if (policy.leftOut != 0) text += "        " + std::to_string(policy.leftOut) + " more targets are left out\n";
   }
   if (decision.policiesLeftOut != 0) {
     text += "    " + std::to_string(decision.policiesLeftOut) + " more policies are left out\n";

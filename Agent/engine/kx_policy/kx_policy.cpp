@@ -1,6 +1,8 @@
 // The functions of the C interface. Each checks what it is handed, and hands on.
 #include <kx_policy.h>
 
+#include <nlohmann/json.hpp>
+
 #include "Agent/engine/kx_policy/entry.h"
 #include "Agent/engine/kx_policy/evaluation_options.h"
 #include "Agent/engine/kx_policy/opened_policies.h"
@@ -80,8 +82,9 @@ int AnswerDocument(const kx_policies& policies, std::string_view text, const Skx
     const CkxTargetDocument document = CkxTargetDocument::Parse(text, options.user);
     return Answer(policies.Judge(document, options.explain), options, answer, error);
   } catch (const CkxDocumentFault& fault) {
-    KxPolicyEntry_HandOut(KxFaultAnswer_Of(std::string(isTooLong ? "" : text), fault.Line()), answer);
-    return KxPolicyEntry_Fail(KX_POLICY_INPUT, fault.Line(), error);
+    const std::string line = fault.Line();
+    KxPolicyEntry_HandOut(KxFaultAnswer_Of(isTooLong ? std::string_view() : text, line), answer);
+    return KxPolicyEntry_Fail(KX_POLICY_INPUT, line, error);
   }
 }
 

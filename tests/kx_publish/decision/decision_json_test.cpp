@@ -19,6 +19,39 @@ using nlohmann::ordered_json;
 
 std::string FieldText(const WCHAR* field, size_t bytes) { return KxText_ToUtf8(CkxTextView::FromBytes(field, bytes)); }
 
+ordered_json TreeOf(const SkxExplainedTarget& target) {
+  ordered_json tree = {{"targetId", KxGuid_ToUtf8(target.id)},
+                       {"targetType", static_cast<uint32_t>(target.type)},
+                       {"outcome", target.matched ? "matched" : "not matched"}};
+  if (target.failed) {
+    tree["failed"] = {{"property", target.failed->property},
+                      {"expected", target.failed->expected},
+                      {"actual", target.failed->actual}};
+  }
+  if (!target.name.empty()) tree["name"] = target.name;
+  if (target.number != 0) tree["number"] = target.number;
+  if (target.number != 0) tree["of"] = target.of;
+  if (target.group) tree["group"] = *target.group;
+  return tree;
+}
+
+ordered_json TreeOf(const std::vector<SkxExplainedPolicy>& policies) {
+  ordered_json list = ordered_json::array();
+  for (const SkxExplainedPolicy& policy : policies) {
+    ordered_json& tree = list.emplace_back();
+    tree = {{"policyId", policy.id},
+            {"policyName", policy.name},
+            {"action", static_cast<int32_t>(policy.action)},
+            {"outcome", KxUtil_PolicyOutcomeText(policy.outcome)},
+            {"targets", ordered_json::array()}};
+    for (const SkxExplainedTarget& target : policy.targets) tree["targets"].push_back(TreeOf(target));
+    if (policy.leftOut != 0) tree["leftOut"] = policy.leftOut;
+    if (policy.written) tree["document"] = policy.written->document;
+    if (policy.written) tree["pointer"] = policy.written->pointer;
+  }
+  return list;
+}
+
 /// The members of an answer, as docs/kxpolicy.md has them.
 ordered_json Tree(const SkxDecision& decision) {
   ordered_json answer = {{"id", ordered_json::parse(decision.idJson)}, {"matched", decision.matched}};
@@ -51,7 +84,7 @@ ordered_json Tree(const SkxDecision& decision) {
     answer["info"] = KxHex_FromBytes({reinterpret_cast<const unsigned char*>(&canonical), sizeof(canonical)});
   }
   if (!decision.error.empty()) answer["error"] = decision.error;
-  if (!decision.explanationJson.empty()) answer["explain"] = ordered_json::parse(decision.explanationJson);
+  if (decision.explanation) answer["explain"] = TreeOf(*decision.explanation);
   if (decision.policiesLeftOut != 0) answer["explainLeftOut"] = decision.policiesLeftOut;
   return answer;
 }
@@ -69,6 +102,25 @@ void Fill(void* bytes, size_t size, std::mt19937& random) {
   for (size_t i = 0; i < size; ++i) static_cast<unsigned char*>(bytes)[i] = static_cast<unsigned char>(random());
 }
 
+SkxExplainedPolicy RandomPolicy(std::mt19937& random) {
+  SkxExplainedPolicy policy;
+  policy.id = static_cast<uint32_t>(random());
+  policy.name = RandomText(random);
+  policy.outcome = EkxPolicyOutcome::Applies;
+  policy.leftOut = random() % 2;
+  if (random() % 2 == 0) policy.written = {RandomText(random), RandomText(random)};
+  for (size_t targets = random() % 3; targets != 0; --targets) {
+    SkxExplainedTarget& target = policy.targets.emplace_back();
+    target.matched = random() % 2 == 0;
+    if (random() % 2 == 0) target.failed = {RandomText(random), RandomText(random), RandomText(random)};
+    target.name = RandomText(random);
+    target.number = random() % 2;
+    target.of = random() % 9;
+    if (random() % 2 == 0) target.group = RandomText(random);
+  }
+  return policy;
+}
+
 /// Codes and fields of any bytes, as damaged records have them.
 SkxDecision RandomDecision(std::mt19937& random) {
   SkxDecision decision;
@@ -79,7 +131,7 @@ SkxDecision RandomDecision(std::mt19937& random) {
   decision.alerts.resize(random() % 4);
   for (SkxPolicyAlertLink& link : decision.alerts) Fill(&link, sizeof(link), random);
   if (random() % 4 == 0) decision.error = RandomText(random);
-  if (random() % 4 == 0) decision.explanationJson = ordered_json({{{"policyName", RandomText(random)}}}).dump();
+  if (random() % 4 == 0) decision.explanation.emplace().resize(random() % 3, RandomPolicy(random));
   if (random() % 4 == 0) decision.policiesLeftOut = random();
   return decision;
 }

@@ -21,7 +21,7 @@ SkxDecision KxDecision_Of(const CkxTargetInfo& target, const SkxDecisionWish& wi
   decision.alerts = observer.Alerts();
   decision.error = observer.Fault();
   decision.policiesLeftOut = observer.PoliciesLeftOut();
-  if (wish.explain != EkxExplain::None) decision.explanationJson = observer.TakePolicies().dump();
+  if (wish.explain != EkxExplain::None) decision.explanation = observer.TakePolicies();
   return decision;
 }
 

@@ -5,6 +5,7 @@
 #include <span>
 
 #include "Agent/engine/kx_publish/decision/decision.h"
+#include "Agent/engine/kx_publish/decision/explanation_json.h"
 #include "Agent/engine/kx_publish/decision/json_text.h"
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Common_CPP/util/guid.h"
@@ -128,11 +129,11 @@ std::string KxDecision_ToJson(const SkxDecision& decision, KxDecisionMembers mem
   AddMembers(json, decision, members);
   if (!decision.error.empty()) {  // rare, and its text may be anything
     KxJsonText_AddKey(json, "error");
-    json += ordered_json(decision.error).dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+    json += nlohmann::json(decision.error).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
   }
-  if (!decision.explanationJson.empty()) {
+  if (decision.explanation) {
     KxJsonText_AddKey(json, "explain");
-    json += decision.explanationJson;
+    KxExplanation_AddJson(json, *decision.explanation);
   }
   if (decision.policiesLeftOut != 0) {
     KxJsonText_AddKey(json, "explainLeftOut");

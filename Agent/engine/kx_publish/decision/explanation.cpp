@@ -1,11 +1,10 @@
 #include "Agent/engine/kx_publish/decision/explanation.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "Common_CPP/util/guid.h"
 #include "Common_CPP/util/text.h"
-
-using nlohmann::ordered_json;
 
 namespace {
 
@@ -34,9 +33,7 @@ void CkxDecisionObserver::OnCheckFailed(const char* property, CkxTextView expect
   if (!HasPlaceForTarget(false)) return;
   const std::string_view check = property;
   const bool namesGroups = check == "group" || check == "parentProcess";
-  _failed = {{"property", property},
-             {"expected", namesGroups ? WithGroupNames(Beginning(expected)) : Beginning(expected)},
-             {"actual", Beginning(actual)}};
+  _failed = {property, namesGroups ? WithGroupNames(Beginning(expected)) : Beginning(expected), Beginning(actual)};
 }
 
 /// What matched is kept always: a target, and the links that lead to it.
@@ -49,13 +46,12 @@ void CkxDecisionObserver::OnTarget(const SkxObservedTarget& target, bool matched
     ++_targetsLeftOut;
     return;
   }
-  ordered_json entry = {{"targetId", KxGuid_ToUtf8(target.id)},
-                        {"targetType", static_cast<uint32_t>(target.type)},
-                        {"outcome", matched ? "matched" : "not matched"}};
-  if (!matched && !_failed.is_null()) entry["failed"] = std::move(_failed);
-  _failed = nullptr;
-  _targets.push_back(std::move(entry));
-  _targetIds.push_back(target.id);
+  SkxExplainedTarget& entry = _targets.emplace_back();
+  entry.id = target.id;
+  entry.type = target.type;
+  entry.matched = matched;
+  if (!matched) entry.failed = std::move(_failed);
+  _failed.reset();
   ++_targetsKept;
 }
 
@@ -63,11 +59,10 @@ void CkxDecisionObserver::OnPolicy(const SkxObservedPolicy& policy, EkxPolicyOut
   const bool applies = outcome == EkxPolicyOutcome::Applies;
   if (applies && policy.policy != nullptr) KeepApplied(*policy.policy);
   if (_explain == EkxExplain::None) return;
-  ordered_json targets = std::exchange(_targets, ordered_json::array());
+  std::vector<SkxExplainedTarget> targets = std::exchange(_targets, {});
   const size_t leftOut = std::exchange(_targetsLeftOut, 0);
-  const std::vector<GUID> ids = std::exchange(_targetIds, {});
   const bool isClose = std::exchange(_isClose, false);
-  _failed = nullptr;
+  _failed.reset();
   if (_explain == EkxExplain::Close && !applies && !isClose) {
     _targetsKept -= targets.size();
     return;
@@ -76,27 +71,26 @@ void CkxDecisionObserver::OnPolicy(const SkxObservedPolicy& policy, EkxPolicyOut
     ++_policiesLeftOut;
     return;
   }
-  for (size_t i = 0; i < ids.size(); ++i) AddPlace(policy.id, ids[i], targets[i]);
-  _policies.push_back({{"policyId", policy.id},
-                       {"policyName", Beginning(policy.name)},
-                       {"action", static_cast<int32_t>(policy.action)},
-                       {"outcome", KxUtil_PolicyOutcomeText(outcome)},
-                       {"targets", std::move(targets)}});
-  if (leftOut != 0) _policies.back()["leftOut"] = leftOut;
+  for (SkxExplainedTarget& target : targets) AddPlace(policy.id, target);
+  SkxExplainedPolicy& explained = _policies.emplace_back();
+  explained.id = policy.id;
+  explained.name = Beginning(policy.name);
+  explained.action = policy.action;
+  explained.outcome = outcome;
+  explained.targets = std::move(targets);
+  explained.leftOut = leftOut;
   if (const SkxAuthorName* const written = _names.Policy(policy.id)) {
-    _policies.back()["document"] = written->document;
-    _policies.back()["pointer"] = written->pointer;
+    explained.written = {written->document, written->pointer};
   }
 }
 
-void CkxDecisionObserver::AddPlace(uint32_t policy, const GUID& id, ordered_json& target) const {
-  const std::optional<SkxTargetPlace> place = _names.Target(policy, id);
+void CkxDecisionObserver::AddPlace(uint32_t policy, SkxExplainedTarget& target) const {
+  const std::optional<SkxTargetPlace> place = _names.Target(policy, target.id);
   if (!place) return;
-  const std::string& name = place->owner->targets[place->index].name;
-  if (!name.empty()) target["name"] = name;
-  target["number"] = place->index + 1;
-  target["of"] = place->owner->targets.size();
-  if (place->group != nullptr) target["group"] = place->group->name;
+  target.name = place->owner->targets[place->index].name;
+  target.number = place->index + 1;
+  target.of = place->owner->targets.size();
+  if (place->group != nullptr) target.group = place->group->name;
 }
 
 /// "a target of {...}" is "a target of "Games"" where the group has that name.

@@ -1,4 +1,4 @@
-// Collects what an evaluation did, as the JSON of an answer's "explain".
+// Collects what an evaluation did, for an answer's "explain" (explanation_json.h).
 //
 // A few megabytes of linked groups make millions of steps, so that an explanation is bounded: of a policy its first
 // targets and those that matched are kept, of all policies the first ones and the one that applies, of a long text its
@@ -12,7 +12,7 @@
 #include <kx_util/evaluation_observer.h>
 #include <kx_util/shared_policy.h>
 
-#include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,12 +35,12 @@ class CkxDecisionObserver : public IkxEvaluationObserver {
 
   const std::string& Fault() const { return _fault; }
   size_t PoliciesLeftOut() const { return _policiesLeftOut; }
-  nlohmann::ordered_json TakePolicies() { return std::move(_policies); }
+  std::vector<SkxExplainedPolicy> TakePolicies() { return std::move(_policies); }
 
  private:
   void KeepApplied(const CkxShBufPolicy& policy);
   bool HasPlaceForTarget(bool matched) const;
-  void AddPlace(uint32_t policy, const GUID& id, nlohmann::ordered_json& target) const;
+  void AddPlace(uint32_t policy, SkxExplainedTarget& target) const;
   std::string WithGroupNames(std::string text) const;
 
   const EkxExplain _explain;
@@ -48,12 +48,11 @@ class CkxDecisionObserver : public IkxEvaluationObserver {
   std::string _policyName;
   std::vector<SkxPolicyAlertLink> _alerts;
   std::string _fault;
-  nlohmann::ordered_json _policies = nlohmann::ordered_json::array();
-  nlohmann::ordered_json _targets = nlohmann::ordered_json::array();  // of the policy under way
-  std::vector<GUID> _targetIds;                                       // of these
-  bool _isClose = false;                                              // the policy under way
-  size_t _targetsKept = 0;                                            // of all policies
-  size_t _targetsLeftOut = 0;                                         // of the policy under way
+  std::vector<SkxExplainedPolicy> _policies;
+  std::vector<SkxExplainedTarget> _targets;  // of the policy under way
+  bool _isClose = false;                     // the policy under way
+  size_t _targetsKept = 0;                   // of all policies
+  size_t _targetsLeftOut = 0;                // of the policy under way
   size_t _policiesLeftOut = 0;
-  nlohmann::ordered_json _failed;  // the check that failed last, of the target under way
+  std::optional<SkxExplainedCheck> _failed;  // last, of the target under way
 };

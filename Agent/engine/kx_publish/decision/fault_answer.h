@@ -2,7 +2,8 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 /// {"id":...,"error":"..."}, without a line end. `line` is asked for its id; `noId`, JSON too, is for one that has none
 /// which can be read.
-std::string KxFaultAnswer_Of(const std::string& line, const std::string& fault, const std::string& noId = "null");
+std::string KxFaultAnswer_Of(std::string_view line, const std::string& fault, const std::string& noId = "null");

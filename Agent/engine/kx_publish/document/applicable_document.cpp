@@ -37,7 +37,9 @@ SkxApplicableRows KxApplicable_Parse(const std::string& text) {
 std::string KxApplicable_Write(const SkxApplicableRows& rows) {
   std::string text = "{";
   for (const auto& [key, ids] : rows) {
-    text += (text.size() == 1 ? "\n  " : ",\n  ") + nlohmann::json(key).dump() + ": " + nlohmann::json(ids).dump();
+    text += (text.size() == 1 ? "\n  " : ",\n  ") + nlohmann::json(key).dump() + ": [";
+    for (const uint32_t id : ids) text += (text.back() == '[' ? "" : ",") + std::to_string(id);
+    text += ']';
   }
   return text + "\n}\n";
 }

@@ -10,7 +10,6 @@
 namespace {
 
 using nlohmann::json;
-using nlohmann::ordered_json;
 
 constexpr const char* kNamedPolicies = "policies";
 constexpr const char* kNamedGroups = "applicationGroups";
@@ -89,20 +88,31 @@ void ReadNamed(CkxJsonObject& object, const char* key, Named& named, ReadKey rea
   }
 }
 
-ordered_json AsJson(const SkxAuthorName& named) {
-  ordered_json object = ordered_json::object();
-  const auto add = [&object](const char* key, const std::string& text) {
-    if (!text.empty()) object[key] = text;
-  };
-  add("name", named.name);
-  add("document", named.document);
-  add("pointer", named.pointer);
+/// Nothing for the empty text. A path need not be UTF-8.
+void AddMember(std::string& object, const char* key, const std::string& text) {
+  if (text.empty()) return;
+  object += (object.back() == '{' ? "\"" : ",\"") + std::string(key) + "\":";
+  object += json(text).dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
+std::string AsJson(const SkxTargetName& target) {
+  std::string object = "{";
+  AddMember(object, "id", KxGuid_ToUtf8(target.id));
+  AddMember(object, "name", target.name);
+  return object + "}";
+}
+
+std::string AsJson(const SkxAuthorName& named) {
+  std::string object = "{";
+  AddMember(object, "name", named.name);
+  AddMember(object, "document", named.document);
+  AddMember(object, "pointer", named.pointer);
+  const char* separator = object.back() == '{' ? "\"targets\":[" : ",\"targets\":[";
   for (const SkxTargetName& target : named.targets) {
-    ordered_json entry = {{"id", KxGuid_ToUtf8(target.id)}};
-    if (!target.name.empty()) entry["name"] = target.name;
-    object["targets"].push_back(std::move(entry));
+    object += separator + AsJson(target);
+    separator = ",";
   }
-  return object;
+  return object + (named.targets.empty() ? "}" : "]}");
 }
 
 /// A line for each, as people look through it.
@@ -112,8 +122,7 @@ void WriteNamed(std::string& text, const char* key, const Named& named, KeyText 
   text += (text.size() == 1 ? "\n  \"" : ",\n  \"") + std::string(key) + "\": {";
   const char* separator = "\n    ";
   for (const auto& [id, each] : named) {
-    text += separator + ordered_json(keyText(id)).dump() + ": ";
-    text += AsJson(each).dump(-1, ' ', false, ordered_json::error_handler_t::replace);  // a path need not be UTF-8
+    text += separator + json(keyText(id)).dump() + ": " + AsJson(each);
     separator = ",\n    ";
   }
   text += "\n  }";

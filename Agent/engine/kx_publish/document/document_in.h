@@ -92,8 +92,9 @@ class CkxDocumentIn {
   template <class Code>
   static Code ReadCode(const Json& json, const std::string& pointer, KxCodeNames names) {
     if (!json.is_string()) return KxJson_As<Code>(json, pointer);
+    const auto& text = json.get_ref<const std::string&>();
     for (const auto& [code, name] : names) {
-      if (json == name) return static_cast<Code>(code);
+      if (text == name) return static_cast<Code>(code);
     }
     std::string known;
     for (const auto& [code, name] : names) known += std::string("\"") + name + "\", ";
@@ -120,10 +121,10 @@ void CkxDocumentIn::Read(const Json& json, const std::string& pointer, Value& va
     value = KxJson_As<Value>(json, pointer);
   } else if (!kKxShorthand<Value>.empty() && json.is_string()) {
     const std::string text = KxJson_As<std::string>(json, pointer);
-    Json object;
-    for (const char* const key : kKxShorthand<Value>) object[key] = text;
+    CkxJsonDocument object = CkxJsonDocument::Object();
+    for (const char* const key : kKxShorthand<Value>) object.Root()[key] = text;
     try {
-      ReadWhole(object, pointer, _names, value);
+      ReadWhole(object.Root(), pointer, _names, value);
     } catch (const CkxDocumentFault& fault) {
       throw CkxDocumentFault(pointer, fault.what());  // the object has no place in the document
     }

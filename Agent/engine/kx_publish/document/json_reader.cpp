@@ -174,6 +174,12 @@ CkxJsonDocument::CkxJsonDocument(std::string_view text, bool commentsAllowed) : 
   }
 }
 
+CkxJsonDocument CkxJsonDocument::Object() {
+  CkxJsonDocument document;
+  document._root = std::make_unique<json>(json::value_t::object);
+  return document;
+}
+
 CkxJsonDocument::CkxJsonDocument(CkxJsonDocument&& other) noexcept = default;
 
 CkxJsonDocument::~CkxJsonDocument() {

@@ -50,13 +50,16 @@ void KxJson_GiveUp(nlohmann::json& json) noexcept;
 class CkxJsonDocument {
  public:
   CkxJsonDocument(std::string_view text, bool commentsAllowed);
+  static CkxJsonDocument Object();  ///< an empty one, to be filled
   CkxJsonDocument(CkxJsonDocument&& other) noexcept;
   CkxJsonDocument& operator=(CkxJsonDocument&&) = delete;
   ~CkxJsonDocument();
 
   const nlohmann::json& Root() const { return *_root; }
+  nlohmann::json& Root() { return *_root; }
 
  private:
+  CkxJsonDocument() = default;
   friend nlohmann::json KxJson_Parse(std::string_view text, bool commentsAllowed);
 
   std::unique_ptr<nlohmann::json> _root;

@@ -56,25 +56,14 @@ class Assembly {
     const nlohmann::json& Json() const { return document.Root(); }
   };
 
-  /// A group without its targets, which may name groups that come later.
-  class Head {
-   public:
-    explicit Head(const nlohmann::json& group) {
-      if (!group.is_object()) return;
-      _json = nlohmann::json::object();
-      for (const auto& [key, value] : group.items()) {
-        if (key != "targets") _json[key] = value.is_structured() ? nlohmann::json(value.type()) : value;
-      }
+  /// An object without its targets, which may name groups that come later.
+  static CkxJsonDocument HeadOf(const nlohmann::json& group) {
+    CkxJsonDocument head = CkxJsonDocument::Object();
+    for (const auto& [key, value] : group.items()) {
+      if (key != "targets") head.Root()[key] = value.is_structured() ? nlohmann::json(value.type()) : value;
     }
-    ~Head() { KxJson_GiveUp(_json); }
-    Head(const Head&) = delete;
-    Head& operator=(const Head&) = delete;
-
-    const nlohmann::json& Json() const { return _json; }
-
-   private:
-    nlohmann::json _json;
-  };
+    return head;
+  }
 
   template <class Documents, class Step>
   void ForEach(const Documents& documents, Step step) {
@@ -163,10 +152,10 @@ class Assembly {
 
   void RegisterGroups(const Opened& document) {
     ForElements(document, kGroups, [this](const nlohmann::json& json, const std::string& pointer) {
-      const Head head(json);
+      const CkxJsonDocument head = HeadOf(json);
       SkxAppGroupModel group;
       ReadNamed(_names.groups, json, [&] {
-        CkxDocumentIn::ReadWhole(head.Json(), pointer, _names, group);
+        CkxDocumentIn::ReadWhole(json.is_object() ? head.Root() : json, pointer, _names, group);
         Register(group, "application group", pointer);
       });
     });

@@ -12,6 +12,7 @@
 #include "Agent/engine/kx_publish/document/target_document_fields.h"
 #include "Agent/engine/kx_util/target/execution_level.h"
 #include "Agent/engine/kx_util/target/publisher_status.h"
+#include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/access_token/user_scope.h"
 #include "Common_CPP/crypto/file_digest.h"
 #include "Common_CPP/file/path.h"
@@ -409,15 +410,25 @@ CkxTargetDocument CkxTargetDocument::Parse(std::string_view text, const std::opt
 }
 
 CkxTargetDocument CkxTargetDocument::FromJson(const json& value, const std::optional<CkxSid>& user) {
-  CkxTargetDocument document;
-  TargetBuilder builder(document._tokens);
-  CkxJsonObject object(value, "");
-  if (const json* const id = object.Find(kKxTargetId)) document._idJson = id->dump();
-  document._machine = KxTargetDocument_Machine(object);
-  void* token = builder.Token(object, nullptr);
-  if (user) token = builder.Keep(std::make_unique<CkxAccessToken>(*user, std::vector<CkxSid>{}, false));
-  if (token == nullptr) token = builder.Nobody();
-  document._target = builder.Target(object, token);
-  object.Finish();
-  return document;
+  const CkxEntryScope building;
+  const auto requireMemory = [&building] {
+    if (!building.IsOpen() || KxFault_Current() == EkxEvaluationFault::OutOfMemory) throw std::bad_alloc();
+  };
+  try {
+    CkxTargetDocument document;
+    TargetBuilder builder(document._tokens);
+    CkxJsonObject object(value, "");
+    if (const json* const id = object.Find(kKxTargetId)) document._idJson = id->dump();
+    document._machine = KxTargetDocument_Machine(object);
+    void* token = builder.Token(object, nullptr);
+    if (user) token = builder.Keep(std::make_unique<CkxAccessToken>(*user, std::vector<CkxSid>{}, false));
+    if (token == nullptr) token = builder.Nobody();
+    document._target = builder.Target(object, token);
+    object.Finish();
+    requireMemory();  // a description does not throw: without memory it lacks a fact, and would be judged without it
+    return document;
+  } catch (const CkxDocumentFault&) {
+    requireMemory();
+    throw;
+  }
 }

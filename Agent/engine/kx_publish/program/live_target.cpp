@@ -1,10 +1,10 @@
 #include "Agent/engine/kx_publish/program/live_target.h"
 
-#include <kx_util/evaluation_fault.h>
 #include <kx_util/shortcut_target.h>
 
 #include <new>
 
+#include "Agent/engine/kx_util/watch/evaluation_fault.h"
 #include "Common_CPP/file/file.h"
 #include "Common_CPP/util/text.h"
 
@@ -15,10 +15,11 @@ CkxTargetInfoPtr KxLiveTarget_File(std::string_view file, void* token, std::stri
     error = std::string(file) + ": cannot be read";
     return nullptr;
   }
-  CkxTargetInfoPtr started = KxShortcut_Describe(full->c_str(), token);
-  if (started != nullptr) return started;
-  if (KxUtil_LastFault() == EkxEvaluationFault::OutOfMemory) throw std::bad_alloc();
-  return CkxTargetInfoPtr(new CkxTargetInfoFile(full->c_str(), token));
+  const CkxEntryScope describing;
+  CkxTargetInfoPtr target = KxShortcut_Describe(full->c_str(), token);
+  if (target == nullptr) target = CkxTargetInfoPtr(new CkxTargetInfoFile(full->c_str(), token));
+  if (!describing.IsOpen() || KxFault_Current() == EkxEvaluationFault::OutOfMemory) throw std::bad_alloc();
+  return target;
 }
 
 CkxTargetInfoPtr KxLiveTarget_Process(uint32_t pid, void* token, EkxProcessLookup& lookup, std::string& error) {
