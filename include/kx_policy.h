@@ -22,7 +22,7 @@
  * Texts that are handed out end in a NUL and are the caller's, who frees them with `kx_policy_free`; each is NULL where
  * there is nothing to say. `error`, which may be NULL where nobody wants to know, is one line about why the status is
  * negative: of a document its name and the place in it. It stays NULL where there is no memory to say it in. Results
- * are set to NULL before anything else is done, so that one that was handed in may be freed whatever the status.
+ * are set to NULL before anything else is done, so that they may be freed whatever the status.
  *
  * Threads. Any threads may call anything at once, also with one and the same `kx_policies`, which never changes.
  * Closing is the exception: it is for the one who knows that nobody else has it in use, or will. No call remembers
