@@ -82,7 +82,7 @@ class IdReader {
   bool _isInId = false;
 };
 
-std::string IdOf(std::string_view line, const std::string& noId) {
+std::string IdJsonOf(std::string_view line, const std::string& noId) {
   IdReader reader;
   const bool isRead = json::sax_parse(line, &reader);
   const json* const id = reader.Id();
@@ -93,6 +93,6 @@ std::string IdOf(std::string_view line, const std::string& noId) {
 
 std::string KxFaultAnswer_Of(std::string_view line, const std::string& fault, const std::string& noId) {
   // The fault may quote the line, and the line need not be UTF-8.
-  return "{\"id\":" + IdOf(line, noId) +
+  return "{\"id\":" + IdJsonOf(line, noId) +
          ",\"error\":" + json(fault).dump(-1, ' ', false, json::error_handler_t::replace) + "}";
 }
