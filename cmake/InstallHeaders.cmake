@@ -1,7 +1,7 @@
 # Runs at install time. Copies the exported headers and, of everything else, only what they reach by their includes.
 
 cmake_policy(VERSION 3.25)
-set(destination "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/${KX_HEADER_DIR}")
+set(destination "${CMAKE_INSTALL_PREFIX}/${KX_HEADER_DIR}") # below DESTDIR, if any: file(INSTALL) sees to that
 file(GLOB_RECURSE queue RELATIVE "${KX_SOURCE_DIR}/include" "${KX_SOURCE_DIR}/include/*/*.h")
 set(seen "")
 while(queue)

@@ -1,7 +1,7 @@
 # Debian packages, one a component: libkx-policy1, libkx-policy-dev, kxpolicy.
 
 # kx_debian(<component> <package> <section> <synopsis> <description>): the description's lines begin without a blank. Each
-# package has its copyright, its changes, and why lintian is wrong about it where it is.
+# package has its copyright, its changes, and what lintian need not say of it.
 function(kx_debian component package section synopsis description)
   string(TOUPPER "${component}" name)
   set(CPACK_DEBIAN_${name}_PACKAGE_NAME "${package}" PARENT_SCOPE)
@@ -10,11 +10,8 @@ function(kx_debian component package section synopsis description)
 
   install(FILES "${PROJECT_BINARY_DIR}/debian/copyright" "${PROJECT_BINARY_DIR}/debian/changelog.Debian.gz"
           DESTINATION "${doc}/${package}" COMPONENT ${component})
-  set(overrides "${PROJECT_SOURCE_DIR}/packaging/debian/${package}.lintian-overrides")
-  if(EXISTS "${overrides}")
-    install(FILES "${overrides}" DESTINATION "${CMAKE_INSTALL_DATADIR}/lintian/overrides" RENAME "${package}"
-            COMPONENT ${component})
-  endif()
+  install(FILES packaging/debian/lintian-overrides DESTINATION "${CMAKE_INSTALL_DATADIR}/lintian/overrides"
+          RENAME "${package}" COMPONENT ${component})
 endfunction()
 
 kx_copyright("${PROJECT_BINARY_DIR}/debian/copyright" nlohmann-json3-dev libcli11-dev)
@@ -40,6 +37,7 @@ what is wrong in them, and says which policy applies to a program and why.
 It also holds policies against test cases, compares publications, publishes
 them on this machine and answers the requests of the agent's library.")
 
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL library development command)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -50,8 +48,8 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS ca-certificates)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/packaging/debian/shlibs"
+                                               "${PROJECT_SOURCE_DIR}/packaging/debian/triggers")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
     "libkx-policy1 (= ${PROJECT_VERSION}-1), libc6-dev, libssl-dev, libtinyxml2-dev, zlib1g-dev")
 set(CPACK_DEBIAN_COMMAND_PACKAGE_SHLIBDEPS ON)
