@@ -64,7 +64,7 @@ class KX_UTIL_API CkxDrvXmlData {
 
   bool IsEmpty() const { return _document == nullptr; }
 
-  // False, with nothing changed, for what is not there or is malformed.
+  /// False, with nothing changed, for what is not there or is malformed.
   bool GetVersion(uint32_t& version) const noexcept;
   bool GetCreateTime(uint64_t& time) const noexcept;  ///< file times
   bool GetModifyTime(uint64_t& time) const noexcept;

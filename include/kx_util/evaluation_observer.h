@@ -50,6 +50,7 @@ class IkxEvaluationObserver {
   /// False: only the policy that applies, and a fault, are worth a call; the evaluation then runs at its full speed.
   virtual bool WantsSteps() const { return true; }
 
+  /// A check that ended a target: the property, what was asked for and what was there. Texts live for the call only.
   virtual void OnCheckFailed(const char* property, CkxTextView expected, CkxTextView actual) = 0;
   virtual void OnTarget(const SkxObservedTarget& target, bool matched) = 0;
   virtual void OnPolicy(const SkxObservedPolicy& policy, EkxPolicyOutcome outcome) = 0;

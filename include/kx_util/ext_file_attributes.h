@@ -45,8 +45,8 @@ class KX_UTIL_API CkxFileFullEaInfo {
   CkxFileFullEaInfo(const CkxFileFullEaInfo&) = delete;
   CkxFileFullEaInfo& operator=(const CkxFileFullEaInfo&) = delete;
 
-  // Each of these leaves the object as it was when it returns false. A text is stored with its zero, a wide one as
-  // UTF-16LE; a null text is an empty value.
+  /// Each of these leaves the object as it was when it returns false. A text is stored with its zero, a wide one as
+  /// UTF-16LE; a null text is an empty value.
   bool Set(const char* name, const unsigned char* value, unsigned short valueLen, unsigned char flags);
   bool Set(const char* name, const char* value, unsigned char flags);
   bool Set(const char* name, const WCHAR* value, unsigned char flags);
@@ -92,8 +92,8 @@ class KX_UTIL_API CkxExtFileAttributes {
   CkxExtFileAttributes(const CkxExtFileAttributes&) = delete;
   CkxExtFileAttributes& operator=(const CkxExtFileAttributes&) = delete;
 
-  // `changeAttributes`: a file that is marked read-only may lose that mark for the length of the call. A name that
-  // begins with "$KERNEL." goes through the driver helper, and is refused where there is none.
+  /// `changeAttributes`: a file that is marked read-only may lose that mark for the length of the call. A name that
+  /// begins with "$KERNEL." goes through the driver helper, and is refused where there is none.
   static bool SetToFile(const WCHAR* path, const CkxFileFullEaInfo& info, bool changeAttributes,
                         long* status = nullptr);
   static bool SetToFile(const WCHAR* path, const char* name, const char* value, bool changeAttributes,
@@ -108,7 +108,7 @@ class KX_UTIL_API CkxExtFileAttributes {
   static bool GetFromFile(const WCHAR* path, const char* name, CkxFileFullEaInfo& out, long* status = nullptr);
   static bool GetFromFile(void* file, const char* name, CkxFileFullEaInfo& out, long* status = nullptr);
 
-  // One that is not there is deleted successfully.
+  /// One that is not there is deleted successfully.
   static bool DeleteFromFile(const WCHAR* path, const char* name, bool changeAttributes = false,
                              long* status = nullptr);
   static bool DeleteFromFile(void* file, const char* name, long* status = nullptr);
@@ -120,8 +120,8 @@ class KX_UTIL_API CkxExtFileAttributes {
   static bool DeleteFromFileByPrefix(const WCHAR* path, const char* prefix, bool changeAttributes = false,
                                      long* status = nullptr);
 
-  // Of all attributes as the file system counts them; at least what a list of them takes. 0 without attributes, and
-  // where the size is returned directly also on failure.
+  /// Of all attributes as the file system counts them; at least what a list of them takes. 0 without attributes, and
+  /// where the size is returned directly also on failure.
   static bool GetEaSize(void* file, unsigned long& size, long* status = nullptr);
   static bool GetEaSize(const WCHAR* path, unsigned long& size, long* status = nullptr);
   static unsigned long GetEaSize(const WCHAR* path);
@@ -138,7 +138,7 @@ class KX_UTIL_API CkxExtFileAttributes {
   /// Where the loaded list begins; null when it is empty.
   POSITION GetHeadPosition() const { return _list.empty() ? nullptr : _list.data(); }
 
-  // `copy` false: `out` points into the list and dies with it.
+  /// `copy` false: `out` points into the list and dies with it.
   bool GetAt(POSITION position, CkxFileFullEaInfo& out, bool copy) const;
   bool GetNext(POSITION& position, CkxFileFullEaInfo& out, bool copy) const;  ///< and moves on
 

@@ -11,7 +11,7 @@
 
 #include "Common_CPP/util/owned_str.h"
 
-/// A set of kinds of sources.
+/// A kind of source.
 class KX_UTIL_API CkxFileSrcType {
  public:
   enum EkxType : uint32_t {

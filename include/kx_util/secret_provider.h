@@ -69,6 +69,7 @@ enum class EkxSecretStatus : unsigned char {
 /// Secrets that somebody names the files of, as they are. Each is read once, here; the object keeps it.
 class KX_UTIL_API CkxFileSecretProvider : public IkxSecretProvider {
  public:
+  /// What was read before is wiped, whatever the answer.
   EkxSecretStatus ReadKey(const WCHAR* path) noexcept;
   EkxSecretStatus ReadPassPhrase(const WCHAR* path) noexcept;
 

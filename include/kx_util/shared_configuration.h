@@ -49,8 +49,8 @@ class KX_UTIL_API CkxSharedConfig {
   /// The text as it stands, empty where the element has none. The caller frees it (`KxBstr_Free`).
   static bool GetConfigValue(const WCHAR* key, KxBstr& value, void* token);
 
-  // The number that the text begins with, behind blanks and a sign: 0 when it begins with none, the nearest one when it
-  // is out of range; of one without a sign 0 for a negative text.
+  /// The number that the text begins with, behind blanks and a sign: 0 when it begins with none, the nearest one when
+  /// it is out of range; of one without a sign 0 for a negative text.
   static bool GetConfigValue(const WCHAR* key, int& value, void* token);
   static bool GetConfigValue(const WCHAR* key, KxULong& value, void* token);
   static bool GetConfigValue(const WCHAR* key, uint64_t& value, void* token);
@@ -76,6 +76,7 @@ class KX_UTIL_API CkxSharedConfig {
   // other stands for itself. "<$HOSTNAME>" is where the computer's name goes, from the second text on that a process
   // asks for: the first asks for the name, and keeps the mark unless the system does not tell.
 
+  /// False where no policy has a text with that id.
   static bool GetMessageW(const char* id, CkxUtilStr& text);
   static bool GetMessageW(const char* id, const WCHAR* first, CkxUtilStr& text);
   static bool GetMessageW(const char* id, const WCHAR* first, const WCHAR* second, CkxUtilStr& text);

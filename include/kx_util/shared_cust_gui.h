@@ -47,6 +47,7 @@ class KX_UTIL_API CkxShBufCustGuiBase {
   /// The same for a pointer that may be null, which is ignored: no operation may be called on a null object.
   static void Release(CkxShBufCustGuiBase* alert);
 
+  /// Reads the record and moves on; false for one that is malformed.
   virtual bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining) = 0;
 
   EkxAlertType AlertType() const { return _header->type; }

@@ -21,6 +21,7 @@ class KX_UTIL_API CkxShBufEmbeddedScript {
   CkxShBufEmbeddedScript(const CkxShBufEmbeddedScript& other);
   CkxShBufEmbeddedScript& operator=(const CkxShBufEmbeddedScript& other);
 
+  /// Reads the script and moves on; false for one that is malformed.
   bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining);
 
   /// The null GUID before a script was read.

@@ -58,6 +58,7 @@ class KX_UTIL_API CkxSharedPoliciesData {
   /// The same, only when its action and activity are these; else `policy` is untouched.
   static bool GetPolicyByIdWithValidation(uint32_t id, EkxPolicyAction action, bool active, CkxShBufPolicy*& policy);
 
+  /// The first group with that id, as a copy that the caller releases; or a call of it, in place.
   static bool GetAppGroupById(const GUID& id, CkxShBufAppGroup*& group);
   static bool CallAppGroup(const GUID& id, void (CkxShBufAppGroup::*member)(void*), void* context);
 

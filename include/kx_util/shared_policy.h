@@ -112,9 +112,14 @@ class KX_UTIL_API CkxShBufPolicy {
   /// The same for a pointer that may be null, which is ignored: no operation may be called on a null object.
   static void Release(CkxShBufPolicy* policy);
 
+  /// Reads the record and moves on; false for one that is malformed.
   virtual bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining) = 0;
+
+  /// What of a decision the policy itself says.
   virtual void FillPolicyInfo(SkxTriggerPolicyShortInfo& info) const;
   virtual bool WithTargets() const = 0;
+
+  /// All that the policy holds, for a person to read.
   virtual void _AppendDebugMsg(CkxUtilStr& text) const;
 
   uint32_t Id() const { return _header->id; }
@@ -149,6 +154,7 @@ class KX_UTIL_API CkxShBufPolicy {
   static int32_t _m_hRes;
 
  protected:
+  /// The fields that all kinds have.
   bool _ReadCommon(const unsigned char*& cursor, unsigned long& remaining);
 
  private:
@@ -179,6 +185,9 @@ class KX_UTIL_API CkxShBufPolicyWithTargets : public CkxShBufPolicy {
   void FillPolicyInfo(SkxTriggerPolicyShortInfo& info) const override;
   bool WithTargets() const override { return true; }
   void _AppendDebugMsg(CkxUtilStr& text) const override;
+
+  /// Whether the policy applies, and then in `info` what it decides. The second: whatever the target is, as some kinds
+  /// do that have none of their own.
   virtual bool IsApplicableTarget(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info) const;
   virtual bool IsApplicableToAnyTarget(const CkxTargetInfo& target, SkxTriggerPolicyShortInfo& info) const {
     return _IsApplicableToAnyTarget(target, info);

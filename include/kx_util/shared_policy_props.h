@@ -26,6 +26,8 @@ class KX_UTIL_API CkxShBufPropBase {
   CkxShBufPropBase& operator=(const CkxShBufPropBase&) = delete;
 
   virtual ~CkxShBufPropBase() = default;
+
+  /// Reads the property and moves on; false for one that is malformed.
   virtual bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining) = 0;
 
   bool Initialized() const { return _initialized; }

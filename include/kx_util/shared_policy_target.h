@@ -40,8 +40,13 @@ class KX_UTIL_API CkxShBufTarget : public CkxShBufList::CkxNode {
   /// The element reader of target lists: null for a record that is malformed, or of a type that is not accepted.
   static CkxShBufList::CkxNode* TargetFromBuffer(const unsigned char*& cursor, unsigned long& remaining);
 
+  /// Reads the record and moves on; false for one that is malformed.
   virtual bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining);
+
+  /// What of a decision the target says.
   virtual void FillTargetInfo(SkxTriggerPolicyShortInfo& info) const;
+
+  /// Whether `target` has all that is asked for; a property that is not set asks for nothing.
   virtual bool MatchTarget(const CkxTargetInfo& target) const;
 
   /// The same question about a process as the origin of a file remembers it; a property about what the record does not
@@ -50,6 +55,8 @@ class KX_UTIL_API CkxShBufTarget : public CkxShBufList::CkxNode {
 
   /// Whether what the target is about can only be started from the agent's folder of tools.
   virtual bool RequiresKxToolsFolder() const { return false; }
+
+  /// All that the target holds, for a person to read.
   virtual void AppendDebugMsg(CkxUtilStr& text) const = 0;
 
   EkxPolicyTarget TargetType() const { return _header->type; }

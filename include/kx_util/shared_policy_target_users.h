@@ -11,6 +11,7 @@ class KX_UTIL_API CkxShBufTargetUsers {
  public:
   static const WCHAR* const kNoUsers;  ///< "KxNoUsers"
 
+  /// Reads the text and moves on; false for one that is malformed.
   bool FromBuffer(const unsigned char*& cursor, unsigned long& remaining);
 
   /// SDDL, or the marker; may be absent.

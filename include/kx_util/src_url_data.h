@@ -42,8 +42,8 @@ class KX_UTIL_API CkxSrcUrlData {
   bool FromBytes(std::span<const unsigned char> record,
                  EkxSignatureCheck check = EkxSignatureCheck::AsConfigured) noexcept;
 
-  // A file is named by its path, or given as a handle that may set attributes: the system's on Windows, elsewhere the
-  // descriptor as a pointer.
+  /// A file is named by its path, or given as a handle that may set attributes: the system's on Windows, elsewhere the
+  /// descriptor as a pointer.
   bool ToFile(const WCHAR* path) noexcept;
   bool ToFile(void* file) noexcept;
   bool FromFile(const WCHAR* path) noexcept;

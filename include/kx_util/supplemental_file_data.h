@@ -58,7 +58,7 @@ class KX_UTIL_API CkxSupplementalFileData {
   /// True when one of the two records was read: each stands for itself. A false leaves the object empty.
   bool FromFile(const WCHAR* path) noexcept;
 
-  // The one record and the other. What is read stays as it was where there is none.
+  /// The one record and the other. What is read stays as it was where there is none.
   static EkxKeptRecord ReadAgentData(const WCHAR* path, CkxFileOrigin& origin) noexcept;
   static EkxKeptRecord ReadDrvXmlData(const WCHAR* path, CkxDrvXmlData& data) noexcept;
 

@@ -42,6 +42,7 @@ class KX_UTIL_API CkxTargetInfo {
   virtual const CkxTargetInfo& GetEffectiveTarget() const { return *this; }
 
  protected:
+  /// What an alert and an event call the thing.
   virtual void _GetDescriptionForAlert(CkxUtilStr& text) const = 0;
   virtual void _GetDescriptionForEvent(CkxUtilStr& text) const = 0;
 
