@@ -54,6 +54,15 @@ CkxPolicySet KxPolicyInput_Open(const std::vector<std::string>& inputs, std::ist
   return KxPolicyInput_IsImage(inputs) ? OpenImage(inputs.front()) : OpenDocuments(inputs, standardInput);
 }
 
+CkxAuthorNames KxPolicyInput_Names(const CkxPolicySet& set, std::ostream& err) {
+  std::string fault;
+  CkxAuthorNames names = set.Names(&fault);
+  if (!fault.empty()) {
+    err << "kxpolicy: " << KxText_Printable(set.PlaceOf("names.json") + ": " + fault) << "; ids stand for names\n";
+  }
+  return names;
+}
+
 void KxPolicyInput_TellFaults(const CkxPolicySet& set, const std::vector<std::string>& faults, std::ostream& err) {
   for (const std::string& fault : faults) {
     const size_t file = fault.find(": ");

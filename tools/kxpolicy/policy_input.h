@@ -24,5 +24,9 @@ std::vector<SkxDocumentText> KxPolicyInput_Texts(const std::vector<std::string>&
 /// Either. What cannot be read, and a document that is at fault, is unusable input.
 CkxPolicySet KxPolicyInput_Open(const std::vector<std::string>& inputs, std::istream& standardInput);
 
+/// What their author called things. A line on `err` where that is there and cannot be read: ids stand for names then,
+/// and the policies are the same.
+CkxAuthorNames KxPolicyInput_Names(const CkxPolicySet& set, std::ostream& err);
+
 /// A line on `err` for each of `faults`, "policies.sec: byte 4: ...", with the place that the file has in `set`.
 void KxPolicyInput_TellFaults(const CkxPolicySet& set, const std::vector<std::string>& faults, std::ostream& err);

@@ -53,4 +53,5 @@ std::unique_ptr<IkxShowFormat> KxShow_TextFormat(std::ostream& out);
 
 /// A policy document that compiles back. `shown`, where the records are from, outlives the format. `onlyNamed`: of the
 /// groups and the alerts only those that are shown for something, because a policy or a group that is shown names them.
-std::unique_ptr<IkxShowFormat> KxShow_JsonFormat(std::ostream& out, const CkxPolicySet& shown, bool onlyNamed);
+std::unique_ptr<IkxShowFormat> KxShow_JsonFormat(std::ostream& out, const CkxPolicySet& shown, CkxAuthorNames names,
+                                                 bool onlyNamed);

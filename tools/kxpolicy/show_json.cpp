@@ -13,8 +13,8 @@ namespace {
 
 class JsonFormat : public IkxShowFormat {
  public:
-  JsonFormat(std::ostream& out, const CkxPolicySet& shown, bool onlyNamed)
-      : _out(out), _shown(shown), _onlyNamed(onlyNamed) {}
+  JsonFormat(std::ostream& out, const CkxPolicySet& shown, CkxAuthorNames names, bool onlyNamed)
+      : _out(out), _shown(shown), _names(std::move(names)), _onlyNamed(onlyNamed) {}
 
   void Policy(const SkxShownRecord& record, const CkxShBufPolicy* policy) override {
     Add(_policies, Place(record, KxShow_PolicyTitle(record)), policy != nullptr, record.All(), KxDecode_Policy);
@@ -75,18 +75,17 @@ class JsonFormat : public IkxShowFormat {
 
   /// Groups and alerts are called by their ids where nobody has said more, or two are called the same.
   void NameAsAuthor(SkxPublication& publication) const {
-    const CkxAuthorNames names = _shown.Names();
-    for (SkxPolicyModel& policy : publication.policies) names.GiveTo(policy);
-    GiveOwnNames(names, publication.groups);
-    GiveOwnNames(names, publication.alerts);
+    for (SkxPolicyModel& policy : publication.policies) _names.GiveTo(policy);
+    GiveOwnNames(publication.groups);
+    GiveOwnNames(publication.alerts);
   }
 
   template <class Model>
-  static void GiveOwnNames(const CkxAuthorNames& names, std::vector<Model>& models) {
+  void GiveOwnNames(std::vector<Model>& models) const {
     std::set<KxWString> taken;
     for (Model& model : models) {
       const KxWString id = model.name;
-      names.GiveTo(model);
+      _names.GiveTo(model);
       if (!taken.insert(model.name).second) model.name = id;
     }
   }
@@ -143,6 +142,7 @@ class JsonFormat : public IkxShowFormat {
 
   std::ostream& _out;
   const CkxPolicySet& _shown;
+  const CkxAuthorNames _names;
   const bool _onlyNamed;
   std::vector<Decoded<SkxPolicyModel>> _policies;
   std::vector<Decoded<SkxAppGroupModel>> _groups;
@@ -151,6 +151,7 @@ class JsonFormat : public IkxShowFormat {
 
 }  // namespace
 
-std::unique_ptr<IkxShowFormat> KxShow_JsonFormat(std::ostream& out, const CkxPolicySet& shown, bool onlyNamed) {
-  return std::make_unique<JsonFormat>(out, shown, onlyNamed);
+std::unique_ptr<IkxShowFormat> KxShow_JsonFormat(std::ostream& out, const CkxPolicySet& shown, CkxAuthorNames names,
+                                                 bool onlyNamed) {
+  return std::make_unique<JsonFormat>(out, shown, std::move(names), onlyNamed);
 }

@@ -233,7 +233,7 @@ EkxExit Eval(EvalOptions options, SkxStreams& streams) {
   std::optional<CkxPolicySourceScope> scope;
   if (!options.policies.empty()) {
     CkxPolicySet set = KxPolicyInput_Open(options.policies, streams.in);
-    if (!options.explain.empty()) names = set.Names();
+    if (!options.explain.empty()) names = KxPolicyInput_Names(set, streams.err);
     image.emplace(set.TakeImage());
     scope.emplace(*image);
   }

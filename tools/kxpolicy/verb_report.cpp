@@ -60,17 +60,17 @@ void CheckStandardInput(const ReportOptions& options) {
   KxInput_CheckStandardInput(paths);
 }
 
-ReportedPolicies Open(const ReportOptions& options, std::istream& standardInput) {
+ReportedPolicies Open(const ReportOptions& options, SkxStreams& streams) {
   ReportedPolicies reported;
   if (KxPolicyInput_IsImage(options.policies)) {
     reported.title = options.policies.front();
-    CkxPolicySet set = KxPolicyInput_Open(options.policies, standardInput);
-    reported.names = set.Names();
+    CkxPolicySet set = KxPolicyInput_Open(options.policies, streams.in);
+    reported.names = KxPolicyInput_Names(set, streams.err);
     reported.image = set.TakeImage();
     reported.findings = KxLint_Image(reported.image);
     return reported;
   }
-  const std::vector<SkxDocumentText> texts = KxPolicyInput_Texts(options.policies, standardInput);
+  const std::vector<SkxDocumentText> texts = KxPolicyInput_Texts(options.policies, streams.in);
   SkxPublication publication;
   SkxDocumentError fault;
   if (!KxPolicyDocument_Read(texts, publication, fault)) throw CkxToolFault(EkxExit::UnusableInput, fault.Text());
@@ -121,7 +121,7 @@ void Write(const std::string& path, const std::string& page) {
 EkxExit Report(const ReportOptions& options, SkxStreams& streams) {
   CheckStandardInput(options);
   CheckPlace(options);
-  const ReportedPolicies reported = Open(options, streams.in);
+  const ReportedPolicies reported = Open(options, streams);
   nlohmann::ordered_json data = KxReport_Policies(reported.title, reported.image, reported.names, reported.findings);
   std::string line = KxText_Printable(options.page) + ": " + KxCounted(data["policies"].size(), "policy", "policies") +
                      ", " + KxCounted(reported.findings.size(), "finding", "findings");

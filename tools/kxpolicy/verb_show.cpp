@@ -62,14 +62,14 @@ void ShowAlerts(const CkxPolicySet& shown, IkxShowFormat& format) {
       });
 }
 
-std::unique_ptr<IkxShowFormat> FormatOf(const ShowOptions& options, const CkxPolicySet& shown, std::ostream& out) {
-  if (options.format == "text") return KxShow_TextFormat(out);
-  return KxShow_JsonFormat(out, shown, options.policy.has_value());
+std::unique_ptr<IkxShowFormat> FormatOf(const ShowOptions& options, const CkxPolicySet& shown, SkxStreams& streams) {
+  if (options.format == "text") return KxShow_TextFormat(streams.out);
+  return KxShow_JsonFormat(streams.out, shown, KxPolicyInput_Names(shown, streams.err), options.policy.has_value());
 }
 
 EkxExit Show(const ShowOptions& options, SkxStreams& streams) {
   const CkxPolicySet shown = Open(options, streams.in);
-  const std::unique_ptr<IkxShowFormat> format = FormatOf(options, shown, streams.out);
+  const std::unique_ptr<IkxShowFormat> format = FormatOf(options, shown, streams);
   const size_t count = ShowPolicies(shown, options, *format);
   if (options.policy && count == 0 && format->faults.empty()) {
     throw CkxToolFault(EkxExit::UnusableInput,
