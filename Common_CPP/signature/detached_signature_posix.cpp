@@ -43,14 +43,14 @@ std::optional<std::vector<unsigned char>> Encoded(PKCS7* message) {
 SkxSigner KxDetachedSignature_Look(std::span<const unsigned char> message, std::span<const unsigned char> content,
                                    const CkxTrustStore& trust) {
   const CkxOpensslErrors errors;
-  const SkxSigner kInvalid = {KxWString(), EkxPublisherStatus::Invalid};
+  SkxSigner found = {KxWString(), EkxPublisherStatus::Invalid};
   const CkxPkcs7 parsed = KxPkcs7_Parse(message);
-  if (parsed == nullptr || PKCS7_is_detached(parsed.get()) != 1) return kInvalid;
+  if (parsed == nullptr || PKCS7_is_detached(parsed.get()) != 1) return found;
   PKCS7_SIGNER_INFO* const signer = KxPkcs7_OnlySigner(parsed.get());
   X509* const certificate = signer != nullptr ? PKCS7_cert_from_signer_info(parsed.get(), signer) : nullptr;
-  if (certificate == nullptr) return kInvalid;
+  if (certificate == nullptr) return found;
 
-  SkxSigner found = {KxCertificate_Name(certificate), EkxPublisherStatus::Invalid};
+  found.name = KxCertificate_Name(certificate);
   if (!KxPkcs7_IsSignedBy(parsed.get(), signer, certificate, content, kPlainData)) return found;
   found.status = KxChain_Status(
       KxChain_Judge(certificate, parsed->d.sign->cert, trust, std::time(nullptr), EkxCertificateUse::SignCode));

@@ -16,17 +16,20 @@ FILETIME SystemTimeNow() {
 SkxSigner KxDetachedSignature_Look(std::span<const unsigned char> message, std::span<const unsigned char> content,
                                    const CkxTrustStore& trust) {
   const SkxTrustFunctions& system = SkxTrustFunctions::Get();
-  const SkxSigner kInvalid = {KxWString(), EkxPublisherStatus::Invalid};
+  SkxSigner found = {KxWString(), EkxPublisherStatus::Invalid};
   if (!system.AreThere()) return {};
   const CkxTrustObject opened(KxSignedMessage_OpenDetached(message, content),
                               [&](HCRYPTMSG handle) { system.closeMessage(handle); });
-  if (!opened) return kInvalid;
-  const CkxTrustObject certificate(KxSignedMessage_OnlyCertificate(opened.Get()),
+  if (!opened) return found;
+  const CkxTrustObject certificates(KxSignedMessage_Certificates(opened.Get()),
+                                    [&](HCERTSTORE store) { system.closeStore(store, 0); });
+  if (!certificates) return found;
+  const CkxTrustObject certificate(KxSignedMessage_OnlyCertificate(opened.Get(), certificates.Get()),
                                    [&](PCCERT_CONTEXT context) { system.freeCertificate(context); });
-  if (!certificate) return kInvalid;
+  if (!certificate) return found;
 
-  SkxSigner found = {KxCertificate_Name(certificate.Get()), EkxPublisherStatus::Invalid};
-  if (!KxSignedMessage_IsSignedAsData(opened.Get()) ||
+  found.name = KxCertificate_Name(certificate.Get());
+  if (!KxSignedMessage_IsSignedAsData(opened.Get()) || !KxSignedMessage_IsOfItsContent(opened.Get()) ||
       !system.controlMessage(opened.Get(), 0, CMSG_CTRL_VERIFY_SIGNATURE, certificate.Get()->pCertInfo)) {
     return found;
   }

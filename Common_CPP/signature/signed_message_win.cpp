@@ -63,6 +63,22 @@ bool IsContentWeak(HCRYPTMSG message) {
   return text == nullptr || IsWeak(*text);
 }
 
+/// The one value of the one attribute of its kind; empty when there is none, or more. `part` is a message's list of
+/// signed attributes.
+std::vector<unsigned char> SignedAttribute(const std::vector<unsigned char>& part, std::string_view kind) {
+  const auto* const attributes = As<CRYPT_ATTRIBUTES>(part);
+  const CRYPT_ATTRIBUTE* found = nullptr;
+  for (DWORD i = 0; attributes != nullptr && i < attributes->cAttr; ++i) {
+    const CRYPT_ATTRIBUTE& attribute = attributes->rgAttr[i];
+    if (kind != attribute.pszObjId) continue;
+    if (found != nullptr || attribute.cValue != 1) return {};
+    found = &attribute;
+  }
+  if (found == nullptr) return {};
+  const std::span<const unsigned char> value = Bytes(found->rgValue[0]);
+  return {value.begin(), value.end()};
+}
+
 KxWString NamePart(PCCERT_CONTEXT certificate, const char* part) {
   const SkxTrustFunctions& system = SkxTrustFunctions::Get();
   void* const type = const_cast<char*>(part);
@@ -73,16 +89,13 @@ KxWString NamePart(PCCERT_CONTEXT certificate, const char* part) {
   return name.find(WCHAR{0}) == KxWString::npos ? name : KxWString();
 }
 
-/// Null when it is not in the message. The caller frees it.
-PCCERT_CONTEXT SignerCertificate(HCRYPTMSG message) {
+/// Null when it is not among `certificates`. The caller frees it.
+PCCERT_CONTEXT SignerCertificate(HCRYPTMSG message, HCERTSTORE certificates) {
   const SkxTrustFunctions& system = SkxTrustFunctions::Get();
   const std::vector<unsigned char> signer = Part(message, CMSG_SIGNER_CERT_INFO_PARAM);
   const auto* const certificateInfo = As<CERT_INFO>(signer);
   if (certificateInfo == nullptr) return nullptr;
-  const CkxTrustObject store(system.openStore(CERT_STORE_PROV_MSG, kEncoding, 0, 0, message),
-                             [&](HCERTSTORE opened) { system.closeStore(opened, 0); });
-  if (!store) return nullptr;
-  return system.findInStore(store.Get(), kEncoding, 0, CERT_FIND_SUBJECT_CERT, certificateInfo, nullptr);
+  return system.findInStore(certificates, kEncoding, 0, CERT_FIND_SUBJECT_CERT, certificateInfo, nullptr);
 }
 
 }  // namespace
@@ -108,6 +121,10 @@ HCRYPTMSG KxSignedMessage_OpenDetached(std::span<const unsigned char> bytes, std
   return nullptr;
 }
 
+HCERTSTORE KxSignedMessage_Certificates(HCRYPTMSG message) {
+  return SkxTrustFunctions::Get().openStore(CERT_STORE_PROV_MSG, kEncoding, 0, 0, message);
+}
+
 KxWString KxCertificate_Name(PCCERT_CONTEXT certificate) {
   KxWString name = NamePart(certificate, szOID_COMMON_NAME);
   return name.empty() ? NamePart(certificate, szOID_ORGANIZATION_NAME) : name;
@@ -115,29 +132,34 @@ KxWString KxCertificate_Name(PCCERT_CONTEXT certificate) {
 
 KxWString KxSignedMessage_SignerName(HCRYPTMSG message) {
   const SkxTrustFunctions& system = SkxTrustFunctions::Get();
-  const CkxTrustObject certificate(SignerCertificate(message),
+  const CkxTrustObject certificates(KxSignedMessage_Certificates(message),
+                                    [&](HCERTSTORE opened) { system.closeStore(opened, 0); });
+  if (!certificates) return {};
+  const CkxTrustObject certificate(SignerCertificate(message, certificates.Get()),
                                    [&](PCCERT_CONTEXT found) { system.freeCertificate(found); });
   return certificate ? KxCertificate_Name(certificate.Get()) : KxWString();
 }
 
-PCCERT_CONTEXT KxSignedMessage_OnlyCertificate(HCRYPTMSG message) {
+PCCERT_CONTEXT KxSignedMessage_OnlyCertificate(HCRYPTMSG message, HCERTSTORE certificates) {
   DWORD count = 0;
   DWORD size = sizeof(count);
   const bool isKnown = SkxTrustFunctions::Get().messagePart(message, CMSG_SIGNER_COUNT_PARAM, 0, &count, &size) != 0;
-  return isKnown && count == 1 ? SignerCertificate(message) : nullptr;
+  return isKnown && count == 1 ? SignerCertificate(message, certificates) : nullptr;
 }
 
 bool KxSignedMessage_IsSignedAsData(HCRYPTMSG message) {
-  const std::vector<unsigned char> signedPart = Part(message, CMSG_SIGNER_AUTH_ATTR_PARAM);
-  const auto* const attributes = As<CRYPT_ATTRIBUTES>(signedPart);
-  for (DWORD i = 0; attributes != nullptr && i < attributes->cAttr; ++i) {
-    const CRYPT_ATTRIBUTE& attribute = attributes->rgAttr[i];
-    if (std::string_view(szOID_RSA_contentType) != attribute.pszObjId || attribute.cValue != 1) continue;
-    const std::vector<unsigned char> type = Decoded(X509_OBJECT_IDENTIFIER, Bytes(attribute.rgValue[0]));
-    const auto* const text = As<LPSTR>(type);
-    return text != nullptr && std::string_view(szOID_RSA_data) == *text;
-  }
-  return false;
+  const std::vector<unsigned char> type = Decoded(
+      X509_OBJECT_IDENTIFIER, SignedAttribute(Part(message, CMSG_SIGNER_AUTH_ATTR_PARAM), szOID_RSA_contentType));
+  const auto* const text = As<LPSTR>(type);
+  return text != nullptr && std::string_view(szOID_RSA_data) == *text;
+}
+
+bool KxSignedMessage_IsOfItsContent(HCRYPTMSG message) {
+  const std::vector<unsigned char> signedDigest =
+      Decoded(X509_OCTET_STRING, SignedAttribute(Part(message, CMSG_SIGNER_AUTH_ATTR_PARAM), szOID_RSA_messageDigest));
+  const std::vector<unsigned char> digest = Part(message, CMSG_COMPUTED_HASH_PARAM);
+  const auto* const expected = As<CRYPT_DATA_BLOB>(signedDigest);
+  return expected != nullptr && !digest.empty() && std::ranges::equal(Bytes(*expected), digest);
 }
 
 bool KxSignedMessage_IsSignerWeak(HCRYPTMSG message) {

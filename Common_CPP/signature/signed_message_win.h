@@ -14,11 +14,19 @@ HCRYPTMSG KxSignedMessage_Open(std::span<const unsigned char> bytes);
 /// One without a content of its own, together with `content`. Null also for one that has its own.
 HCRYPTMSG KxSignedMessage_OpenDetached(std::span<const unsigned char> bytes, std::span<const unsigned char> content);
 
-/// Of the signer; null unless there is exactly one, and its certificate is in the message. The caller frees it.
-PCCERT_CONTEXT KxSignedMessage_OnlyCertificate(HCRYPTMSG message);
+/// All that the message brings along; null when the system has none to give. The caller closes it, after it is done
+/// with what it found there.
+HCERTSTORE KxSignedMessage_Certificates(HCRYPTMSG message);
+
+/// Of the signer; null unless there is exactly one, and its certificate is among `certificates`. The caller frees it.
+PCCERT_CONTEXT KxSignedMessage_OnlyCertificate(HCRYPTMSG message, HCERTSTORE certificates);
 
 /// Whether the signer signed the content as plain data, and not as something that it was not asked about.
 bool KxSignedMessage_IsSignedAsData(HCRYPTMSG message);
+
+/// Whether the digest that is signed is that of the message's content, which not every system looks at when it verifies
+/// the signature.
+bool KxSignedMessage_IsOfItsContent(HCRYPTMSG message);
 
 /// Whether the signer's digest is MD5 or SHA-1. What cannot be read counts as one.
 bool KxSignedMessage_IsSignerWeak(HCRYPTMSG message);

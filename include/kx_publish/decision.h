@@ -47,6 +47,7 @@ struct SkxExplainedPolicy {
   EkxPolicyOutcome outcome{};
   std::vector<SkxExplainedTarget> targets;
   size_t leftOut = 0;  ///< targets
+  /// In one of the documents.
   struct Place {
     std::string document, pointer;
   };

@@ -26,7 +26,6 @@ TEST(ImageSignature, HoldsForWhatWasSignedByWhomeverCounts) {
     Status status;
   } cases[] = {
       {"good", "roots", "Policy Office", Status::Valid},
-      {"curve", "roots", "Policy Office", Status::Valid},
       {"colleague", "roots", "Somebody Else", Status::Valid},
       {"expired", "roots", "Policy Office", Status::Expired},
       {"website", "roots", "Policy Office", Status::Invalid},         // its certificate is for something else

@@ -169,7 +169,7 @@ void CkxServedAgent::ShowFolder() {
   }
 }
 
-void CkxServedAgent::Show(SkxPublishableImage publishable) {
+void CkxServedAgent::Show(const SkxPublishableImage& publishable) {
   Publish(publishable);
   std::string error;
   if (!_history.PutInForce(publishable.image, error)) TellFault(error.c_str());

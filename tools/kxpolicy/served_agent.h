@@ -52,7 +52,7 @@ class CkxServedAgent {
   SkxPublishableImage FromHistory(const SkxKeptImage& kept) const;
   std::optional<SkxStatusImage> Before() const;
   void ShowFolder();
-  void Show(SkxPublishableImage publishable);
+  void Show(const SkxPublishableImage& publishable);
   void Publish(const SkxPublishableImage& publishable);
   void TellInForce(const SkxPublishableImage& publishable);
   void TellFault(const char* fault) noexcept;

@@ -113,7 +113,9 @@ std::string CkxDiffSummary::ToText() const {
     text += KxSummary_Column(change->count) + "  " + KxDecided_Text(change->was) + " -> " + KxDecided_Text(change->is) +
             "\n";
     for (const auto& [file, line, name] : change->examples) {
-      text += KxText_Printable("              " + file + ":" + std::to_string(line) + "  " + name) + "\n";
+      std::string example = "              ";
+      example.append(file).append(":").append(std::to_string(line)).append("  ").append(name);
+      text += KxText_Printable(example) + "\n";
     }
   }
   return text;

@@ -43,7 +43,7 @@ std::optional<std::string> LoadDigest(const fs::path& file) {
 /// The name of what somebody else has there; empty when it is a history or nothing.
 std::string OthersIn(const fs::path& folder, std::error_code& error) {
   for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-    const std::string name = KxText_ToUtf8(TextOf(entry->path().filename()));
+    std::string name = KxText_ToUtf8(TextOf(entry->path().filename()));
     const bool isOurs = name == kCurrent || name == kPrevious || name == kWithdrawn || name.starts_with(".kx-image-");
     if (!isOurs) return name;
   }
