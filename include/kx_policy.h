@@ -57,7 +57,6 @@ extern "C" {
 enum {
   KX_POLICY_OK = 0,          /* done; of an evaluation: a policy applies, and the answer says which */
   KX_POLICY_NONE = 1,        /* no policy applies: all those of the user were asked */
-  KX_POLICY_FINDINGS = 2,    /* of a check: there are errors among its findings */
   KX_POLICY_ARGUMENT = -1,   /* an argument that cannot be used: NULL, a SID that is none, an unknown number */
   KX_POLICY_INPUT = -2,      /* a document, a folder or a file that cannot be read, or is malformed */
   KX_POLICY_UNANSWERED = -3, /* the question could not be asked: nobody knows whether a policy applies */
@@ -131,6 +130,18 @@ KX_POLICY_API int kx_policy_evaluate(const kx_policies* policies, const char* ta
  * it came from is not known here, since no signature on that holds without secrets. */
 KX_POLICY_API int kx_policy_evaluate_file(const kx_policies* policies, const char* path,
                                           const kx_policy_options* options, char** answer, char** error);
+
+/* What becomes of many targets, in numbers that add up: `targets` is target documents, one a line, of which blank ones
+ * are passed over. Of `options` only the user counts. `before`, which may be NULL, is a summary that is added to: a
+ * stream of any length is summed up in pieces that end at line ends, and so are those of several machines.
+ *
+ * `summary` is the line of JSON without its end that `kxpolicy eval --targets - --summary --format json` writes, and
+ * that `kxpolicy summary` adds up. A line that is no target document is counted as unusable, a question that could not
+ * be asked as a fault: neither is a reason for another status than KX_POLICY_OK. KX_POLICY_INPUT: `before` is no
+ * summary. */
+KX_POLICY_API int kx_policy_summarize(const kx_policies* policies, const char* targets, size_t size,
+                                      const kx_policy_options* options, const char* before, char** summary,
+                                      char** error);
 
 /* An image of `count` documents in the folder `folder`, which is written whole or not at all, in place of an image that
  * is there. KX_POLICY_INPUT: a document is at fault. KX_POLICY_REFUSED: the folder cannot be written, or holds other

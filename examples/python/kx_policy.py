@@ -68,6 +68,11 @@ class Policies:
                                answered=(APPLIES, NONE, INPUT, UNANSWERED))
         return status, _taken(answer)
 
+    def summarize(self, targets, before=None, options=None):
+        """Of target documents, one a line, what becomes of them: a summary as bytes, added to the one `before`."""
+        asked = ctypes.byref(options) if options else None
+        return _taken(_call(_library.kx_policy_summarize, self._handle, targets, ctypes.c_size_t(len(targets)), asked, before)[1])
+
     def close(self):
         _library.kx_policy_close(self._handle)
         self._handle = None

@@ -36,6 +36,14 @@ inline SkxAsked KxTest_Ask(const kx_policies* policies, std::string_view target,
   return {status, KxTest_Taken(answer), KxTest_Taken(error)};
 }
 
+inline SkxAsked KxTest_Summarize(const kx_policies* policies, std::string_view targets, const char* before = nullptr,
+                                 const kx_policy_options* options = nullptr) {
+  char* summary = nullptr;
+  char* error = nullptr;
+  const int status = kx_policy_summarize(policies, targets.data(), targets.size(), options, before, &summary, &error);
+  return {status, KxTest_Taken(summary), KxTest_Taken(error)};
+}
+
 /// `open(&policies, &error)` is one of the functions that open. Null with the error in `told` where it does not.
 template <class Open>
 KxTestPolicies KxTest_Opened(Open open, std::string* told = nullptr) {

@@ -101,6 +101,14 @@ TEST(CInterface, RefusesWhatCannotBeUsed) {
        documents(document("d", std::string_view("{}\0", 3)))},
       {"a fault and its place", KX_POLICY_INPUT, "d: /policies/0/id",
        documents(document("d", R"({"policies": [{"id": -1}]})"))},
+      {"no targets to sum up", KX_POLICY_ARGUMENT, "targets is NULL",
+       [&](auto, auto text, auto error) {
+         return kx_policy_summarize(asked, nullptr, 0, nullptr, nullptr, text, error);
+       }},
+      {"a sum that is none", KX_POLICY_INPUT, "the summary before: ",
+       [&](auto, auto text, auto error) {
+         return kx_policy_summarize(asked, kTarget, size, nullptr, R"({"targets": 1})", text, error);
+       }},
       {"documents for nowhere", KX_POLICY_ARGUMENT, "the folder",
        [&](auto, auto, auto error) {
          const kx_policy_document one = document("d", kPolicies);

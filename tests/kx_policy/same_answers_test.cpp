@@ -77,6 +77,24 @@ TEST_F(CInterfaceAnswers, AreThoseOfTheCommandWithEachOption) {
   EXPECT_EQ(AnswersOf(fromImage.get(), _targets, nullptr), seen[0]) << "no options are the default";
 }
 
+/// Wherever a stream is cut between two lines, and whoever asks.
+TEST_F(CInterfaceAnswers, AddUpToTheSummaryOfTheCommand) {
+  const KxTestPolicies policies = KxTest_OpenedWorkstation();
+  const kx_policy_options system = {sizeof(kx_policy_options), "S-1-5-18", nullptr, KX_POLICY_EXPLAIN_NONE};
+  const std::vector<std::string> documents = {kDocuments[0], kDocuments[1]};
+  const std::string whole = OfTheCommand(documents, {"--summary"});
+  const std::string ofSystem = OfTheCommand(documents, {"--summary", "--user", "S-1-5-18"});
+  EXPECT_NE(whole, ofSystem);
+  EXPECT_EQ(KxTest_Summarize(policies.get(), _targets, nullptr, &system).answer + "\n", ofSystem);
+  for (size_t cut = 0; cut != std::string::npos; cut = _targets.find('\n', cut + 1)) {
+    const SkxAsked first = KxTest_Summarize(policies.get(), std::string_view(_targets).substr(0, cut));
+    const SkxAsked both =
+        KxTest_Summarize(policies.get(), std::string_view(_targets).substr(cut), first.answer.c_str());
+    ASSERT_EQ(both.status, KX_POLICY_OK) << both.error;
+    ASSERT_EQ(both.answer + "\n", whole) << cut;
+  }
+}
+
 TEST_F(CInterfaceAnswers, AreOfEachStatus) {
   const KxTestPolicies policies = KxTest_OpenedDocument(
       R"({"policies": [{"id": 5, "name": "P", "action": "block", "targets": [{"type": "executable", "fileName": "a.exe"}]}]})");

@@ -104,6 +104,11 @@ TEST(NoMemory, AnswersRightOrSaysSo) {
     SweepInterface(target.c_str(), ask(workstation, plain));
     SweepInterface(("explained: " + target).c_str(), ask(named, explained));
   }
+  const std::string before = KxTest_Summarize(named.get(), targets[0]).answer;
+  SweepInterface("a summary", [&](HandedOut& handed) {
+    handed.status = kx_policy_summarize(named.get(), targets[1].data(), targets[1].size(), &explained, before.c_str(),
+                                        &handed.text, &handed.error);
+  });
   SweepInterface("a file", [&](HandedOut& handed) {
     handed.status = kx_policy_evaluate_file(workstation.get(), kKxTestTargets, nullptr, &handed.text, &handed.error);
   });

@@ -86,7 +86,7 @@ class Answers {
   }
 
   void End() {
-    if (_summary) _streams.out << (_json ? _summary->ToJson().dump() + "\n" : _summary->ToText());
+    if (_summary) _streams.out << (_json ? _summary->ToJson() + "\n" : _summary->ToText());
   }
 
   /// Whether there was a question that this machine could not be asked.

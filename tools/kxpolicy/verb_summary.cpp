@@ -32,7 +32,7 @@ class Sum {
   }
 
   std::string AsText() const { return _ofDiff ? _ofDiff->ToText() : _ofEval->ToText(); }
-  std::string AsJson() const { return (_ofDiff ? _ofDiff->ToJson() : _ofEval->ToJson()).dump() + "\n"; }
+  std::string AsJson() const { return (_ofDiff ? _ofDiff->ToJson().dump() : _ofEval->ToJson()) + "\n"; }
 
  private:
   std::optional<CkxDecisionSummary> _ofEval;

@@ -100,6 +100,42 @@ int AnswerFile(const kx_policies& policies, const char* path, const SkxEvaluatio
   return Answer(decision, options, answer, error);
 }
 
+/// The next line of `lines`, which loses it; without its end.
+std::string_view TakeLine(std::string_view& lines) {
+  const size_t end = lines.find('\n');
+  std::string_view line = lines.substr(0, end);
+  lines.remove_prefix(end == std::string_view::npos ? lines.size() : end + 1);
+  if (line.ends_with('\r')) line.remove_suffix(1);
+  return line;
+}
+
+void Count(const kx_policies& policies, std::string_view line, const SkxEvaluationOptions& options,
+           CkxDecisionSummary& summary) {
+  try {
+    if (line.size() > kMaxTargetBytes) throw CkxDocumentFault("", "the document is too long");
+    summary.Count(policies.Judge(CkxTargetDocument::Parse(line, options.user), EkxExplain::None));
+  } catch (const CkxDocumentFault&) {
+    summary.CountUnusable();
+  }
+}
+
+CkxDecisionSummary Summarized(const kx_policies& policies, std::string_view lines, const SkxEvaluationOptions& options,
+                              const char* before) {
+  CkxDecisionSummary summary = policies.EmptySummary();
+  if (before != nullptr) {
+    try {
+      summary.Add(CkxJsonDocument(before, false).Root());
+    } catch (const CkxDocumentFault& fault) {
+      throw CkxPolicyEntryFault(KX_POLICY_INPUT, "the summary before: " + fault.Line());
+    }
+  }
+  while (!lines.empty()) {
+    const std::string_view line = TakeLine(lines);
+    if (line.find_first_not_of(" \t") != std::string_view::npos) Count(policies, line, options, summary);
+  }
+  return summary;
+}
+
 /// What a function that evaluates is made of.
 template <class Evaluate>
 int Evaluated(const kx_policies* policies, const kx_policy_options* given, char** answer, char** error,
@@ -166,6 +202,15 @@ int kx_policy_evaluate_file(const kx_policies* policies, const char* path, const
   return Evaluated(policies, options, answer, error, [&](const SkxEvaluationOptions& checked) {
     PathOf(path, "the path");
     return AnswerFile(*policies, path, checked, answer, error);
+  });
+}
+
+int kx_policy_summarize(const kx_policies* policies, const char* targets, size_t size, const kx_policy_options* options,
+                        const char* before, char** summary, char** error) {
+  return Evaluated(policies, options, summary, error, [&](const SkxEvaluationOptions& checked) {
+    KxPolicyEntry_Require(targets != nullptr, "targets is NULL");
+    KxPolicyEntry_HandOut(Summarized(*policies, {targets, size}, checked, before).ToJson(), summary);
+    return KX_POLICY_OK;
   });
 }
 

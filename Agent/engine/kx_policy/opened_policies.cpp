@@ -2,9 +2,20 @@
 
 #include <new>
 
+namespace {
+
+CkxDecisionSummary SummaryOf(const SkxPolicyImage& image) {
+  CkxDecisionSummary summary;
+  summary.AddPolicies(image);
+  return summary;
+}
+
+}  // namespace
+
 kx_policies::kx_policies() : _isLive(true), _judge(KxPolicySource_Current(), EkxPrepare::Never) {}
 
-kx_policies::kx_policies(CkxPolicySet set) : _isLive(false), _names(set.Names()), _judge(set.TakeImage()) {
+kx_policies::kx_policies(CkxPolicySet set)
+    : _isLive(false), _names(set.Names()), _empty(SummaryOf(set.Image())), _judge(set.TakeImage()) {
   if (KxUtil_LastFault() == EkxEvaluationFault::OutOfMemory) throw std::bad_alloc();
 }
 

@@ -5,6 +5,7 @@
 #include <kx_policy.h>
 
 #include "Agent/engine/kx_publish/decision/decision.h"
+#include "Agent/engine/kx_publish/decision/decision_summary.h"
 #include "Agent/engine/kx_publish/image/policy_set.h"
 
 struct kx_policies {
@@ -19,10 +20,14 @@ struct kx_policies {
   SkxDecision Judge(const CkxTargetDocument& document, EkxExplain explain) const;
   SkxDecision Judge(const CkxTargetInfo& target, EkxExplain explain) const;
 
+  /// Of no target yet; of an image with its policies, so that those that never decide are told.
+  const CkxDecisionSummary& EmptySummary() const { return _empty; }
+
  private:
   SkxDecision Told(SkxDecision decision) const;
 
   const bool _isLive;
   const CkxAuthorNames _names;
+  const CkxDecisionSummary _empty;
   const CkxImageJudge _judge;
 };

@@ -7,13 +7,12 @@
 #include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_publish/decision/decision.h"
+#include "Agent/engine/kx_publish/decision/json_text.h"
 #include "Agent/engine/kx_publish/decision/summary_count.h"
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_publish/image/image_records.h"
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
-
-using nlohmann::ordered_json;
 
 namespace {
 
@@ -81,18 +80,26 @@ void CkxDecisionSummary::Add(const nlohmann::json& summary) {
   object.Finish();
 }
 
-ordered_json CkxDecisionSummary::ToJson() const {
-  ordered_json summary = {{"targets", Targets()},
-                          {"matched", _matched},
-                          {"unmatched", _unmatched},
-                          {"faults", _faults},
-                          {"unusable", _unusable}};
-  ordered_json& policies = summary["policies"] = ordered_json::array();
-  for (const Policy& policy : _policies) {
-    policies.push_back(
-        {{"policyId", policy.id}, {"policyName", policy.name}, {"action", policy.action}, {"decided", policy.decided}});
+/// As text, and not as a tree: who makes one without memory ends the process.
+std::string CkxDecisionSummary::ToJson() const {
+  std::string json = "{\"targets\":" + std::to_string(Targets());
+  for (const auto& [key, count] : {std::pair{"matched", _matched}, std::pair{"unmatched", _unmatched},
+                                   std::pair{"faults", _faults}, std::pair{"unusable", _unusable}}) {
+    KxJsonText_AddKey(json, key);
+    json += std::to_string(count);
   }
-  return summary;
+  KxJsonText_AddKey(json, "policies");
+  json += '[';
+  for (const Policy& policy : _policies) {
+    json += (&policy == _policies.data() ? "{\"policyId\":" : ",{\"policyId\":") + std::to_string(policy.id);
+    KxJsonText_AddKey(json, "policyName");
+    KxJsonText_AddText(json, policy.name);
+    KxJsonText_AddKey(json, "action");
+    KxJsonText_AddNumber(json, policy.action);
+    KxJsonText_AddKey(json, "decided");
+    json += std::to_string(policy.decided) + '}';
+  }
+  return json + "]}";
 }
 
 std::string CkxDecisionSummary::ToText() const {

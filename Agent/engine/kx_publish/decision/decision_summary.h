@@ -28,7 +28,7 @@ class CkxDecisionSummary {
   /// bits.
   void Add(const nlohmann::json& summary);
 
-  nlohmann::ordered_json ToJson() const;
+  std::string ToJson() const;  ///< one line, without its end
   std::string ToText() const;  ///< several lines
 
  private:

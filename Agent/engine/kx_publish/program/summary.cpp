@@ -33,5 +33,5 @@ bool CkxSummary::Add(std::string_view json, SkxDocumentError& error) {
   return true;
 }
 
-std::string CkxSummary::ToJson() const { return _content->sum.ToJson().dump(); }
+std::string CkxSummary::ToJson() const { return _content->sum.ToJson(); }
 std::string CkxSummary::ToText() const { return _content->sum.ToText(); }
