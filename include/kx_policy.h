@@ -72,7 +72,7 @@ typedef struct kx_policies kx_policies;
 typedef struct kx_policy_document {
   const char* name; /* as errors and explanations call it: a file's path */
   const char* text;
-  size_t size; /* bytes of `text` */
+  size_t size; /* bytes of `text`, at most 256 MiB */
 } kx_policy_document;
 
 /* Which policies an answer explains (kx_policy_options). */

@@ -95,7 +95,7 @@ TEST(CInterface, RefusesWhatCannotBeUsed) {
       {"a document without a name", KX_POLICY_ARGUMENT, "NULL", documents(document(nullptr, "{}"))},
       {"one without a text", KX_POLICY_ARGUMENT, "NULL", documents({"d", nullptr, 0})},
       {"a name that is no text", KX_POLICY_ARGUMENT, "UTF-8", documents(document("\xFF", "{}"))},
-      {"a size that no memory has", KX_POLICY_NO_MEMORY, "memory", documents({"d", "{}", SIZE_MAX})},
+      {"a size that no memory has", KX_POLICY_INPUT, "d: is too large", documents({"d", "{}", SIZE_MAX})},
       {"an empty document", KX_POLICY_INPUT, "d: line 1", documents(document("d", ""))},
       {"a NUL inside", KX_POLICY_INPUT, "d: must not have a NUL",
        documents(document("d", std::string_view("{}\0", 3)))},

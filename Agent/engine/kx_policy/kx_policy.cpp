@@ -14,6 +14,9 @@
 
 namespace {
 
+/// More than any policy document needs.
+constexpr size_t kMaxDocumentBytes = size_t{256} << 20;
+
 /// More than any target document needs, and what a line of a stream may have.
 constexpr size_t kMaxTargetBytes = size_t{16} << 20;
 
@@ -31,6 +34,9 @@ std::vector<SkxDocumentText> TextsOf(const kx_policy_document* documents, size_t
     const kx_policy_document& document = documents[i];
     KxPolicyEntry_Require(document.name != nullptr && document.text != nullptr, "a document's name or text is NULL");
     KxPolicyEntry_Require(KxText_FromUtf8(document.name).has_value(), "a document's name is not UTF-8");
+    if (document.size > kMaxDocumentBytes) {
+      throw CkxPolicyEntryFault(KX_POLICY_INPUT, std::string(document.name) + ": is too large");
+    }
     texts.push_back({document.name, std::string(document.text, document.size)});
   }
   return texts;
