@@ -19,16 +19,16 @@ namespace fs = std::filesystem;
 
 using KxFilesByName = std::map<std::string, std::string>;
 
-/// With an address sanitizer a process takes a hundred times as long to be made: one call in so many fails then.
+/// A sanitizer makes calls of its own, for instance to see whether memory can be read: those would fail too.
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
 #define KX_HAS_ADDRESS_SANITIZER
 #endif
 #endif
 #if defined(__SANITIZE_ADDRESS__) || defined(KX_HAS_ADDRESS_SANITIZER)
-constexpr size_t kCallsAFault = 13;
+constexpr bool kIsSanitized = true;
 #else
-constexpr size_t kCallsAFault = 1;
+constexpr bool kIsSanitized = false;
 #endif
 
 /// All that is in a folder and below, by its path there; of folders that they are there.
@@ -67,6 +67,7 @@ struct SkxVerbOutcome {
 class FailingCalls : public ::testing::TestWithParam<SkxFailedVerb> {
  protected:
   void SetUp() override {
+    if (kIsSanitized) GTEST_SKIP() << "calls of the sanitizer would fail too";
     const fs::path example = "examples/workstation";
     fs::copy(example, _inputs.Path(), fs::copy_options::recursive);
     _inputs.Write("applocker.xml", kAppLocker);
@@ -179,7 +180,7 @@ TEST_P(FailingCalls, AreToldOrMadeGoodAndLeaveNothingByHalves) {
     const size_t calls = Run({how, SkxCallFault::kNever}).run.calls;
     ASSERT_GT(calls, 0u);
     RecordProperty("calls_" + std::to_string(static_cast<int>(how)), std::to_string(calls));
-    for (size_t at = 0; at < calls; at += kCallsAFault) {
+    for (size_t at = 0; at < calls; ++at) {
       const SkxVerbOutcome outcome = Run({how, at});
       SCOPED_TRACE("call " + std::to_string(at) + " of " + std::to_string(calls) + ", " + outcome.run.failed +
                    " of descriptor " + std::to_string(outcome.run.descriptor) + ": exit code " +
