@@ -10,8 +10,14 @@ namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-/// By its byte order mark, as editors of some systems write it.
-bool IsUtf16(std::string_view text) { return text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF"); }
+/// By its byte order mark, as editors of some systems write it, or because it begins with two letters of ASCII.
+bool IsUtf16(std::string_view text) {
+  if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF")) return true;
+  if (text.size() < 4) return false;
+  const size_t high = text[0] == '\0' ? 0 : 1;
+  const size_t low = 1 - high;
+  return text[high] == '\0' && text[high + 2] == '\0' && text[low] != '\0' && text[low + 2] != '\0';
+}
 
 std::unique_ptr<std::istream> OpenFile(const std::string& path, uint64_t& size) {
   const std::filesystem::path name(std::u8string(path.begin(), path.end()));

@@ -12,11 +12,17 @@
 
 namespace {
 
+std::string ModeNames() {
+  std::string names;
+  for (const SkxCompareMode& mode : kKxCompareModes) names += (names.empty() ? "" : ", ") + std::string(mode.key);
+  return names;
+}
+
 EkxStrCompareAs ModeOf(const std::string& text) {
   for (const SkxCompareMode& mode : kKxCompareModes) {
     if (text == mode.key || text == std::to_string(static_cast<unsigned>(mode.code))) return mode.code;
   }
-  throw CkxToolFault(EkxExit::UnusableArguments, "--mode: \"" + text + "\" is no mode");
+  throw CkxToolFault(EkxExit::UnusableArguments, "--mode: \"" + text + "\" is no mode; there are " + ModeNames());
 }
 
 KxWString FromArgument(const std::string& text) {

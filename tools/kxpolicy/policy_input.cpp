@@ -34,9 +34,11 @@ CkxPolicySet OpenDocuments(const std::vector<std::string>& paths, std::istream& 
 }  // namespace
 
 bool KxPolicyInput_IsImage(const std::vector<std::string>& inputs) {
-  if (std::none_of(inputs.begin(), inputs.end(), IsFolder)) return false;
+  const auto folder = std::find_if(inputs.begin(), inputs.end(), IsFolder);
+  if (folder == inputs.end()) return false;
   if (inputs.size() == 1) return true;
-  throw CkxToolFault(EkxExit::UnusableArguments, "an image stands alone; only documents are taken together");
+  throw CkxToolFault(EkxExit::UnusableArguments,
+                     *folder + ": is a folder; an image stands alone, and documents and cases are named one by one");
 }
 
 std::vector<SkxDocumentText> KxPolicyInput_Texts(const std::vector<std::string>& documents,

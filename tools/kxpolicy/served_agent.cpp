@@ -16,9 +16,14 @@ namespace fs = std::filesystem;
 
 fs::path ServedPath(const std::string& utf8) { return fs::path(KxText_FromUtf8(utf8).value_or(KxWString())); }
 
+constexpr uint32_t kChannelBusy = 170;
+
 [[noreturn]] void ThrowClosed(const KxWString& channel) {
-  throw CkxToolFault(EkxExit::SystemRefused, "the channel " + KxText_ToUtf8(channel) + " cannot be opened, error " +
-                                                 std::to_string(KxLastError_Get()));
+  const uint32_t error = KxLastError_Get();
+  throw CkxToolFault(EkxExit::SystemRefused,
+                     "the channel " + KxText_ToUtf8(channel) +
+                         (error == kChannelBusy ? " is somebody else's already; `kxpolicy status` asks whose"
+                                                : " cannot be opened, error " + std::to_string(error)));
 }
 
 }  // namespace

@@ -93,7 +93,9 @@ const Layout& LayoutNamed(const std::string& name) {
   for (const Layout& layout : kLayouts) {
     if (name == layout.name) return layout;
   }
-  throw CkxToolFault(EkxExit::UnusableArguments, "\"" + name + "\" is no record type");
+  std::string names;
+  for (const Layout& layout : kLayouts) names += (names.empty() ? "" : ", ") + std::string(layout.name);
+  throw CkxToolFault(EkxExit::UnusableArguments, "\"" + name + "\" is no record type; there are " + names);
 }
 
 std::string WithoutBlanks(std::string text) {

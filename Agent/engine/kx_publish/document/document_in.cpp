@@ -252,7 +252,9 @@ const Row& CkxDocumentIn::FindKind(const SkxKeyText& key, const Row (&kinds)[cou
   const auto name = KxJson_As<std::string>(Find(key), pointer);
   const Row* const kind = KxKind_Find(kinds, &Row::key, name.c_str());
   if (kind != nullptr) return *kind;
-  throw CkxDocumentFault(pointer, "must be " + Alternatives(kinds, [](const Row& row) { return row.key; }));
+  std::vector<std::string> words;
+  for (const Row& row : kinds) words.emplace_back(row.key);
+  throw CkxDocumentFault(pointer, "must be " + Alternatives(words, Itself) + KxNearest_Question(name, words));
 }
 
 void CkxDocumentIn::Kind(const SkxKeyText& key, SkxPolicyModel& policy) {

@@ -13,13 +13,18 @@ using nlohmann::json;
 
 constexpr size_t kMaxDepth = 64;
 
-/// The parser's own words from "line ..." on; what comes before them are numbers of its exceptions.
+/// The parser's own words from "line ..." on; what comes before them are numbers of its exceptions. With advice for who
+/// wrote a path as systems show it.
 std::string PlainMessage(const json::exception& fault) {
-  const std::string_view what = fault.what();
+  std::string_view what = fault.what();
+  const bool isBackslash = what.find("after backslash") != what.npos;
   for (const std::string_view mark : {"parse error at ", "] "}) {
-    if (const size_t at = what.find(mark); at != what.npos) return std::string(what.substr(at + mark.size()));
+    const size_t at = what.find(mark);
+    if (at == what.npos) continue;
+    what.remove_prefix(at + mark.size());
+    break;
   }
-  return std::string(what);
+  return std::string(what) + (isBackslash ? "; a backslash is written twice" : "");
 }
 
 /// Builds a document while it is parsed. The parser's own builder would let the last of two values under one key win;
