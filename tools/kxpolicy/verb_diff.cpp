@@ -175,8 +175,8 @@ EkxExit Diff(const DiffOptions& options, SkxStreams& streams) {
 KxVerbAction KxVerb_Diff(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<DiffOptions>();
   const std::string what = "folder of a compiled image, or a policy document; - for standard input";
-  verb.Add("was", options->was, "What was: " + what).Path().Required();
-  verb.Add("is", options->is, "What is: " + what).Path().Required();
+  verb.Add("before", options->was, "What was: " + what).Path().Required();
+  verb.Add("after", options->is, "What is: " + what).Path().Required();
   const CkxOption targets = verb.Add(
       "--targets", options->targets,
       "Target documents, one a line, to ask both about, - for standard input; without: some made from the policies");

@@ -331,9 +331,9 @@ KxVerbAction KxVerb_OriginGet(const CkxVerbOptions& verb) {
 KxVerbAction KxVerb_OriginSet(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<SetOptions>();
   verb.Add("file", options->file, "A file on this machine").File().Required();
-  verb.Add("--origin", options->origin, "The record of its origin in JSON; - for standard input").File();
+  verb.Add("--origin", options->origin, "The record of its origin, the JSON itself; - for standard input");
   const CkxOption uri = verb.Add("--uri", options->uri, "The URI that it was downloaded from");
-  verb.Add("--email", options->email, "The e-mail that it came in, in JSON; - for standard input").File();
+  verb.Add("--email", options->email, "The e-mail that it came in, the JSON itself; - for standard input");
   options->secrets.AddTo(verb);
   return [options, uri](SkxStreams& streams) { return SetParts(*options, uri, streams); };
 }
