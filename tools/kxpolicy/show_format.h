@@ -51,6 +51,9 @@ class IkxShowFormat {
 /// The library's debug texts.
 std::unique_ptr<IkxShowFormat> KxShow_TextFormat(std::ostream& out);
 
+/// A line for each record: what it is, its id, its kind and its name, in columns or as JSON.
+std::unique_ptr<IkxShowFormat> KxShow_ListFormat(std::ostream& out, CkxAuthorNames names, bool asJson);
+
 /// A policy document that compiles back. `shown`, where the records are from, outlives the format. `onlyNamed`: of the
 /// groups and the alerts only those that are shown for something, because a policy or a group that is shown names them.
 std::unique_ptr<IkxShowFormat> KxShow_JsonFormat(std::ostream& out, const CkxPolicySet& shown, CkxAuthorNames names,

@@ -1,5 +1,5 @@
-// show: the records of an image, or of what documents compile to, as the library's debug text or as a policy document
-// that compiles back.
+// show: the records of an image, or of what documents compile to, as the library's debug text, as a list, or as a
+// policy document that compiles back.
 #include <ostream>
 
 #include "Agent/engine/kx_publish/image/image_records.h"
@@ -14,6 +14,7 @@ namespace {
 struct ShowOptions {
   std::vector<std::string> policies;
   std::optional<uint32_t> policy;
+  bool list = false;
   std::string format = "text";
 };
 
@@ -63,7 +64,9 @@ void ShowAlerts(const CkxPolicySet& shown, IkxShowFormat& format) {
 }
 
 std::unique_ptr<IkxShowFormat> FormatOf(const ShowOptions& options, const CkxPolicySet& shown, SkxStreams& streams) {
-  if (options.format == "text") return KxShow_TextFormat(streams.out);
+  const bool isText = options.format == "text";
+  if (options.list) return KxShow_ListFormat(streams.out, KxPolicyInput_Names(shown, streams.err), !isText);
+  if (isText) return KxShow_TextFormat(streams.out);
   return KxShow_JsonFormat(streams.out, shown, KxPolicyInput_Names(shown, streams.err), options.policy.has_value());
 }
 
@@ -75,7 +78,7 @@ EkxExit Show(const ShowOptions& options, SkxStreams& streams) {
     throw CkxToolFault(EkxExit::UnusableInput,
                        shown.PlaceOf("policies.sec") + ": has no policy " + std::to_string(*options.policy));
   }
-  if (!options.policy || options.format == "json") {
+  if (!options.policy || (options.format == "json" && !options.list)) {
     ShowGroups(shown, *format);
     ShowAlerts(shown, *format);
   }
@@ -93,6 +96,9 @@ KxVerbAction KxVerb_Show(const CkxVerbOptions& verb) {
            kKxPolicyInputHelp + std::string("; without any the policies in force on this machine"))
       .Path();
   verb.Add("--policy", options->policy, "Only the policy of this id");
-  verb.Add("--format", options->format, "text, or json: a policy document that compiles back").OneOf({"text", "json"});
+  verb.AddFlag("--list", options->list, "A line for each record: what it is, its id, its kind and its name");
+  verb.Add("--format", options->format,
+           "text, or json: a policy document that compiles back; of a list an object a line")
+      .OneOf({"text", "json"});
   return [options](SkxStreams& streams) { return Show(*options, streams); };
 }
