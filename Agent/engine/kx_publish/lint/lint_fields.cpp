@@ -6,6 +6,7 @@
 
 #include "Agent/engine/kx_publish/lint/lint_names.h"
 #include "Agent/engine/kx_publish/lint/lint_patterns.h"
+#include "Agent/engine/kx_util/command/wildcard.h"
 #include "Agent/engine/kx_util/regexp/regexp.h"
 #include "Common_CPP/security/sid.h"
 #include "Common_CPP/util/byte_cursor.h"
@@ -31,6 +32,7 @@ class FieldLint : public IkxRecordVisitor {
         return OnText(field);
       case EkxField::Flag:
         if (Is(field, "caseSensitive")) _caseSensitive = field.Number() != 0;
+        if (Is(field, "withSubfolders") && field.Number() != 0) WarnOfSubfolders(field);
         return;
       case EkxField::CompareAs:
         return OnCompareAs(field);
@@ -101,6 +103,13 @@ class FieldLint : public IkxRecordVisitor {
     if (mode == EkxStrCompareAs::StrRegExp) CheckRegExp();
     const bool isOfName = field.path.ends_with("fileName/compareAs");
     WarnOfPattern(isOfName ? KxLint_NamePattern(_pattern.text, mode) : KxLint_TextPattern(_pattern.text, mode));
+  }
+
+  /// The flag stands behind its pattern.
+  void WarnOfSubfolders(const SkxWalkedField& field) {
+    if (!KxWildcard_IsPattern(_pattern.text) || _pattern.text.back() == KXW('*')) return;
+    Warn(field, "subfolders",
+         "says nothing beside wildcards: what lies deeper does not match, unless the pattern ends in *");
   }
 
   /// About the pattern that the walk was at last.
