@@ -61,8 +61,16 @@ TEST(ImageHistory, TakesNothingForKeptThatIsNot) {
   const CkxTempFolder work;
   work.Write("notes.txt", "somebody's");
   EXPECT_FALSE(CkxImageHistory().Open(work.Text(""), error));
-  EXPECT_NE(error.find("\"notes.txt\" is no part of kept images"), std::string::npos) << error;
+  EXPECT_NE(error.find("notes.txt: is no part of kept images"), std::string::npos) << error;
   EXPECT_FALSE(CkxImageHistory().Open(work.Text("notes.txt"), error)) << "no folder";
+
+  for (const char* const file : {"current/notes.txt", "previous/notes.txt"}) {
+    const CkxTempFolder others;
+    std::filesystem::create_directory((others.Path() / file).parent_path());
+    others.Write(file, "somebody's");
+    EXPECT_FALSE(CkxImageHistory().Open(others.Text(""), error)) << file;
+    EXPECT_NE(error.find("notes.txt: is no part of kept images"), std::string::npos) << error;
+  }
 
   const CkxTempFolder damaged;
   CkxImageHistory history;
@@ -74,6 +82,22 @@ TEST(ImageHistory, TakesNothingForKeptThatIsNot) {
   ASSERT_TRUE(again.Open(damaged.Text(""), error)) << error;
   EXPECT_EQ(Told(again), "-A-");
   EXPECT_FALSE(again.Withdrawn());
+}
+
+/// An old signature may not count any more when the image is needed again.
+TEST(ImageHistory, KeepsTheSignatureThatCameLast) {
+  const CkxTempFolder work;
+  std::string error;
+  CkxImageHistory history;
+  ASSERT_TRUE(history.Open(work.Text(""), error)) << error;
+  for (const char signature : {'1', '2'}) {
+    SkxPolicyImage image = ImageOf('A');
+    image.signature.emplace(1, static_cast<unsigned char>(signature));
+    ASSERT_TRUE(history.PutInForce(std::move(image), error)) << error;
+    EXPECT_EQ(history.Current()->image.signature->front(), signature);
+    EXPECT_EQ(work.Read("current/image.p7s"), std::string(1, signature));
+    EXPECT_FALSE(history.Previous());
+  }
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "Agent/engine/kx_publish/image/image_manifest.h"
+#include "Agent/engine/kx_publish/image/policy_image_files.h"
 #include "Common_CPP/file/file.h"
 #include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/text.h"
@@ -40,14 +41,28 @@ std::optional<std::string> LoadDigest(const fs::path& file) {
   return std::string(bytes->begin(), bytes->end());
 }
 
-/// The name of what somebody else has there; empty when it is a history or nothing.
-std::string OthersIn(const fs::path& folder, std::error_code& error) {
+bool IsOfHistory(const fs::path& name) {
+  return name == kCurrent || name == kPrevious || name == kWithdrawn || TextOf(name).starts_with(KXW(".kx-image-"));
+}
+
+bool IsOfImage(const fs::path& name) { return KxImageFile_IsKnown(TextOf(name)); }
+
+/// What somebody else has in `folder`; empty when there is nothing of the kind, or no folder.
+fs::path OthersIn(const fs::path& folder, bool (*isOurs)(const fs::path& name), std::error_code& error) {
   for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-    std::string name = KxText_ToUtf8(TextOf(entry->path().filename()));
-    const bool isOurs = name == kCurrent || name == kPrevious || name == kWithdrawn || name.starts_with(".kx-image-");
-    if (!isOurs) return name;
+    if (!isOurs(entry->path().filename())) return entry->path();
   }
-  return "";
+  if (error == std::errc::no_such_file_or_directory) error.clear();
+  return {};
+}
+
+/// The images' own folders too: they are replaced, and removed, with all that is in them.
+fs::path OthersInHistory(const fs::path& folder, std::error_code& error) {
+  fs::path others = OthersIn(folder, IsOfHistory, error);
+  for (const char* const image : {kCurrent, kPrevious}) {
+    if (!error && others.empty()) others = OthersIn(folder / image, IsOfImage, error);
+  }
+  return others;
 }
 
 }  // namespace
@@ -56,9 +71,9 @@ bool CkxImageHistory::Open(CkxTextView folder, std::string& error) {
   const fs::path path(folder.ToString());
   std::error_code fault;
   fs::create_directories(path, fault);
-  const std::string others = fault ? "" : OthersIn(path, fault);
+  const fs::path others = fault ? fs::path() : OthersInHistory(path, fault);
   if (fault) error = LineOf(path, "images cannot be kept there: " + fault.message());
-  if (!others.empty()) error = LineOf(path, "\"" + others + "\" is no part of kept images; another folder is needed");
+  if (!others.empty()) error = LineOf(others, "is no part of kept images; another folder is needed for those");
   if (fault || !others.empty()) return false;
   _folder = path;
   _current = Load(path / kCurrent);
@@ -68,13 +83,15 @@ bool CkxImageHistory::Open(CkxTextView folder, std::string& error) {
   return true;
 }
 
-/// The withdrawal goes first: while it is there, an image with that digest is not put in force at a start.
+/// The withdrawal goes first: while it is there, an image with that digest is not put in force at a start. The same
+/// image may have been signed anew, and counts for as long as that signature does.
 bool CkxImageHistory::PutInForce(SkxPolicyImage image, std::string& error) {
   std::optional<SkxKeptImage> kept = Kept(std::move(image));
   _withdrawn.reset();
   const bool isAllowed = KeepWithdrawn(error);
-  if (_current && _current->digest == kept->digest) return isAllowed;
-  if (_current) _previous = std::move(_current);
+  const bool isSame = _current && _current->digest == kept->digest;
+  if (isSame && _current->image.signature == kept->image.signature) return isAllowed;
+  if (_current && !isSame) _previous = std::move(_current);
   _current = std::move(kept);
   return isAllowed && Keep(kPrevious, _previous, error) && Keep(kCurrent, _current, error);
 }
