@@ -126,7 +126,8 @@ KX_POLICY_API int kx_policy_evaluate(const kx_policies* policies, const char* ta
                                      const kx_policy_options* options, char** answer, char** error);
 
 /* The same about the file of this machine at `path`, as `kxpolicy eval --file` does; of a shortcut about what it
- * starts. Without a user it is the caller's own. KX_POLICY_INPUT: no such file, or one that cannot be looked at. Where
+ * starts. Without a user it is the caller's own; with one it is that account
+ * alone, whose groups are not known. KX_POLICY_INPUT: no such file, or one that cannot be looked at. Where
  * it came from is not known here, since no signature on that holds without secrets. */
 KX_POLICY_API int kx_policy_evaluate_file(const kx_policies* policies, const char* path,
                                           const kx_policy_options* options, char** answer, char** error);

@@ -28,7 +28,7 @@ struct CkxConfigurationInput::Held {
 
 void SkxConfigurationOptions::AddTo(const CkxVerbOptions& verb) {
   verb.Add("--image", image, "Folder of a compiled image; without it the policies in force on this machine").Folder();
-  verb.Add("--user", user, "SID of the user to ask for");
+  verb.Add("--user", user, "SID of the user to ask for").NotEmpty();
 }
 
 CkxConfigurationInput::CkxConfigurationInput(const SkxConfigurationOptions& options) : _held(std::make_unique<Held>()) {

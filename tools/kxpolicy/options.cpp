@@ -89,6 +89,12 @@ CkxOption CkxOption::Needs(const CkxOption& other) const { return CkxOption(_opt
 
 CkxOption CkxOption::Excludes(const CkxOption& other) const { return CkxOption(_option->excludes(other._option)); }
 
+CkxOption CkxOption::NotEmpty() const {
+  const CLI::Validator validator([](const std::string& value) { return std::string(value.empty() ? "is empty" : ""); },
+                                 "");
+  return CkxOption(_option->check(validator));
+}
+
 CkxOption CkxOption::OneValueEach() const { return CkxOption(_option->allow_extra_args(false)); }
 
 CkxOption CkxOption::File() const { return CkxOption(_option->type_name(kKxFileValue)); }

@@ -28,6 +28,7 @@ class CkxOption {
   CkxOption OneOf(std::initializer_list<const char*> values) const;
   CkxOption Needs(const CkxOption& other) const;
   CkxOption Excludes(const CkxOption& other) const;
+  CkxOption NotEmpty() const;      ///< a script whose variable is not set must not ask for less
   CkxOption OneValueEach() const;  ///< of several values, each has the option's name before it
 
   /// What its value names, for help and for shells that complete it; a text where nothing is said. "-" may stand for

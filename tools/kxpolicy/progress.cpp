@@ -4,6 +4,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <ostream>
 #include <streambuf>
@@ -118,7 +119,10 @@ class CkxProgress::Line {
   void Run() {
     std::unique_lock lock(_screen.mutex);
     for (auto wait = _after; !_over.wait_for(lock, wait, [this] { return _isOver; }); wait = kBetweenLines) {
-      if (!_screen.isInLine) _screen.Show(Text());
+      try {
+        if (!_screen.isInLine) _screen.Show(Text());
+      } catch (const std::bad_alloc&) {  // a line less
+      }
     }
   }
 

@@ -61,7 +61,7 @@ void CkxServedAgent::Start() {
 
 void CkxServedAgent::LookAtImage() {
   const std::lock_guard lock(_changing);
-  if (_watch.IsWorthALoad()) ShowFolder();
+  if (_watch.IsWorthALoad()) ShowFolder(EkxWithdrawn::StaysOut);
 }
 
 void CkxServedAgent::Reload() {
@@ -71,7 +71,7 @@ void CkxServedAgent::Reload() {
     const std::lock_guard telling(_telling);
     _fault.clear();  // whoever asks again is told again
   }
-  ShowFolder();
+  ShowFolder(EkxWithdrawn::MayComeBack);
 }
 
 void CkxServedAgent::Stop() {
@@ -118,7 +118,8 @@ std::string CkxServedAgent::Rollback() {
     std::string error;
     if (!_history.RollBack(error)) TellFault(error.c_str());
     TellInForce(before);
-    _log.State("rolled back; image " + _history.Withdrawn().value_or("") + " is out of force until its folder changes");
+    _log.State("rolled back; image " + _history.Withdrawn().value_or("") +
+               " is out of force until its folder holds another one, or a reload");
     return "";
   } catch (const CkxToolFault& fault) {
     return fault.what();
@@ -150,10 +151,14 @@ SkxPublishableImage CkxServedAgent::LoadForStart(bool& isKept) {
   isKept = _history.Current().has_value();
   try {
     SkxPublishableImage publishable = Load();
-    const bool isWithdrawn = _history.Withdrawn() == KxImageManifest_Digest(publishable.image);
-    if (!isKept || !isWithdrawn) {
+    if (!IsWithdrawn(publishable)) {
       isKept = false;
       return publishable;
+    }
+    if (!isKept) {
+      throw CkxToolFault(EkxExit::UnusableInput, _options.image +
+                                                     ": was taken out of force by a rollback, and the image " +
+                                                     "that took its place is not in " + _options.keep + " any more");
     }
   } catch (const CkxToolFault& fault) {
     if (!isKept) throw;
@@ -163,9 +168,15 @@ SkxPublishableImage CkxServedAgent::LoadForStart(bool& isKept) {
   return FromHistory(*_history.Current());
 }
 
-void CkxServedAgent::ShowFolder() {
+/// However often an image is copied into its place: what a rollback took out of force comes back when somebody says so.
+bool CkxServedAgent::IsWithdrawn(const SkxPublishableImage& publishable) const {
+  return _history.Withdrawn() == KxImageManifest_Digest(publishable.image);
+}
+
+void CkxServedAgent::ShowFolder(EkxWithdrawn withdrawn) {
   try {
-    Show(Load());
+    const SkxPublishableImage publishable = Load();
+    if (withdrawn == EkxWithdrawn::MayComeBack || !IsWithdrawn(publishable)) Show(publishable);
     const std::lock_guard lock(_telling);
     _fault.clear();
   } catch (const std::exception& fault) {

@@ -23,6 +23,9 @@ struct SkxServeOptions {
   bool verbose = false;
 };
 
+/// Whether the folder's image may be put in force again after a rollback took it out.
+enum class EkxWithdrawn : unsigned char { StaysOut, MayComeBack };
+
 class CkxServedAgent {
  public:
   CkxServedAgent(const SkxServeOptions& options, SkxStreams& streams);
@@ -51,7 +54,8 @@ class CkxServedAgent {
   SkxPublishableImage LoadForStart(bool& isKept);
   SkxPublishableImage FromHistory(const SkxKeptImage& kept) const;
   std::optional<SkxStatusImage> Before() const;
-  void ShowFolder();
+  bool IsWithdrawn(const SkxPublishableImage& publishable) const;
+  void ShowFolder(EkxWithdrawn withdrawn);
   void Show(const SkxPublishableImage& publishable);
   void Publish(const SkxPublishableImage& publishable);
   void TellInForce(const SkxPublishableImage& publishable);

@@ -7,9 +7,12 @@ void SkxSignatureOptions::AddTo(const CkxVerbOptions& verb) {
   const CkxOption required =
       verb.Add("--require-signature", roots,
                "Certificates (PEM file, or a folder of them): the image must be signed by who is certified by one")
+          .NotEmpty()
           .OneValueEach()
           .Path();
-  verb.Add("--signer", signer, "The name of who must have signed it, as the certificate has it").Needs(required);
+  verb.Add("--signer", signer, "The name of who must have signed it, as the certificate has it")
+      .NotEmpty()
+      .Needs(required);
 }
 
 CkxSignatureDemand::CkxSignatureDemand(const SkxSignatureOptions& options)

@@ -280,7 +280,7 @@ KxVerbAction KxVerb_Eval(const CkxVerbOptions& verb) {
   what.Add("--pid", options->pid, "A process on this machine, by its number");
   what.Add("--target", options->target, "One target document, - for standard input").File();
   what.Add("--targets", options->targets, "A stream of target documents, one a line, - for standard input").File();
-  verb.Add("--user", options->user, "SID of the user to ask for, in place of the target's own");
+  verb.Add("--user", options->user, "SID of the user to ask for, in place of the target's own").NotEmpty();
   options->trust.AddTo(verb);
   options->secrets.AddTo(verb);
   const CkxOption explain = verb.AddFlag("--explain{all}", options->explain,

@@ -80,7 +80,8 @@ void PrintStatus(const SkxServiceStatus& status, std::ostream& out) {
   text.Line("image", status.inForce.digest);
   text.Line("signature", SignatureText(status));
   text.Line("before", BeforeText(status.before));
-  if (status.withdrawn) text.Line("rolled back", "image " + *status.withdrawn + ", until the folder changes");
+  if (status.withdrawn)
+    text.Line("rolled back", "image " + *status.withdrawn + ", until the folder holds another one, or a reload");
   for (const SkxRequestCounts& counts : status.requests) {
     text.Line(&counts == status.requests.data() ? "requests" : "",
               counts.request + ": " + std::to_string(counts.answered) + " answered, " + std::to_string(counts.refused) +
