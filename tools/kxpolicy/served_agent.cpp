@@ -53,7 +53,7 @@ void CkxServedAgent::Start() {
     Publish(publishable);
     TellInForce(publishable);
   } else {
-    Show(std::move(publishable));
+    Show(publishable);
   }
   if (!_control.Start(channel)) ThrowClosed(channel);
   _log.State("serving " + _options.image);
