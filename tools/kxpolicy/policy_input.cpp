@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <ostream>
 
+#include "Agent/engine/kx_publish/document/json_place.h"
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/input.h"
@@ -25,9 +26,10 @@ CkxPolicySet OpenImage(const std::string& path) {
 }
 
 CkxPolicySet OpenDocuments(const std::vector<std::string>& paths, std::istream& standardInput) {
+  const std::vector<SkxDocumentText> texts = KxPolicyInput_Texts(paths, standardInput);
   SkxDocumentError error;
-  std::optional<CkxPolicySet> set = CkxPolicySet::FromDocuments(KxPolicyInput_Texts(paths, standardInput), error);
-  if (!set) throw CkxToolFault(EkxExit::UnusableInput, error.Text());
+  std::optional<CkxPolicySet> set = CkxPolicySet::FromDocuments(texts, error);
+  if (!set) throw CkxToolFault(EkxExit::UnusableInput, KxPolicyInput_FaultLine(texts, error));
   return *std::move(set);
 }
 
@@ -50,6 +52,17 @@ std::vector<SkxDocumentText> KxPolicyInput_Texts(const std::vector<std::string>&
     texts.push_back({input.Name(), input.ReadAll()});
   }
   return texts;
+}
+
+std::string KxPolicyInput_FaultLine(const std::vector<SkxDocumentText>& texts, const SkxDocumentError& fault) {
+  const auto text = std::find_if(texts.begin(), texts.end(),
+                                 [&](const SkxDocumentText& each) { return each.name == fault.document; });
+  if (fault.pointer.empty() || text == texts.end()) return fault.Text();
+  const std::optional<SkxTextPlace> place = CkxJsonPlaces(text->text).Of(fault.pointer);
+  if (!place) return fault.Text();
+  SkxDocumentError placed = fault;
+  placed.document += ":" + std::to_string(place->line) + ":" + std::to_string(place->column);
+  return placed.Text();
 }
 
 CkxPolicySet KxPolicyInput_Open(const std::vector<std::string>& inputs, std::istream& standardInput) {

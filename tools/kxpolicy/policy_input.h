@@ -21,6 +21,10 @@ bool KxPolicyInput_IsImage(const std::vector<std::string>& inputs);
 std::vector<SkxDocumentText> KxPolicyInput_Texts(const std::vector<std::string>& documents,
                                                  std::istream& standardInput);
 
+/// "FILE:LINE:COLUMN: POINTER: ..." of a fault in one of `texts`, as editors look for it; without the place where that
+/// is said already, or the document as a whole is meant.
+std::string KxPolicyInput_FaultLine(const std::vector<SkxDocumentText>& texts, const SkxDocumentError& fault);
+
 /// Either. What cannot be read, and a document that is at fault, is unusable input.
 CkxPolicySet KxPolicyInput_Open(const std::vector<std::string>& inputs, std::istream& standardInput);
 

@@ -38,7 +38,8 @@ EkxExit Compile(const CompileOptions& options, SkxStreams& streams) {
   SkxPublication publication;
   SkxDocumentError fault;
   if (!KxPolicyDocument_Read(documents, publication, fault)) {
-    streams.err << KxText_Printable(fault.Text()) << '\n';  // the file's name first, where editors look for it
+    streams.err << KxText_Printable(KxPolicyInput_FaultLine(documents, fault))
+                << '\n';  // the file's name first, where editors look for it
     return EkxExit::UnusableInput;
   }
 

@@ -73,7 +73,9 @@ ReportedPolicies Open(const ReportOptions& options, SkxStreams& streams) {
   const std::vector<SkxDocumentText> texts = KxPolicyInput_Texts(options.policies, streams.in);
   SkxPublication publication;
   SkxDocumentError fault;
-  if (!KxPolicyDocument_Read(texts, publication, fault)) throw CkxToolFault(EkxExit::UnusableInput, fault.Text());
+  if (!KxPolicyDocument_Read(texts, publication, fault)) {
+    throw CkxToolFault(EkxExit::UnusableInput, KxPolicyInput_FaultLine(texts, fault));
+  }
   for (const SkxDocumentText& text : texts) reported.title += (reported.title.empty() ? "" : ", ") + text.name;
   reported.image = KxEncode_Image(publication);
   reported.names = CkxAuthorNames(publication);

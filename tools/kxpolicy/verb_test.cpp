@@ -44,7 +44,9 @@ struct TestInputs {
 TestedPolicies Compiled(const std::vector<SkxDocumentText>& documents) {
   SkxPublication publication;
   SkxDocumentError error;
-  if (!KxPolicyDocument_Read(documents, publication, error)) throw CkxToolFault(EkxExit::UnusableInput, error.Text());
+  if (!KxPolicyDocument_Read(documents, publication, error)) {
+    throw CkxToolFault(EkxExit::UnusableInput, KxPolicyInput_FaultLine(documents, error));
+  }
   TestedPolicies policies = {KxEncode_Image(publication), {}, {}};
   for (const SkxAlertModel& alert : publication.alerts) policies.alertNames[KxText_ToUtf8(alert.name)] = alert.id;
   for (const SkxAppGroupModel& group : publication.groups) policies.groupNames[group.id] = KxText_ToUtf8(group.name);
@@ -60,7 +62,8 @@ bool AddCases(const SkxDocumentText& text, std::vector<SkxTestedCase>& cases) {
     for (SkxCase& test : KxCaseDocument_Read(json)) cases.push_back({text.name, std::move(test), {}});
     return true;
   } catch (const CkxDocumentFault& fault) {
-    throw CkxToolFault(EkxExit::UnusableInput, text.name + ": " + fault.Line());
+    throw CkxToolFault(EkxExit::UnusableInput,
+                       KxPolicyInput_FaultLine({text}, {text.name, fault.Pointer(), fault.what()}));
   }
 }
 
