@@ -24,20 +24,22 @@ def policy_target(number, chance):
     if kind < 0.65:
         return {**maker, "versionFields": {"ProductName": f"Product {number}"}}
     if kind < 0.75:
-        return {"fileName": {"pattern": f"setup-{number}*.exe", "compareAs": "wildcard"}}
+        return {"fileName": {"pattern": f"setup-{number}-*.exe", "compareAs": "wildcard"}}
     if kind < 0.85:
         return {"location": f"C:\\Program Files\\Company\\Product {number}\\bin"}
     if kind < 0.95:
         return {"hash": {"algorithm": "SHA256", "hex": f"{number:064X}"}}
     if kind < 0.99:
         return maker
-    return {"arguments": {"pattern": f"--profile={number}", "compareAs": "contains"}}
+    return {"arguments": {"pattern": f"--profile={number:05}", "compareAs": "contains"}}
 
 
 def policies(count):
     chance = random.Random(count)
+    targets = [policy_target(number, chance) for number in range(1, count + 1)]
+    targets.sort(key=lambda target: [*target] == ["publishers"])  # the broad ones last, or they take what is for the others
     return {"policies": [{"id": number, "name": f"Policy {number}", "action": "block" if number % 3 else "elevate",
-                          "targets": [{"type": "executable", **policy_target(number, chance)}]} for number in range(1, count + 1)]}
+                          "targets": [{"type": "executable", **target}]} for number, target in enumerate(targets, 1)]}
 
 
 def start(number, chance):
@@ -47,7 +49,7 @@ def start(number, chance):
     return {"id": number, "kind": "process", "path": path, "hashes": {"SHA256": f"{program:064X}"},
             "signers": [{"name": f"{MAKERS[program % 40]} Ltd {program % 700}", "status": "valid"}],
             "versionInfo": {"ProductName": f"Product {program}"},
-            "commandLine": f"\"{path}\" --type=renderer --profile={number}"}
+            "commandLine": f"\"{path}\" --type=renderer --profile={program:05}"}
 
 
 def write(folder, policy_count, start_count, partition_count):
