@@ -1,9 +1,8 @@
 // check: an image or policy documents, verified field by field, and looked through for what cannot have been meant.
 #include <ostream>
 
+#include "Agent/engine/kx_publish/check/document_check.h"
 #include "Agent/engine/kx_publish/document/json_reader.h"
-#include "Agent/engine/kx_publish/document/policy_document_faults.h"
-#include "Agent/engine/kx_publish/image/encode_image.h"
 #include "Agent/engine/kx_publish/image/image_manifest.h"
 #include "Common_CPP/util/counted.h"
 #include "Common_CPP/util/printable.h"
@@ -24,9 +23,6 @@ struct CheckOptions {
   bool AsJson() const { return format == "json"; }
 };
 
-/// For a document that says something else than a publication.
-SkxFinding DocumentError(const std::string& message) { return KxFinding_Of(EkxSeverity::Error, "document", message); }
-
 /// A signature that does not hold for the files is a warning as long as nobody asks for one. Where it holds, a person
 /// is told whose it is.
 void CheckSignature(const SkxPolicyImage& image, const CheckOptions& options, std::ostream& out,
@@ -37,7 +33,7 @@ void CheckSignature(const SkxPolicyImage& image, const CheckOptions& options, st
   const std::string fault = isBroken ? KxImageSignature_Fault(signer, CkxTextView()) : demand.FaultOf(signer);
   if (!fault.empty()) {
     const EkxSeverity severity = demand.IsMade() ? EkxSeverity::Error : EkxSeverity::Warning;
-    report.Add(KxFinding_Of(severity, "signature", fault), {options.inputs.front() + "/image.p7s", {}, ""});
+    report.Add(KxCheck_Finding(severity, "signature", fault, {options.inputs.front() + "/image.p7s", {}, ""}));
   } else if (image.signature && !options.AsJson()) {
     out << "image " << KxImageManifest_Digest(image) << ", signed by "
         << KxText_PrintableQuoted(KxText_ToUtf8(signer.name))
@@ -50,51 +46,28 @@ void CheckImage(const CheckOptions& options, SkxStreams& streams, CkxFindingRepo
   const CkxPolicySet set = KxPolicyInput_Open({folder}, streams.in);
   CheckSignature(set.Image(), options, streams.out, report);
   for (const SkxFinding& finding : KxLint_Image(set.Image())) {
-    report.Add(finding, KxCheckPlace_InImage(folder, finding));
+    report.Add(KxCheck_Finding(finding, KxCheckPlace_InImage(folder, finding)));
   }
   for (const SkxRowFinding& row : KxLint_Rows(set.Applicable())) {
-    report.AddRow(row, {set.PlaceOf("applicable.json"), {}, KxJson_Pointer("", row.sid)});
+    report.Add(KxCheck_Finding(row, {set.PlaceOf("applicable.json"), {}, KxJson_Pointer("", row.sid)}));
   }
   std::string fault;
   set.Names(&fault);
   if (!fault.empty()) {
-    report.Add(KxFinding_Of(EkxSeverity::Warning, "names", "what the author called things is not known: " + fault),
-               {set.PlaceOf("names.json"), {}, ""});
+    report.Add(KxCheck_Finding(EkxSeverity::Warning, "names", "what the author called things is not known: " + fault,
+                               {set.PlaceOf("names.json"), {}, ""}));
   }
 }
 
 /// What is no JSON at all is unusable input; `report` has it too where programs read that alone.
-CkxCheckedDocuments Parsed(const std::vector<SkxDocumentText>& texts, bool asJson, CkxFindingReport& report) {
-  CkxCheckedDocuments documents;
-  std::optional<CkxToolFault> unusable;
-  for (const SkxDocumentText& text : texts) {
-    nlohmann::json json;
-    try {
-      json = KxJson_Parse(text.text, true);
-    } catch (const CkxDocumentFault& fault) {
-      const bool isJson = !fault.Pointer().empty();  // but what no reader takes, as reading will tell
-      if (!isJson && !unusable) unusable.emplace(EkxExit::UnusableInput, text.name + ": " + fault.what());
-      if (!isJson && asJson) report.Add(DocumentError(fault.what()), {text.name, std::nullopt, ""});
-    }
-    documents.Add(text, std::move(json));
-  }
-  if (unusable) throw CkxToolFault(*unusable);
-  return documents;
-}
-
 void CheckDocuments(const CheckOptions& options, std::istream& standardInput, CkxFindingReport& report) {
-  const std::vector<SkxDocumentText> texts = KxPolicyInput_Texts(options.inputs, standardInput);
-  const CkxCheckedDocuments documents = Parsed(texts, options.AsJson(), report);
-  SkxPublication publication;
-  std::vector<SkxDocumentError> faults;
-  if (KxPolicyDocument_ReadAll(texts, publication, faults)) {
-    return report.AddLint(publication, KxEncode_Image(publication), documents);
+  const SkxDocumentCheck check = KxCheck_Documents(KxPolicyInput_Texts(options.inputs, standardInput));
+  if (check.isJson || options.AsJson()) {
+    for (const SkxCheckFinding& finding : check.findings) report.Add(finding);
   }
-  for (const SkxDocumentError& fault : faults) {
-    SkxFinding finding = DocumentError(fault.message);
-    documents.NamePolicy(fault.document, fault.pointer, finding);
-    report.Add(finding, documents.PlaceOf(fault));
-  }
+  if (check.isJson) return;
+  const SkxCheckFinding& first = check.findings.front();
+  throw CkxToolFault(EkxExit::UnusableInput, first.file + ": " + first.message);
 }
 
 EkxExit Check(const CheckOptions& options, SkxStreams& streams) {

@@ -1,7 +1,7 @@
 // compile: policy documents into an image.
 #include <ostream>
 
-#include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/check/document_check.h"
 #include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/image/encode_image.h"
 #include "Common_CPP/util/counted.h"
@@ -26,9 +26,9 @@ struct CompileOptions {
 bool Lint(const std::vector<SkxDocumentText>& texts, const SkxPublication& publication, const SkxPolicyImage& image,
           std::ostream& err) {
   CkxCheckedDocuments documents;
-  for (const SkxDocumentText& text : texts) documents.Add(text, KxJson_Parse(text.text, true));
+  for (const SkxDocumentText& text : texts) documents.Add(text, CkxJsonDocument(text.text, true));
   CkxFindingReport report(err, false);
-  report.AddLint(publication, image, documents);
+  for (const SkxCheckFinding& finding : KxCheck_Publication(publication, image, documents)) report.Add(finding);
   return report.Errors() + report.Warnings() == 0;
 }
 

@@ -1,6 +1,9 @@
 #include "Agent/engine/kx_publish/lint/lint_inclusion.h"
 
+#include <kx_util/evaluation_fault.h>
+
 #include <algorithm>
+#include <new>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -169,7 +172,9 @@ bool KxInclusion_OfTexts(const SkxTextPattern& wider, const SkxTextPattern& narr
   if (IsLiteral(narrower) && !tellsMoreCase) {
     const bool compiles = wider.compareAs == EkxStrCompareAs::StrRegExp;
     if (!work.Spend(wider.pattern.Size() * (compiles ? kCompilingAUnit : 1) + narrower.pattern.Size())) return false;
-    return KxUtil_MatchStr(wider.pattern, narrower.pattern, wider.caseSensitive, wider.compareAs);
+    const bool takes = KxUtil_MatchStr(wider.pattern, narrower.pattern, wider.caseSensitive, wider.compareAs);
+    if (KxUtil_LastFault() == EkxEvaluationFault::OutOfMemory) throw std::bad_alloc();
+    return takes;
   }
   const auto fold = wider.caseSensitive ? AsItIs : KxText_Fold;
   const std::optional<Tokens> wide = TextTokens(wider, fold);

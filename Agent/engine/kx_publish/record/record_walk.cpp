@@ -210,15 +210,16 @@ class Walk {
   SkxRecordFault& _fault;
 };
 
-/// Throws `std::bad_alloc` when memory ran out below: that is no fault of the record, though readers say so alike.
+/// Throws `std::bad_alloc` when memory ran out below, also for what a visitor reads by itself: that is no fault of the
+/// record, though readers say so alike.
 template <class Steps>
 std::optional<size_t> Walked(Bytes bytes, IkxRecordVisitor* visitor, SkxRecordFault& fault, Steps steps) {
   const CkxEntryScope entry;  // in which readers note it
   if (!entry.IsOpen()) throw std::bad_alloc();
   Walk walk(bytes, visitor, fault);
-  if (steps(walk)) return walk.Offset();
+  const bool isWalked = steps(walk);
   if (KxFault_Current() == EkxEvaluationFault::OutOfMemory) throw std::bad_alloc();
-  return std::nullopt;
+  return isWalked ? std::optional(walk.Offset()) : std::nullopt;
 }
 
 }  // namespace

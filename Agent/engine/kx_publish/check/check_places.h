@@ -1,10 +1,10 @@
 // Where the findings of a check are: a byte of a section's file, or a place in a policy document.
 #pragma once
 
-#include <nlohmann/json.hpp>
-#include <vector>
+#include <kx_publish/policy_check.h>
 
 #include "Agent/engine/kx_publish/document/json_place.h"
+#include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/lint/lint.h"
 
@@ -21,8 +21,8 @@ SkxCheckPlace KxCheckPlace_InImage(const std::string& image, const SkxFinding& f
 /// The documents that were compiled to what findings are about, in that order.
 class CkxCheckedDocuments {
  public:
-  /// `document` outlives this; `json` is null where no reader takes it.
-  void Add(const SkxDocumentText& document, nlohmann::json json) {
+  /// `document` outlives this; `json` is empty where no reader takes it.
+  void Add(const SkxDocumentText& document, CkxJsonDocument json) {
     _documents.push_back({document.name, std::move(json), CkxJsonPlaces(document.text)});
   }
 
@@ -34,13 +34,13 @@ class CkxCheckedDocuments {
   /// Where `sid` is first named, as a row or among users.
   SkxCheckPlace PlaceOfUser(const std::string& sid) const;
 
-  /// The policy that `pointer` leads into.
-  void NamePolicy(const std::string& document, const std::string& pointer, SkxFinding& finding) const;
+  /// The policy that `fault` is in.
+  void NamePolicy(const SkxDocumentError& fault, SkxCheckFinding& finding) const;
 
  private:
   struct Document {
     std::string name;
-    nlohmann::json json;
+    CkxJsonDocument json;
     CkxJsonPlaces places;
   };
 

@@ -1,8 +1,8 @@
-#include "tools/kxpolicy/check_places.h"
+#include "Agent/engine/kx_publish/check/check_places.h"
 
 #include <charconv>
+#include <nlohmann/json.hpp>
 
-#include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Common_CPP/security/sid.h"
 
 namespace {
@@ -15,7 +15,7 @@ struct SectionNames {
   const char* key;
 };
 
-SectionNames NamesOf(EkxPolicySection section) {
+SectionNames SectionNamesOf(EkxPolicySection section) {
   switch (section) {
     case EkxPolicySection::Policies:
       return {"policies.sec", "policies"};
@@ -27,7 +27,7 @@ SectionNames NamesOf(EkxPolicySection section) {
   return {"alerts.sec", "alerts"};
 }
 
-std::optional<size_t> AsIndex(std::string_view text) {
+std::optional<size_t> ElementIndex(std::string_view text) {
   size_t index = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), index);
   if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
@@ -36,8 +36,8 @@ std::optional<size_t> AsIndex(std::string_view text) {
 
 /// Steps from `value` to its part and extends `pointer` by the step; false when it has no such part. A list may be
 /// written as an object whose keys name its elements.
-bool Step(const json*& value, std::string_view part, std::string& pointer) {
-  const std::optional<size_t> index = AsIndex(part);
+bool StepInto(const json*& value, std::string_view part, std::string& pointer) {
+  const std::optional<size_t> index = ElementIndex(part);
   if (value->is_array() && index && *index < value->size()) {
     value = &(*value)[*index];
     pointer = KxJson_Pointer(pointer, *index);
@@ -56,7 +56,7 @@ bool Step(const json*& value, std::string_view part, std::string& pointer) {
 
 /// `visit(part)` for each part of a path or a pointer between slashes, for as long as it returns true.
 template <class Visit>
-void ForParts(std::string_view path, Visit visit) {
+void ForPlaceParts(std::string_view path, Visit visit) {
   while (!path.empty()) {
     const size_t end = std::min(path.find('/'), path.size());
     if (end != 0 && !visit(path.substr(0, end))) return;
@@ -64,10 +64,40 @@ void ForParts(std::string_view path, Visit visit) {
   }
 }
 
+bool IsSidText(std::string_view text, const std::string& sid) {
+  const std::optional<CkxSid> named = CkxSid::FromUtf8(std::string(text));
+  return named && named->ToUtf8() == sid;
+}
+
+/// The first text below `value`, which `pointer` leads to, that is the SID among users.
+std::optional<std::string> UserPointerBelow(const json& value, const std::string& pointer, const std::string& sid) {
+  if (value.is_string()) {
+    const bool isOfUsers = pointer.starts_with("/userGroups/") || pointer.find("/users/") != std::string::npos ||
+                           pointer.find("/notUsers/") != std::string::npos;
+    return isOfUsers && IsSidText(value.get_ref<const std::string&>(), sid) ? std::optional(pointer) : std::nullopt;
+  }
+  size_t index = 0;
+  for (auto part = value.begin(); value.is_structured() && part != value.end(); ++part) {
+    const std::string place =
+        value.is_object() ? KxJson_Pointer(pointer, part.key()) : KxJson_Pointer(pointer, index++);
+    if (std::optional<std::string> found = UserPointerBelow(*part, place, sid)) return found;
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> UserPointer(const json& document, const std::string& sid) {
+  if (const auto rows = document.find("applicable"); rows != document.end() && rows->is_object()) {
+    for (auto row = rows->begin(); row != rows->end(); ++row) {
+      if (IsSidText(row.key(), sid)) return KxJson_Pointer("/applicable", row.key());
+    }
+  }
+  return UserPointerBelow(document, "", sid);
+}
+
 }  // namespace
 
 SkxCheckPlace KxCheckPlace_InImage(const std::string& image, const SkxFinding& finding) {
-  return {image + "/" + NamesOf(finding.section).file, finding.offset, std::nullopt};
+  return {image + "/" + SectionNamesOf(finding.section).file, finding.offset, std::nullopt};
 }
 
 SkxCheckPlace CkxCheckedDocuments::PlaceOf(const SkxDocumentError& fault) const {
@@ -78,54 +108,40 @@ SkxCheckPlace CkxCheckedDocuments::PlaceOf(const SkxDocumentError& fault) const 
 }
 
 SkxCheckPlace CkxCheckedDocuments::PlaceOf(const SkxFinding& finding) const {
-  const std::string key = NamesOf(finding.section).key;
+  const std::string key = SectionNamesOf(finding.section).key;
   size_t index = finding.record;
   for (const Document& document : _documents) {
-    const auto list = document.json.find(key);
-    const size_t count = list != document.json.end() ? list->size() : 0;
+    const json& root = document.json.Root();
+    const auto list = root.find(key);
+    const size_t count = list != root.end() ? list->size() : 0;
     if (index >= count) {
       index -= count;
       continue;
     }
     std::string pointer = KxJson_Pointer(KxJson_Pointer("", key), index);
     const json* value = &(*list)[index];
-    ForParts(finding.path, [&](std::string_view part) { return Step(value, part, pointer); });
+    ForPlaceParts(finding.path, [&](std::string_view part) { return StepInto(value, part, pointer); });
     return PlaceIn(document, pointer);
   }
   return {_documents.empty() ? "" : _documents.front().name, std::nullopt, ""};
 }
 
 SkxCheckPlace CkxCheckedDocuments::PlaceOfUser(const std::string& sid) const {
-  const auto isIt = [&](const json& text) {
-    const std::optional<CkxSid> named =
-        text.is_string() ? CkxSid::FromUtf8(text.get_ref<const std::string&>()) : std::nullopt;
-    return named && named->ToUtf8() == sid;
-  };
-  const auto isOfUsers = [](const std::string& pointer) {
-    return pointer.starts_with("/userGroups/") || pointer.find("/users/") != std::string::npos ||
-           pointer.find("/notUsers/") != std::string::npos;
-  };
   for (const Document& document : _documents) {
-    if (const auto rows = document.json.find("applicable"); rows != document.json.end() && rows->is_object()) {
-      for (const auto& [key, unused] : rows->items()) {
-        if (isIt(key)) return PlaceIn(document, KxJson_Pointer("/applicable", key));
-      }
-    }
-    const json flat = document.json.flatten();
-    for (const auto& [pointer, value] : flat.items()) {
-      if (isOfUsers(pointer) && isIt(value)) return PlaceIn(document, pointer);
-    }
+    const std::optional<std::string> pointer = UserPointer(document.json.Root(), sid);
+    if (pointer) return PlaceIn(document, *pointer);
   }
   return {_documents.empty() ? "" : _documents.front().name, std::nullopt, ""};
 }
 
-void CkxCheckedDocuments::NamePolicy(const std::string& document, const std::string& pointer,
-                                     SkxFinding& finding) const {
+void CkxCheckedDocuments::NamePolicy(const SkxDocumentError& fault, SkxCheckFinding& finding) const {
   for (const Document& candidate : _documents) {
-    if (candidate.name != document) continue;
-    const json* value = &candidate.json;
+    if (candidate.name != fault.document) continue;
+    const json* value = &candidate.json.Root();
     std::string place;
-    ForParts(pointer, [&](std::string_view part) { return Step(value, part, place) && AsIndex(part) == std::nullopt; });
+    ForPlaceParts(fault.pointer, [&](std::string_view part) {
+      return StepInto(value, part, place) && ElementIndex(part) == std::nullopt;
+    });
     if (!place.starts_with("/policies/") || !value->is_object()) return;
     const auto id = value->find("id");
     const auto name = value->find("name");
