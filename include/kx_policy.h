@@ -12,9 +12,9 @@
  *   kx_policy_free(error);
  *   kx_policy_close(policies);
  *
- * Status. What is not negative is an answer: KX_POLICY_OK, and of an evaluation also KX_POLICY_NONE, that no policy
- * applies. What is negative is none. A host that lets things run where no policy applies must not do so on a negative
- * status: nobody has been asked then.
+ * Status. What is not negative is an answer: KX_POLICY_OK, of an evaluation also KX_POLICY_NONE, that no policy
+ * applies, and of a check KX_POLICY_FAULTY. What is negative is none. A host that lets things run where no policy
+ * applies must not do so on a negative status: nobody has been asked then.
  *
  * Texts are UTF-8. Those with a size are bytes, whatever follows them is not read, and they need no NUL at their end;
  * others end at their NUL. None may be NULL unless it is said, nor a size be 0 with it.
@@ -57,6 +57,7 @@ extern "C" {
 enum {
   KX_POLICY_OK = 0,          /* done; of an evaluation: a policy applies, and the answer says which */
   KX_POLICY_NONE = 1,        /* no policy applies: all those of the user were asked */
+  KX_POLICY_FAULTY = 2,      /* of a check: something is wrong, and the findings say what */
   KX_POLICY_ARGUMENT = -1,   /* an argument that cannot be used: NULL, a SID that is none, an unknown number */
   KX_POLICY_INPUT = -2,      /* a document, a folder or a file that cannot be read, or is malformed */
   KX_POLICY_UNANSWERED = -3, /* the question could not be asked: nobody knows whether a policy applies */
@@ -149,6 +150,16 @@ KX_POLICY_API int kx_policy_summarize(const kx_policies* policies, const char* t
  * things. */
 KX_POLICY_API int kx_policy_compile(const kx_policy_document* documents, size_t count, const char* folder,
                                     char** error);
+
+/* What is wrong in `count` documents, which belong together, then what cannot have been meant in them: before they are
+ * opened or compiled, as an editor shows it, or for somebody else's documents. Nothing of this machine is asked.
+ *
+ * `findings` is a line of JSON for each, with its end, those that `kxpolicy check --format json` writes for the
+ * documents: its severity and rule, its document, with line and column, and the policy that it is about. It is NULL
+ * where nothing was found. KX_POLICY_FAULTY: there are errors among them, and the documents do not compile; a document
+ * that is no JSON is such an error too. KX_POLICY_OK: there are warnings at most. KX_POLICY_INPUT: a document is larger
+ * than a document may be. */
+KX_POLICY_API int kx_policy_check(const kx_policy_document* documents, size_t count, char** findings, char** error);
 
 /* Frees a text that was handed out; NULL is nothing to free. */
 KX_POLICY_API void kx_policy_free(char* text);

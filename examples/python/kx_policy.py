@@ -6,9 +6,11 @@
 The variable KX_POLICY_LIBRARY names the library where the system would not find it. While a call is in the library
 other threads run, and they may ask the same policies."""
 import ctypes
+import json
 import os
 
 APPLIES, NONE, INPUT, UNANSWERED = 0, 1, -2, -3  # what becomes of an evaluation; where negative, nobody knows
+FINE, FAULTY = 0, 2  # what becomes of a check
 BRIEF = b"matched,policyId,action"  # fields that are enough to act on
 EXPLAIN_NONE, EXPLAIN_CLOSE, EXPLAIN_ALL = range(3)
 
@@ -88,11 +90,21 @@ def open_image(folder):
     return Policies(_library.kx_policy_open_image, os.fsencode(folder))
 
 
+def _documents(paths):
+    """As the library takes them: the documents and their number."""
+    texts = [(os.fsencode(path), open(path, "rb").read()) for path in paths]
+    return (_Document * len(texts))(*((name, text, len(text)) for name, text in texts)), ctypes.c_size_t(len(texts))
+
+
 def open_documents(paths):
     """Policy documents, which make one publication together."""
-    texts = [(os.fsencode(path), open(path, "rb").read()) for path in paths]
-    documents = (_Document * len(texts))(*((name, text, len(text)) for name, text in texts))
-    return Policies(_library.kx_policy_open_documents, documents, ctypes.c_size_t(len(texts)))
+    return Policies(_library.kx_policy_open_documents, *_documents(paths))
+
+
+def check(paths):
+    """What is wrong in policy documents, or cannot have been meant: FINE or FAULTY, and a dictionary for each finding."""
+    status, found = _call(_library.kx_policy_check, *_documents(paths), answered=(FINE, FAULTY))
+    return status, [json.loads(line) for line in (_taken(found) or b"").splitlines()]
 
 
 def open_live():

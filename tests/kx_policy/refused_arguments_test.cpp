@@ -31,7 +31,7 @@ TEST(CInterface, IsUsedFromC) {
 
 TEST(CInterface, NamesEachStatusInItsOwnWords) {
   std::vector<std::string> texts;
-  for (int status = KX_POLICY_INTERNAL; status <= KX_POLICY_NONE; ++status) {
+  for (int status = KX_POLICY_INTERNAL; status <= KX_POLICY_FAULTY; ++status) {
     texts.push_back(kx_policy_status_text(status));
   }
   texts.push_back(kx_policy_status_text(99));
@@ -118,6 +118,18 @@ TEST(CInterface, RefusesWhatCannotBeUsed) {
        [&](auto, auto, auto error) {
          const kx_policy_document one = document("d", kPolicies);
          return kx_policy_compile(&one, 1, place.c_str(), error);
+       }},
+      {"nowhere for the findings", KX_POLICY_ARGUMENT, "nowhere",
+       [&](auto, auto, auto error) {
+         const kx_policy_document one = document("d", kPolicies);
+         return kx_policy_check(&one, 1, nullptr, error);
+       }},
+      {"nothing to check", KX_POLICY_ARGUMENT, "no documents",
+       [](auto, auto text, auto error) { return kx_policy_check(nullptr, 0, text, error); }},
+      {"more than can be checked", KX_POLICY_INPUT, "d: is too large",
+       [&](auto, auto text, auto error) {
+         const kx_policy_document one = {"d", "{}", SIZE_MAX};
+         return kx_policy_check(&one, 1, text, error);
        }},
       {"nothing to ask", KX_POLICY_ARGUMENT, "policies is NULL",
        [=](auto, auto text, auto error) { return kx_policy_evaluate(nullptr, kTarget, size, nullptr, text, error); }},

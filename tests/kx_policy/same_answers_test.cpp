@@ -144,6 +144,67 @@ TEST_F(CInterfaceAnswers, OfFilesAreThoseOfTheCommandToo) {
   EXPECT_NE(KxTest_Taken(error).find("nothing: cannot be read"), std::string::npos);
 }
 
+/// What is found in documents, by the command and by the interface, which are given the same names and texts.
+TEST(CInterfaceFindings, AreThoseOfTheCommand) {
+  const std::string fine =
+      R"({"policies": [{"id": 1, "name": "P", "action": "run", "targets": [{"type": "executable", "fileName": "a.exe"}]}]})";
+  const struct {
+    const char* what;
+    std::vector<std::string> documents;
+    int status;
+    int code;
+    const char* part;  ///< of the findings
+  } kCases[] = {
+      {"nothing", {fine}, KX_POLICY_OK, 0, ""},
+      {"a warning",
+       {R"({"policies": [{"id": 2, "name": "Q \"z\"", "action": "run", "targets": []}]})", fine},
+       KX_POLICY_OK,
+       0,
+       R"("severity":"warning","rule":"no-targets","policyId":2)"},
+      {"a row that is nobody's, among many",
+       {R"({"policies": [{"id": 2, "name": "Q", "action": "run", "users": ["S-1-5-18", "S-1-0-0"],
+            "targets": [{"type": "executable", "fileName": "b.exe"}]}]})"},
+       KX_POLICY_OK,
+       0,
+       R"("pointer":"/policies/0/users/1","line":1)"},
+      {"faults, and their places",
+       {fine, "{\"policies\": [{\"id\": 1,\n \"acton\": \"run\"},\n {\"id\": -2, \"name\": \"N\"}]}"},
+       KX_POLICY_FAULTY,
+       1,
+       R"("line":3,"column":3)"},
+      {"no JSON", {fine, "{\"policies\": [", "]"}, KX_POLICY_FAULTY, 3, R"("pointer":"","message":"line 1)"},
+      {"a key twice",
+       {"{\"policies\": [], \"policies\": []}"},
+       KX_POLICY_FAULTY,
+       1,
+       R"("message":"the key is there twice")"},
+  };
+  const CkxTempFolder folder;
+  for (const auto& test : kCases) {
+    SCOPED_TRACE(test.what);
+    std::vector<std::string> arguments = {"check", "--format", "json"};
+    std::vector<kx_policy_document> documents;
+    for (const std::string& text : test.documents) {
+      const std::string name = "document" + std::to_string(arguments.size());
+      folder.Write(name, text);
+      arguments.push_back(KxTest_PathText(folder.Path() / name));
+    }
+    for (size_t i = 0; i < test.documents.size(); ++i) {
+      documents.push_back({arguments[3 + i].c_str(), test.documents[i].data(), test.documents[i].size()});
+    }
+    char* findings = nullptr;
+    char* error = nullptr;
+    EXPECT_EQ(kx_policy_check(documents.data(), documents.size(), &findings, &error), test.status);
+    EXPECT_EQ(findings == nullptr, *test.part == 0) << "no text where there is nothing to say";
+    const std::string found = KxTest_Taken(findings);
+    EXPECT_EQ(KxTest_Taken(error), "");
+    const SkxToolRun run = KxTest_RunTool(arguments);
+    EXPECT_EQ(found, run.out);
+    EXPECT_EQ(run.code, test.code);
+    EXPECT_THAT(found, HasSubstr(test.part));
+  }
+}
+
 TEST_F(CInterfaceAnswers, OfTheMachineWhereNothingIsPublishedAreNoAnswers) {
   const CkxRuntimeFolderScope runtime;
   const KxTestPolicies live = KxTest_Opened(kx_policy_open_live);

@@ -85,6 +85,25 @@ TEST(NoMemory, OpensPoliciesOrSaysSo) {
   });
 }
 
+TEST(NoMemory, FindsAllOrSaysSo) {
+  constexpr std::string_view kOdd = R"({
+    "userGroups": {"Nobody": ["S-1-0-0"]}, "applicationGroups": [{"name": "A\u202eB", "targets": []}],
+    "policies": [{"id": 1, "name": "All", "action": "run", "targets": [{"type": "executable", "fileName": {"pattern": ".*exe", "compareAs": "regExp"}}]},
+                 {"id": 2, "name": "Late", "action": "run", "users": ["Nobody"], "targets": [
+                   {"type": "executable", "fileName": {"pattern": "a\\s(b|c)+\\.exe", "compareAs": "regExp"}},
+                   {"type": "executable", "location": "%TEMP%\\a.exe"}]},
+                 {"id": 3, "name": "Never", "action": "block", "targets": [
+                   {"type": "executable", "fileName": "b.exe", "publishers": ["A"]}]}]})";
+  constexpr std::string_view kFaulty =
+      R"({"policies": [{"id": 1, "targets": [[1], {"a": [2]}]}, {"name": "N", "acton": 1}]})";
+  for (const std::string_view text : {kDocument, kOdd, kFaulty, kOdd.substr(1)}) {
+    const kx_policy_document document = {"policies.jsonc", text.data(), text.size()};
+    SweepInterface(std::string(text).c_str(), [&](HandedOut& handed) {
+      handed.status = kx_policy_check(&document, 1, &handed.text, &handed.error);
+    });
+  }
+}
+
 TEST(NoMemory, AnswersRightOrSaysSo) {
   const KxTestPolicies workstation = KxTest_OpenedWorkstation();
   const KxTestPolicies named = KxTest_OpenedDocument(kDocument);

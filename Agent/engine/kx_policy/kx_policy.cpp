@@ -1,6 +1,8 @@
 // The functions of the C interface. Each checks what it is handed, and hands on.
 #include <kx_policy.h>
+#include <kx_publish/policy_check.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_policy/entry.h"
@@ -142,6 +144,12 @@ CkxDecisionSummary Summarized(const kx_policies& policies, std::string_view line
   return summary;
 }
 
+std::string LinesOf(const std::vector<SkxCheckFinding>& findings) {
+  std::string lines;
+  for (const SkxCheckFinding& finding : findings) lines.append(finding.ToJson()).append("\n");
+  return lines;
+}
+
 /// What a function that evaluates is made of.
 template <class Evaluate>
 int Evaluated(const kx_policies* policies, const kx_policy_options* given, char** answer, char** error,
@@ -164,6 +172,8 @@ const char* kx_policy_status_text(int status) {
       return "done";
     case KX_POLICY_NONE:
       return "no policy applies";
+    case KX_POLICY_FAULTY:
+      return "something is wrong in the documents";
     case KX_POLICY_ARGUMENT:
       return "an argument cannot be used";
     case KX_POLICY_INPUT:
@@ -227,6 +237,17 @@ int kx_policy_compile(const kx_policy_document* documents, size_t count, const c
     std::string refusal;
     if (!KxPolicyImage_Write(place, set.Image(), refusal)) throw CkxPolicyEntryFault(KX_POLICY_REFUSED, refusal);
     return KX_POLICY_OK;
+  });
+}
+
+int kx_policy_check(const kx_policy_document* documents, size_t count, char** findings, char** error) {
+  if (findings != nullptr) *findings = nullptr;
+  return KxPolicyEntry(error, [&] {
+    KxPolicyEntry_Require(findings != nullptr, "there is nowhere to put the findings");
+    const std::vector<SkxCheckFinding> found = KxPolicies_Check(TextsOf(documents, count));
+    if (!found.empty()) KxPolicyEntry_HandOut(LinesOf(found), findings);
+    const bool isFaulty = std::any_of(found.begin(), found.end(), [](const auto& finding) { return finding.isError; });
+    return isFaulty ? KX_POLICY_FAULTY : KX_POLICY_OK;
   });
 }
 
