@@ -31,7 +31,7 @@ else()
   endif()
 endif()
 
-install(FILES docs/kxpolicy.md docs/authoring.md docs/policy.schema.json docs/target.schema.json docs/cases.schema.json
+install(FILES docs/kxpolicy.md docs/authoring.md docs/service.md docs/policy.schema.json docs/target.schema.json docs/cases.schema.json
         DESTINATION "${doc}/kxpolicy" COMPONENT command)
 install(DIRECTORY examples/workstation examples/elevation examples/origins examples/signers
         DESTINATION "${doc}/kxpolicy/examples" COMPONENT command)

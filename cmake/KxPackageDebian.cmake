@@ -54,3 +54,9 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
     "libkx-policy1 (= ${PROJECT_VERSION}-1), libc6-dev, libssl-dev, libtinyxml2-dev, zlib1g-dev")
 set(CPACK_DEBIAN_COMMAND_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_COMMAND_PACKAGE_DEPENDS ca-certificates)
+set(CPACK_DEBIAN_COMMAND_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/packaging/debian/command/postinst"
+                                               "${PROJECT_SOURCE_DIR}/packaging/debian/command/prerm"
+                                               "${PROJECT_SOURCE_DIR}/packaging/debian/command/postrm")
+
+# Where the manager of services looks for what packages bring.
+install(FILES packaging/systemd/kxpolicy.service DESTINATION lib/systemd/system COMPONENT command)

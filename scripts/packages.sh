@@ -73,6 +73,26 @@ fetch_npm_package() {
   mv "$folder.part" "$folder"
 }
 
+# minimal_system NAME...: the file with a system of Debian that has these packages and what they need, else nothing; made
+# from the machine's own sources, once.
+minimal_system() {
+  local names system
+  names=$(printf '%s\n' "$@" | sort -u | paste -sd,)
+  system="build/minimal-$(md5sum <<<"$names" | cut -c1-8).tar"
+  if [[ ! -f $system ]]; then
+    apt-get indextargets 'Created-By: Packages' 'Origin: Debian' --format 'deb $(REPO_URI) $(RELEASE) $(COMPONENT)' | sort -u |
+      "${as_root[@]}" mmdebstrap --quiet --variant=minbase --include="$names" bookworm "${system%.tar}.part.tar" - >&2 || return 1
+    mv "${system%.tar}.part.tar" "$system"
+  fi
+  echo "$system"
+}
+
+# needs_of FILE...: what packages of ours need of Debian.
+needs_of() {
+  local package
+  for package in "$@"; do dpkg-deb -f "$package" Depends; done | tr ',' '\n' | sed -E 's/^ *([^ ]+).*/\1/' | grep -v '^libkx-'
+}
+
 # For the library and the command.
 build_packages=(
   cmake ninja-build g++ libssl-dev ca-certificates nlohmann-json3-dev libcli11-dev zlib1g-dev libzstd-dev libtinyxml2-dev
@@ -92,5 +112,5 @@ check_packages=(
   chromium chromium-driver python3-selenium fonts-dejavu-core
   zsh fish groff-base doxygen
   python3-distributed parallel zstd
-  lintian mmdebstrap abigail-tools
+  lintian mmdebstrap systemd-container abigail-tools
 )
