@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "Common_CPP/file/held_folder.h"
+#include "Common_CPP/util/error_words.h"
 #include "Common_CPP/util/last_error.h"
 
 CkxFileReader::CkxFileReader(CkxFileReader&& other) noexcept
@@ -17,6 +19,11 @@ CkxFileReader& CkxFileReader::operator=(CkxFileReader&& other) noexcept {
 }
 
 CkxFileReader::~CkxFileReader() { Close(); }
+
+std::string KxFile_WhyRefused(CkxTextView path) {
+  const std::string words = KxError_Words();
+  return CkxHeldFolder().Open(path) ? "it is a folder" : words;
+}
 
 std::optional<std::vector<unsigned char>> KxFile_ReadAll(CkxTextView path, uint64_t limit) {
   CkxFileReader file;

@@ -67,6 +67,10 @@ std::optional<SkxFileStatus> KxFile_Status(CkxTextView path);
 /// needs to exist there. Nothing for an empty path, and for one that has no form on this system.
 std::optional<KxWString> KxFile_FullPath(CkxTextView path);
 
+/// Why the file at `path` was just now not opened, read or written, in words for a person: by the thread's last error,
+/// of which a folder has none of its own.
+std::string KxFile_WhyRefused(CkxTextView path);
+
 /// The whole of a file of at most `limit` bytes; nothing when it cannot be read or is larger.
 std::optional<std::vector<unsigned char>> KxFile_ReadAll(CkxTextView path, uint64_t limit);
 std::optional<std::vector<unsigned char>> KxFile_ReadAll(const CkxFileReader& file, uint64_t limit);

@@ -130,7 +130,7 @@ class Fleet(unittest.TestCase):
         faults = sorted(done.stderr.decode().splitlines())
         self.assertEqual(len(faults), 2, faults)
         self.assertRegex(faults[0], f"^judge_fleet: {cut}: not judged: .*cut.gz:[0-9]+: the gzip data is cut off$")
-        self.assertRegex(faults[1], f"^judge_fleet: {self.folder}/gone: not judged: .*gone: cannot be opened$")
+        self.assertRegex(faults[1], f"^judge_fleet: {self.folder}/gone: not judged: .*gone: cannot be opened: no such file or folder$")
 
     def test_workers_come_and_go(self):
         judging = subprocess.Popen(self.judge_command(self.image, *self.partitions, program=self.held),

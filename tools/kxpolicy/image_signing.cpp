@@ -27,7 +27,7 @@ KeyBytes ReadSigningKey(const std::string& path) {
     case EkxSecretRead::NotOwnersAlone:
       throw CkxToolFault(EkxExit::UnusableArguments, path + ": is no file that its owner alone can read");
     case EkxSecretRead::Unreadable:
-      throw CkxToolFault(EkxExit::UnusableInput, path + ": cannot be read");
+      throw CkxToolFault(EkxExit::UnusableInput, path + ": cannot be read: " + KxFile_WhyRefused(PemPath(path)));
     case EkxSecretRead::Read:
       break;
   }
@@ -50,7 +50,9 @@ void SkxSigningOptions::Sign(SkxPolicyImage& image) const {
   if (key.empty()) return;
   const KeyBytes keyBytes = ReadSigningKey(key);
   const std::optional<std::vector<unsigned char>> certificates = KxFile_ReadAll(PemPath(certificate), kMaxPemBytes);
-  if (!certificates) throw CkxToolFault(EkxExit::UnusableInput, certificate + ": cannot be read");
+  if (!certificates)
+    throw CkxToolFault(EkxExit::UnusableInput,
+                       certificate + ": cannot be read: " + KxFile_WhyRefused(PemPath(certificate)));
   std::string error;
   if (!KxImageSignature_Sign(image, keyBytes, *certificates, error)) {
     throw CkxToolFault(EkxExit::UnusableInput, "the image cannot be signed with " + key + ": " + error);

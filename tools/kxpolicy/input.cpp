@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "Common_CPP/util/error_words.h"
+#include "Common_CPP/util/last_error.h"
 #include "tools/kxpolicy/tool.h"
 
 namespace {
@@ -19,12 +21,18 @@ bool IsUtf16(std::string_view text) {
   return text[high] == '\0' && text[high + 2] == '\0' && text[low] != '\0' && text[low + 2] != '\0';
 }
 
+/// As the call has just failed.
+CkxToolFault InputFault(const std::string& path, const std::string& what) {
+  KxLastError_SetFromSystem();
+  return CkxToolFault(EkxExit::UnusableInput, path + ": " + what + ": " + KxError_Words());
+}
+
 std::unique_ptr<std::istream> OpenFile(const std::string& path, uint64_t& size) {
   const std::filesystem::path name(std::u8string(path.begin(), path.end()));
   std::error_code error;
   if (std::filesystem::is_directory(name, error)) throw CkxToolFault(EkxExit::UnusableInput, path + ": is a folder");
   auto file = std::make_unique<std::ifstream>(name, std::ios::binary);
-  if (!*file) throw CkxToolFault(EkxExit::UnusableInput, path + ": cannot be opened");
+  if (!*file) throw InputFault(path, "cannot be opened");
   if (std::filesystem::is_regular_file(name, error)) {
     const uintmax_t bytes = std::filesystem::file_size(name, error);
     if (!error) size = bytes;
@@ -58,7 +66,7 @@ std::string CkxInput::AllOf(std::istream& stream) const {
     text.append(block, 0, static_cast<size_t>(stream.gcount()));
     if (text.size() > kMaxDocumentBytes) throw CkxToolFault(EkxExit::UnusableInput, _name + ": is too large");
   }
-  if (stream.bad()) throw CkxToolFault(EkxExit::UnusableInput, _name + ": cannot be read");
+  if (stream.bad()) throw InputFault(_name, "cannot be read");
   return text;
 }
 

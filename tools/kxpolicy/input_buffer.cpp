@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <ios>
 
+#include "Common_CPP/util/error_words.h"
+#include "Common_CPP/util/last_error.h"
 #include "tools/kxpolicy/tool.h"
 
 CkxInputBuffer::int_type CkxInputBuffer::underflow() {
@@ -73,6 +75,7 @@ size_t CkxInputBuffer::ReadRaw(std::vector<char>& block) {
     _taken += static_cast<uint64_t>(count);
     return static_cast<size_t>(count);
   } catch (const std::ios_base::failure&) {
-    throw CkxToolFault(EkxExit::UnusableInput, _name + ": cannot be read");
+    KxLastError_SetFromSystem();
+    throw CkxToolFault(EkxExit::UnusableInput, _name + ": cannot be read: " + KxError_Words());
   }
 }

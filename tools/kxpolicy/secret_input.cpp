@@ -2,29 +2,30 @@
 
 #include <kx_util/secret_provider.h>
 
+#include "Common_CPP/file/file.h"
 #include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/tool.h"
 
 namespace {
+
+KxWString SecretPathOf(const std::string& path) {
+  std::optional<KxWString> wide = KxText_FromUtf8(path);
+  if (!wide) throw CkxToolFault(EkxExit::UnusableArguments, path + ": is not UTF-8");
+  return std::move(*wide);
+}
 
 void RequireTaken(EkxSecretStatus status, const std::string& path, size_t minBytes) {
   switch (status) {
     case EkxSecretStatus::Taken:
       return;
     case EkxSecretStatus::Unreadable:
-      throw CkxToolFault(EkxExit::UnusableInput, path + ": cannot be read");
+      throw CkxToolFault(EkxExit::UnusableInput, path + ": cannot be read: " + KxFile_WhyRefused(SecretPathOf(path)));
     case EkxSecretStatus::NotOwnersAlone:
       throw CkxToolFault(EkxExit::UnusableArguments, path + ": is no file that its owner alone can read");
     case EkxSecretStatus::WrongSize:
       throw CkxToolFault(EkxExit::UnusableArguments, path + ": must have " + std::to_string(minBytes) + " to " +
                                                          std::to_string(kKxMaxSecretBytes) + " bytes");
   }
-}
-
-KxWString SecretPathOf(const std::string& path) {
-  std::optional<KxWString> wide = KxText_FromUtf8(path);
-  if (!wide) throw CkxToolFault(EkxExit::UnusableInput, path + ": cannot be read");
-  return std::move(*wide);
 }
 
 }  // namespace

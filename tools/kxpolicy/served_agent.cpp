@@ -4,6 +4,7 @@
 
 #include "Agent/engine/kx_publish/image/image_manifest.h"
 #include "Common_CPP/util/counted.h"
+#include "Common_CPP/util/error_words.h"
 #include "Common_CPP/util/file_time.h"
 #include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/own_ids.h"
@@ -23,7 +24,7 @@ constexpr uint32_t kChannelBusy = 170;
   throw CkxToolFault(EkxExit::SystemRefused,
                      "the channel " + KxText_ToUtf8(channel) +
                          (error == kChannelBusy ? " is somebody else's already; `kxpolicy status` asks whose"
-                                                : " cannot be opened, error " + std::to_string(error)));
+                                                : " cannot be opened: " + KxError_Words()));
 }
 
 }  // namespace

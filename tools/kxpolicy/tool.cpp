@@ -9,6 +9,8 @@
 #include <ostream>
 
 #include "Agent/engine/kx_publish/document/nearest.h"
+#include "Common_CPP/util/error_words.h"
+#include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/printable.h"
 #include "tools/kxpolicy/outline/completion.h"
 #include "tools/kxpolicy/tool_trace.h"
@@ -155,9 +157,13 @@ void KxTool_EndWithoutMemory() {
 
 void KxTool_RequireOutput(const SkxStreams& streams) {
   errno = 0;
+  KxLastError_Set(kKxErrorSuccess);
   const bool isWritten = streams.out.rdbuf()->pubsync() == 0;  // once more, for the reason
   if (isWritten && streams.out) return;
-  throw CkxToolFault(EkxExit::SystemRefused, errno == EPIPE ? "" : "standard output cannot be written");
+  if (errno == EPIPE) throw CkxToolFault(EkxExit::SystemRefused, "");
+  KxLastError_SetFromSystem();
+  const std::string reason = KxLastError_Get() == kKxErrorSuccess ? "" : ": " + KxError_Words();
+  throw CkxToolFault(EkxExit::SystemRefused, "standard output cannot be written" + reason);
 }
 
 int KxPolicy_Run(const std::vector<std::string>& arguments, SkxStreams& streams) {

@@ -2,11 +2,9 @@
 #include <ostream>
 
 #include "Agent/engine/kx_publish/import/import.h"
-#include "Common_CPP/file/file.h"
 #include "Common_CPP/util/counted.h"
-#include "Common_CPP/util/printable.h"
-#include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/input.h"
+#include "tools/kxpolicy/output.h"
 #include "tools/kxpolicy/progress.h"
 #include "tools/kxpolicy/tool.h"
 
@@ -36,23 +34,13 @@ SkxImportOptions HowToImport(const ImportOptions& options) {
   return how;
 }
 
-/// Whole or not at all; "-" is the output.
-void WriteText(const std::string& path, const std::string& text, SkxStreams& streams) {
-  if (path == "-") {
-    streams.out << text;
-    return;
-  }
-  const std::optional<KxWString> name = KxText_FromUtf8(path);
-  if (!name) throw CkxToolFault(EkxExit::UnusableArguments, path + ": is not UTF-8");
-  const std::span bytes(reinterpret_cast<const unsigned char*>(text.data()), text.size());
-  if (!KxFile_ReplaceAll(*name, bytes)) throw CkxToolFault(EkxExit::SystemRefused, path + ": cannot be written");
-}
-
 EkxExit Import(const ImportOptions& options, SkxStreams& streams) {
   const SkxImportOptions how = HowToImport(options);
   if (options.document == options.report) {
     throw CkxToolFault(EkxExit::UnusableArguments, "document and report cannot go to the same place");
   }
+  KxOutput_CheckPlace(options.document, options.files);
+  KxOutput_CheckPlace(options.report, options.files);
   CkxProgress progress(streams, "reading");
   std::vector<SkxImportFile> files;
   for (const std::string& path : options.files) {
@@ -66,12 +54,11 @@ EkxExit Import(const ImportOptions& options, SkxStreams& streams) {
   if (!KxImport(kind, files, how, result, fault)) throw CkxToolFault(EkxExit::UnusableInput, fault);
 
   progress.Begin("writing");
-  WriteText(options.document, result.document, streams);
-  if (!options.report.empty()) WriteText(options.report, KxImport_Report(result.policy, false), streams);
+  KxOutput_Write(options.document, result.document, streams);
+  if (!options.report.empty()) KxOutput_Write(options.report, KxImport_Report(result.policy, false), streams);
   if (options.report.empty()) streams.err << KxImport_Report(result.policy, true);
-  if (options.document != "-" && options.report != "-") {
-    streams.out << KxText_Printable(options.document) << ": " << KxCounted(result.policies, "policy", "policies")
-                << '\n';
+  if (options.report != "-") {
+    KxOutput_Tell(options.document, KxCounted(result.policies, "policy", "policies"), streams);
   }
   return EkxExit::Done;
 }

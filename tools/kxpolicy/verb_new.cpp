@@ -4,7 +4,7 @@
 #include <span>
 
 #include "Common_CPP/file/file.h"
-#include "Common_CPP/util/last_error.h"
+#include "Common_CPP/util/error_words.h"
 #include "Common_CPP/util/printable.h"
 #include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/starter.h"
@@ -19,7 +19,7 @@ fs::path PathOf(const std::string& utf8) { return fs::path(std::u8string(utf8.be
 [[noreturn]] void Refuse(const std::string& line) { throw CkxToolFault(EkxExit::SystemRefused, line); }
 
 void Require(const std::error_code& error, const std::string& what) {
-  if (error) Refuse(what + ": " + error.message());
+  if (error) Refuse(what + ": " + KxError_Words(error));
 }
 
 /// A folder beside the place, which goes with all that is in it unless it got there.
@@ -53,7 +53,7 @@ void WriteStarter(const fs::path& path, std::string_view text, const std::string
   const std::u8string utf8 = path.u8string();
   const std::optional<KxWString> wide = KxText_FromUtf8(std::string(utf8.begin(), utf8.end()));
   if (!wide || !KxFile_ReplaceAll(*wide, bytes)) {
-    Refuse(name + ": cannot be written, error " + std::to_string(KxLastError_Get()));
+    Refuse(name + ": cannot be written: " + KxError_Words());
   }
 }
 

@@ -11,7 +11,7 @@
 #include "Agent/engine/kx_util/origin/kept_records.h"
 #include "Agent/engine/kx_util/target/kept_origin.h"
 #include "Common_CPP/file/file.h"
-#include "Common_CPP/util/last_error.h"
+#include "Common_CPP/util/error_words.h"
 #include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/answer.h"
 #include "tools/kxpolicy/input.h"
@@ -36,9 +36,7 @@ KxWString PathArgument(const std::string& file) {
   throw CkxToolFault(EkxExit::SystemRefused, file + ": " + reason);
 }
 
-[[noreturn]] void CannotOpen(const std::string& file) {
-  SystemRefuses(file, "cannot be opened, error " + std::to_string(KxLastError_Get()));
-}
+[[noreturn]] void CannotOpen(const std::string& file) { SystemRefuses(file, "cannot be opened: " + KxError_Words()); }
 
 EkxExit AnswerRefusal(const std::string& file, const std::string& reason, SkxStreams& streams) {
   KxTool_RequireMemory();
@@ -251,7 +249,7 @@ bool DeleteUri(const std::string& file, const KxWString& path, intptr_t opened, 
 bool DeleteEmail(const std::string& file, const KxWString& path) {
   std::error_code error;
   const bool isRemoved = std::filesystem::remove(CkxSrcEmailData::SideFileOf(path.c_str()), error);
-  if (error) SystemRefuses(file, "the e-mail's file cannot be removed: " + error.message());
+  if (error) SystemRefuses(file, "the e-mail's file cannot be removed: " + KxError_Words(error));
   return isRemoved;
 }
 

@@ -1,6 +1,4 @@
 // report: one page to look at, of an image or policy documents, and of what they decide about a stream of targets.
-#include <algorithm>
-#include <filesystem>
 #include <ostream>
 
 #include "Agent/engine/kx_publish/decision/decision.h"
@@ -9,12 +7,11 @@
 #include "Agent/engine/kx_publish/report/report_decisions.h"
 #include "Agent/engine/kx_publish/report/report_page.h"
 #include "Agent/engine/kx_publish/report/report_policies.h"
-#include "Common_CPP/file/file.h"
 #include "Common_CPP/util/counted.h"
-#include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/printable.h"
 #include "tools/kxpolicy/image_input.h"
 #include "tools/kxpolicy/input.h"
+#include "tools/kxpolicy/output.h"
 #include "tools/kxpolicy/policy_input.h"
 #include "tools/kxpolicy/progress.h"
 #include "tools/kxpolicy/tool.h"
@@ -35,29 +32,11 @@ struct ReportedPolicies {
   std::vector<SkxFinding> findings;
 };
 
-std::filesystem::path PagePathOf(const std::string& utf8) { return std::u8string(utf8.begin(), utf8.end()); }
-
-/// What is there is replaced whole: that must be a file, and none that this report is about.
-void CheckPlace(const ReportOptions& options) {
-  std::error_code ignored;
-  const std::filesystem::path page = PagePathOf(options.page);
-  const auto status = std::filesystem::status(page, ignored);
-  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-    throw CkxToolFault(EkxExit::UnusableArguments, options.page + ": is no file, and is left as it is");
-  }
-  std::vector<std::string> read = options.policies;
-  read.push_back(options.targets);
-  for (const std::string& path : read) {
-    if (!path.empty() && path != "-" && std::filesystem::equivalent(page, PagePathOf(path), ignored)) {
-      throw CkxToolFault(EkxExit::UnusableArguments, options.page + ": is read, and cannot be the report too");
-    }
-  }
-}
-
-void CheckStandardInput(const ReportOptions& options) {
+void CheckPaths(const ReportOptions& options) {
   std::vector<std::string> paths = options.policies;
   paths.push_back(options.targets);
   KxInput_CheckStandardInput(paths);
+  KxOutput_CheckPlace(options.page, paths);
 }
 
 ReportedPolicies Open(const ReportOptions& options, SkxStreams& streams) {
@@ -113,25 +92,17 @@ CkxReportDecisions DecideAll(const ReportOptions& options, const SkxPolicyImage&
   return decisions;
 }
 
-void Write(const std::string& path, const std::string& page) {
-  const std::optional<KxWString> place = KxText_FromUtf8(path);
-  if (!place) throw CkxToolFault(EkxExit::UnusableArguments, path + ": is not UTF-8");
-  if (KxFile_ReplaceAll(*place, std::span(reinterpret_cast<const unsigned char*>(page.data()), page.size()))) return;
-  throw CkxToolFault(EkxExit::SystemRefused, path + ": cannot be written, error " + std::to_string(KxLastError_Get()));
-}
-
 EkxExit Report(const ReportOptions& options, SkxStreams& streams) {
-  CheckStandardInput(options);
-  CheckPlace(options);
+  CheckPaths(options);
   const ReportedPolicies reported = Open(options, streams);
   nlohmann::ordered_json data = KxReport_Policies(reported.title, reported.image, reported.names, reported.findings);
-  std::string line = KxText_Printable(options.page) + ": " + KxCounted(data["policies"].size(), "policy", "policies") +
-                     ", " + KxCounted(reported.findings.size(), "finding", "findings");
+  std::string made = KxCounted(data["policies"].size(), "policy", "policies") + ", " +
+                     KxCounted(reported.findings.size(), "finding", "findings");
   EkxExit code = EkxExit::Done;
   if (!options.targets.empty()) {
     const CkxReportDecisions decisions = DecideAll(options, reported.image, streams);
     data["decisions"] = decisions.ToJson();
-    line += ", " + KxCounted(decisions.Targets(), "target", "targets");
+    made += ", " + KxCounted(decisions.Targets(), "target", "targets");
     if (decisions.Unusable() != 0) {
       streams.err << "kxpolicy: " << KxText_Printable(options.targets) << ": "
                   << KxCounted(decisions.Unusable(), "line is no target", "lines are no targets")
@@ -139,8 +110,8 @@ EkxExit Report(const ReportOptions& options, SkxStreams& streams) {
       code = EkxExit::UnusableInput;
     }
   }
-  Write(options.page, KxReport_Page(data));
-  streams.out << line << '\n';
+  KxOutput_Write(options.page, KxReport_Page(data), streams);
+  KxOutput_Tell(options.page, made, streams);
   return code;
 }
 
@@ -150,7 +121,8 @@ KxVerbAction KxVerb_Report(const CkxVerbOptions& verb) {
   const auto options = std::make_shared<ReportOptions>();
   verb.Add("policies", options->policies, kKxPolicyInputHelp).Path().Required();
   verb.Add("--targets", options->targets, "A stream of target documents to decide about, - for standard input").File();
-  verb.Add("-o,--output", options->page, "The page, one HTML file, which is written whole or not at all")
+  verb.Add("-o,--output", options->page,
+           "The page, one HTML file, which is written whole or not at all, - for standard output")
       .File()
       .Required();
   verb.Footer("Example: kxpolicy report policies.jsonc --targets launches.jsonl -o policies.html");

@@ -7,12 +7,12 @@
 #include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/document/target_document.h"
 #include "Agent/engine/kx_publish/suggest/suggestion.h"
-#include "Common_CPP/file/file.h"
 #include "Common_CPP/util/counted.h"
-#include "Common_CPP/util/printable.h"
+#include "Common_CPP/util/error_words.h"
 #include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/live_target.h"
+#include "tools/kxpolicy/output.h"
 #include "tools/kxpolicy/progress.h"
 #include "tools/kxpolicy/tool.h"
 #include "tools/kxpolicy/trust_input.h"
@@ -53,7 +53,7 @@ void AddFolder(const std::string& folder, CkxSuggestion& suggestion, SkxStreams&
     std::error_code unknown;
     if (isWanted && fs::is_regular_file(entry->symlink_status(unknown))) AddFile(path, suggestion);
   }
-  if (error) throw CkxToolFault(EkxExit::UnusableInput, folder + ": cannot be read: " + error.message());
+  if (error) throw CkxToolFault(EkxExit::UnusableInput, folder + ": cannot be read: " + KxError_Words(error));
 }
 
 /// Returns how many lines could not be used, which is none unless that is fine.
@@ -82,18 +82,8 @@ void WriteDocument(const SkxPublication& publication, const std::string& place, 
   if (!KxPolicyDocument_Write(publication, document, error)) {
     throw CkxToolFault(EkxExit::UnusableInput, error.Text());
   }
-  const std::string text = document.dump(2) + "\n";
-  if (place == "-") {
-    streams.out << text;
-    return;
-  }
-  const std::optional<KxWString> path = KxText_FromUtf8(place);
-  if (!path) throw CkxToolFault(EkxExit::UnusableArguments, place + ": is not UTF-8");
-  if (!KxFile_ReplaceAll(*path, {reinterpret_cast<const unsigned char*>(text.data()), text.size()})) {
-    throw CkxToolFault(EkxExit::SystemRefused, place + ": cannot be written");
-  }
-  streams.out << KxText_Printable(place) << ": " << KxCounted(publication.policies.size(), "policy", "policies")
-              << '\n';
+  KxOutput_Write(place, document.dump(2) + "\n", streams);
+  KxOutput_Tell(place, KxCounted(publication.policies.size(), "policy", "policies"), streams);
 }
 
 EkxExit Suggest(const SuggestOptions& options, SkxStreams& streams) {
@@ -102,6 +92,9 @@ EkxExit Suggest(const SuggestOptions& options, SkxStreams& streams) {
     throw CkxToolFault(EkxExit::UnusableArguments,
                        "--action: \"" + options.action + "\" is no action for programs that targets are enough for");
   }
+  std::vector<std::string> read = options.files;
+  read.push_back(options.targets);
+  KxOutput_CheckPlace(options.document, read);
   const CkxTrustInput trust(options.trust);
   CkxSuggestion suggestion;
   size_t unusable = 0;

@@ -1,13 +1,11 @@
 // witness: for each policy the smallest target document that it decides, or why there is none.
-#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <ostream>
 
 #include "Agent/engine/kx_publish/cases/witness_cases.h"
-#include "Common_CPP/file/file.h"
 #include "Common_CPP/util/counted.h"
 #include "Common_CPP/util/printable.h"
-#include "Common_CPP/util/text.h"
+#include "tools/kxpolicy/output.h"
 #include "tools/kxpolicy/policy_input.h"
 #include "tools/kxpolicy/tool.h"
 
@@ -19,7 +17,7 @@ struct WitnessOptions {
   std::vector<std::string> policies;
   std::optional<uint32_t> policy;
   bool cases = false;
-  std::string output;
+  std::string output = "-";
   std::string format = "text";
 };
 
@@ -72,38 +70,8 @@ void ForEachWitness(const WitnessOptions& options, const CkxPolicySet& set, cons
   }
 }
 
-/// Nobody's policies or cases are lost to a name that was meant for something else.
-void CheckOutput(const WitnessOptions& options) {
-  const auto pathOf = [](const std::string& text) {
-    return std::filesystem::path(std::u8string(text.begin(), text.end()));
-  };
-  std::error_code ignored;
-  const auto status = std::filesystem::status(pathOf(options.output), ignored);
-  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-    throw CkxToolFault(EkxExit::UnusableArguments, options.output + ": is no file, and is left as it is");
-  }
-  for (const std::string& read : options.policies) {
-    if (read == "-" || !std::filesystem::equivalent(pathOf(options.output), pathOf(read), ignored)) continue;
-    throw CkxToolFault(EkxExit::UnusableArguments, options.output + ": is read, and cannot be the cases too");
-  }
-}
-
-void WriteCases(const std::string& place, const CkxWitnessCases& cases, SkxStreams& streams) {
-  const std::string text = cases.Text();
-  if (place.empty() || place == "-") {
-    streams.out << text;
-    return;
-  }
-  const std::optional<KxWString> path = KxText_FromUtf8(place);
-  if (!path) throw CkxToolFault(EkxExit::UnusableArguments, place + ": is not UTF-8");
-  if (!KxFile_ReplaceAll(*path, {reinterpret_cast<const unsigned char*>(text.data()), text.size()})) {
-    throw CkxToolFault(EkxExit::SystemRefused, place + ": cannot be written");
-  }
-  streams.out << KxText_Printable(place) << ": " << KxCounted(cases.Count(), "case", "cases") << '\n';
-}
-
 EkxExit Witness(const WitnessOptions& options, SkxStreams& streams) {
-  if (!options.output.empty() && options.output != "-") CheckOutput(options);
+  KxOutput_CheckPlace(options.output, options.policies);
   const CkxPolicySet set = KxPolicyInput_Open(options.policies, streams.in);
   const CkxWitnesses witnesses(set.Image(), set.Applicable());
   if (options.cases) {
@@ -114,7 +82,8 @@ EkxExit Witness(const WitnessOptions& options, SkxStreams& streams) {
       throw CkxToolFault(EkxExit::UnusableInput, set.PlaceOf("policies.sec") +
                                                      ": nothing is found that a policy decides, so there are no cases");
     }
-    WriteCases(options.output, cases, streams);
+    KxOutput_Write(options.output, cases.Text(), streams);
+    KxOutput_Tell(options.output, KxCounted(cases.Count(), "case", "cases"), streams);
   } else {
     ForEachWitness(options, set, witnesses, [&](size_t policy, const SkxWitness& witness) {
       streams.out << (options.format == "json" ? WitnessLine(WitnessJson(witnesses, witness))

@@ -90,7 +90,7 @@ TEST(PublicJudge, LooksAtAFileOfThisMachineAndSaysWhy) {
   EXPECT_EQ(answer["explain"][0]["outcome"], "applies");
   EXPECT_EQ(answer["explain"][0]["pointer"], "/policies/0");
   EXPECT_FALSE(CkxTarget::File(path + ".gone", error));
-  EXPECT_EQ(error.Text(), path + ".gone: cannot be read");
+  EXPECT_EQ(error.Text(), path + ".gone: cannot be read: no such file or folder");
   EXPECT_FALSE(CkxTarget::Process(0x7FFFFFFE, error));
   EXPECT_EQ(error.Text(), "process 2147483646: there is none");
 }

@@ -150,7 +150,7 @@ TEST_F(PublicationPosix, AFolderThatOthersCanWriteIsRefused) {
   std::filesystem::permissions(Path(), std::filesystem::perms(0777));
   CkxPolicyPublication publication;
   EXPECT_FALSE(publication.Publish(KxTest_Image('A'), error));
-  EXPECT_EQ(error, "Global\\KxPoliciesPublisher: cannot be made, error 5");
+  EXPECT_EQ(error, "Global\\KxPoliciesPublisher: cannot be made: no permission");
   EXPECT_THAT(Files(), IsEmpty());
 }
 

@@ -59,7 +59,7 @@ TEST_F(PublicationWin, WithoutANameThatIsFreeTheOldStays) {
     ASSERT_TRUE(section.PublishNew(name, KxBytes{0}));
   }
   EXPECT_FALSE(publication.Publish(KxTest_Image('B'), error));
-  EXPECT_EQ(error, KxText_ToUtf8(name) + ": cannot be published, error 183");
+  EXPECT_EQ(error, KxText_ToUtf8(name) + ": cannot be published: something of that name is there already");
   EXPECT_EQ(KxTest_Publication(), "AAA");
 }
 

@@ -7,7 +7,7 @@
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_publish/image/policy_image_files.h"
 #include "Common_CPP/file/held_folder.h"
-#include "Common_CPP/util/last_error.h"
+#include "Common_CPP/util/error_words.h"
 
 namespace {
 
@@ -19,7 +19,7 @@ constexpr uint64_t kMaxFileBytes = uint64_t{1} << 30;
 constexpr int kMaxAttempts = 100;
 constexpr int kMaxWaitMilliseconds = 20;
 
-std::string WithError(const std::string& what) { return what + ", error " + std::to_string(KxLastError_Get()); }
+std::string WithError(const std::string& what) { return what + ": " + KxError_Words(); }
 
 /// What an image's folder has.
 struct SkxImageFileNames {
@@ -87,7 +87,7 @@ SkxPolicyImage LoadFrom(const CkxHeldFolder& held, const fs::path& folder) {
 /// Nothing when another folder has taken the place meanwhile: what was read, or what failed, says nothing of it.
 std::optional<SkxPolicyImage> LoadOnce(const fs::path& folder) {
   std::error_code error;
-  if (!fs::is_directory(folder, error)) throw SkxImageFailure(folder, error ? error.message() : "is not a folder");
+  if (!fs::is_directory(folder, error)) throw SkxImageFailure(folder, error ? KxError_Words(error) : "is not a folder");
   const KxWString path = KxImageFile_Text(folder);
   CkxHeldFolder held;
   if (!held.Open(path)) throw SkxImageFailure(folder, WithError("cannot be opened"));

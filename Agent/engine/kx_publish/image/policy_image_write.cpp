@@ -7,7 +7,7 @@
 #include "Common_CPP/file/file.h"
 #include "Common_CPP/file/file_lock.h"
 #include "Common_CPP/file/held_folder.h"
-#include "Common_CPP/util/last_error.h"
+#include "Common_CPP/util/error_words.h"
 
 namespace {
 
@@ -18,7 +18,7 @@ constexpr const char* kWorkLock = "lock";
 
 template <class Result>
 Result Checked(const fs::path& path, const char* what, const std::error_code& error, Result result) {
-  if (error) throw SkxImageFailure(path, std::string(what) + ": " + error.message());
+  if (error) throw SkxImageFailure(path, std::string(what) + ": " + KxError_Words(error));
   return result;
 }
 
@@ -34,7 +34,7 @@ void WriteFile(const fs::path& path, const std::optional<Bytes>& bytes) {
   if (!bytes.has_value()) return;
   const std::span content(reinterpret_cast<const unsigned char*>(bytes->data()), bytes->size());
   if (!KxFile_ReplaceAll(KxImageFile_Text(path), content)) {
-    throw SkxImageFailure(path, "cannot be written, error " + std::to_string(KxLastError_Get()));
+    throw SkxImageFailure(path, "cannot be written: " + KxError_Words());
   }
 }
 
@@ -62,7 +62,7 @@ class ParentFolders {
     fs::create_directories(folder, error);
     if (!error) return;
     Remove();
-    throw SkxImageFailure(folder, "cannot be made: " + error.message());
+    throw SkxImageFailure(folder, "cannot be made: " + KxError_Words(error));
   }
   ParentFolders(const ParentFolders&) = delete;
   ParentFolders& operator=(const ParentFolders&) = delete;
@@ -118,7 +118,7 @@ class WorkFolder {
       }
       if (error && error != std::errc::file_exists) break;
     }
-    throw SkxImageFailure(beside.parent_path(), "has no place for a folder to work in: " + error.message());
+    throw SkxImageFailure(beside.parent_path(), "has no place for a folder to work in: " + KxError_Words(error));
   }
   WorkFolder(const WorkFolder&) = delete;
   WorkFolder& operator=(const WorkFolder&) = delete;

@@ -12,7 +12,7 @@ CkxTargetInfoPtr KxLiveTarget_File(std::string_view file, void* token, std::stri
   const std::optional<KxWString> path = KxText_FromUtf8(file);
   const std::optional<KxWString> full = path ? KxFile_FullPath(*path) : std::nullopt;
   if (!full || !KxFile_Status(*full)) {
-    error = std::string(file) + ": cannot be read";
+    error = std::string(file) + ": cannot be read: " + (full ? KxFile_WhyRefused(*full) : "it is no path");
     return nullptr;
   }
   const CkxEntryScope describing;

@@ -6,7 +6,7 @@
 #include "Agent/engine/kx_publish/image/image_manifest.h"
 #include "Agent/engine/kx_publish/image/policy_image_files.h"
 #include "Common_CPP/file/file.h"
-#include "Common_CPP/util/last_error.h"
+#include "Common_CPP/util/error_words.h"
 #include "Common_CPP/util/text.h"
 
 namespace {
@@ -72,7 +72,7 @@ bool CkxImageHistory::Open(CkxTextView folder, std::string& error) {
   std::error_code fault;
   fs::create_directories(path, fault);
   const fs::path others = fault ? fs::path() : OthersInHistory(path, fault);
-  if (fault) error = LineOf(path, "images cannot be kept there: " + fault.message());
+  if (fault) error = LineOf(path, "images cannot be kept there: " + KxError_Words(fault));
   if (!others.empty()) error = LineOf(others, "is no part of kept images; another folder is needed for those");
   if (fault || !others.empty()) return false;
   _folder = path;
@@ -109,7 +109,7 @@ bool CkxImageHistory::Keep(const char* name, const std::optional<SkxKeptImage>& 
   if (image) return KxPolicyImage_Write(TextOf(place), image->image, error);
   std::error_code fault;
   fs::remove_all(place, fault);
-  if (fault) error = LineOf(place, "cannot be removed: " + fault.message());
+  if (fault) error = LineOf(place, "cannot be removed: " + KxError_Words(fault));
   return !fault;
 }
 
@@ -119,11 +119,11 @@ bool CkxImageHistory::KeepWithdrawn(std::string& error) const {
   std::error_code fault;
   if (!_withdrawn) {
     fs::remove(file, fault);
-    if (fault) error = LineOf(file, "cannot be removed: " + fault.message());
+    if (fault) error = LineOf(file, "cannot be removed: " + KxError_Words(fault));
     return !fault;
   }
   const std::span bytes(reinterpret_cast<const unsigned char*>(_withdrawn->data()), _withdrawn->size());
   if (KxFile_ReplaceAll(TextOf(file), bytes)) return true;
-  error = LineOf(file, "cannot be written, error " + std::to_string(KxLastError_Get()));
+  error = LineOf(file, "cannot be written: " + KxError_Words());
   return false;
 }

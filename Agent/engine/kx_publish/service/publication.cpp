@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "Agent/engine/kx_util/store/live_policy_source.h"
+#include "Common_CPP/util/error_words.h"
 #include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/text.h"
 #include "Common_CPP/util/trace.h"
@@ -30,7 +31,7 @@ KxWString SectionPrefix(CkxTextView nameSpace) {
 }
 
 std::string Line(CkxTextView name, const char* what) {
-  return KxText_ToUtf8(name) + ": " + what + ", error " + std::to_string(KxLastError_Get());
+  return KxText_ToUtf8(name) + ": " + what + ": " + KxError_Words();
 }
 
 }  // namespace
