@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <string_view>
 
+#include "Common_CPP/signature/asn1_win.h"
+
 namespace {
 
-constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 constexpr std::string_view kNestedSignature = "1.3.6.1.4.1.311.2.4.1";
 
 /// A part of the message; empty when it has none. Aligned for what the system puts there, which points into itself.
@@ -19,34 +20,6 @@ std::vector<unsigned char> Part(HCRYPTMSG message, DWORD part) {
   return bytes;
 }
 
-template <class Object>
-const Object* As(const std::vector<unsigned char>& bytes) {
-  return bytes.size() < sizeof(Object) ? nullptr : reinterpret_cast<const Object*>(bytes.data());
-}
-
-/// What `bytes` mean as `type`, in memory of its own that points into itself and so is never copied; empty when they
-/// are none.
-std::vector<unsigned char> Decoded(const char* type, std::span<const unsigned char> bytes) {
-  const SkxTrustFunctions& system = SkxTrustFunctions::Get();
-  DWORD size = 0;
-  const auto decode = [&](void* object) {
-    return system.decode(kEncoding, type, bytes.data(), static_cast<DWORD>(bytes.size()), 0, nullptr, object, &size);
-  };
-  if (!decode(nullptr)) return {};
-  std::vector<unsigned char> object(size);
-  if (!decode(object.data())) object.clear();
-  return object;
-}
-
-std::span<const unsigned char> Bytes(const CRYPT_DATA_BLOB& blob) { return {blob.pbData, blob.cbData}; }
-
-/// The element of a sequence; empty when there is none.
-std::span<const unsigned char> Element(const std::vector<unsigned char>& sequence, DWORD index) {
-  const auto* const elements = As<CRYPT_SEQUENCE_OF_ANY>(sequence);
-  if (elements == nullptr || index >= elements->cValue) return {};
-  return Bytes(elements->rgValue[index]);
-}
-
 bool IsWeak(const char* algorithm) {
   constexpr std::string_view kWeak[] = {szOID_RSA_MD5, szOID_OIWSEC_sha1};
   return algorithm == nullptr || std::find(std::begin(kWeak), std::end(kWeak), algorithm) != std::end(kWeak);
@@ -55,18 +28,18 @@ bool IsWeak(const char* algorithm) {
 /// Of the file: the content is a sequence of what is signed and of a digest, which is one of its algorithm and its
 /// bytes.
 bool IsContentWeak(HCRYPTMSG message) {
-  const std::vector<unsigned char> content = Decoded(X509_SEQUENCE_OF_ANY, Part(message, CMSG_CONTENT_PARAM));
-  const std::vector<unsigned char> digest = Decoded(X509_SEQUENCE_OF_ANY, Element(content, 1));
-  const std::vector<unsigned char> algorithm = Decoded(X509_SEQUENCE_OF_ANY, Element(digest, 0));
-  const std::vector<unsigned char> identifier = Decoded(X509_OBJECT_IDENTIFIER, Element(algorithm, 0));
-  const auto* const text = As<LPSTR>(identifier);
+  const std::vector<unsigned char> content = KxAsn1_Decoded(X509_SEQUENCE_OF_ANY, Part(message, CMSG_CONTENT_PARAM));
+  const std::vector<unsigned char> digest = KxAsn1_Decoded(X509_SEQUENCE_OF_ANY, KxAsn1_Element(content, 1));
+  const std::vector<unsigned char> algorithm = KxAsn1_Decoded(X509_SEQUENCE_OF_ANY, KxAsn1_Element(digest, 0));
+  const std::vector<unsigned char> identifier = KxAsn1_Decoded(X509_OBJECT_IDENTIFIER, KxAsn1_Element(algorithm, 0));
+  const auto* const text = KxAsn1_As<LPSTR>(identifier);
   return text == nullptr || IsWeak(*text);
 }
 
 /// The one value of the one attribute of its kind; empty when there is none, or more. `part` is a message's list of
 /// signed attributes.
 std::vector<unsigned char> SignedAttribute(const std::vector<unsigned char>& part, std::string_view kind) {
-  const auto* const attributes = As<CRYPT_ATTRIBUTES>(part);
+  const auto* const attributes = KxAsn1_As<CRYPT_ATTRIBUTES>(part);
   const CRYPT_ATTRIBUTE* found = nullptr;
   for (DWORD i = 0; attributes != nullptr && i < attributes->cAttr; ++i) {
     const CRYPT_ATTRIBUTE& attribute = attributes->rgAttr[i];
@@ -75,7 +48,7 @@ std::vector<unsigned char> SignedAttribute(const std::vector<unsigned char>& par
     found = &attribute;
   }
   if (found == nullptr) return {};
-  const std::span<const unsigned char> value = Bytes(found->rgValue[0]);
+  const std::span<const unsigned char> value = KxAsn1_Bytes(found->rgValue[0]);
   return {value.begin(), value.end()};
 }
 
@@ -93,16 +66,16 @@ KxWString NamePart(PCCERT_CONTEXT certificate, const char* part) {
 PCCERT_CONTEXT SignerCertificate(HCRYPTMSG message, HCERTSTORE certificates) {
   const SkxTrustFunctions& system = SkxTrustFunctions::Get();
   const std::vector<unsigned char> signer = Part(message, CMSG_SIGNER_CERT_INFO_PARAM);
-  const auto* const certificateInfo = As<CERT_INFO>(signer);
+  const auto* const certificateInfo = KxAsn1_As<CERT_INFO>(signer);
   if (certificateInfo == nullptr) return nullptr;
-  return system.findInStore(certificates, kEncoding, 0, CERT_FIND_SUBJECT_CERT, certificateInfo, nullptr);
+  return system.findInStore(certificates, kKxAsn1Encoding, 0, CERT_FIND_SUBJECT_CERT, certificateInfo, nullptr);
 }
 
 }  // namespace
 
 HCRYPTMSG KxSignedMessage_Open(std::span<const unsigned char> bytes) {
   const SkxTrustFunctions& system = SkxTrustFunctions::Get();
-  const HCRYPTMSG message = system.openMessage(kEncoding, 0, 0, 0, nullptr, nullptr);
+  const HCRYPTMSG message = system.openMessage(kKxAsn1Encoding, 0, 0, 0, nullptr, nullptr);
   if (message == nullptr) return nullptr;
   if (system.updateMessage(message, bytes.data(), static_cast<DWORD>(bytes.size()), TRUE)) return message;
   system.closeMessage(message);
@@ -111,7 +84,7 @@ HCRYPTMSG KxSignedMessage_Open(std::span<const unsigned char> bytes) {
 
 HCRYPTMSG KxSignedMessage_OpenDetached(std::span<const unsigned char> bytes, std::span<const unsigned char> content) {
   const SkxTrustFunctions& system = SkxTrustFunctions::Get();
-  const HCRYPTMSG message = system.openMessage(kEncoding, CMSG_DETACHED_FLAG, 0, 0, nullptr, nullptr);
+  const HCRYPTMSG message = system.openMessage(kKxAsn1Encoding, CMSG_DETACHED_FLAG, 0, 0, nullptr, nullptr);
   if (message == nullptr) return nullptr;
   const bool isRead = system.updateMessage(message, bytes.data(), static_cast<DWORD>(bytes.size()), TRUE) &&
                       Part(message, CMSG_CONTENT_PARAM).empty() &&
@@ -122,7 +95,7 @@ HCRYPTMSG KxSignedMessage_OpenDetached(std::span<const unsigned char> bytes, std
 }
 
 HCERTSTORE KxSignedMessage_Certificates(HCRYPTMSG message) {
-  return SkxTrustFunctions::Get().openStore(CERT_STORE_PROV_MSG, kEncoding, 0, 0, message);
+  return SkxTrustFunctions::Get().openStore(CERT_STORE_PROV_MSG, kKxAsn1Encoding, 0, 0, message);
 }
 
 KxWString KxCertificate_Name(PCCERT_CONTEXT certificate) {
@@ -148,23 +121,23 @@ PCCERT_CONTEXT KxSignedMessage_OnlyCertificate(HCRYPTMSG message, HCERTSTORE cer
 }
 
 bool KxSignedMessage_IsSignedAsData(HCRYPTMSG message) {
-  const std::vector<unsigned char> type = Decoded(
+  const std::vector<unsigned char> type = KxAsn1_Decoded(
       X509_OBJECT_IDENTIFIER, SignedAttribute(Part(message, CMSG_SIGNER_AUTH_ATTR_PARAM), szOID_RSA_contentType));
-  const auto* const text = As<LPSTR>(type);
+  const auto* const text = KxAsn1_As<LPSTR>(type);
   return text != nullptr && std::string_view(szOID_RSA_data) == *text;
 }
 
 bool KxSignedMessage_IsOfItsContent(HCRYPTMSG message) {
-  const std::vector<unsigned char> signedDigest =
-      Decoded(X509_OCTET_STRING, SignedAttribute(Part(message, CMSG_SIGNER_AUTH_ATTR_PARAM), szOID_RSA_messageDigest));
+  const std::vector<unsigned char> signedDigest = KxAsn1_Decoded(
+      X509_OCTET_STRING, SignedAttribute(Part(message, CMSG_SIGNER_AUTH_ATTR_PARAM), szOID_RSA_messageDigest));
   const std::vector<unsigned char> digest = Part(message, CMSG_COMPUTED_HASH_PARAM);
-  const auto* const expected = As<CRYPT_DATA_BLOB>(signedDigest);
-  return expected != nullptr && !digest.empty() && std::ranges::equal(Bytes(*expected), digest);
+  const auto* const expected = KxAsn1_As<CRYPT_DATA_BLOB>(signedDigest);
+  return expected != nullptr && !digest.empty() && std::ranges::equal(KxAsn1_Bytes(*expected), digest);
 }
 
 bool KxSignedMessage_IsSignerWeak(HCRYPTMSG message) {
   const std::vector<unsigned char> signer = Part(message, CMSG_SIGNER_INFO_PARAM);
-  const auto* const info = As<CMSG_SIGNER_INFO>(signer);
+  const auto* const info = KxAsn1_As<CMSG_SIGNER_INFO>(signer);
   return info == nullptr || IsWeak(info->HashAlgorithm.pszObjId);
 }
 
@@ -174,11 +147,11 @@ bool KxSignedMessage_IsWeak(HCRYPTMSG message) {
 
 std::optional<std::vector<unsigned char>> KxSignedMessage_Nested(HCRYPTMSG message) {
   const std::vector<unsigned char> unsignedPart = Part(message, CMSG_SIGNER_UNAUTH_ATTR_PARAM);
-  const auto* const attributes = As<CRYPT_ATTRIBUTES>(unsignedPart);
+  const auto* const attributes = KxAsn1_As<CRYPT_ATTRIBUTES>(unsignedPart);
   for (DWORD i = 0; attributes != nullptr && i < attributes->cAttr; ++i) {
     const CRYPT_ATTRIBUTE& attribute = attributes->rgAttr[i];
     if (kNestedSignature != attribute.pszObjId || attribute.cValue == 0) continue;
-    const std::span<const unsigned char> bytes = Bytes(attribute.rgValue[0]);
+    const std::span<const unsigned char> bytes = KxAsn1_Bytes(attribute.rgValue[0]);
     return std::vector(bytes.begin(), bytes.end());
   }
   return std::nullopt;

@@ -1,34 +1,22 @@
 #include "Common_CPP/signature/trust_store_win.h"
 
-#include <algorithm>
 #include <new>
-#include <string_view>
 #include <vector>
 
 #include "Common_CPP/file/file.h"
 #include "Common_CPP/file/files_of.h"
+#include "Common_CPP/signature/pem_win.h"
 
 namespace {
 
 constexpr uint64_t kMaxStoreBytes = 16 * 1024 * 1024;
-constexpr std::string_view kCertificate = "CERTIFICATE-----";
-constexpr std::string_view kRevocations = "X509 CRL-----";
-constexpr std::string_view kBegin = "-----BEGIN ";
-constexpr std::string_view kEnd = "-----END ";
-
-/// One certificate, or one list of those that were revoked, from its first mark to its last.
-bool AddOne(HCERTSTORE store, std::string_view text) {
+/// One certificate, or one list of those that were revoked.
+bool AddOne(HCERTSTORE store, const SkxPemBlock& block) {
   const SkxTrustFunctions& system = SkxTrustFunctions::Get();
-  const bool isRevocations = text.substr(kBegin.size()).starts_with(kRevocations);
-  if (!isRevocations && !text.substr(kBegin.size()).starts_with(kCertificate)) return false;
-  DWORD size = 0;
-  const auto decode = [&](BYTE* bytes) {
-    const DWORD form = isRevocations ? CRYPT_STRING_BASE64X509CRLHEADER : CRYPT_STRING_BASE64HEADER;
-    return system.fromText(text.data(), static_cast<DWORD>(text.size()), form, bytes, &size, nullptr, nullptr);
-  };
-  if (!decode(nullptr)) return false;
-  std::vector<BYTE> bytes(size);
-  if (!decode(bytes.data())) return false;
+  const bool isRevocations = block.label == "X509 CRL";
+  if (!isRevocations && block.label != "CERTIFICATE") return false;
+  const auto bytes = KxPem_Decoded<std::vector<BYTE>>(block.body);
+  const DWORD size = static_cast<DWORD>(bytes.size());
   return isRevocations
              ? system.addRevoked(store, X509_ASN_ENCODING, bytes.data(), size, CERT_STORE_ADD_REPLACE_EXISTING, nullptr)
              : system.addToStore(store, X509_ASN_ENCODING, bytes.data(), size, CERT_STORE_ADD_REPLACE_EXISTING,
@@ -39,14 +27,9 @@ bool AddFile(HCERTSTORE store, CkxTextView path) {
   if (store == nullptr) return false;
   const std::optional<std::vector<unsigned char>> bytes = KxFile_ReadAll(path, kMaxStoreBytes);
   if (!bytes) return false;
-  const std::string_view text(reinterpret_cast<const char*>(bytes->data()), bytes->size());
+  std::string_view rest = KxPem_Text(*bytes);
   bool found = false;
-  for (size_t begin = text.find(kBegin); begin != text.npos; begin = text.find(kBegin, begin + 1)) {
-    const size_t endMark = text.find(kEnd, begin);
-    if (endMark == text.npos) break;
-    const size_t end = std::min(text.find('\n', endMark), text.size());
-    found = AddOne(store, text.substr(begin, end - begin)) || found;
-  }
+  while (const std::optional<SkxPemBlock> block = KxPem_Next(rest)) found = AddOne(store, *block) || found;
   return found;
 }
 
