@@ -15,8 +15,8 @@
 SkxSigner KxDetachedSignature_Look(std::span<const unsigned char> message, std::span<const unsigned char> content,
                                    const CkxTrustStore& trust);
 
-/// PEM: a private key that is not encrypted; the signer's certificate, and behind it those who vouch for it. Nothing,
-/// with `error` saying what is wrong, and where this system's library cannot sign (Windows).
+/// PEM: a private key that is not encrypted, of RSA or a curve of NIST; the signer's certificate, and behind it those
+/// who vouch for it. Nothing, with `error` saying what is wrong.
 std::optional<std::vector<unsigned char>> KxDetachedSignature_Make(std::span<const unsigned char> content,
                                                                    std::span<const unsigned char> key,
                                                                    std::span<const unsigned char> certificates,

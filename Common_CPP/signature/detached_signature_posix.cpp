@@ -6,6 +6,7 @@
 
 #include "Common_CPP/signature/certificate_chain_posix.h"
 #include "Common_CPP/signature/pkcs7_posix.h"
+#include "Common_CPP/signature/signing_refusal.h"
 
 namespace {
 
@@ -74,17 +75,17 @@ std::optional<std::vector<unsigned char>> KxDetachedSignature_Make(std::span<con
     if (other == nullptr || sk_X509_push(others.get(), other.get()) == 0) break;
     static_cast<void>(other.release());  // the list's
   }
-  if (privateKey == nullptr) error = "the key is no private key in PEM form, or is encrypted";
-  if (certificate == nullptr) error = "there is no certificate in PEM form";
+  if (privateKey == nullptr) error = kKxNoPrivateKey;
+  if (certificate == nullptr) error = kKxNoCertificate;
   if (privateKey == nullptr || certificate == nullptr) return std::nullopt;
   if (X509_check_private_key(certificate.get(), privateKey.get()) != 1) {
-    error = "the key is not that of the certificate";
+    error = kKxKeyOfAnother;
     return std::nullopt;
   }
   const CkxPkcs7 message(PKCS7_sign(certificate.get(), privateKey.get(), others.get(), ReaderOf(content).get(),
                                     PKCS7_DETACHED | PKCS7_BINARY | PKCS7_NOSMIMECAP));
   CkxOpensslErrors::Check();
   std::optional<std::vector<unsigned char>> bytes = message != nullptr ? Encoded(message.get()) : std::nullopt;
-  if (!bytes) error = "a key of this kind cannot sign; RSA and elliptic curves of NIST can";
+  if (!bytes) error = kKxKeyCannotSign;
   return bytes;
 }

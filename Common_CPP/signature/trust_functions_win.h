@@ -43,6 +43,8 @@ struct SkxTrustFunctions {
       crypt32.Find<decltype(CertAddStoreToCollection)>("CertAddStoreToCollection");
   decltype(CertFindCertificateInStore)* const findInStore =
       crypt32.Find<decltype(CertFindCertificateInStore)>("CertFindCertificateInStore");
+  decltype(CertCreateCertificateContext)* const makeCertificate =
+      crypt32.Find<decltype(CertCreateCertificateContext)>("CertCreateCertificateContext");
   decltype(CertFreeCertificateContext)* const freeCertificate =
       crypt32.Find<decltype(CertFreeCertificateContext)>("CertFreeCertificateContext");
   decltype(CertGetCertificateChain)* const chainOf =
@@ -60,6 +62,10 @@ struct SkxTrustFunctions {
   decltype(CryptMsgClose)* const closeMessage = crypt32.Find<decltype(CryptMsgClose)>("CryptMsgClose");
   decltype(CryptDecodeObjectEx)* const decode = crypt32.Find<decltype(CryptDecodeObjectEx)>("CryptDecodeObjectEx");
 
+  decltype(CryptEncodeObjectEx)* const encode = crypt32.Find<decltype(CryptEncodeObjectEx)>("CryptEncodeObjectEx");
+  decltype(CryptImportPublicKeyInfoEx2)* const publicKeyOf =
+      crypt32.Find<decltype(CryptImportPublicKeyInfoEx2)>("CryptImportPublicKeyInfoEx2");
+
   /// Whether the system has what a look at a signature needs; all Windows have. Catalogs may be missing.
   bool AreThere() const {
     return verify != nullptr && stateData != nullptr && signerOf != nullptr && openStore != nullptr &&
@@ -67,6 +73,10 @@ struct SkxTrustFunctions {
            findInStore != nullptr && freeCertificate != nullptr && chainOf != nullptr && freeChain != nullptr &&
            nameOf != nullptr && fromText != nullptr && openMessage != nullptr && updateMessage != nullptr &&
            controlMessage != nullptr && messagePart != nullptr && closeMessage != nullptr && decode != nullptr;
+  }
+  bool CanSign() const {
+    return makeCertificate != nullptr && freeCertificate != nullptr && fromText != nullptr && decode != nullptr &&
+           encode != nullptr && publicKeyOf != nullptr;
   }
   bool HaveCatalogs() const {
     return openCatalogs != nullptr && closeCatalogs != nullptr && hashForCatalogs != nullptr &&
