@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "tests/kxpolicy/served.h"
+#include "tests/kxpolicy/service_status.h"
 #include "tests/support/policy_documents.h"
 #include "tests/support/runtime_folder_scope.h"
 #include "tests/support/trace_capture.h"
@@ -17,32 +18,6 @@ using nlohmann::json;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
-
-/// An image of one policy with that id.
-void CompileOne(const CkxTempFolder& work, const std::string& image, int id) {
-  const std::string document = KxTest_PathText(work.Path() / "policies.json");
-  work.Write("policies.json", R"({"policies": [{"id": )" + std::to_string(id) +
-                                  R"(, "name": "No tools", "action": "block", "targets": []}]})");
-  const SkxToolRun run = KxTest_RunTool({"compile", document, "-o", image});
-  ASSERT_EQ(run.code, 0) << run.err;
-}
-
-/// Asks until `isSo` of the status; what was told last when it never is, null when nobody ever answers.
-template <class IsSo>
-json StatusWhen(IsSo isSo) {
-  json status;
-  for (int i = 0; i < 2000; ++i) {
-    const SkxToolRun run = KxTest_RunTool({"status", "--format", "json"});
-    if (run.code == 0) status = json::parse(run.out);
-    if (!status.is_null() && isSo(status)) break;
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-  return status;
-}
-
-json StatusOfPolicy(int id) {
-  return StatusWhen([&](const json& status) { return status["policies"][0]["policyId"] == id; });
-}
 
 TEST(Status, TellsWhatIsInForceAndGoesBack) {
   const CkxTraceCapture quiet;
@@ -56,11 +31,11 @@ TEST(Status, TellsWhatIsInForceAndGoesBack) {
     EXPECT_THAT(nobody.err, HasSubstr("`kxpolicy serve DIR`"));
   }
 
-  CompileOne(work, image, 7);
+  KxTest_CompileOne(work, image, 7);
   json first;
   {
     CkxServedImage served(image, keep);
-    first = StatusOfPolicy(7);
+    first = KxTest_StatusOfPolicy(7);
     EXPECT_EQ(first["folder"], image);
     EXPECT_EQ(first["inForce"]["policies"], 1);
     EXPECT_EQ(first["policies"], json::parse(R"([{"policyId": 7, "name": "No tools", "decided": 0}])"));
@@ -70,42 +45,43 @@ TEST(Status, TellsWhatIsInForceAndGoesBack) {
     EXPECT_EQ(refused.code, 4);
     EXPECT_THAT(refused.err, HasSubstr("there is no image before"));
 
-    CompileOne(work, image, 8);
-    const json second = StatusOfPolicy(8);
+    KxTest_CompileOne(work, image, 8);
+    const json second = KxTest_StatusOfPolicy(8);
     EXPECT_EQ(second["before"]["digest"], first["inForce"]["digest"]);
     EXPECT_NE(second["publication"], first["publication"]);
     const SkxToolRun back = KxTest_RunTool({"rollback"});
     EXPECT_EQ(back.code, 0) << back.err;
     EXPECT_THAT(back.out, AllOf(HasSubstr("in force      1 policy since 2"),
                                 HasSubstr(second["inForce"]["digest"].get<std::string>() + ", until the folder")));
-    EXPECT_EQ(StatusOfPolicy(7)["withdrawn"], second["inForce"]["digest"]);
+    EXPECT_EQ(KxTest_StatusOfPolicy(7)["withdrawn"], second["inForce"]["digest"]);
     EXPECT_THAT(KxTest_RunTool({"show"}).out, HasSubstr("Policy id:\t7"));
     EXPECT_EQ(KxTest_RunTool({"rollback"}).code, 4) << "what was withdrawn is not what comes back";
 
     work.Write("image/applicable.json", "{");
-    const json broken = StatusWhen([](const json& status) { return status["faults"]["count"] == 1; });
+    const json broken = KxTest_StatusWhen([](const json& status) { return status["faults"]["count"] == 1; });
     EXPECT_THAT(broken["faults"]["last"].get<std::string>(), HasSubstr("applicable.json"));
     EXPECT_EQ(broken["policies"][0]["policyId"], 7);
-    CompileOne(work, image, 8);
+    KxTest_CompileOne(work, image, 8);
     std::this_thread::sleep_for(std::chrono::seconds(1));  // for some looks at the folder
-    EXPECT_EQ(StatusOfPolicy(7)["withdrawn"], second["inForce"]["digest"]) << "copied into its place it is the same";
-    CompileOne(work, image, 9);
-    EXPECT_EQ(StatusOfPolicy(9)["withdrawn"], nullptr) << "another one";
+    EXPECT_EQ(KxTest_StatusOfPolicy(7)["withdrawn"], second["inForce"]["digest"])
+        << "copied into its place it is the same";
+    KxTest_CompileOne(work, image, 9);
+    EXPECT_EQ(KxTest_StatusOfPolicy(9)["withdrawn"], nullptr) << "another one";
     EXPECT_EQ(KxTest_RunTool({"rollback"}).code, 0);
   }
   {
     CkxServedImage served(image, keep);
-    EXPECT_EQ(StatusOfPolicy(7)["inForce"], first["inForce"]) << "what was withdrawn stays so";
+    EXPECT_EQ(KxTest_StatusOfPolicy(7)["inForce"], first["inForce"]) << "what was withdrawn stays so";
   }
   work.Write("image/applicable.json", "{");
   {
     CkxServedImage served(image, keep);
-    EXPECT_EQ(StatusOfPolicy(7)["faults"]["count"], 1) << "what cannot be used leaves what was in force";
+    EXPECT_EQ(KxTest_StatusOfPolicy(7)["faults"]["count"], 1) << "what cannot be used leaves what was in force";
   }
   EXPECT_EQ(KxTest_RunTool({"serve", image}).code, 3) << "nothing was kept";
-  CompileOne(work, image, 10);
+  KxTest_CompileOne(work, image, 10);
   CkxServedImage served(image, keep);
-  EXPECT_EQ(StatusOfPolicy(10)["before"], first["inForce"]);
+  EXPECT_EQ(KxTest_StatusOfPolicy(10)["before"], first["inForce"]);
 }
 
 }  // namespace
