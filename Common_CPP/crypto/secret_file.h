@@ -11,6 +11,7 @@
 
 enum class EkxSecretFile : unsigned char {
   Named,    ///< whoever's it is, as it is. POSIX: its mode lets its owner alone read it; Windows: taken on trust
+  Owners,   ///< the same, and Windows: its owner, who reads it here and the privileged alone may read it
   Systems,  ///< the agent's (Common_CPP/security/agent_trust.h), for privileged accounts alone; no link
 };
 

@@ -24,7 +24,7 @@ bool SecretPath(CkxTextView path, std::string& native) {
 /// An access list shows in the bits of the group.
 bool IsOwnersAlone(const struct stat& status, EkxSecretFile kind) {
   if (!S_ISREG(status.st_mode)) return false;
-  if (kind == EkxSecretFile::Named) return (status.st_mode & (S_IRGRP | S_IROTH)) == 0;
+  if (kind != EkxSecretFile::Systems) return (status.st_mode & (S_IRGRP | S_IROTH)) == 0;
   const bool isAgents = status.st_uid == 0 || (KxTrust_OwnUser() && status.st_uid == geteuid());
   return isAgents && (status.st_mode & kOthers) == 0;
 }

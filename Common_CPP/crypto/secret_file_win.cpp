@@ -2,6 +2,7 @@
 #include <optional>
 #include <vector>
 
+#include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/access_token/object_access_win.h"
 #include "Common_CPP/access_token/object_owner_win.h"
 #include "Common_CPP/crypto/secret_file.h"
@@ -53,7 +54,9 @@ DATA_BLOB BlobOf(std::span<const unsigned char> bytes) {
   return {static_cast<DWORD>(bytes.size()), const_cast<BYTE*>(bytes.data())};
 }
 
-bool IsForPrivilegedAlone(const ACL& list) {
+/// Whether none but the privileged, and those whom `isAllowed` lets, may read what the list is of.
+template <class IsAllowed>
+bool IsForThemAlone(const ACL& list, IsAllowed isAllowed) {
   for (DWORD index = 0; index < list.AceCount; ++index) {
     void* entry = nullptr;
     if (!GetAce(const_cast<ACL*>(&list), index, &entry)) return false;
@@ -63,21 +66,45 @@ bool IsForPrivilegedAlone(const ACL& list) {
     auto& allowed = *static_cast<ACCESS_ALLOWED_ACE*>(entry);
     if ((allowed.Mask & (FILE_READ_DATA | GENERIC_READ | GENERIC_ALL | WRITE_DAC | WRITE_OWNER)) == 0) continue;
     const CkxSid sid = CkxSid::FromBytes(&allowed.SidStart, GetLengthSid(&allowed.SidStart));
-    if (!KxTrust_IsPrivileged(sid) && !KxObject_IsOwn(sid)) return false;
+    if (!KxTrust_IsPrivileged(sid) && !isAllowed(sid)) return false;
   }
   return true;
 }
 
-bool IsSystemsAlone(HANDLE file, CkxTextView path) {
+template <class IsAllowed>
+bool CanBeReadByThemAlone(HANDLE file, CkxTextView path, IsAllowed isAllowed) {
   ACL* list = nullptr;
   PSECURITY_DESCRIPTOR descriptor = nullptr;
-  if (!KxObject_IsAgents(file, path)) return false;
   const DWORD error =
       GetSecurityInfo(file, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, &list, nullptr, &descriptor);
-  const bool isAlone = error == ERROR_SUCCESS && list != nullptr && IsForPrivilegedAlone(*list);
+  const bool isAlone = error == ERROR_SUCCESS && list != nullptr && IsForThemAlone(*list, isAllowed);
   LocalFree(descriptor);
   if (isAlone) return true;
   KxTrace(EkxTraceLevel::Error, "KxSecretFile_Read", "ERROR: [", path, "] can be read by others. Refused");
+  return false;
+}
+
+bool IsSystemsAlone(HANDLE file, CkxTextView path) {
+  return KxObject_IsAgents(file, path) && CanBeReadByThemAlone(file, path, KxObject_IsOwn);
+}
+
+/// What an elevated administrator makes has the group of them for its owner, and the administrator's own rights.
+bool IsOwnersAlone(HANDLE file, CkxTextView path) {
+  const std::optional<CkxSid> owner = KxObject_Owner(file);
+  const std::optional<CkxSid> reader = KxToken_User(GetCurrentProcess());
+  return CanBeReadByThemAlone(
+      file, path, [&](const CkxSid& sid) { return (owner && owner->Equals(sid)) || (reader && reader->Equals(sid)); });
+}
+
+bool IsForWhomItIs(HANDLE file, CkxTextView path, EkxSecretFile kind) {
+  switch (kind) {
+    case EkxSecretFile::Named:
+      return true;
+    case EkxSecretFile::Owners:
+      return IsOwnersAlone(file, path);
+    case EkxSecretFile::Systems:
+      return IsSystemsAlone(file, path);
+  }
   return false;
 }
 
@@ -132,7 +159,7 @@ EkxSecretRead KxSecretFile_Read(CkxTextView path, EkxSecretFile kind, std::span<
   size = 0;
   const CkxHandle file = OpenSecret(path, kind);
   if (!file || GetFileType(file.Get()) != FILE_TYPE_DISK) return EkxSecretRead::Unreadable;
-  if (kind == EkxSecretFile::Systems && !IsSystemsAlone(file.Get(), path)) {
+  if (!IsForWhomItIs(file.Get(), path, kind)) {
     KxLastError_Set(kKxErrorAccessDenied);
     return EkxSecretRead::NotOwnersAlone;
   }

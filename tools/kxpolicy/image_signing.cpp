@@ -23,7 +23,7 @@ KxWString PemPath(const std::string& path) {
 KeyBytes ReadSigningKey(const std::string& path) {
   KeyBytes key(kMaxPemBytes + 1);
   size_t size = 0;
-  switch (KxSecretFile_Read(PemPath(path), EkxSecretFile::Named, key, size)) {
+  switch (KxSecretFile_Read(PemPath(path), EkxSecretFile::Owners, key, size)) {
     case EkxSecretRead::NotOwnersAlone:
       throw CkxToolFault(EkxExit::UnusableArguments, path + ": is no file that its owner alone can read");
     case EkxSecretRead::Unreadable:
