@@ -15,7 +15,13 @@ class CkxServeLog {
   void Event(const std::string& line) {
     if (_verbose) Write(_streams.out, line);
   }
-  void State(const std::string& line) { Write(_streams.out, line); }
+  /// What is so already: no line that memory is short for undoes it.
+  void State(const std::string& line) noexcept {
+    try {
+      Write(_streams.out, line);
+    } catch (const std::bad_alloc&) {
+    }
+  }
   void Fault(const std::string& line) { Write(_streams.err, "kxpolicy: " + line); }
 
  private:

@@ -27,6 +27,12 @@ constexpr uint32_t kChannelBusy = 170;
                                                 : " cannot be opened: " + KxError_Words()));
 }
 
+/// But for who signed it, since that may not count any more when somebody asks.
+std::optional<SkxStatusImage> StatusImageOf(const SkxKeptImagePtr& kept) {
+  if (!kept) return std::nullopt;
+  return SkxStatusImage{kept->digest, KxImage_Summary(kept->image).policies.size(), std::nullopt};
+}
+
 }  // namespace
 
 CkxServedAgent::CkxServedAgent(const SkxServeOptions& options, SkxStreams& streams)
@@ -51,8 +57,7 @@ void CkxServedAgent::Start() {
   // not this image's.
   if (!_service.Start(channel)) ThrowClosed(channel);
   if (isKept) {
-    Publish(publishable);
-    TellInForce(publishable);
+    PutInForce(publishable, _history.State());
   } else {
     Show(publishable);
   }
@@ -90,12 +95,20 @@ std::string CkxServedAgent::StateLine() const {
   return _fault.empty() ? what : what + "; " + _fault;
 }
 
-/// Without a wait for what changes images.
 SkxServiceStatus CkxServedAgent::Status() const {
   SkxServiceStatus status;
+  SkxKeptImagePtr before;
   {
     const std::lock_guard lock(_telling);
     status = _told;
+    before = _before;
+  }
+  if (status.before) {
+    try {
+      status.before->signer = _demand.Require(before->image, "");
+    } catch (const CkxToolFault&) {  // a rollback would refuse it too
+      status.before.reset();
+    }
   }
   status.processId = KxOwn_ProcessId();
   status.startedAt = KxServiceStatus_Time(_startedAt);
@@ -112,15 +125,14 @@ SkxServiceStatus CkxServedAgent::Status() const {
 
 std::string CkxServedAgent::Rollback() {
   const std::lock_guard lock(_changing);
-  if (!_history.Previous()) return "there is no image before the one in force to go back to";
+  const SkxKeptImagePtr before = _history.State().previous;
+  if (!before) return "there is no image before the one in force to go back to";
   try {
-    const SkxPublishableImage before = FromHistory(*_history.Previous());
-    Publish(before);
-    std::string error;
-    if (!_history.RollBack(error)) TellFault(error.c_str());
-    TellInForce(before);
-    _log.State("rolled back; image " + _history.Withdrawn().value_or("") +
-               " is out of force until its folder holds another one, or a reload");
+    SkxImageHistoryState next = _history.AfterRollback();
+    const std::string line = "rolled back; image " + next.withdrawn.value_or("") +
+                             " is out of force until its folder holds another one, or a reload";
+    PutInForce(FromHistory(*before), std::move(next));
+    _log.State(line);
     return "";
   } catch (const CkxToolFault& fault) {
     return fault.what();
@@ -131,17 +143,6 @@ SkxPublishableImage CkxServedAgent::Load() const {
   return KxImage_ToPublish(KxImage_Load(_options.image), _options.image, _demand, _options.mayBeEmpty);
 }
 
-/// As it is now: one whose signature does not count any more is nothing to go back to.
-std::optional<SkxStatusImage> CkxServedAgent::Before() const {
-  if (!_history.Previous()) return std::nullopt;
-  try {
-    const SkxPublishableImage before = FromHistory(*_history.Previous());
-    return SkxStatusImage{_history.Previous()->digest, before.policies.size(), before.signer};
-  } catch (const CkxToolFault&) {
-    return std::nullopt;
-  }
-}
-
 /// What was in force once may be so again, even without a policy.
 SkxPublishableImage CkxServedAgent::FromHistory(const SkxKeptImage& kept) const {
   return KxImage_ToPublish(kept.image, "image " + kept.digest, _demand, true);
@@ -149,7 +150,7 @@ SkxPublishableImage CkxServedAgent::FromHistory(const SkxKeptImage& kept) const 
 
 /// The kept image where the folder's was taken out of force, or cannot be used.
 SkxPublishableImage CkxServedAgent::LoadForStart(bool& isKept) {
-  isKept = _history.Current().has_value();
+  isKept = _history.State().current != nullptr;
   try {
     SkxPublishableImage publishable = Load();
     if (!IsWithdrawn(publishable)) {
@@ -166,12 +167,12 @@ SkxPublishableImage CkxServedAgent::LoadForStart(bool& isKept) {
     _watch.TryAgain();
     TellFault(fault.what());
   }
-  return FromHistory(*_history.Current());
+  return FromHistory(*_history.State().current);
 }
 
 /// However often an image is copied into its place: what a rollback took out of force comes back when somebody says so.
 bool CkxServedAgent::IsWithdrawn(const SkxPublishableImage& publishable) const {
-  return _history.Withdrawn() == KxImageManifest_Digest(publishable.image);
+  return _history.State().withdrawn == KxImageManifest_Digest(publishable.image);
 }
 
 void CkxServedAgent::ShowFolder(EkxWithdrawn withdrawn) {
@@ -187,36 +188,55 @@ void CkxServedAgent::ShowFolder(EkxWithdrawn withdrawn) {
 }
 
 void CkxServedAgent::Show(const SkxPublishableImage& publishable) {
-  Publish(publishable);
-  std::string error;
-  if (!_history.PutInForce(publishable.image, error)) TellFault(error.c_str());
-  TellInForce(publishable);
+  PutInForce(publishable, _history.AfterPuttingInForce(publishable.image));
 }
 
-/// One step for whoever asks: a user's policies are those of the publication that is in force.
-void CkxServedAgent::Publish(const SkxPublishableImage& publishable) {
+/// One step for whoever asks: a user's policies are those of the publication that is in force. What can fail comes
+/// before it; a history that cannot be written is told, and is so in memory all the same.
+void CkxServedAgent::PutInForce(const SkxPublishableImage& publishable, SkxImageHistoryState next) {
+  SkxServiceStatus told = StatusOf(publishable, next);
   std::string error;
-  if (!_publication.Prepare(publishable.image, error) ||
-      !_service.Replace(publishable.image, [&] { return _publication.Commit(error); })) {
+  const auto commit = [&] {
+    told.publication = _publication.NextName();
+    return _publication.Commit(error);
+  };
+  if (!_publication.Prepare(publishable.image, error) || !_service.Replace(publishable.image, commit)) {
     throw CkxToolFault(EkxExit::SystemRefused, error);
   }
+  TakeStep(std::move(next), std::move(told));
   _log.State(publishable.line);
+  KeepHistory();
 }
 
-void CkxServedAgent::TellInForce(const SkxPublishableImage& publishable) {
+SkxServiceStatus CkxServedAgent::StatusOf(const SkxPublishableImage& publishable,
+                                          const SkxImageHistoryState& history) const {
   SkxServiceStatus told;
   told.folder = _options.image;
-  told.publication = _publication.Name();
-  told.inForce = {_history.Current()->digest, publishable.policies.size(), publishable.signer};
+  told.inForce = {history.current->digest, publishable.policies.size(), publishable.signer};
   told.signatureRequired = _demand.IsMade();
   told.since = KxServiceStatus_Time(KxFileTime_Now());
-  told.before = Before();
-  told.withdrawn = _history.Withdrawn();
+  told.before = StatusImageOf(history.previous);
+  told.withdrawn = history.withdrawn;
   for (const SkxPolicyName& policy : publishable.policies) told.policies.push_back({policy.id, policy.name, 0});
   std::sort(told.policies.begin(), told.policies.end(), [](const auto& a, const auto& b) { return a.id < b.id; });
+  return told;
+}
+
+void CkxServedAgent::TakeStep(SkxImageHistoryState next, SkxServiceStatus told) noexcept {
+  _history.Take(std::move(next));
   const std::lock_guard lock(_telling);
-  told.faults = _told.faults;
+  told.faults = std::move(_told.faults);
   _told = std::move(told);
+  _before = _history.State().previous;
+}
+
+void CkxServedAgent::KeepHistory() noexcept {
+  try {
+    std::string error;
+    if (!_history.Keep(error)) TellFault(error.c_str());
+  } catch (const std::exception&) {
+    TellFault("the image in force cannot be kept: out of memory");
+  }
 }
 
 /// The same fault of an image that is tried again and again is told, and counted, once.

@@ -46,19 +46,23 @@ class CkxServedAgent {
   /// In one line, for a manager of services.
   std::string StateLine() const;
 
- private:
+  /// Without a wait for what changes images.
   SkxServiceStatus Status() const;
-  std::string Rollback();  ///< empty, or why nothing was done
 
+  /// Empty, or why nothing was done. What is thrown leaves everything as it was.
+  std::string Rollback();
+
+ private:
   SkxPublishableImage Load() const;
   SkxPublishableImage LoadForStart(bool& isKept);
   SkxPublishableImage FromHistory(const SkxKeptImage& kept) const;
-  std::optional<SkxStatusImage> Before() const;
   bool IsWithdrawn(const SkxPublishableImage& publishable) const;
   void ShowFolder(EkxWithdrawn withdrawn);
   void Show(const SkxPublishableImage& publishable);
-  void Publish(const SkxPublishableImage& publishable);
-  void TellInForce(const SkxPublishableImage& publishable);
+  void PutInForce(const SkxPublishableImage& publishable, SkxImageHistoryState next);
+  SkxServiceStatus StatusOf(const SkxPublishableImage& publishable, const SkxImageHistoryState& history) const;
+  void TakeStep(SkxImageHistoryState next, SkxServiceStatus told) noexcept;
+  void KeepHistory() noexcept;
   void TellFault(const char* fault) noexcept;
 
   const SkxServeOptions _options;
@@ -73,7 +77,8 @@ class CkxServedAgent {
 
   mutable std::mutex _telling;  // guards what is told; held for a copy at most
   SkxServiceStatus _told;
-  std::string _fault;  // of the folder's image as it is; empty where that is usable
+  SkxKeptImagePtr _before;  // what a rollback puts back in force, if its signature counts then
+  std::string _fault;       // of the folder's image as it is; empty where that is usable
 
   CkxAgentService _service;
   CkxServiceControl _control;

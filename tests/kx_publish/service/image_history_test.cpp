@@ -20,12 +20,23 @@ std::string DigestOf(char letter) { return KxImageManifest_Digest(ImageOf(letter
 /// Current, previous, and which was withdrawn: "BA-".
 std::string Told(const CkxImageHistory& history) {
   std::string told = "---";
+  const SkxImageHistoryState& state = history.State();
   for (const char letter : {'A', 'B', 'C'}) {
-    if (history.Current() && history.Current()->image.applicable == ImageOf(letter).applicable) told[0] = letter;
-    if (history.Previous() && history.Previous()->digest == DigestOf(letter)) told[1] = letter;
-    if (history.Withdrawn() == DigestOf(letter)) told[2] = letter;
+    if (state.current && state.current->image.applicable == ImageOf(letter).applicable) told[0] = letter;
+    if (state.previous && state.previous->digest == DigestOf(letter)) told[1] = letter;
+    if (state.withdrawn == DigestOf(letter)) told[2] = letter;
   }
   return told;
+}
+
+bool PutInForce(CkxImageHistory& history, SkxPolicyImage image, std::string& error) {
+  history.Take(history.AfterPuttingInForce(std::move(image)));
+  return history.Keep(error);
+}
+
+bool RollBack(CkxImageHistory& history, std::string& error) {
+  history.Take(history.AfterRollback());
+  return history.Keep(error);
 }
 
 /// A letter puts that image in force, "!" rolls back. Each step is seen by whoever opens the folder after it, too.
@@ -46,7 +57,7 @@ TEST(ImageHistory, GoesOneStepBack) {
       CkxImageHistory onDisk;
       ASSERT_TRUE(onDisk.Open(folder, error)) << error;
       for (CkxImageHistory* const history : {&inMemory, &onDisk}) {
-        EXPECT_TRUE(*step == '!' ? history->RollBack(error) : history->PutInForce(ImageOf(*step), error)) << error;
+        EXPECT_TRUE(*step == '!' ? RollBack(*history, error) : PutInForce(*history, ImageOf(*step), error)) << error;
       }
     }
     CkxImageHistory again;
@@ -75,13 +86,15 @@ TEST(ImageHistory, TakesNothingForKeptThatIsNot) {
   const CkxTempFolder damaged;
   CkxImageHistory history;
   ASSERT_TRUE(history.Open(damaged.Text(""), error)) << error;
-  ASSERT_TRUE(history.PutInForce(ImageOf('A'), error) && history.PutInForce(ImageOf('B'), error)) << error;
+  ASSERT_TRUE(PutInForce(history, ImageOf('A'), error) && PutInForce(history, ImageOf('B'), error)) << error;
   damaged.Write("current/applicable.json", "{");
   damaged.Write("withdrawn", std::string(64, 'g'));
   CkxImageHistory again;
   ASSERT_TRUE(again.Open(damaged.Text(""), error)) << error;
   EXPECT_EQ(Told(again), "-A-");
-  EXPECT_FALSE(again.Withdrawn());
+  EXPECT_FALSE(again.State().withdrawn);
+  ASSERT_TRUE(PutInForce(again, ImageOf('A'), error)) << error;
+  EXPECT_EQ(Told(again), "A--") << "there is no other one to go back to";
 }
 
 /// An old signature may not count any more when the image is needed again.
@@ -93,10 +106,10 @@ TEST(ImageHistory, KeepsTheSignatureThatCameLast) {
   for (const char signature : {'1', '2'}) {
     SkxPolicyImage image = ImageOf('A');
     image.signature.emplace(1, static_cast<unsigned char>(signature));
-    ASSERT_TRUE(history.PutInForce(std::move(image), error)) << error;
-    EXPECT_EQ(history.Current()->image.signature->front(), signature);
+    ASSERT_TRUE(PutInForce(history, std::move(image), error)) << error;
+    EXPECT_EQ(history.State().current->image.signature->front(), signature);
     EXPECT_EQ(work.Read("current/image.p7s"), std::string(1, signature));
-    EXPECT_FALSE(history.Previous());
+    EXPECT_FALSE(history.State().previous);
   }
 }
 

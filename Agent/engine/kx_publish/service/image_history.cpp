@@ -22,15 +22,15 @@ KxWString TextOf(const fs::path& path) { return path.string<WCHAR>(); }
 
 std::string LineOf(const fs::path& path, const std::string& what) { return KxText_ToUtf8(TextOf(path)) + ": " + what; }
 
-std::optional<SkxKeptImage> Kept(SkxPolicyImage image) {
+SkxKeptImagePtr Kept(SkxPolicyImage image) {
   std::string digest = KxImageManifest_Digest(image);
-  return SkxKeptImage{std::move(image), std::move(digest)};
+  return std::make_shared<const SkxKeptImage>(SkxKeptImage{std::move(image), std::move(digest)});
 }
 
-std::optional<SkxKeptImage> Load(const fs::path& folder) {
+SkxKeptImagePtr Load(const fs::path& folder) {
   SkxPolicyImage image;
   std::string ignored;
-  return KxPolicyImage_Load(TextOf(folder), image, ignored) ? Kept(std::move(image)) : std::nullopt;
+  return KxPolicyImage_Load(TextOf(folder), image, ignored) ? Kept(std::move(image)) : nullptr;
 }
 
 /// Nothing for a text that is no digest: it would withdraw no image.
@@ -76,37 +76,49 @@ bool CkxImageHistory::Open(CkxTextView folder, std::string& error) {
   if (!others.empty()) error = LineOf(others, "is no part of kept images; another folder is needed for those");
   if (fault || !others.empty()) return false;
   _folder = path;
-  _current = Load(path / kCurrent);
-  _previous = Load(path / kPrevious);
-  _withdrawn = LoadDigest(path / kWithdrawn);
-  if (_current && _previous && _current->digest == _previous->digest) _previous.reset();
+  _state = {Load(path / kCurrent), Load(path / kPrevious), LoadDigest(path / kWithdrawn)};
+  _keptCurrent = _state.current;
+  _keptPrevious = _state.previous;
+  if (_state.current && _state.previous && _state.current->digest == _state.previous->digest) _state.previous.reset();
   return true;
 }
 
-/// The withdrawal goes first: while it is there, an image with that digest is not put in force at a start. The same
-/// image may have been signed anew, and counts for as long as that signature does.
-bool CkxImageHistory::PutInForce(SkxPolicyImage image, std::string& error) {
-  std::optional<SkxKeptImage> kept = Kept(std::move(image));
-  _withdrawn.reset();
-  const bool isAllowed = KeepWithdrawn(error);
-  const bool isSame = _current && _current->digest == kept->digest;
-  if (isSame && _current->image.signature == kept->image.signature) return isAllowed;
-  if (_current && !isSame) _previous = std::move(_current);
-  _current = std::move(kept);
-  return isAllowed && Keep(kPrevious, _previous, error) && Keep(kCurrent, _current, error);
+/// The same image may have been signed anew, and counts for as long as that signature does.
+SkxImageHistoryState CkxImageHistory::AfterPuttingInForce(SkxPolicyImage image) const {
+  SkxKeptImagePtr next = Kept(std::move(image));
+  const SkxKeptImagePtr& current = _state.current;
+  const bool isSame = current && current->digest == next->digest;
+  if (isSame && current->image.signature == next->image.signature) next = current;
+  SkxKeptImagePtr before = current && !isSame ? current : _state.previous;
+  if (before && before->digest == next->digest) before.reset();
+  return {std::move(next), std::move(before), std::nullopt};
 }
 
-/// The withdrawal goes behind the image that takes the place: alone it would keep the wrong one in force.
-bool CkxImageHistory::RollBack(std::string& error) {
-  _withdrawn = _current ? _current->digest : "";
-  _current = std::exchange(_previous, std::nullopt);
-  return Keep(kCurrent, _current, error) && KeepWithdrawn(error) && Keep(kPrevious, _previous, error);
+SkxImageHistoryState CkxImageHistory::AfterRollback() const {
+  return {_state.previous, nullptr, _state.current ? _state.current->digest : ""};
 }
 
-bool CkxImageHistory::Keep(const char* name, const std::optional<SkxKeptImage>& image, std::string& error) const {
+/// While a withdrawal is there, an image with that digest is not put in force at a start. So an old one goes before the
+/// images are written, and a new one comes behind the image that takes the place: alone it would keep the wrong one in
+/// force.
+bool CkxImageHistory::Keep(std::string& error) {
   if (_folder.empty()) return true;
+  const auto current = [&] { return KeepImage(kCurrent, _state.current, _keptCurrent, error); };
+  const auto previous = [&] { return KeepImage(kPrevious, _state.previous, _keptPrevious, error); };
+  if (_state.withdrawn) return current() && KeepWithdrawn(error) && previous();
+  return KeepWithdrawn(error) && previous() && current();
+}
+
+bool CkxImageHistory::KeepImage(const char* name, const SkxKeptImagePtr& image, SkxKeptImagePtr& kept,
+                                std::string& error) const {
+  if (image && image == kept) return true;
+  kept.reset();
   const fs::path place = _folder / name;
-  if (image) return KxPolicyImage_Write(TextOf(place), image->image, error);
+  if (image) {
+    if (!KxPolicyImage_Write(TextOf(place), image->image, error)) return false;
+    kept = image;
+    return true;
+  }
   std::error_code fault;
   fs::remove_all(place, fault);
   if (fault) error = LineOf(place, "cannot be removed: " + KxError_Words(fault));
@@ -114,15 +126,15 @@ bool CkxImageHistory::Keep(const char* name, const std::optional<SkxKeptImage>& 
 }
 
 bool CkxImageHistory::KeepWithdrawn(std::string& error) const {
-  if (_folder.empty()) return true;
   const fs::path file = _folder / kWithdrawn;
   std::error_code fault;
-  if (!_withdrawn) {
+  if (!_state.withdrawn) {
     fs::remove(file, fault);
     if (fault) error = LineOf(file, "cannot be removed: " + KxError_Words(fault));
     return !fault;
   }
-  const std::span bytes(reinterpret_cast<const unsigned char*>(_withdrawn->data()), _withdrawn->size());
+  const std::string& digest = *_state.withdrawn;
+  const std::span bytes(reinterpret_cast<const unsigned char*>(digest.data()), digest.size());
   if (KxFile_ReplaceAll(TextOf(file), bytes)) return true;
   error = LineOf(file, "cannot be written: " + KxError_Words());
   return false;

@@ -10,6 +10,7 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -20,6 +21,21 @@ struct SkxKeptImage {
   std::string digest;
 };
 
+using SkxKeptImagePtr = std::shared_ptr<const SkxKeptImage>;
+
+/// One moment of a history. Null is no image.
+struct SkxImageHistoryState {
+  SkxKeptImagePtr current;
+  SkxKeptImagePtr previous;
+  std::optional<std::string> withdrawn;  ///< a digest
+};
+
+/// A step is made ready before it is known whether it comes about, taken when it has, and kept on disk then:
+///
+///   SkxImageHistoryState next = history.AfterRollback();
+///   ...                                // the image is put in force
+///   history.Take(std::move(next));     // which cannot fail
+///   history.Keep(error);
 class CkxImageHistory {
  public:
   /// In memory alone.
@@ -29,23 +45,26 @@ class CkxImageHistory {
   /// cannot be made, or that holds something else; an image in it that cannot be read is none.
   bool Open(CkxTextView folder, std::string& error);
 
-  const std::optional<SkxKeptImage>& Current() const { return _current; }
-  const std::optional<SkxKeptImage>& Previous() const { return _previous; }
-  const std::optional<std::string>& Withdrawn() const { return _withdrawn; }
+  const SkxImageHistoryState& State() const { return _state; }
 
   /// `image` is in force, and what was before is what a rollback puts back; the same image once more changes nothing of
-  /// that. False with a line in `error` where it could not be kept: in memory it is so all the same.
-  bool PutInForce(SkxPolicyImage image, std::string& error);
+  /// that.
+  SkxImageHistoryState AfterPuttingInForce(SkxPolicyImage image) const;
 
-  /// The previous image, which there has to be, is in force instead of the current one. `error` as above.
-  bool RollBack(std::string& error);
+  /// The previous image, which there has to be, is in force instead of the current one.
+  SkxImageHistoryState AfterRollback() const;
+
+  void Take(SkxImageHistoryState next) noexcept { _state = std::move(next); }
+
+  /// Writes what is not in the folder yet. False with one line in `error` where that cannot be.
+  bool Keep(std::string& error);
 
  private:
-  bool Keep(const char* name, const std::optional<SkxKeptImage>& image, std::string& error) const;
+  bool KeepImage(const char* name, const SkxKeptImagePtr& image, SkxKeptImagePtr& kept, std::string& error) const;
   bool KeepWithdrawn(std::string& error) const;
 
   std::filesystem::path _folder;  // empty: in memory alone
-  std::optional<SkxKeptImage> _current;
-  std::optional<SkxKeptImage> _previous;
-  std::optional<std::string> _withdrawn;
+  SkxImageHistoryState _state;
+  SkxKeptImagePtr _keptCurrent;  // as the folder has it; null where that is not known
+  SkxKeptImagePtr _keptPrevious;
 };

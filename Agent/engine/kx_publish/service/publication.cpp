@@ -67,7 +67,6 @@ bool CkxPolicyPublication::Commit(std::string& error) {
   // From here on it is in force, and nothing may fail.
   _previous = std::move(_current);
   _current = std::exchange(_next, {});
-  _numberInForce = _number;
   TellOfIt();
   return true;
 }
@@ -113,7 +112,7 @@ bool CkxPolicyPublication::Lock(std::string& error) {
   return false;
 }
 
-std::string CkxPolicyPublication::Name() const { return KxText_ToUtf8(NumberedName(_numberInForce)); }
+std::string CkxPolicyPublication::NextName() const { return KxText_ToUtf8(NumberedName(_number)); }
 
 KxWString CkxPolicyPublication::NumberedName(uint32_t number) const {
   KxWString digits(kNumberUnits, KXW('0'));

@@ -45,8 +45,8 @@ class CkxPolicyPublication {
   bool Prepare(const SkxPolicyImage& image, std::string& error);
   bool Commit(std::string& error);
 
-  /// What the names of the sections in force begin with, "Global\KxPub3F7A"; nobody's until there is a publication.
-  std::string Name() const;
+  /// What the names of the sections that were prepared last begin with, "Global\KxPub3F7A".
+  std::string NextName() const;
 
   /// Takes out whatever is published, by this object or by a publisher that is gone, and tells everyone.
   bool Unpublish(std::string& error);
@@ -75,7 +75,6 @@ class CkxPolicyPublication {
   const KxWString _sectionPrefix;  // of every data section's name, up to the number
   const KxWString _indexName;
   uint32_t _number;  // that was given last
-  uint32_t _numberInForce = 0;
   CkxPublisherLock _lock;
   CkxSharedMemoryPublication _index;
   Sections _next;  // prepared, and their index
