@@ -13,7 +13,7 @@ _kxpolicy() {
       *) candidates+=("${line//:/\\:}") ;;
     esac
   done
-  ((${#candidates} == 0)) || _describe -o kxpolicy candidates
+  ((${#candidates} == 0)) || _describe kxpolicy candidates
 }
 
 if [[ $funcstack[1] == _kxpolicy ]]; then
