@@ -108,7 +108,7 @@ check_packages=(
   git pkg-config ccache python3-jsonschema openssl wixl msitools libgsf-bin
   clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14 lld
   googletest libgtest-dev libgmock-dev libbenchmark-dev libpcre2-dev unicode-data
-  g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64
+  g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64 libgnutls30
   chromium chromium-driver python3-selenium fonts-dejavu-core
   zsh fish groff-base doxygen
   python3-distributed parallel zstd
