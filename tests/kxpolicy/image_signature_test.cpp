@@ -70,4 +70,29 @@ TEST(ImageSignature, EveryByteOfItCounts) {
   EXPECT_EQ(KxDetachedSignature_Look(signature, content, trust).status, EkxPublisherStatus::Invalid);
 }
 
+TEST(ImageSignature, IsNotMadeByADamagedKeyUnlessItHolds) {
+  CkxTrustStore trust(EkxTrustRoots::AddedAlone);
+  ASSERT_TRUE(trust.Add(*KxText_FromUtf8(KX_IMAGE_SIGNATURES "/roots.pem")));
+  const std::vector<unsigned char> content = MadeFile("content");
+  const std::vector<unsigned char> certificate = MadeFile("good.pem");
+  size_t refused = 0;
+  const auto tryKey = [&](std::span<const unsigned char> key) {
+    std::string error;
+    const auto message = KxDetachedSignature_Make(content, key, certificate, error);
+    EXPECT_TRUE(message || !error.empty());
+    if (!message) ++refused;
+    return !message || KxDetachedSignature_Look(*message, content, trust).status == EkxPublisherStatus::Valid;
+  };
+  std::vector<unsigned char> key = MadeFile("good.key");
+  const size_t end = key.size() - std::string_view("-----END PRIVATE KEY-----\n").size();
+  for (size_t at = 0; at < end; at += 11) {
+    EXPECT_TRUE(tryKey(std::span(key).first(at))) << "cut at " << at;
+    key[at] ^= 1;
+    EXPECT_TRUE(tryKey(key)) << "changed at " << at;
+    key[at] ^= 1;
+  }
+  EXPECT_GT(refused, end / 11) << "none that was cut is one, nor some that were changed";
+  EXPECT_TRUE(tryKey(key));
+}
+
 }  // namespace
