@@ -12,6 +12,7 @@ struct SkxChainFaults {
   bool isRevoked = false;
   bool isUntrusted = false;
   bool isExpired = false;
+  bool isWeak = false;
 };
 
 /// A signature from before the certificate was revoked holds, where its time is proven.
@@ -36,6 +37,9 @@ void Note(SkxChainFaults& faults, int fault, X509_STORE_CTX* context) {
     case X509_V_ERR_CERT_HAS_EXPIRED:
     case X509_V_ERR_CERT_NOT_YET_VALID:
       faults.isExpired = true;
+      return;
+    case X509_V_ERR_CA_MD_TOO_WEAK:
+      faults.isWeak = true;
       return;
     case X509_V_ERR_CERT_REVOKED:
       faults.isRevoked = faults.isRevoked || WasRevokedBefore(context, faults.when);
@@ -65,7 +69,7 @@ int OnVerify(int isGood, X509_STORE_CTX* context) {
 /// Also of those who certify: one whose certificate is for other uses cannot lend this one.
 bool IsFor(EkxCertificateUse use, X509* certificate) {
   const uint32_t uses = X509_get_extended_key_usage(certificate);  // all bits where it does not say
-  const uint32_t wanted = use == EkxCertificateUse::SignCode ? XKU_CODE_SIGN : XKU_TIMESTAMP;
+  const uint32_t wanted = use == EkxCertificateUse::SignTime ? XKU_TIMESTAMP : XKU_CODE_SIGN;
   return (uses & (wanted | XKU_ANYEKU)) != 0;
 }
 
@@ -76,6 +80,10 @@ bool IsWholeChainFor(EkxCertificateUse use, const STACK_OF(X509) * chain, bool e
   }
   return true;
 }
+
+/// As the library grades them: without MD5, SHA-1 and keys that are as weak; the signature of the root itself is not
+/// looked at, since nobody is convinced by that.
+constexpr int kNothingBroken = 1;
 
 KxWString NamePart(X509_NAME* name, int part) {
   const int index = X509_NAME_get_index_by_NID(name, part, -1);
@@ -102,6 +110,7 @@ EkxChainVerdict KxChain_Judge(X509* certificate, STACK_OF(X509) * others, const 
   X509_VERIFY_PARAM* const parameters = X509_STORE_CTX_get0_param(context.get());
   X509_VERIFY_PARAM_set_time(parameters, when);
   X509_VERIFY_PARAM_set_flags(parameters, X509_V_FLAG_CRL_CHECK | X509_V_FLAG_CRL_CHECK_ALL);
+  if (use == EkxCertificateUse::SignImage) X509_VERIFY_PARAM_set_auth_level(parameters, kNothingBroken);
 
   const int verified = X509_verify_cert(context.get());
   const STACK_OF(X509)* const chain = X509_STORE_CTX_get0_chain(context.get());
@@ -110,7 +119,8 @@ EkxChainVerdict KxChain_Judge(X509* certificate, STACK_OF(X509) * others, const 
   if (!IsWholeChainFor(use, chain, !faults.isUntrusted)) return EkxChainVerdict::Bad;
   if (faults.isRevoked) return EkxChainVerdict::Revoked;
   if (faults.isUntrusted) return EkxChainVerdict::UntrustedRoot;
-  return faults.isExpired ? EkxChainVerdict::Expired : EkxChainVerdict::Good;
+  if (faults.isExpired) return EkxChainVerdict::Expired;
+  return faults.isWeak ? EkxChainVerdict::Weak : EkxChainVerdict::Good;
 }
 
 EkxPublisherStatus KxChain_Status(EkxChainVerdict verdict) {
@@ -123,6 +133,8 @@ EkxPublisherStatus KxChain_Status(EkxChainVerdict verdict) {
       return EkxPublisherStatus::UntrustedRoot;
     case EkxChainVerdict::Expired:
       return EkxPublisherStatus::Expired;
+    case EkxChainVerdict::Weak:
+      return EkxPublisherStatus::ValidByWeakDigest;
     case EkxChainVerdict::Good:
       break;
   }

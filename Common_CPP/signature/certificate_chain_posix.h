@@ -6,9 +6,10 @@
 #include "Common_CPP/signature/trust_store.h"
 
 /// The first that holds, in this order.
-enum class EkxChainVerdict { Bad, Revoked, UntrustedRoot, Expired, Good };
+enum class EkxChainVerdict { Bad, Revoked, UntrustedRoot, Expired, Weak, Good };
 
-enum class EkxCertificateUse { SignCode, SignTime };
+/// An image is signed by who may sign code, with no MD5 or SHA-1 on the way from the root: that would be `Weak`.
+enum class EkxCertificateUse { SignCode, SignImage, SignTime };
 
 /// `others` may help on the way and are trusted for nothing; may be null. `when`: seconds since 1970, UTC.
 EkxChainVerdict KxChain_Judge(X509* certificate, STACK_OF(X509) * others, const CkxTrustStore& trust, time_t when,

@@ -1,6 +1,9 @@
 #include "Common_CPP/signature/certificate_chain_win.h"
 
+#include <algorithm>
+#include <cstring>
 #include <new>
+#include <string_view>
 
 #include "Common_CPP/signature/trust_store_win.h"
 
@@ -17,9 +20,40 @@ bool EndsAtAddedRoot(const CERT_CHAIN_CONTEXT& chain, HCERTSTORE added) {
   return static_cast<bool>(found);
 }
 
+/// Of a signature whose algorithm is told beside it, in DER: SEQUENCE { [0] { SEQUENCE { OBJECT, ... } } ... }, where
+/// the object is that of a SHA-2. SHA-1 where nothing is told.
+bool IsPssStrong(const CRYPT_OBJID_BLOB& parameters) {
+  constexpr unsigned char kSha2[] = {0x06, 0x09, 0x60, 0x86, 0x48, 0x01, 0x65, 0x03, 0x04, 0x02};
+  constexpr size_t kHeads = 6;  // of the three around it, a byte of size each
+  constexpr size_t kLast = kHeads + sizeof(kSha2);
+  if (parameters.cbData <= kLast || parameters.pbData[2] != 0xA0) return false;
+  if (std::memcmp(parameters.pbData + kHeads, kSha2, sizeof(kSha2)) != 0) return false;
+  return parameters.pbData[kLast] >= 1 && parameters.pbData[kLast] <= 3;  // 256, 384, 512
+}
+
+/// By an algorithm that is known, and not broken.
+bool IsSignedStrongly(const CERT_CONTEXT& certificate) {
+  constexpr std::string_view kStrong[] = {szOID_RSA_SHA256RSA, szOID_RSA_SHA384RSA, szOID_RSA_SHA512RSA,
+                                          szOID_ECDSA_SHA256,  szOID_ECDSA_SHA384,  szOID_ECDSA_SHA512};
+  const CRYPT_ALGORITHM_IDENTIFIER& algorithm = certificate.pCertInfo->SignatureAlgorithm;
+  const std::string_view name = algorithm.pszObjId;
+  if (name == szOID_RSA_SSA_PSS) return IsPssStrong(algorithm.Parameters);
+  return std::find(std::begin(kStrong), std::end(kStrong), name) != std::end(kStrong);
+}
+
+/// But for the root's own signature, which convinces nobody.
+bool IsWholeChainStrong(const CERT_CHAIN_CONTEXT& chain) {
+  const CERT_SIMPLE_CHAIN& simple = *chain.rgpChain[0];
+  for (DWORD i = 0; i + 1 < simple.cElement; ++i) {
+    if (!IsSignedStrongly(*simple.rgpElement[i]->pCertContext)) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
-EkxPublisherStatus KxChain_Judge(PCCERT_CONTEXT certificate, const CkxTrustStore* trust, FILETIME when) {
+EkxPublisherStatus KxChain_Judge(PCCERT_CONTEXT certificate, const CkxTrustStore* trust, FILETIME when,
+                                 EkxCertificateUse use) {
   const SkxTrustFunctions& system = SkxTrustFunctions::Get();
   const HCERTSTORE added = trust != nullptr ? trust->Get().added : nullptr;
   const CkxTrustObject stores(system.openStore(CERT_STORE_PROV_COLLECTION, 0, 0, CERT_STORE_CREATE_NEW_FLAG, nullptr),
@@ -53,5 +87,7 @@ EkxPublisherStatus KxChain_Judge(PCCERT_CONTEXT certificate, const CkxTrustStore
   if ((faults & ~(kUntrusted | kExpired | DWORD{CERT_TRUST_IS_REVOKED})) != 0) return EkxPublisherStatus::Invalid;
   if ((faults & CERT_TRUST_IS_REVOKED) != 0) return EkxPublisherStatus::Revoked;
   if ((faults & kUntrusted) != 0) return EkxPublisherStatus::UntrustedRoot;
-  return (faults & kExpired) != 0 ? EkxPublisherStatus::Expired : EkxPublisherStatus::Valid;
+  if ((faults & kExpired) != 0) return EkxPublisherStatus::Expired;
+  const bool isWeak = use == EkxCertificateUse::SignImage && !IsWholeChainStrong(*built);
+  return isWeak ? EkxPublisherStatus::ValidByWeakDigest : EkxPublisherStatus::Valid;
 }

@@ -54,7 +54,7 @@ SkxSigner KxDetachedSignature_Look(std::span<const unsigned char> message, std::
   found.name = KxCertificate_Name(certificate);
   if (!KxPkcs7_IsSignedBy(parsed.get(), signer, certificate, content, kPlainData)) return found;
   found.status = KxChain_Status(
-      KxChain_Judge(certificate, parsed->d.sign->cert, trust, std::time(nullptr), EkxCertificateUse::SignCode));
+      KxChain_Judge(certificate, parsed->d.sign->cert, trust, std::time(nullptr), EkxCertificateUse::SignImage));
   if (found.status == EkxPublisherStatus::Valid && IsWeakHash(signer)) {
     found.status = EkxPublisherStatus::ValidByWeakDigest;
   }

@@ -69,7 +69,7 @@ SkxSigner KxDetachedSignature_Look(std::span<const unsigned char> message, std::
       !system.controlMessage(opened.Get(), 0, CMSG_CTRL_VERIFY_SIGNATURE, certificate.Get()->pCertInfo)) {
     return found;
   }
-  found.status = KxChain_Judge(certificate.Get(), &trust, SystemTimeNow());
+  found.status = KxChain_Judge(certificate.Get(), &trust, SystemTimeNow(), EkxCertificateUse::SignImage);
   if (found.status == EkxPublisherStatus::Valid && KxSignedMessage_IsSignerWeak(opened.Get())) {
     found.status = EkxPublisherStatus::ValidByWeakDigest;
   }

@@ -110,7 +110,7 @@ class CkxVerification {
 EkxPublisherStatus JudgeChain(const CRYPT_PROVIDER_SGNR& signer) {
   if (signer.csCertChain == 0) return EkxPublisherStatus::Invalid;
   const CkxTrustStore* const trust = CkxTrustStore::Current();
-  return KxChain_Judge(signer.pasCertChain[0].pCert, trust, signer.sftVerifyAsOf);
+  return KxChain_Judge(signer.pasCertChain[0].pCert, trust, signer.sftVerifyAsOf, EkxCertificateUse::SignCode);
 }
 
 EkxPublisherStatus StatusOf(const CkxVerification& verification) {

@@ -33,7 +33,10 @@ TEST(ImageSignature, HoldsForWhatWasSignedByWhomeverCounts) {
       {"good", "stranger", "Policy Office", Status::UntrustedRoot},
       {"good", nullptr, "Policy Office", Status::UntrustedRoot},
       {"weak", "roots", "Policy Office", Status::ValidByWeakDigest},
-      {"bare", "roots", "Policy Office", Status::Invalid},  // says not what it is a signature of
+      {"weakly", "roots", "Policy Office", Status::ValidByWeakDigest},      // its certificate is signed by SHA-1
+      {"below-weak", "roots", "Policy Office", Status::ValidByWeakDigest},  // that of who vouches for it is
+      {"below-older", "older", "Policy Office", Status::Valid},             // the root, which nobody vouches for
+      {"bare", "roots", "Policy Office", Status::Invalid},                  // says not what it is a signature of
       {"attached", "roots", "", Status::Invalid},
       {"twice", "roots", "", Status::Invalid},
       {"short", "roots", "", Status::Invalid},
