@@ -1,8 +1,10 @@
 #include "tools/kxpolicy/image_summary.h"
 
+#include <kx_util/evaluation_fault.h>
 #include <kx_util/shared_policy.h>
 
 #include <algorithm>
+#include <new>
 
 #include "Agent/engine/kx_publish/image/image_records.h"
 #include "Common_CPP/util/counted.h"
@@ -38,6 +40,7 @@ SkxImageSummary KxImage_Summary(const SkxPolicyImage& image) {
   KxImage_ForEachRecord(image.policies, kKxPolicyRecord, faults, [&](const unsigned char* record, size_t) {
     const auto* const header = reinterpret_cast<const SkxPolicyBufHeader*>(record);
     const CkxShBufPolicyPtr policy(CkxShBufPolicy::PolicyFromBuffer(header, false));
+    if (policy == nullptr && KxUtil_LastFault() == EkxEvaluationFault::OutOfMemory) throw std::bad_alloc();
     policy != nullptr ? summary.policies.push_back({policy->Id(), KxText_ToUtf8(policy->NameView())})
                       : static_cast<void>(++unreadable);
   });
