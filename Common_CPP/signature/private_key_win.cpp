@@ -41,7 +41,8 @@ std::string Identifier(std::span<const unsigned char> encoded) {
   return text == nullptr ? "" : *text;
 }
 
-/// PKCS #8: a version, an algorithm with its parameters, the key in an octet string.
+/// PKCS #8: a version, an algorithm with its parameters, the key in an octet string. One that is encrypted has no such
+/// parts.
 std::optional<SkxPrivateKey> OfAnyKind(const KxSecretBytes& bytes) {
   const KxSecretBytes parts = SecretDecoded(X509_SEQUENCE_OF_ANY, bytes);
   const std::vector<unsigned char> algorithm = KxAsn1_Decoded(X509_SEQUENCE_OF_ANY, KxAsn1_Element(parts, 1));
@@ -169,13 +170,12 @@ bool Holds(PCCERT_CONTEXT certificate, SkxSigningWay way, std::span<const unsign
 std::optional<SkxPrivateKey> KxPrivateKey_FromPem(std::span<const unsigned char> text) {
   std::string_view rest = KxPem_Text(text);
   while (const std::optional<SkxPemBlock> block = KxPem_Next(rest)) {
-    const bool isRsa = block->label == "RSA PRIVATE KEY";
-    const bool isCurve = block->label == "EC PRIVATE KEY";
-    if (!isRsa && !isCurve && block->label != "PRIVATE KEY") continue;
+    if (!block->label.ends_with("PRIVATE KEY")) continue;
     KxSecretBytes bytes = KxPem_Decoded<KxSecretBytes>(block->body);
     if (SecretDecoded(X509_SEQUENCE_OF_ANY, bytes).empty()) return std::nullopt;
-    if (!isRsa && !isCurve) return OfAnyKind(bytes);
-    return SkxPrivateKey{isRsa ? szOID_RSA_RSA : szOID_ECC_PUBLIC_KEY, std::move(bytes)};
+    if (block->label == "RSA PRIVATE KEY") return SkxPrivateKey{szOID_RSA_RSA, std::move(bytes)};
+    if (block->label == "EC PRIVATE KEY") return SkxPrivateKey{szOID_ECC_PUBLIC_KEY, std::move(bytes)};
+    return OfAnyKind(bytes);
   }
   return std::nullopt;
 }
