@@ -79,6 +79,7 @@ TEST(Status, TellsWhatIsInForceAndGoesBack) {
     EXPECT_EQ(KxTest_StatusOfPolicy(7)["faults"]["count"], 1) << "what cannot be used leaves what was in force";
   }
   EXPECT_EQ(KxTest_RunTool({"serve", image}).code, 3) << "nothing was kept";
+  EXPECT_EQ(KxTest_RunTool({"serve", image, "--keep", KxTest_PathText(work.Path())}).code, 4) << "it has other files";
   KxTest_CompileOne(work, image, 10);
   CkxServedImage served(image, keep);
   EXPECT_EQ(KxTest_StatusOfPolicy(10)["before"], first["inForce"]);

@@ -26,7 +26,7 @@ void KxOutput_CheckPlace(const std::string& place, const std::vector<std::string
   const fs::path output = OutputPath(place);
   const fs::file_status status = fs::status(output, ignored);
   if (fs::exists(status) && !fs::is_regular_file(status)) {
-    throw CkxToolFault(EkxExit::UnusableArguments, place + ": is no file, and is left as it is");
+    throw CkxToolFault(EkxExit::SystemRefused, place + ": is no file, and is left as it is");
   }
   const auto isOutput = [&](const std::string& input) {
     return !IsStandardStream(input) && fs::equivalent(output, OutputPath(input), ignored);

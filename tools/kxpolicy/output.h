@@ -7,8 +7,8 @@
 
 struct SkxStreams;
 
-/// Unusable arguments where what is at `place` is no file, or one of those that are read: nobody's policies are lost to
-/// a name that was meant for something else.
+/// Refused where what is at `place` is no file; unusable arguments where it is one of those that are read: nobody's
+/// policies are lost to a name that was meant for something else.
 void KxOutput_CheckPlace(const std::string& place, const std::vector<std::string>& read);
 
 /// The system refuses where it cannot be written; what was there is there still.

@@ -47,7 +47,7 @@ CkxServedAgent::CkxServedAgent(const SkxServeOptions& options, SkxStreams& strea
 void CkxServedAgent::Start() {
   std::string error;
   if (!_options.keep.empty() && !_history.Open(ServedPath(_options.keep).string<WCHAR>(), error)) {
-    throw CkxToolFault(EkxExit::UnusableInput, error);
+    throw CkxToolFault(EkxExit::SystemRefused, error);
   }
   _watch.LookNow();
   bool isKept = false;

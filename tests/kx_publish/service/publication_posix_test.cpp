@@ -114,7 +114,7 @@ TEST_F(PublicationPosix, AFailureLeavesTheOldPublicationAndNothingElse) {
     std::string line;
   } kCases[] = {
       {"the last section", large, 50'000, "Global\\KxPub"},
-      {"the index", tiny, 100, "Global\\KxPoliciesIndexSection: cannot be published, error "},
+      {"the index", tiny, 100, "Global\\KxPoliciesIndexSection: cannot be published: "},
   };
   for (const auto& test : kCases) {
     bool published = true;
