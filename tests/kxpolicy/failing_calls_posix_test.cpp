@@ -11,6 +11,7 @@
 #include "tests/kxpolicy/failing_calls_posix.h"
 #include "tests/kxpolicy/served.h"
 #include "tests/support/runtime_folder_scope.h"
+#include "tests/support/sanitizer.h"
 #include "tests/support/trace_capture.h"
 
 namespace {
@@ -18,18 +19,6 @@ namespace {
 namespace fs = std::filesystem;
 
 using KxFilesByName = std::map<std::string, std::string>;
-
-/// A sanitizer makes calls of its own, for instance to see whether memory can be read: those would fail too.
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define KX_HAS_ADDRESS_SANITIZER
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__) || defined(KX_HAS_ADDRESS_SANITIZER)
-constexpr bool kIsSanitized = true;
-#else
-constexpr bool kIsSanitized = false;
-#endif
 
 /// All that is in a folder and below, by its path there; of folders that they are there.
 KxFilesByName FilesIn(const fs::path& folder) {
@@ -67,7 +56,7 @@ struct SkxVerbOutcome {
 class FailingCalls : public ::testing::TestWithParam<SkxFailedVerb> {
  protected:
   void SetUp() override {
-    if (kIsSanitized) GTEST_SKIP() << "calls of the sanitizer would fail too";
+    if (kHasAddressSanitizer) GTEST_SKIP() << "calls of the sanitizer would fail too";
     const fs::path example = "examples/workstation";
     fs::copy(example, _inputs.Path(), fs::copy_options::recursive);
     _inputs.Write("applocker.xml", kAppLocker);

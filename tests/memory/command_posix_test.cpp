@@ -7,6 +7,7 @@
 
 #include "tests/kxpolicy/run_tool.h"
 #include "tests/memory/failing_memory.h"
+#include "tests/support/sanitizer.h"
 #include "tests/support/trace_capture.h"
 
 namespace {
@@ -46,6 +47,9 @@ int RunAsMain(const Command& command, int outFile, int errFile, CkxFailingMemory
   SkxStreams streams = {in, out, err};
   return memory.During([&] { return KxPolicy_Run(command.arguments, streams); });
 }
+
+/// How many of the first allocations fail each by itself; of the later ones ever fewer do.
+constexpr size_t kEachOfTheFirst = kHasAddressSanitizer ? 3 : 12;
 
 /// In a process of its own, since one that has no memory to take things down with ends at once.
 SkxToolRun RunInChild(const CkxTempFolder& folder, const Command& command, size_t failAt, bool forGood) {
@@ -115,7 +119,7 @@ TEST(NoMemory, IsOneLineOfTheCommandAndAnExitCode) {
     const std::string wholeFile = written();
     ASSERT_GT(count, 50u);
     for (const bool forGood : {false, true}) {
-      for (size_t failAt = 0; failAt < count; failAt += 1 + failAt / 12) {  // each of the first ones, then ever fewer
+      for (size_t failAt = 0; failAt < count; failAt += 1 + failAt / kEachOfTheFirst) {
         if (!command.file.empty()) std::filesystem::remove(work.Path() / command.file);
         const SkxToolRun run = RunInChild(output, command, failAt, forGood);
         const std::string file = written();
