@@ -64,7 +64,8 @@ EkxSecretRead KxSecretFile_Read(CkxTextView path, EkxSecretFile kind, std::span<
 
 bool KxSecretFile_Write(CkxTextView path, std::span<const unsigned char> bytes) {
   std::string native;
-  return (SecretPath(path, native) && KxPosixFile_Replace(AT_FDCWD, native, bytes, S_IRUSR | S_IWUSR)) ||
+  return (SecretPath(path, native) &&
+          KxPosixFile_Replace(AT_FDCWD, native, bytes, S_IRUSR | S_IWUSR, EkxReplaced::ForGood)) ||
          KxLastError_Fail();
 }
 

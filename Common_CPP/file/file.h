@@ -75,13 +75,18 @@ std::string KxFile_WhyRefused(CkxTextView path);
 std::optional<std::vector<unsigned char>> KxFile_ReadAll(CkxTextView path, uint64_t limit);
 std::optional<std::vector<unsigned char>> KxFile_ReadAll(const CkxFileReader& file, uint64_t limit);
 
-/// Writes beside `path` and renames into place, so that a reader sees the old file or the new one, and a failure leaves
-/// the old one. False with the thread's last error set; `progress` says how far it came.
+/// Writes beside `path`, flushes to the disk and renames into place, so that a reader sees the old file or the new one,
+/// also after a power failure. A failure leaves the old one, but for the last step: where the system fails to hand the
+/// new name to the disk, the new file has it. False with the thread's last error set; `progress` says how far it came.
 struct SkxReplaceProgress {
   bool isCreated = false;  ///< the file beside it
   size_t written = 0;      ///< bytes; all of them when it could not be renamed
 };
 bool KxFile_ReplaceAll(CkxTextView path, std::span<const unsigned char> bytes, SkxReplaceProgress* progress = nullptr);
+
+/// Writes a file that is not there yet, and flushes it to the disk; its name is there once its folder is flushed
+/// (held_folder.h). False with the thread's last error set; what was made of it stays.
+bool KxFile_WriteNew(CkxTextView path, std::span<const unsigned char> bytes);
 
 /// "DOMAIN\\name" of an account, or the SID's text where the system knows no name.
 KxWString KxSid_AccountName(const CkxSid& sid);

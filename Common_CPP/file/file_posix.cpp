@@ -176,8 +176,14 @@ std::optional<KxWString> KxFile_FullPath(CkxTextView path) {
 
 bool KxFile_ReplaceAll(CkxTextView path, std::span<const unsigned char> bytes, SkxReplaceProgress* progress) {
   std::string native;
-  return (NativePath(path, native) && KxPosixFile_Replace(AT_FDCWD, native, bytes, std::nullopt, progress)) ||
+  return (NativePath(path, native) &&
+          KxPosixFile_Replace(AT_FDCWD, native, bytes, std::nullopt, EkxReplaced::ForGood, progress)) ||
          KxLastError_Fail();
+}
+
+bool KxFile_WriteNew(CkxTextView path, std::span<const unsigned char> bytes) {
+  std::string native;
+  return (NativePath(path, native) && KxPosixFile_WriteNew(native, bytes)) || KxLastError_Fail();
 }
 
 KxWString KxSid_AccountName(const CkxSid& sid) {

@@ -197,12 +197,22 @@ bool KxFile_ReplaceAll(CkxTextView path, std::span<const unsigned char> bytes, S
   SkxReplaceProgress unasked;
   SkxReplaceProgress& reached = progress != nullptr ? *progress : unasked;
   reached.isCreated = true;
-  const bool written = WriteAll(file.Get(), bytes, reached.written);
+  const bool written = WriteAll(file.Get(), bytes, reached.written) && FlushFileBuffers(file.Get());
   file.Close();
-  if (written && MoveFileExW(temporary.c_str(), native.c_str(), MOVEFILE_REPLACE_EXISTING)) return true;
+  constexpr DWORD kForGood = MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH;
+  if (written && MoveFileExW(temporary.c_str(), native.c_str(), kForGood)) return true;
   const CkxLastErrorGuard guard;
   DeleteFileW(temporary.c_str());
   return false;
+}
+
+bool KxFile_WriteNew(CkxTextView path, std::span<const unsigned char> bytes) {
+  KxWString native;
+  if (!NativePath(path, native)) return false;
+  const CkxHandle file(
+      CreateFileW(native.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+  size_t unasked = 0;
+  return file && WriteAll(file.Get(), bytes, unasked) && FlushFileBuffers(file.Get());
 }
 
 KxWString KxSid_AccountName(const CkxSid& sid) {

@@ -34,10 +34,18 @@ class CkxHeldFolder {
   /// Opens its file `name`, as `CkxFileReader::Open` does.
   bool OpenFile(CkxTextView name, CkxFileReader& file) const;
 
+  /// Hands its names to the disk, so that they outlast a power failure. False with the thread's last error set. Needs
+  /// no memory.
+  bool Flush() const;
+
  private:
   struct Native;
   std::unique_ptr<Native> _native;
 };
+
+/// Gives a folder, or a file, another name on its volume, where nothing has that name. Lasting once the folders are
+/// flushed that it was in and is in. False with the thread's last error set, and nothing changed.
+bool KxFolder_Rename(CkxTextView from, CkxTextView to);
 
 /// Two folders, or files, of one volume trade places in one step. False with the thread's last error set, and nothing
 /// changed; a system or a file system that has no such step always says so (error 50).

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <string>
 
+#include "Common_CPP/file/replace_posix.h"
 #include "Common_CPP/util/descriptor_posix.h"
 #include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/text.h"
@@ -76,6 +77,12 @@ bool CkxHeldFolder::OpenFile(CkxTextView name, CkxFileReader& file) const {
   if (file.Status(status)) return true;
   file.Close();
   return false;
+}
+
+bool CkxHeldFolder::Flush() const { return KxPosixFile_Flush(_native->folder.Get()) || KxLastError_Fail(); }
+
+bool KxFolder_Rename(CkxTextView from, CkxTextView to) {
+  return rename(KxText_ToUtf8(from).c_str(), KxText_ToUtf8(to).c_str()) == 0 || KxLastError_Fail();
 }
 
 bool KxFolder_Exchange(CkxTextView a, CkxTextView b) {

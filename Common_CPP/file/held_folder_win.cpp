@@ -96,6 +96,14 @@ bool CkxHeldFolder::OpenFile(CkxTextView name, CkxFileReader& file) const {
   return false;
 }
 
+/// The log of the volume has what becomes of names in its order: that a file of the folder is flushed, or a name is
+/// written through, takes along what came before.
+bool CkxHeldFolder::Flush() const { return true; }
+
+bool KxFolder_Rename(CkxTextView from, CkxTextView to) {
+  return MoveFileExW(from.ToString().c_str(), to.ToString().c_str(), MOVEFILE_WRITE_THROUGH) != 0;
+}
+
 bool KxFolder_Exchange(CkxTextView /*a*/, CkxTextView /*b*/) {
   KxLastError_Set(ERROR_NOT_SUPPORTED);
   return false;

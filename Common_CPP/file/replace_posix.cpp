@@ -35,6 +35,11 @@ bool WriteAll(int file, std::span<const unsigned char> bytes, size_t& done) {
   return true;
 }
 
+CkxDescriptor FolderOf(int folder, const std::string& path) {
+  const std::string name = path.substr(0, path.rfind('/') + 1);
+  return CkxDescriptor(openat(folder, name.empty() ? "." : name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+}
+
 std::optional<mode_t> ModeOf(int folder, const std::string& path) {
   struct stat status {};
   if (fstatat(folder, path.c_str(), &status, 0) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
@@ -44,7 +49,10 @@ std::optional<mode_t> ModeOf(int folder, const std::string& path) {
 }  // namespace
 
 bool KxPosixFile_Replace(int folder, const std::string& path, std::span<const unsigned char> bytes,
-                         std::optional<mode_t> mode, SkxReplaceProgress* progress) {
+                         std::optional<mode_t> mode, EkxReplaced lasting, SkxReplaceProgress* progress) {
+  const bool isForGood = lasting == EkxReplaced::ForGood;
+  const CkxDescriptor place = isForGood ? FolderOf(folder, path) : CkxDescriptor();
+  if (isForGood && !place) return false;
   if (!mode) mode = ModeOf(folder, path);
   std::string temporary;
   CkxDescriptor file = CreateBeside(folder, path, mode.value_or(0666), temporary);
@@ -54,6 +62,7 @@ bool KxPosixFile_Replace(int folder, const std::string& path, std::span<const un
   SkxReplaceProgress& reached = progress != nullptr ? *progress : unasked;
   reached.isCreated = true;
   bool done = (!mode || fchmod(file.Get(), *mode) == 0) && WriteAll(file.Get(), bytes, reached.written);
+  done = done && (!isForGood || KxPosixFile_Flush(file.Get()));
   // A full disk may be told only at the close.
   done = close(file.Release()) == 0 && done;
   done = done && renameat(folder, temporary.c_str(), folder, path.c_str()) == 0;
@@ -62,7 +71,22 @@ bool KxPosixFile_Replace(int folder, const std::string& path, std::span<const un
     unlinkat(folder, temporary.c_str(), 0);
     errno = error;
   }
-  return done;
+  return done && (!isForGood || KxPosixFile_Flush(place.Get()));
+}
+
+bool KxPosixFile_WriteNew(const std::string& path, std::span<const unsigned char> bytes) {
+  CkxDescriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+  size_t unasked = 0;
+  const bool isWritten = file && WriteAll(file.Get(), bytes, unasked) && KxPosixFile_Flush(file.Get());
+  return isWritten && close(file.Release()) == 0;
+}
+
+bool KxPosixFile_Flush(int descriptor) {
+  while (fsync(descriptor) != 0) {
+    if (errno == EINVAL || errno == EOPNOTSUPP) return true;
+    if (errno != EINTR) return false;
+  }
+  return true;
 }
 
 bool KxPosixFile_IsTemporary(std::string_view name) {

@@ -120,7 +120,7 @@ CkxNoticeSender::~CkxNoticeSender() = default;
 bool CkxNoticeSender::Signal() {
   errno = EINVAL;
   const CkxDescriptor folder = _state->file.empty() ? CkxDescriptor() : KxPosix_OpenRuntimeFolder(true);
-  if (folder && KxPosixFile_Replace(folder.Get(), _state->file, {}, 0444)) return true;
+  if (folder && KxPosixFile_Replace(folder.Get(), _state->file, {}, 0444, EkxReplaced::UntilRestart)) return true;
   KxLastError_SetFromSystem();
   return false;
 }

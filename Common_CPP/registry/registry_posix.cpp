@@ -72,7 +72,9 @@ bool Store(CkxTextView key, CkxTextView value, std::string content) {
   if (content.size() > kMaxValueBytes) return FailWithErrno(EFBIG);
   const CkxDescriptor folder = KxPosix_OpenRuntimeFolder(true);
   const auto* const bytes = reinterpret_cast<const unsigned char*>(content.data());
-  return (folder && KxPosixFile_Replace(folder.Get(), name, {bytes, content.size()}, 0644)) || KxLastError_Fail();
+  return (folder &&
+          KxPosixFile_Replace(folder.Get(), name, {bytes, content.size()}, 0644, EkxReplaced::UntilRestart)) ||
+         KxLastError_Fail();
 }
 
 }  // namespace

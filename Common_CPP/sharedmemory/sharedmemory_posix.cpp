@@ -156,7 +156,8 @@ bool CkxSharedMemoryPublication::Publish(CkxTextView name, std::span<const unsig
   if (!KxPosix_RuntimeFileName(name, file)) return KxLastError_Fail();
   // Made before the file is in its place: what is published is always known to be.
   auto section = std::make_unique<Section>(Section{KxPosix_OpenRuntimeFolder(true), std::move(file)});
-  if (!section->folder || !KxPosixFile_Replace(section->folder.Get(), section->file, bytes, 0444))
+  if (!section->folder ||
+      !KxPosixFile_Replace(section->folder.Get(), section->file, bytes, 0444, EkxReplaced::UntilRestart))
     return KxLastError_Fail();
   if (_section != nullptr && _section->file != section->file) Remove();
   _section = std::move(section);

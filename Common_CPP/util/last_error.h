@@ -12,6 +12,7 @@ inline constexpr uint32_t kKxErrorAccessDenied = 5;
 inline constexpr uint32_t kKxErrorInvalidHandle = 6;
 inline constexpr uint32_t kKxErrorNotEnoughMemory = 8;
 inline constexpr uint32_t kKxErrorGenFailure = 31;
+inline constexpr uint32_t kKxErrorSharingViolation = 32;
 inline constexpr uint32_t kKxErrorNoToken = 1008;
 inline constexpr uint32_t kKxErrorIoDevice = 1117;
 
