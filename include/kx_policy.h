@@ -29,7 +29,7 @@
  * anything of the thread that makes it.
  *
  * Nothing is thrown and nobody's process is ended: a want of memory is KX_POLICY_NO_MEMORY, and leaves everything as it
- * was. Of `kx_policy_compile`, which lists folders by the language's own library, that is not promised.
+ * was.
  *
  * The numbers of this header, the shape of its structures and what its functions mean stay as they are for as long as
  * the library is called libkx_policy.so.1. */
@@ -146,8 +146,8 @@ KX_POLICY_API int kx_policy_summarize(const kx_policies* policies, const char* t
                                       char** error);
 
 /* An image of `count` documents in the folder `folder`, which is written whole or not at all, in place of an image that
- * is there. KX_POLICY_INPUT: a document is at fault. KX_POLICY_REFUSED: the folder cannot be written, or holds other
- * things. */
+ * is there, and is on the disk when this returns. KX_POLICY_INPUT: a document is at fault. KX_POLICY_REFUSED: the
+ * folder cannot be written, or holds other things. */
 KX_POLICY_API int kx_policy_compile(const kx_policy_document* documents, size_t count, const char* folder,
                                     char** error);
 

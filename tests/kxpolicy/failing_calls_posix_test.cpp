@@ -161,6 +161,13 @@ void ExpectWholeFiles(const SkxVerbOutcome& outcome, const KxFilesByName& before
     EXPECT_TRUE(outcome.files.contains(file.first) || !after.contains(file.first)) << file.first;
 }
 
+/// What the disk did not take is told, and an image that it did not take is not put in place.
+void ExpectFlushIsTold(const SkxVerbOutcome& outcome, const KxFilesByName& before) {
+  EXPECT_EQ(outcome.run.code, 4);
+  const bool isOfImage = before.contains("image") || outcome.err.find("image") != std::string::npos;
+  EXPECT_TRUE(!isOfImage || outcome.files == before);
+}
+
 TEST_P(FailingCalls, AreToldOrMadeGoodAndLeaveNothingByHalves) {
   const SkxVerbOutcome whole = Run({});
   ASSERT_GE(whole.run.code, 0) << whole.err;
@@ -177,6 +184,7 @@ TEST_P(FailingCalls, AreToldOrMadeGoodAndLeaveNothingByHalves) {
       const bool isUntold = outcome.run.failed == "write" && outcome.run.descriptor == STDERR_FILENO;
       const bool isWithoutNames = outcome.err.find("; ids stand for names\n") != std::string::npos;
       EXPECT_TRUE(IsRightOrTold(outcome, whole) || isWithoutNames) << outcome.out;
+      if (outcome.run.failed == "fsync") ExpectFlushIsTold(outcome, Before());
       if (isWithoutNames) {
         EXPECT_EQ(outcome.run.code, whole.run.code);
         EXPECT_EQ(outcome.files.size(), whole.files.size());

@@ -1,5 +1,7 @@
 // The C interface without memory: whichever allocation fails, once or from then on, the status says so, or the answer
 // is the right one; nothing leaks, nothing ends the process.
+#include <map>
+
 #include "Agent/engine/kx_util/regexp/compiled_expressions.h"
 #include "tests/kx_policy/asked.h"
 #include "tests/memory/failing_memory.h"
@@ -83,6 +85,63 @@ TEST(NoMemory, OpensPoliciesOrSaysSo) {
   SweepInterface("a document that is at fault", [&](HandedOut& handed) {
     handed.status = kx_policy_open_documents(&atFault, 1, &handed.policies, &handed.error);
   });
+}
+
+/// All that is in `folder` and below, by its path there; of folders that they are there.
+std::map<std::string, std::string> FilesIn(const CkxTempFolder& folder) {
+  std::map<std::string, std::string> files;
+  for (const std::filesystem::directory_entry& entry : std::filesystem::recursive_directory_iterator(folder.Path())) {
+    const std::string name = entry.path().lexically_relative(folder.Path()).generic_string();
+    files[name] = entry.is_directory() ? "" : folder.Read(name);
+  }
+  return files;
+}
+
+/// Where there is one, on a file system that need not wait for a disk: images are flushed.
+std::filesystem::path QuickFolder() {
+  const std::filesystem::path inMemory = "/dev/shm";
+  return std::filesystem::exists(inMemory) ? inMemory : std::filesystem::temp_directory_path();
+}
+
+/// The folder has the image before as long as the caller is told, and the new one once it is not; and nothing else.
+TEST(NoMemory, CompilesWholeOrLeavesAllAsItWas) {
+  constexpr std::string_view kBefore =
+      R"({"policies": [{"id": 9, "name": "B", "action": "run", "targets": [{"type": "executable", "fileName": "b"}]}]})";
+  constexpr std::string_view kAfter =
+      R"({"policies": [{"id": 1, "name": "A", "action": "run", "targets": [{"type": "executable", "fileName": "a"}]}]})";
+  const kx_policy_document before = {"before.jsonc", kBefore.data(), kBefore.size()};
+  const kx_policy_document after = {"after.jsonc", kAfter.data(), kAfter.size()};
+  for (const bool isReplaced : {false, true}) {
+    const auto prepare = [&](const CkxTempFolder& folder) {
+      const std::string place = (folder.Path() / (isReplaced ? "image" : "new/below/image")).string();
+      EXPECT_EQ(isReplaced ? kx_policy_compile(&before, 1, place.c_str(), nullptr) : KX_POLICY_OK, KX_POLICY_OK);
+      return place;
+    };
+    const CkxTempFolder whole(QuickFolder());
+    const std::string wholePlace = prepare(whole);
+    const auto old = FilesIn(whole);
+    const auto compiled = [&](CkxFailingMemory memory, const std::string& place) {
+      return Under(memory, [&](HandedOut& handed) {
+        handed.status = kx_policy_compile(&after, 1, place.c_str(), &handed.error);
+      });
+    };
+    ASSERT_EQ(compiled(CkxFailingMemory(CkxFailingMemory::kNever, false), wholePlace).status, KX_POLICY_OK);
+    const size_t count = CkxFailingMemory::Count();
+    const auto right = FilesIn(whole);
+    ASSERT_NE(old, right);
+    for (const bool forGood : {false, true}) {
+      for (size_t failAt = 0; failAt < count; ++failAt) {
+        const CkxTempFolder folder(QuickFolder());
+        const std::string place = prepare(folder);
+        const long live = CkxFailingMemory::Live();
+        const Outcome outcome = compiled(CkxFailingMemory(failAt, forGood), place);
+        const bool isDone = outcome.status == KX_POLICY_OK;
+        ASSERT_TRUE(isDone || outcome.status == KX_POLICY_NO_MEMORY) << failAt << ": " << outcome.error;
+        ASSERT_EQ(FilesIn(folder), isDone ? right : old) << failAt << " of " << count << ", " << outcome.status;
+        ASSERT_EQ(CkxFailingMemory::Live(), live) << "leaked at allocation " << failAt;
+      }
+    }
+  }
 }
 
 TEST(NoMemory, FindsAllOrSaysSo) {

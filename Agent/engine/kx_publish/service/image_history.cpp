@@ -41,8 +41,9 @@ std::optional<std::string> LoadDigest(const fs::path& file) {
   return std::string(bytes->begin(), bytes->end());
 }
 
+/// With what a writer that was killed has left behind.
 bool IsOfHistory(const fs::path& name) {
-  return name == kCurrent || name == kPrevious || name == kWithdrawn || TextOf(name).starts_with(KXW(".kx-image-"));
+  return name == kCurrent || name == kPrevious || name == kWithdrawn || TextOf(name).starts_with(KXW(".kx-"));
 }
 
 bool IsOfImage(const fs::path& name) { return KxImageFile_IsKnown(TextOf(name)); }
