@@ -1,6 +1,8 @@
 // Images that are signed where they are compiled, by the keys that scripts/make-image-signatures makes.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include "tests/kxpolicy/run_tool.h"
 #include "tests/support/trace_capture.h"
 
