@@ -78,6 +78,12 @@ std::optional<Bytes> IssuerAndNumber(const Bytes& certificate) {
   return Encoded(kSequence, {issuer, KxAsn1_Element(fields, number)});
 }
 
+/// Without whatever a file may have behind it.
+Bytes CertificateAlone(const Bytes& bytes) {
+  const Bytes parts = KxAsn1_Decoded(X509_SEQUENCE_OF_ANY, bytes);
+  return Encoded(kSequence, {KxAsn1_Element(parts, 0), KxAsn1_Element(parts, 1), KxAsn1_Element(parts, 2)});
+}
+
 std::optional<Bytes> EncodedTime(FILETIME when) {
   const SkxTrustFunctions& system = SkxTrustFunctions::Get();
   DWORD size = 0;
@@ -114,7 +120,7 @@ std::optional<std::vector<unsigned char>> KxSignerMessage_Encode(const SkxSigner
   const Bytes info = Encoded(kSequence, {kVersion1, *signer, sha256, attributes, algorithm, signature});
 
   Bytes certificates;
-  for (const Bytes& certificate : message.certificates) certificates = Joined({certificates, certificate});
+  for (const Bytes& bytes : message.certificates) certificates = Joined({certificates, CertificateAlone(bytes)});
   const Bytes content = Encoded(kSequence, {kVersion1, Encoded(kSet, {sha256}), Encoded(kSequence, {kData}),
                                             Encoded(kContext0, {certificates}), Encoded(kSet, {info})});
   return Encoded(kSequence, {kSignedData, Encoded(kContext0, {content})});

@@ -13,9 +13,9 @@ TEST_F(SignedImage, IsMadeByKeysAndCertificatesOfEachForm) {
   const struct {
     const char* certificate;
     const char* key;
-  } cases[] = {{"good", "good"}, {"good", "pkcs1"}, {"chain", "crlf"}};  // the last by who has the root's word
+  } cases[] = {{"good", "good"}, {"good", "pkcs1"}, {"longer", "good"}, {"chain", "crlf"}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.key);
+    SCOPED_TRACE(c.certificate + std::string(" ") + c.key);
     const SkxToolRun compiled = Compile(c.certificate, c.key);
     EXPECT_EQ(compiled.code, 0) << compiled.err;
     const SkxToolRun checked = KxTest_RunTool({"check", image, "--require-signature", KxTest_SignersFile("roots.pem")});
