@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <nlohmann/json.hpp>
 #include <thread>
 
 #include "tests/kxpolicy/served.h"
