@@ -14,6 +14,10 @@
 /// that.
 std::vector<std::string> KxProcess_Arguments(int argc, char** argv);
 
+/// Whether the terminal that this process was started from is its own now: a job in the background leaves it alone.
+/// Without such a terminal, or such jobs, it is.
+bool KxProcess_IsInForeground();
+
 /// For the life of the process's main: the standard streams carry bytes, and a console takes them as UTF-8.
 class CkxProcessStreams {
  public:

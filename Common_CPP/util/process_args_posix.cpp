@@ -7,6 +7,11 @@ std::vector<std::string> KxProcess_Arguments(int argc, char** argv) {
   return {argv + 1, argv + argc};
 }
 
+bool KxProcess_IsInForeground() {
+  const pid_t foreground = tcgetpgrp(STDERR_FILENO);
+  return foreground == -1 || foreground == getpgrp();
+}
+
 CkxProcessStreams::CkxProcessStreams()
     : _inIsTerminal(isatty(STDIN_FILENO) == 1),
       _outIsTerminal(isatty(STDOUT_FILENO) == 1),

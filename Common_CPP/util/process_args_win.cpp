@@ -29,6 +29,8 @@ std::vector<std::string> KxProcess_Arguments(int /*argc*/, char** /*argv*/) {
   return arguments;
 }
 
+bool KxProcess_IsInForeground() { return true; }
+
 CkxProcessStreams::CkxProcessStreams()
     : _inIsTerminal(IsConsole(STD_INPUT_HANDLE)),
       _outIsTerminal(IsConsole(STD_OUTPUT_HANDLE)),

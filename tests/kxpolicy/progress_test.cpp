@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <sstream>
+#include <thread>
 
 #include "Common_CPP/util/trace.h"
 #include "tests/kxpolicy/run_tool.h"
@@ -136,6 +138,27 @@ TEST_F(Progress, IsForThoseWhoWaitAlone) {
   KxTrace_SetSink(before);
   _streams.errIsTerminal = false;
   EXPECT_FALSE(isShown(nullptr));
+}
+
+/// A job that goes to the background leaves what it has shown to whoever has the terminal then.
+TEST_F(Progress, IsQuietInTheBackground) {
+  std::atomic<bool> isOurs = true;
+  std::atomic<int> asked = 0;
+  _streams.isInForeground = [&] { return ++asked, isOurs.load(); };
+  {
+    CkxProgress progress(_streams, "tested");
+    progress.At(1);
+    EXPECT_TRUE(_terminal.WaitFor("kxpolicy: tested 1, "));
+    isOurs = false;
+    _err << "$ ls\n" << std::flush;
+    progress.At(2);
+    const auto until = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    for (const int before = asked; asked < before + 2 && std::chrono::steady_clock::now() < until;) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+  }
+  const std::string screen = _terminal.Screen();
+  EXPECT_TRUE(screen.starts_with("kxpolicy: tested 1, ") && screen.ends_with("$ ls\n")) << screen;
 }
 
 TEST_F(Progress, ComesWithStreams) {

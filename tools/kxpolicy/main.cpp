@@ -13,5 +13,6 @@ int main(int argc, char** argv) {
   streams.inIsTerminal = process.InIsTerminal();
   streams.outIsTerminal = process.OutIsTerminal();
   streams.errIsTerminal = process.ErrorIsTerminal();
+  streams.isInForeground = KxProcess_IsInForeground;
   return KxPolicy_Run(KxProcess_Arguments(argc, argv), streams);
 }

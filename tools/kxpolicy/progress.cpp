@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <new>
 #include <optional>
@@ -28,20 +29,28 @@ struct Screen {
   std::streambuf* progress;  ///< where its line goes
   size_t shown = 0;          ///< columns of it
   bool isInLine = false;     ///< what was written last has not ended its line
+  std::function<bool()> isInForeground;
 
   void Show(const std::string& line) {
+    if (!IsOurs()) return;
     const std::string padding(line.size() < shown ? shown - line.size() : 0, ' ');
     Put("\r" + line + padding + std::string(padding.size(), '\b'));
     shown = line.size();
   }
 
   void Clear() {
-    if (shown == 0) return;
-    Put("\r" + std::string(shown, ' ') + "\r");
+    if (shown != 0 && IsOurs()) Put("\r" + std::string(shown, ' ') + "\r");
     shown = 0;
   }
 
  private:
+  /// What was shown is left to whoever has the terminal now.
+  bool IsOurs() {
+    const bool isOurs = !isInForeground || isInForeground();
+    if (!isOurs) shown = 0;
+    return isOurs;
+  }
+
   void Put(const std::string& text) const {
     progress->sputn(text.data(), static_cast<std::streamsize>(text.size()));
     progress->pubsync();
@@ -100,6 +109,7 @@ class CkxProgress::Line {
  public:
   Line(const CkxProgress& progress, SkxStreams& streams) : _progress(progress), _after(streams.progressAfter) {
     _screen.progress = streams.err.rdbuf();
+    _screen.isInForeground = streams.isInForeground;
     _err.emplace(streams.err, _screen);
     if (streams.outIsTerminal) _out.emplace(streams.out, _screen);
     _thread = std::thread([this] { Run(); });

@@ -28,6 +28,10 @@ struct SkxStreams {
   bool outIsTerminal = false;
   bool errIsTerminal = false;  ///< a person may be told there how far the work has come
 
+  /// Asked before each sign of it, since jobs change places: a terminal that is somebody else's now is left alone.
+  /// Empty: it is ours.
+  std::function<bool()> isInForeground{};
+
   /// Work that takes less says nothing about how far it is.
   std::chrono::milliseconds progressAfter{1000};
 
