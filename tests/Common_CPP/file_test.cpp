@@ -1,8 +1,11 @@
 #include "Common_CPP/file/file.h"
 
+#include <cerrno>
+#include <filesystem>
 #include <limits>
 
 #include "Common_CPP/access_token/access_token.h"
+#include "Common_CPP/util/error_words.h"
 #include "Common_CPP/util/last_error.h"
 #include "Common_CPP/util/text.h"
 #include "tests/support/data_rows.h"
@@ -47,11 +50,12 @@ TEST(File, OpensOnlyRegularFiles) {
     const char* name;
     KxWString path;
     uint32_t error;
+    const char* words;
   } kCases[] = {
-      {"missing", folder.Text("missing"), kKxErrorFileNotFound},
-      {"folder", folder.Path().string<WCHAR>(), kKxErrorAccessDenied},
-      {"a NUL does not cut the name", file + WCHAR{0} + KXW(".txt"), kKxErrorFileNotFound},
-      {"empty", KxWString(), kKxErrorFileNotFound},
+      {"missing", folder.Text("missing"), kKxErrorFileNotFound, "no such file or folder"},
+      {"folder", folder.Path().string<WCHAR>(), kKxErrorAccessDenied, "it is a folder"},
+      {"a NUL does not cut the name", file + WCHAR{0} + KXW(".txt"), kKxErrorFileNotFound, "no such file or folder"},
+      {"empty", KxWString(), kKxErrorFileNotFound, "no such file or folder"},
   };
   for (const auto& test : kCases) {
     SCOPED_TRACE(test.name);
@@ -64,7 +68,22 @@ TEST(File, OpensOnlyRegularFiles) {
     KxLastError_Set(kKxErrorSuccess);
     EXPECT_FALSE(KxFile_Status(test.path));
     EXPECT_EQ(KxLastError_Get(), test.error);
+    EXPECT_EQ(KxFile_WhyRefused(test.path), test.words);
   }
+}
+
+/// Whoever tells: the thread's last error, or the standard library in the numbers of either category.
+TEST(File, RefusalsHaveWords) {
+  KxLastError_Set(kKxErrorAccessDenied);
+  EXPECT_EQ(KxFile_WhyRefused(KXW("no/such/file")), "no permission");
+  KxLastError_Set(4711);
+  EXPECT_EQ(KxError_Words(), "error 4711");
+  EXPECT_EQ(KxError_Words(std::make_error_code(std::errc::permission_denied)), "no permission");
+  EXPECT_EQ(KxError_Words(std::error_code(EPERM, std::generic_category())), "no permission");
+  EXPECT_EQ(KxError_Words(std::error_code(4711, std::generic_category())), "error 4711");
+  std::error_code error;
+  std::filesystem::directory_iterator(std::filesystem::path("no/such/folder"), error);
+  EXPECT_EQ(KxError_Words(error), "no such file or folder");
 }
 
 TEST(File, StatusTellsSizeTimeAndIdentity) {

@@ -4,6 +4,7 @@
 
 #include <ostream>
 
+#include "Agent/engine/kx_publish/document/nearest.h"
 #include "Agent/engine/kx_util/match/compare_modes.h"
 #include "Agent/engine/kx_util/regexp/regexp.h"
 #include "Common_CPP/util/printable.h"
@@ -22,7 +23,8 @@ EkxStrCompareAs ModeOf(const std::string& text) {
   for (const SkxCompareMode& mode : kKxCompareModes) {
     if (text == mode.key || text == std::to_string(static_cast<unsigned>(mode.code))) return mode.code;
   }
-  throw CkxToolFault(EkxExit::UnusableArguments, "--mode: \"" + text + "\" is no mode; there are " + ModeNames());
+  throw CkxToolFault(EkxExit::UnusableArguments, "--mode: \"" + text + "\" is no mode; there are " + ModeNames() +
+                                                     KxNearest_QuestionOf(text, kKxCompareModes, &SkxCompareMode::key));
 }
 
 KxWString FromArgument(const std::string& text) {

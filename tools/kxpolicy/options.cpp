@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "Agent/engine/kx_publish/document/nearest.h"
 #include "Common_CPP/util/printable.h"
 #include "tools/kxpolicy/tool.h"
 
@@ -54,9 +55,34 @@ struct Parsed {
   SkxTraceOptions trace;
 };
 
-/// The parser's own words, which quote the arguments.
-std::string UsageLine(const CLI::App* /*app*/, const CLI::Error& fault) {
-  return KxText_Printable(fault.what()) + "\nRun with --help for more information.\n";
+/// Of the verb that the arguments name, and of the command.
+void AddOptionNames(const CLI::App& app, std::vector<std::string>& names) {
+  for (const CLI::Option* const option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  const auto isAsked = [](const CLI::App* below) { return below->get_name().empty() || below->parsed(); };
+  for (const CLI::App* const below : app.get_subcommands(isAsked)) AddOptionNames(*below, names);
+}
+
+/// What looks like an option and is none. The parser itself would first name what is missing for want of it.
+std::string UnknownOption(const CLI::App& app) {
+  for (const std::string& argument : app.remaining(true)) {
+    if (argument.starts_with('-') && argument.find_first_not_of('-') != argument.npos) {
+      return argument.substr(0, argument.find('='));
+    }
+  }
+  return {};
+}
+
+/// Else in the parser's own words, which quote the arguments.
+std::string UsageLine(const CLI::App* app, const CLI::Error& fault) {
+  std::string line = fault.what();
+  if (const std::string unknown = UnknownOption(*app); !unknown.empty()) {
+    std::vector<std::string> names;
+    AddOptionNames(*app, names);
+    line = "\"" + unknown + "\" is no option here" + KxNearest_Question(unknown, names);
+  }
+  return "kxpolicy: " + KxText_Printable(line) + "\nRun with --help for more information.\n";
 }
 
 void Declare(CLI::App& app, std::span<const SkxVerb> verbs, Parsed& parsed) {
@@ -82,7 +108,15 @@ void Declare(CLI::App& app, std::span<const SkxVerb> verbs, Parsed& parsed) {
 CkxOption CkxOption::Required() const { return CkxOption(_option->required()); }
 
 CkxOption CkxOption::OneOf(std::initializer_list<const char*> values) const {
-  return CkxOption(_option->check(CLI::IsMember(values)));
+  const std::vector<std::string> words(values.begin(), values.end());
+  CLI::IsMember member(words);  // as help and shells show it
+  member.operation([words](const std::string& value) {
+    if (std::find(words.begin(), words.end(), value) != words.end()) return std::string();
+    std::string known;
+    for (const std::string& word : words) known += (known.empty() ? "" : ", ") + word;
+    return "\"" + value + "\" is none of " + known + KxNearest_Question(value, words);
+  });
+  return CkxOption(_option->check(member));
 }
 
 CkxOption CkxOption::Needs(const CkxOption& other) const { return CkxOption(_option->needs(other._option)); }

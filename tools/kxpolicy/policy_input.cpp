@@ -57,12 +57,20 @@ std::vector<SkxDocumentText> KxPolicyInput_Texts(const std::vector<std::string>&
 std::string KxPolicyInput_FaultLine(const std::vector<SkxDocumentText>& texts, const SkxDocumentError& fault) {
   const auto text = std::find_if(texts.begin(), texts.end(),
                                  [&](const SkxDocumentText& each) { return each.name == fault.document; });
-  if (fault.pointer.empty() || text == texts.end()) return fault.Text();
-  const std::optional<SkxTextPlace> place = CkxJsonPlaces(text->text).Of(fault.pointer);
-  if (!place) return fault.Text();
   SkxDocumentError placed = fault;
-  placed.document += ":" + std::to_string(place->line) + ":" + std::to_string(place->column);
+  std::optional<SkxTextPlace> place;
+  if (fault.pointer.empty()) {
+    place = KxTextPlace_TakeFrom(placed.message);
+  } else if (text != texts.end()) {
+    place = CkxJsonPlaces(text->text).Of(fault.pointer);
+  }
+  if (place) placed.document += ":" + std::to_string(place->line) + ":" + std::to_string(place->column);
   return placed.Text();
+}
+
+SkxLineFault::SkxLineFault(const std::string& stream, size_t line, const CkxDocumentFault& fault)
+    : place(stream + ":" + std::to_string(line)), what(fault.Line()) {
+  if (const auto at = KxTextPlace_TakeFrom(what)) place += ":" + std::to_string(at->column);
 }
 
 CkxPolicySet KxPolicyInput_Open(const std::vector<std::string>& inputs, std::istream& standardInput) {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_publish/image/policy_set.h"
 
 /// How a verb's help calls that argument.
@@ -21,9 +22,18 @@ bool KxPolicyInput_IsImage(const std::vector<std::string>& inputs);
 std::vector<SkxDocumentText> KxPolicyInput_Texts(const std::vector<std::string>& documents,
                                                  std::istream& standardInput);
 
-/// "FILE:LINE:COLUMN: POINTER: ..." of a fault in one of `texts`, as editors look for it; without the place where that
-/// is said already, or the document as a whole is meant.
+/// "FILE:LINE:COLUMN: POINTER: ..." of a fault in one of `texts`, as editors look for it; without the place where the
+/// document as a whole is meant.
 std::string KxPolicyInput_FaultLine(const std::vector<SkxDocumentText>& texts, const SkxDocumentError& fault);
+
+/// A fault in a line of a stream of documents, one a line, as a person is told it.
+struct SkxLineFault {
+  SkxLineFault(const std::string& stream, size_t line, const CkxDocumentFault& fault);
+  std::string Text() const { return place + ": " + what; }
+
+  std::string place;  ///< "FILE:LINE", with ":COLUMN" where that is no JSON
+  std::string what;   ///< "POINTER: ..."
+};
 
 /// Either. What cannot be read, and a document that is at fault, is unusable input.
 CkxPolicySet KxPolicyInput_Open(const std::vector<std::string>& inputs, std::istream& standardInput);

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/nearest.h"
 #include "Common_CPP/util/hex.h"
 #include "tools/kxpolicy/refusal.h"
 
@@ -370,6 +371,8 @@ ordered_json KxProcMap_Answer(CkxJsonObject& in, CkxRecordedProcMapSystem& syste
   const auto name = in.Required<std::string>("op");
   const auto isNamed = [&](const RecordedOperation& operation) { return operation.name == name; };
   const auto* const operation = std::find_if(std::begin(kRecordedOperations), std::end(kRecordedOperations), isNamed);
-  if (operation == std::end(kRecordedOperations)) throw CkxDocumentFault(in.PointerTo("op"), "is no operation");
+  if (operation == std::end(kRecordedOperations))
+    throw CkxDocumentFault(in.PointerTo("op"), "is no operation" + KxNearest_QuestionOf(name, kRecordedOperations,
+                                                                                        &RecordedOperation::name));
   return operation->answer(in, system);
 }

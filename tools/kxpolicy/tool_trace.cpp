@@ -1,5 +1,6 @@
 #include "tools/kxpolicy/tool_trace.h"
 
+#include "Agent/engine/kx_publish/document/nearest.h"
 #include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/tool.h"
 
@@ -8,7 +9,9 @@ namespace {
 EkxTraceLevel LevelOf(const SkxTraceOptions& options) {
   if (options.level.empty()) return EkxTraceLevel::Info;
   if (const auto level = KxTrace_LevelOf(options.level)) return *level;
-  throw CkxToolFault(EkxExit::UnusableArguments, "--trace: \"" + options.level + "\" is no level of the trace");
+  const std::vector<std::string> levels = {"error", "warning", "info", "debug", "trace", "verbose"};
+  throw CkxToolFault(EkxExit::UnusableArguments, "--trace: \"" + options.level + "\" is no level of the trace" +
+                                                     KxNearest_Question(options.level, levels));
 }
 
 std::unique_ptr<IkxTraceSink> SinkOf(const SkxTraceOptions& options) {

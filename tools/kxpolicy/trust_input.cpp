@@ -1,5 +1,8 @@
 #include "tools/kxpolicy/trust_input.h"
 
+#include <filesystem>
+
+#include "Common_CPP/util/error_words.h"
 #include "Common_CPP/util/text.h"
 #include "tools/kxpolicy/tool.h"
 
@@ -10,7 +13,11 @@ void AddEach(const std::vector<std::string>& inputs, const char* what, Add add) 
   for (const std::string& input : inputs) {
     const std::optional<KxWString> path = KxText_FromUtf8(input);
     if (!path || !add(*path)) {
-      throw CkxToolFault(EkxExit::UnusableInput, input + ": has no " + what + " that can be read");
+      std::error_code error;
+      const auto status = std::filesystem::status(std::u8string(input.begin(), input.end()), error);
+      throw CkxToolFault(EkxExit::UnusableInput,
+                         input + ": has no " + what + " that can be read" +
+                             (std::filesystem::exists(status) ? "" : ": " + KxError_Words(error)));
     }
   }
 }

@@ -35,11 +35,14 @@ struct BenchRow {
   double decisionsASecond;
 };
 
-BenchTarget ReadTarget(const std::string& text, const std::string& place) {
+/// `line` of a stream that is called `name`; 0: the text is a document of that name.
+BenchTarget ReadTarget(const std::string& text, const std::string& name, size_t line) {
   try {
     return {text, CkxTargetDocument::Parse(text)};
   } catch (const CkxDocumentFault& fault) {
-    throw CkxToolFault(EkxExit::UnusableInput, place + ": " + fault.Line());
+    throw CkxToolFault(EkxExit::UnusableInput,
+                       line != 0 ? SkxLineFault(name, line, fault).Text()
+                                 : KxPolicyInput_FaultLine({{name, text}}, {name, fault.Pointer(), fault.what()}));
   }
 }
 
@@ -49,12 +52,12 @@ std::vector<BenchTarget> ReadTargets(const BenchOptions& options, SkxStreams& st
   std::vector<BenchTarget> targets;
   CkxInput input(options.target.empty() ? options.targets : options.target, streams.in);
   if (!options.target.empty()) {
-    targets.push_back(ReadTarget(input.ReadAll(), input.Name()));
+    targets.push_back(ReadTarget(input.ReadAll(), input.Name(), 0));
     return targets;
   }
   CkxLineReader lines(input);
   for (std::string line; targets.size() < kEnough && lines.Next(line);) {
-    targets.push_back(ReadTarget(line, input.Name() + ":" + std::to_string(lines.Number())));
+    targets.push_back(ReadTarget(line, input.Name(), lines.Number()));
   }
   if (targets.empty()) throw CkxToolFault(EkxExit::UnusableInput, input.Name() + ": no target document");
   return targets;

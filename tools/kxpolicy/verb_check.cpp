@@ -59,6 +59,13 @@ void CheckImage(const CheckOptions& options, SkxStreams& streams, CkxFindingRepo
   }
 }
 
+std::string UnusableLine(const SkxCheckFinding& finding) {
+  const bool isPlaced = finding.line && finding.column;
+  const std::string place =
+      isPlaced ? ":" + std::to_string(*finding.line) + ":" + std::to_string(*finding.column) : std::string();
+  return finding.file + place + ": " + finding.message;
+}
+
 /// What is no JSON at all is unusable input; `report` has it too where programs read that alone.
 void CheckDocuments(const CheckOptions& options, std::istream& standardInput, CkxFindingReport& report) {
   const SkxDocumentCheck check = KxCheck_Documents(KxPolicyInput_Texts(options.inputs, standardInput));
@@ -66,8 +73,7 @@ void CheckDocuments(const CheckOptions& options, std::istream& standardInput, Ck
     for (const SkxCheckFinding& finding : check.findings) report.Add(finding);
   }
   if (check.isJson) return;
-  const SkxCheckFinding& first = check.findings.front();
-  throw CkxToolFault(EkxExit::UnusableInput, first.file + ": " + first.message);
+  throw CkxToolFault(EkxExit::UnusableInput, UnusableLine(check.findings.front()));
 }
 
 EkxExit Check(const CheckOptions& options, SkxStreams& streams) {

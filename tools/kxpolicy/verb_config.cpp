@@ -6,6 +6,7 @@
 #include <ostream>
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/nearest.h"
 #include "Common_CPP/util/printable.h"
 #include "tools/kxpolicy/answer.h"
 #include "tools/kxpolicy/configuration_input.h"
@@ -90,7 +91,9 @@ SettingQuestion QuestionOf(CkxJsonObject& in) {
   question.key = in.Required<KxWString>("key");
   in.Optional("attribute", question.attribute);
   if (in.Optional("type", question.type) && SettingTypeNamed(question.type) == nullptr) {
-    throw CkxDocumentFault(in.PointerTo("type"), "\"" + question.type + "\" is no type of a setting");
+    throw CkxDocumentFault(in.PointerTo("type"),
+                           "\"" + question.type + "\" is no type of a setting" +
+                               KxNearest_QuestionOf(question.type, kSettingTypes, &SettingType::name));
   }
   return question;
 }

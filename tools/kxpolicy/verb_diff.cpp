@@ -52,8 +52,9 @@ class DiffWriter {
     }
   }
 
-  void Unusable(const std::string& line, const std::string& place, const std::string& fault) {
-    Line(_json ? KxFaultAnswer_Of(line, fault) : KxText_Printable(place + ": unusable: " + fault));
+  /// `told` is the same to a person.
+  void Unusable(const std::string& line, const std::string& fault, const SkxLineFault& told) {
+    Line(_json ? KxFaultAnswer_Of(line, fault) : KxText_Printable(told.place + ": unusable: " + told.what));
   }
 
   void Summary(const CkxDiffSummary& summary) {
@@ -119,8 +120,10 @@ uint64_t AskStream(CkxInput& input, CkxDecisionChanges& changes, DiffWriter* unu
       };
       changes.Ask(document, nameOf, lines.Number());
     } catch (const CkxDocumentFault& fault) {
-      const std::string place = input.Name() + ":" + std::to_string(lines.Number());
-      if (unusableTo != nullptr) unusableTo->Unusable(lines.TooLong() ? "" : line, place, fault.Line());
+      if (unusableTo != nullptr) {
+        const SkxLineFault told(input.Name(), lines.Number(), fault);
+        unusableTo->Unusable(lines.TooLong() ? "" : line, fault.Line(), told);
+      }
       ++unusable;
     }
   }

@@ -1,4 +1,6 @@
 // eval: which policy applies to live files, to a live process, to one target document, or to each of a stream of them.
+#include <algorithm>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <ostream>
 
@@ -73,7 +75,8 @@ class Answers {
     _streams.out << KxDecision_ExplanationText(decision);
   }
 
-  void WriteFault(const std::string& line, const std::string& fault, const std::string& place) {
+  /// `told` is the same to a person.
+  void WriteFault(const std::string& line, const std::string& fault, const SkxLineFault& told) {
     if (_summary) return _summary->CountUnusable();
     if (_json) {
       Line(KxFaultAnswer_Of(line, fault));
@@ -81,8 +84,8 @@ class Answers {
     }
     Heading();
     SkxDecision none;
-    none.error = "unusable: " + fault;
-    Line(KxDecision_ToRow(none, place));
+    none.error = "unusable: " + told.what;
+    Line(KxDecision_ToRow(none, told.place));
   }
 
   void End() {
@@ -141,8 +144,7 @@ EkxExit EvalStream(const EvalOptions& options, const std::optional<CkxSid>& user
       const CkxTargetDocument document = CkxTargetDocument::Parse(line, user);
       answers.Write(KxDecision_OfDocument(document, options.wish, judge), [&] { return NameOf(document); });
     } catch (const CkxDocumentFault& fault) {
-      const std::string place = input.Name() + ":" + std::to_string(lines.Number());
-      answers.WriteFault(lines.TooLong() ? "" : line, fault.Line(), place);
+      answers.WriteFault(lines.TooLong() ? "" : line, fault.Line(), SkxLineFault(input.Name(), lines.Number(), fault));
       if (!options.errorsOk) code = EkxExit::UnusableInput;
     }
   }
@@ -152,11 +154,13 @@ EkxExit EvalStream(const EvalOptions& options, const std::optional<CkxSid>& user
 EkxExit EvalDocument(const EvalOptions& options, const std::optional<CkxSid>& user, const CkxImageJudge& judge,
                      Answers& answers, SkxStreams& streams) {
   CkxInput input(options.target, streams.in);
+  const SkxDocumentText text = {input.Name(), input.ReadAll()};
   try {
-    const CkxTargetDocument document = CkxTargetDocument::Parse(input.ReadAll(), user);
+    const CkxTargetDocument document = CkxTargetDocument::Parse(text.text, user);
     answers.Write(KxDecision_OfDocument(document, options.wish, judge), [&] { return NameOf(document); });
   } catch (const CkxDocumentFault& fault) {
-    throw CkxToolFault(EkxExit::UnusableInput, input.Name() + ": " + fault.Line());
+    throw CkxToolFault(EkxExit::UnusableInput,
+                       KxPolicyInput_FaultLine({text}, {text.name, fault.Pointer(), fault.what()}));
   }
   return EkxExit::Done;
 }
@@ -181,7 +185,8 @@ EkxExit EvalFileList(const EvalOptions& options, void* token, const CkxImageJudg
       EvalFile(line, options, token, judge, answers);
     } catch (const CkxToolFault& fault) {
       if (fault.Code() != EkxExit::UnusableInput) throw;
-      answers.WriteFault("", fault.what(), input.Name() + ":" + std::to_string(lines.Number()));
+      answers.WriteFault("", fault.what(),
+                         SkxLineFault(input.Name(), lines.Number(), CkxDocumentFault("", fault.what())));
       if (!options.errorsOk) code = EkxExit::UnusableInput;
     }
   }
@@ -216,6 +221,14 @@ void CheckStandardInput(const EvalOptions& options) {
   KxInput_CheckStandardInput(paths);
 }
 
+/// A slip that would be told as a file that is missing.
+void CheckExplain(const EvalOptions& options) {
+  const bool isClose = std::find(options.policies.begin(), options.policies.end(), "close") != options.policies.end();
+  std::error_code ignored;
+  if (options.explain != "all" || !isClose || std::filesystem::exists("close", ignored)) return;
+  throw CkxToolFault(EkxExit::UnusableArguments, "\"close\" is taken for a file here; did you mean --explain=close?");
+}
+
 EkxExplain ExplainOf(const std::string& word) {
   if (word.empty()) return EkxExplain::None;
   return word == "close" ? EkxExplain::Close : EkxExplain::All;
@@ -223,6 +236,7 @@ EkxExplain ExplainOf(const std::string& word) {
 
 EkxExit Eval(EvalOptions options, SkxStreams& streams) {
   CheckStandardInput(options);
+  CheckExplain(options);
   std::optional<CkxSid> user;
   if (!options.user.empty()) {
     user = CkxSid::FromUtf8(options.user);

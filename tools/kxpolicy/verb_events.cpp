@@ -1,6 +1,7 @@
 // events: recorded process starts as target documents, a line in, a line out.
 #include "Agent/engine/kx_publish/decision/fault_answer.h"
 #include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/nearest.h"
 #include "Agent/engine/kx_publish/events/event_targets.h"
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/tool.h"
@@ -20,7 +21,8 @@ const SkxEventKind& KindNamed(const std::string& name) {
   if (kind != nullptr) return *kind;
   std::string names;
   for (const SkxEventKind& known : KxEventKinds()) names.append(names.empty() ? "" : ", ").append(known.name);
-  throw CkxToolFault(EkxExit::UnusableArguments, "\"" + name + "\" is no kind of events; there are " + names);
+  throw CkxToolFault(EkxExit::UnusableArguments, "\"" + name + "\" is no kind of events; there are " + names +
+                                                     KxNearest_QuestionOf(name, KxEventKinds(), &SkxEventKind::name));
 }
 
 /// With the number of its line as the id, where the event has none of its own.

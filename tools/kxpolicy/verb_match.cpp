@@ -6,7 +6,9 @@
 #include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/nearest.h"
 #include "Agent/engine/kx_publish/document/target_document.h"
+#include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/json_stream.h"
 #include "tools/kxpolicy/match_by_hand.h"
 #include "tools/kxpolicy/tool.h"
@@ -199,7 +201,15 @@ std::string AnswerOf(CkxJsonObject& in) {
   for (const Operation& operation : kOperations) {
     if (operation.name == name) return operation.answer(in);
   }
-  throw CkxDocumentFault(in.PointerTo("op"), "\"" + name + "\" is no operation");
+  throw CkxDocumentFault(in.PointerTo("op"), "\"" + name + "\" is no operation" +
+                                                 KxNearest_QuestionOf(name, kOperations, &Operation::name));
+}
+
+EkxExit AnswerRequests(const std::vector<std::string>& files, SkxStreams& streams) {
+  if (files.size() > 1)
+    throw CkxToolFault(EkxExit::UnusableArguments, "texts need a --pattern, and requests are one file");
+  CkxInput requests(files.empty() ? "-" : files.front(), streams.in);
+  return KxJsonStream_Run(requests.Stream(), streams, AnswerOf);
 }
 
 }  // namespace
@@ -210,12 +220,12 @@ KxVerbAction KxVerb_Match(const CkxVerbOptions& verb) {
   verb.Add("--mode", byHand->mode, "equals, startsWith, contains, wildcard or regExp, or their numbers 1 to 5")
       .Needs(pattern);
   verb.AddFlag("--case-sensitive", byHand->caseSensitive, "Tell capitals from small letters").Needs(pattern);
-  verb.Add("texts", byHand->texts, "The texts; without any, the lines of standard input that match are written")
-      .Needs(pattern);
-  verb.Footer(
-      "Without --pattern: reads operations as JSON Lines from standard input and answers each on a line.\n"
-      "Example: kxpolicy match --pattern '*.exe' --mode wildcard setup.exe setup.msi");
+  verb.Add(
+      "texts", byHand->texts,
+      "The texts; without any, the lines of standard input that match are written. Without --pattern: requests, one "
+      "a line; - for standard input, the default");
+  verb.Footer("Example: kxpolicy match --pattern '*.exe' --mode wildcard setup.exe setup.msi");
   return [byHand, pattern](SkxStreams& streams) {
-    return pattern.IsGiven() ? KxMatch_ByHand(*byHand, streams) : KxJsonStream_Run(streams.in, streams, AnswerOf);
+    return pattern.IsGiven() ? KxMatch_ByHand(*byHand, streams) : AnswerRequests(byHand->texts, streams);
   };
 }

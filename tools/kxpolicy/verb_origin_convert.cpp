@@ -6,6 +6,7 @@
 #include <ostream>
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/nearest.h"
 #include "Agent/engine/kx_publish/document/origin_document.h"
 #include "Agent/engine/kx_util/origin/source_xml.h"
 #include "Common_CPP/util/printable.h"
@@ -125,7 +126,8 @@ const RecordClass& RecordClassOf(CkxJsonObject& in) {
   for (const RecordClass& known : kRecordClasses) {
     if (known.name == name) return known;
   }
-  throw CkxDocumentFault(in.PointerTo("record"), "\"" + name + "\" is no class of records");
+  throw CkxDocumentFault(in.PointerTo("record"), "\"" + name + "\" is no class of records" +
+                                                     KxNearest_QuestionOf(name, kRecordClasses, &RecordClass::name));
 }
 
 ConvertOptions OptionsOf(CkxJsonObject& in, const RecordClass& record) {

@@ -36,7 +36,9 @@ KxWString PathArgument(const std::string& file) {
   throw CkxToolFault(EkxExit::SystemRefused, file + ": " + reason);
 }
 
-[[noreturn]] void CannotOpen(const std::string& file) { SystemRefuses(file, "cannot be opened: " + KxError_Words()); }
+[[noreturn]] void CannotOpen(const std::string& file) {
+  SystemRefuses(file, "cannot be opened: " + KxFile_WhyRefused(PathArgument(file)));
+}
 
 EkxExit AnswerRefusal(const std::string& file, const std::string& reason, SkxStreams& streams) {
   KxTool_RequireMemory();

@@ -5,6 +5,7 @@
 #include <array>
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/nearest.h"
 #include "Agent/engine/kx_publish/document/origin_document.h"
 #include "Agent/engine/kx_util/origin/sup_file_data_util.h"
 #include "Common_CPP/util/hex.h"
@@ -153,7 +154,8 @@ const SignedRecord& RecordOf(CkxJsonObject& in) {
   for (const SignedRecord& record : kRecords) {
     if (record.name == name) return record;
   }
-  throw CkxDocumentFault(in.PointerTo("record"), "\"" + name + "\" is no signed record");
+  throw CkxDocumentFault(in.PointerTo("record"), "\"" + name + "\" is no signed record" +
+                                                     KxNearest_QuestionOf(name, kRecords, &SignedRecord::name));
 }
 
 struct SignOptions {

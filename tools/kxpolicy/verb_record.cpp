@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
+#include "Agent/engine/kx_publish/document/nearest.h"
 #include "Common_CPP/util/guid.h"
 #include "Common_CPP/util/hex.h"
 #include "Common_CPP/util/text.h"
@@ -95,7 +96,8 @@ const Layout& LayoutNamed(const std::string& name) {
   }
   std::string names;
   for (const Layout& layout : kLayouts) names += (names.empty() ? "" : ", ") + std::string(layout.name);
-  throw CkxToolFault(EkxExit::UnusableArguments, "\"" + name + "\" is no record type; there are " + names);
+  throw CkxToolFault(EkxExit::UnusableArguments, "\"" + name + "\" is no record type; there are " + names +
+                                                     KxNearest_QuestionOf(name, kLayouts, &Layout::name));
 }
 
 std::string WithoutBlanks(std::string text) {

@@ -8,6 +8,7 @@
 #include <ostream>
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/nearest.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/util/hex.h"
 #include "tools/kxpolicy/answer.h"
@@ -196,7 +197,8 @@ ordered_json AnswerStamp(CkxJsonObject& in, StreamToken& token) {
   for (const StampOperation& operation : kStampOperations) {
     if (operation.name == name) return operation.answer(in, token);
   }
-  throw CkxDocumentFault(in.PointerTo("op"), "\"" + name + "\" is no operation");
+  throw CkxDocumentFault(in.PointerTo("op"), "\"" + name + "\" is no operation" +
+                                                 KxNearest_QuestionOf(name, kStampOperations, &StampOperation::name));
 }
 
 EkxExit StreamStamps(const std::string& file, SkxStreams& streams) {

@@ -4,6 +4,7 @@
 #include <ostream>
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/nearest.h"
 #include "Agent/engine/kx_publish/document/policy_document.h"
 #include "Agent/engine/kx_publish/document/target_document.h"
 #include "Agent/engine/kx_publish/suggest/suggestion.h"
@@ -13,6 +14,7 @@
 #include "tools/kxpolicy/input.h"
 #include "tools/kxpolicy/live_target.h"
 #include "tools/kxpolicy/output.h"
+#include "tools/kxpolicy/policy_input.h"
 #include "tools/kxpolicy/progress.h"
 #include "tools/kxpolicy/tool.h"
 #include "tools/kxpolicy/trust_input.h"
@@ -68,8 +70,9 @@ size_t AddTargets(const SuggestOptions& options, CkxSuggestion& suggestion, SkxS
       if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");
       suggestion.Add(CkxTargetDocument::Parse(line).Target());
     } catch (const CkxDocumentFault& fault) {
-      const std::string place = input.Name() + ":" + std::to_string(lines.Number());
-      if (!options.errorsOk) throw CkxToolFault(EkxExit::UnusableInput, place + ": " + fault.Line());
+      if (!options.errorsOk) {
+        throw CkxToolFault(EkxExit::UnusableInput, SkxLineFault(input.Name(), lines.Number(), fault).Text());
+      }
       ++unusable;
     }
   }
@@ -86,11 +89,20 @@ void WriteDocument(const SkxPublication& publication, const std::string& place, 
   KxOutput_Tell(place, KxCounted(publication.policies.size(), "policy", "policies"), streams);
 }
 
+std::vector<std::string> UsableActions() {
+  std::vector<std::string> actions;
+  for (const SkxPolicyKind& kind : kKxPolicyKinds) {
+    if (KxSuggestion_Kind(kind.key) != nullptr) actions.emplace_back(kind.key);
+  }
+  return actions;
+}
+
 EkxExit Suggest(const SuggestOptions& options, SkxStreams& streams) {
   const SkxPolicyKind* const kind = KxSuggestion_Kind(options.action.c_str());
   if (kind == nullptr) {
-    throw CkxToolFault(EkxExit::UnusableArguments,
-                       "--action: \"" + options.action + "\" is no action for programs that targets are enough for");
+    throw CkxToolFault(EkxExit::UnusableArguments, "--action: \"" + options.action +
+                                                       "\" is no action for programs that targets are enough for" +
+                                                       KxNearest_Question(options.action, UsableActions()));
   }
   std::vector<std::string> read = options.files;
   read.push_back(options.targets);
@@ -101,7 +113,11 @@ EkxExit Suggest(const SuggestOptions& options, SkxStreams& streams) {
   for (const std::string& file : options.files) AddFile(file, suggestion);
   if (!options.folder.empty()) AddFolder(options.folder, suggestion, streams);
   if (!options.targets.empty()) unusable = AddTargets(options, suggestion, streams);
-  WriteDocument(suggestion.Publication(*kind), options.document, streams);
+  const SkxPublication publication = suggestion.Publication(*kind);
+  WriteDocument(publication, options.document, streams);
+  if (publication.policies.empty()) {
+    streams.err << "kxpolicy: nothing was found that a policy can be about, so the document has none\n";
+  }
   if (suggestion.LeftOut() != 0) {
     streams.err << "kxpolicy: left out, since no rule tells them from others: " << suggestion.LeftOut() << '\n';
   }

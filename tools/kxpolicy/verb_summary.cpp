@@ -7,6 +7,7 @@
 #include "Agent/engine/kx_publish/decision/decision_summary.h"
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "tools/kxpolicy/input.h"
+#include "tools/kxpolicy/policy_input.h"
 #include "tools/kxpolicy/tool.h"
 
 namespace {
@@ -47,8 +48,7 @@ void AddAll(CkxInput& input, Sum& sum) {
       if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");
       sum.Add(KxJson_Parse(line, false));
     } catch (const CkxDocumentFault& fault) {
-      const std::string place = input.Name() + ":" + std::to_string(lines.Number()) + ": ";
-      throw CkxToolFault(EkxExit::UnusableInput, place + fault.Line());
+      throw CkxToolFault(EkxExit::UnusableInput, SkxLineFault(input.Name(), lines.Number(), fault).Text());
     }
   }
   if (lines.Number() == 0) throw CkxToolFault(EkxExit::UnusableInput, input.Name() + ": has no summary");

@@ -121,8 +121,9 @@ size_t JudgeEvents(const std::string& path, const std::vector<SkxTestedCase*>& c
       if (lines.TooLong()) throw CkxDocumentFault("", "the line is too long");
       run.Take(line, place);
     } catch (const CkxDocumentFault& fault) {
-      if (!isErrorsOk) run.TakeFault(fault.Line(), place);
-      if (++unusable <= kMaxTold) streams.err << "kxpolicy: " + KxText_Printable(place + ": " + fault.Line()) + "\n";
+      const SkxLineFault told(input.Name(), lines.Number(), fault);
+      if (!isErrorsOk) run.TakeFault(told.what, told.place);
+      if (++unusable <= kMaxTold) streams.err << "kxpolicy: " + KxText_Printable(told.Text()) + "\n";
     }
   }
   run.End();

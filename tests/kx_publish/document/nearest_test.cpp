@@ -62,6 +62,7 @@ TEST(Nearest, IsASlipAwayAndNoGuess) {
       {"blok", "block"}, {"blcok", "block"}, {"Eval", "eval"},   {"evaluate", ""},
       {"rn", "run"},     {"runn", "run"},    {"nur", ""},        {"elevateondemnd", "elevateOnDemand"},
       {"", ""},          {"x", ""},          {"gamse", "Games"}, {"solitaire", ""},
+      {"Allow", "run"},  {"deny", "block"},  {"glob", ""},
   };
   for (const auto& [word, nearest] : kCases) EXPECT_EQ(KxNearest(word, kWords), nearest) << word;
   EXPECT_EQ(KxNearest(std::string(65, 'e'), kWords), "");

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/nearest.h"
 #include "Agent/engine/kx_publish/model/policy_kinds.h"
 #include "Agent/engine/kx_util/store/policy_walk.h"
 #include "Common_CPP/util/guid.h"
@@ -25,7 +26,7 @@ EkxPolicyAction ActionAt(const std::string& word, const std::string& pointer, co
     if (word == kind.key) return kind.action;
     words += (words.empty() ? "\"" : ", \"") + std::string(kind.key) + "\"";
   }
-  throw CkxDocumentFault(pointer, "must be " + words);
+  throw CkxDocumentFault(pointer, "must be " + words + KxNearest_Question(word, KxExpectation_ActionWords()));
 }
 
 std::string WordOf(EkxPolicyAction action) {

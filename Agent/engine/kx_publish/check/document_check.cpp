@@ -18,7 +18,9 @@ CkxCheckedDocuments ParsedDocuments(std::span<const SkxDocumentText> texts, SkxD
     } catch (const CkxDocumentFault& fault) {
       documents.Add(text, CkxJsonDocument::Object());
       const bool isJson = !fault.Pointer().empty();
-      if (!isJson) check.findings.push_back(DocumentFinding(fault.what(), {text.name, std::nullopt, ""}));
+      std::string what = fault.what();
+      const std::optional<SkxTextPlace> place = KxTextPlace_TakeFrom(what);
+      if (!isJson) check.findings.push_back(DocumentFinding(what, {text.name, std::nullopt, "", place}));
       check.isJson = check.isJson && isJson;
     }
   }

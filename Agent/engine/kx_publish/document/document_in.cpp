@@ -78,12 +78,13 @@ std::string NearestTask(const json& value) {
 
 void ReadHash(const json& value, const std::string& pointer, SkxFileNameTest& test) {
   CkxJsonObject object(value, pointer);
-  const SkxFileDigestName* const known = KxFileDigest_Named(object.Required<KxWString>("algorithm"));
+  const auto algorithm = object.Required<KxWString>("algorithm");
+  const SkxFileDigestName* const known = KxFileDigest_Named(algorithm);
   if (known == nullptr) {
+    const auto nameOf = [](const SkxFileDigestName& digest) { return KxText_ToUtf8(digest.name); };
     throw CkxDocumentFault(object.PointerTo("algorithm"),
-                           "must be " + Alternatives(kKxFileDigestNames, [](const SkxFileDigestName& digest) {
-                             return KxText_ToUtf8(digest.name);
-                           }));
+                           "must be " + Alternatives(kKxFileDigestNames, nameOf) +
+                               KxNearest_QuestionOf(KxText_ToUtf8(algorithm), kKxFileDigestNames, nameOf));
   }
   std::string hex = object.Required<std::string>("hex");
   object.Finish();
@@ -104,6 +105,13 @@ const nlohmann::json& CkxDocumentIn::Find(const SkxKeyText& key) {
   const Json* const found = FindOptional(key);
   if (found == nullptr) throw CkxDocumentFault(_object.Pointer(), std::string("\"") + key.name + "\" is missing");
   return *found;
+}
+
+void CkxDocumentIn::RefuseWord(const std::string& text, const std::string& pointer, KxCodeNames names) {
+  std::string known;
+  for (const SkxCodeName& each : names) known += std::string("\"") + each.name + "\", ";
+  throw CkxDocumentFault(pointer,
+                         "must be " + known + "or a number" + KxNearest_QuestionOf(text, names, &SkxCodeName::name));
 }
 
 void CkxDocumentIn::NotEmpty(const SkxKeyText& key, KxWString& text) {
@@ -131,7 +139,9 @@ void CkxDocumentIn::LocationTypes(const SkxKeyText& key, KxWString& types) {
   for (size_t i = 0; i < found->size(); ++i) {
     const auto known = std::find(names.begin(), names.end(), (*found)[i]);
     if (known == names.end()) {
-      throw CkxDocumentFault(KxJson_Pointer(pointer, i), "must be " + Alternatives(names, Itself));
+      const std::string word = (*found)[i].is_string() ? (*found)[i].get<std::string>() : "";
+      throw CkxDocumentFault(KxJson_Pointer(pointer, i),
+                             "must be " + Alternatives(names, Itself) + KxNearest_Question(word, names));
     }
     if (!types.empty()) types += KXW(',');
     types.append(known->begin(), known->end());

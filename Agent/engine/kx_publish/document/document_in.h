@@ -96,10 +96,9 @@ class CkxDocumentIn {
     for (const auto& [code, name] : names) {
       if (text == name) return static_cast<Code>(code);
     }
-    std::string known;
-    for (const auto& [code, name] : names) known += std::string("\"") + name + "\", ";
-    throw CkxDocumentFault(pointer, "must be " + known + "or a number");
+    RefuseWord(text, pointer, names);
   }
+  [[noreturn]] static void RefuseWord(const std::string& text, const std::string& pointer, KxCodeNames names);
 
   CkxJsonObject _object;
   const SkxDocumentNames& _names;

@@ -1,6 +1,7 @@
 #include "Agent/engine/kx_publish/document/json_place.h"
 
 #include <algorithm>
+#include <charconv>
 #include <nlohmann/json.hpp>
 #include <string>
 
@@ -185,4 +186,19 @@ std::optional<SkxTextPlace> CkxJsonPlaces::Of(std::string_view pointer) const {
 SkxTextPlace CkxJsonPlaces::At(size_t offset) const {
   const auto next = std::upper_bound(_lines.begin(), _lines.end(), offset);
   return {static_cast<size_t>(next - _lines.begin()), offset - *std::prev(next) + 1};
+}
+
+std::optional<SkxTextPlace> KxTextPlace_TakeFrom(std::string& message) {
+  SkxTextPlace place;
+  std::string_view rest = message;
+  const auto take = [&rest](std::string_view word, size_t& number) {
+    if (!rest.starts_with(word)) return false;
+    rest.remove_prefix(word.size());
+    const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), number);
+    rest.remove_prefix(static_cast<size_t>(end - rest.data()));
+    return error == std::errc();
+  };
+  if (!take("line ", place.line) || !take(", column ", place.column) || !rest.starts_with(": ")) return std::nullopt;
+  message = std::string(rest.substr(2));
+  return place;
 }

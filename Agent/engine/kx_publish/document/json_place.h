@@ -13,6 +13,9 @@ struct SkxTextPlace {
   size_t column = 1;
 };
 
+/// Takes "line 2, column 16: ", with which a fault of syntax begins, off its message; nothing off any other.
+std::optional<SkxTextPlace> KxTextPlace_TakeFrom(std::string& message);
+
 /// The places of one text, which outlives this. It may have comments.
 class CkxJsonPlaces {
  public:

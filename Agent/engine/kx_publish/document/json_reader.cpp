@@ -106,6 +106,15 @@ class Builder {
 
 [[noreturn]] void Refuse(const std::string& pointer, const std::string& what) { throw CkxDocumentFault(pointer, what); }
 
+/// For who put a number, or what is true or false, between quotation marks.
+std::string AdviceIf(bool isQuoted) { return isQuoted ? ", without quotation marks" : ""; }
+
+bool IsNumberAsText(const json& value) {
+  if (!value.is_string()) return false;
+  const auto& text = value.get_ref<const std::string&>();
+  return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
+}
+
 template <class Number>
 Number ToInteger(const json& value, const std::string& pointer) {
   using Limits = std::numeric_limits<Number>;
@@ -116,8 +125,8 @@ Number ToInteger(const json& value, const std::string& pointer) {
     const auto number = value.get<int64_t>();
     if (number >= static_cast<int64_t>(Limits::min())) return static_cast<Number>(number);
   }
-  Refuse(pointer,
-         "must be a whole number from " + std::to_string(Limits::min()) + " to " + std::to_string(Limits::max()));
+  Refuse(pointer, "must be a whole number from " + std::to_string(Limits::min()) + " to " +
+                      std::to_string(Limits::max()) + AdviceIf(IsNumberAsText(value)));
 }
 
 const std::string& ToText(const json& value, const std::string& pointer) {
@@ -140,7 +149,9 @@ uint64_t MarkOf(std::string_view key) {
 }
 
 bool ToBool(const json& value, const std::string& pointer) {
-  if (!value.is_boolean()) Refuse(pointer, "must be true or false");
+  if (!value.is_boolean()) {
+    Refuse(pointer, "must be true or false" + AdviceIf(value == "true" || value == "false"));
+  }
   return value.get<bool>();
 }
 

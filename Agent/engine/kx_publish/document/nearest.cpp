@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <utility>
 
 #include "Common_CPP/util/guid.h"
 
@@ -54,6 +55,22 @@ bool IsWord(std::string_view text) {
   return !text.empty() && text.size() <= kMaxBytes && !KxGuid_FromUtf8(text).has_value();
 }
 
+/// What other systems call it, and what it is called here.
+constexpr std::pair<std::string_view, std::string_view> kOtherWords[] = {
+    {"allow", "run"},    {"permit", "run"},        {"deny", "block"},         {"forbid", "block"},
+    {"exact", "equals"}, {"prefix", "startsWith"}, {"substring", "contains"}, {"glob", "wildcard"},
+};
+
+std::string_view OwnWord(std::string_view word, std::span<const std::string> candidates) {
+  const auto sameLetter = [](char a, char b) { return Folded(a) == Folded(b); };
+  for (const auto& [other, own] : kOtherWords) {
+    if (!std::ranges::equal(word, other, sameLetter)) continue;
+    const auto found = std::find(candidates.begin(), candidates.end(), own);
+    if (found != candidates.end()) return *found;
+  }
+  return {};
+}
+
 }  // namespace
 
 std::string_view KxNearest(std::string_view word, std::span<const std::string> candidates) {
@@ -71,7 +88,7 @@ std::string_view KxNearest(std::string_view word, std::span<const std::string> c
     fewest = slips;
     nearest = candidate;
   }
-  return nearest;
+  return nearest.empty() ? OwnWord(word, candidates) : nearest;
 }
 
 std::string KxNearest_Question(std::string_view word, std::span<const std::string> candidates) {

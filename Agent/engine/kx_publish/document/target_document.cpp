@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Agent/engine/kx_publish/document/json_reader.h"
+#include "Agent/engine/kx_publish/document/nearest.h"
 #include "Agent/engine/kx_publish/document/origin_document.h"
 #include "Agent/engine/kx_publish/document/target_document_fields.h"
 #include "Agent/engine/kx_util/target/execution_level.h"
@@ -76,7 +77,11 @@ WCHAR DriveLetterAt(const std::string& name, const std::string& pointer) {
 
 EkxDriveType DriveTypeAt(const std::string& name, const std::string& pointer) {
   const std::optional<EkxDriveType> type = KxDriveType_Of(KxText_FromUtf8(name).value_or(KxWString()), true);
-  if (!type) throw CkxDocumentFault(pointer, "\"" + name + "\" is no drive type");
+  if (!type) {
+    const auto wordOf = [](const SkxDriveTypeWord& row) { return KxText_ToUtf8(row.word); };
+    throw CkxDocumentFault(pointer,
+                           "\"" + name + "\" is no drive type" + KxNearest_QuestionOf(name, kKxDriveTypeWords, wordOf));
+  }
   return *type;
 }
 
@@ -96,7 +101,9 @@ EkxPublisherStatus PublisherStatusAt(const json& value, const std::string& point
     if (value.is_string() ? value == row.key : code == static_cast<uint32_t>(row.status)) return row.status;
     names.append(names.empty() ? "" : ", ").append(row.key);
   }
-  throw CkxDocumentFault(pointer, "must be 0 to 8, or one of " + names);
+  const std::string word = value.is_string() ? value.get<std::string>() : "";
+  throw CkxDocumentFault(pointer, "must be 0 to 8, or one of " + names +
+                                      KxNearest_QuestionOf(word, kKxPublisherStatuses, &SkxPublisherStatusRow::key));
 }
 
 std::string ExecutionLevelAt(const json& value, const std::string& pointer) {
@@ -106,7 +113,8 @@ std::string ExecutionLevelAt(const json& value, const std::string& pointer) {
     if (level == known) return level;
     names.append(names.empty() ? "" : ", ").append(known);
   }
-  throw CkxDocumentFault(pointer, "must be one of " + names);
+  throw CkxDocumentFault(pointer,
+                         "must be one of " + names + KxNearest_QuestionOf(level, kKxExecutionLevels, std::identity()));
 }
 
 /// Reads the members that target_document_fields.h lists.
@@ -162,7 +170,11 @@ class TargetIn {
     ForEachMember(_object, key, [&](const std::string& name, const json& value, const std::string& pointer) {
       const auto text = KxJson_As<KxWString>(json(name), pointer);
       const SkxFileDigestName* const known = KxFileDigest_Named(text);
-      if (known == nullptr) throw CkxDocumentFault(pointer, "\"" + name + "\" is no hash algorithm");
+      if (known == nullptr) {
+        const auto nameOf = [](const SkxFileDigestName& digest) { return KxText_ToUtf8(digest.name); };
+        throw CkxDocumentFault(
+            pointer, "\"" + name + "\" is no hash algorithm" + KxNearest_QuestionOf(name, kKxFileDigestNames, nameOf));
+      }
       hashes[known->name] = HashAt(value, pointer);
     });
   }
@@ -309,8 +321,10 @@ class TargetBuilder {
       for (CkxTargetInfoPtr& target : linked) made->AddLinked(std::move(target));
       return Made(std::move(made));
     }
+    constexpr const char* kKinds[] = {"file", "process", "activex", "elevator", "uaccom"};
     throw CkxDocumentFault(object.PointerTo(kKxTargetKind),
-                           "\"" + kind + "\" is not \"file\", \"process\", \"activex\", \"elevator\" or \"uaccom\"");
+                           "\"" + kind + "\" is not \"file\", \"process\", \"activex\", \"elevator\" or \"uaccom\"" +
+                               KxNearest_QuestionOf(kind, kKinds, std::identity()));
   }
 
   /// The token of a target of which no user is known: not that of whoever asks.

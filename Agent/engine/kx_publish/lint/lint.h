@@ -6,7 +6,8 @@
 //   record       a record that no reader takes, with the first field that is at fault
 //
 //   unreachable  every target of the policy is taken before it, by policies for the same users
-//   no-targets   the policy takes part in decisions, but has no target that anything can match
+//   no-targets   the policy takes part in decisions, but has no target that anything can match; or it is about access,
+//                and has no target of the kinds that access is given to
 //   no-users     the policy is applicable to nobody
 //   row          a row of users that can be nobody's
 //   duplicate-id two records with one id, of which look-ups find the first

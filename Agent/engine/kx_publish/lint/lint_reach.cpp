@@ -47,6 +47,21 @@ bool AppliesWithoutTargets(EkxPolicyAction action) {
   return action == EkxPolicyAction::Trust || action == EkxPolicyAction::RunAndCollectEvents;
 }
 
+/// Access is given to these alone, and taken from them. What a group has is not looked into.
+bool MayBeAboutAccess(const SkxTaker& target) {
+  switch (target.type) {
+    case EkxPolicyTarget::FileSystemEntry:
+    case EkxPolicyTarget::RegistryKey:
+    case EkxPolicyTarget::Service:
+    case EkxPolicyTarget::UsbDevice:
+    case EkxPolicyTarget::OpticalDisc:
+    case EkxPolicyTarget::AppGroupLink:
+      return true;
+    default:
+      return false;
+  }
+}
+
 std::vector<uint32_t> IdsOf(const std::vector<SkxLintRecord>& policies) {
   std::vector<uint32_t> ids;
   ids.reserve(policies.size());
@@ -69,6 +84,8 @@ class Reach {
         _findings.Warn(policy, "no-users", "is applicable to nobody");
       } else if (policy.isReadable && TakesPartInDecisions(header, _policies[policy.index])) {
         Judge(policy, header.action, _users.Of(header.id));
+      } else if (policy.isReadable && header.action == EkxPolicyAction::SetSecurity && header.active != 0) {
+        RequireAccess(policy);
       }
     }
   }
@@ -86,6 +103,14 @@ class Reach {
       if (group != nullptr) target.groupIndex = group->index;
     }
     return takers;
+  }
+
+  void RequireAccess(const SkxLintRecord& policy) {
+    const std::vector<SkxTaker>& targets = _policies[policy.index].targets;
+    if (std::any_of(targets.begin(), targets.end(), MayBeAboutAccess)) return;
+    _findings.Warn(policy, "no-targets",
+                   "has no target that access is given to (a file system entry, registry key, service, USB device or "
+                   "optical disc), and decides about nothing that starts");
   }
 
   void Judge(const SkxLintRecord& policy, EkxPolicyAction action, Users users) {
