@@ -39,7 +39,9 @@ uint64_t Join(DWORD high, DWORD low) { return (uint64_t{high} << 32) | low; }
 bool StatusOf(HANDLE file, SkxFileStatus& status) {
   BY_HANDLE_FILE_INFORMATION native{};
   FILE_BASIC_INFO times{};
-  if (GetFileType(file) != FILE_TYPE_DISK) {
+  const DWORD type = GetFileType(file);
+  if (type == FILE_TYPE_UNKNOWN && GetLastError() != ERROR_SUCCESS) return false;
+  if (type != FILE_TYPE_DISK) {
     KxLastError_Set(kKxErrorAccessDenied);
     return false;
   }

@@ -61,7 +61,11 @@ void CkxServedAgent::Start() {
   } else {
     Show(publishable);
   }
-  if (!_control.Start(channel)) ThrowClosed(channel);
+  if (!_control.Start(channel)) {
+    std::string untold;
+    _publication.Unpublish(untold);  // or it would stay in force with nobody to answer for it
+    ThrowClosed(channel);
+  }
   _log.State("serving " + _options.image);
 }
 

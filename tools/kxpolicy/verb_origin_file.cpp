@@ -226,14 +226,17 @@ struct DeleteOptions {
 };
 
 /// Whatever it holds.
-bool HasEa(intptr_t file, CkxTextView path, const char* name) {
+bool HasEa(const std::string& file, const KxWString& path, intptr_t opened, const char* name) {
+  const CkxRefusal refusal;
   CkxFileFullEaInfo info;
-  return KxKept_Bytes(file, path, name, info) == EkxKeptRecord::Read;
+  const EkxKeptRecord kept = KxKept_Bytes(opened, path, name, info);
+  if (kept == EkxKeptRecord::NotTold) SystemRefuses(file, refusal.Text());
+  return kept == EkxKeptRecord::Read;
 }
 
 bool DeleteDocuments(const std::string& file, const KxWString& path, intptr_t opened, SkxStreams& streams) {
-  const bool isThere = HasEa(opened, path, CkxSupplementalFileData::kAgentEaName) ||
-                       HasEa(opened, path, CkxSupplementalFileData::kDriverEaName);
+  const bool isThere = HasEa(file, path, opened, CkxSupplementalFileData::kAgentEaName) ||
+                       HasEa(file, path, opened, CkxSupplementalFileData::kDriverEaName);
   const CkxRefusal refusal;
   long status = 0;
   const bool isDone = !isThere || CkxSupplementalFileData::DeleteFromFile(path.c_str(), &status);
@@ -242,7 +245,7 @@ bool DeleteDocuments(const std::string& file, const KxWString& path, intptr_t op
 }
 
 bool DeleteUri(const std::string& file, const KxWString& path, intptr_t opened, SkxStreams& streams) {
-  const bool isThere = HasEa(opened, path, CkxSrcUrlData::kEaName);
+  const bool isThere = HasEa(file, path, opened, CkxSrcUrlData::kEaName);
   const CkxRefusal refusal;
   Ended(!isThere || CkxSrcUrlData::DeleteFromFile(path.c_str()), kKxStatusUnsuccessful, file, refusal, streams);
   return isThere;

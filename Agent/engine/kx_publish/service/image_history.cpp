@@ -17,6 +17,7 @@ constexpr const char* kCurrent = "current";
 constexpr const char* kPrevious = "previous";
 constexpr const char* kWithdrawn = "withdrawn";
 constexpr size_t kDigestUnits = 64;
+constexpr size_t kLongestDigest = 4096;  // bytes, of a file that may hold anything
 
 KxWString TextOf(const fs::path& path) { return path.string<WCHAR>(); }
 
@@ -33,12 +34,21 @@ SkxKeptImagePtr Load(const fs::path& folder) {
   return KxPolicyImage_Load(TextOf(folder), image, ignored) ? Kept(std::move(image)) : nullptr;
 }
 
-/// Nothing for a text that is no digest: it would withdraw no image.
-std::optional<std::string> LoadDigest(const fs::path& file) {
-  const std::optional<std::vector<unsigned char>> bytes = KxFile_ReadAll(TextOf(file), kDigestUnits);
+/// Nothing for a text that is no digest: it would withdraw no image. False where the system does not tell what is
+/// there.
+bool LoadDigest(const fs::path& file, std::optional<std::string>& digest) {
+  digest.reset();
+  std::error_code fault;
+  const fs::file_status status = fs::status(file, fault);
+  if (status.type() == fs::file_type::not_found) return true;
+  if (fault) return false;
+  const std::optional<std::vector<unsigned char>> bytes = KxFile_ReadAll(TextOf(file), kLongestDigest);
+  if (!bytes) return false;
   const auto isHex = [](unsigned char unit) { return (unit >= '0' && unit <= '9') || (unit >= 'a' && unit <= 'f'); };
-  if (!bytes || bytes->size() != kDigestUnits || !std::all_of(bytes->begin(), bytes->end(), isHex)) return std::nullopt;
-  return std::string(bytes->begin(), bytes->end());
+  if (bytes->size() == kDigestUnits && std::all_of(bytes->begin(), bytes->end(), isHex)) {
+    digest.emplace(bytes->begin(), bytes->end());
+  }
+  return true;
 }
 
 /// With what a writer that was killed has left behind.
@@ -77,7 +87,11 @@ bool CkxImageHistory::Open(CkxTextView folder, std::string& error) {
   if (!others.empty()) error = LineOf(others, "is no part of kept images; another folder is needed for those");
   if (fault || !others.empty()) return false;
   _folder = path;
-  _state = {Load(path / kCurrent), Load(path / kPrevious), LoadDigest(path / kWithdrawn)};
+  _state = {Load(path / kCurrent), Load(path / kPrevious), std::nullopt};
+  if (!LoadDigest(path / kWithdrawn, _state.withdrawn)) {
+    error = LineOf(path / kWithdrawn, "cannot be read");
+    return false;  // what was taken out of force might come back
+  }
   _keptCurrent = _state.current;
   _keptPrevious = _state.previous;
   if (_state.current && _state.previous && _state.current->digest == _state.previous->digest) _state.previous.reset();

@@ -24,7 +24,14 @@ struct Task {
   CkxTextView path;
   uint64_t id;
   std::optional<uint64_t> target;
+  mutable long failure =
+      kKxKeptRefused;  ///< what it ends with when it fails: a status of the system's that did not tell
 
+  /// What was read, with that noted.
+  EkxKeptRecord Seen(EkxKeptRecord read) const {
+    if (read == EkxKeptRecord::NotTold) failure = kKxStatusUnsuccessful;
+    return read;
+  }
   bool IsDone(EkxSignatureForm form) const { return !target && form == EkxSignatureForm::Keyed; }
   uint64_t NewId() const { return target.value_or(id); }
 };
@@ -40,7 +47,7 @@ EkxKeptRecord AgentAnew(const Task& task, Records& made) {
   constexpr const char* kName = CkxSupplementalFileData::kAgentEaName;
   std::string text;
   CkxFileOrigin origin;
-  const EkxKeptRecord read = KxKept_Text(task.file, task.path, kName, text);
+  const EkxKeptRecord read = task.Seen(KxKept_Text(task.file, task.path, kName, text));
   if (read != EkxKeptRecord::Read) return read;
   if (!CkxSupFileDataUtil::OriginFromStr(text, task.id, EkxSignatureCheck::AsConfigured, origin)) {
     return EkxKeptRecord::Refused;
@@ -55,7 +62,7 @@ EkxKeptRecord DriverAnew(const Task& task, Records& made) {
   std::string text;
   std::string migrated;
   CkxDrvXmlData data;
-  const EkxKeptRecord read = KxKept_Text(task.file, task.path, kName, text);
+  const EkxKeptRecord read = task.Seen(KxKept_Text(task.file, task.path, kName, text));
   if (read != EkxKeptRecord::Read) return read;
   if (!data.FromXmlForMigration(text, task.id, migrated)) return EkxKeptRecord::Refused;
   if (!task.target && migrated == text) return read;
@@ -67,7 +74,7 @@ EkxKeptRecord DriverAnew(const Task& task, Records& made) {
 EkxKeptRecord UrlAnew(const Task& task, Records& made) {
   CkxSrcUrlData data;
   std::vector<unsigned char> record;
-  const EkxKeptRecord read = KxKept_Url(task.file, task.path, data);
+  const EkxKeptRecord read = task.Seen(KxKept_Url(task.file, task.path, data));
   if (read != EkxKeptRecord::Read) return read;
   const bool isKeyed = data.Signature().size() == kKeyedSignatureBytes;
   if (task.IsDone(isKeyed ? EkxSignatureForm::Keyed : EkxSignatureForm::Older)) return read;
@@ -88,15 +95,17 @@ long Migrate(const WCHAR* path, bool withUrl) {
   const long opened = file.OpenToKeep(path, "SetToFile");
   if (opened < 0) return opened;
   const std::optional<uint64_t> id = KxKept_FileId(file.Handle(), path);
-  if (!id) return kKxKeptRefused;
+  if (!id) return kKxStatusUnsuccessful;
   const Task task = {file.Handle(), path, *id, std::nullopt};
   Records made;
   const EkxKeptRecord agent = AgentAnew(task, made);
-  if (!IsUsable(agent)) return FailAnew("ERROR: Failed to migrate agent data signature for file : [", path);
+  if (!IsUsable(agent))
+    return FailAnew("ERROR: Failed to migrate agent data signature for file : [", path, task.failure);
   const EkxKeptRecord driver = DriverAnew(task, made);
-  if (!IsUsable(driver)) return FailAnew("ERROR: Failed to migrate drv data signature for file : [", path);
+  if (!IsUsable(driver))
+    return FailAnew("ERROR: Failed to migrate drv data signature for file : [", path, task.failure);
   const EkxKeptRecord url = withUrl ? UrlAnew(task, made) : EkxKeptRecord::Absent;
-  if (!IsUsable(url)) return FailAnew("ERROR: Failed to migrate uri signature for file : [", path);
+  if (!IsUsable(url)) return FailAnew("ERROR: Failed to migrate uri signature for file : [", path, task.failure);
   if (IsMissing(agent) && IsMissing(driver) && IsMissing(url)) {
     return FailAnew("ERROR: No records to migrate on file : [", path);
   }
@@ -117,7 +126,7 @@ long CopyRecords(const WCHAR* source, const WCHAR* target) {
   if (status < 0) return status;
   const std::optional<uint64_t> id = KxKept_FileId(from.Handle(), source);
   const std::optional<uint64_t> newId = KxKept_FileId(to.Handle(), target);
-  if (!id || !newId) return kKxKeptRefused;
+  if (!id || !newId) return kKxStatusUnsuccessful;
 
   const Task task = {from.Handle(), source, *id, *newId};
   Records made;
@@ -127,7 +136,7 @@ long CopyRecords(const WCHAR* source, const WCHAR* target) {
   }
   const bool isReady =
       std::none_of(std::begin(all), std::end(all), IsUntold) && KxFault_Current() == EkxEvaluationFault::None;
-  status = isReady ? KxKept_Set(to.Handle(), target, made) : kKxKeptRefused;
+  status = isReady ? KxKept_Set(to.Handle(), target, made) : task.failure;
   if (status < 0) return FailAnew("ERROR: Failed to set data to target file [", target, status);
   return std::all_of(std::begin(all), std::end(all), IsUsable) ? kKxStatusSuccess : kKxKeptRefused;
 }
