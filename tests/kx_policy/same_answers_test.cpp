@@ -172,7 +172,7 @@ TEST(CInterfaceFindings, AreThoseOfTheCommand) {
        KX_POLICY_FAULTY,
        1,
        R"("line":3,"column":3)"},
-      {"no JSON", {fine, "{\"policies\": [", "]"}, KX_POLICY_FAULTY, 3, R"("pointer":"","message":"line 1)"},
+      {"no JSON", {fine, "{\"policies\": [", "]"}, KX_POLICY_FAULTY, 3, R"("pointer":"","line":1,"column":15,)"},
       {"a key twice",
        {"{\"policies\": [], \"policies\": []}"},
        KX_POLICY_FAULTY,

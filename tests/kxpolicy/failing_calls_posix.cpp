@@ -1,5 +1,5 @@
-#include "tests/kxpolicy/failing_calls_posix.h"
-
+// By tracing: the run is a child under this process as its tracer.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/ptrace.h>
 #include <sys/syscall.h>
@@ -10,6 +10,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <iostream>
+
+#include "Common_CPP/util/descriptor_posix.h"
+#include "tests/kxpolicy/failing_calls.h"
+#include "tools/kxpolicy/tool.h"
 
 namespace {
 
@@ -79,11 +84,19 @@ const SkxFailableCall* FailableCall(const user_regs_struct& registers, EkxCallFa
   return canFail ? &*found : nullptr;
 }
 
+/// What wakes a thread of the child's own: it has no disk and no peer, and does not fail.
+bool IsWaking(pid_t child, const user_regs_struct& registers) {
+  if (registers.orig_rax != SYS_write) return false;
+  std::error_code error;
+  const std::string descriptor = "/proc/" + std::to_string(child) + "/fd/" + std::to_string(registers.rdi);
+  return std::filesystem::read_symlink(descriptor, error) == "anon_inode:[eventfd]";
+}
+
 class CallTracer {
  public:
   CallTracer(pid_t child, SkxCallFault fault) : _child(child), _fault(fault) {}
 
-  SkxTracedRun Follow() {
+  SkxFailingRun Follow() {
     int status = 0;
     while (waitpid(_child, &status, 0) == _child && WIFSTOPPED(status)) {
       const bool isCall = WSTOPSIG(status) == (SIGTRAP | 0x80);
@@ -115,9 +128,10 @@ class CallTracer {
   void OnEntry(user_regs_struct& registers) {
     constexpr unsigned long long kNoCall = static_cast<unsigned long long>(-1);
     const SkxFailableCall* const call = FailableCall(registers, _fault.how);
-    if (call == nullptr || _run.calls++ != _fault.at) return;
+    if (call == nullptr || IsWaking(_child, registers) || _run.calls++ != _fault.at) return;
     _run.failed = call->name;
-    _run.descriptor = static_cast<int>(registers.rdi);
+    _run.isRemoval = _run.failed.starts_with("unlink") || _run.failed == "rmdir";
+    _run.isTelling = _run.failed == "write" && registers.rdi == STDERR_FILENO;
     if (_fault.how == EkxCallFault::Short) {
       registers.rdx = 1;
     } else {
@@ -129,18 +143,42 @@ class CallTracer {
 
   const pid_t _child;
   const SkxCallFault _fault;
-  SkxTracedRun _run;
+  SkxFailingRun _run;
   const SkxFailableCall* _failing = nullptr;  ///< until it comes back
   bool _isInside = false;
 };
 
+/// What the program's main does, in a child.
+int RunAsMain(const std::vector<std::string>& arguments, const CkxDescriptor (&files)[3]) {
+  for (int stream = 0; stream < 3; ++stream) dup2(files[stream].Get(), stream);
+  std::ios::sync_with_stdio(false);
+  std::cin.tie(nullptr);
+  SkxStreams streams = {std::cin, std::cout, std::cerr};
+  streams.waitForStop = [](uint32_t) { return true; };
+  return KxPolicy_Run(arguments, streams);
+}
+
+CkxDescriptor Opened(const std::filesystem::path& path, int flags) {
+  return CkxDescriptor(open(path.c_str(), flags | O_CLOEXEC, 0600));
+}
+
 }  // namespace
 
-SkxTracedRun KxTest_RunTraced(const std::function<int()>& body, SkxCallFault fault) {
+std::span<const EkxCallFault> KxTest_CallFaults() {
+  static constexpr EkxCallFault kAll[] = {EkxCallFault::Fails, EkxCallFault::Interrupted, EkxCallFault::Short};
+  return kAll;
+}
+
+SkxFailingRun KxTest_RunFailing(const std::vector<std::string>& arguments, const std::filesystem::path& streams,
+                                SkxCallFault fault) {
+  const CkxDescriptor files[] = {Opened(streams / "in", O_RDONLY),
+                                 Opened(streams / "out", O_WRONLY | O_CREAT | O_TRUNC),
+                                 Opened(streams / "err", O_WRONLY | O_CREAT | O_TRUNC)};
+  std::fflush(stdout);  // or the child would write it too
   const pid_t child = fork();
   if (child == 0) {
     if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0 || raise(SIGSTOP) != 0) _exit(125);
-    _exit(body());
+    _exit(RunAsMain(arguments, files));
   }
   EXPECT_GT(child, 0);
   return CallTracer(child, fault).Follow();
