@@ -1,5 +1,6 @@
 #include "tests/memory/failing_memory.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <new>
 
@@ -14,8 +15,16 @@ struct State {
 };
 constinit thread_local State state = {};
 
+/// Counts down over the threads that do not watch it; below zero nothing fails.
+constinit std::atomic<long> leftOfOthers = -1;
+constinit thread_local bool watchesOthers = false;
+
+bool FailsAsOther() {
+  return leftOfOthers.load(std::memory_order_relaxed) >= 0 && !watchesOthers && leftOfOthers.fetch_sub(1) == 0;
+}
+
 bool Fails() {
-  if (!state.armed) return false;
+  if (!state.armed) return FailsAsOther();
   const size_t index = state.count++;
   return index == state.failAt || (state.forGood && index > state.failAt && state.failAt != CkxFailingMemory::kNever);
 }
@@ -51,6 +60,18 @@ size_t CkxFailingMemory::Count() { return state.count; }
 long CkxFailingMemory::Live() { return state.live; }
 CkxFailingMemory::Armed::Armed() { state.armed = true; }
 CkxFailingMemory::Armed::~Armed() { state.armed = false; }
+
+CkxFailingMemoryOfOthers::CkxFailingMemoryOfOthers(size_t failAt) {
+  watchesOthers = true;
+  leftOfOthers = static_cast<long>(failAt);
+}
+
+CkxFailingMemoryOfOthers::~CkxFailingMemoryOfOthers() {
+  leftOfOthers = -1;
+  watchesOthers = false;
+}
+
+bool CkxFailingMemoryOfOthers::HasFailed() const { return leftOfOthers < 0; }
 
 void* operator new(size_t bytes) { return AllocateOrThrow(bytes); }
 void* operator new[](size_t bytes) { return AllocateOrThrow(bytes); }
