@@ -95,6 +95,11 @@ TEST(ImageHistory, TakesNothingForKeptThatIsNot) {
   EXPECT_FALSE(again.State().withdrawn);
   ASSERT_TRUE(PutInForce(again, ImageOf('A'), error)) << error;
   EXPECT_EQ(Told(again), "A--") << "there is no other one to go back to";
+
+  std::filesystem::remove_all(damaged.Path() / "withdrawn");
+  std::filesystem::create_directory(damaged.Path() / "withdrawn");
+  EXPECT_FALSE(CkxImageHistory().Open(damaged.Text(""), error)) << "what was withdrawn might come back";
+  EXPECT_NE(error.find("withdrawn: cannot be read"), std::string::npos) << error;
 }
 
 /// An old signature may not count any more when the image is needed again.
