@@ -47,12 +47,12 @@ bool KxToken_IsMember(void* token, const CkxSid& sid) {
   return isSid(facts->User()) || std::any_of(facts->Groups().begin(), facts->Groups().end(), isSid);
 }
 
-std::vector<CkxSid> KxToken_Groups(void* token) {
+std::optional<std::vector<CkxSid>> KxToken_Groups(void* token) {
   const CkxAccessToken* facts = CkxAccessToken::FromHandle(token);
   return facts != nullptr ? facts->Groups() : KxNativeToken_Groups(token);
 }
 
-std::vector<CkxSid> KxToken_DenyOnlyGroups(void* token) {
+std::optional<std::vector<CkxSid>> KxToken_DenyOnlyGroups(void* token) {
   const CkxAccessToken* facts = CkxAccessToken::FromHandle(token);
   return facts != nullptr ? facts->DenyOnlyGroups() : KxNativeToken_DenyOnlyGroups(token);
 }

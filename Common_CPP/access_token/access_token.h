@@ -55,11 +55,11 @@ std::optional<CkxSid> KxToken_User(void* token);
 /// Whether the user or an enabled group of `token` is `sid`.
 bool KxToken_IsMember(void* token, const CkxSid& sid);
 
-/// The enabled groups of `token`; none when it cannot be opened.
-std::vector<CkxSid> KxToken_Groups(void* token);
+/// The enabled groups of `token`. Nothing when they cannot be told: that is not the same as none.
+std::optional<std::vector<CkxSid>> KxToken_Groups(void* token);
 
 /// Those of its groups that only what refuses them sees.
-std::vector<CkxSid> KxToken_DenyOnlyGroups(void* token);
+std::optional<std::vector<CkxSid>> KxToken_DenyOnlyGroups(void* token);
 
 /// An administrator: enabled membership of S-1-5-32-544, or a limited token whose linked token has it. False when the
 /// token cannot be opened; `opened`, when given, tells that apart.

@@ -50,11 +50,15 @@ std::optional<CkxSid> KxNativeToken_User(void* token) {
   return KxPosixAccount_UserSid(geteuid());
 }
 
-std::vector<CkxSid> KxNativeToken_Groups(void* token) {
-  return IsOwnToken(token) ? KxToken_OfProcess().Groups() : std::vector<CkxSid>();
+std::optional<std::vector<CkxSid>> KxNativeToken_Groups(void* token) {
+  if (!IsOwnToken(token)) return std::nullopt;
+  return KxToken_OfProcess().Groups();
 }
 
-std::vector<CkxSid> KxNativeToken_DenyOnlyGroups(void* /*token*/) { return {}; }
+std::optional<std::vector<CkxSid>> KxNativeToken_DenyOnlyGroups(void* token) {
+  if (!IsOwnToken(token)) return std::nullopt;
+  return std::vector<CkxSid>();
+}
 
 bool KxNativeToken_IsMember(void* token, const CkxSid& sid) {
   if (!IsOwnToken(token)) return false;

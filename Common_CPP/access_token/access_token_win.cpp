@@ -46,11 +46,11 @@ bool HasEnabledGroup(HANDLE token, const CkxSid& sid, DWORD attributes = 0) {
 }
 
 /// The groups that are enabled, or those that count only where access is denied.
-std::vector<CkxSid> GroupsInState(void* token, DWORD wanted) {
+std::optional<std::vector<CkxSid>> GroupsInState(void* token, DWORD wanted) {
   const CkxOpenToken open(token);
   const std::vector<unsigned char> bytes = open ? Information(open.Get(), TokenGroups) : std::vector<unsigned char>();
+  if (bytes.size() < offsetof(TOKEN_GROUPS, Groups)) return std::nullopt;
   std::vector<CkxSid> found;
-  if (bytes.size() < sizeof(TOKEN_GROUPS)) return found;
   const auto* groups = reinterpret_cast<const TOKEN_GROUPS*>(bytes.data());
   for (DWORD i = 0; i < groups->GroupCount; ++i) {
     const DWORD state = groups->Groups[i].Attributes & (SE_GROUP_ENABLED | SE_GROUP_USE_FOR_DENY_ONLY);
@@ -82,9 +82,9 @@ std::optional<CkxSid> KxNativeToken_User(void* token) {
   return open ? User(open.Get(), denyOnly) : std::nullopt;
 }
 
-std::vector<CkxSid> KxNativeToken_Groups(void* token) { return GroupsInState(token, SE_GROUP_ENABLED); }
+std::optional<std::vector<CkxSid>> KxNativeToken_Groups(void* token) { return GroupsInState(token, SE_GROUP_ENABLED); }
 
-std::vector<CkxSid> KxNativeToken_DenyOnlyGroups(void* token) {
+std::optional<std::vector<CkxSid>> KxNativeToken_DenyOnlyGroups(void* token) {
   return GroupsInState(token, SE_GROUP_USE_FOR_DENY_ONLY);
 }
 

@@ -5,8 +5,8 @@
 #include "Common_CPP/access_token/access_token.h"
 
 std::optional<CkxSid> KxNativeToken_User(void* token);
-std::vector<CkxSid> KxNativeToken_Groups(void* token);
-std::vector<CkxSid> KxNativeToken_DenyOnlyGroups(void* token);
+std::optional<std::vector<CkxSid>> KxNativeToken_Groups(void* token);
+std::optional<std::vector<CkxSid>> KxNativeToken_DenyOnlyGroups(void* token);
 bool KxNativeToken_IsMember(void* token, const CkxSid& sid);
 std::optional<uint32_t> KxNativeToken_Session(void* token);
 bool KxNativeToken_IsAdministrator(void* token, bool& opened);

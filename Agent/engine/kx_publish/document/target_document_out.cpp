@@ -135,8 +135,8 @@ SkxTargetUser UserOf(void* token) {
   SkxTargetUser user;
   user.sid = KxToken_User(token);
   if (!user.sid) user.sid = CkxSid::FromUtf8(kKxNobody);
-  user.groups = KxToken_Groups(token);
-  user.denyOnlyGroups = KxToken_DenyOnlyGroups(token);
+  user.groups = KxToken_Groups(token).value_or(std::vector<CkxSid>());
+  user.denyOnlyGroups = KxToken_DenyOnlyGroups(token).value_or(std::vector<CkxSid>());
   user.isAdministrator = KxToken_IsAdministrator(token);
   return user;
 }

@@ -83,7 +83,14 @@ std::shared_ptr<const CkxApplicablePolicies> CkxApplicableRules::For(void* token
       KxTrace(EkxTraceLevel::Warning, kScope, "The token's user cannot be told");
       return nullptr;
     }
-    if (user->ToUtf8() != kKxNobody) answer = ForUser(*user, KxToken_Groups(token));
+    if (user->ToUtf8() != kKxNobody) {
+      const std::optional<std::vector<CkxSid>> groups = KxToken_Groups(token);
+      if (!groups.has_value()) {
+        KxTrace(EkxTraceLevel::Warning, kScope, "The token's groups cannot be told");
+        return nullptr;
+      }
+      answer = ForUser(*user, *groups);
+    }
   }
   if (answer != nullptr && answer->IsNone()) {
     KxTrace(EkxTraceLevel::Warning, kScope, "No applicable policies for the user");

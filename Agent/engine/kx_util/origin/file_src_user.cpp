@@ -13,7 +13,9 @@ bool CkxFileSrcUser::Fill(void* token, bool byKX) {
     if (!facts.sid || facts.sid->Equals(CkxSid::Null())) return false;
     facts.byKX = byKX;
     facts.limited = !KxToken_IsAdministrator(token);
-    facts.groups = KxToken_Groups(token);
+    std::optional<std::vector<CkxSid>> groups = KxToken_Groups(token);
+    if (!groups) return false;
+    facts.groups = *std::move(groups);
     if (KxFault_Current() == EkxEvaluationFault::None) _facts = std::move(facts);
     return true;
   });
