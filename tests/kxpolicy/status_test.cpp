@@ -64,6 +64,11 @@ TEST(Status, TellsWhatIsInForceAndGoesBack) {
     std::this_thread::sleep_for(std::chrono::seconds(1));  // for some looks at the folder
     EXPECT_EQ(KxTest_StatusOfPolicy(7)["withdrawn"], second["inForce"]["digest"])
         << "copied into its place it is the same";
+    std::filesystem::remove(work.Path() / "image/names.json");
+    std::filesystem::create_directory(work.Path() / "image/names.json");
+    const json untold = KxTest_StatusWhen([](const json& status) { return status["faults"]["count"] == 2; });
+    EXPECT_THAT(untold["faults"]["last"].get<std::string>(), HasSubstr("names.json: cannot be read"));
+    EXPECT_EQ(untold["policies"][0]["policyId"], 7) << "it may be the one that was withdrawn";
     KxTest_CompileOne(work, image, 9);
     EXPECT_EQ(KxTest_StatusOfPolicy(9)["withdrawn"], nullptr) << "another one";
     EXPECT_EQ(KxTest_RunTool({"rollback"}).code, 0);

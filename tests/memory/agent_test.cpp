@@ -5,6 +5,7 @@
 
 #include "Agent/engine/kx_publish/service/agent_service.h"
 #include "Agent/engine/kx_publish/service/publication.h"
+#include "Agent/engine/kx_publish/service/service_control.h"
 #include "Agent/engine/kx_util/store/agent_requests.h"
 #include "Common_CPP/access_token/access_token.h"
 #include "Common_CPP/access_token/user_groups.h"
@@ -41,6 +42,23 @@ Answer Prompt() {
   return "policy " + std::to_string(action.policy.PolicyId) + ", replaced: " + std::to_string(action.replacePrompt);
 }
 
+Answer Status() {
+  SkxServiceStatus status;
+  std::string why;
+  if (KxService_Ask(EkxServiceRequest::Status, status, why) != EkxServiceReply::Status) return std::nullopt;
+  return KxServiceStatus_Json(status);
+}
+
+/// As a service with an image tells it.
+SkxServiceStatus SomeStatusToTell() {
+  SkxServiceStatus status;
+  status.inForce = {std::string(64, 'a'), 2, "Policy Office"};
+  status.before = status.inForce;
+  status.requests = {{"HANDLER_GET_UAC_ACTION", 1, 2, 3}};
+  status.policies = {{1, "Tools, of which a name is too long to lie in a text itself", 5}, {2, "Setup", 0}};
+  return status;
+}
+
 /// Has each line put together, and keeps none: it must not take memory itself.
 class DeafSink : public IkxTraceSink {
  public:
@@ -65,10 +83,12 @@ class AgentWithoutMemory : public ::testing::Test {
         "applicable": {"*": [1, 2]}})");
     _service.Serve(image);
     ASSERT_TRUE(_service.Start(channel));
+    ASSERT_TRUE(_control.Start(channel));
     ASSERT_TRUE(_publication.Publish(image, error)) << error;
   }
   void TearDown() override {
     std::string error;
+    _control.Stop();
     _service.Stop();
     EXPECT_TRUE(_publication.Unpublish(error)) << error;
   }
@@ -77,6 +97,7 @@ class AgentWithoutMemory : public ::testing::Test {
   const CkxRuntimeFolderScope _runtime;
   const DeafSink _sink;
   CkxAgentService _service;
+  CkxServiceControl _control{{SomeStatusToTell, [] { return std::string(); }}};
   CkxPolicyPublication _publication;
 };
 
@@ -88,6 +109,7 @@ TEST_F(AgentWithoutMemory, AnswersOrIsKnownNotToAndGoesOn) {
       {"decision", Decision},
       {"policies of a user", PoliciesOfUser},
       {"prompt", Prompt},
+      {"status", Status},
   };
   constexpr size_t kMost = 5000;
   for (const auto& question : kQuestions) {

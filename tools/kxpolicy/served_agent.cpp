@@ -175,8 +175,16 @@ SkxPublishableImage CkxServedAgent::LoadForStart(bool& isKept) {
 }
 
 /// However often an image is copied into its place: what a rollback took out of force comes back when somebody says so.
+/// One of which a file cannot be read just now may be that one.
 bool CkxServedAgent::IsWithdrawn(const SkxPublishableImage& publishable) const {
-  return _history.State().withdrawn == KxImageManifest_Digest(publishable.image);
+  const std::optional<std::string>& withdrawn = _history.State().withdrawn;
+  const std::optional<std::string>& names = publishable.image.names;
+  if (withdrawn && names && names->empty()) {
+    throw CkxToolFault(EkxExit::UnusableInput,
+                       _options.image + "/names.json: cannot be read, so nobody knows whether a rollback took this " +
+                           "image out of force");
+  }
+  return withdrawn == KxImageManifest_Digest(publishable.image);
 }
 
 void CkxServedAgent::ShowFolder(EkxWithdrawn withdrawn) {

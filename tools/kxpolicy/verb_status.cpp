@@ -120,7 +120,7 @@ KxVerbAction Asking(const CkxVerbOptions& verb, EkxServiceRequest request) {
   return [options, request](SkxStreams& streams) {
     const SkxServiceStatus status = Asked(request);
     if (options->format == "json") {
-      streams.out << KxServiceStatus_Json(status).dump() << '\n';
+      streams.out << KxServiceStatus_Json(status) << '\n';
     } else {
       PrintStatus(status, streams.out);
     }

@@ -1,7 +1,5 @@
 #include <kx_publish/policy_check.h>
 
-#include <nlohmann/json.hpp>
-
 #include "Agent/engine/kx_publish/check/document_check.h"
 #include "Agent/engine/kx_publish/decision/json_text.h"
 #include "Common_CPP/util/printable.h"
@@ -10,14 +8,9 @@ namespace {
 
 const char* SeverityWord(const SkxCheckFinding& finding) { return finding.isError ? "error" : "warning"; }
 
-/// A value of its own, since one with members takes memory to be given up. A file's name need not be UTF-8.
-std::string QuotedJson(const std::string& text) {
-  return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-}
-
 void AddJsonText(std::string& json, const char* key, const std::string& text) {
   KxJsonText_AddKey(json, key);
-  json += QuotedJson(text);
+  KxJsonText_AddAnyText(json, text);
 }
 
 template <class Number>
@@ -34,8 +27,11 @@ std::string SkxCheckFinding::ToJson() const {
   AddJsonText(json, "rule", rule);
   KxJsonText_AddKey(json, "policyId");
   json += policyId ? std::to_string(*policyId) : "null";
-  KxJsonText_AddKey(json, "policyName");
-  json += policyName ? QuotedJson(*policyName) : "null";
+  if (policyName) {
+    AddJsonText(json, "policyName", *policyName);
+  } else {
+    json += ",\"policyName\":null";
+  }
   AddJsonText(json, offset ? "file" : "document", file);
   AddJsonNumber(json, "offset", offset);
   if (pointer) AddJsonText(json, "pointer", *pointer);

@@ -1,6 +1,7 @@
 #include "Agent/engine/kx_publish/decision/json_text.h"
 
 #include <charconv>
+#include <nlohmann/json.hpp>
 
 namespace {
 
@@ -39,6 +40,10 @@ void KxJsonText_AddText(std::string& json, std::string_view utf8) {
   }
   json += utf8.substr(written);
   json += '"';
+}
+
+void KxJsonText_AddAnyText(std::string& json, const std::string& text) {
+  json += nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 void KxJsonText_AddNumber(std::string& json, int64_t number) {

@@ -11,5 +11,8 @@ void KxJsonText_AddKey(std::string& json, std::string_view name);
 
 /// `utf8` must be well-formed.
 void KxJsonText_AddText(std::string& json, std::string_view utf8);
+
+/// Of a text that need not be, such as a file's name: what is no UTF-8 becomes U+FFFD.
+void KxJsonText_AddAnyText(std::string& json, const std::string& text);
 void KxJsonText_AddNumber(std::string& json, int64_t number);
 void KxJsonText_AddBool(std::string& json, bool value);

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "Agent/engine/kx_publish/decision/json_text.h"
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Agent/engine/kx_util/store/expected_agent.h"
 #include "Common_CPP/secure_ipc/secure_ipc_client.h"
@@ -20,13 +21,13 @@ const WCHAR* NameOf(EkxServiceRequest request) {
   return request == EkxServiceRequest::Status ? KXW("HANDLER_SERVICE_STATUS") : KXW("HANDLER_SERVICE_ROLLBACK");
 }
 
-/// A path or a name may hold what is no UTF-8.
-std::vector<unsigned char> BytesOf(const nlohmann::ordered_json& json) {
-  const std::string text = json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-  return {text.begin(), text.end()};
-}
+std::vector<unsigned char> BytesOf(const std::string& text) { return {text.begin(), text.end()}; }
 
-std::vector<unsigned char> RefusedFor(const std::string& why) { return BytesOf({{"refused", why}}); }
+std::vector<unsigned char> RefusedFor(const std::string& why) {
+  std::string json = "{\"refused\":";
+  KxJsonText_AddAnyText(json, why);
+  return BytesOf(json + '}');
+}
 
 std::string WhyNot(EkxSecureIpcResult result) {
   switch (result) {
@@ -63,7 +64,7 @@ void CkxServiceControl::Stop() {
 
 std::vector<unsigned char> CkxServiceControl::Answer(EkxServiceRequest request) const {
   const std::string why = request == EkxServiceRequest::Rollback ? _controls.rollback() : "";
-  return why.empty() ? BytesOf({{"status", KxServiceStatus_Json(_controls.status())}}) : RefusedFor(why);
+  return why.empty() ? BytesOf("{\"status\":" + KxServiceStatus_Json(_controls.status()) + '}') : RefusedFor(why);
 }
 
 EkxServiceReply KxService_Ask(EkxServiceRequest request, SkxServiceStatus& status, std::string& why) {

@@ -3,35 +3,67 @@
 #include <chrono>
 #include <nlohmann/json.hpp>
 
+#include "Agent/engine/kx_publish/decision/json_text.h"
 #include "Agent/engine/kx_publish/document/json_reader.h"
 #include "Common_CPP/util/file_time.h"
 
 namespace {
 
-using nlohmann::ordered_json;
+/// An object, written member by member.
+class ObjectText {
+ public:
+  ObjectText& Add(const char* key, const std::string& text) {
+    Begin(key);
+    KxJsonText_AddAnyText(_json, text);
+    return *this;
+  }
+  ObjectText& Add(const char* key, const std::optional<std::string>& text) {
+    return text ? Add(key, *text) : AddValue(key, "null");
+  }
+  ObjectText& Add(const char* key, uint64_t number) { return AddValue(key, std::to_string(number)); }
+  ObjectText& AddValue(const char* key, std::string_view json) {
+    Begin(key);
+    _json += json;
+    return *this;
+  }
+  std::string Text() const { return _json + '}'; }
 
-ordered_json OrNull(const std::optional<std::string>& text) { return text ? ordered_json(*text) : ordered_json(); }
+ private:
+  void Begin(const char* key) {
+    _json += _json.size() == 1 ? "\"" : ",\"";
+    _json += key;
+    _json += "\":";
+  }
 
-ordered_json ImageJson(const SkxStatusImage& image) {
-  return {{"digest", image.digest}, {"policies", image.policies}, {"signer", OrNull(image.signer)}};
+  std::string _json = "{";
+};
+
+std::string ImageText(const SkxStatusImage& image) {
+  return ObjectText().Add("digest", image.digest).Add("policies", image.policies).Add("signer", image.signer).Text();
 }
 
-ordered_json RequestJson(const SkxRequestCounts& counts) {
-  return {{"request", counts.request},
-          {"answered", counts.answered},
-          {"refused", counts.refused},
-          {"failed", counts.failed}};
+std::string RequestText(const SkxRequestCounts& counts) {
+  return ObjectText()
+      .Add("request", counts.request)
+      .Add("answered", counts.answered)
+      .Add("refused", counts.refused)
+      .Add("failed", counts.failed)
+      .Text();
 }
 
-ordered_json PolicyJson(const SkxStatusPolicy& policy) {
-  return {{"policyId", policy.id}, {"name", policy.name}, {"decided", policy.decided}};
+std::string PolicyText(const SkxStatusPolicy& policy) {
+  return ObjectText().Add("policyId", policy.id).Add("name", policy.name).Add("decided", policy.decided).Text();
 }
 
-template <class Value, class ToJson>
-ordered_json ListJson(const std::vector<Value>& values, ToJson toJson) {
-  ordered_json list = ordered_json::array();
-  for (const Value& value : values) list.push_back(toJson(value));
-  return list;
+std::string FaultsText(const SkxStatusFaults& faults) {
+  return ObjectText().Add("count", faults.count).Add("last", faults.last).Add("lastAt", faults.lastAt).Text();
+}
+
+template <class Value>
+std::string ListText(const std::vector<Value>& values, std::string (*textOf)(const Value&)) {
+  std::string list = "[";
+  for (const Value& value : values) list += (list.size() == 1 ? "" : ",") + textOf(value);
+  return list + ']';
 }
 
 std::optional<std::string> TextOrNull(CkxJsonObject& in, const char* key) {
@@ -86,21 +118,22 @@ std::vector<Value> ListOf(CkxJsonObject& in, const char* key, Value (*of)(CkxJso
 
 }  // namespace
 
-ordered_json KxServiceStatus_Json(const SkxServiceStatus& status) {
-  const SkxStatusFaults& faults = status.faults;
-  return {{"folder", status.folder},
-          {"publication", status.publication},
-          {"inForce", ImageJson(status.inForce)},
-          {"since", status.since},
-          {"before", status.before ? ImageJson(*status.before) : ordered_json()},
-          {"withdrawn", OrNull(status.withdrawn)},
-          {"signatureRequired", status.signatureRequired},
-          {"processId", status.processId},
-          {"startedAt", status.startedAt},
-          {"uptimeSeconds", status.uptimeSeconds},
-          {"requests", ListJson(status.requests, RequestJson)},
-          {"policies", ListJson(status.policies, PolicyJson)},
-          {"faults", {{"count", faults.count}, {"last", faults.last}, {"lastAt", faults.lastAt}}}};
+std::string KxServiceStatus_Json(const SkxServiceStatus& status) {
+  return ObjectText()
+      .Add("folder", status.folder)
+      .Add("publication", status.publication)
+      .AddValue("inForce", ImageText(status.inForce))
+      .Add("since", status.since)
+      .AddValue("before", status.before ? ImageText(*status.before) : "null")
+      .Add("withdrawn", status.withdrawn)
+      .AddValue("signatureRequired", status.signatureRequired ? "true" : "false")
+      .Add("processId", status.processId)
+      .Add("startedAt", status.startedAt)
+      .Add("uptimeSeconds", status.uptimeSeconds)
+      .AddValue("requests", ListText(status.requests, RequestText))
+      .AddValue("policies", ListText(status.policies, PolicyText))
+      .AddValue("faults", FaultsText(status.faults))
+      .Text();
 }
 
 /// What a newer service tells besides is passed over.

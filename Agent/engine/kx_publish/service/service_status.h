@@ -44,7 +44,8 @@ struct SkxServiceStatus {
   SkxStatusFaults faults;
 };
 
-nlohmann::ordered_json KxServiceStatus_Json(const SkxServiceStatus& status);
+/// One object as text: a value of it would take memory to be given up, and who has none must go on serving.
+std::string KxServiceStatus_Json(const SkxServiceStatus& status);
 
 /// Throws CkxDocumentFault for what is no status.
 SkxServiceStatus KxServiceStatus_FromJson(const nlohmann::json& json);
