@@ -20,6 +20,7 @@ std::string KxNearest_Question(std::string_view word, std::span<const std::strin
 template <class Rows, class NameOf>
 std::string KxNearest_QuestionOf(std::string_view word, const Rows& rows, NameOf nameOf) {
   std::vector<std::string> names;
+  names.reserve(std::size(rows));
   for (const auto& row : rows) names.emplace_back(std::invoke(nameOf, row));
   return KxNearest_Question(word, names);
 }
