@@ -1,12 +1,12 @@
 #include "Common_CPP/file/held_folder.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cstdio>
 #include <string>
 
+#include "Common_CPP/file/folder_names_posix.h"
 #include "Common_CPP/file/replace_posix.h"
 #include "Common_CPP/util/descriptor_posix.h"
 #include "Common_CPP/util/last_error.h"
@@ -17,13 +17,8 @@ namespace {
 constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 constexpr uint32_t kErrorNotSupported = 50;
 
-/// Closes the list with the descriptor that it was made of.
-struct DirCloser {
-  void operator()(DIR* list) const { closedir(list); }
-};
-
 /// A name's bytes need not be UTF-8. All that is read of such a name is that it is none of ours.
-KxWString NameOf(const char* bytes) { return KxText_FromUtf8(bytes).value_or(KxWString(1, WCHAR{0xFFFD})); }
+KxWString NameOf(const std::string& bytes) { return KxText_FromUtf8(bytes).value_or(KxWString(1, WCHAR{0xFFFD})); }
 
 }  // namespace
 
@@ -47,23 +42,15 @@ bool CkxHeldFolder::IsAt(CkxTextView path) const {
 }
 
 std::optional<std::vector<KxWString>> CkxHeldFolder::Names() const {
-  CkxDescriptor folder(openat(_native->folder.Get(), ".", kFolderFlags));
-  const std::unique_ptr<DIR, DirCloser> list(folder ? fdopendir(folder.Get()) : nullptr);
-  if (list == nullptr) {
+  const std::optional<std::vector<std::string>> found = KxPosixFolder_Names(_native->folder.Get());
+  if (!found) {
     KxLastError_SetFromSystem();
     return std::nullopt;
   }
-  folder.Release();  // the list's now
   std::vector<KxWString> names;
-  errno = 0;
-  while (const dirent* const entry = readdir(list.get())) {
-    const std::string_view name = entry->d_name;
-    if (name != "." && name != "..") names.push_back(NameOf(entry->d_name));
-    errno = 0;
-  }
-  if (errno == 0) return names;
-  KxLastError_SetFromSystem();
-  return std::nullopt;
+  names.reserve(found->size());
+  for (const std::string& name : *found) names.push_back(NameOf(name));
+  return names;
 }
 
 bool CkxHeldFolder::OpenFile(CkxTextView name, CkxFileReader& file) const {

@@ -1,4 +1,3 @@
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -6,6 +5,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "Common_CPP/file/folder_names_posix.h"
 #include "Common_CPP/file/replace_posix.h"
 #include "Common_CPP/file/runtime_folder_posix.h"
 #include "Common_CPP/sharedmemory/sharedmemory.h"
@@ -14,18 +14,6 @@
 namespace {
 
 constexpr std::string_view kViewScope = "CkxSharedMemoryView";
-
-/// Read before any is removed: what a listing that goes on then shows is anybody's guess.
-std::vector<std::string> FilesIn(const CkxDescriptor& folder) {
-  std::vector<std::string> files;
-  CkxDescriptor readable(openat(folder.Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  DIR* const listing = readable ? fdopendir(readable.Get()) : nullptr;
-  if (listing == nullptr) return files;
-  readable.Release();
-  while (const dirent* const entry = readdir(listing)) files.emplace_back(entry->d_name);
-  closedir(listing);
-  return files;
-}
 
 /// To copy so much takes less than to map it, to touch it and to take the mapping away again.
 constexpr size_t kMaxCopiedBytes = 262144;
@@ -198,7 +186,7 @@ void KxSharedMemory_RemoveLeftBehind(CkxTextView prefix, std::span<const KxWStri
     std::string file;
     if (KxPosix_RuntimeFileName(name, file)) keptFiles.insert(std::move(file));
   }
-  for (const std::string& file : FilesIn(folder)) {
+  for (const std::string& file : KxPosixFolder_Names(folder.Get()).value_or(std::vector<std::string>())) {
     const bool section = file.starts_with(begin) && !keptFiles.contains(file);
     if (section || KxPosixFile_IsTemporary(file)) unlinkat(folder.Get(), file.c_str(), 0);
   }
