@@ -71,41 +71,51 @@ bool IsForThemAlone(const ACL& list, IsAllowed isAllowed) {
   return true;
 }
 
+EkxSecretRead RefusedSecret() {
+  KxLastError_Set(kKxErrorAccessDenied);
+  return EkxSecretRead::NotOwnersAlone;
+}
+
+/// `Read` where nobody else can read it.
 template <class IsAllowed>
-bool CanBeReadByThemAlone(HANDLE file, CkxTextView path, IsAllowed isAllowed) {
+EkxSecretRead LookAtReaders(HANDLE file, CkxTextView path, IsAllowed isAllowed) {
   ACL* list = nullptr;
   PSECURITY_DESCRIPTOR descriptor = nullptr;
   const DWORD error =
       GetSecurityInfo(file, SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, &list, nullptr, &descriptor);
-  const bool isAlone = error == ERROR_SUCCESS && list != nullptr && IsForThemAlone(*list, isAllowed);
+  if (error != ERROR_SUCCESS) {
+    KxLastError_Set(error);
+    return EkxSecretRead::Unreadable;
+  }
+  const bool isAlone = list != nullptr && IsForThemAlone(*list, isAllowed);
   LocalFree(descriptor);
-  if (isAlone) return true;
+  if (isAlone) return EkxSecretRead::Read;
   KxTrace(EkxTraceLevel::Error, "KxSecretFile_Read", "ERROR: [", path, "] can be read by others. Refused");
-  return false;
+  return RefusedSecret();
 }
 
-bool IsSystemsAlone(HANDLE file, CkxTextView path) {
-  return KxObject_IsAgents(file, path) && CanBeReadByThemAlone(file, path, KxObject_IsOwn);
+EkxSecretRead LookAtSystems(HANDLE file, CkxTextView path) {
+  return KxObject_IsAgents(file, path) ? LookAtReaders(file, path, KxObject_IsOwn) : RefusedSecret();
 }
 
 /// What an elevated administrator makes has the group of them for its owner, and the administrator's own rights.
-bool IsOwnersAlone(HANDLE file, CkxTextView path) {
+EkxSecretRead LookAtOwners(HANDLE file, CkxTextView path) {
   const std::optional<CkxSid> owner = KxObject_Owner(file);
   const std::optional<CkxSid> reader = KxToken_User(GetCurrentProcess());
-  return CanBeReadByThemAlone(
-      file, path, [&](const CkxSid& sid) { return (owner && owner->Equals(sid)) || (reader && reader->Equals(sid)); });
+  if (!owner || !reader) return EkxSecretRead::Unreadable;
+  return LookAtReaders(file, path, [&](const CkxSid& sid) { return owner->Equals(sid) || reader->Equals(sid); });
 }
 
-bool IsForWhomItIs(HANDLE file, CkxTextView path, EkxSecretFile kind) {
+EkxSecretRead LookForWhomItIs(HANDLE file, CkxTextView path, EkxSecretFile kind) {
   switch (kind) {
     case EkxSecretFile::Named:
-      return true;
+      return EkxSecretRead::Read;
     case EkxSecretFile::Owners:
-      return IsOwnersAlone(file, path);
+      return LookAtOwners(file, path);
     case EkxSecretFile::Systems:
-      return IsSystemsAlone(file, path);
+      return LookAtSystems(file, path);
   }
-  return false;
+  return EkxSecretRead::Unreadable;
 }
 
 CkxHandle OpenSecret(CkxTextView path, EkxSecretFile kind) {
@@ -148,9 +158,10 @@ bool WriteNew(CkxTextView path, const KxWString& temporary, std::span<const unsi
                              FILE_ATTRIBUTE_NORMAL, nullptr));
   DWORD written = 0;
   const bool done = file && WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) &&
-                    written == bytes.size();
+                    written == bytes.size() && FlushFileBuffers(file.Get());
   file.Close();
-  return done && MoveFileExW(temporary.c_str(), path.ToString().c_str(), MOVEFILE_REPLACE_EXISTING);
+  constexpr DWORD kForGood = MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH;
+  return done && MoveFileExW(temporary.c_str(), path.ToString().c_str(), kForGood);
 }
 
 }  // namespace
@@ -159,10 +170,8 @@ EkxSecretRead KxSecretFile_Read(CkxTextView path, EkxSecretFile kind, std::span<
   size = 0;
   const CkxHandle file = OpenSecret(path, kind);
   if (!file || GetFileType(file.Get()) != FILE_TYPE_DISK) return EkxSecretRead::Unreadable;
-  if (!IsForWhomItIs(file.Get(), path, kind)) {
-    KxLastError_Set(kKxErrorAccessDenied);
-    return EkxSecretRead::NotOwnersAlone;
-  }
+  const EkxSecretRead seen = LookForWhomItIs(file.Get(), path, kind);
+  if (seen != EkxSecretRead::Read) return seen;
   const bool isRead =
       kind == EkxSecretFile::Systems ? ReadProtected(file.Get(), bytes, size) : ReadFromBegin(file.Get(), bytes, size);
   return isRead ? EkxSecretRead::Read : EkxSecretRead::Unreadable;
