@@ -43,6 +43,11 @@ class CkxHeldFolder {
   std::unique_ptr<Native> _native;
 };
 
+/// Where the folder of that path is or would be, to be renamed to: in full, without links where the system has such,
+/// and without a separator at its end. Nothing, with the thread's last error set, where that cannot be told. The
+/// standard library's own ways to a path in its normal form lose a part of it on Windows where memory ends meanwhile.
+std::optional<KxWString> KxFolder_Place(CkxTextView path);
+
 /// Gives a folder, or a file, another name on its volume, where nothing has that name. Lasting once the folders are
 /// flushed that it was in and is in. False with the thread's last error set, and nothing changed.
 bool KxFolder_Rename(CkxTextView from, CkxTextView to);

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <string>
 
 #include "Common_CPP/file/folder_names_posix.h"
@@ -13,6 +14,8 @@
 #include "Common_CPP/util/text.h"
 
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 constexpr uint32_t kErrorNotSupported = 50;
@@ -67,6 +70,16 @@ bool CkxHeldFolder::OpenFile(CkxTextView name, CkxFileReader& file) const {
 }
 
 bool CkxHeldFolder::Flush() const { return KxPosixFile_Flush(_native->folder.Get()) || KxLastError_Fail(); }
+
+std::optional<KxWString> KxFolder_Place(CkxTextView path) {
+  std::error_code error;
+  const fs::path folder = fs::absolute(fs::path(KxText_ToUtf8(path)) / "", error).parent_path();
+  const fs::path place = error ? fs::path() : fs::weakly_canonical(folder, error);
+  if (!error) return KxText_FromUtf8(place.native());
+  errno = error.value();
+  KxLastError_SetFromSystem();
+  return std::nullopt;
+}
 
 bool KxFolder_Rename(CkxTextView from, CkxTextView to) {
   return rename(KxText_ToUtf8(from).c_str(), KxText_ToUtf8(to).c_str()) == 0 || KxLastError_Fail();

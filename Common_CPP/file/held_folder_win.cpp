@@ -100,6 +100,13 @@ bool CkxHeldFolder::OpenFile(CkxTextView name, CkxFileReader& file) const {
 /// written through, takes along what came before.
 bool CkxHeldFolder::Flush() const { return true; }
 
+std::optional<KxWString> KxFolder_Place(CkxTextView path) {
+  constexpr size_t kRootUnits = 3;  // "C:\\"
+  std::optional<KxWString> place = KxFile_FullPath(path);
+  while (place && place->size() > kRootUnits && place->back() == L'\\') place->pop_back();
+  return place;
+}
+
 bool KxFolder_Rename(CkxTextView from, CkxTextView to) {
   return MoveFileExW(from.ToString().c_str(), to.ToString().c_str(), MOVEFILE_WRITE_THROUGH) != 0;
 }

@@ -264,9 +264,10 @@ void SwapForGood(const fs::path& place, bool placeExists, WorkFolder& work) {
 
 void Write(const fs::path& folder, const SkxPolicyImage& image) {
   std::error_code error;
-  // Renaming wants a plain last component: no trailing separator, no "..", and the folder itself, not a link to it.
-  const fs::path place = Checked(folder, "is no usable place", error,
-                                 fs::weakly_canonical(fs::absolute(folder / "").parent_path(), error));
+  // Renaming wants a plain last component, and the folder itself, not a link to it.
+  const std::optional<KxWString> resolved = KxFolder_Place(KxImageFile_Text(folder));
+  Require(resolved.has_value(), folder, "is no usable place");
+  const fs::path place(*resolved);
   if (!place.has_filename()) throw SkxImageFailure(folder, "is no place for an image");
   const bool exists = CheckReplaceable(place);
 
