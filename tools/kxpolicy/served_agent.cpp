@@ -107,7 +107,7 @@ SkxServiceStatus CkxServedAgent::Status() const {
     status = _told;
     before = _before;
   }
-  if (status.before) {
+  if (status.before.has_value()) {
     try {
       status.before->signer = _demand.Require(before->image, "");
     } catch (const CkxToolFault&) {  // a rollback would refuse it too
